@@ -1,0 +1,22 @@
+include(CTest)
+if(BUILD_TESTING)
+    find_package(GTest REQUIRED)
+    include(GoogleTest)
+endif()
+
+# vnt_test(name SOURCES files... LIBS targets...): a test program.  CTest runs each of its tests in
+# a process of its own, ended after two minutes.  test/main.cc adds the listener that fails a test
+# which leaves descriptors, threads or children behind.
+function(vnt_test name)
+    if(NOT BUILD_TESTING)
+        return()
+    endif()
+    cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${T_SOURCES} ${CMAKE_SOURCE_DIR}/test/main.cc)
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include)
+    target_compile_definitions(${name} PRIVATE
+        VNT_SOURCE_DIR="${CMAKE_SOURCE_DIR}" VNT_BUILD_DIR="${CMAKE_BINARY_DIR}")
+    target_link_libraries(${name} PRIVATE ${T_LIBS} GTest::gtest Threads::Threads)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/test)
+    gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+endfunction()
