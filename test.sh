@@ -1,8 +1,42 @@
 #!/bin/sh
-# Installs what is missing, builds, and runs all tests.
+# Installs what is missing, builds, and runs the tests.
+#
+#   ./test.sh                          all tests but the slow ones
+#   ./test.sh --all                    the slow ones as well
+#   ./test.sh --sanitize=address,undefined
+#   ./test.sh --sanitize=thread        the same under a sanitizer, in a build folder of its own
 set -eu
 cd "$(dirname "$0")"
+
+folder=build
+options=
+select="--label-exclude slow"
+for argument; do
+    case $argument in
+    --all) select= ;;
+    --sanitize=*)
+        sanitizer=${argument#--sanitize=}
+        folder=build-${sanitizer%%,*}
+        options=-DVNT_SANITIZE=$sanitizer
+        ;;
+    *)
+        echo "test.sh: unknown option $argument (there are --all and --sanitize=NAME)" >&2
+        exit 2
+        ;;
+    esac
+done
+
 scripts/install-packages
-cmake -S . -B build -G Ninja || { echo "test.sh: cmake failed" >&2; exit 1; }
-cmake --build build
-ctest --test-dir build --output-on-failure --parallel 2
+echo "building" >&2
+scripts/build "$folder" $options
+echo "testing" >&2
+ctest --test-dir "$folder" $select --output-on-failure --parallel "$(nproc)" \
+    >"$folder/test.log" 2>&1 || {
+    grep -v ' Start \| Passed ' "$folder/test.log" >&2 || true
+    echo "test.sh: tests failed: see $folder/test.log" >&2
+    exit 1
+}
+grep 'tests passed' "$folder/test.log" || {
+    echo "test.sh: no tests were run" >&2
+    exit 1
+}
