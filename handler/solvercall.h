@@ -6,7 +6,8 @@
 // depends on the function's type alone is one trampoline per prototype.
 //
 // The compiler checks each row: number and types of the parameters, and that each field of both
-// messages is used once, in order.
+// messages is used once, in order.  It looks at the types of the solver's functions only, so that
+// nothing which holds the table needs the functions.
 //
 // Threads: the table is constant.
 
@@ -45,23 +46,8 @@ enum call_word : uint8_t {
 
 // What a handler asks the solver to size an output.
 enum call_query : uint8_t {
-    QUERY_NUMCOLS,
-    QUERY_NUMROWS,
-    QUERY_NUMQCONSTRS,
-    QUERY_NUMSOS,
-    QUERY_NUMMIPSTARTS,
-    QUERY_NUMINDCONSTRS,
-    QUERY_NUMPWL,
-    QUERY_NUMFILTERS,
-    QUERY_NUMSOLNS,
-    QUERY_NUMDBLANNOTATIONS,
-    QUERY_NUMLONGANNOTATIONS,
-    QUERY_NUMNODES,
-    QUERY_NUMARCS,
-    QUERY_REDNUMCOLS,
-    QUERY_REDNUMROWS,
-    QUERY_CONFNUMROWS,
-    QUERY_CONFNUMCOLS,
+#define SOLVER_QUERY(name) QUERY_##name,
+#include "handler/queries.def"
     QUERY_COUNT
 };
 
@@ -79,10 +65,10 @@ struct call_size {
 
 struct call_argument {
     call_word word;
-    uint8_t type;         // TYPE_*: of the scalar, or of the array's elements
+    uint8_t type;         // TYPE_*: of the scalar, or of the array's elements; 0 for an object
     uint16_t request_at;  // offset of its field, 0 for none
     uint16_t response_at; // likewise
-    call_size size;
+    call_size size;       // of an INDEX: the query
 };
 
 // Room for any parameter or result.
@@ -111,6 +97,10 @@ struct solver_call {
     void (*invoke)(void *function, const call_value *args, call_value *result);
 };
 
+// What the largest row takes.
+constexpr size_t SOLVERCALL_MAXARGS = 24;
+constexpr size_t SOLVERCALL_MAXRECORD = 1024; // bytes of a request or response
+
 // All rows, ascending by request id, and the place of each.
 enum : int {
 #define SOLVER_CALL(name, function, ...) SOLVERCALL_##name,
@@ -119,5 +109,11 @@ enum : int {
 };
 extern const solver_call solvercalls[SOLVERCALL_COUNT];
 
-// Carries out the request of `frame`.  Returns what a run function returns.
+// Carries out the request of `frame`.  Returns what a run function returns: 0, or -1 for a
+// malformed request, which has been answered with a NAK of status -1.
 int solvercall_run(handler_frame *frame, const solver_call *call);
+
+// The run function of each row.
+#define SOLVER_CALL(name, function, ...)                                                           \
+    int vnthandler_VNTMESSAGEID_##name##_REQ_run(handler_frame *frame);
+#include "handler/solvercalls.def"
