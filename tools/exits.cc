@@ -1,0 +1,11 @@
+#include "tools/exits.h"
+
+#include <fmt/format.h>
+
+std::string exits_help()
+{
+    std::string text = "Exit status:\n";
+#define EXIT(name, status, meaning) text += fmt::format("  {}  {}\n", status, meaning);
+#include "tools/exits.def"
+    return text;
+}

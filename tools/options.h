@@ -1,0 +1,35 @@
+// options.h: what the user asked vntsolve to do.
+
+#pragma once
+
+#include "tools/exits.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct server_address {
+    std::string host;
+    std::string port;
+};
+
+struct solve_options {
+    std::string model;
+    std::optional<server_address> server;                    // none: solve in this process
+    std::string solutionfile;                                // empty: write none
+    std::optional<double> timelimit;                         // seconds
+    std::vector<std::pair<std::string, std::string>> params; // names and values, as written
+    bool quiet = false;
+    bool json = false;
+};
+
+// Reads the command line and, where it names neither a server nor --local, the environment.
+// Returns no options after --help, whose text has been printed.
+// Errors: throws failure with EXIT_USAGE.
+std::optional<solve_options> options_parse(int argc, const char *const *argv);
+
+// HOST:PORT, HOST or [HOST]:PORT, split at the last colon; the port is 12345 when missing.
+server_address address_parse(const std::string &text);
+
+// HOST:PORT, with brackets around a host that has colons itself.
+std::string address_text(const server_address &address);

@@ -1,0 +1,41 @@
+// report.h: what vntsolve tells of a solve, for people and for programs.
+
+#pragma once
+
+#include "tools/exits.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct named_value {
+    std::string name;
+    double value;
+};
+
+struct solve_report {
+    int stat = 0;     // VNT_STAT_*
+    std::string text; // of an error; empty otherwise
+    std::optional<double> objective;
+    std::optional<double> bound;
+    int rows = 0;
+    int columns = 0;
+    int64_t nonzeros = 0;
+    int integers = 0;
+    int64_t iterations = 0;
+    int64_t nodes = 0;
+    double seconds = 0;
+    std::string server;               // empty: this process
+    std::vector<named_value> largest; // the largest values of the solution, by magnitude
+};
+
+// The exit status for the way a solve ended.
+exit_status report_exit(const solve_report &report);
+
+// Some lines for people.
+std::string report_summary(const solve_report &report);
+
+// One JSON object, a member a line, numbers with 17 significant digits; what is not there or not
+// finite is null.
+std::string report_json(const solve_report &report);

@@ -1,0 +1,121 @@
+#include "tools/options.h"
+#include "tools/report.h"
+#include "vanto.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+static solve_options parse(std::vector<const char *> arguments)
+{
+    arguments.insert(arguments.begin(), "vntsolve");
+    return *options_parse(static_cast<int>(arguments.size()), arguments.data());
+}
+
+static exit_status refusal(const std::vector<const char *> &arguments)
+{
+    try {
+        parse(arguments);
+    } catch (const failure &what) {
+        EXPECT_FALSE(what.message.empty());
+        return what.status;
+    }
+    return EXIT_SOLVED;
+}
+
+TEST(Options, AServerIsHostAndPortSplitAtTheLastColon)
+{
+    EXPECT_EQ(address_text(address_parse("node7:4000")), "node7:4000");
+    EXPECT_EQ(address_text(address_parse("node7")), "node7:12345");
+    EXPECT_EQ(address_parse("[::1]:4000").host, "::1");
+    EXPECT_EQ(address_text(address_parse("[::1]:4000")), "[::1]:4000");
+    EXPECT_EQ(address_text(address_parse("[fe80::1]")), "[fe80::1]:12345");
+    EXPECT_EQ(refusal({"m.mps", "--server", ":4000"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--server", "node7:"}), EXIT_USAGE);
+}
+
+TEST(Options, TheEnvironmentNamesTheServerUnlessAnOptionDoes)
+{
+    unsetenv("TESK_VANTO_TCPIP_HOST");
+    unsetenv("TESK_VANTO_TCPIP_PORT");
+    EXPECT_FALSE(parse({"m.mps"}).server);
+    setenv("TESK_VANTO_TCPIP_HOST", "", 1);
+    EXPECT_FALSE(parse({"m.mps"}).server) << "an empty variable is none";
+    setenv("TESK_VANTO_TCPIP_PORT", "4000", 1);
+    EXPECT_EQ(address_text(*parse({"m.mps"}).server), "127.0.0.1:4000");
+    EXPECT_FALSE(parse({"m.mps", "--local"}).server);
+    EXPECT_EQ(address_text(*parse({"m.mps", "--server", "a:1"}).server), "a:1");
+}
+
+TEST(Options, AParameterIsSplitAtTheFirstEqualsSign)
+{
+    solve_options options = parse({"--param", "WORK_DIR=/a=b", "--param", "SEED=", "m.mps"});
+    ASSERT_EQ(options.params.size(), 2u);
+    EXPECT_EQ(options.params[0], std::make_pair(std::string("WORK_DIR"), std::string("/a=b")));
+    EXPECT_EQ(options.params[1].second, "");
+    EXPECT_EQ(options.model, "m.mps");
+}
+
+TEST(Options, BadCommandLinesAreRefused)
+{
+    EXPECT_EQ(refusal({}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--nonsense"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--local", "--server", "a:1"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--time-limit", "-1"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--time-limit", "soon"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--param", "SEED"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--param", "=1"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "n.mps"}), EXIT_USAGE);
+}
+
+TEST(Report, JsonHasAMemberALineAndEveryDigit)
+{
+    solve_report report;
+    report.stat = VNT_STAT_OPTIMAL;
+    report.objective = 0.1;
+    report.bound = -INFINITY;
+    report.rows = 27;
+    report.nodes = 12345678901;
+    report.server = "a\"b\n:1";
+    EXPECT_EQ(report_json(report), "{\n"
+                                   "  \"status\": \"optimal\",\n"
+                                   "  \"objective\": 0.10000000000000001,\n"
+                                   "  \"bound\": null,\n"
+                                   "  \"rows\": 27,\n"
+                                   "  \"columns\": 0,\n"
+                                   "  \"nonzeros\": 0,\n"
+                                   "  \"integers\": 0,\n"
+                                   "  \"iterations\": 0,\n"
+                                   "  \"nodes\": 12345678901,\n"
+                                   "  \"seconds\": 0,\n"
+                                   "  \"server\": \"a\\\"b\\u000a:1\"\n"
+                                   "}\n");
+}
+
+TEST(Report, TheSummaryShowsAGapOnlyWhereThereIsOne)
+{
+    solve_report report;
+    report.stat = VNT_STAT_TIME_LIMIT;
+    report.objective = 200;
+    report.bound = 100;
+    EXPECT_NE(report_summary(report).find("Bound:       100   (gap 50 %)\n"), std::string::npos);
+    report.bound = 200.00000000000003;
+    EXPECT_NE(report_summary(report).find("Bound:       200\n"), std::string::npos);
+    report.objective.reset();
+    EXPECT_EQ(report_summary(report).find("Objective"), std::string::npos);
+}
+
+TEST(Report, EveryEndOfASolveHasItsExitStatus)
+{
+    auto status = [](int stat) {
+        solve_report report;
+        report.stat = stat;
+        return report_exit(report);
+    };
+    EXPECT_EQ(status(VNT_STAT_OPTIMAL_TOLERANCE), EXIT_SOLVED);
+    EXPECT_EQ(status(VNT_STAT_INFEASIBLE), EXIT_INFEASIBLE);
+    EXPECT_EQ(status(VNT_STAT_UNBOUNDED), EXIT_UNBOUNDED);
+    EXPECT_EQ(status(VNT_STAT_CUTOFF), EXIT_LIMIT);
+    EXPECT_EQ(status(VNT_STAT_STOPPED), EXIT_INTERRUPTED);
+    EXPECT_EQ(status(4711), EXIT_INTERNAL) << "a status that a later solver may have";
+}
