@@ -1,0 +1,3 @@
+#include "worker/child.h"
+
+worker_child *workerchild = nullptr;
