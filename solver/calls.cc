@@ -1,0 +1,29 @@
+#include "solver/calls.h"
+
+#include <exception>
+
+void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept
+try {
+    if (env != nullptr) env->say(CHANNEL_ERROR, printed("%s: %s\n", call, text.c_str()));
+} catch (...) {
+    // Without memory for the text the status has to do.
+}
+
+int calls_failed(vntenv *env, const char *call) noexcept
+{
+    try {
+        throw;
+    } catch (const failure &f) {
+        if (!f.text.empty()) calls_complain(env, call, f.text);
+        return f.status;
+    } catch (const std::bad_alloc &) {
+        return VNTERR_NO_MEMORY;
+    } catch (const std::length_error &) {
+        return VNTERR_NO_MEMORY; // a size that no memory could hold
+    } catch (const std::exception &e) {
+        calls_complain(env, call, e.what());
+        return VNTERR_ENGINE;
+    } catch (...) {
+        return VNTERR_ENGINE;
+    }
+}

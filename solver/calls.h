@@ -1,0 +1,95 @@
+// calls.h: the words in which the entry points are written.
+//
+// Each entry point hands its work to one of these words, which checks the handles, holds the
+// environment's lock, and turns whatever the work throws into a status: nothing leaves the
+// library by exception.  A failure with a text also becomes a line of the error channel.
+//
+//     int VNTLgetobjsen(VNTENVptr env, VNTLPptr lp)
+//     {
+//         return count_of(env, lp, [&](vntlp &p) { return p.sense; });
+//     }
+
+#pragma once
+
+#include "solver/environment.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+// Says on the error channel why the call failed.  Never throws.
+void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept;
+
+// The status of the exception in flight, said on the error channel where it has a text.
+int calls_failed(vntenv *env, const char *call) noexcept;
+
+// Does `work` in the environment.  Returns its status, 0 when it ends without a failure.
+template <class body>
+int with_environment(VNTENVptr env, const body &work, const char *call = __builtin_FUNCTION())
+{
+    std::shared_ptr<vntenv> open;
+    try {
+        open = environment_find(env);
+        if (open == nullptr) return VNTERR_NO_ENVIRONMENT;
+        std::lock_guard hold(open->lock);
+        if (open->solving) return VNTERR_SOLVING;
+        try {
+            work(*open);
+            return 0;
+        } catch (...) {
+            return calls_failed(open.get(), call);
+        }
+    } catch (...) {
+        return calls_failed(nullptr, call);
+    }
+}
+
+// The environment's problem at that address.
+inline vntlp &problem_of(vntenv &env, VNTLPptr lp)
+{
+    auto found = env.problems.find(lp);
+    require(found != env.problems.end(), VNTERR_NO_PROBLEM);
+    return *found->second;
+}
+
+// Does `work` with the problem.
+template <class body> int with_problem(VNTENVptr env, VNTLPptr lp, const body &work,
+                                       const char *call = __builtin_FUNCTION())
+{
+    return with_environment(
+        env, [&](vntenv &e) { work(problem_of(e, lp)); }, call);
+}
+
+// What `count` tells of the problem, 0 when there is none.
+template <class body> auto count_of(VNTENVptr env, VNTLPptr lp, const body &count)
+{
+    decltype(count(std::declval<vntlp &>())) result{};
+    int rc = with_environment(env, [&](vntenv &e) {
+        auto found = e.problems.find(lp);
+        if (found != e.problems.end()) result = count(*found->second);
+    });
+    return rc == 0 ? result : decltype(result){};
+}
+
+// How many of `wanted` elements go into the space offered.  The surplus is what is left of the
+// space, negative when it does not suffice, which fails the call.
+template <class size> void require_space(int64_t wanted, size space, size *surplus_p)
+{
+    put(surplus_p, static_cast<size>(space - wanted));
+    require(wanted <= space, VNTERR_SPACE_TOO_SMALL);
+}
+
+template <class type, class size>
+void put_list(const std::vector<type> &list, type *where, size space, size *surplus_p)
+{
+    require_space(static_cast<int64_t>(list.size()), space, surplus_p);
+    if (where != nullptr) std::copy(list.begin(), list.end(), where);
+}
+
+// A text with its terminator.
+inline void put_text(const std::string &text, char *where, int64_t space, int64_t *surplus_p)
+{
+    int64_t wanted = static_cast<int64_t>(text.size()) + 1;
+    require_space(wanted, space, surplus_p);
+    if (where != nullptr) memcpy(where, text.c_str(), wanted);
+}

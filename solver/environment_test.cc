@@ -1,0 +1,126 @@
+#include "solver/calls.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+#include <thread>
+
+// An open environment that notes what its channels receive.
+struct environment_test : testing::Test {
+    VNTENVptr env = nullptr;
+    std::string heard[CHANNELS];
+
+    void SetUp() override
+    {
+        int status = -1;
+        env = VNTLopenVANTO(&status);
+        ASSERT_EQ(status, 0);
+        VNTCHANNELptr channels[CHANNELS];
+        ASSERT_EQ(VNTLgetchannels(env, &channels[0], &channels[1], &channels[2], &channels[3]), 0);
+        for (int i = 0; i < CHANNELS; i++) {
+            ASSERT_EQ(VNTLaddfuncdest(env, channels[i], &heard[i], hear), 0);
+        }
+    }
+    void TearDown() override { EXPECT_EQ(VNTLcloseVANTO(&env), 0); }
+
+    static void hear(void *heard, const char *text) { *static_cast<std::string *>(heard) += text; }
+};
+
+TEST_F(environment_test, AnEnvironmentThatIsNotOpenIsRefused)
+{
+    double seconds;
+    EXPECT_EQ(VNTLgettime(nullptr, &seconds), VNTERR_NO_ENVIRONMENT);
+    EXPECT_EQ(VNTLgettime(reinterpret_cast<VNTENVptr>(this), &seconds), VNTERR_NO_ENVIRONMENT);
+    VNTENVptr other = VNTLopenVANTO(nullptr), closed = other;
+    EXPECT_EQ(VNTLgettime(other, &seconds), 0);
+    EXPECT_EQ(VNTLcloseVANTO(&other), 0);
+    EXPECT_EQ(other, nullptr);
+    EXPECT_EQ(VNTLgettime(closed, &seconds), VNTERR_NO_ENVIRONMENT);
+    EXPECT_EQ(VNTLcloseVANTO(&closed), VNTERR_NO_ENVIRONMENT);
+}
+
+TEST_F(environment_test, WhatIsNotThereYetSaysSoOnTheErrorChannel)
+{
+    EXPECT_EQ(VNTLunscaleprob(env, nullptr), VNTERR_NOT_SUPPORTED);
+    EXPECT_EQ(heard[CHANNEL_ERROR], "VNTLunscaleprob: not supported\n");
+    int status = 0;
+    EXPECT_EQ(VNTLNETcreateprob(env, &status, "net"), nullptr);
+    EXPECT_EQ(status, VNTERR_NOT_SUPPORTED);
+    EXPECT_EQ(VNTLgetnumpwl(env, nullptr), 0) << "a count";
+}
+
+TEST_F(environment_test, EveryDestinationOfAChannelHearsItAndNobodyWhenMessagesAreOff)
+{
+    std::string second;
+    VNTCHANNELptr errors = nullptr;
+    ASSERT_EQ(VNTLgetchannels(env, nullptr, nullptr, &errors, nullptr), 0);
+    ASSERT_EQ(VNTLaddfuncdest(env, errors, &second, hear), 0);
+    VNTLunscaleprob(env, nullptr);
+    EXPECT_EQ(second, heard[CHANNEL_ERROR]);
+    EXPECT_FALSE(second.empty());
+    second.clear();
+    ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_MESSAGES, 0), 0);
+    VNTLunscaleprob(env, nullptr);
+    EXPECT_EQ(second, "");
+    EXPECT_EQ(VNTLaddfuncdest(env, reinterpret_cast<VNTCHANNELptr>(&second), &second, hear),
+              VNTERR_BAD_ARGUMENT);
+}
+
+TEST_F(environment_test, AParameterTakesItsRangeAndNothingBeyond)
+{
+    for (const parameter &p : parameter_list()) {
+        SCOPED_TRACE(p.name);
+        int number = 0;
+        EXPECT_EQ(VNTLgetparamnum(env, p.textname, &number), 0);
+        EXPECT_EQ(number, p.number);
+        if (p.type == VNT_PARAMTYPE_INT) {
+            int least, greatest, value = -1;
+            ASSERT_EQ(VNTLinfointparam(env, p.number, nullptr, &least, &greatest), 0);
+            EXPECT_EQ(VNTLsetintparam(env, p.number, greatest), 0);
+            EXPECT_EQ(VNTLsetintparam(env, p.number, least - 1), VNTERR_PARAMETER_VALUE);
+            EXPECT_EQ(VNTLgetintparam(env, p.number, &value), 0);
+            EXPECT_EQ(value, greatest);
+        } else if (p.type == VNT_PARAMTYPE_DOUBLE) {
+            double least, greatest;
+            ASSERT_EQ(VNTLinfodblparam(env, p.number, nullptr, &least, &greatest), 0);
+            EXPECT_EQ(VNTLsetdblparam(env, p.number, least), 0);
+            EXPECT_EQ(VNTLsetdblparam(env, p.number, greatest * 2), VNTERR_PARAMETER_VALUE);
+            EXPECT_EQ(VNTLsetdblparam(env, p.number, std::numeric_limits<double>::quiet_NaN()),
+                      VNTERR_PARAMETER_VALUE);
+        }
+    }
+    EXPECT_EQ(VNTLsetintparam(env, 7, 1), VNTERR_BAD_PARAMETER);
+    EXPECT_EQ(VNTLsetintparam(env, VNT_PARAM_TIME_LIMIT, 1), VNTERR_PARAMETER_TYPE);
+    EXPECT_EQ(VNTLsetstrparam(env, VNT_PARAM_WORK_DIR, std::string(4096, 'x').c_str()),
+              VNTERR_PARAMETER_VALUE);
+    EXPECT_EQ(VNTLsetstrparam(env, VNT_PARAM_WORK_DIR, std::string(4095, 'x').c_str()), 0);
+    EXPECT_EQ(VNTLsetdefaults(env), 0);
+    int surplus = 0;
+    EXPECT_EQ(VNTLgetchgparam(env, nullptr, nullptr, 0, &surplus), 0) << "nothing is changed";
+}
+
+TEST_F(environment_test, ChangedParametersAreListedIntoTheSpaceOffered)
+{
+    VNTLsetintparam(env, VNT_PARAM_SEED, 7);
+    VNTLsetlongparam(env, VNT_PARAM_NODE_LIMIT, 5);
+    int count = 0, surplus = 0, numbers[2];
+    EXPECT_EQ(VNTLgetchgparam(env, &count, numbers, 1, &surplus), VNTERR_SPACE_TOO_SMALL);
+    EXPECT_EQ(surplus, -1);
+    EXPECT_EQ(VNTLgetchgparam(env, &count, numbers, 2, &surplus), 0);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(numbers[0], VNT_PARAM_NODE_LIMIT);
+    EXPECT_EQ(numbers[1], VNT_PARAM_SEED);
+}
+
+TEST(Parameters, AFileOfThemIsTakenWholeOrNotAtAll)
+{
+    parameter_set set, copy;
+    set.setdouble(VNT_PARAM_TIME_LIMIT, 1.0 / 3);
+    set.setstring(VNT_PARAM_WORK_DIR, "a b");
+    copy.read("# comment\n\n" + set.write());
+    EXPECT_EQ(copy.getdouble(VNT_PARAM_TIME_LIMIT), 1.0 / 3);
+    EXPECT_EQ(copy.getstring(VNT_PARAM_WORK_DIR), "a b");
+    for (const char *bad : {"seed 3\nnosuch 4\n", "seed 3\nthreads x\n", "seed 3\nthreads -1\n"}) {
+        EXPECT_THROW(copy.read(bad), failure);
+        EXPECT_EQ(copy.getint(VNT_PARAM_SEED), 1);
+    }
+}

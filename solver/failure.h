@@ -1,0 +1,49 @@
+// failure.h: how the open solver's own code reports that it cannot go on.
+//
+// Inside the solver a failure travels as an exception; the words of calls.h end it at the entry
+// point, where it becomes the call's status and, with a text, a line of the error channel.
+
+#pragma once
+
+#include "vanto.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+struct failure {
+    int status;       // VNTERR_*
+    std::string text; // what the error channel gets; empty says that the status tells all
+};
+
+// Formats like printf, to any length.
+[[gnu::format(printf, 1, 2)]] inline std::string printed(const char *format, ...)
+{
+    va_list args, again;
+    va_start(args, format);
+    va_copy(again, args);
+    int length = vsnprintf(nullptr, 0, format, args);
+    std::string text(length > 0 ? length : 0, '\0');
+    if (length > 0) vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    va_end(args);
+    return text;
+}
+
+// Unless `holds`, ends the call with the status.
+inline void require(bool holds, int status)
+{
+    if (!holds) throw failure{status, {}};
+}
+
+// The argument, which must be there where there is something to take from it.
+inline void require_there(const void *argument, bool needed = true)
+{
+    require(argument != nullptr || !needed, VNTERR_NULL_POINTER);
+}
+
+// Stores a result where the caller wants it.
+template <class type> void put(type *where, type value)
+{
+    if (where != nullptr) *where = value;
+}
