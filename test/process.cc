@@ -1,0 +1,130 @@
+#include "test/process.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// The child after fork(): never returns.
+[[noreturn]] static void become(const std::vector<std::string> &arguments,
+                                const std::vector<std::string> &environment, int outfd, int errfd)
+{
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    dup2(outfd, 1);
+    dup2(errfd, 2);
+    for (const std::string &entry : environment)
+        putenv(const_cast<char *>(entry.c_str()));
+    std::vector<char *> argv;
+    for (const std::string &argument : arguments)
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    argv.push_back(nullptr);
+    execvp(argv[0], argv.data());
+    perror(argv[0]);
+    _exit(127);
+}
+
+process::process(const std::vector<std::string> &arguments,
+                 const std::vector<std::string> &environment)
+    : outfd(memfd_create("out", MFD_CLOEXEC)), errfd(memfd_create("err", MFD_CLOEXEC))
+{
+    id = fork();
+    if (id == 0) become(arguments, environment, outfd, errfd);
+    EXPECT_GT(id, 0) << strerror(errno);
+}
+
+process::~process()
+{
+    if (!ended) {
+        kill(SIGKILL);
+        wait(seconds(10));
+    }
+    close(outfd);
+    close(errfd);
+}
+
+// Once collected, the id may be another's.
+void process::kill(int signal)
+{
+    if (!ended) ::kill(id, signal);
+}
+
+int process::wait(seconds limit)
+{
+    int word = 0;
+    ended = ended || eventually([&] { return waitpid(id, &word, WNOHANG) == id; }, limit);
+    if (ended && status == unended) status = WIFEXITED(word) ? WEXITSTATUS(word) : -WTERMSIG(word);
+    return status;
+}
+
+static std::string contents(int fd)
+{
+    std::string text;
+    char block[4096];
+    ssize_t n;
+    while ((n = pread(fd, block, sizeof block, static_cast<off_t>(text.size()))) > 0)
+        text.append(block, static_cast<size_t>(n));
+    return text;
+}
+
+std::string process::out() const
+{
+    return contents(outfd);
+}
+
+std::string process::err() const
+{
+    return contents(errfd);
+}
+
+process_result run(const std::vector<std::string> &arguments,
+                   const std::vector<std::string> &environment, seconds limit)
+{
+    process program(arguments, environment);
+    int status = program.wait(limit);
+    EXPECT_NE(status, process::unended) << arguments[0] << " did not end";
+    return {status, program.out(), program.err()};
+}
+
+// State and parent of a process, from the text behind its name; false when it is gone.
+static bool process_stat(const char *id, char *state, pid_t *parent)
+{
+    std::ifstream file("/proc/" + std::string(id) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    size_t paren = text.rfind(')');
+    return paren != std::string::npos &&
+           sscanf(text.c_str() + paren + 1, " %c %d", state, parent) == 2;
+}
+
+bool process_alive(pid_t id)
+{
+    char state;
+    pid_t parent;
+    return process_stat(std::to_string(id).c_str(), &state, &parent) && state != 'Z';
+}
+
+std::vector<pid_t> process_children(pid_t id)
+{
+    std::vector<pid_t> children;
+    DIR *proc = opendir("/proc");
+    while (dirent *entry = readdir(proc)) {
+        char state;
+        pid_t parent;
+        if (process_stat(entry->d_name, &state, &parent) && parent == id && state != 'Z')
+            children.push_back(atoi(entry->d_name));
+    }
+    closedir(proc);
+    return children;
+}
+
+std::string built(const std::string &name)
+{
+    return VNT_BUILD_DIR "/bin/" + name;
+}

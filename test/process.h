@@ -1,0 +1,74 @@
+// process.h: programs that a test starts, watches and ends.
+//
+// Ownership: a process that is still there when its object goes away is killed and collected.  It
+// also gets SIGTERM when the test itself dies, so that a test ended by its time limit leaves
+// nothing behind.
+//
+// Threads: the one that made the object.
+
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+using seconds = std::chrono::duration<double>;
+
+class process {
+  public:
+    // Starts arguments[0], looked up in PATH unless it has a slash.  `environment` adds NAME=VALUE
+    // entries to the test's own.
+    explicit process(const std::vector<std::string> &arguments,
+                     const std::vector<std::string> &environment = {});
+    ~process();
+    process(const process &) = delete;
+    process &operator=(const process &) = delete;
+
+    pid_t pid() const { return id; }
+    void kill(int signal);
+
+    // Waits for the end, at most so long: the exit status, -signal, or `unended`.
+    int wait(seconds limit);
+    static constexpr int unended = 4711;
+
+    // What it has written so far.
+    std::string out() const;
+    std::string err() const;
+
+  private:
+    pid_t id;
+    int outfd, errfd; // memory files
+    bool ended = false;
+    int status = unended;
+};
+
+// Runs a program to its end.
+struct process_result {
+    int status; // the exit status, or -signal
+    std::string out;
+    std::string err;
+};
+process_result run(const std::vector<std::string> &arguments,
+                   const std::vector<std::string> &environment = {}, seconds limit = seconds(100));
+
+// Looks until the condition holds, at most so long.
+template <class Condition> bool eventually(Condition condition, seconds limit = seconds(20))
+{
+    auto start = std::chrono::steady_clock::now();
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() - start > limit) return condition();
+        timespec nap = {0, 10'000'000};
+        nanosleep(&nap, nullptr);
+    }
+    return true;
+}
+
+// Whether the process exists and has not ended, whoever its parent is.
+bool process_alive(pid_t id);
+
+// The living children of a process.
+std::vector<pid_t> process_children(pid_t id);
+
+// A program of the build: bin/NAME.
+std::string built(const std::string &name);

@@ -1,0 +1,54 @@
+#include "test/server.h"
+
+#include <csignal>
+#include <gtest/gtest.h>
+
+static std::vector<std::string> command(const std::vector<std::string> &arguments)
+{
+    std::vector<std::string> all = {built("vntworker"), "-host=127.0.0.1", "-port=0"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+// The address in the server's announcement, empty while there is none.
+static std::string announced(const std::string &log)
+{
+    static const std::string words = "Server started on ";
+    size_t begin = log.find(words);
+    size_t end = begin == std::string::npos ? begin : log.find('\n', begin);
+    if (end == std::string::npos) return "";
+    begin += words.size();
+    return log.substr(begin, end - begin);
+}
+
+server::server(const std::vector<std::string> &arguments,
+               const std::vector<std::string> &environment)
+    : program(command(arguments), environment)
+{
+    bool listening = eventually([&] {
+        where = announced(log());
+        return !where.empty();
+    });
+    EXPECT_TRUE(listening) << log();
+}
+
+server::~server()
+{
+    if (stopped) return;
+    std::vector<pid_t> left = workers();
+    EXPECT_EQ(stop(SIGTERM), 0) << log();
+    for (pid_t worker : left)
+        EXPECT_FALSE(process_alive(worker));
+}
+
+int server::stop(int signal)
+{
+    stopped = true;
+    program.kill(signal);
+    return program.wait(seconds(20));
+}
+
+std::vector<std::string> server::environment() const
+{
+    return {"TESK_VANTO_TCPIP_HOST=127.0.0.1", "TESK_VANTO_TCPIP_PORT=" + port()};
+}

@@ -1,0 +1,31 @@
+// server.h: a worker server on a free port of 127.0.0.1, for the length of a test.
+
+#pragma once
+
+#include "test/process.h"
+
+class server {
+  public:
+    // Starts it and waits until it listens.  Further arguments go to the program as they are.
+    explicit server(const std::vector<std::string> &arguments = {},
+                    const std::vector<std::string> &environment = {});
+    // Ends it as a user would and fails the test when it does not end well or leaves a worker.
+    ~server();
+
+    const std::string &address() const { return where; } // 127.0.0.1:PORT
+    std::string port() const { return where.substr(where.rfind(':') + 1); }
+    // What makes a program of the solver's library find this server.
+    std::vector<std::string> environment() const;
+
+    pid_t pid() const { return program.pid(); }
+    std::vector<pid_t> workers() const { return process_children(program.pid()); }
+    std::string log() const { return program.err(); }
+
+    // Sends the signal and waits for the end: the exit status, or -signal.
+    int stop(int signal);
+
+  private:
+    process program;
+    std::string where;
+    bool stopped = false;
+};
