@@ -1,0 +1,155 @@
+#include "client/handles.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+// A handle's bits, from the top: the mark, which no address of a process has, then how often the
+// slot was used, then the slot's place.
+static constexpr uint64_t MARK = 0xC11E;
+static constexpr int USEBITS = 24;
+static constexpr int PLACEBITS = 24;
+static constexpr uint64_t PLACES = uint64_t(1) << PLACEBITS;
+
+struct slot {
+    client_object object; // kind CLIENT_NONE: free
+    uint64_t uses;
+    uint64_t nextfree;
+};
+
+// Places count from 1; 0 ends the list of free slots.
+static std::mutex lock;
+static slot *slots;
+static uint64_t capacity;
+static uint64_t used = 1;
+static uint64_t firstfree;
+static uint64_t lastserial;
+
+static void *make(uint64_t place)
+{
+    uint64_t use = slots[place].uses & ((uint64_t(1) << USEBITS) - 1);
+    return reinterpret_cast<void *>(MARK << 48 | use << PLACEBITS | place);
+}
+
+static slot *find(const void *handle)
+{
+    uint64_t place = reinterpret_cast<uint64_t>(handle) & (PLACES - 1);
+    if (place == 0 || place >= used) return nullptr;
+    slot *s = &slots[place];
+    return s->object.kind != CLIENT_NONE && s->object.handle == handle ? s : nullptr;
+}
+
+static bool grow()
+{
+    if (used < capacity) return true;
+    if (capacity == PLACES) return false;
+    uint64_t wanted = std::min(PLACES, std::max<uint64_t>(64, capacity * 2));
+    void *more = realloc(slots, wanted * sizeof(slot));
+    if (more == nullptr) return false;
+    slots = static_cast<slot *>(more);
+    capacity = wanted;
+    return true;
+}
+
+// A slot that had all its uses is not taken again: its oldest handles would come alive.
+static uint64_t take()
+{
+    if (firstfree != 0) {
+        uint64_t place = firstfree;
+        firstfree = slots[place].nextfree;
+        return place;
+    }
+    if (!grow()) return 0;
+    slots[used] = {};
+    return used++;
+}
+
+void *client_addhandle(client_kind kind, client_env *env, uint64_t remote)
+{
+    std::lock_guard hold(lock);
+    uint64_t place = take();
+    if (place == 0) return nullptr;
+    void *handle = make(place);
+    slots[place].object = {kind, env, remote, ++lastserial, handle};
+    return handle;
+}
+
+bool client_findhandle(const void *handle, client_kind kind, client_object *object)
+{
+    std::lock_guard hold(lock);
+    const slot *s = find(handle);
+    if (s == nullptr || s->object.kind != kind) return false;
+    *object = s->object;
+    return true;
+}
+
+static void release(slot *s)
+{
+    s->object = {};
+    s->uses++;
+    if (s->uses >> USEBITS != 0) return;
+    s->nextfree = firstfree;
+    firstfree = static_cast<uint64_t>(s - slots);
+}
+
+void client_forgethandle(const void *handle)
+{
+    std::lock_guard hold(lock);
+    slot *s = find(handle);
+    if (s != nullptr) release(s);
+}
+
+void client_forgetall(const client_env *env)
+{
+    std::lock_guard hold(lock);
+    for (uint64_t i = 1; i < used; i++)
+        if (slots[i].object.env == env && slots[i].object.kind != CLIENT_NONE) release(&slots[i]);
+}
+
+size_t client_listhandles(const client_env *env, client_object *objects, size_t space)
+{
+    std::lock_guard hold(lock);
+    size_t count = 0;
+    for (uint64_t i = 1; i < used; i++) {
+        const client_object &o = slots[i].object;
+        if (o.env != env || (o.kind != CLIENT_LP && o.kind != CLIENT_NET)) continue;
+        if (count < space) objects[count] = o;
+        count++;
+    }
+    std::sort(objects, objects + std::min(count, space),
+              [](const client_object &a, const client_object &b) { return a.serial < b.serial; });
+    return count;
+}
+
+void *client_knownhandle(const client_env *env, client_kind kind, uint64_t remote)
+{
+    std::lock_guard hold(lock);
+    for (uint64_t i = 1; i < used; i++) {
+        const client_object &o = slots[i].object;
+        if (o.env == env && o.kind == kind && o.remote == remote) return o.handle;
+    }
+    return nullptr;
+}
+
+void client_puthandle(message_array *a, char (&bytes)[16], uint64_t remote)
+{
+    *a = {};
+    if (remote == 0) return;
+    memset(bytes, 0, sizeof bytes);
+    memcpy(bytes, &remote, sizeof remote);
+    a->total = sizeof bytes;
+    a->type = TYPE_BYTE;
+    a->nchunks = 1;
+    a->chunks = &a->inlinechunk;
+    a->inlinechunk = {sizeof bytes, bytes};
+}
+
+uint64_t client_takehandle(const message_array *a)
+{
+    uint64_t remote = 0;
+    if (a->type != TYPE_BYTE || a->total != 16 || a->nchunks != 1 || a->chunks->count != 16)
+        return 0;
+    memcpy(&remote, a->chunks->data, sizeof remote);
+    return remote;
+}

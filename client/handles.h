@@ -1,0 +1,54 @@
+// handles.h: what the calling side hands out as environments, problems, networks and channels.
+//
+// A handle is a number in the shape of a pointer, never an address: it names a slot of one table
+// and how often that slot had been used before.  So a freed handle stays unknown for good, also
+// when its slot serves again, and the address of anything else is no handle.
+//
+// Ownership: the table owns its slots; an environment's record is its opener's.
+//
+// Threads: any.  The table has one lock, a leaf, held for a look-up.
+
+#pragma once
+
+#include "message/containers.h"
+
+struct client_env;
+
+enum client_kind : uint8_t {
+    CLIENT_NONE,
+    CLIENT_ENV,
+    CLIENT_LP,
+    CLIENT_NET,
+    CLIENT_CHANNEL // remote is its number, 0 to 3
+};
+
+// An object of a worker.
+struct client_object {
+    client_kind kind;
+    client_env *env; // the environment it belongs to
+    uint64_t remote; // its value in the worker
+    uint64_t serial; // rises with every object made
+    void *handle;
+};
+
+// Makes a handle.  Null when memory is out.
+void *client_addhandle(client_kind kind, client_env *env, uint64_t remote);
+
+// Finds the live object behind a handle.  Returns whether there is one of that kind.
+bool client_findhandle(const void *handle, client_kind kind, client_object *object);
+
+void client_forgethandle(const void *handle);
+void client_forgetall(const client_env *env);
+
+// Copies the objects of an environment, its own handle left out, oldest first.  Returns how many
+// there are; with less space the first so many places of the table are listed.
+size_t client_listhandles(const client_env *env, client_object *objects, size_t space);
+
+// The handle under which an environment's object is known, null when it is not.
+void *client_knownhandle(const client_env *env, client_kind kind, uint64_t remote);
+
+// Lends a worker's value to a message: 16 bytes at `bytes`, or a null array for 0.
+void client_puthandle(message_array *a, char (&bytes)[16], uint64_t remote);
+
+// Reads a worker's value out of a message.  0 for a null array or anything that is not a handle.
+uint64_t client_takehandle(const message_array *a);
