@@ -79,8 +79,15 @@ union call_value {
     void *p;
 };
 
-// Where the solver function's own result goes.
-enum call_result : uint8_t { RESULT_INT, RESULT_LONG, RESULT_DOUBLE, RESULT_LP, RESULT_NET };
+// Where the solver function's own result goes: an int that is a status, a value, a new object.
+enum call_result : uint8_t {
+    RESULT_STATUS, // "status"
+    RESULT_INT,    // "out"
+    RESULT_LONG,
+    RESULT_DOUBLE,
+    RESULT_LP, // "outlp"
+    RESULT_NET // "outnet"
+};
 
 struct solver_call {
     const char *name;     // "GETX"

@@ -265,30 +265,36 @@ arguments(const written (&words)[count], const parameter (&parameters)[takes])
 }
 
 // The response's field for the solver function's own result.
-template <class response> constexpr field_place result_field()
+struct result_place {
+    call_result kind; // of an "out": RESULT_INT
+    field_place field;
+};
+
+template <class response> constexpr result_place result_field()
 {
     if constexpr (requires(response r) { r.status; })
-        return ANSWERED(status);
+        return {RESULT_STATUS, ANSWERED(status)};
     else if constexpr (requires(response r) { r.out; })
-        return ANSWERED(out);
+        return {RESULT_INT, ANSWERED(out)};
     else if constexpr (requires(response r) { r.outlp; })
-        return ANSWERED(outlp);
+        return {RESULT_LP, ANSWERED(outlp)};
     else
-        return ANSWERED(outnet);
+        return {RESULT_NET, ANSWERED(outnet)};
 }
 
-template <class type> constexpr call_result result_of = RESULT_INT;
-template <> constexpr call_result result_of<int64_t> = RESULT_LONG;
-template <> constexpr call_result result_of<double> = RESULT_DOUBLE;
-template <> constexpr call_result result_of<VNTLPptr> = RESULT_LP;
-template <> constexpr call_result result_of<VNTNETptr> = RESULT_NET;
-
-template <class result> constexpr bool result_fits(field_place field)
+constexpr call_result result_kind(result_place place)
 {
-    if constexpr (std::is_pointer_v<result>)
-        return field.kind == KIND_ARRAY;
-    else
-        return field.kind == kind_of<result>;
+    if (place.field.kind == KIND_LONG) return RESULT_LONG;
+    if (place.field.kind == KIND_DOUBLE) return RESULT_DOUBLE;
+    return place.kind;
+}
+
+template <class type> constexpr bool result_fits(result_place place)
+{
+    if (std::is_same_v<type, VNTLPptr>) return place.kind == RESULT_LP;
+    if (std::is_same_v<type, VNTNETptr>) return place.kind == RESULT_NET;
+    if (place.kind == RESULT_STATUS && !std::is_same_v<type, int>) return false;
+    return place.field.kind == kind_of<type>;
 }
 
 // The words as rows write them.
@@ -330,7 +336,7 @@ template <class result> constexpr bool result_fits(field_place field)
         using response = vntmsg_##name##_RES;                                                      \
         using solver = prototype<decltype(function)>;                                              \
         constexpr written words[] = {__VA_ARGS__};                                                 \
-        constexpr field_place result = result_field<response>();                                   \
+        constexpr result_place result = result_field<response>();                                  \
         static_assert(std::size(words) == solver::count,                                           \
                       #name ": the row lists another number of arguments than the solver takes");  \
         static_assert(all_fit(words, solver::parameters), #name                                    \
@@ -340,9 +346,9 @@ template <class result> constexpr bool result_fits(field_place field)
         static_assert(                                                                             \
             uses_all(words, &written::asked, offsetof(request, flags), FIELDS_##name##_REQ - 1),   \
             #name ": the arguments do not use each field of the request once, in order");          \
-        static_assert(uses_all(words, &written::answered, result.at, FIELDS_##name##_RES - 1),     \
-                      #name                                                                        \
-                      ": the arguments do not fill each field of the response once, in order");    \
+        static_assert(                                                                             \
+            uses_all(words, &written::answered, result.field.at, FIELDS_##name##_RES - 1),         \
+            #name ": the arguments do not fill each field of the response once, in order");        \
         static_assert(result_fits<solver::result>(result),                                         \
                       #name ": the solver returns something else than the response carries");      \
         static_assert(std::size(words) <= SOLVERCALL_MAXARGS &&                                    \
@@ -360,8 +366,8 @@ constexpr solver_call solvercalls[SOLVERCALL_COUNT] = {
      VNTMESSAGEID_##name##_RES,                                                                    \
      sizeof(row_##name::request),                                                                  \
      sizeof(row_##name::response),                                                                 \
-     result_of<row_##name::solver::result>,                                                        \
-     row_##name::result.at,                                                                        \
+     result_kind(row_##name::result),                                                              \
+     row_##name::result.field.at,                                                                  \
      row_##name::args.size(),                                                                      \
      row_##name::args.data(),                                                                      \
      row_##name::solver::invoke},
