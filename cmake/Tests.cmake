@@ -6,7 +6,8 @@ endif()
 
 # vnt_test(name SOURCES files... LIBS targets...): a test program.  CTest runs each of its tests in
 # a process of its own, ended after two minutes.  test/main.cc adds the listener that fails a test
-# which leaves descriptors, threads or children behind.
+# which leaves descriptors, threads or children behind.  Suites whose names begin with Slow get the
+# label slow, which the quick suite leaves out, and ten minutes.
 function(vnt_test name)
     if(NOT BUILD_TESTING)
         return()
@@ -18,5 +19,8 @@ function(vnt_test name)
         VNT_SOURCE_DIR="${CMAKE_SOURCE_DIR}" VNT_BUILD_DIR="${CMAKE_BINARY_DIR}")
     target_link_libraries(${name} PRIVATE ${T_LIBS} GTest::gtest Threads::Threads)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/test)
-    gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+    gtest_discover_tests(${name} TEST_FILTER "-Slow*" DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 120)
+    gtest_discover_tests(${name} TEST_FILTER "Slow*" DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 600 LABELS slow)
 endfunction()
