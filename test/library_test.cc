@@ -1,0 +1,60 @@
+// The libraries as the loader and other programs see them.
+#include "test/server.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+
+static std::string library(const std::string &name)
+{
+    return VNT_BUILD_DIR "/lib/" + name;
+}
+
+static std::set<std::string> matches(const std::string &text, const std::string &pattern)
+{
+    std::regex expression(pattern);
+    std::set<std::string> all;
+    for (std::sregex_iterator i(text.begin(), text.end(), expression), end; i != end; ++i)
+        all.insert((*i)[1]);
+    return all;
+}
+
+TEST(Library, ExportsItsEntryPointsAlone)
+{
+    std::set<std::string> expected = {"VNTWORKERtcpip", "tcpiptransport_getfactory"};
+    for (std::string prefix : {"VNT", "VNTS", "VNTL"}) {
+        for (std::string type : {"byte", "short", "int", "long", "double"})
+            expected.insert(prefix + "sendinfo" + type);
+        expected.insert(prefix + "setuserfunction");
+        expected.insert(prefix + "getuserfunction");
+    }
+    process_result nm = run({"nm", "-D", "--defined-only", library("libvntremote.so")});
+    ASSERT_EQ(nm.status, 0) << nm.err;
+    EXPECT_EQ(matches(nm.out, "[0-9a-f]+ [A-Z] (\\w+)"), expected);
+}
+
+TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
+{
+    process_result ldd = run({"ldd", library("libvntremote.so")});
+    ASSERT_EQ(ldd.status, 0) << ldd.err;
+    std::set<std::string> allowed = {"linux-vdso", "libstdc++", "libm", "libgcc_s", "libc"};
+    for (const std::string &name : matches(ldd.out, "\t([^./ ]+)\\.so"))
+        EXPECT_TRUE(allowed.count(name)) << name;
+}
+
+TEST(Library, AProgramSolvesRemotelyUnchanged)
+{
+    server s({"-loglevel=4"});
+    const std::string program = VNT_BUILD_DIR "/test/plain";
+    const std::string model = VNT_SOURCE_DIR "/test/models/afiro.mps";
+    process_result here = run({program, model});
+    EXPECT_EQ(here.status, 0) << here.err;
+    EXPECT_EQ(here.out.substr(0, 10), "1 -464.753") << here.out;
+    std::vector<std::string> environment = s.environment();
+    environment.push_back("LD_PRELOAD=" + library("libvantoclient.so"));
+    process_result there = run({program, model}, environment);
+    EXPECT_EQ(there.status, 0) << there.err << s.log();
+    EXPECT_EQ(there.out, here.out);
+    EXPECT_NE(s.log().find(" started\n"), std::string::npos) << "a worker did it";
+}

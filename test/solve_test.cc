@@ -1,0 +1,272 @@
+// vntsolve as a user meets it, in its own process and against a real server with real workers.
+#include "test/server.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <regex>
+#include <sys/socket.h>
+#include <unistd.h>
+
+static std::string model(const std::string &name)
+{
+    return VNT_SOURCE_DIR "/test/models/" + name;
+}
+
+// A file for the length of a test.
+class scratch {
+  public:
+    explicit scratch(const std::string &suffix, const std::string &text = "")
+        : name(testing::TempDir() + "vnt" + std::to_string(getpid()) + suffix)
+    {
+        std::ofstream(name) << text;
+    }
+    ~scratch() { unlink(name.c_str()); }
+    std::string text() const
+    {
+        std::ifstream file(name);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+    const std::string name;
+};
+
+static std::vector<std::string> command(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), built("vntsolve"));
+    return arguments;
+}
+
+static process_result vntsolve(const std::vector<std::string> &arguments)
+{
+    return run(command(arguments));
+}
+
+// A member of a --json object as it is written; empty when it is not there.
+static std::string member(const std::string &json, const std::string &name)
+{
+    std::smatch found;
+    std::regex line("\"" + name + "\": \"?([^\",\n]*)");
+    return std::regex_search(json, found, line) ? found[1].str() : "";
+}
+
+// All that must not depend on where the model was solved.
+static std::string digits(const std::string &json)
+{
+    return std::regex_replace(json, std::regex("  \"(seconds|server)\": .*\n"), "");
+}
+
+struct known_model {
+    const char *file;
+    const char *status;
+    double objective;
+};
+
+class Models : public testing::TestWithParam<known_model> {};
+
+TEST_P(Models, GiveTheSameDigitsInAWorkerAsInThisProcess)
+{
+    server remote;
+    scratch localfile(".local.sol"), remotefile(".remote.sol");
+    process_result here =
+        vntsolve({model(GetParam().file), "--local", "--json", "--write-solution", localfile.name});
+    process_result there = vntsolve({model(GetParam().file), "--server", remote.address(), "--json",
+                                     "--write-solution", remotefile.name});
+    EXPECT_EQ(here.status, there.status) << here.err << there.err;
+    EXPECT_EQ(digits(here.out), digits(there.out));
+    EXPECT_EQ(here.err, there.err) << "the log is the same, too";
+    EXPECT_EQ(localfile.text(), remotefile.text());
+    EXPECT_EQ(member(here.out, "server"), "null");
+    EXPECT_EQ(member(there.out, "server"), remote.address());
+
+    EXPECT_EQ(member(here.out, "status"), GetParam().status);
+    if (GetParam().status != std::string("optimal")) return;
+    EXPECT_EQ(here.status, 0);
+    EXPECT_NE(localfile.text(), "");
+    double objective = atof(member(here.out, "objective").c_str());
+    EXPECT_NEAR(objective, GetParam().objective, 1e-6 * std::abs(GetParam().objective));
+}
+
+static std::string test_name(const testing::TestParamInfo<known_model> &info)
+{
+    std::string name = info.param.file;
+    name.resize(name.find('.'));
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Small, Models,
+                         testing::Values(known_model{"afiro.mps", "optimal", -464.7531428571},
+                                         known_model{"israel.mps", "optimal", -896644.82186},
+                                         known_model{"25fv47.mps", "optimal", 5501.8458883},
+                                         known_model{"degen3.mps", "optimal", -987.294},
+                                         known_model{"woodinfe.mps", "infeasible", 0},
+                                         known_model{"p0033.mps", "optimal", 3089},
+                                         known_model{"egout.mps", "optimal", 568.1007},
+                                         known_model{"stein27.mps", "optimal", 18},
+                                         known_model{"p0201.mps", "optimal", 7615}),
+                         test_name);
+
+INSTANTIATE_TEST_SUITE_P(Slow, Models,
+                         testing::Values(known_model{"dfl001.mps", "optimal", 11266396.0467},
+                                         known_model{"misc07.mps", "optimal", 2810}),
+                         test_name);
+
+TEST(Vntsolve, ReadsACompressedModelAsThePlainOne)
+{
+    server remote;
+    scratch packed(".mps.gz");
+    ASSERT_EQ(run({"sh", "-c", "gzip -c " + model("p0033.mps") + " > " + packed.name}).status, 0);
+    process_result plain = vntsolve({model("p0033.mps"), "--local", "--json"});
+    process_result here = vntsolve({packed.name, "--local", "--json"});
+    process_result there = vntsolve({packed.name, "--server", remote.address(), "--json"});
+    EXPECT_EQ(digits(here.out), digits(plain.out)) << here.err;
+    EXPECT_EQ(digits(there.out), digits(plain.out)) << there.err;
+}
+
+TEST(Vntsolve, ServesTwoClientsAtOnceAsEachAlone)
+{
+    server remote;
+    std::vector<std::string> names = {"p0201.mps", "25fv47.mps"};
+    std::vector<std::unique_ptr<process>> clients;
+    for (const std::string &name : names)
+        clients.push_back(std::make_unique<process>(
+            command({model(name), "--server", remote.address(), "--json"})));
+    for (size_t i = 0; i < names.size(); i++) {
+        EXPECT_EQ(clients[i]->wait(seconds(60)), 0) << clients[i]->err();
+        process_result alone = vntsolve({model(names[i]), "--local", "--json"});
+        EXPECT_EQ(digits(clients[i]->out()), digits(alone.out));
+    }
+}
+
+TEST(Vntsolve, WritesItsLogToStandardErrorUnlessQuiet)
+{
+    process_result loud = vntsolve({model("p0033.mps"), "--local"});
+    EXPECT_NE(loud.err, "");
+    EXPECT_NE(loud.out.find("Status:      optimal\n"), std::string::npos) << loud.out;
+    EXPECT_NE(loud.out.find("33 columns (33 integer)"), std::string::npos) << loud.out;
+    EXPECT_NE(loud.out.find("Largest variables:\n"), std::string::npos) << loud.out;
+    process_result quiet = vntsolve({model("p0033.mps"), "--local", "--quiet"});
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.out + quiet.err, "");
+}
+
+// What goes wrong is told in the same way here and there.
+class Ends : public testing::TestWithParam<bool> {
+  protected:
+    process_result solve(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.end(), where.begin(), where.end());
+        return vntsolve(arguments);
+    }
+    std::unique_ptr<server> remote = GetParam() ? std::make_unique<server>() : nullptr;
+    std::vector<std::string> where = remote
+                                         ? std::vector<std::string>{"--server", remote->address()}
+                                         : std::vector<std::string>{"--local"};
+};
+
+INSTANTIATE_TEST_SUITE_P(Both, Ends, testing::Bool(), [](const testing::TestParamInfo<bool> &info) {
+    return info.param ? "Remote" : "Local";
+});
+
+TEST_P(Ends, BadUsageIsTold)
+{
+    process_result unknown = solve({model("afiro.mps"), "--nonsense"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.err.find("--nonsense"), std::string::npos);
+    process_result param = solve({model("afiro.mps"), "--param", "NONSENSE=1"});
+    EXPECT_EQ(param.status, 2);
+    EXPECT_NE(param.err.find("NONSENSE"), std::string::npos);
+    process_result value = solve({model("afiro.mps"), "--param", "SEED=blue"});
+    EXPECT_EQ(value.status, 2);
+    EXPECT_NE(value.err.find("SEED=blue"), std::string::npos);
+    EXPECT_EQ(solve({model("afiro.mps"), "--param", "SEED=-1"}).status, 2);
+}
+
+TEST_P(Ends, AnUnreadableFileIsTold)
+{
+    process_result missing = solve({"/nowhere/model.mps", "--json"});
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_NE(missing.err.find("/nowhere/model.mps: No such file"), std::string::npos)
+        << missing.err;
+    EXPECT_EQ(member(missing.out, "status"), "error");
+    process_result unwritable =
+        solve({model("afiro.mps"), "--write-solution", "/nowhere/solution"});
+    EXPECT_EQ(unwritable.status, 3) << unwritable.err;
+    EXPECT_NE(unwritable.err.find("/nowhere/solution"), std::string::npos);
+}
+
+TEST_P(Ends, AMalformedModelIsTold)
+{
+    scratch garbage(".mps", "NAME\nROWS\n N cost\nCOLUMNS\n x cost twelve\nENDATA\n");
+    process_result bad = solve({garbage.name});
+    EXPECT_EQ(bad.status, 4) << bad.err;
+    EXPECT_NE(bad.err.find(garbage.name), std::string::npos);
+    scratch unknown(".model", "hello");
+    EXPECT_EQ(solve({unknown.name}).status, 4);
+    scratch empty(".mps");
+    EXPECT_EQ(solve({empty.name}).status, 4);
+}
+
+TEST_P(Ends, AModelWithoutOptimumIsTold)
+{
+    process_result infeasible = solve({model("woodinfe.mps")});
+    EXPECT_EQ(infeasible.status, 6) << infeasible.err;
+    EXPECT_NE(infeasible.out.find("infeasible"), std::string::npos);
+    scratch ray(".mps", "NAME ray\nROWS\n N cost\n L row\nCOLUMNS\n x cost -1 row -1\n"
+                        "RHS\n rhs row 1\nENDATA\n");
+    process_result unbounded = solve({ray.name, "--json"});
+    EXPECT_EQ(unbounded.status, 7) << unbounded.err;
+    EXPECT_EQ(member(unbounded.out, "status"), "unbounded");
+    EXPECT_EQ(member(unbounded.out, "objective"), "null");
+}
+
+TEST_P(Ends, ATimeLimitEndsASolveWithTheBestSolution)
+{
+    process_result limited = solve({model("misc07.mps"), "--time-limit", "1", "--json"});
+    EXPECT_EQ(limited.status, 8) << limited.err;
+    EXPECT_EQ(member(limited.out, "status"), "limit");
+    EXPECT_NE(member(limited.out, "bound"), "null");
+}
+
+TEST_P(Ends, AnInterruptEndsASolveWithTheBestSolution)
+{
+    std::vector<std::string> arguments = {model("misc07.mps")};
+    arguments.insert(arguments.end(), where.begin(), where.end());
+    process client(command(arguments));
+    // The log's first line may come before the solve starts; a moment later it surely runs.
+    ASSERT_TRUE(eventually([&] { return client.err() != ""; }));
+    EXPECT_EQ(client.wait(seconds(0.5)), process::unended);
+    client.kill(SIGINT);
+    EXPECT_EQ(client.wait(seconds(10)), 9) << client.err();
+    EXPECT_NE(client.out().find("stopped by the user"), std::string::npos) << client.out();
+}
+
+TEST(Vntsolve, SaysThatNoServerAnswers)
+{
+    // A port that is bound but does not listen refuses every connection.
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), length), 0);
+    ASSERT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length), 0);
+    std::string where = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    process_result refused = vntsolve({model("afiro.mps"), "--server", where});
+    close(fd);
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_NE(refused.err.find(where), std::string::npos) << refused.err;
+}
+
+TEST(Vntsolve, SaysThatTheConnectionIsLost)
+{
+    server remote;
+    process client(command({model("misc07.mps"), "--server", remote.address(), "--json"}));
+    ASSERT_TRUE(eventually([&] { return client.err() != ""; }));
+    remote.stop(SIGKILL);
+    EXPECT_EQ(client.wait(seconds(20)), 5) << client.err();
+    EXPECT_EQ(member(client.out(), "status"), "error");
+    EXPECT_EQ(member(client.out(), "server"), remote.address());
+}
