@@ -53,11 +53,25 @@ struct transport {
     pthread_mutex_t recvlock;
 };
 
+// Fills a record that is zero, for transports of every kind: the tag, a stream over the
+// descriptors, one codec per factory in their order, the locks.  The caller sets the operations.
+// The descriptors are the transport's only when this succeeds; after an error nothing stands.
+// Errors: NOMEMORY, LOCK, or a codec factory's code.
+int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncodecs,
+                      const codec_factory *const *factories);
+
+// Takes down what setup made: asynchronous input, the descriptors, the pending message, the codecs
+// last first, the stream, the locks.  The record itself is left to the caller.
+void fdtransport_teardown(transport *t);
+
 // What the descriptor transport's creation is told: the "-infd=", "-outfd=", "-nothreads", "-log"
 // and "-libpath=" arguments of a worker; anything else is MESSAGE_INVALID.
 // Errors: INVALID, NOMEMORY, LOCK, or a codec factory's code.
 int fdtransport_create(transport **out, int ncodecs, const codec_factory *const *factories,
                        int argc, const char *const *argv);
+
+// Offers the message to the codecs in order until one knows it.
+int codecs_send(codec *const *codecs, int64_t n, const void *message);
 
 int fdtransport_sendmsg(transport *t, const void *message);
 int fdtransport_recvmsg(transport *t, void **message);
