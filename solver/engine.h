@@ -6,9 +6,18 @@
 // Ownership: a model's arrays are the caller's for the length of the solve; the result owns its
 // vectors.
 //
-// Threads: a solve runs on the calling thread, and so does the poll function.
+// Signs: the engines minimise.  A model that maximises is negated on the way in and back, so that
+// everything here is in the model's own sense: dj_j = c_j - sum over the rows of pi_i a_ij holds
+// for both, and of a bound "better" means greater where the model maximises.
 //
-// Errors: 0 or a VNTERR_* status; how a solve ended is result.status.
+// Determinism: the same model, parameters and replies at the same ticks give the same bits, in any
+// process.  The clock decides nothing but the time limit.
+//
+// Threads: a solve runs on the calling thread, and so does the poll function.  It may be held there
+// for as long as the caller likes; that time does not count towards the time limit.
+//
+// Errors: 0, VNTERR_NO_MEMORY, VNTERR_NOT_SUPPORTED (more than 2^31 - 1 nonzeros) or VNTERR_ENGINE;
+// how a solve ended is result.status.  Nothing is thrown, nothing printed, no signal handler set.
 
 #pragma once
 
@@ -19,42 +28,44 @@
 
 // A model, column by column.  Bounds are infinite from VNT_INFINITY on.
 struct engine_model {
-    int numrows;
-    int numcols;
-    const int64_t *begin; // numcols + 1
-    const int *index;     // rows, begin[numcols] of them
-    const double *value;
-    const double *collower;
-    const double *colupper;
-    const double *rowlower;
-    const double *rowupper;
-    const double *objective;
-    double offset;
-    int sense;         // VNT_MIN or VNT_MAX
-    const char *ctype; // C, B, I per column; null in a continuous problem
-    // A start, null where there is none: basis statuses, or values of all columns.
-    const int *cstat;
-    const int *rstat;
-    const double *start;
+    int numrows = 0;
+    int numcols = 0;
+    const int64_t *begin = nullptr; // numcols + 1
+    const int *index = nullptr;     // rows, begin[numcols] of them; none twice in a column
+    const double *value = nullptr;
+    const double *collower = nullptr;
+    const double *colupper = nullptr;
+    const double *rowlower = nullptr;
+    const double *rowupper = nullptr;
+    const double *objective = nullptr;
+    double offset = 0;
+    int sense = VNT_MIN;         // or VNT_MAX
+    const char *ctype = nullptr; // C, B, I per column; null in a continuous problem
+    // A start, null where there is none.  Basis statuses, for continuous problems; see rstat in the
+    // result for what they mean in a row.  Or a value for every column, for mixed-integer ones: the
+    // integer columns are held at theirs, those that are NaN and all continuous ones are found.
+    const int *cstat = nullptr;
+    const int *rstat = nullptr;
+    const double *start = nullptr;
 };
 
 // The parameters that engines obey.
 struct engine_params {
-    double timelimit; // seconds
-    int64_t iterationlimit;
-    int64_t nodelimit;
-    int64_t solutionlimit;
-    double feasibility;
-    double optimality;
-    double integrality;
-    double relgap;
-    double absgap;
-    double cutoff; // in the model's sense; VNT_INFINITY and more in magnitude: none
-    int presolve;
-    int cuts;
-    int heuristics;
-    int seed;
-    int loglevel;
+    double timelimit = 1e75; // seconds; 1e9 and more is none
+    int64_t iterationlimit = INT64_MAX;
+    int64_t nodelimit = INT64_MAX;
+    int64_t solutionlimit = INT64_MAX;
+    double feasibility = 1e-7;
+    double optimality = 1e-7;
+    double integrality = 1e-6;
+    double relgap = 1e-6;
+    double absgap = 1e-9;
+    double cutoff = 1e75; // in the model's sense; VNT_INFINITY and more in magnitude: none
+    int presolve = 1;
+    int cuts = 1;
+    int heuristics = 1;
+    int seed = 1;
+    int loglevel = 0;
 };
 
 enum engine_method { ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER };
@@ -65,7 +76,9 @@ struct engine_progress {
     int64_t nodes;
     int64_t nodesleft;
     int64_t iterations;
-    double bound;
+    double objective;       // of the linear problem in hand; coarse, for the reader of a log
+    double infeasibility;   // its sum of infeasibilities, just as coarse
+    double bound;           // never better than what the search has proved; infinite before that
     double incumbent;       // meaningful when solution is there
     const double *solution; // the incumbent's columns, null without one
     int64_t solutions;
@@ -74,10 +87,14 @@ struct engine_progress {
 
 // What the solve may be told at a poll point.
 struct engine_reply {
-    bool stop;
+    bool stop;     // ends the solve; what was found is kept
     bool inject;   // use `cutoff`
     double cutoff; // in the model's sense: only better solutions count from here on
 };
+
+// poll is called at every iteration of a linear problem and every other step of a solve, and at
+// least ten times a second on all but the largest models: keep it short where nothing is to be
+// done. Either may be null.
 
 struct engine_hooks {
     void *arg;
@@ -92,16 +109,24 @@ struct engine_result {
     bool dualfeasible = false;
     double objective = 0; // of x, offset included
     double bound = 0;
-    double cutoff = 0;                    // the cutoff in force at the end
-    std::vector<double> x, pi, slack, dj; // empty where there is none; slack = rhs side - activity
-    std::vector<int> cstat, rstat;        // empty without a basis
+    double cutoff = 0; // the best one that was given; infinite (worst) without
+    // Empty where there is none.  After a limit or a stop x is the last point, feasible or not.
+    // slack_i = b - activity_i, with b the row's upper bound where finite, else its lower bound
+    // where finite, else 0.
+    std::vector<double> x, pi, slack, dj, activity;
+    // Empty without a basis.  A row that is not basic is LOWER: it is at its only bound.  Where it
+    // has two different ones, it is LOWER or UPPER with its activity at that one.
+    std::vector<int> cstat, rstat;
     int64_t iterations = 0, phase1iterations = 0, barrieriterations = 0;
     int64_t nodes = 0, nodesleft = 0, bestnode = 0;
     uint64_t ticks = 0;
     std::vector<std::vector<double>> solutions; // incumbents, best last
-    std::vector<double> ray;                    // of an unbounded problem
-    std::vector<double> farkas;                 // of an infeasible one
-    int cuts = 0;
+    std::vector<double> ray; // of an unbounded problem: a direction that improves for ever
+    // Of an infeasible one, where it could be had: a multiplier per row, such that no x within the
+    // columns' bounds takes the weighted sum of the rows as far as their bounds ask
+    // (y_i > 0 weighs row i's lower bound, y_i < 0 its upper one).
+    std::vector<double> farkas;
+    int cuts = 0; // added and in force at the root
 };
 
 // Solve a continuous problem by the method given.

@@ -1,0 +1,240 @@
+// Continuous problems.
+
+#include "solver/engineclp.h"
+
+#include <ClpSolve.hpp>
+
+#include <algorithm>
+#include <climits>
+#include <memory>
+
+namespace {
+
+class lp_solve {
+  public:
+    lp_solve(const engine_model &model, const engine_params &params, const engine_hooks &hooks,
+             engine_result *result)
+        : model(model), params(params), poll(params, hooks, model.sense), result(*result)
+    {
+    }
+    void run(engine_method method, bool crossover);
+
+  private:
+    bool solvedalready();
+    void startbasis();
+    void solve(engine_method method, bool crossover);
+    void settle();
+    bool findray();
+    int verdict();
+    void fill(bool basis);
+    void fillbasis();
+
+    const engine_model &model;
+    const engine_params &params;
+    engine_poll poll;
+    engine_silence silence;
+    ClpSimplex clp;
+    engine_result &result;
+};
+
+int methodnumber(engine_method method)
+{
+    switch (method) {
+    case ENGINE_PRIMAL: return VNT_METHOD_PRIMAL;
+    case ENGINE_DUAL: return VNT_METHOD_DUAL;
+    default: return VNT_METHOD_BARRIER;
+    }
+}
+
+bool lp_solve::solvedalready()
+{
+    if (engine_crossed(model, params.feasibility)) {
+        result.status = VNT_STAT_INFEASIBLE;
+        return true;
+    }
+    return engine_solveempty(model, params.feasibility, &result);
+}
+
+ClpSimplex::Status rowstatus(int status, double lower, double upper)
+{
+    if (status == VNT_BASIS_BASIC) return ClpSimplex::basic;
+    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
+    if (islower && isupper && lower != upper)
+        return status == VNT_BASIS_UPPER ? ClpSimplex::atUpperBound : ClpSimplex::atLowerBound;
+    if (isupper) return ClpSimplex::atUpperBound;
+    return islower ? ClpSimplex::atLowerBound : ClpSimplex::isFree;
+}
+
+ClpSimplex::Status colstatus(int status, double lower, double upper)
+{
+    if (status == VNT_BASIS_BASIC) return ClpSimplex::basic;
+    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
+    if (status == VNT_BASIS_UPPER && isupper) return ClpSimplex::atUpperBound;
+    if (status == VNT_BASIS_FREE && !islower && !isupper) return ClpSimplex::isFree;
+    if (islower) return ClpSimplex::atLowerBound;
+    return isupper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
+}
+
+void lp_solve::startbasis()
+{
+    clp.createStatus();
+    for (int j = 0; j < model.numcols; j++)
+        clp.setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
+    for (int i = 0; i < model.numrows; i++)
+        clp.setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
+}
+
+void lp_solve::solve(engine_method method, bool crossover)
+{
+    bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
+    if (warm) {
+        startbasis();
+        method == ENGINE_PRIMAL ? clp.primal() : clp.dual();
+        return;
+    }
+    ClpSolve options;
+    options.setPresolveType(params.presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
+    options.setSpecialOption(2, 1); // leaves SIGINT alone
+    switch (method) {
+    case ENGINE_PRIMAL:
+        options.setSolveType(ClpSolve::usePrimal);
+        options.setSpecialOption(1,
+                                 4); // from slacks: the other starts print, and run long unpolled
+        break;
+    case ENGINE_DUAL: options.setSolveType(ClpSolve::useDual); break;
+    case ENGINE_BARRIER:
+        options.setSolveType(crossover ? ClpSolve::useBarrier : ClpSolve::useBarrierNoCross);
+        break;
+    }
+    clp.initialSolve(options);
+}
+
+// Keeps the ray that comes with "infeasible" or "unbounded" if it proves that; it has no sign that
+// one could rely on.
+bool lp_solve::findray()
+{
+    bool infeasible = clp.status() == 1;
+    std::unique_ptr<double[]> raw(infeasible ? clp.infeasibilityRay() : clp.unboundedRay());
+    if (raw == nullptr) return false;
+    std::vector<double> ray(raw.get(), raw.get() + (infeasible ? model.numrows : model.numcols));
+    auto proves = infeasible ? engine_provesinfeasible : engine_provesunbounded;
+    if (!proves(model, ray)) {
+        for (double &v : ray)
+            v = 0 - v; // no -0
+        if (!proves(model, ray)) return false;
+    }
+    (infeasible ? result.farkas : result.ray) = ray;
+    return true;
+}
+
+// Some unbounded problems are called infeasible, and the other way round, when the method that
+// finds out is not the one that can tell.  Without a proof at hand the problem is solved again
+// without its objective: that says whether it is feasible, and if so the primal method goes on from
+// there with the objective.
+void lp_solve::settle()
+{
+    if (findray() && (clp.status() == 1 ||
+                      engine_violation(model, clp.primalColumnSolution()) <= params.feasibility))
+        return;
+    result.ray.clear();
+    std::vector<double> objective(clp.objective(), clp.objective() + model.numcols);
+    std::fill_n(clp.objective(), model.numcols, 0.0);
+    clp.allSlackBasis(true);
+    clp.dual();
+    std::copy(objective.begin(), objective.end(), clp.objective());
+    if (poll.ended() != 0) return;
+    if (clp.status() == 0) clp.primal();
+    if (clp.status() == 1 || clp.status() == 2) findray();
+}
+
+// The status of the engine in our terms.
+int lp_solve::verdict()
+{
+    switch (clp.status()) {
+    case 0: return VNT_STAT_OPTIMAL;
+    case 1: return VNT_STAT_INFEASIBLE;
+    case 2: return VNT_STAT_UNBOUNDED;
+    case 3: return VNT_STAT_ITERATION_LIMIT;
+    default: return VNT_STAT_NUMERICAL;
+    }
+}
+
+void lp_solve::run(engine_method method, bool crossover)
+{
+    result.method = methodnumber(method);
+    result.cutoff = model.sense * VNT_INFINITY;
+    result.bound = model.sense * -VNT_INFINITY;
+    if (solvedalready()) return;
+    engine_load(model, params, poll, silence, &clp);
+    solve(method, crossover);
+    if (poll.ended() == 0 && clp.status() == 4) { // once more, the careful way
+        clp.scaling(0);
+        clp.allSlackBasis(true);
+        clp.primal();
+    }
+    if (poll.ended() == 0 && (clp.status() == 1 || clp.status() == 2)) settle();
+    result.status = verdict();
+    if (poll.ended() != 0 && clp.status() != 0) result.status = poll.ended();
+    fill(method != ENGINE_BARRIER || crossover);
+}
+
+void lp_solve::fill(bool basis)
+{
+    result.iterations = poll.seen.iterations;
+    result.phase1iterations = poll.phase1iterations;
+    result.barrieriterations = poll.barrieriterations;
+    result.ticks = poll.seen.ticks;
+    const double *x = clp.primalColumnSolution();
+    result.x.assign(x, x + model.numcols);
+    engine_fillrows(model, &result);
+    const double *pi = clp.dualRowSolution(), *dj = clp.dualColumnSolution();
+    result.pi.assign(pi, pi + model.numrows);
+    result.dj.assign(dj, dj + model.numcols);
+    if (model.sense < 0) {
+        for (double &v : result.pi)
+            v = 0 - v; // no -0
+        for (double &v : result.dj)
+            v = 0 - v; // no -0
+    }
+    if (basis) fillbasis();
+    bool optimal = result.status == VNT_STAT_OPTIMAL;
+    result.primalfeasible =
+        optimal || engine_violation(model, result.x.data()) <= params.feasibility;
+    result.dualfeasible = optimal || engine_dualviolation(model, result) <= params.optimality;
+    if (optimal) result.bound = result.objective;
+}
+
+void lp_solve::fillbasis()
+{
+    auto number = [](ClpSimplex::Status status) -> int {
+        switch (status) {
+        case ClpSimplex::basic: return VNT_BASIS_BASIC;
+        case ClpSimplex::atUpperBound: return VNT_BASIS_UPPER;
+        case ClpSimplex::isFree:
+        case ClpSimplex::superBasic: return VNT_BASIS_FREE;
+        default: return VNT_BASIS_LOWER;
+        }
+    };
+    result.cstat.resize(model.numcols);
+    result.rstat.resize(model.numrows);
+    for (int j = 0; j < model.numcols; j++)
+        result.cstat[j] = number(clp.getColumnStatus(j));
+    for (int i = 0; i < model.numrows; i++) {
+        bool basic = clp.getRowStatus(i) == ClpSimplex::basic;
+        double lower = model.rowlower[i], upper = model.rowupper[i];
+        bool ranged = !engine_isinf(lower) && !engine_isinf(upper) && lower != upper;
+        bool atupper = ranged && clp.getRowStatus(i) == ClpSimplex::atUpperBound;
+        result.rstat[i] = basic ? VNT_BASIS_BASIC : atupper ? VNT_BASIS_UPPER : VNT_BASIS_LOWER;
+    }
+}
+
+} // namespace
+
+int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
+                   bool crossover, const engine_hooks &hooks, engine_result *result)
+{
+    return engine_guard(result, [&] {
+        *result = engine_result();
+        lp_solve(model, params, hooks, result).run(method, crossover);
+    });
+}
