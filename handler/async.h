@@ -76,7 +76,7 @@ void asynccallback(transport *t, void *record);
 int asyncpollfunc(VNTENVptr env, void *data);
 
 // Sets what the poll needs to know of a call that begins: whether the solver uses one thread.
-void asyncpoll_begin(handler *h, bool singlethreaded);
+void asyncpoll_begin(bool singlethreaded);
 
 // The solver's pause callback; `data` is the handler.  Holds the solver once the progress limit or
 // the time limit is reached, until told to continue (0) or to terminate (13).

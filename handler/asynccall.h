@@ -5,13 +5,10 @@
 
 #pragma once
 
-#include "handler/handler.h"
+#include "handler/async.h"
 
 constexpr int32_t FLAG_ASYNCHRONOUS = 1;
 constexpr int32_t FLAG_USEDEFAULTS = 2;
-
-// Whether an asynchronous call is under way in this process.
-int async_isasync(void);
 
 // Prepares the handler, starts serving control requests and sends the ACK.  `lp` may be null.
 // Returns 0, or a solver status, after which nothing has been started or sent.

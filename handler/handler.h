@@ -8,16 +8,20 @@
 // has returned nothing of it is touched.
 //
 // Threads: handle() runs on the worker's main thread, or, while an asynchronous call runs, on the
-// thread that serves control requests.  Lock order: pause, state, progress; poll only with state
-// released; the info lock and the registry lock are leaves.
+// thread that serves control requests.  Lock order: asynccallbackmutex, then pause, state,
+// progress; poll only with state released; the registry lock is a leaf, and below the info lock
+// stand the transport's own alone, for queued info is sent under it.  Fields without a lock that
+// several threads use are read and written with cell_get and cell_set.
 
 #pragma once
 
 #include "codec/catalogue.h"
 #include "fdio/transport.h"
-#include "vanto.h"
+#include "vanto_remote.h"
 
+#include <atomic>
 #include <ctime>
+#include <type_traits>
 
 struct handler;
 
@@ -35,9 +39,6 @@ struct handler_channel {
 };
 
 struct handler_info; // a queued CHANNEL or INFO message
-
-typedef int (*user_function)(VNTENVptr env, int32_t id, const void *input, int64_t inputlen,
-                             int64_t maxout, int64_t *outputlen, void *output, void *data);
 
 // The state of an asynchronous call.
 enum async_state : int32_t {
@@ -57,7 +58,7 @@ struct handler {
     char magic[4]; // "HTNV"
     handler_channel channels[4];
     int32_t running; // id of the request that runs asynchronously, -1 when none
-    user_function userfunction;
+    VNTUSERFUNCTION userfunction;
     void *userdata;
     VNTENVptr env; // the default objects, for requests that ask for them
     VNTLPptr lp;
@@ -67,19 +68,19 @@ struct handler {
     pthread_mutex_t infolock; // guards the queue, pending and hold
     int32_t pending;          // asynchronous results not fetched yet
     int32_t hold;             // nonzero while the caller is away
-    int32_t channelsenabled;
-    int32_t ownercheck; // nonzero: only `ownerthread` polls and sends info at once
-    pthread_t ownerthread;
-    int32_t polling;
-    int32_t state; // async_state
+    int32_t channelsenabled;  // a cell
+    int32_t ownercheck;       // a cell; nonzero: only `ownerthread` polls and sends info at once
+    pthread_t ownerthread;    // a cell
+    int32_t polling;          // a cell
+    int32_t state;            // async_state
     pthread_mutex_t statelock;
     pthread_cond_t statecondition;
     pthread_mutex_t pauselock;
     pthread_mutex_t polllock;
-    uint64_t *limitcell; // the progress limit, 0 for none
+    uint64_t *limitcell; // a cell: the progress limit, 0 for none
     uint64_t limit;
     int32_t pauseinstalled;
-    double timelimit; // seconds
+    double timelimit; // seconds; this and timerarmed under the state lock
     int32_t timerarmed;
     pthread_mutex_t progresslock;
     double sense; // -1.0 when maximising, else 1.0
@@ -87,9 +88,18 @@ struct handler {
     vntmipprogress progress;
     double injected; // an objective value for the solver, HANDLER_INFINITE x sense when none
     timer_t timer;
-    volatile int32_t timeexpired;
-    volatile int32_t terminate; // the cell that the solver watches
+    int32_t *timeexpired; // a cell that outlives the handler, as the timer's thread may
+    int32_t terminate;    // the cell that the solver watches
 };
+
+template <class type> type cell_get(type &cell)
+{
+    return std::atomic_ref<type>(cell).load();
+}
+template <class type> void cell_set(type &cell, std::type_identity_t<type> value)
+{
+    std::atomic_ref<type>(cell).store(value);
+}
 
 struct handler_factory {
     int (*create)(handler **out, transport *io); // Errors: NOMEMORY, LOCK.
@@ -102,14 +112,18 @@ const handler_factory *vntmsg_getfactory(void);
 struct handler_frame {
     handler *owner;
     void *request;
-    vntmsg_NAK nak; // ids preset
-    vntmsg_ACK ack;
+    vntmsg_NAK nak; // preset but for the status, as the request may be gone when it is needed
+    vntmsg_ACK ack; // likewise
     void *context;
 };
 
 // Flushes queued info, then answers with a NAK of that status.  Returns -1 for a status of -1, the
 // rejected request, else 0.
 int frame_reject(handler_frame *frame, int32_t status);
+
+// The answer where the solver lacks a function: a log line that names it, and a NAK of status
+// 1811.  Returns 0.
+int frame_lacking(handler_frame *frame, const char *function);
 
 // Flushes queued info, then sends the response.  Returns 0.
 int frame_respond(handler_frame *frame, const void *response);
