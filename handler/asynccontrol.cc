@@ -1,0 +1,111 @@
+// The requests that steer an asynchronous call.  They are served while it runs, on the listener's
+// thread or from inside the solver.
+
+#include "handler/asynccall.h"
+#include "handler/info.h"
+#include "handler/timelimit.h"
+
+#include <cmath>
+#include <cstdlib>
+
+// The blocked run function sends the response.
+int vnthandler_VNTMESSAGEID_GETRES_run(handler_frame *frame)
+{
+    handler *h = frame->owner;
+    pthread_mutex_lock(&h->infolock);
+    h->pending--;
+    flushinfo(h, true);
+    pthread_mutex_unlock(&h->infolock);
+    async_stop();
+    return 0;
+}
+
+int vnthandler_VNTMESSAGEID_ASYNCTEST_REQ_run(handler_frame *frame)
+{
+    handler *h = frame->owner;
+    pthread_mutex_lock(&h->statelock);
+    const int32_t state = h->state;
+    pthread_mutex_unlock(&h->statelock);
+    // One that was told to continue or to terminate still runs, as far as the caller is concerned.
+    const int32_t shown = state > ASYNC_PAUSED ? ASYNC_RUNNING : state;
+    const vntmsg_ASYNCTEST_RES response = {nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, shown};
+    return frame_respond(frame, &response);
+}
+
+// With the state lock held.
+static void tell(handler *h, async_state state)
+{
+    h->state = state;
+    pthread_cond_signal(&h->statecondition);
+}
+
+static void terminate_call(handler *h)
+{
+    pthread_mutex_lock(&h->statelock);
+    if (h->state != ASYNC_IDLE) tell(h, ASYNC_TERMINATE);
+    pthread_mutex_unlock(&h->statelock);
+}
+
+int vnthandler_VNTMESSAGEID_ASYNCKILL_REQ_run(handler_frame *frame)
+{
+    terminate_call(frame->owner);
+    cell_set(frame->owner->terminate, 1);
+    const vntmsg_ASYNCKILL_RES response = {nullptr, VNTMESSAGEID_ASYNCKILL_RES, 0};
+    return frame_respond(frame, &response);
+}
+
+int vnthandler_VNTMESSAGEID_EASYNCTERMINATE_REQ_run(handler_frame *frame)
+{
+    terminate_call(frame->owner);
+    const vntmsg_EASYNCTERMINATE_RES response = {nullptr, VNTMESSAGEID_EASYNCTERMINATE_RES, 0};
+    return frame_respond(frame, &response);
+}
+
+// With the state lock held.
+static void store_limits(handler *h, int64_t progress, double seconds)
+{
+    cell_set(*h->limitcell, static_cast<uint64_t>(progress));
+    h->timelimit = seconds;
+}
+
+int vnthandler_VNTMESSAGEID_EASYNCLIMITS_REQ_run(handler_frame *frame)
+{
+    const auto *request = static_cast<const vntmsg_EASYNCLIMITS_REQ *>(frame->request);
+    handler *h = frame->owner;
+    pthread_mutex_lock(&h->statelock);
+    store_limits(h, request->dettime, request->walltime);
+    // A new limit counts from the next start or continuation; none counts at once.
+    if (!wallclock_tilim_limits(h->timelimit)) wallclock_tilim_apply(h, h->timelimit);
+    pthread_mutex_unlock(&h->statelock);
+    const vntmsg_EASYNCLIMITS_RES response = {nullptr, VNTMESSAGEID_EASYNCLIMITS_RES, 0};
+    return frame_respond(frame, &response);
+}
+
+int vnthandler_VNTMESSAGEID_EASYNCCONTINUE_REQ_run(handler_frame *frame)
+{
+    const auto *request = static_cast<const vntmsg_EASYNCCONTINUE_REQ *>(frame->request);
+    handler *h = frame->owner;
+    pthread_mutex_lock(&h->statelock);
+    store_limits(h, request->dettime, request->walltime);
+    const int status = wallclock_tilim_apply(h, h->timelimit);
+    if (h->state != ASYNC_IDLE && h->state != ASYNC_TERMINATE) tell(h, ASYNC_CONTINUE);
+    pthread_mutex_unlock(&h->statelock);
+    const vntmsg_EASYNCCONTINUE_RES response = {nullptr, VNTMESSAGEID_EASYNCCONTINUE_RES, status};
+    return frame_respond(frame, &response);
+}
+
+int vnthandler_VNTMESSAGEID_EASYNCMIPINJECT_REQ_run(handler_frame *frame)
+{
+    const auto *request = static_cast<const vntmsg_EASYNCMIPINJECT_REQ *>(frame->request);
+    handler *h = frame->owner;
+    pthread_mutex_lock(&h->progresslock);
+    h->injected = request->objval;
+    pthread_mutex_unlock(&h->progresslock);
+    const vntmsg_EASYNCMIPINJECT_RES response = {nullptr, VNTMESSAGEID_EASYNCMIPINJECT_RES, 0};
+    return frame_respond(frame, &response);
+}
+
+int vnthandler_VNTMESSAGEID_EASYNCMIPPROGRESS_REQ_run(handler_frame *frame)
+{
+    return frame_reject(frame, msg2vnt(MESSAGE_UNKNOWN)); // until the serializer is there
+}
