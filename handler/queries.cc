@@ -1,13 +1,8 @@
 #include "handler/queries.h"
 
-static constexpr uint32_t bit(int query)
-{
-    return 1u << query;
-}
-
-static constexpr uint32_t REDUCED = bit(QUERY_REDNUMCOLS) | bit(QUERY_REDNUMROWS);
-static constexpr uint32_t CONFLICT = bit(QUERY_CONFNUMROWS) | bit(QUERY_CONFNUMCOLS);
-static constexpr uint32_t NETWORK = bit(QUERY_NUMNODES) | bit(QUERY_NUMARCS);
+static constexpr uint32_t REDUCED = query_bit(QUERY_REDNUMCOLS) | query_bit(QUERY_REDNUMROWS);
+static constexpr uint32_t CONFLICT = query_bit(QUERY_CONFNUMROWS) | query_bit(QUERY_CONFNUMCOLS);
+static constexpr uint32_t NETWORK = query_bit(QUERY_NUMNODES) | query_bit(QUERY_NUMARCS);
 
 static bool is_output(const call_argument &arg)
 {
@@ -19,7 +14,7 @@ static uint32_t wanted_by(const call_argument &arg)
     uint32_t wanted = 0;
     for (const call_term &term : arg.size.terms)
         if (term.kind == call_term::QUERY && (term.at != QUERY_NUMCOLS || is_output(arg)))
-            wanted |= bit(term.at);
+            wanted |= query_bit(term.at);
     return wanted;
 }
 
@@ -50,11 +45,12 @@ static void ask_width(size_queries *q)
 static void ask_counts(size_queries *q)
 {
 #define PROBLEM_QUERY(name, function)                                                              \
-    if (q->asked & bit(QUERY_##name))                                                              \
-        if (auto count = NEEDED(q, function)) q->answers[QUERY_##name] = count(q->env, q->lp);
+    if (q->sizes.asked & query_bit(QUERY_##name))                                                  \
+        if (auto count = NEEDED(q, function)) q->sizes.answers[QUERY_##name] = count(q->env, q->lp);
 #define NETWORK_QUERY(name, function)                                                              \
-    if (q->asked & bit(QUERY_##name))                                                              \
-        if (auto count = NEEDED(q, function)) q->answers[QUERY_##name] = count(q->env, q->net);
+    if (q->sizes.asked & query_bit(QUERY_##name))                                                  \
+        if (auto count = NEEDED(q, function))                                                      \
+            q->sizes.answers[QUERY_##name] = count(q->env, q->net);
 #define OTHER_QUERY(name)
 #include "handler/queries.def"
 }
@@ -67,8 +63,10 @@ static void ask_reduced(size_queries *q)
     if (q->missing != nullptr) return;
     VNTLPptr reduced = nullptr;
     if (getredlp(q->env, q->lp, &reduced) != 0 || reduced == nullptr) return;
-    if (q->asked & bit(QUERY_REDNUMCOLS)) q->answers[QUERY_REDNUMCOLS] = numcols(q->env, reduced);
-    if (q->asked & bit(QUERY_REDNUMROWS)) q->answers[QUERY_REDNUMROWS] = numrows(q->env, reduced);
+    if (q->sizes.asked & query_bit(QUERY_REDNUMCOLS))
+        q->sizes.answers[QUERY_REDNUMCOLS] = numcols(q->env, reduced);
+    if (q->sizes.asked & query_bit(QUERY_REDNUMROWS))
+        q->sizes.answers[QUERY_REDNUMROWS] = numrows(q->env, reduced);
 }
 
 static void ask_conflict(size_queries *q)
@@ -78,15 +76,15 @@ static void ask_conflict(size_queries *q)
     int status = 0, rows = 0, columns = 0;
     if (getconflict(q->env, q->lp, &status, nullptr, nullptr, &rows, nullptr, nullptr, &columns))
         return;
-    q->answers[QUERY_CONFNUMROWS] = rows;
-    q->answers[QUERY_CONFNUMCOLS] = columns;
+    q->sizes.answers[QUERY_CONFNUMROWS] = rows;
+    q->sizes.answers[QUERY_CONFNUMCOLS] = columns;
 }
 
 static void ask_all(size_queries *q)
 {
     ask_counts(q);
-    if (q->asked & REDUCED) ask_reduced(q);
-    if (q->asked & CONFLICT) ask_conflict(q);
+    if (q->sizes.asked & REDUCED) ask_reduced(q);
+    if (q->sizes.asked & CONFLICT) ask_conflict(q);
 }
 
 static void ask_keeping_messages(size_queries *q)
@@ -103,36 +101,10 @@ static void ask_keeping_messages(size_queries *q)
 void queries_ask(size_queries *q, const solver_call *call)
 {
     for (int i = 0; i < call->nargs; i++)
-        q->asked |= wanted_by(call->args[i]);
+        q->sizes.asked |= wanted_by(call->args[i]);
     if (measures_text(call)) ask_width(q);
-    if (q->asked & (NETWORK | REDUCED | CONFLICT))
+    if (q->sizes.asked & (NETWORK | REDUCED | CONFLICT))
         ask_keeping_messages(q);
     else
         ask_all(q);
-}
-
-bool size_known(const call_size &size, const size_queries *q)
-{
-    if (size.unsized) return false;
-    for (const call_term &term : size.terms)
-        if (term.kind == call_term::QUERY && !(q->asked & bit(term.at))) return false;
-    return true;
-}
-
-static int64_t term_value(const call_term &term, const void *request, const size_queries *q)
-{
-    switch (term.kind) {
-    case call_term::INTFIELD: return term.sign * int64_t{field_at<int32_t>(request, term.at)};
-    case call_term::LONGFIELD: return term.sign * field_at<int64_t>(request, term.at);
-    case call_term::QUERY: return term.sign * q->answers[term.at];
-    default: return 0;
-    }
-}
-
-int64_t size_of(const call_size &size, const void *request, const size_queries *q)
-{
-    int64_t sum = size.constant;
-    for (const call_term &term : size.terms)
-        if (__builtin_add_overflow(sum, term_value(term, request, q), &sum)) return INT64_MAX;
-    return sum > 0 ? sum : 0;
 }

@@ -202,8 +202,8 @@ static int check_lengths(const solver_run *run)
         const call_argument &arg = run->call->args[i];
         const passing &p = run->args[i];
         if (arg.word != CALL_IN && arg.word != CALL_NAMES) continue;
-        if (!p.present || !size_known(arg.size, &run->queries)) continue;
-        if (p.count < size_of(arg.size, run->request, &run->queries)) return -1;
+        if (!p.present || !size_known(arg.size, run->queries.sizes)) continue;
+        if (p.count < size_of(arg.size, run->request, run->queries.sizes)) return -1;
     }
     return 0;
 }
@@ -250,9 +250,9 @@ static int make_room(solver_run *run, const call_argument &arg, passing *p)
     case CALL_PLAINSTRING:
     case CALL_OUTNAMES:
     case CALL_STORE:
-        return make_block(p, size_of(arg.size, run->request, &run->queries), slot_size(arg));
+        return make_block(p, size_of(arg.size, run->request, run->queries.sizes), slot_size(arg));
     case CALL_INOUT:
-        return make_copy(p, size_of(arg.size, run->request, &run->queries), slot_size(arg));
+        return make_copy(p, size_of(arg.size, run->request, run->queries.sizes), slot_size(arg));
     case CALL_OUTFILE:
         run->failure = outfile_create(&run->file, static_cast<const char *>(p->value.p));
         p->value.p = run->file.path;
