@@ -3,8 +3,9 @@
 // A request that runs asynchronously outlives the record that was received; the run function works
 // on a copy.
 //
-// Ownership: a copy is one block and owns its strings, arrays and files; the arrays that carry
-// solver objects share their bytes with the source.
+// Ownership: a copy is one block and owns its strings, arrays and files.  The arrays that carry
+// solver objects share their bytes with the source and dangle once that is gone: read their values
+// before.
 //
 // Threads: any; a record is one thread's at a time.
 
