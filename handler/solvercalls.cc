@@ -237,6 +237,19 @@ template <size_t count> constexpr bool groups_are_whole(const written (&words)[c
     return true;
 }
 
+// Arrays without a size belong to a matrix: the two before them say where each column begins and
+// how many entries it has.
+template <size_t count, size_t takes>
+constexpr bool unsized_are_told(const written (&words)[count], const parameter (&parameters)[takes])
+{
+    for (size_t i = 0; i < count && i < takes; i++) {
+        if (!words[i].size.unsized || (i > 0 && words[i - 1].size.unsized)) continue;
+        if (i < 2 || words[i - 2].word != CALL_IN || words[i - 1].word != CALL_IN) return false;
+        if (parameters[i - 2].type != TYPE_LONG || parameters[i - 1].type != TYPE_INT) return false;
+    }
+    return true;
+}
+
 // Whether the offsets ascend from `first` and are `fields` in number: then each field has its
 // argument, and no two of one type have changed places.
 template <size_t count> constexpr bool
@@ -342,7 +355,8 @@ template <class type> constexpr bool result_fits(result_place place)
         static_assert(all_fit(words, solver::parameters), #name                                    \
                       ": a word does not say what the solver takes, or its field is of another "   \
                       "kind");                                                                     \
-        static_assert(groups_are_whole(words), #name ": a word lacks the one that goes with it");  \
+        static_assert(groups_are_whole(words) && unsized_are_told(words, solver::parameters),      \
+                      #name ": a word lacks those that go with it");                               \
         static_assert(                                                                             \
             uses_all(words, &written::asked, offsetof(request, flags), FIELDS_##name##_REQ - 1),   \
             #name ": the arguments do not use each field of the request once, in order");          \

@@ -1,0 +1,395 @@
+#include "client/call.h"
+
+#include "client/connection.h"
+#include "client/files.h"
+#include "handler/callsize.h"
+#include "handler/handler.h"
+
+#include <cstdlib>
+
+namespace {
+
+// What is needed to bring the answer to the caller.  It has no pointers into the request, which
+// is gone when a started call is joined.
+struct call_return {
+    const solver_call *call;
+    call_value args[SOLVERCALL_MAXARGS];
+    int64_t space[SOLVERCALL_MAXARGS]; // elements that fit at a pointer, INT64_MAX for all
+    call_value result;
+};
+
+// A request being put together.  It frees what it holds, nothing of which is the caller's.
+struct call_request {
+    const solver_call *call;
+    const call_value *args;
+    client_env *env;
+    uint64_t lp; // the worker's values
+    uint64_t net;
+    size_answers sizes;
+    char handles[SOLVERCALL_MAXARGS][16];
+    client_infile file;
+    alignas(max_align_t) char record[SOLVERCALL_MAXRECORD];
+
+    call_request(const solver_call *c, const call_value *a);
+    ~call_request();
+    call_request(const call_request &) = delete;
+    call_request &operator=(const call_request &) = delete;
+};
+
+bool lends_array(call_word word)
+{
+    return word == CALL_IN || word == CALL_INOUT || word == CALL_NAMES;
+}
+
+call_request::call_request(const solver_call *c, const call_value *a)
+    : call(c), args(a), env(), lp(), net(), sizes(), handles(), file(), record()
+{
+    field_at<uint32_t>(record, sizeof(void *)) = c->request;
+}
+
+call_request::~call_request()
+{
+    for (int i = 0; i < call->nargs; i++)
+        if (lends_array(call->args[i].word))
+            message_unset_array(&field_at<message_array>(record, call->args[i].request_at));
+    client_infile_unset(&file);
+}
+
+} // namespace
+
+// Putting: what the sizes of arrays may depend on.
+
+static int put_object(call_request *r, int i)
+{
+    const call_argument &arg = r->call->args[i];
+    void *object = r->args[i].p;
+    uint64_t *remote = &r->lp;
+    int rc = 0;
+    switch (arg.word) {
+    case CALL_ENV:
+        rc = client_findenv(static_cast<VNTENVptr>(object), &r->env);
+        if (rc == 0) remote = &r->env->remote;
+        break;
+    case CALL_LP_BY_ADDRESS:
+        if (object == nullptr) return VNTERR_NULL_POINTER;
+        object = *static_cast<VNTLPptr *>(object);
+        [[fallthrough]];
+    case CALL_LP: rc = client_findlp(r->env, static_cast<VNTLPptr>(object), &r->lp); break;
+    case CALL_NET_BY_ADDRESS:
+        if (object == nullptr) return VNTERR_NULL_POINTER;
+        object = *static_cast<VNTNETptr *>(object);
+        [[fallthrough]];
+    default: rc = client_findnet(r->env, static_cast<VNTNETptr>(object), &r->net); remote = &r->net;
+    }
+    if (rc == 0)
+        handle_put(&field_at<message_array>(r->record, arg.request_at), r->handles[i],
+                   reinterpret_cast<void *>(*remote));
+    return rc;
+}
+
+static void put_scalar(call_request *r, const call_argument &arg, const call_value &value)
+{
+    if (arg.type == TYPE_DOUBLE)
+        field_at<double>(r->record, arg.request_at) = value.d;
+    else if (arg.type == TYPE_LONG)
+        field_at<int64_t>(r->record, arg.request_at) = value.l;
+    else
+        field_at<int32_t>(r->record, arg.request_at) = value.i;
+}
+
+static void put_string(message_string *s, void *text)
+{
+    if (text == nullptr) return;
+    char *data = static_cast<char *>(text);
+    *s = {1, static_cast<uint32_t>(strlen(data) + 1), data, 0};
+}
+
+static int put(call_request *r, int i)
+{
+    const call_argument &arg = r->call->args[i];
+    switch (arg.word) {
+    case CALL_ENV:
+    case CALL_LP:
+    case CALL_NET:
+    case CALL_LP_BY_ADDRESS:
+    case CALL_NET_BY_ADDRESS: return put_object(r, i);
+    case CALL_VALUE:
+    case CALL_INDEX: put_scalar(r, arg, r->args[i]); return 0;
+    case CALL_OUTFILE:
+        if (r->args[i].p == nullptr) return VNTERR_NULL_POINTER;
+        [[fallthrough]];
+    case CALL_STRING:
+        put_string(&field_at<message_string>(r->record, arg.request_at), r->args[i].p);
+        return 0;
+    default: return 0;
+    }
+}
+
+// Lending: arrays, once the scalars that count them are there.
+
+static int ask_sizes(call_request *r, const call_size &size)
+{
+    for (const call_term &term : size.terms) {
+        if (term.kind != call_term::QUERY || (r->sizes.asked & query_bit(term.at))) continue;
+        int rc = client_query(r->env, r->lp, r->net, static_cast<call_query>(term.at),
+                              &r->sizes.answers[term.at]);
+        if (rc != 0) return rc;
+        r->sizes.asked |= query_bit(term.at);
+    }
+    return 0;
+}
+
+// Two arrays of one matrix have no length of their own: the two before them say where each
+// column begins and how many entries it has.
+static int64_t matrix_reach(const call_request *r, int i)
+{
+    while (r->call->args[i - 1].size.unsized)
+        i--;
+    const int64_t *begins = static_cast<const int64_t *>(r->args[i - 2].p);
+    const int32_t *counts = static_cast<const int32_t *>(r->args[i - 1].p);
+    int64_t columns = size_of(r->call->args[i - 2].size, r->record, r->sizes);
+    int64_t reach = 0;
+    if (begins == nullptr || counts == nullptr) return 0;
+    for (int64_t j = 0; j < columns; j++)
+        if (begins[j] + counts[j] > reach) reach = begins[j] + counts[j];
+    return reach;
+}
+
+static uint32_t terminated_length(const message_strlen *, const char *text)
+{
+    return static_cast<uint32_t>(strlen(text) + 1);
+}
+static constexpr message_strlen terminated = {terminated_length};
+
+static int lend_array(call_request *r, int i)
+{
+    const call_argument &arg = r->call->args[i];
+    if (r->args[i].p == nullptr) return 0;
+    int rc = ask_sizes(r, arg.size);
+    if (rc != 0) return rc;
+    int64_t count = arg.size.unsized ? matrix_reach(r, i) : size_of(arg.size, r->record, r->sizes);
+    return msg2vnt(message_set_anyarray(&field_at<message_array>(r->record, arg.request_at), count,
+                                        arg.type, r->args[i].p, &terminated));
+}
+
+static int lend_file(call_request *r, int i)
+{
+    const call_value *a = r->args + i;
+    int rc = client_infile_set(&r->file, static_cast<const char *>(a[0].p),
+                               static_cast<const char *>(a[1].p), a[2].l);
+    message_file *field = &field_at<message_file>(r->record, r->call->args[i].request_at);
+    *field = r->file.file;
+    // A copied array must not point at the chunk of its source.
+    if (field->contents.chunks == &r->file.file.contents.inlinechunk)
+        field->contents.chunks = &field->contents.inlinechunk;
+    return rc;
+}
+
+static int fill_request(call_request *r)
+{
+    int rc = 0;
+    for (int i = 0; i < r->call->nargs && rc == 0; i++)
+        rc = put(r, i);
+    for (int i = 0; i < r->call->nargs && rc == 0; i++) {
+        if (lends_array(r->call->args[i].word)) rc = lend_array(r, i);
+        if (r->call->args[i].word == CALL_INFILE) rc = lend_file(r, i);
+    }
+    return rc;
+}
+
+// Fetching: out of the response, to where the caller wants it.
+
+static void fetch_scalar(const void *response, const call_argument &arg, void *to)
+{
+    if (arg.type == TYPE_DOUBLE)
+        *static_cast<double *>(to) = field_at<double>(response, arg.response_at);
+    else if (arg.type == TYPE_LONG)
+        *static_cast<int64_t *>(to) = field_at<int64_t>(response, arg.response_at);
+    else if (arg.type == TYPE_BYTE)
+        *static_cast<char *>(to) = static_cast<char>(field_at<int32_t>(response, arg.response_at));
+    else
+        *static_cast<int32_t *>(to) = field_at<int32_t>(response, arg.response_at);
+}
+
+static int fetch_array(const message_array *a, uint32_t type, void *to, int64_t space)
+{
+    if (a->type == TYPE_NONE) return 0;
+    if (a->type != type) return VNTERR_REMOTE;
+    size_t size = message_elementsize(type);
+    char *end = static_cast<char *>(to);
+    for (uint32_t i = 0; i < a->nchunks && space > 0; i++) {
+        int64_t count = a->chunks[i].count < space ? a->chunks[i].count : space;
+        if (count > 0) memcpy(end, a->chunks[i].data, static_cast<size_t>(count) * size);
+        end += static_cast<size_t>(count) * size;
+        space -= count;
+    }
+    return 0;
+}
+
+// Texts come with their terminator.  One that was cut ends all the same.
+static void fetch_string(const message_string *s, char *to, int64_t space)
+{
+    if (!s->present || space == 0) return;
+    int64_t length = s->length < space ? s->length : space;
+    if (length > 0) memcpy(to, s->data, static_cast<size_t>(length));
+    if (length > 0 && to[length - 1] == '\0') return;
+    to[length < space ? length : space - 1] = '\0';
+}
+
+// The names one behind the other in the caller's store; null where one is absent or too long.
+static int fetch_names(const message_array *a, char **names, int64_t count, char *store,
+                       int64_t space)
+{
+    if (a->type == TYPE_NONE) return 0;
+    if (a->type != TYPE_STRING) return VNTERR_REMOTE;
+    int64_t n = 0, used = 0;
+    for (uint32_t i = 0; i < a->nchunks; i++) {
+        const message_string *strings = static_cast<const message_string *>(a->chunks[i].data);
+        for (uint32_t j = 0; j < a->chunks[i].count && n < count; j++, n++) {
+            names[n] = nullptr;
+            if (!strings[j].present || store == nullptr || strings[j].length > space - used)
+                continue;
+            names[n] = store + used;
+            fetch_string(&strings[j], names[n], strings[j].length);
+            used += strings[j].length;
+        }
+    }
+    return 0;
+}
+
+static int fetch_file(const call_return *c, const void *response, int i)
+{
+    if (c->result.i != 0) return 0;
+    const message_file *f = &field_at<message_file>(response, c->call->args[i].response_at);
+    return client_outfile_store(static_cast<const char *>(c->args[i].p), f);
+}
+
+static int fetch(const call_return *c, const void *response, int i)
+{
+    const call_argument &arg = c->call->args[i];
+    void *to = c->args[i].p;
+    if (arg.response_at == 0 || to == nullptr) return 0;
+    switch (arg.word) {
+    case CALL_OUTVALUE:
+    case CALL_OUTCHAR: fetch_scalar(response, arg, to); return 0;
+    case CALL_OUT:
+    case CALL_INOUT:
+        return fetch_array(&field_at<message_array>(response, arg.response_at), arg.type, to,
+                           c->space[i]);
+    case CALL_OUTSTRING:
+    case CALL_PLAINSTRING:
+        fetch_string(&field_at<message_string>(response, arg.response_at), static_cast<char *>(to),
+                     c->space[i]);
+        return 0;
+    case CALL_OUTNAMES:
+        return fetch_names(&field_at<message_array>(response, arg.response_at),
+                           static_cast<char **>(to), c->space[i],
+                           static_cast<char *>(c->args[i + 1].p), c->space[i + 1]);
+    case CALL_OUTFILE: return fetch_file(c, response, i);
+    default: return 0;
+    }
+}
+
+static void forget_freed(const call_return *c)
+{
+    if (c->result.i != 0) return;
+    for (int i = 0; i < c->call->nargs; i++) {
+        call_word word = c->call->args[i].word;
+        if (word != CALL_LP_BY_ADDRESS && word != CALL_NET_BY_ADDRESS) continue;
+        void **object = static_cast<void **>(c->args[i].p);
+        client_forgethandle(*object);
+        *object = nullptr;
+    }
+}
+
+// Where a creating call puts its status.
+static int *status_pointer(const solver_call *call, const call_value *args)
+{
+    for (int i = 0; i < call->nargs; i++)
+        if (call->args[i].word == CALL_OUTVALUE) return static_cast<int *>(args[i].p);
+    return nullptr;
+}
+
+// The handle of the object that the worker has created.
+static int fetch_object(client_env *e, call_return *c, const void *response)
+{
+    void *remote = nullptr;
+    if (handle_take(&field_at<message_array>(response, c->call->result_at), &remote) != 0)
+        return VNTERR_REMOTE;
+    if (remote == nullptr) return 0;
+    uint64_t value = reinterpret_cast<uint64_t>(remote);
+    if (c->call->result == RESULT_LP)
+        c->result.p = client_addlp(e, value);
+    else
+        c->result.p = client_addnet(e, value);
+    return c->result.p != nullptr ? 0 : VNTERR_NO_MEMORY;
+}
+
+static int fetch_result(client_env *e, call_return *c, const void *response)
+{
+    uint16_t at = c->call->result_at;
+    switch (c->call->result) {
+    case RESULT_LP:
+    case RESULT_NET: return fetch_object(e, c, response);
+    case RESULT_LONG: c->result.l = field_at<int64_t>(response, at); return 0;
+    case RESULT_DOUBLE: c->result.d = field_at<double>(response, at); return 0;
+    default: c->result.i = field_at<int32_t>(response, at); return 0;
+    }
+}
+
+// What the function returns when the call has not been carried out to its end.
+static void fail(const solver_call *call, const call_value *args, int status, call_value *result)
+{
+    *result = {};
+    if (call->result == RESULT_STATUS) result->i = status;
+    if (call->result != RESULT_LP && call->result != RESULT_NET) return;
+    int *status_p = status_pointer(call, args);
+    result->p = nullptr;
+    if (status_p != nullptr) *status_p = status;
+}
+
+static int finish_call(client_env *e, const void *response, void *memory)
+{
+    call_return *c = static_cast<call_return *>(memory);
+    int rc = fetch_result(e, c, response);
+    for (int i = 0; i < c->call->nargs && rc == 0; i++)
+        rc = fetch(c, response, i);
+    if (rc != 0)
+        fail(c->call, c->args, rc, &c->result);
+    else
+        forget_freed(c);
+    return c->call->result == RESULT_STATUS ? c->result.i : rc;
+}
+
+// How much of each output the caller has room for.  Where the worker asks the solver for the
+// size, what comes is what the caller had to make room for.
+static void note_spaces(const call_request *r, call_return *c)
+{
+    for (int i = 0; i < r->call->nargs; i++) {
+        const call_size &size = r->call->args[i].size;
+        bool known = size_known(size, r->sizes);
+        c->space[i] = known ? size_of(size, r->record, r->sizes) : INT64_MAX;
+        c->args[i] = r->args[i];
+    }
+}
+
+static int exchange(call_request *r, call_return *c)
+{
+    int rc = fill_request(r);
+    if (rc != 0) return rc;
+    note_spaces(r, c);
+    int result = 0;
+    return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c, &result);
+}
+
+void call_remote(const solver_call *call, const call_value *args, call_value *result)
+{
+    call_request request(call, args);
+    call_return back = {};
+    back.call = call;
+    int rc = exchange(&request, &back);
+    if (rc != 0)
+        fail(call, args, rc, result);
+    else
+        *result = back.result;
+}

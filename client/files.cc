@@ -1,0 +1,164 @@
+#include "client/files.h"
+
+#include "vanto.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+struct descriptor {
+    int fd;
+    explicit descriptor(int f) : fd(f) {}
+    ~descriptor()
+    {
+        if (fd >= 0) close(fd);
+    }
+    descriptor(const descriptor &) = delete;
+    descriptor &operator=(const descriptor &) = delete;
+};
+
+struct text {
+    char *data;
+    explicit text(size_t size) : data(static_cast<char *>(malloc(size))) {}
+    ~text() { free(data); }
+    text(const text &) = delete;
+    text &operator=(const text &) = delete;
+};
+} // namespace
+
+static int open_file(const char *path, int flags, mode_t mode)
+{
+    int fd;
+    do
+        fd = open(path, flags | O_CLOEXEC, mode);
+    while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+// Reads up to `size` bytes; fewer at the end of the file only.  -1 when reading fails.
+static ssize_t read_some(int fd, char *to, size_t size)
+{
+    ssize_t got;
+    do
+        got = read(fd, to, size);
+    while (got < 0 && errno == EINTR);
+    return got;
+}
+
+// Pipes, empty files and what the system makes up as it is read have no mapping.
+static int read_whole(client_infile *f, const char *path, size_t *length)
+{
+    descriptor d(open_file(path, O_RDONLY, 0));
+    if (d.fd < 0) return VNTERR_FILE_OPEN;
+    size_t space = 0;
+    for (*length = 0;;) {
+        if (*length == space) {
+            space = space > 0 ? space * 2 : 65536;
+            char *larger = static_cast<char *>(realloc(f->block, space));
+            if (larger == nullptr) return VNTERR_NO_MEMORY;
+            f->block = larger;
+        }
+        ssize_t got = read_some(d.fd, f->block + *length, space - *length);
+        if (got < 0) return VNTERR_FILE_IO;
+        if (got == 0) return 0;
+        *length += static_cast<size_t>(got);
+    }
+}
+
+static int send_bytes(client_infile *f, const char *path, const char *contents, int64_t length)
+{
+    if (path != nullptr)
+        f->file.name = {1, static_cast<uint32_t>(strlen(path) + 1), const_cast<char *>(path), 0};
+    return msg2vnt(message_set_bytearray(&f->file.contents, length, contents));
+}
+
+int client_infile_set(client_infile *f, const char *path, const char *contents, int64_t length)
+{
+    *f = {};
+    if (contents != nullptr) return send_bytes(f, path, contents, length);
+    int rc = message_set_file(&f->file, path);
+    if (rc != MESSAGE_NOCONNECTION) return msg2vnt(rc);
+    size_t read = 0;
+    rc = read_whole(f, path, &read);
+    if (rc == 0) rc = send_bytes(f, path, f->block, static_cast<int64_t>(read));
+    return rc;
+}
+
+void client_infile_unset(client_infile *f)
+{
+    if (f->file.mapping != nullptr)
+        message_unset_file(&f->file);
+    else
+        message_unset_array(&f->file.contents);
+    free(f->block);
+    *f = {};
+}
+
+static int write_all(int fd, const char *from, size_t size)
+{
+    while (size > 0) {
+        ssize_t put = write(fd, from, size);
+        if (put < 0 && errno == EINTR) continue;
+        if (put <= 0) return VNTERR_FILE_IO;
+        from += put;
+        size -= static_cast<size_t>(put);
+    }
+    return 0;
+}
+
+static int write_contents(int fd, const message_array *contents)
+{
+    for (uint32_t i = 0; i < contents->nchunks; i++) {
+        const message_chunk &chunk = contents->chunks[i];
+        int rc = write_all(fd, static_cast<const char *>(chunk.data), chunk.count);
+        if (rc != 0) return rc;
+    }
+    return 0;
+}
+
+static int write_through(const char *path, const message_array *contents)
+{
+    descriptor d(open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
+    if (d.fd < 0) return VNTERR_FILE_CREATE;
+    return write_contents(d.fd, contents);
+}
+
+// A new file beside the path, under a name that nobody has.  Made with all permissions that the
+// process's mask leaves, as a program that writes the file itself would.
+static int open_beside(const char *path, char *beside, size_t size)
+{
+    for (int n = 0;; n++) {
+        snprintf(beside, size, "%s.tmp%d.%d", path, static_cast<int>(getpid()), n);
+        int fd = open_file(beside, O_WRONLY | O_CREAT | O_EXCL, 0666);
+        if (fd >= 0 || errno != EEXIST) return fd;
+    }
+}
+
+static int replace(const char *path, const message_array *contents)
+{
+    size_t size = strlen(path) + sizeof ".tmp." + 2 * 11; // the longest two numbers
+    text beside(size);
+    if (beside.data == nullptr) return VNTERR_NO_MEMORY;
+    descriptor d(open_beside(path, beside.data, size));
+    if (d.fd < 0) return VNTERR_FILE_CREATE;
+    int rc = write_contents(d.fd, contents);
+    if (rc == 0 && rename(beside.data, path) != 0) rc = VNTERR_FILE_CREATE;
+    if (rc != 0) unlink(beside.data);
+    return rc;
+}
+
+int client_outfile_store(const char *path, const message_file *f)
+{
+    if (f->contents.type != TYPE_BYTE) return VNTERR_REMOTE;
+    struct stat about;
+    if (lstat(path, &about) == 0 && !S_ISREG(about.st_mode))
+        return write_through(path, &f->contents);
+    int rc = replace(path, &f->contents);
+    // The directory may take no new file, or none of so long a name.
+    return rc == VNTERR_FILE_CREATE ? write_through(path, &f->contents) : rc;
+}
