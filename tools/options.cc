@@ -48,36 +48,63 @@ static std::pair<std::string, std::string> param_parse(const std::string &text)
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-std::optional<solve_options> options_parse(int argc, const char *const *argv)
-{
+// What the command line holds besides the options' final form.
+struct command_line {
     solve_options options;
     std::string server;
-    std::vector<std::string> params;
-
-    CLI::App app("Solves an optimization model, on a worker server or in this process.",
-                 "vntsolve");
-    app.add_option("MODEL", options.model,
-                   "model file: .mps, .qps or .lp, or one of these with .gz")
-        ->required();
-    auto *remote = app.add_option("--server", server, "solve in a worker of this server");
-    remote->type_name("HOST:PORT");
     bool local = false;
-    app.add_flag("--local", local, "solve in this process")->excludes(remote);
-    app.add_option("--write-solution", options.solutionfile, "write the solution to a file")
-        ->type_name("FILE");
-    app.add_option("--time-limit", options.timelimit, "stop after so much time")
-        ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber.description(""));
-    app.add_option("--param", params, "set a parameter of the solver; may be given again")
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false);
-    app.add_flag("--quiet", options.quiet, "no log, no progress, no summary");
-    app.add_flag("--json", options.json,
-                 "print the result as one JSON object instead of a summary");
+    std::vector<std::string> params;
+};
+
+static void declare_options(CLI::App &app, command_line &line)
+{
+    solve_options &o = line.options;
+    auto file = [&](const char *name, std::string &value, const char *text) {
+        return app.add_option(name, value, text)->type_name("FILE");
+    };
+    auto *model =
+        app.add_option("MODEL", o.model, "the model: .mps, .qps or .lp, or one of these with .gz");
+    auto *server = app.add_option("--server", line.server, "solve in a worker of this server")
+                       ->type_name("HOST:PORT");
+    auto *local = app.add_flag("--local", line.local, "solve in this process")->excludes(server);
+    file("--write-solution", o.solutionfile, "write the solution to a file");
+    auto *limit = app.add_option("--time-limit", o.timelimit, "stop after so much time")
+                      ->type_name("SECONDS")
+                      ->check(CLI::NonNegativeNumber.description(""));
+    auto *param =
+        app.add_option("--param", line.params, "set a parameter of the solver; may be repeated")
+            ->type_name("NAME=VALUE")
+            ->allow_extra_args(false);
+    app.add_flag("--quiet", o.quiet, "no log, no progress, no summary");
+    app.add_flag("--json", o.json, "print the result as one JSON object instead of a summary");
+    auto *detach =
+        file("--detach", o.detachfile, "start the solve and leave; the file leads back to it");
+    auto *resilient = file("--resilient", o.resilientfile,
+                           "outlive a broken connection; meanwhile the file leads back");
+    file("--attach", o.attachfile, "take up the solve that a file leads to")
+        ->excludes(model, server, local, limit, param, detach, resilient);
+    detach->excludes(resilient);
     app.footer(
         "Without --server and --local, the server is the one that TESK_VANTO_TCPIP_HOST and\n"
         "TESK_VANTO_TCPIP_PORT name; when neither is set, this process solves.\n\n" +
         exits_help());
+}
+
+// What the parser cannot say by itself.
+static void check_options(const solve_options &o)
+{
+    if (o.model.empty() && o.attachfile.empty())
+        throw failure{EXIT_USAGE, "a MODEL is required (--help lists the options)"};
+    if (!o.server && !(o.detachfile + o.resilientfile).empty())
+        throw failure{EXIT_USAGE, "--detach and --resilient need a server"};
+}
+
+std::optional<solve_options> options_parse(int argc, const char *const *argv)
+{
+    command_line line;
+    CLI::App app("Solves an optimization model, on a worker server or in this process.",
+                 "vntsolve");
+    declare_options(app, line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
@@ -86,11 +113,13 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
     } catch (const CLI::ParseError &error) {
         throw failure{EXIT_USAGE, fmt::format("{} (--help lists the options)", error.what())};
     }
-    if (!server.empty())
-        options.server = address_parse(server);
-    else if (!local)
-        options.server = address_fromenvironment();
-    for (const std::string &param : params)
-        options.params.push_back(param_parse(param));
-    return options;
+    solve_options &o = line.options;
+    if (!line.server.empty())
+        o.server = address_parse(line.server);
+    else if (!line.local && o.attachfile.empty())
+        o.server = address_fromenvironment();
+    for (const std::string &param : line.params)
+        o.params.push_back(param_parse(param));
+    check_options(o);
+    return o;
 }

@@ -19,6 +19,10 @@ struct solve_options {
     std::string solutionfile;                                // empty: write none
     std::optional<double> timelimit;                         // seconds
     std::vector<std::pair<std::string, std::string>> params; // names and values, as written
+    // Tickets, see ticket.h; empty where none is wanted.
+    std::string detachfile;    // leave the worker with the solve, and write this
+    std::string attachfile;    // take up what this leads to; there is no model then
+    std::string resilientfile; // keep this while the solve runs
     bool quiet = false;
     bool json = false;
 };

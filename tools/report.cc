@@ -60,8 +60,8 @@ std::string report_summary(const solve_report &report)
                        report.objective ? gap(*report.objective, *report.bound) : "");
     fmt::format_to(out, "Model:       {} rows, {} columns ({} integer), {} nonzeros\n", report.rows,
                    report.columns, report.integers, report.nonzeros);
-    fmt::format_to(out, "Work:        {} iterations, {} nodes, {:.2f} seconds\n", report.iterations,
-                   report.nodes, report.seconds);
+    fmt::format_to(out, "Work:        {} iterations, {} nodes{}\n", report.iterations, report.nodes,
+                   report.seconds ? fmt::format(", {:.2f} seconds", *report.seconds) : "");
     fmt::format_to(out, "Solved by:   {}\n",
                    report.server.empty() ? "this process" : "a worker of " + report.server);
     if (report.largest.empty()) return text;

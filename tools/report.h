@@ -25,7 +25,7 @@ struct solve_report {
     int integers = 0;
     int64_t iterations = 0;
     int64_t nodes = 0;
-    double seconds = 0;
+    std::optional<double> seconds;    // not known of a solve that ended while nobody watched
     std::string server;               // empty: this process
     std::vector<named_value> largest; // the largest values of the solution, by magnitude
 };

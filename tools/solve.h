@@ -1,13 +1,13 @@
 // solve.h: one solve from the model file to the report, in this process or in a worker.
-//
-// Threads: one solve at a time; the first interrupt from the keyboard stops it and the report
-// tells of the best solution found, the second ends the program.
 
 #pragma once
 
 #include "tools/options.h"
 #include "tools/report.h"
 
-// Log lines go to standard error as they come.
+#include <optional>
+
+// Log lines and progress go to standard error as they come.  Returns no report when the worker was
+// left with the solve.
 // Errors: throws failure.
-solve_report solve(const solve_options &options);
+std::optional<solve_report> solve(const solve_options &options);

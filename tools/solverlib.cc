@@ -3,23 +3,24 @@
 #include "tools/exits.h"
 
 #include <dlfcn.h>
-#include <fmt/format.h>
 
 static void *find(void *library, const char *function)
 {
     void *address = dlsym(library, function);
-    if (address == nullptr) throw failure{EXIT_INTERNAL, fmt::format("{}", dlerror())};
+    if (address == nullptr) throw failure{EXIT_INTERNAL, dlerror()};
     return address;
 }
 
-solver_library solverlib_open(const char *name)
+solver_library solverlib_open(bool remote)
 {
-    void *library = dlopen(name, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) throw failure{EXIT_INTERNAL, fmt::format("{}", dlerror())};
+    void *library = dlopen(remote ? "libvantoclient.so" : "libvanto.so", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) throw failure{EXIT_INTERNAL, dlerror()};
     solver_library table;
 #define FILL(function)                                                                             \
     table.function = reinterpret_cast<decltype(&::function)>(find(library, #function));
     SOLVER_FUNCTIONS(FILL)
+    if (!remote) return table;
+    REMOTE_FUNCTIONS(FILL)
 #undef FILL
     return table;
 }

@@ -10,12 +10,12 @@
 
 #pragma once
 
-#include "vanto.h"
+#include "vanto_client.h"
 
 // clang-format off
 #define SOLVER_FUNCTIONS(F)                                                                        \
     F(VNTLopenVANTO) F(VNTLcloseVANTO) F(VNTLgetchannels) F(VNTLaddfuncdest)                       \
-    F(VNTLEsetasyncterminate)                                                                      \
+    F(VNTLEsetasyncterminate) F(VNTEsetpausecallbackfunc) F(VNTEgetasyncmipprogress)               \
     F(VNTLgetparamnum) F(VNTLgetparamtype)                                                         \
     F(VNTLsetintparam) F(VNTLsetlongparam) F(VNTLsetdblparam) F(VNTLsetstrparam)                   \
     F(VNTLcreateprob) F(VNTLfreeprob) F(VNTEreadcopyprob)                                          \
@@ -25,13 +25,21 @@
     F(VNTLgetnumint) F(VNTLgetnumbin) F(VNTLgetnumsemiint)                                         \
     F(VNTLgetitcnt) F(VNTLgetbaritcnt) F(VNTLgetmipitcnt) F(VNTLgetnodecnt)                        \
     F(VNTLsolwrite)
+
+// What only the library of remote calls has.
+#define REMOTE_FUNCTIONS(F)                                                                        \
+    F(vntclient_open) F(vntclient_errortext)                                                       \
+    F(vntclient_start) F(vntclient_test) F(vntclient_progress) F(vntclient_kill)                   \
+    F(vntclient_join) F(vntclient_joinresilient)                                                   \
+    F(vntclient_pack) F(vntclient_disconnect) F(vntclient_attach) F(vntclient_getproblems)
 // clang-format on
 
+#define DECLARE(function) decltype(&::function) function = nullptr;
 struct solver_library {
-#define DECLARE(function) decltype(&::function) function;
     SOLVER_FUNCTIONS(DECLARE)
-#undef DECLARE
+    REMOTE_FUNCTIONS(DECLARE) // null in the library of this process
 };
+#undef DECLARE
 
-// `name` is a file name that the loader looks for, beside this program first.
-solver_library solverlib_open(const char *name);
+// Opens libvanto.so, or libvantoclient.so for remote calls.
+solver_library solverlib_open(bool remote);

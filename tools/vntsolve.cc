@@ -19,12 +19,13 @@ static int fail(const solve_options &options, const failure &what)
 static int run(const solve_options &options)
 {
     try {
-        solve_report report = solve(options);
+        std::optional<solve_report> report = solve(options);
+        if (!report) return EXIT_SOLVED;
         if (options.json)
-            fmt::print("{}", report_json(report));
+            fmt::print("{}", report_json(*report));
         else if (!options.quiet)
-            fmt::print("{}", report_summary(report));
-        return report_exit(report);
+            fmt::print("{}", report_summary(*report));
+        return report_exit(*report);
     } catch (const failure &what) {
         return fail(options, what);
     } catch (const std::exception &what) {

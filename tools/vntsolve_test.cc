@@ -1,10 +1,14 @@
+#include "tools/display.h"
 #include "tools/options.h"
 #include "tools/report.h"
+#include "tools/ticket.h"
 #include "vanto.h"
 
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 static solve_options parse(std::vector<const char *> arguments)
 {
@@ -66,6 +70,9 @@ TEST(Options, BadCommandLinesAreRefused)
     EXPECT_EQ(refusal({"m.mps", "--param", "SEED"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--param", "=1"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "n.mps"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--local", "--detach", "f"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--attach", "f"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"--attach", "f", "--server", "a:1"}), EXIT_USAGE);
 }
 
 TEST(Report, JsonHasAMemberALineAndEveryDigit)
@@ -87,7 +94,7 @@ TEST(Report, JsonHasAMemberALineAndEveryDigit)
                                    "  \"integers\": 0,\n"
                                    "  \"iterations\": 0,\n"
                                    "  \"nodes\": 12345678901,\n"
-                                   "  \"seconds\": 0,\n"
+                                   "  \"seconds\": null,\n"
                                    "  \"server\": \"a\\\"b\\u000a:1\"\n"
                                    "}\n");
 }
@@ -118,4 +125,32 @@ TEST(Report, EveryEndOfASolveHasItsExitStatus)
     EXPECT_EQ(status(VNT_STAT_CUTOFF), EXIT_LIMIT);
     EXPECT_EQ(status(VNT_STAT_STOPPED), EXIT_INTERRUPTED);
     EXPECT_EQ(status(4711), EXIT_INTERNAL) << "a status that a later solver may have";
+}
+
+TEST(Display, ProgressLeavesOutWhatIsNotKnownYet)
+{
+    vntmipprogress early = {0, 0, -1e75, 1200, -1e75, 1e75, 0, 0, nullptr};
+    EXPECT_EQ(progress_text(2, early), "     2.0 s  0 nodes  1200 iterations  600 it/s");
+    vntmipprogress late = {50, 1, 90, 4000, 100, 0.1, 2, 0, nullptr};
+    EXPECT_EQ(progress_text(10, late),
+              "    10.0 s  50 nodes  4000 iterations  best 100  bound 90  gap 10.00 %  5 nodes/s");
+}
+
+TEST(Ticket, ComesBackAsItWasWritten)
+{
+    std::string file = testing::TempDir() + "ticket" + std::to_string(getpid());
+    auto started = std::chrono::system_clock::time_point(std::chrono::milliseconds(1700000000123));
+    ticket written = {"[::1]:4000", "my model.mps", started, std::string("VN\0\nTR\xff", 7)};
+    ticket_write(file, written);
+    ticket_write(file, written); // replaces the first
+    ticket read = ticket_read(file);
+    EXPECT_EQ(read.server, written.server);
+    EXPECT_EQ(read.model, written.model);
+    EXPECT_EQ(read.started, written.started);
+    EXPECT_EQ(read.record, written.record);
+    std::ofstream(file) << "NAME afiro\nROWS\n";
+    EXPECT_THROW(ticket_read(file), failure);
+    unlink(file.c_str());
+    EXPECT_THROW(ticket_read(file), failure);
+    EXPECT_THROW(ticket_write("/nowhere/ticket", written), failure);
 }

@@ -1,0 +1,72 @@
+#include "tools/display.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fmt/format.h>
+#include <unistd.h>
+
+static constexpr auto interval = std::chrono::milliseconds(900); // at least a line each second
+
+std::string progress_text(double seconds, const vntmipprogress &progress)
+{
+    std::string text = fmt::format("{:8.1f} s  {} nodes  {} iterations", seconds, progress.nodes,
+                                   progress.iterations);
+    if (progress.solutions > 0) text += fmt::format("  best {:.10g}", progress.incumbent);
+    if (std::fabs(progress.bound) < VNT_INFINITY)
+        text += fmt::format("  bound {:.10g}", progress.bound);
+    if (progress.gap < VNT_INFINITY) text += fmt::format("  gap {:.2f} %", 100 * progress.gap);
+    bool nodes = progress.nodes > 0;
+    double work = static_cast<double>(nodes ? progress.nodes : progress.iterations);
+    if (seconds > 0) text += fmt::format("  {:.0f} {}/s", work / seconds, nodes ? "nodes" : "it");
+    return text;
+}
+
+display::display(bool wantquiet)
+    : quiet(wantquiet), terminal(isatty(STDERR_FILENO)), since(std::chrono::system_clock::now()),
+      next(std::chrono::steady_clock::now() + interval)
+{
+}
+
+display::~display()
+{
+    erase();
+}
+
+void display::start(std::chrono::system_clock::time_point moment)
+{
+    since = moment;
+}
+
+double display::elapsed() const
+{
+    return std::chrono::duration<double>(std::chrono::system_clock::now() - since).count();
+}
+
+bool display::due() const
+{
+    return !quiet && std::chrono::steady_clock::now() >= next;
+}
+
+void display::progress(const vntmipprogress &progress)
+{
+    next = std::chrono::steady_clock::now() + interval;
+    erase();
+    line = progress_text(elapsed(), progress);
+    fmt::print(stderr, "{}{}", line, terminal ? "" : "\n");
+    fflush(stderr);
+}
+
+void display::log(const char *text)
+{
+    size_t length = strlen(text);
+    erase();
+    fmt::print(stderr, "{}{}", text, length == 0 || text[length - 1] != '\n' ? "\n" : "");
+    if (terminal) fmt::print(stderr, "{}", line);
+    fflush(stderr);
+}
+
+void display::erase() const
+{
+    if (terminal && !line.empty()) fmt::print(stderr, "\r\033[K");
+}

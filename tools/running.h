@@ -1,0 +1,11 @@
+// running.h: carries out the solve of a session while the user watches.
+//
+// Errors: throws failure.
+
+#pragma once
+
+#include "tools/session.h"
+
+// Solves, or waits for a solve that was attached.  Returns false when the worker was left with the
+// solve, so that there is nothing to report.
+bool run(session &s);

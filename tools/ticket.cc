@@ -1,0 +1,70 @@
+#include "tools/ticket.h"
+
+#include "tools/exits.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+static constexpr const char *firstline = "vntsolve ticket 1";
+
+[[noreturn]] static void fail(const std::string &file)
+{
+    throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
+}
+
+// Others must not read it: whoever has it can take the worker.
+static bool write_synced(const std::string &file, const std::string &text)
+{
+    int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) return false;
+    bool fine =
+        write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && fsync(fd) == 0;
+    return close(fd) == 0 && fine;
+}
+
+void ticket_write(const std::string &file, const ticket &t)
+{
+    double started = std::chrono::duration<double>(t.started.time_since_epoch()).count();
+    std::string text = fmt::format("{}\nserver {}\nmodel {}\nstarted {:.3f}\n\n{}", firstline,
+                                   t.server, t.model, started, t.record);
+    std::string fresh = file + ".new";
+    if (!write_synced(fresh, text) || rename(fresh.c_str(), file.c_str()) != 0) fail(file);
+}
+
+// The rest of a line that begins with the word.
+static std::string entry(std::istream &in, const std::string &word)
+{
+    std::string line;
+    std::getline(in, line);
+    if (line.rfind(word + ' ', 0) != 0) in.setstate(std::ios::failbit);
+    return line.substr(std::min(line.size(), word.size() + 1));
+}
+
+ticket ticket_read(const std::string &file)
+{
+    errno = 0;
+    std::ifstream in(file, std::ios::binary);
+    if (!in) fail(file);
+    ticket t;
+    std::string first, blank;
+    std::getline(in, first);
+    t.server = entry(in, "server");
+    t.model = entry(in, "model");
+    double started = strtod(entry(in, "started").c_str(), nullptr);
+    std::getline(in, blank);
+    if (!in || first != firstline || !blank.empty())
+        throw failure{EXIT_MALFORMED,
+                      fmt::format("{}: not written by --detach or --resilient", file)};
+    t.started = std::chrono::system_clock::time_point(
+        std::chrono::milliseconds(static_cast<int64_t>(started * 1000)));
+    std::ostringstream rest;
+    rest << in.rdbuf();
+    t.record = rest.str();
+    return t;
+}
