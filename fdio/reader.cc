@@ -1,8 +1,8 @@
 #include "fdio/reader.h"
 
 #include "fdio/async.h"
-#include "fdio/byteorder.h"
 #include "fdio/descriptor.h"
+#include "message/byteorder.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "fdio/writer.h"
 
-#include "fdio/byteorder.h"
+#include "message/byteorder.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "fdio/byteorder.h"
+#include "message/byteorder.h"
 
 // One plain loop for each width: compilers make vector code of it.  The copies through memcpy
 // allow for blocks that are not aligned.
