@@ -1,5 +1,6 @@
 #include "solver/calls.h"
 
+#include <cmath>
 #include <exception>
 
 void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept
@@ -26,4 +27,9 @@ int calls_failed(vntenv *env, const char *call) noexcept
     } catch (...) {
         return VNTERR_ENGINE;
     }
+}
+
+double relative_gap(double incumbent, double bound)
+{
+    return std::fabs(incumbent - bound) / std::max(1e-10, std::fabs(incumbent));
 }

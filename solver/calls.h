@@ -93,3 +93,86 @@ inline void put_text(const std::string &text, char *where, int64_t space, int64_
     require_space(wanted, space, surplus_p);
     if (where != nullptr) memcpy(where, text.c_str(), wanted);
 }
+
+// The number of elements from begin to end, both inclusive, all of which must be below `limit`.
+// An end before the beginning asks for none.
+inline int range_count(int begin, int end, int limit)
+{
+    if (end < begin) return 0;
+    require(begin >= 0 && end < limit, VNTERR_INDEX_RANGE);
+    return end - begin + 1;
+}
+
+// Elements begin to end of a list.
+template <class list, class type> void put_range(const list &from, type *where, int begin, int end)
+{
+    int count = range_count(begin, end, static_cast<int>(from.size()));
+    if (where != nullptr) std::copy_n(from.begin() + begin, count, where);
+}
+
+// Fails unless all indices are below `limit`.
+inline void require_indices(int64_t count, const int *indices, int limit)
+{
+    require(count >= 0, VNTERR_BAD_ARGUMENT);
+    require_there(indices, count > 0);
+    for (int64_t k = 0; k < count; k++) {
+        require(indices[k] >= 0 && indices[k] < limit, VNTERR_INDEX_RANGE);
+    }
+}
+
+// The names of elements begin to end: one after the other in the store, with a pointer to each.
+template <class name_of> void put_names(const name_of &at, int limit, char **name, char *store,
+                                        int64_t space, int64_t *surplus_p, int begin, int end)
+{
+    int count = range_count(begin, end, limit);
+    int64_t wanted = 0;
+    for (int k = 0; k < count; k++)
+        wanted += static_cast<int64_t>(at(begin + k).size()) + 1;
+    require_space(wanted, space, surplus_p);
+    require_there(store, count > 0);
+    for (int k = 0; k < count; k++) {
+        std::string text = at(begin + k);
+        memcpy(store, text.c_str(), text.size() + 1);
+        if (name != nullptr) name[k] = store;
+        store += text.size() + 1;
+    }
+}
+
+// Turns marks into new places: 1 goes and becomes -1, anything else stays.  Returns how many stay.
+inline int places_of(int *delstat, int count)
+{
+    int left = 0;
+    for (int i = 0; i < count; i++)
+        delstat[i] = delstat[i] == 1 ? -1 : left++;
+    return left;
+}
+
+// Lists of records that have a name each.
+
+template <class record> int place_named(const std::vector<record> &list, const char *name)
+{
+    auto found =
+        std::find_if(list.begin(), list.end(), [&](const record &r) { return r.name == name; });
+    require(found != list.end(), VNTERR_NAME_NOT_FOUND);
+    return static_cast<int>(found - list.begin());
+}
+
+template <class record> void erase_range(std::vector<record> &list, int begin, int end)
+{
+    int count = range_count(begin, end, static_cast<int>(list.size()));
+    if (count > 0) list.erase(list.begin() + begin, list.begin() + begin + count);
+}
+
+template <class record> void erase_marked(std::vector<record> &list, int *delstat)
+{
+    int count = static_cast<int>(list.size());
+    require_there(delstat, count > 0);
+    int left = places_of(delstat, count);
+    for (int k = 0; k < count; k++) {
+        if (delstat[k] >= 0 && delstat[k] != k) list[delstat[k]] = std::move(list[k]);
+    }
+    list.resize(left);
+}
+
+// The gap between a solution and the bound, relative to the solution.
+double relative_gap(double incumbent, double bound);

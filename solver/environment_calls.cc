@@ -148,11 +148,6 @@ static pause_window &open_window(vntenv *env, void *cbdata)
     return *open->window;
 }
 
-static double relative_gap(double incumbent, double bound)
-{
-    return std::fabs(incumbent - bound) / std::max(1e-10, std::fabs(incumbent));
-}
-
 int VNTEgetasyncmipprogress(VNTENVptr env, void *cbdata, int sollen, vntmipprogress *progress,
                             double refobj)
 try {

@@ -1,0 +1,91 @@
+// model.h: a problem in its caller's terms: columns, rows, coefficients, names.
+//
+// A model answers every query about the problem and takes every change.  Engines see a copy, made
+// at each solve.  Numbers of magnitude VNT_INFINITY and more are kept as VNT_INFINITY.
+//
+// Errors: a failing change leaves the model as it was.  Failures: VNTERR_INDEX_RANGE,
+// VNTERR_BAD_NUMBER, VNTERR_BAD_SENSE, VNTERR_BAD_CTYPE, VNTERR_BAD_BOUND, VNTERR_DUPLICATE_ENTRY.
+
+#pragma once
+
+#include "solver/matrix.h"
+#include "solver/names.h"
+
+// New columns; null lists stand for costs of 0, bounds 0 and infinity (0 and 1 for binaries) and
+// continuous columns.
+struct new_columns {
+    int count;
+    const double *objective;
+    const double *lower;
+    const double *upper;
+    const char *ctype;
+    const char *const *names;
+};
+
+// New rows; null lists stand for right-hand sides and ranges of 0 and equations.
+struct new_rows {
+    int count;
+    const double *rhs;
+    const char *sense;
+    const double *range;
+    const char *const *names;
+};
+
+// A starting point of the search: values of some columns.
+struct mip_start {
+    std::string name;
+    int effort;
+    std::vector<int> index;
+    std::vector<double> value;
+};
+
+struct model {
+    std::string name;
+    std::string objname = "obj";
+    int type = VNT_PROB_LP;
+    int sense = VNT_MIN;
+    double offset = 0;
+
+    std::vector<double> objective, lower, upper;
+    std::string ctype; // kept while the type is LP, where it does not count
+    name_list colnames{'x'};
+
+    // A row of sense R lies between rhs and rhs + range, in whatever order; others have range 0.
+    std::vector<double> rhs, range;
+    std::string rowsense;
+    name_list rownames{'c'};
+
+    matrix a;
+
+    int numcols() const { return a.cols(); }
+    int numrows() const { return a.rows(); }
+    bool discrete() const { return type == VNT_PROB_MIP; }
+    double rowlower(int i) const;
+    double rowupper(int i) const;
+
+    // `entries` may be null where the new lines are empty.
+    void append_cols(const new_columns &cols, const matrix_lines *entries);
+    void append_rows(const new_rows &rows, const matrix_lines *entries);
+    void keep_cols(const std::vector<int> &place, int left);
+    void keep_rows(const std::vector<int> &place, int left);
+
+    static void check_cols(const new_columns &cols);
+    static void check_rows(const new_rows &rows);
+    static void check_sense(char sense);
+    static void check_ctype(char type);
+    static void check_bound(char which, double value); // which: L, U or B
+
+    // For arguments that were checked.
+    void set_bound(int j, char which, double value);
+    void set_sense(int i, char sense);
+    void set_ctype(int j, char type);
+
+    std::vector<double> activities(const double *x) const; // one per row
+    std::vector<double> slacks(const double *x) const;     // rhs - activity
+    double objective_at(const double *x) const;            // the offset included
+};
+
+// The number as it is kept; fails for what is no number.
+double model_number(double value);
+// A number that must be finite.
+double model_finite(double value);
