@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
+#include <unistd.h>
 
 static std::string library(const std::string &name)
 {
@@ -57,4 +58,19 @@ TEST(Library, AProgramSolvesRemotelyUnchanged)
     EXPECT_EQ(there.status, 0) << there.err << s.log();
     EXPECT_EQ(there.out, here.out);
     EXPECT_NE(s.log().find(" started\n"), std::string::npos) << "a worker did it";
+}
+
+TEST(Library, AnInstalledCopyRunsFromItsFolder)
+{
+    std::string folder = testing::TempDir() + "vnt-installed-" + std::to_string(getpid());
+    process_result install = run({"cmake", "--install", VNT_BUILD_DIR, "--prefix", folder});
+    EXPECT_EQ(install.status, 0) << install.err;
+    process_result local = run(
+        {folder + "/bin/vntsolve", "--local", "--json", VNT_SOURCE_DIR "/test/models/afiro.mps"});
+    EXPECT_EQ(local.status, 0) << local.err;
+    process_result help = run({folder + "/bin/vntworker", "-help"});
+    EXPECT_EQ(help.status, 0) << help.err;
+    process_result ldd = run({"ldd", folder + "/bin/vntworker"});
+    EXPECT_NE(ldd.out.find(folder), std::string::npos) << "its own libraries, not the build's";
+    run({"rm", "-r", folder});
 }

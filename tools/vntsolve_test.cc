@@ -127,6 +127,15 @@ TEST(Report, EveryEndOfASolveHasItsExitStatus)
     EXPECT_EQ(status(4711), EXIT_INTERNAL) << "a status that a later solver may have";
 }
 
+TEST(Report, TheManualListsTheSameExitStatuses)
+{
+    std::ifstream file(VNT_SOURCE_DIR "/docs/man/vntsolve.1");
+    std::string manual(std::istreambuf_iterator<char>(file), {});
+#define EXIT(name, status, text)                                                                   \
+    EXPECT_NE(manual.find("\n" #status "|" text "\n"), std::string::npos) << text;
+#include "tools/exits.def"
+}
+
 TEST(Display, ProgressLeavesOutWhatIsNotKnownYet)
 {
     vntmipprogress early = {0, 0, -1e75, 1200, -1e75, 1e75, 0, 0, nullptr};

@@ -1,0 +1,10 @@
+# cmake --install build --prefix FOLDER: bin, lib, include and the manual pages.  Programs and
+# libraries find each other by the folders' places to each other, so the whole may be moved.
+foreach(target vntremote vanto vantoclient vntworker vntsolve)
+    if(TARGET ${target})
+        install(TARGETS ${target})
+    endif()
+endforeach()
+install(DIRECTORY include/ TYPE INCLUDE FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 FILES_MATCHING PATTERN "*.1")
+install(FILES LICENSE README.md TYPE DOC)
