@@ -24,3 +24,14 @@ function(vnt_test name)
     gtest_discover_tests(${name} TEST_FILTER "Slow*" DISCOVERY_TIMEOUT 60
         PROPERTIES TIMEOUT 600 LABELS slow)
 endfunction()
+
+# vnt_failing_allocations(name): lets the tests of a program make allocations fail and count them;
+# see test/allocations.h.
+function(vnt_failing_allocations name)
+    if(NOT BUILD_TESTING)
+        return()
+    endif()
+    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/test/allocations.cc)
+    target_link_options(${name} PRIVATE
+        -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free)
+endfunction()
