@@ -1,0 +1,157 @@
+#include "handler/worker_double.h"
+
+#include "handler/registry.h"
+#include "worker/log.h"
+
+#include <gtest/gtest.h>
+
+TEST(Handler, LeavesAnIdWithoutRunFunctionUnanswered)
+{
+    worker_double w;
+    vntmsg_ACK unhandled = {nullptr, VNTMESSAGEID_ACK, 0, 0, 0};
+    EXPECT_EQ(w.h->ops.handle(w.h, &unhandled, nullptr), MESSAGE_UNKNOWN);
+    w.say("GETNUMROWS_RES 7"); // known to the codec, not to the handler
+    EXPECT_EQ(w.ask("GETNUMROWS_REQ 0 env lp"), "GETNUMROWS_RES 10");
+}
+
+TEST(Handler, RejectsWithNakAndTheLoopAddsUnknown)
+{
+    worker_double w;
+    EXPECT_EQ(w.ask("CLOSEVANTO_REQ 4 bad"), "NAK 1013 4 -1");
+    EXPECT_EQ(w.hear(), "UNKNOWN 1013");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env bad - 3 0"), "NAK 1009 0 -1");
+    EXPECT_EQ(w.hear(), "UNKNOWN 1009");
+    // What never runs asynchronously is refused without being called rejected.
+    for (const char *request :
+         {"OPENVANTO_REQ 1", "CLOSEVANTO_REQ 1 env", "PROBINFO_REQ 1 env lp - 3 0"}) {
+        EXPECT_EQ(w.ask(request).substr(0, 4), "NAK ");
+        EXPECT_EQ(w.ask("RECONNECT_REQ"), "NAK 1023 0 -1"); // no UNKNOWN in between
+    }
+    EXPECT_EQ(solver.calls, "");
+}
+
+TEST(Handler, OpensTheEnvironmentThatDefaultsStandFor)
+{
+    worker_double w;
+    EXPECT_EQ(w.ask("GETNUMROWS_REQ 2 - lp"), "GETNUMROWS_RES 10");
+    EXPECT_EQ(w.h->env, nullptr);
+    EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES 0 env");
+    EXPECT_EQ(w.h->env, double_env);
+    EXPECT_EQ(env2handler_find(double_env), w.h);
+    ASSERT_NE(solver.terminate, nullptr);
+    EXPECT_EQ(solver.channelhandle[2], &w.h->channels[2]);
+    EXPECT_EQ(w.ask("CLOSEVANTO_REQ 0 env"), "CLOSEVANTO_RES 0");
+    EXPECT_EQ(w.h->env, nullptr);
+    EXPECT_EQ(env2handler_find(double_env), nullptr);
+}
+
+TEST(Handler, AnswersAFailedOpenWithoutAnEnvironment)
+{
+    worker_double w;
+    solver.openstatus = 1001;
+    EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES 1001 -");
+    EXPECT_EQ(env2handler_find(double_env), nullptr);
+}
+
+TEST(Handler, ClosesNothingWhereTheDefaultIsAskedFor)
+{
+    worker_double w;
+    w.ask("OPENVANTO_REQ 0");
+    EXPECT_EQ(w.ask("CLOSEVANTO_REQ 2 -"), "CLOSEVANTO_RES 0");
+    EXPECT_EQ(solver.calls, " close-null");
+}
+
+TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
+{
+    worker_double w;
+    solver.intparams[VNT_PARAM_MESSAGES] = 1;
+    const int64_t expected[] = {10, 11, 12, 2,  1010, 1013, 16, 17, 18, 19, 20, 0,
+                                22, 23, 24, 25, 0,    77,   28, 29, 30, 31, 32, 0};
+    for (int selector = 0; selector < 24; selector++) {
+        if (selector == 11) continue; // the solver lacks it
+        EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net " + std::to_string(selector) + " 77"),
+                  "PROBINFO_RES 0 " + std::to_string(expected[selector]));
+    }
+    EXPECT_EQ(solver.intparams[VNT_PARAM_MESSAGES], 1); // the presolved problem switched it off
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net 24 0"), "PROBINFO_RES 1003 0");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES 1003 0");
+}
+
+TEST(Probinfo, CodesTheWidthOfTheTerminator)
+{
+    worker_double w;
+    for (const auto &[bytes, answer] :
+         {std::pair(1, "0 0"), {2, "0 1"}, {4, "0 2"}, {3, "0 0"}, {-1, "1002 -1"}}) {
+        solver.nulbytes = bytes;
+        EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 16 0"), std::string("PROBINFO_RES ") + answer);
+    }
+}
+
+TEST(Probinfo, SwitchesChannelsByTwoMagicNumbersAlone)
+{
+    worker_double w;
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 23 4660"), "PROBINFO_RES 0 4660");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 23 1"), "PROBINFO_RES 0 0");
+    EXPECT_EQ(w.h->channelsenabled, 1);
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 23 9029"), "PROBINFO_RES 0 9029");
+    EXPECT_EQ(w.h->channelsenabled, 0);
+}
+
+TEST(Probinfo, NamesTheFunctionThatTheSolverLacks)
+{
+    worker_double w;
+    char *text = nullptr;
+    size_t length = 0;
+    FILE *log = open_memstream(&text, &length);
+    log_setstream(log);
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp - 11 0"), "NAK 1009 0 1811");
+    log_setstream(stderr);
+    fclose(log);
+    EXPECT_NE(std::string(text).find("VNTLgetnumsos"), std::string::npos);
+    free(text);
+}
+
+TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
+{
+    worker_double w;
+    EXPECT_EQ(w.ask("RECONNECT_REQ"), "NAK 1023 0 -1");
+    EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
+    EXPECT_EQ(w.parked(), 4711);
+    w.say("GETNUMROWS_REQ 0 env lp");
+    EXPECT_TRUE(w.silent()); // it reads nothing while parked
+    w.release(4711);
+    EXPECT_EQ(w.hear(), "GETNUMROWS_RES 10");
+    EXPECT_EQ(w.ask("DISCONNECT_REQ"), "NAK 1021 0 -1"); // still away: nobody has said RECONNECT
+    EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
+    EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
+    w.release(0); // the server stops
+    EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
+}
+
+TEST(Registry, FindsManyEnvironmentsAndFreesItsStorageWithTheLast)
+{
+    worker_double w;
+    char places[9];
+    int64_t capacity = 0;
+    for (char &place : places)
+        ASSERT_EQ(env2handler_add(reinterpret_cast<VNTENVptr>(&place), w.h), 0);
+    EXPECT_EQ(env2handler_length(&capacity), 9);
+    EXPECT_EQ(capacity, 16);
+    for (char &place : places) {
+        EXPECT_EQ(env2handler_find(reinterpret_cast<VNTENVptr>(&place)), w.h);
+        env2handler_remove(reinterpret_cast<VNTENVptr>(&place));
+        EXPECT_EQ(env2handler_find(reinterpret_cast<VNTENVptr>(&place)), nullptr);
+    }
+    EXPECT_EQ(env2handler_length(&capacity), 0);
+    EXPECT_EQ(capacity, 0);
+}
+
+TEST(Registry, ForgetsAHandlerThatIsDestroyedAndServesTheNext)
+{
+    for (int i = 0; i < 2; i++) {
+        worker_double w;
+        w.ask("OPENVANTO_REQ 0");
+        EXPECT_EQ(env2handler_find(double_env), w.h);
+    }
+    EXPECT_EQ(env2handler_find(double_env), nullptr); // and there is no lock any more
+}

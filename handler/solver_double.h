@@ -1,0 +1,50 @@
+// solver_double.h: a solver for tests that solves nothing: what it answers and how long it takes
+// is set by the test, and what it was told is written down.
+//
+// Threads: the atomic fields may be read and set while a solve runs, the others may not.
+
+#pragma once
+
+#include "vanto.h"
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <thread>
+
+struct solver_double {
+    std::atomic<int> steps; // of the next solve; it counts them down and ends
+    std::atomic<uint64_t> progress;
+    std::atomic<int> polls;  // calls of the terminate function
+    std::atomic<int> pauses; // calls of the pause callback
+    std::atomic<double> injected;
+    std::atomic<int> injectstatus;
+    std::atomic<int> progressstatus;
+    std::atomic<double> incumbent;
+    std::atomic<double> reference; // that it was given with the last question for progress
+
+    int openstatus;
+    bool maximise;
+    int columns;
+    int nulbytes;
+    std::map<int, int> intparams;
+    std::string calls; // " name" for each call that changes something
+    std::thread::id solving;
+
+    volatile int *terminate;
+    int (*terminatefunc)(VNTENVptr env, void *data);
+    void *terminatedata;
+    int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
+    void *pausedata;
+    void (*channelfunc[4])(void *handle, const char *text);
+    void *channelhandle[4];
+};
+
+// The one solver of the process, as it was at the start of the test.
+extern solver_double solver;
+void solver_reset(void);
+
+// What it hands out.
+extern const VNTENVptr double_env;
+extern const VNTLPptr double_lp;
+extern const VNTNETptr double_net;
