@@ -5,7 +5,6 @@
 #include "handler/flatten.h"
 #include "handler/outfile.h"
 #include "handler/queries.h"
-#include "worker/log.h"
 
 #include <cstdlib>
 
@@ -190,9 +189,7 @@ static int ask_solver(solver_run *run)
     run->function = solver_find(&imports[run->call - solvercalls]);
     if (run->function == nullptr) run->queries.missing = run->call->function;
     if (run->queries.missing == nullptr) queries_ask(&run->queries, run->call);
-    if (run->queries.missing == nullptr) return 0;
-    log_line(LOG_ERROR, "The solver has no function %s\n", run->queries.missing);
-    return msg2vnt(MESSAGE_UNKNOWN);
+    return run->queries.missing == nullptr ? 0 : msg2vnt(MESSAGE_UNKNOWN);
 }
 
 // What the solver only reads must reach as far as it reads.
@@ -421,6 +418,7 @@ int solvercall_run(handler_frame *frame, const solver_call *call)
     const size_queries &q = run.queries;
     const bool asynchronous = run.flags & FLAG_ASYNCHRONOUS;
     if (rc == 0 && asynchronous) rc = asynccall_begin(frame, call->request, run.flags, q.env, q.lp);
+    if (q.missing != nullptr && rc != 0) return frame_lacking(frame, q.missing);
     if (rc != 0) return frame_reject(frame, rc);
     run.result.value.i = run.failure;
     if (run.failure == 0) call_solver(&run);
