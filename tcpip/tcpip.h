@@ -3,14 +3,19 @@
 // It is the descriptor transport over one socket, with a handshake in front and with
 // disconnecting, reconnecting, ending the worker and time-outs in the later slots.
 //
-// Ownership: whoever connects destroys or disconnects.
+// Ownership: whoever connects destroys or disconnects; both free the transport.
 //
-// Errors: 0, a code of message/errors.h, or 1 to 6, the server's handshake status.
+// Threads: as fdio/transport.h says; the control requests belong to the thread that receives
+// (read time-out) or sends (write time-out).
+//
+// Errors: 0, a code of message/errors.h, or 1 to 6, the server's handshake status.  After
+// NOCONNECTION and IO errno says why, as far as the system knows.
 
 #pragma once
 
 #include "fdio/transport.h"
 
+#include <cstring>
 #include <sys/socket.h>
 
 // What a caller keeps between disconnect and reconnect: 160 bytes, host byte order, no padding.
@@ -58,17 +63,34 @@ enum handshake_status : uint16_t {
     HANDSHAKE_NOACTION = 6
 };
 
+// Fills in what leads back to the worker of a transport that is still connected.
+inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
+{
+    auto *t = static_cast<const tcpip_transport *>(io);
+    info->nothreads = t->nothreads;
+    info->workerid = t->workerid;
+    info->family = t->family;
+    info->type = t->type;
+    info->protocol = t->protocol;
+    memcpy(info->address, t->address, sizeof info->address);
+    info->addresslen = t->addresslen;
+}
+
 struct transport_group;
 
 struct tcpip_factory {
     const char *name;  // "tcpiptransport"
     const char *usage; // for people
-    // argc -2: no arguments were given, the environment says where to go.
+    // Arguments: "-host=", "-port=", "-address=", "-nothreads".  argc -2: there are none, the
+    // environment says where to go.
+    // Errors: INVALID for the arguments or no codecs, NOCONNECTION, IO when the handshake broke
+    // off, NOMEMORY, LOCK, a codec factory's code, a handshake status.
     int (*connect)(transport **out, int *created, int ncodecs,
                    const codec_factory *const *factories, int argc, const char *const *argv);
     int (*mkgroup)(transport_group **out, transport *const *members, int64_t count);
+    // `info` is what disconnect filled in.  Errors: as connect's.
     int (*reconnect)(transport **out, int ncodecs, const codec_factory *const *factories,
                      const void *info);
 };
 
-extern "C" const tcpip_factory *tcpiptransport_getfactory(void);
+extern "C" [[gnu::visibility("default")]] const tcpip_factory *tcpiptransport_getfactory(void);
