@@ -18,7 +18,11 @@
 #include "codec/catalogue.h"
 #include "fdio/transport.h"
 #include "handler/solvercall.h"
+#include "tcpip/tcpip.h"
 #include "vanto_client.h"
+
+#include <cstddef>
+#include <ctime>
 
 enum client_state : uint8_t {
     CLIENT_OPEN,
@@ -38,11 +42,26 @@ struct client_destination {
     void (*func)(void *data, const char *text);
 };
 
-// A call that was started and not joined yet.
+// Who gets what the worker says unasked.
+struct client_handlers {
+    vntclient_channelhandler channel;
+    void *channeldata;
+    vntclient_infohandler info;
+    void *infodata;
+};
+
+// A call that was started and is not joined yet.
 struct client_started {
-    uint32_t response;    // the id expected, 0 when another process started it
+    bool running;
+    uint32_t response;    // the id expected, 0 when another process started the call
     client_finish finish; // null: the answer's status is all that is wanted
     void *memory;         // malloc'd
+};
+
+// At which progress count and after which seconds a solve pauses.
+struct client_limits {
+    int64_t progress; // 0 for none
+    double seconds;   // VNTCLIENT_NONE for none
 };
 
 struct client_env {
@@ -50,23 +69,30 @@ struct client_env {
     VNTENVptr handle;
     uint64_t remote; // 0: unknown, the worker takes its default environment
     client_state state;
-    bool receiving;       // inside a callback of a message that arrived: no exchange now
-    bool channelsenabled; // the worker sends channel texts
-    VNTCHANNELptr channels[4];
-    client_destination *destinations; // oldest first
-    vntclient_channelhandler channelhandler;
-    void *channeldata;
-    vntclient_infohandler infohandler;
-    void *infodata;
+    bool receiving;           // inside a callback of a message that arrived: no exchange now
+    tcpip_reconnectinfo info; // where the worker is, unless the state is CLIENT_OPEN
+    client_env *nextaway;     // in the list of environments that are away
+
+    client_handlers handlers;
+    client_destination *destinations; // of VNTLaddfuncdest, oldest first
+    VNTCHANNELptr channels[4];        // null until asked for
+    bool channelsenabled;             // the worker sends channel texts
+
     volatile int *terminatecell;
     int (*terminatefunc)(VNTENVptr env, void *data);
     void *terminatedata;
     int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
     void *pausedata;
-    bool armed;   // the next call is started instead of carried out
-    bool running; // a call was started and not joined yet
+
+    bool armed; // the next call is started instead of carried out
     client_started started;
+    bool attending;         // inside the wait for a started call
+    client_limits limits;   // what the caller wants
+    timespec limitsset;     // when the limits, or the call, began to count
+    vntclient_group *group; // null outside of groups
 };
+
+// --- For the functions of the library --------------------------------------------------------
 
 // Finds the environment behind a handle: 0 or VNTERR_NO_ENVIRONMENT.
 int client_findenv(VNTENVptr env, client_env **out);
@@ -80,15 +106,14 @@ int client_findnet(const client_env *e, VNTNETptr net, uint64_t *remote);
 VNTLPptr client_addlp(client_env *e, uint64_t remote);
 VNTNETptr client_addnet(client_env *e, uint64_t remote);
 
-// Sends a request and waits for its answer, of id `responseid`.  The request's flags are the
-// exchange's to set.  A refusal (NAK) gives its status; no response then.
+// Sends the request of a solver call and waits for its answer, of id `responseid`.  The request's
+// flags are the exchange's to set.  A refusal (NAK) gives its status and no response.
 int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
 
 // Carries out a solver call: sends the request, waits, and ends it with `finish`, whose result it
-// stores in `result`.  When the environment was told to start its next call, or a call that may
-// take long has to be watched, the worker is asked to run it asynchronously; a started call
-// returns as soon as the worker has it, with a result of 0, and finish runs when it is joined,
-// with a copy of the `size` bytes at `memory`.
+// stores in `result`.  When the environment was told to start its next call, it returns as soon
+// as the worker has taken it up, with a result of 0; finish then runs when the call is joined, on
+// a copy of the `size` bytes at `memory`.
 int client_call(client_env *e, void *request, uint32_t responseid, client_finish finish,
                 void *memory, size_t size, int *result);
 
@@ -98,5 +123,75 @@ int client_query(client_env *e, uint64_t lp, uint64_t net, call_query query, int
 int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, int64_t argument,
                     int64_t *value);
 
-// For vntclient_errortext(): keeps a text for the calling thread.  Returns `status`.
+// Keeps a text for vntclient_errortext() in the calling thread.  Returns `status`.
 [[gnu::format(printf, 2, 3)]] int client_fail(int status, const char *format, ...);
+
+// --- For the modules behind them -------------------------------------------------------------
+
+// Makes the record and the handle of an environment over `io`, which it owns from then on; null
+// `io` makes one that is away.  Null when memory is out, and `io` is closed without a word.
+client_env *client_make(transport *io);
+
+// Ends the worker, unless it is away, and frees the environment.
+void client_free(client_env *e);
+
+// What transports are made with.
+constexpr int CLIENT_NCODECS = 2;
+const codec_factory *const *client_codecs();
+
+// What a transport's connect or reconnect said, as a status; `place` is for the text.
+int client_connectstatus(int rc, const char *place);
+
+// Whether an exchange is possible now: 0, or the status that says why not.
+int client_ready(const client_env *e);
+
+// Sends a message, then waits for one of id `responseid`, as it stands: nothing is set in it.
+int client_roundtrip(client_env *e, const void *message, uint32_t responseid,
+                     const void **response);
+int client_send(client_env *e, const void *message);
+int client_await(client_env *e, uint32_t responseid, const void **response);
+
+// What a refusal, a NAK, says, as a status.
+int client_refusal(const void *nak);
+
+// Waits for the answer to whatever call was started.
+int client_awaitany(client_env *e, const void **response);
+
+// Ends the connection without a word to the worker.  Returns VNTERR_CONNECTION_LOST.
+int client_lose(client_env *e, const char *why);
+
+// The flags of a request, which all but a few control messages begin with.
+inline int32_t &client_flags(void *request)
+{
+    return field_at<int32_t>(request, offsetof(vntmsg_GETX_REQ, flags));
+}
+
+// A message that arrived before the awaited one: hands it on when it is info or a channel text.
+// Returns whether it was one to be passed over.
+bool client_dispatch(client_env *e, const void *message);
+
+// Tells the worker to send channel texts, unless it does already.
+int client_enablechannels(client_env *e);
+
+// The handlers with which the calling thread's environments are made.
+extern thread_local client_handlers client_defaulthandlers;
+
+// A call that the terminate cell or a callback watches: has it run asynchronously and asks for
+// its end in between.
+bool client_iswatched(const client_env *e, const void *request);
+int client_watchedcall(client_env *e, void *request, uint32_t responseid, const void **response);
+int client_startcall(client_env *e, void *request, uint32_t responseid, client_finish finish,
+                     const void *memory, size_t size);
+
+// Leaves the worker and comes back.  An environment that is not open when it goes is forgotten.
+int client_disconnect(client_env *e);
+int client_rejoin(client_env *e);
+void client_forgetaway(client_env *e);
+
+// Ends a started call without taking its result, before the connection goes.
+void client_abandoncall(client_env *e);
+
+// Carries out the call on all members of the leader's group.
+bool client_isgroupcall(const client_env *e);
+int client_groupexchange(client_env *e, void *request, uint32_t responseid, const void **response);
+void client_leavegroup(client_env *e);

@@ -75,6 +75,11 @@ typedef void (*vntclient_infohandler)(VNTENVptr env, int tag, int type, int64_t 
                                       const void *elements, void *data);
 int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void *data);
 
+// The handlers that the environments which this thread makes from now on begin with, be it by
+// opening or by joining a worker again.  At first there are none.
+void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channeldata,
+                               vntclient_infohandler info, void *infodata);
+
 // Calls the function that was loaded into the worker at its start, with `inputlen` bytes.  Up to
 // `space` bytes of its output land at `output`; *outputlen_p, unless null, becomes the length that
 // it gave.  Returns what the function returned; VNTERR_BAD_ARGUMENT when the worker has none;
@@ -92,9 +97,9 @@ int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inp
 // every call on it returns VNTERR_REMOTE.  Closing it then only forgets it here.
 int vntclient_disconnect(VNTENVptr env, void *info);
 
-// Joins the worker that the bytes lead to.  What was said meanwhile reaches the handlers first,
-// in order.  In the process that left it, *env becomes the environment's old handle; elsewhere a
-// new one, which knows none of the worker's problems: see vntclient_attach().
+// Joins the worker that the bytes lead to.  What was said meanwhile reaches the handlers before
+// the call returns, in order.  In the process that left it, *env becomes the environment's old
+// handle; elsewhere a new one, which knows none of the worker's problems: see vntclient_attach().
 // Errors: VNTERR_CONNECTION_LOST when the worker is gone, VNTERR_REMOTE when the server does not
 // answer or somebody else has the worker, after which a later try may succeed.
 int vntclient_reconnect(const void *info, VNTENVptr *env);
@@ -168,7 +173,8 @@ int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *progress);
 int vntclient_inject(VNTENVptr env, double objval);
 
 // Waits for the started call, fills its outputs and returns what it would have returned.  Channel
-// texts, info and the terminate and pause callbacks are served meanwhile.  A solve that pauses at
+// texts, info and the terminate and pause callbacks are served meanwhile; a pause callback is
+// called about ten times a second, and its progress counts milliseconds.  A solve that pauses at
 // a limit with no pause callback set is left paused and VNTERR_SOLVING returned.
 // Errors: VNTERR_BAD_ARGUMENT when no call was started.
 int vntclient_join(VNTENVptr env);

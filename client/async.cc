@@ -1,0 +1,518 @@
+// async.cc: calls that run in the worker while this process does other things, and synchronous
+// ones that somebody here wants to be able to end.
+//
+// The worker acknowledges such a call at once and serves control requests while it runs.  Its
+// answer leaves once GETRES has asked for it; after GETRES nothing else is served until then, so
+// that is sent when the call has ended.
+#include "client/clock.h"
+#include "client/connection.h"
+#include "handler/asynccall.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+
+// How often a pause callback is called, in seconds.
+static constexpr double PAUSE_INTERVAL = 0.1;
+
+// --- Control requests ------------------------------------------------------------------------
+
+// Most control requests begin with flags and environment and are answered by a status.
+template <class Request, class Response> static int control(client_env *e, uint32_t id,
+                                                            uint32_t responseid, Request &request,
+                                                            const Response **response)
+{
+    char env16[16];
+    request.messageid = id;
+    if constexpr (requires { request.env; }) {
+        if (e->remote == 0) request.flags |= FLAG_USEDEFAULTS;
+        client_puthandle(&request.env, env16, e->remote);
+    }
+    const void *message;
+    int rc = client_roundtrip(e, &request, responseid, &message);
+    if (rc != 0) return rc;
+    *response = static_cast<const Response *>(message);
+    return (*response)->status;
+}
+
+#define CONTROL(name, answer, request)                                                             \
+    [&] {                                                                                          \
+        const vntmsg_##answer *response;                                                           \
+        return control(e, VNTMESSAGEID_##name, VNTMESSAGEID_##answer, request, &response);         \
+    }()
+
+static int kill(client_env *e)
+{
+    vntmsg_ASYNCKILL_REQ request = {};
+    return CONTROL(ASYNCKILL_REQ, ASYNCKILL_RES, request);
+}
+
+static int terminate(client_env *e)
+{
+    vntmsg_EASYNCTERMINATE_REQ request = {};
+    return CONTROL(EASYNCTERMINATE_REQ, EASYNCTERMINATE_RES, request);
+}
+
+static int sendlimits(client_env *e, client_limits limits)
+{
+    vntmsg_EASYNCLIMITS_REQ request = {};
+    request.dettime = limits.progress;
+    request.walltime = limits.seconds;
+    return CONTROL(EASYNCLIMITS_REQ, EASYNCLIMITS_RES, request);
+}
+
+static int sendcontinue(client_env *e, client_limits limits)
+{
+    vntmsg_EASYNCCONTINUE_REQ request = {};
+    request.dettime = limits.progress;
+    request.walltime = limits.seconds;
+    return CONTROL(EASYNCCONTINUE_REQ, EASYNCCONTINUE_RES, request);
+}
+
+static int inject(client_env *e, double objval)
+{
+    vntmsg_EASYNCMIPINJECT_REQ request = {};
+    request.objval = objval;
+    return CONTROL(EASYNCMIPINJECT_REQ, EASYNCMIPINJECT_RES, request);
+}
+
+static int test(client_env *e, int *state)
+{
+    *state = VNTCLIENT_ENDED;
+    vntmsg_ASYNCTEST_REQ request = {};
+    const vntmsg_ASYNCTEST_RES *response;
+    int rc = control(e, VNTMESSAGEID_ASYNCTEST_REQ, VNTMESSAGEID_ASYNCTEST_RES, request, &response);
+    if (rc == 0) *state = response->running_p;
+    return rc;
+}
+
+// Reads big-endian values off a block of bytes.
+struct unpacker {
+    const char *at;
+    const char *end;
+
+    template <class Bits> Bits take()
+    {
+        Bits bits = 0;
+        if (static_cast<size_t>(end - at) < sizeof bits) return 0;
+        for (size_t i = 0; i < sizeof bits; i++)
+            bits = static_cast<Bits>(bits << 8 | static_cast<unsigned char>(*at++));
+        return bits;
+    }
+    int32_t takeint() { return static_cast<int32_t>(take<uint32_t>()); }
+    int64_t takelong() { return static_cast<int64_t>(take<uint64_t>()); }
+    double takedouble() { return std::bit_cast<double>(take<uint64_t>()); }
+    int64_t left() const { return end - at; }
+};
+
+static void unpackprogress(unpacker from, int sollen, vntmipprogress *progress)
+{
+    progress->nodes = from.takelong();
+    progress->phase = from.takeint();
+    progress->bound = from.takedouble();
+    progress->iterations = from.takelong();
+    progress->incumbent = from.takedouble();
+    progress->gap = from.takedouble();
+    progress->solutions = from.takeint();
+    int64_t count = from.takelong();
+    if (progress->sol == nullptr) sollen = 0;
+    count = std::min({count, int64_t(sollen), from.left() / int64_t(sizeof(double))});
+    progress->solcount = std::max<int64_t>(count, 0);
+    for (int64_t i = 0; i < progress->solcount; i++)
+        progress->sol[i] = from.takedouble();
+}
+
+static int fetchprogress(client_env *e, int sollen, vntmipprogress *progress)
+{
+    vntmsg_EASYNCMIPPROGRESS_REQ request = {};
+    const vntmsg_EASYNCMIPPROGRESS_RES *response;
+    int rc = control(e, VNTMESSAGEID_EASYNCMIPPROGRESS_REQ, VNTMESSAGEID_EASYNCMIPPROGRESS_RES,
+                     request, &response);
+    if (rc != 0) return rc;
+    const message_array &bytes = response->progress_p;
+    if (bytes.type != TYPE_BYTE || bytes.nchunks != 1)
+        return client_fail(VNTERR_NO_SOLUTION, "the worker has no progress to tell");
+    auto *block = static_cast<const char *>(bytes.chunks->data);
+    unpackprogress({block, block + bytes.chunks->count}, sollen, progress);
+    return 0;
+}
+
+// --- The life of a started call --------------------------------------------------------------
+
+// Sends the request and waits for the acknowledgement.
+static int startremote(client_env *e, void *request)
+{
+    if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
+    client_flags(request) |= FLAG_ASYNCHRONOUS;
+    const void *acknowledgement;
+    int rc = client_roundtrip(e, request, VNTMESSAGEID_ACK, &acknowledgement);
+    if (rc != 0) return rc;
+    e->started = {};
+    e->started.running = true;
+    e->limitsset = clock_now();
+    return 0;
+}
+
+int client_startcall(client_env *e, void *request, uint32_t responseid, client_finish finish,
+                     const void *memory, size_t size)
+{
+    e->armed = false;
+    void *copy = malloc(size + 1);
+    if (copy == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
+    memcpy(copy, memory, size);
+    int rc = startremote(e, request);
+    if (rc != 0) {
+        free(copy);
+        return rc;
+    }
+    e->started.response = responseid;
+    e->started.finish = finish;
+    e->started.memory = copy;
+    return 0;
+}
+
+// Asks for the answer of the call that has ended, and waits for it.
+static int fetchresult(client_env *e, const void **response)
+{
+    uint32_t responseid = e->started.response;
+    e->started.running = false;
+    vntmsg_GETRES request = {};
+    request.messageid = VNTMESSAGEID_GETRES;
+    int rc = client_send(e, &request);
+    if (rc != 0) return rc;
+    return responseid != 0 ? client_await(e, responseid, response) : client_awaitany(e, response);
+}
+
+static bool haslimits(const client_limits &limits)
+{
+    return limits.progress > 0 || limits.seconds < VNTCLIENT_NONE;
+}
+
+// The caller's limits, less the time that has gone.
+static client_limits remaining(const client_env *e)
+{
+    client_limits limits = e->limits;
+    if (limits.seconds < VNTCLIENT_NONE)
+        limits.seconds = std::max(0.0, limits.seconds - clock_elapsed(e->limitsset));
+    return limits;
+}
+
+static bool wantsend(client_env *e)
+{
+    if (e->terminatecell != nullptr && *e->terminatecell != 0) return true;
+    return e->terminatefunc != nullptr && e->terminatefunc(e->handle, e->terminatedata) != 0;
+}
+
+// What to do about a solve that has paused.  A limit that the caller has set is the caller's
+// matter when the call was started; without one, the pause is left over from a look at the
+// progress.
+static int atpause(client_env *e, bool started)
+{
+    if (e->pausefunc != nullptr) {
+        auto milliseconds = static_cast<uint64_t>(clock_elapsed(e->limitsset) * 1000);
+        int rc = e->pausefunc(e->handle, e, milliseconds, e->pausedata);
+        return rc == 0 ? sendcontinue(e, {0, PAUSE_INTERVAL}) : terminate(e);
+    }
+    if (started && haslimits(e->limits))
+        return client_fail(VNTERR_SOLVING, "the solve has paused at a limit");
+    return sendcontinue(e, {0, VNTCLIENT_NONE});
+}
+
+// Stays with the call until it has ended.  The looks at it come in 1/16 of the time that has gone,
+// so that short calls are not delayed and long ones not disturbed.
+static int attend(client_env *e, bool started)
+{
+    timespec begin = clock_now();
+    int rc = e->pausefunc != nullptr ? sendlimits(e, {1, VNTCLIENT_NONE}) : 0;
+    bool ending = false;
+    while (rc == 0) {
+        if (!ending && wantsend(e)) {
+            ending = true;
+            rc = kill(e);
+            if (rc != 0) break;
+        }
+        int state;
+        rc = test(e, &state);
+        if (rc != 0 || state == VNTCLIENT_ENDED) break;
+        if (state == VNTCLIENT_PAUSED)
+            rc = atpause(e, started);
+        else
+            clock_nap(std::clamp(clock_elapsed(begin) / 16, 0.0001, 0.02));
+    }
+    if (rc == 0 && e->pausefunc != nullptr) rc = sendlimits(e, e->limits);
+    return rc;
+}
+
+static int attended(client_env *e, bool started)
+{
+    if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
+    e->attending = true;
+    int rc = attend(e, started);
+    e->attending = false;
+    return rc;
+}
+
+bool client_iswatched(const client_env *e, const void *request)
+{
+    if (e->terminatecell == nullptr && e->terminatefunc == nullptr && e->pausefunc == nullptr)
+        return false;
+    if (e->started.running || e->attending) return false;
+    switch (message_id(request)) {
+    case VNTMESSAGEID_LPOPT_REQ:
+    case VNTMESSAGEID_PRIMOPT_REQ:
+    case VNTMESSAGEID_DUALOPT_REQ:
+    case VNTMESSAGEID_BAROPT_REQ:
+    case VNTMESSAGEID_HYBBAROPT_REQ:
+    case VNTMESSAGEID_HYBNETOPT_REQ:
+    case VNTMESSAGEID_SIFTOPT_REQ:
+    case VNTMESSAGEID_QPOPT_REQ:
+    case VNTMESSAGEID_MIPOPT_REQ:
+    case VNTMESSAGEID_DISTMIPOPT_REQ:
+    case VNTMESSAGEID_BENDERSOPT_REQ:
+    case VNTMESSAGEID_NETPRIMOPT_REQ:
+    case VNTMESSAGEID_POPULATE_REQ:
+    case VNTMESSAGEID_TUNEPARAM_REQ:
+    case VNTMESSAGEID_FEASOPT_REQ:
+    case VNTMESSAGEID_FEASOPTEXT_REQ:
+    case VNTMESSAGEID_EFEASOPT_REQ:
+    case VNTMESSAGEID_STRONGBRANCH_REQ:
+    case VNTMESSAGEID_REFINECONFLICT_REQ:
+    case VNTMESSAGEID_REFINECONFLICTEXT_REQ:
+    case VNTMESSAGEID_REFINEMIPSTARTCONFLICT_REQ:
+    case VNTMESSAGEID_REFINEMIPSTARTCONFLICTEXT_REQ: return true;
+    default: return false;
+    }
+}
+
+int client_watchedcall(client_env *e, void *request, uint32_t responseid, const void **response)
+{
+    int rc = startremote(e, request);
+    if (rc != 0) return rc;
+    e->started.response = responseid;
+    rc = attended(e, false);
+    if (e->state != CLIENT_OPEN) return rc;
+    int answer = fetchresult(e, response);
+    return answer != 0 ? answer : rc;
+}
+
+void client_abandoncall(client_env *e)
+{
+    const void *response;
+    if (!e->started.running || client_ready(e) != 0) return;
+    if (kill(e) == 0) fetchresult(e, &response);
+}
+
+// --- What the caller sees --------------------------------------------------------------------
+
+// Finds an environment that has started a call.
+static int findstarted(VNTENVptr env, client_env **e)
+{
+    int rc = client_findenv(env, e);
+    if (rc == 0) rc = client_ready(*e);
+    if (rc == 0 && !(*e)->started.running)
+        rc = client_fail(VNTERR_BAD_ARGUMENT, "no call was started");
+    return rc;
+}
+
+int vntclient_start(VNTENVptr env)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    if (e->started.running) return client_fail(VNTERR_SOLVING, "a started call was not joined");
+    e->armed = true;
+    return 0;
+}
+
+int vntclient_test(VNTENVptr env, int *state_p)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    int state;
+    if (rc == 0) rc = test(e, &state);
+    if (rc == 0 && state_p != nullptr) *state_p = state;
+    return rc;
+}
+
+int vntclient_kill(VNTENVptr env)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    return rc == 0 ? kill(e) : rc;
+}
+
+int vntclient_terminate(VNTENVptr env)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    return rc == 0 ? terminate(e) : rc;
+}
+
+// A worker looks at its limits when a call starts or goes on, so a running call is halted by a
+// limit that it has reached already.  `halted` tells whether it now waits to go on; a solve that
+// paused at the caller's own limit is left as it is.
+static int halt(client_env *e, int *state, bool *halted)
+{
+    *halted = false;
+    int rc = test(e, state);
+    if (rc != 0 || *state != VNTCLIENT_RUNNING) return rc;
+    rc = sendlimits(e, {1, VNTCLIENT_NONE});
+    timespec begin = clock_now();
+    while (rc == 0 && clock_elapsed(begin) < 1) {
+        rc = test(e, state);
+        if (rc != 0 || *state != VNTCLIENT_RUNNING) break;
+        clock_nap(std::clamp(clock_elapsed(begin) / 4, 0.0001, 0.01));
+    }
+    *halted = rc == 0 && *state == VNTCLIENT_PAUSED;
+    if (rc == 0 && !*halted) rc = sendlimits(e, e->limits);
+    return rc;
+}
+
+int vntclient_setlimits(VNTENVptr env, int64_t progress, double seconds)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
+    e->limitsset = clock_now();
+    if (!e->started.running) return sendlimits(e, e->limits);
+    int state;
+    bool halted;
+    rc = halt(e, &state, &halted);
+    if (rc != 0) return rc;
+    return halted ? sendcontinue(e, remaining(e)) : sendlimits(e, e->limits);
+}
+
+int vntclient_continue(VNTENVptr env, int64_t progress, double seconds)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    if (rc != 0) return rc;
+    e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
+    e->limitsset = clock_now();
+    return sendcontinue(e, e->limits);
+}
+
+int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *progress)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    if (rc == VNTERR_BAD_ARGUMENT) return client_fail(VNTERR_NO_SOLUTION, "nothing is running");
+    if (rc != 0) return rc;
+    if (progress == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the progress");
+    int state;
+    bool halted;
+    rc = halt(e, &state, &halted);
+    if (rc != 0) return rc;
+    if (state == VNTCLIENT_ENDED) return client_fail(VNTERR_NO_SOLUTION, "the call has ended");
+    rc = fetchprogress(e, sollen, progress);
+    if (!halted || e->state != CLIENT_OPEN) return rc;
+    int goon = sendcontinue(e, remaining(e));
+    return rc != 0 ? rc : goon;
+}
+
+int vntclient_inject(VNTENVptr env, double objval)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    return rc == 0 ? inject(e, objval) : rc;
+}
+
+// Fetches the result and ends the call as its stub would have.
+static int finishstarted(client_env *e)
+{
+    client_started call = e->started;
+    const void *response;
+    int rc = fetchresult(e, &response);
+    e->started = {};
+    // Every answer to a solver call begins with an int: its status, or what it counted.
+    if (rc == 0)
+        rc = call.finish != nullptr ? call.finish(e, response, call.memory)
+                                    : client_flags(const_cast<void *>(response));
+    free(call.memory);
+    return rc;
+}
+
+int vntclient_join(VNTENVptr env)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    if (rc == 0) rc = attended(e, true);
+    return rc == 0 ? finishstarted(e) : rc;
+}
+
+// Tries to reach the worker that was left, until it is back or gone or the patience is over.
+static int comeback(client_env *e, double patience)
+{
+    timespec begin = clock_now();
+    for (;;) {
+        int rc = client_rejoin(e);
+        if (rc == 0 || clock_elapsed(begin) > patience) return rc;
+        if (rc == VNTERR_CONNECTION_LOST && e->state == CLIENT_LOST) return rc;
+        clock_nap(0.25);
+    }
+}
+
+// Leaves the worker for a while.  When the connection breaks on the way out the worker may have
+// heard the request all the same, so the way back is tried then too.
+static int leave(client_env *e, double interval, double patience)
+{
+    int rc = client_disconnect(e);
+    if (e->state == CLIENT_LOST) e->state = CLIENT_AWAY;
+    if (e->state != CLIENT_AWAY) return rc;
+    clock_nap(interval);
+    rc = comeback(e, patience);
+    if (rc != 0 && e->state == CLIENT_AWAY) {
+        e->state = CLIENT_LOST;
+        return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
+    }
+    return rc;
+}
+
+int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
+                            int (*look)(VNTENVptr env, void *data), void *data)
+{
+    client_env *e;
+    int rc = findstarted(env, &e);
+    if (rc == 0 && e->attending)
+        rc = client_fail(VNTERR_SOLVING, "the environment waits for a call");
+    bool ending = false;
+    while (rc == 0) {
+        int state;
+        rc = test(e, &state);
+        if (rc != 0 || state == VNTCLIENT_ENDED) break;
+        if (state == VNTCLIENT_PAUSED) rc = atpause(e, true);
+        if (rc == 0 && !ending) {
+            ending = (look != nullptr && look(env, data) != 0) || wantsend(e);
+            if (ending) rc = kill(e);
+        }
+        if (rc == 0) rc = leave(e, interval, patience);
+    }
+    return rc == 0 ? finishstarted(e) : rc;
+}
+
+// --- What a pause callback asks --------------------------------------------------------------
+
+int VNTEgetasyncmipprogress(VNTENVptr env, void *, int sollen, vntmipprogress *progress, double)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    if (!e->attending) return client_fail(VNTERR_NO_SOLUTION, "this is no pause callback");
+    if (progress == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the progress");
+    return fetchprogress(e, sollen, progress);
+}
+
+// The solver takes the value times the sense, and so does the worker from its message.
+int VNTEasyncprogressinject(VNTENVptr env, void *, double objval, double sense, double)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    if (!e->attending) return client_fail(VNTERR_NO_SOLUTION, "this is no pause callback");
+    return inject(e, objval * sense);
+}

@@ -1,0 +1,256 @@
+#include "client/connection.h"
+
+#include "handler/asynccall.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+static thread_local char errortext[512];
+
+const char *vntclient_errortext(void)
+{
+    return errortext;
+}
+
+int client_fail(int status, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(errortext, sizeof errortext, format, arguments);
+    va_end(arguments);
+    return status;
+}
+
+int client_findenv(VNTENVptr env, client_env **out)
+{
+    client_object object;
+    if (!client_findhandle(env, CLIENT_ENV, &object))
+        return client_fail(VNTERR_NO_ENVIRONMENT, "this is no open environment");
+    *out = object.env;
+    return 0;
+}
+
+static int findobject(const client_env *e, const void *handle, client_kind kind, uint64_t *remote)
+{
+    client_object object;
+    if (!client_findhandle(handle, kind, &object) || object.env != e)
+        return client_fail(VNTERR_NO_PROBLEM, "this is no problem of the environment");
+    *remote = object.remote;
+    return 0;
+}
+
+int client_findlp(const client_env *e, VNTLPptr lp, uint64_t *remote)
+{
+    return findobject(e, lp, CLIENT_LP, remote);
+}
+
+int client_findnet(const client_env *e, VNTNETptr net, uint64_t *remote)
+{
+    return findobject(e, net, CLIENT_NET, remote);
+}
+
+VNTLPptr client_addlp(client_env *e, uint64_t remote)
+{
+    return remote == 0 ? nullptr : static_cast<VNTLPptr>(client_addhandle(CLIENT_LP, e, remote));
+}
+
+VNTNETptr client_addnet(client_env *e, uint64_t remote)
+{
+    return remote == 0 ? nullptr : static_cast<VNTNETptr>(client_addhandle(CLIENT_NET, e, remote));
+}
+
+client_env *client_make(transport *io)
+{
+    auto *e = static_cast<client_env *>(calloc(1, sizeof(client_env)));
+    if (e != nullptr) {
+        e->handle = static_cast<VNTENVptr>(client_addhandle(CLIENT_ENV, e, 0));
+        if (e->handle == nullptr) {
+            free(e);
+            e = nullptr;
+        }
+    }
+    if (e == nullptr) {
+        if (io != nullptr) io->ops.disconnect(io, nullptr);
+        client_fail(VNTERR_NO_MEMORY, "out of memory");
+        return nullptr;
+    }
+    e->io = io;
+    e->state = io != nullptr ? CLIENT_OPEN : CLIENT_AWAY;
+    e->handlers = client_defaulthandlers;
+    e->limits = {0, VNTCLIENT_NONE};
+    return e;
+}
+
+void client_free(client_env *e)
+{
+    client_leavegroup(e);
+    client_forgetaway(e);
+    if (e->io != nullptr) e->io->ops.destroy(e->io);
+    client_forgetall(e);
+    while (e->destinations != nullptr) {
+        client_destination *next = e->destinations->next;
+        free(e->destinations);
+        e->destinations = next;
+    }
+    free(e->started.memory);
+    free(e);
+}
+
+int client_ready(const client_env *e)
+{
+    if (e->receiving)
+        return client_fail(VNTERR_SOLVING, "a callback cannot call into its environment");
+    if (e->state == CLIENT_LOST)
+        return client_fail(VNTERR_CONNECTION_LOST, "the connection to the worker was lost");
+    if (e->state == CLIENT_AWAY)
+        return client_fail(VNTERR_REMOTE, "the environment is disconnected from its worker");
+    return 0;
+}
+
+int client_lose(client_env *e, const char *why)
+{
+    client_fail(0, "the connection to the worker was lost: %s", why);
+    client_leavegroup(e);
+    e->io->ops.disconnect(e->io, &e->info); // the worker's end is the server's care
+    e->io = nullptr;
+    e->state = CLIENT_LOST;
+    return VNTERR_CONNECTION_LOST;
+}
+
+// The text for a code of the transport.  An end of file leaves errno as it was found.
+static const char *reason(int rc)
+{
+    if (rc != MESSAGE_IO) return message_errortext(rc);
+    return errno != 0 ? strerror(errno) : "the other end closed it";
+}
+
+int client_send(client_env *e, const void *message)
+{
+    int rc = client_ready(e);
+    if (rc != 0) return rc;
+    errno = 0;
+    rc = e->io->ops.sendmsg(e->io, message);
+    if (rc == MESSAGE_UNKNOWN) return client_fail(msg2vnt(rc), "no such message"); // nothing left
+    return rc == 0 ? 0 : client_lose(e, reason(rc));
+}
+
+// Receives the next message that is not passed over.
+static int receive(client_env *e, const void **message)
+{
+    for (;;) {
+        void *arrived;
+        errno = 0;
+        int rc = e->io->ops.recvmsg(e->io, &arrived);
+        if (rc != 0) return client_lose(e, reason(rc));
+        if (client_dispatch(e, arrived)) continue;
+        *message = arrived;
+        return 0;
+    }
+}
+
+int client_refusal(const void *message)
+{
+    auto *nak = static_cast<const vntmsg_NAK *>(message);
+    // A worker says -1 where it could not even read the request.
+    if (nak->status == -1)
+        return client_fail(VNTERR_BAD_ARGUMENT, "the worker rejected request %d", nak->message);
+    return client_fail(nak->status, "the worker refused request %d with status %d", nak->message,
+                       nak->status);
+}
+
+int client_await(client_env *e, uint32_t responseid, const void **response)
+{
+    const void *message;
+    int rc = receive(e, &message);
+    if (rc != 0) return rc;
+    if (message_id(message) == VNTMESSAGEID_NAK) return client_refusal(message);
+    if (message_id(message) != responseid)
+        return client_lose(e, "the worker's answers are out of step");
+    *response = message;
+    return 0;
+}
+
+int client_awaitany(client_env *e, const void **response)
+{
+    int rc = receive(e, response);
+    if (rc == 0 && message_id(*response) == VNTMESSAGEID_NAK) return client_refusal(*response);
+    return rc;
+}
+
+int client_roundtrip(client_env *e, const void *message, uint32_t responseid, const void **response)
+{
+    int rc = client_send(e, message);
+    return rc == 0 ? client_await(e, responseid, response) : rc;
+}
+
+int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response)
+{
+    if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
+    if (client_isgroupcall(e)) return client_groupexchange(e, request, responseid, response);
+    if (client_iswatched(e, request)) return client_watchedcall(e, request, responseid, response);
+    return client_roundtrip(e, request, responseid, response);
+}
+
+int client_call(client_env *e, void *request, uint32_t responseid, client_finish finish,
+                void *memory, size_t size, int *result)
+{
+    *result = 0;
+    if (e->armed) return client_startcall(e, request, responseid, finish, memory, size);
+    const void *response;
+    int rc = client_exchange(e, request, responseid, &response);
+    if (rc == 0) *result = finish(e, response, memory);
+    return rc;
+}
+
+int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, int64_t argument,
+                    int64_t *value)
+{
+    *value = 0;
+    char env16[16], lp16[16], net16[16];
+    vntmsg_PROBINFO_REQ request = {};
+    request.messageid = VNTMESSAGEID_PROBINFO_REQ;
+    request.flags = e->remote == 0 ? FLAG_USEDEFAULTS : 0;
+    client_puthandle(&request.env, env16, e->remote);
+    client_puthandle(&request.lp, lp16, lp);
+    client_puthandle(&request.net, net16, net);
+    request.whatinfo = selector;
+    request.intarg = argument;
+    const void *message;
+    int rc = client_roundtrip(e, &request, VNTMESSAGEID_PROBINFO_RES, &message);
+    if (rc != 0) return rc;
+    auto *response = static_cast<const vntmsg_PROBINFO_RES *>(message);
+    *value = response->info;
+    return response->status;
+}
+
+static int32_t selector(call_query query)
+{
+    switch (query) {
+    case QUERY_NUMROWS: return 0;
+    case QUERY_NUMCOLS: return 3;
+    case QUERY_REDNUMROWS: return 4;
+    case QUERY_REDNUMCOLS: return 5;
+    case QUERY_NUMMIPSTARTS: return 6;
+    case QUERY_NUMFILTERS: return 7;
+    case QUERY_NUMSOLNS: return 8;
+    case QUERY_NUMARCS: return 9;
+    case QUERY_NUMNODES: return 10;
+    case QUERY_NUMSOS: return 11;
+    case QUERY_NUMPWL: return 12;
+    case QUERY_NUMQCONSTRS: return 13;
+    case QUERY_NUMINDCONSTRS: return 14;
+    case QUERY_CONFNUMROWS: return 18;
+    case QUERY_CONFNUMCOLS: return 19;
+    case QUERY_NUMDBLANNOTATIONS: return 20;
+    case QUERY_NUMLONGANNOTATIONS: return 21;
+    case QUERY_COUNT: break;
+    }
+    return -1;
+}
+
+int client_query(client_env *e, uint64_t lp, uint64_t net, call_query query, int64_t *value)
+{
+    return client_probinfo(e, lp, net, selector(query), 0, value);
+}

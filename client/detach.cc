@@ -1,0 +1,285 @@
+// detach.cc: leaving a worker, coming back to it, and the record that carries an environment to
+// another process.
+#include "client/connection.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdio>
+#include <mutex>
+#include <netinet/in.h>
+#include <vector>
+
+// The environments that this process has left.  The lock guards the list only.
+static std::mutex awaylock;
+static client_env *away;
+
+static void remember(client_env *e)
+{
+    std::lock_guard hold(awaylock);
+    e->nextaway = away;
+    away = e;
+}
+
+// Takes the environment out of the list that fits; null when none does.
+template <class Fits> static client_env *take(Fits fits)
+{
+    std::lock_guard hold(awaylock);
+    for (client_env **at = &away; *at != nullptr; at = &(*at)->nextaway) {
+        client_env *e = *at;
+        if (!fits(e)) continue;
+        *at = e->nextaway;
+        e->nextaway = nullptr;
+        return e;
+    }
+    return nullptr;
+}
+
+void client_forgetaway(client_env *e)
+{
+    take([e](const client_env *other) { return other == e; });
+}
+
+static client_env *takeaway(const tcpip_reconnectinfo *info)
+{
+    return take([info](const client_env *e) {
+        return e->info.workerid == info->workerid && e->info.addresslen == info->addresslen &&
+               memcmp(e->info.address, info->address, sizeof info->address) == 0;
+    });
+}
+
+int client_disconnect(client_env *e)
+{
+    vntmsg_DISCONNECT_REQ request = {};
+    request.messageid = VNTMESSAGEID_DISCONNECT_REQ;
+    const void *response;
+    int rc = client_roundtrip(e, &request, VNTMESSAGEID_DISCONNECT_RES, &response);
+    if (rc != 0) return rc;
+    client_leavegroup(e);
+    e->io->ops.disconnect(e->io, &e->info);
+    e->io = nullptr;
+    e->state = CLIENT_AWAY;
+    return 0;
+}
+
+static void describe(char (&place)[128], const tcpip_reconnectinfo *info)
+{
+    char address[INET6_ADDRSTRLEN] = "an unknown address";
+    unsigned port = 0;
+    if (info->family == AF_INET) {
+        sockaddr_in in;
+        memcpy(&in, info->address, sizeof in);
+        inet_ntop(AF_INET, &in.sin_addr, address, sizeof address);
+        port = ntohs(in.sin_port);
+    } else if (info->family == AF_INET6) {
+        sockaddr_in6 in;
+        memcpy(&in, info->address, sizeof in);
+        inet_ntop(AF_INET6, &in.sin6_addr, address, sizeof address);
+        port = ntohs(in.sin6_port);
+    }
+    snprintf(place, sizeof place, "%s:%u", address, port);
+}
+
+// Joins the worker again.  The environment stays away when a later try may succeed.
+int client_rejoin(client_env *e)
+{
+    errno = 0;
+    transport *io;
+    int rc = tcpiptransport_getfactory()->reconnect(&io, CLIENT_NCODECS, client_codecs(), &e->info);
+    if (rc != 0) {
+        char place[128];
+        describe(place, &e->info);
+        if (rc == HANDSHAKE_NOTFOUND) e->state = CLIENT_LOST;
+        return client_connectstatus(rc, place);
+    }
+    e->io = io;
+    e->state = CLIENT_OPEN;
+    vntmsg_RECONNECT_REQ request = {};
+    request.messageid = VNTMESSAGEID_RECONNECT_REQ;
+    const void *response;
+    return client_roundtrip(e, &request, VNTMESSAGEID_RECONNECT_RES, &response);
+}
+
+int vntclient_disconnect(VNTENVptr env, void *info)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    if (info == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the way back");
+    if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
+    rc = client_disconnect(e);
+    if (rc != 0) return rc;
+    memcpy(info, &e->info, sizeof e->info);
+    remember(e);
+    return 0;
+}
+
+// A place that arguments of the outside name must be one that an address fits into.
+static bool leadsback(const tcpip_reconnectinfo *info)
+{
+    return info->workerid != 0 && info->addresslen > 0 && info->addresslen <= sizeof info->address;
+}
+
+// An environment of this process or a new one, joined to its worker again.  `prepare` completes
+// a new one before messages arrive.
+template <class Prepare>
+static int takeup(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prepare)
+{
+    *env = nullptr;
+    if (!leadsback(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
+    client_env *e = takeaway(&info);
+    bool known = e != nullptr;
+    if (!known) {
+        e = client_make(nullptr);
+        if (e == nullptr) return VNTERR_NO_MEMORY;
+        e->info = info;
+        int rc = prepare(e);
+        if (rc != 0) {
+            client_free(e);
+            return rc;
+        }
+    }
+    int rc = client_rejoin(e);
+    if (rc == 0 && e->handlers.channel != nullptr) rc = client_enablechannels(e);
+    if (rc == 0) {
+        *env = e->handle;
+        return 0;
+    }
+    if (known && e->state == CLIENT_AWAY) remember(e);
+    if (!known && e->io != nullptr) client_lose(e, "it could not be taken up again");
+    if (!known) client_free(e);
+    return rc;
+}
+
+int vntclient_reconnect(const void *bytes, VNTENVptr *env)
+{
+    if (bytes == nullptr || env == nullptr)
+        return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
+    tcpip_reconnectinfo info;
+    memcpy(&info, bytes, sizeof info);
+    return takeup(info, env, [](client_env *) { return 0; });
+}
+
+// The record of vntclient_pack(), whose layout vanto_client.h tells.
+#pragma pack(push, 1)
+struct packed_head {
+    char magic[4];
+    uint32_t version;
+    uint32_t length;
+    uint32_t running;
+    tcpip_reconnectinfo info;
+    uint64_t env;
+    uint32_t count;
+    uint32_t zero;
+};
+struct packed_object {
+    uint32_t kind;
+    uint32_t zero;
+    uint64_t remote;
+};
+#pragma pack(pop)
+static constexpr char MAGIC[] = {'V', 'N', 'T', 'R'};
+static constexpr uint32_t VERSION = 1;
+static constexpr uint32_t PACKED_LP = 1, PACKED_NET = 2;
+
+static std::vector<client_object> objects(const client_env *e)
+{
+    std::vector<client_object> list(client_listhandles(e, nullptr, 0));
+    client_listhandles(e, list.data(), list.size());
+    return list;
+}
+
+static void pack(const client_env *e, const std::vector<client_object> &list, char *to)
+{
+    packed_head head = {};
+    memcpy(head.magic, MAGIC, sizeof head.magic);
+    head.version = VERSION;
+    head.length = static_cast<uint32_t>(sizeof head + list.size() * sizeof(packed_object));
+    head.running = e->armed || e->started.running;
+    head.info = e->info;
+    if (e->io != nullptr) tcpip_fillinfo(e->io, &head.info);
+    head.env = e->remote;
+    head.count = static_cast<uint32_t>(list.size());
+    memcpy(to, &head, sizeof head);
+    to += sizeof head;
+    for (const client_object &o : list) {
+        packed_object p = {o.kind == CLIENT_LP ? PACKED_LP : PACKED_NET, 0, o.remote};
+        memcpy(to, &p, sizeof p);
+        to += sizeof p;
+    }
+}
+
+int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    if (e->state == CLIENT_LOST) return client_ready(e);
+    std::vector<client_object> list = objects(e);
+    auto length = static_cast<int64_t>(sizeof(packed_head) + list.size() * sizeof(packed_object));
+    if (length_p != nullptr) *length_p = length;
+    if (record == nullptr) return 0;
+    if (space < length)
+        return client_fail(VNTERR_SPACE_TOO_SMALL, "the record takes %lld bytes",
+                           static_cast<long long>(length));
+    pack(e, list, static_cast<char *>(record));
+    return 0;
+}
+
+static bool readhead(const char *record, int64_t length, packed_head *head)
+{
+    if (length < static_cast<int64_t>(sizeof *head)) return false;
+    memcpy(head, record, sizeof *head);
+    return memcmp(head->magic, MAGIC, sizeof MAGIC) == 0 && head->version == VERSION &&
+           head->length <= length &&
+           head->length == sizeof *head + uint64_t(head->count) * sizeof(packed_object);
+}
+
+static int unpack(client_env *e, const packed_head &head, const char *record)
+{
+    e->remote = head.env;
+    e->started.running = head.running != 0;
+    for (uint32_t i = 0; i < head.count; i++) {
+        packed_object p;
+        memcpy(&p, record + sizeof head + i * sizeof p, sizeof p);
+        client_kind kind = p.kind == PACKED_LP ? CLIENT_LP : CLIENT_NET;
+        if (client_addhandle(kind, e, p.remote) == nullptr)
+            return client_fail(VNTERR_NO_MEMORY, "out of memory");
+    }
+    return 0;
+}
+
+int vntclient_attach(const void *record, int64_t length, VNTENVptr *env)
+{
+    if (record == nullptr || env == nullptr)
+        return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
+    auto *bytes = static_cast<const char *>(record);
+    packed_head head;
+    if (!readhead(bytes, length, &head))
+        return client_fail(VNTERR_FILE_FORMAT, "this is no record of an environment");
+    return takeup(head.info, env, [&](client_env *e) { return unpack(e, head, bytes); });
+}
+
+template <class Handle>
+static int listed(VNTENVptr env, client_kind kind, int space, Handle *handles)
+{
+    client_env *e;
+    if (client_findenv(env, &e) != 0) return 0;
+    int count = 0;
+    for (const client_object &o : objects(e)) {
+        if (o.kind != kind) continue;
+        if (count < space) handles[count] = static_cast<Handle>(o.handle);
+        count++;
+    }
+    return count;
+}
+
+int vntclient_getproblems(VNTENVptr env, int space, VNTLPptr *lps)
+{
+    return listed(env, CLIENT_LP, space, lps);
+}
+
+int vntclient_getnetworks(VNTENVptr env, int space, VNTNETptr *nets)
+{
+    return listed(env, CLIENT_NET, space, nets);
+}

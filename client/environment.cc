@@ -1,0 +1,223 @@
+// environment.cc: opening and closing environments, and the calls about them that no message of
+// their own carries.
+#include "client/connection.h"
+
+#include "handler/asynccall.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+const codec_factory *const *client_codecs()
+{
+    static const codec_factory *const list[] = {builtin_getfactory(), vntcodec_getfactory()};
+    return list;
+}
+
+int client_connectstatus(int rc, const char *place)
+{
+    switch (rc) {
+    case HANDSHAKE_NORESOURCES:
+    case HANDSHAKE_NOFORK:
+        return client_fail(VNTERR_REMOTE, "the server at %s cannot make a worker now", place);
+    case HANDSHAKE_NOTPARKED:
+        return client_fail(VNTERR_REMOTE, "the worker at %s has a client", place);
+    case HANDSHAKE_NOTFOUND:
+        return client_fail(VNTERR_CONNECTION_LOST, "the worker at %s is gone", place);
+    case MESSAGE_NOCONNECTION:
+        return client_fail(VNTERR_REMOTE, "no connection to %s: %s", place,
+                           errno != 0 ? strerror(errno) : "no such address");
+    case MESSAGE_IO:
+        return client_fail(VNTERR_FILE_IO, "the connection to %s broke while it was made", place);
+    case MESSAGE_INVALID:
+        return client_fail(VNTERR_BAD_ARGUMENT,
+                           "arguments are wrong or missing: -host=<name> and -port=<number>, or "
+                           "-address=<host>:<port>, and -nothreads");
+    default:
+        if (rc > 0)
+            return client_fail(VNTERR_REMOTE, "the server at %s refused with status %d", place, rc);
+        return client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+    }
+}
+
+static const char *fromenvironment(const char *name, const char *otherwise)
+{
+    const char *value = getenv(name);
+    return value != nullptr && *value != '\0' ? value : otherwise;
+}
+
+// The place that arguments lead to, for people.
+static void describe(char (&place)[256], int argc, const char *const *argv)
+{
+    const char *host = "127.0.0.1", *port = "12345";
+    if (argc == -2) {
+        host = fromenvironment("TESK_VANTO_TCPIP_HOST", host);
+        port = fromenvironment("TESK_VANTO_TCPIP_PORT", port);
+    }
+    for (int i = 0; i < argc; i++) {
+        if (strncmp(argv[i], "-host=", 6) == 0) host = argv[i] + 6;
+        if (strncmp(argv[i], "-port=", 6) == 0) port = argv[i] + 6;
+        if (strncmp(argv[i], "-address=", 9) == 0) {
+            snprintf(place, sizeof place, "%s", argv[i] + 9);
+            return;
+        }
+    }
+    snprintf(place, sizeof place, "%s:%s", host, port);
+}
+
+// Opens the environment in a fresh worker.
+static int openremote(client_env *e)
+{
+    vntmsg_OPENVANTO_REQ request = {};
+    request.messageid = VNTMESSAGEID_OPENVANTO_REQ;
+    const void *message;
+    int rc = client_roundtrip(e, &request, VNTMESSAGEID_OPENVANTO_RES, &message);
+    if (rc != 0) return rc;
+    auto *response = static_cast<const vntmsg_OPENVANTO_RES *>(message);
+    e->remote = client_takehandle(&response->env);
+    if (response->status != 0 || e->remote == 0) {
+        int status = response->status != 0 ? response->status : VNTERR_REMOTE;
+        return client_fail(status, "the worker's solver did not open: status %d", status);
+    }
+    return e->handlers.channel != nullptr ? client_enablechannels(e) : 0;
+}
+
+static int open(int argc, const char *const *argv, VNTENVptr *out)
+{
+    *out = nullptr;
+    transport *io;
+    int created;
+    errno = 0;
+    int rc = tcpiptransport_getfactory()->connect(&io, &created, CLIENT_NCODECS, client_codecs(),
+                                                  argc, argv);
+    if (rc != 0) {
+        char place[256];
+        describe(place, argc, argv);
+        return client_connectstatus(rc, place);
+    }
+    client_env *e = client_make(io);
+    if (e == nullptr) return VNTERR_NO_MEMORY;
+    rc = openremote(e);
+    if (rc != 0) {
+        client_free(e);
+        return rc;
+    }
+    *out = e->handle;
+    return 0;
+}
+
+VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p)
+{
+    VNTENVptr env;
+    int rc = open(argc, argv, &env);
+    if (status_p != nullptr) *status_p = rc;
+    return env;
+}
+
+VNTENVptr VNTLopenVANTO(int *status_p)
+{
+    return vntclient_open(-2, nullptr, status_p);
+}
+
+// Closes the environment in the worker.  Without its value the end of the worker has to do.
+static int closeremote(client_env *e)
+{
+    if (e->state == CLIENT_AWAY) return 0;
+    client_abandoncall(e);
+    int rc = client_ready(e);
+    if (rc != 0 || e->remote == 0) return rc;
+    char env16[16];
+    vntmsg_CLOSEVANTO_REQ request = {};
+    request.messageid = VNTMESSAGEID_CLOSEVANTO_REQ;
+    client_puthandle(&request.env, env16, e->remote);
+    const void *response;
+    rc = client_roundtrip(e, &request, VNTMESSAGEID_CLOSEVANTO_RES, &response);
+    return rc == 0 ? static_cast<const vntmsg_CLOSEVANTO_RES *>(response)->status : rc;
+}
+
+int VNTLcloseVANTO(VNTENVptr *env)
+{
+    if (env == nullptr) return client_fail(VNTERR_NULL_POINTER, "the environment is missing");
+    client_env *e;
+    int rc = client_findenv(*env, &e);
+    if (rc != 0) return rc;
+    if (e->receiving) return client_ready(e);
+    rc = closeremote(e);
+    // What the solver refuses to close stays; what has no connection is gone all the same.
+    if (rc != 0 && e->state == CLIENT_OPEN) return rc;
+    client_free(e);
+    *env = nullptr;
+    return rc;
+}
+
+int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    rc = e->io->ops.ctrlint(e->io, CTRL_SET_READTIMEOUT, &read_ms);
+    if (rc == 0) rc = e->io->ops.ctrlint(e->io, CTRL_SET_WRITETIMEOUT, &write_ms);
+    return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+}
+
+int VNTLversionnumber(VNTENVptr env, int *version_p)
+{
+    static constexpr int32_t VERSION = 22;
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    int64_t version;
+    rc = client_probinfo(e, 0, 0, VERSION, 0, &version);
+    if (rc == 0 && version_p != nullptr) *version_p = static_cast<int>(version);
+    return rc;
+}
+
+// A presolved problem is the worker's own: no message hands it out.
+int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
+{
+    client_env *e;
+    uint64_t remote;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc == 0) rc = client_findlp(e, lp, &remote);
+    if (rc != 0) return rc;
+    if (redlp_p != nullptr) *redlp_p = nullptr;
+    return client_fail(VNTERR_NOT_SUPPORTED, "a presolved problem stays in its worker");
+}
+
+// The worker cannot look into this process: while a call that may take long is under way the
+// library itself watches the cell and asks the callbacks.
+int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc == 0) e->terminatecell = terminate_p;
+    return rc;
+}
+
+int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, void *data), void *data)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    e->terminatefunc = func;
+    e->terminatedata = data;
+    return 0;
+}
+
+int VNTEsetpausecallbackfunc(VNTENVptr env,
+                             int (*func)(VNTENVptr env, void *cbdata, uint64_t progress,
+                                         void *data),
+                             void *data)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    e->pausefunc = func;
+    e->pausedata = data;
+    return 0;
+}

@@ -1,0 +1,191 @@
+// messages.cc: what the worker says unasked, and the worker's user function.
+#include "client/connection.h"
+
+#include <cstdlib>
+#include <memory>
+
+thread_local client_handlers client_defaulthandlers;
+
+struct block_free {
+    void operator()(void *block) const { free(block); }
+};
+
+// The elements of an array in one piece: its only chunk, or a copy of all of them in `joined`.
+static const void *inonepiece(const message_array &a, std::unique_ptr<char, block_free> &joined)
+{
+    if (a.nchunks == 0) return nullptr;
+    if (a.nchunks == 1) return a.chunks[0].data;
+    size_t width = message_elementsize(a.type);
+    joined.reset(static_cast<char *>(malloc(static_cast<size_t>(a.total) * width + 1)));
+    if (joined == nullptr) return nullptr;
+    char *at = joined.get();
+    for (uint32_t i = 0; i < a.nchunks; i++) {
+        memcpy(at, a.chunks[i].data, a.chunks[i].count * width);
+        at += a.chunks[i].count * width;
+    }
+    return joined.get();
+}
+
+static void dispatchtext(client_env *e, const vntmsg_CHANNEL *message)
+{
+    // Text that a stream has read has zero bytes behind it.
+    const char *text = message->message.data != nullptr ? message->message.data : "";
+    for (client_destination *d = e->destinations; d != nullptr; d = d->next)
+        if (d->channel == message->channel) d->func(d->data, text);
+    if (e->handlers.channel != nullptr)
+        e->handlers.channel(e->handle, message->channel, text, e->handlers.channeldata);
+}
+
+static void dispatchinfo(client_env *e, const vntmsg_INFO *message)
+{
+    if (e->handlers.info == nullptr) return;
+    std::unique_ptr<char, block_free> joined;
+    const void *elements = inonepiece(message->data, joined);
+    int64_t count = elements != nullptr ? message->data.total : 0;
+    e->handlers.info(e->handle, message->tag, static_cast<int>(message->data.type), count, elements,
+                     e->handlers.infodata);
+}
+
+bool client_dispatch(client_env *e, const void *message)
+{
+    e->receiving = true;
+    uint32_t id = message_id(message);
+    if (id == VNTMESSAGEID_CHANNEL) dispatchtext(e, static_cast<const vntmsg_CHANNEL *>(message));
+    if (id == VNTMESSAGEID_INFO) dispatchinfo(e, static_cast<const vntmsg_INFO *>(message));
+    e->receiving = false;
+    // A worker follows the refusal of a malformed request with an "unknown" message, which says
+    // nothing new.
+    return id == VNTMESSAGEID_CHANNEL || id == VNTMESSAGEID_INFO || id == VNTMESSAGEID_UNKNOWN;
+}
+
+int client_enablechannels(client_env *e)
+{
+    static constexpr int32_t SWITCH = 23;
+    static constexpr int64_t ON = 0x1234;
+    if (e->channelsenabled) return 0;
+    int64_t answer;
+    int rc = client_probinfo(e, 0, 0, SWITCH, ON, &answer);
+    e->channelsenabled = rc == 0 && answer == ON;
+    return rc;
+}
+
+int vntclient_setchannelhandler(VNTENVptr env, vntclient_channelhandler handler, void *data)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    e->handlers.channel = handler;
+    e->handlers.channeldata = data;
+    return handler != nullptr ? client_enablechannels(e) : 0;
+}
+
+int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void *data)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    e->handlers.info = handler;
+    e->handlers.infodata = data;
+    return 0;
+}
+
+void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channeldata,
+                               vntclient_infohandler info, void *infodata)
+{
+    client_defaulthandlers = {channel, channeldata, info, infodata};
+}
+
+int VNTLgetchannels(VNTENVptr env, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
+                    VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc == 0) rc = client_ready(e);
+    if (rc != 0) return rc;
+    VNTCHANNELptr *const places[4] = {results_p, warning_p, error_p, log_p};
+    for (uint64_t i = 0; i < 4; i++) {
+        VNTCHANNELptr &channel = e->channels[i];
+        if (channel == nullptr)
+            channel = static_cast<VNTCHANNELptr>(client_addhandle(CLIENT_CHANNEL, e, i));
+        if (channel == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
+        if (places[i] != nullptr) *places[i] = channel;
+    }
+    return 0;
+}
+
+int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle,
+                    void (*msgfunc)(void *handle, const char *text))
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    client_object object;
+    if (!client_findhandle(channel, CLIENT_CHANNEL, &object) || object.env != e)
+        return client_fail(VNTERR_BAD_ARGUMENT, "this is no channel of the environment");
+    if (msgfunc == nullptr) return client_fail(VNTERR_NULL_POINTER, "a function is missing");
+    rc = client_enablechannels(e);
+    if (rc != 0) return rc;
+    auto *d = static_cast<client_destination *>(calloc(1, sizeof(client_destination)));
+    if (d == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
+    *d = {nullptr, static_cast<int32_t>(object.remote), handle, msgfunc};
+    client_destination **end = &e->destinations;
+    while (*end != nullptr)
+        end = &(*end)->next;
+    *end = d;
+    return 0;
+}
+
+// Copies the bytes of an array that fit.  Returns how many there were.
+static int64_t copybytes(const message_array &a, void *to, int64_t space)
+{
+    std::unique_ptr<char, block_free> joined;
+    const void *bytes = inonepiece(a, joined);
+    if (bytes == nullptr || a.type != TYPE_BYTE) return 0;
+    int64_t fits = a.total < space ? a.total : space;
+    if (fits > 0) memcpy(to, bytes, static_cast<size_t>(fits));
+    return a.total;
+}
+
+// Where the output of a user function goes.
+struct userfunction_output {
+    void *output;
+    int64_t space;
+    int64_t *length_p;
+};
+
+static int finish_userfunction(client_env *, const void *response, void *memory)
+{
+    auto *to = static_cast<const userfunction_output *>(memory);
+    auto *res = static_cast<const vntmsg_USERFUNCTION_RES *>(response);
+    int64_t length = copybytes(res->output, to->output, to->space);
+    if (to->length_p != nullptr) *to->length_p = length;
+    if (res->status == 0 && length > to->space)
+        return client_fail(VNTERR_SPACE_TOO_SMALL, "the user function gave %lld bytes",
+                           static_cast<long long>(length));
+    return res->status;
+}
+
+int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inputlen, void *output,
+                           int64_t space, int64_t *outputlen_p)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    if (inputlen < 0 || space < 0 || (input == nullptr && inputlen > 0) ||
+        (output == nullptr && space > 0))
+        return client_fail(VNTERR_BAD_ARGUMENT, "a negative length, or no memory for it");
+    char env16[16];
+    vntmsg_USERFUNCTION_REQ request = {};
+    request.messageid = VNTMESSAGEID_USERFUNCTION_REQ;
+    client_puthandle(&request.env, env16, e->remote);
+    request.id = id;
+    request.maxout = space;
+    rc = message_set_bytearray(&request.input, inputlen, input);
+    if (rc != 0) return client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+    userfunction_output to = {output, space, outputlen_p};
+    int result;
+    rc = client_call(e, &request, VNTMESSAGEID_USERFUNCTION_RES, finish_userfunction, &to,
+                     sizeof to, &result);
+    message_unset_array(&request.input);
+    return rc != 0 ? rc : result;
+}
