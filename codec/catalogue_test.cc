@@ -1,0 +1,61 @@
+#include "codec/catalogue.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+static const char *kindname(message_kind kind)
+{
+    switch (kind) {
+    case KIND_INT: return "int";
+    case KIND_LONG: return "long";
+    case KIND_DOUBLE: return "double";
+    case KIND_STRING: return "string";
+    case KIND_ARRAY:
+    case KIND_HANDLE: return "array";
+    case KIND_FILE: return "file";
+    case KIND_END: break;
+    }
+    return "?";
+}
+
+static std::string listing(void)
+{
+    std::ostringstream out;
+    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++) {
+        out << m->id << ' ' << m->name;
+        for (const message_field *f = m->fields; f->kind != KIND_END; f++)
+            out << (f == m->fields ? ": " : ", ") << f->name << ' ' << kindname(f->kind);
+        out << '\n';
+    }
+    return out.str();
+}
+
+// Both ends must agree on every id and field, also those of other versions.
+TEST(Catalogue, IsWhatWasAgreedOn)
+{
+    std::ifstream file(VNT_SOURCE_DIR "/codec/catalogue.golden");
+    std::ostringstream golden;
+    golden << file.rdbuf();
+    EXPECT_EQ(listing(), golden.str());
+}
+
+TEST(Catalogue, FindsItsMessagesAndNoOthers)
+{
+    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++)
+        EXPECT_EQ(catalogue_find(m->id), m);
+    for (uint32_t id : {0, 5, 999, 1025, 1026, 2826, -1})
+        EXPECT_EQ(catalogue_find(id), nullptr) << id;
+}
+
+// Records are read as structs and walked by offsets.
+TEST(Catalogue, OffsetsAndSizesAreThoseOfTheRecords)
+{
+    vntmsg_READCOPYPROB_REQ r = {};
+    const message_layout *m = catalogue_find(VNTMESSAGEID_READCOPYPROB_REQ);
+    ASSERT_EQ(m->size, sizeof r);
+    const void *const places[] = {&r.flags, &r.env, &r.lp, &r.filename_str, &r.filetype};
+    for (size_t i = 0; i < std::size(places); i++)
+        EXPECT_EQ(reinterpret_cast<char *>(&r) + m->fields[i].offset, places[i]) << i;
+}
