@@ -1,7 +1,5 @@
 #include "tools/running.h"
 
-#include <algorithm>
-#include <ctime>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -17,8 +15,8 @@ static int optimize(session &s)
     }
 }
 
-// In this process the solver calls often; only now and then somebody wants to see.
-static int look_here(VNTENVptr env, void *cbdata, uint64_t, void *data)
+// The solver calls often, here and from a worker; only now and then somebody wants to see.
+static int look(VNTENVptr env, void *cbdata, uint64_t, void *data)
 {
     auto &s = *static_cast<session *>(data);
     vntmipprogress progress = {};
@@ -28,83 +26,65 @@ static int look_here(VNTENVptr env, void *cbdata, uint64_t, void *data)
     return 0;
 }
 
-static int solve_here(session &s)
+static void watch_progress(session &s)
 {
-    if (!s.options.quiet)
-        session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look_here, &s), "progress");
-    return optimize(s);
+    if (s.options.quiet) return;
+    session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look, &s), "progress");
 }
 
-// An attached worker may have ended its solve; then nothing is shown.
-static int look_there(VNTENVptr env, void *data)
+// The ticket is on disk before the solve begins.
+static void start(session &s, const std::string &ticketfile)
+{
+    session_check(s, s.solver.vntclient_start(s.env), s.model);
+    session_writeticket(s, ticketfile);
+    session_check(s, optimize(s), s.model);
+}
+
+static void detach(session &s)
+{
+    const std::string &file = s.options.detachfile;
+    start(s, file);
+    session_leave(s);
+    if (s.options.quiet) return;
+    fmt::print(stderr, "{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server, file);
+}
+
+// Between two absences of a resilient join.
+static int look_in(VNTENVptr env, void *data)
 {
     auto &s = *static_cast<session *>(data);
     vntmipprogress progress = {};
     if (s.shown.due() && s.solver.vntclient_progress(env, 0, &progress) == 0)
         s.shown.progress(progress);
-    return session_interrupted();
+    return 0;
 }
 
-static void nap(double milliseconds)
-{
-    timespec time = {0, static_cast<long>(milliseconds * 1e6)};
-    nanosleep(&time, nullptr);
-}
+static constexpr double absence = 0.5;    // seconds between two looks
+static constexpr double patience = 86400; // seconds for which a server that is away is tried again
 
-// A short solve is not kept waiting, a long one is not asked all the time.
-static int join(session &s)
-{
-    bool killed = false;
-    s.sawend = s.options.attachfile.empty();
-    int state = VNTCLIENT_RUNNING;
-    for (double wait = 1;; wait = std::min(2 * wait, 50.0)) {
-        session_check(s, s.solver.vntclient_test(s.env, &state), s.model);
-        if (state == VNTCLIENT_ENDED) return s.solver.vntclient_join(s.env);
-        s.sawend = true;
-        if (look_there(s.env, &s) != 0 && !killed) {
-            session_check(s, s.solver.vntclient_kill(s.env), s.model);
-            killed = true;
-        }
-        nap(wait);
-    }
-}
-
-static constexpr double lookevery = 0.5;  // seconds between two looks of a resilient join
-static constexpr double patience = 86400; // seconds for which an absent server is tried again
-
-// The ticket is on disk before the solve begins, and gone when its result is here.
+// The ticket goes when the result is here.
 static int solve_resilient(session &s)
 {
-    session_check(s, s.solver.vntclient_start(s.env), s.model);
-    session_writeticket(s, s.options.resilientfile);
-    session_check(s, optimize(s), s.model);
-    int status = s.solver.vntclient_joinresilient(s.env, lookevery, patience, look_there, &s);
-    if (status != VNTERR_CONNECTION_LOST) unlink(s.options.resilientfile.c_str());
+    const std::string &file = s.options.resilientfile;
+    start(s, file);
+    int status = s.solver.vntclient_joinresilient(s.env, absence, patience, look_in, &s);
+    if (status != VNTERR_CONNECTION_LOST) unlink(file.c_str());
     return status;
 }
 
-static void start(session &s)
+static int wait_for_attached(session &s)
 {
-    session_check(s, s.solver.vntclient_start(s.env), s.model);
-    session_check(s, optimize(s), s.model);
+    int state = VNTCLIENT_ENDED;
+    session_check(s, s.solver.vntclient_test(s.env, &state), s.model);
+    s.sawend = state != VNTCLIENT_ENDED;
+    watch_progress(s);
+    return s.solver.vntclient_join(s.env);
 }
 
-// Leaves at once; --attach finds the solve running or done.
-static void detach(session &s)
+static int solve_now(session &s)
 {
-    start(s);
-    session_writeticket(s, s.options.detachfile);
-    session_leave(s);
-    if (!s.options.quiet)
-        fmt::print(stderr, "{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server,
-                   s.options.detachfile);
-}
-
-static int solve_there(session &s)
-{
-    if (!s.options.resilientfile.empty()) return solve_resilient(s);
-    if (s.options.attachfile.empty()) start(s);
-    return join(s);
+    watch_progress(s);
+    return optimize(s);
 }
 
 bool run(session &s)
@@ -114,6 +94,9 @@ bool run(session &s)
         detach(s);
         return false;
     }
-    session_check(s, s.server.empty() ? solve_here(s) : solve_there(s), s.model);
+    int status = !s.options.attachfile.empty()      ? wait_for_attached(s)
+                 : !s.options.resilientfile.empty() ? solve_resilient(s)
+                                                    : solve_now(s);
+    session_check(s, status, s.model);
     return true;
 }

@@ -193,11 +193,6 @@ void session_watchinterrupt(session &s)
     s.solver.VNTLEsetasyncterminate(s.env, &interrupted);
 }
 
-bool session_interrupted()
-{
-    return interrupted != 0;
-}
-
 void session_writeticket(session &s, const std::string &file)
 {
     int64_t length = 0;

@@ -39,9 +39,8 @@ void session_open(session &s);
 // Takes over a worker with its problem and the solve that runs there.
 void session_attach(session &s);
 
-// Makes keyboard interrupts stop the solve, and tells whether one came.
+// Makes keyboard interrupts stop the solve.
 void session_watchinterrupt(session &s);
-bool session_interrupted();
 
 // Leaves the worker with the solve that was started; the ticket leads back.
 void session_writeticket(session &s, const std::string &file);
