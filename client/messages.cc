@@ -189,3 +189,18 @@ int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inp
     message_unset_array(&request.input);
     return rc != 0 ? rc : result;
 }
+
+int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p)
+{
+    client_env *e;
+    int rc = client_findenv(env, &e);
+    if (rc != 0) return rc;
+    if (value_p == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the value");
+    client_object found;
+    bool known = client_findhandle(object, CLIENT_LP, &found) ||
+                 client_findhandle(object, CLIENT_NET, &found);
+    if (!known || found.env != e)
+        return client_fail(VNTERR_NO_PROBLEM, "this is no problem of the environment");
+    *value_p = found.remote;
+    return 0;
+}

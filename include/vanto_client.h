@@ -87,6 +87,10 @@ void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channelda
 int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inputlen, void *output,
                            int64_t space, int64_t *outputlen_p);
 
+// The value by which code inside the worker, a user function for instance, knows a problem or
+// network of the environment: the address of the solver's object there.
+int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p);
+
 // --- Leaving a worker and coming back --------------------------------------------------------
 
 #define VNTCLIENT_INFO_LENGTH 160
