@@ -1,6 +1,8 @@
 #include "tools/options.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <fmt/format.h>
 
@@ -12,6 +14,13 @@ static std::string nonempty(const char *text, const char *otherwise)
     return text != nullptr && *text != '\0' ? text : otherwise;
 }
 
+static bool is_port(const std::string &text)
+{
+    uint16_t number;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() && number > 0;
+}
+
 server_address address_parse(const std::string &text)
 {
     size_t colon = text.rfind(':');
@@ -20,7 +29,7 @@ server_address address_parse(const std::string &text)
     std::string port = colon == std::string::npos ? defaultport : text.substr(colon + 1);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
-    if (host.empty() || port.empty())
+    if (host.empty() || !is_port(port))
         throw failure{EXIT_USAGE, fmt::format("'{}' is not HOST:PORT", text)};
     return {host, port};
 }

@@ -67,9 +67,7 @@ static void open_environment(session &s)
     std::string host = "-host=" + s.options.server->host, port = "-port=" + s.options.server->port;
     const char *arguments[] = {host.c_str(), port.c_str()};
     s.env = s.solver.vntclient_open(2, arguments, &status);
-    if (s.env == nullptr)
-        throw failure{EXIT_CONNECTION,
-                      fmt::format("{}: {}", s.server, s.solver.vntclient_errortext())};
+    if (s.env == nullptr) throw failure{EXIT_CONNECTION, s.solver.vntclient_errortext()};
 }
 
 static void show_line(void *shown, const char *text)

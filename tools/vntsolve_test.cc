@@ -36,6 +36,9 @@ TEST(Options, AServerIsHostAndPortSplitAtTheLastColon)
     EXPECT_EQ(address_text(address_parse("[fe80::1]")), "[fe80::1]:12345");
     EXPECT_EQ(refusal({"m.mps", "--server", ":4000"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--server", "node7:"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--server", "node7:http"}), EXIT_USAGE);
+    EXPECT_EQ(address_parse("node7:65535").port, "65535");
+    EXPECT_EQ(refusal({"m.mps", "--server", "node7:65536"}), EXIT_USAGE);
 }
 
 TEST(Options, TheEnvironmentNamesTheServerUnlessAnOptionDoes)
