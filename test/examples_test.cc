@@ -1,0 +1,39 @@
+// The example programs do what the README shows.
+#include "test/server.h"
+#include "test/vntsolve.h"
+
+#include <gtest/gtest.h>
+
+static const std::string folder = VNT_BUILD_DIR "/examples/";
+
+static std::string model(const std::string &name)
+{
+    return VNT_SOURCE_DIR "/test/models/" + name;
+}
+
+TEST(Examples, AUserFunctionSendsTheColumnsThatAreNotZero)
+{
+    server s({"-libpath=" + folder, "-userfunction=nonzeros=VNT_REGISTER_USERFUNCTION"});
+    process_result sparse = run({folder + "sparse", s.address(), model("afiro.mps")});
+    EXPECT_EQ(sparse.status, 0) << sparse.err << s.log();
+    size_t columns = sparse.out.find("columns:"), values = sparse.out.find("values: ");
+    EXPECT_EQ(columns, 0u) << sparse.out;
+    EXPECT_NE(values, std::string::npos) << sparse.out;
+    EXPECT_NE(sparse.out.find("sum: "), std::string::npos) << sparse.out;
+}
+
+TEST(Examples, ARaceTakesTheFirstProvenAnswer)
+{
+    server s;
+    process_result race = run({folder + "race", s.address(), model("p0201.mps")});
+    EXPECT_EQ(race.status, 0) << race.err << s.log();
+    EXPECT_EQ(race.out.find("7615, proven first with: "), 0u) << race.out;
+}
+
+TEST(Examples, AConductedSolveFindsTheOptimum)
+{
+    server s;
+    process_result conduct = run({folder + "conduct", s.address(), model("misc07.mps")});
+    EXPECT_EQ(conduct.status, 0) << conduct.err << s.log();
+    EXPECT_NE(conduct.out.find("2810, found by player "), std::string::npos) << conduct.out;
+}

@@ -1,0 +1,90 @@
+// vntsolve leaves a worker with a solve and comes back to it.
+#include "test/server.h"
+#include "test/vntsolve.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+TEST(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
+{
+    server remote;
+    scratch file(".ticket");
+    process_result left =
+        vntsolve({model("p0201.mps"), "--server", remote.address(), "--detach", file.name});
+    EXPECT_EQ(left.status, 0) << left.err;
+    EXPECT_EQ(remote.workers().size(), 1u) << "the worker stays";
+
+    scratch solution(".sol"), plainsolution(".plain.sol");
+    process_result back = run({"sh", "-c",
+                               "cd / && exec " + built("vntsolve") + " --json --attach " +
+                                   file.name + " --write-solution " + solution.name});
+    process_result plain =
+        vntsolve({model("p0201.mps"), "--local", "--json", "--write-solution", plainsolution.name});
+    EXPECT_EQ(back.status, 0) << back.err;
+    EXPECT_EQ(digits(back.out), digits(plain.out));
+    EXPECT_EQ(member(back.out, "server"), remote.address());
+    EXPECT_EQ(solution.text(), plainsolution.text());
+
+    EXPECT_TRUE(eventually([&] { return remote.workers().empty(); }));
+    process_result again = vntsolve({"--attach", file.name});
+    EXPECT_EQ(again.status, 5);
+    EXPECT_NE(again.err.find("gone"), std::string::npos) << again.err;
+}
+
+TEST(Leave, AnAttachedSolveShowsProgressAndCanBeStopped)
+{
+    server remote;
+    scratch file(".ticket");
+    ASSERT_EQ(vntsolve({model("misc07.mps"), "--server", remote.address(), "--detach", file.name,
+                        "--time-limit", "60"})
+                  .status,
+              0);
+    process back(command({"--attach", file.name}));
+    EXPECT_TRUE(eventually([&] { return back.err().find(" nodes ") != std::string::npos; }))
+        << back.err();
+    back.kill(SIGINT);
+    EXPECT_EQ(back.wait(seconds(10)), 9) << back.err();
+}
+
+TEST(Leave, AFileThatIsNoTicketIsTold)
+{
+    scratch file(".ticket", "NAME afiro\n");
+    process_result wrong = vntsolve({"--attach", file.name});
+    EXPECT_EQ(wrong.status, 4);
+    EXPECT_NE(wrong.err.find(file.name), std::string::npos);
+    EXPECT_EQ(vntsolve({"--attach", "/nowhere/ticket"}).status, 3);
+}
+
+TEST(Leave, AResilientSolveGivesTheSameDigitsAndRemovesItsTicket)
+{
+    server remote;
+    scratch file(".ticket");
+    process_result resilient = vntsolve(
+        {model("p0201.mps"), "--server", remote.address(), "--json", "--resilient", file.name});
+    process_result plain = vntsolve({model("p0201.mps"), "--local", "--json"});
+    EXPECT_EQ(resilient.status, 0) << resilient.err;
+    EXPECT_EQ(digits(resilient.out), digits(plain.out));
+    EXPECT_FALSE(std::filesystem::exists(file.name));
+}
+
+// Whenever the client is killed, the ticket leads to the solve, and no second one was started.
+class SlowLeave : public testing::TestWithParam<double> {};
+
+TEST_P(SlowLeave, AResilientSolveOutlivesItsClient)
+{
+    server remote;
+    scratch file(".ticket");
+    process client(
+        command({model("misc07.mps"), "--server", remote.address(), "--resilient", file.name}));
+    ASSERT_TRUE(eventually([&] { return file.text() != ""; }));
+    EXPECT_EQ(client.wait(seconds(GetParam())), process::unended);
+    client.kill(SIGKILL);
+    client.wait(seconds(10));
+    ASSERT_EQ(remote.workers().size(), 1u);
+    process_result back = run(command({"--attach", file.name, "--json"}), {}, seconds(300));
+    EXPECT_EQ(back.status, 0) << back.err << remote.log();
+    EXPECT_EQ(member(back.out, "objective"), "2810");
+}
+
+INSTANTIATE_TEST_SUITE_P(Moments, SlowLeave, testing::Values(0.7, 2.0, 4.3));

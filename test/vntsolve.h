@@ -1,0 +1,57 @@
+// vntsolve.h: vntsolve run by tests, and what it prints.
+
+#pragma once
+
+#include "test/process.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <regex>
+#include <unistd.h>
+
+inline std::string model(const std::string &name)
+{
+    return VNT_SOURCE_DIR "/test/models/" + name;
+}
+
+// A file for the length of a test.
+class scratch {
+  public:
+    explicit scratch(const std::string &suffix, const std::string &text = "")
+        : name(testing::TempDir() + "vnt" + std::to_string(getpid()) + suffix)
+    {
+        std::ofstream(name) << text;
+    }
+    ~scratch() { unlink(name.c_str()); }
+    std::string text() const
+    {
+        std::ifstream file(name);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+    const std::string name;
+};
+
+inline std::vector<std::string> command(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), built("vntsolve"));
+    return arguments;
+}
+
+inline process_result vntsolve(const std::vector<std::string> &arguments)
+{
+    return run(command(arguments));
+}
+
+// A member of a --json object as it is written; empty when it is not there.
+inline std::string member(const std::string &json, const std::string &name)
+{
+    std::smatch found;
+    std::regex line("\"" + name + "\": \"?([^\",\n]*)");
+    return std::regex_search(json, found, line) ? found[1].str() : "";
+}
+
+// All that must not depend on where the model was solved.
+inline std::string digits(const std::string &json)
+{
+    return std::regex_replace(json, std::regex("  \"(seconds|server)\": .*\n"), "");
+}
