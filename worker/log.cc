@@ -1,5 +1,7 @@
 #include "worker/log.h"
 
+#include "worker/holders.h"
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -21,13 +23,6 @@ void log_unlock(void)
     pthread_mutex_unlock(&loglock);
 }
 
-namespace {
-struct log_holder {
-    log_holder() { log_lock(); }
-    ~log_holder() { log_unlock(); }
-};
-} // namespace
-
 static void writetext(FILE *stream, const char *format, va_list args)
 {
     vfprintf(stream, format, args);
@@ -46,7 +41,7 @@ void tcpiplogmsg(const char *format, ...)
 void log_line(int level, const char *format, ...)
 {
     int saved = errno; // callers log in the middle of handling an error
-    log_holder lock;
+    mutex_holder hold(&loglock);
     if (logstream != nullptr && loglevel >= level) {
         tcpiplogmsg("[%10d:%04d] ", static_cast<int>(getpid()), level);
         va_list args;
@@ -69,25 +64,25 @@ void log_syscall(const char *name)
 
 void log_setstream(FILE *stream)
 {
-    log_holder lock;
+    mutex_holder hold(&loglock);
     logstream = stream;
 }
 
 FILE *log_getstream(void)
 {
-    log_holder lock;
+    mutex_holder hold(&loglock);
     return logstream;
 }
 
 void log_setlevel(int level)
 {
-    log_holder lock;
+    mutex_holder hold(&loglock);
     loglevel = level;
 }
 
 int log_getlevel(void)
 {
-    log_holder lock;
+    mutex_holder hold(&loglock);
     return loglevel;
 }
 
@@ -109,7 +104,7 @@ static int tracelevel(void)
 void trace_line(int level, const char *format, ...)
 {
     if (tracelevel() < level) return;
-    log_holder lock;
+    mutex_holder hold(&loglock);
     fprintf(stderr, "VANTO REMOTE OBJECT [%ld] %2d ", static_cast<long>(getpid()), level);
     va_list args;
     va_start(args, format);

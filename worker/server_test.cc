@@ -1,0 +1,406 @@
+// The server with workers that follow single letters of their client.
+#include "worker/server.h"
+
+#include "tcpip/tcpip.h"
+#include "test/serverprocess.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <list>
+#include <sys/resource.h>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+static constexpr size_t BLOCK = 4 << 20;
+
+static void tell(int fd, const std::string &text)
+{
+    for (size_t done = 0; done < text.size();) {
+        ssize_t n = write(fd, text.data() + done, text.size() - done);
+        if (n <= 0) _exit(4);
+        done += static_cast<size_t>(n);
+    }
+}
+
+static std::string openfiles(void)
+{
+    std::string all;
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code vanished; // as the folder's own descriptor may have
+        all += fs::read_symlink(entry, vanished).string() + "\n";
+    }
+    return all;
+}
+
+// t: end.  d: leave with the id, go on when released.  b: say a block.  p: listen no more.
+// c: crash.  f: name the open files.  Any other letter comes back.
+static void letters(worker_child *w, int, char **)
+{
+    int16_t status = 0;
+    int64_t id = w->id;
+    int32_t word = 0;
+    tell(w->outfd, std::string(reinterpret_cast<char *>(&status), 2));
+    tell(w->outfd, std::string(reinterpret_cast<char *>(&id), 8));
+    for (char letter; read(w->infd, &letter, 1) == 1;) {
+        switch (letter) {
+        case 't': tell(w->statusfd, std::string(4, '\0')); return;
+        case 'd':
+            tell(w->outfd, "d");
+            tell(w->statusfd, std::string(reinterpret_cast<char *>(&w->id), 4));
+            if (read(w->controlfd, &word, 4) != 4 || word != w->id) _exit(5);
+            break;
+        case 'b': tell(w->outfd, std::string(BLOCK, 'b')); break;
+        case 'p':
+            for (;;)
+                pause();
+        case 'c': _exit(3);
+        case 'f': tell(w->outfd, openfiles() + "!"); break;
+        default: tell(w->outfd, std::string(1, letter));
+        }
+    }
+    _exit(6);
+}
+
+// A server of letter workers whose reaper looks often.
+struct letter_server : server_process {
+    explicit letter_server(std::vector<std::string> options = {}, int grace = 10000,
+                           void (*prepare)(void) = nullptr, pid_t (*forker)(void) = ::fork)
+        : server_process(
+              [=](int argc, char **argv) {
+                  if (prepare != nullptr) prepare();
+                  server_parts parts;
+                  parts.worker = letters;
+                  parts.grace = grace;
+                  parts.fork = forker;
+                  return server_run(parts, argc, argv);
+              },
+              with_polling(options))
+    {
+        EXPECT_GT(port, 0) << written();
+    }
+    static std::vector<std::string> with_polling(std::vector<std::string> options)
+    {
+        options.push_back("-polling=20"); // 18 ms
+        return options;
+    }
+};
+
+static pid_t process_of(const raw_client &c)
+{
+    return static_cast<pid_t>(c.id);
+}
+static bool gone(pid_t id)
+{
+    return eventually([id] { return !process_alive(id); });
+}
+static int exitstatus(int status)
+{
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(Server, AClientGetsAWorkerThatHearsIt)
+{
+    letter_server server;
+    raw_client first(server.port), second(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    ASSERT_EQ(second.newworker(), 0);
+    EXPECT_NE(first.id, second.id);
+    EXPECT_EQ(first.say("xyz").hear(3), "xyz");
+    EXPECT_EQ(second.say("u").hear(1), "u");
+    EXPECT_EQ(first.say("bx").hear(BLOCK + 1), std::string(BLOCK, 'b') + "x");
+    std::string many(300001, 'm');
+    std::thread mouth([&] { second.say(many); });
+    EXPECT_EQ(second.hear(many.size()), many);
+    mouth.join();
+    first.say("t");
+    EXPECT_TRUE(first.closed());
+    EXPECT_TRUE(gone(process_of(first)));
+    EXPECT_EQ(second.say("v").hear(1), "v");
+}
+
+// What a client asks for is answered with the status for it, and the connection is closed.
+TEST(Server, RefusalsNameTheirReason)
+{
+    letter_server server({"-action-timeout=1"});
+    raw_client unknown(server.port), stranger(server.port), hasty(server.port);
+    raw_client slow(server.port), mute(server.port);
+    EXPECT_EQ(unknown.say(std::string("\0\0\0\7", 4)).status(), HANDSHAKE_NOACTION);
+    EXPECT_TRUE(unknown.closed());
+    EXPECT_EQ(stranger.reconnect(4711), HANDSHAKE_NOTFOUND);
+    EXPECT_TRUE(stranger.closed());
+    hasty.say(std::string("\0\0\0\2abc", 7));
+    shutdown(hasty.fd, SHUT_WR);
+    EXPECT_EQ(hasty.status(), HANDSHAKE_NOID);
+    EXPECT_EQ(slow.say(std::string("\0\0\0\2abc", 7)).status(), HANDSHAKE_NOID);
+    EXPECT_TRUE(mute.closed());
+    std::string log = server.written();
+    EXPECT_NE(log.find(":0001] Child 4711 not found\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("timed_read(): Resource temporarily unavailable [errno=11]\n"),
+              std::string::npos)
+        << log;
+}
+
+TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
+{
+    letter_server processless({}, 10000, nullptr, [] {
+        errno = EAGAIN;
+        return pid_t(-1);
+    });
+    long descriptors = processless.count("fd"), threads = processless.count("task");
+    {
+        raw_client c(processless.port);
+        EXPECT_EQ(c.newworker(), HANDSHAKE_NOFORK);
+        EXPECT_TRUE(c.closed());
+    }
+    EXPECT_TRUE(eventually([&] {
+        return processless.count("fd") == descriptors && processless.count("task") == threads;
+    }));
+
+    // So few descriptors that first the pipes fail and then accept() itself.
+    letter_server poor({}, 10000, [] {
+        struct rlimit few = {24, 24};
+        setrlimit(RLIMIT_NOFILE, &few);
+    });
+    std::list<raw_client> crowd;
+    for (int i = 0; i < 20; i++)
+        crowd.emplace_back(poor.port);
+    int refused = 0;
+    for (raw_client &c : crowd)
+        refused += c.newworker() == HANDSHAKE_NORESOURCES;
+    EXPECT_GE(refused, 18) << poor.written();
+    EXPECT_TRUE(eventually([&] { return poor.written().find("accept(): ") != std::string::npos; }));
+    crowd.clear();
+    EXPECT_TRUE(eventually([&] { return raw_client(poor.port).newworker() == 0; }));
+}
+
+// A client that says nothing takes nobody's time but its own.
+TEST(Server, SilentClientsKeepNobodyWaiting)
+{
+    letter_server server({"-action-timeout=8"});
+    std::list<raw_client> silent;
+    for (int i = 0; i < 20; i++)
+        silent.emplace_back(server.port);
+    raw_client half(server.port), honest(server.port);
+    half.say(std::string("\0\0", 2));
+    struct timeval soon = {2, 0};
+    setsockopt(honest.fd, SOL_SOCKET, SO_RCVTIMEO, &soon, sizeof soon);
+    ASSERT_EQ(honest.newworker(), 0);
+    EXPECT_EQ(honest.say("x").hear(1), "x");
+    EXPECT_EQ(half.say(std::string("\0\1x", 3)).status(), 0);
+    EXPECT_EQ(half.hear(1), "x") << "what came with the action is the worker's";
+}
+
+TEST(Server, AWorkerThatDiesIsItsClientsLossAlone)
+{
+    letter_server server;
+    raw_client crashing(server.port), killed(server.port), other(server.port);
+    ASSERT_EQ(crashing.newworker() + killed.newworker() + other.newworker(), 0);
+    long descriptors = server.count("fd"), threads = server.count("task");
+    EXPECT_EQ(crashing.say("xyzc").hear(3), "xyz");
+    EXPECT_TRUE(crashing.closed());
+    kill(process_of(killed), SIGKILL);
+    EXPECT_TRUE(killed.closed());
+    EXPECT_EQ(other.say("x").hear(1), "x");
+    EXPECT_EQ(raw_client(server.port).reconnect(killed.id), HANDSHAKE_NOTFOUND);
+    EXPECT_TRUE(eventually([&] {
+        return server.count("fd") == descriptors - 12 && server.count("task") == threads - 4;
+    })) << server.count("fd")
+        << " of " << descriptors;
+}
+
+// A worker holds nothing of the server's: neither its port, nor its siblings' pipes and clients.
+TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
+{
+    const std::string file = testing::TempDir() + "server_test.log";
+    letter_server server({"-logfile=" + file});
+    raw_client first(server.port), second(server.port), third(server.port);
+    ASSERT_EQ(first.newworker() + second.newworker() + third.newworker(), 0);
+    auto files = [](raw_client &c) {
+        std::string all;
+        c.say("f");
+        while (all.find('!') == std::string::npos)
+            all += c.hear(1);
+        return all;
+    };
+    std::string alone = files(first), late = files(third);
+    EXPECT_EQ(late.find("socket:"), std::string::npos) << late;
+    EXPECT_EQ(late.find("eventfd"), std::string::npos) << late;
+    EXPECT_EQ(late.find(file), std::string::npos) << late;
+    EXPECT_EQ(std::count(late.begin(), late.end(), '\n'),
+              std::count(alone.begin(), alone.end(), '\n'))
+        << late;
+    remove(file.c_str());
+}
+
+TEST(Server, StopsWithAllItsWorkers)
+{
+    for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGKILL}) {
+        letter_server server;
+        raw_client idle(server.port), parked(server.port), deaf(server.port), mute(server.port);
+        ASSERT_EQ(idle.newworker() + parked.newworker() + deaf.newworker(), 0);
+        EXPECT_EQ(parked.say("d").hear(1), "d");
+        parked.leave();
+        deaf.say("bbbbbb"); // and never hears it
+        int status = server.stop(signal);
+        if (signal == SIGKILL)
+            EXPECT_EQ(WTERMSIG(status), SIGKILL);
+        else
+            EXPECT_EQ(exitstatus(status), 0);
+        for (const raw_client *c : {&idle, &parked, &deaf})
+            EXPECT_TRUE(gone(process_of(*c)));
+        EXPECT_TRUE(idle.closed());
+        EXPECT_TRUE(mute.closed());
+        EXPECT_FALSE(raw_client(server.port).connected);
+    }
+}
+
+TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
+{
+    letter_server server({}, 100);
+    raw_client first(server.port), second(server.port), third(server.port), fourth(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    // One reconnect may wait while the worker is not free yet; it is the next to get it.
+    ASSERT_EQ(second.reconnect(first.id), 0);
+    EXPECT_EQ(second.id, first.id);
+    EXPECT_EQ(third.reconnect(first.id), HANDSHAKE_NOTPARKED);
+    second.say("s");
+    EXPECT_EQ(first.say("xd").hear(2), "xd");
+    first.leave();
+    EXPECT_EQ(second.hear(1), "s");
+    // Only the low half of the id counts, and it goes back as it came.  A reset parks as well.
+    EXPECT_EQ(second.say("d").hear(1), "d");
+    second.reset();
+    usleep(500000); // several times the grace of the vanished
+    int64_t odd = (int64_t(77) << 32) | first.id;
+    ASSERT_EQ(fourth.reconnect(odd), 0);
+    EXPECT_EQ(fourth.id, odd);
+    EXPECT_EQ(fourth.say("z").hear(1), "z");
+}
+
+// Reconnecting clients that do not stay do not keep the worker from those that do.
+TEST(Server, AClientThatGaveUpIsPassedOver)
+{
+    letter_server server;
+    raw_client first(server.port), last(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    for (int i = 0; i < 3; i++)
+        EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
+    EXPECT_EQ(first.say("d").hear(1), "d");
+    first.leave();
+    usleep(50000);
+    EXPECT_TRUE(process_alive(process_of(first)));
+    ASSERT_EQ(last.reconnect(first.id), 0);
+    EXPECT_EQ(last.say("x").hear(1), "x");
+}
+
+// What the old client did not take never reaches the new one.
+TEST(Server, OldAnswersDoNotReachTheNewClient)
+{
+    letter_server server;
+    raw_client rude(server.port), slow(server.port), next(server.port), last(server.port);
+    ASSERT_EQ(rude.newworker() + slow.newworker(), 0);
+    rude.say("bbbd").reset();
+    ASSERT_EQ(next.reconnect(rude.id), 0);
+    EXPECT_EQ(next.say("x").hear(1), "x");
+
+    // This one is still there, but takes the last of the answer neither from its own socket's
+    // buffers nor from the pipe.
+    int little = 65536;
+    setsockopt(slow.fd, SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
+    slow.say("bd").hear(BLOCK - 900000);
+    shutdown(slow.fd, SHUT_WR);
+    ASSERT_EQ(last.reconnect(slow.id), 0);
+    EXPECT_EQ(last.say("x").hear(1), "x");
+}
+
+TEST(Server, AVanishedClientsWorkerEnds)
+{
+    letter_server server({}, 100);
+    raw_client quiet(server.port), busy(server.port), parked(server.port);
+    ASSERT_EQ(quiet.newworker() + busy.newworker() + parked.newworker(), 0);
+    busy.say("p");
+    EXPECT_EQ(parked.say("d").hear(1), "d");
+    quiet.leave();
+    busy.reset();
+    parked.reset();
+    EXPECT_TRUE(gone(process_of(quiet)));
+    EXPECT_TRUE(gone(process_of(busy)));
+    EXPECT_TRUE(process_alive(process_of(parked)));
+}
+
+TEST(Server, DescriptorsMayBeMany)
+{
+    letter_server server({}, 10000, [] {
+        struct rlimit many;
+        getrlimit(RLIMIT_NOFILE, &many);
+        many.rlim_cur = many.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &many);
+        for (int i = 0; i < 1100; i++)
+            (void)!dup(2);
+    });
+    raw_client first(server.port), second(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    EXPECT_EQ(first.say("xd").hear(2), "xd");
+    first.leave();
+    ASSERT_EQ(second.reconnect(first.id), 0);
+    EXPECT_EQ(second.say("bx").hear(BLOCK + 1).back(), 'x');
+}
+
+// Many clients that come and go, half of them rudely, leave the server as it was.
+TEST(Server, ComingAndGoingLeavesNothing)
+{
+    letter_server server({}, 50);
+    auto comeandgo = [&](int rounds) {
+        for (int i = 0; i < rounds; i++) {
+            raw_client rude(server.port), polite(server.port), brief(server.port);
+            rude.say(std::string("\0\0\0\1xxx", 7)).reset();
+            if (polite.newworker() == 0) polite.say("t").closed();
+            brief.say(std::string("\0", 1));
+        }
+        return eventually([&] { return process_children(server.pid).empty(); });
+    };
+    ASSERT_TRUE(eventually([&] { return server.count("task") == 2; }));
+    long descriptors = server.count("fd");
+    EXPECT_TRUE(comeandgo(30));
+    EXPECT_TRUE(eventually([&] {
+        return server.count("fd") == descriptors && server.count("task") == 2;
+    })) << server.count("fd")
+        << " of " << descriptors;
+    EXPECT_EQ(exitstatus(server.stop()), 0);
+}
+
+// Level 4 tells the life of a worker.
+TEST(Server, TheLogTellsTheLifeOfAWorker)
+{
+    std::string log, id;
+    {
+        letter_server server({"-debug"});
+        raw_client c(server.port);
+        ASSERT_EQ(c.newworker(), 0);
+        id = std::to_string(c.id);
+        EXPECT_EQ(c.say("x").hear(1), "x");
+        c.say("t");
+        EXPECT_TRUE(c.closed());
+        EXPECT_EQ(exitstatus(server.stop()), 0);
+        log = server.written();
+    }
+    size_t at = 0;
+    for (std::string line :
+         {std::string("New connection from 127.0.0.1:"), std::string(": ACTION: 1\n"),
+          "Child " + id + " reaped.\n", "Reaping child " + id + "\n",
+          std::string("Waiting for threads\n"), std::string("pump_tochild: exit\n"),
+          "Child " + id + " is dead\n", "Child " + id + " cleaned.\n",
+          std::string("Server is shutting down\n"),
+          std::string("Server dies, reaping all children.\n"), std::string("Server stopped.\n")}) {
+        size_t found = log.find(line, at);
+        EXPECT_NE(found, std::string::npos) << line << log;
+        at = found + line.size();
+    }
+    for (std::string line : {": Child " + id + " started\n", ": Child " + id + " starts\n",
+                             ": Child " + id + " dies\n", ": Child " + id + " died\n",
+                             std::string("pump_tochild: 1 bytes read\n"),
+                             std::string("pump_fromchild: 1 bytes written\n")})
+        EXPECT_NE(log.find(line), std::string::npos) << line << log;
+}

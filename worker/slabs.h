@@ -1,0 +1,30 @@
+// slabs.h: the memory that the two pumps of a worker run on: a small stack and a buffer for each.
+//
+// Slabs are carved from blocks mapped for many.  With stacks of the default size, a mapping each,
+// fork() would copy thousands of mappings once a thousand workers idle.
+//
+// Ownership: whoever takes a slab gives it back once the threads on it have been joined.  Blocks
+// stay mapped for the next workers, but a slab that was given back holds no memory.
+//
+// Threads: any.
+
+#pragma once
+
+#include <cstddef>
+
+// The stack is for shallow code alone; the sanitizers' frames need more.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr size_t SLAB_STACK = 1 << 20;
+#else
+constexpr size_t SLAB_STACK = 1 << 16;
+#endif
+constexpr size_t SLAB_BUFFER = 1 << 16;
+
+struct slab {
+    char stacks[2][SLAB_STACK];
+    char buffers[2][SLAB_BUFFER];
+};
+
+// Null and errno when there is no memory.
+slab *slab_take(void);
+void slab_give(slab *s); // null is fine
