@@ -1,0 +1,127 @@
+// Many workers at once, and many one after the other: nothing is mixed up and nothing piles up.
+#include "test/server.h"
+#include "test/vntsolve.h"
+#include "vanto_client.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+static VNTENVptr open_worker(const server &s)
+{
+    std::string address = "-address=" + s.address();
+    const char *arguments[] = {address.c_str()};
+    int status = 0;
+    VNTENVptr env = vntclient_open(1, arguments, &status);
+    EXPECT_NE(env, nullptr) << status << " " << vntclient_errortext();
+    return env;
+}
+
+// The least value of a column with this bound, which a worker has to be asked for.
+static double solve_bounded(VNTENVptr env, double bound)
+{
+    int status = 0;
+    double one = 1, value = -1;
+    VNTLPptr lp = VNTLcreateprob(env, &status, "bounded");
+    EXPECT_EQ(VNTLnewcols(env, lp, 1, &one, &bound, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(VNTLlpopt(env, lp), 0) << vntclient_errortext();
+    EXPECT_EQ(VNTLgetobjval(env, lp, &value), 0);
+    return value;
+}
+
+// What the server itself holds.
+struct holdings {
+    long descriptors;
+    long threads;
+    size_t workers;
+};
+
+static holdings holdings_of(const server &s)
+{
+    auto count = [&](const char *what) {
+        std::filesystem::directory_iterator all("/proc/" + std::to_string(s.pid()) + "/" + what);
+        return std::distance(begin(all), end(all));
+    };
+    return {count("fd"), count("task"), s.workers().size()};
+}
+
+static void expect_back_to(const holdings &before, const server &s)
+{
+    EXPECT_TRUE(eventually([&] {
+        holdings now = holdings_of(s);
+        return now.descriptors <= before.descriptors && now.threads <= before.threads &&
+               now.workers == before.workers;
+    })) << holdings_of(s).descriptors
+        << " descriptors, " << holdings_of(s).threads << " threads";
+}
+
+// The pages that the server has in memory.
+static long pages_of(const server &s)
+{
+    long all = 0, resident = 0;
+    std::ifstream("/proc/" + std::to_string(s.pid()) + "/statm") >> all >> resident;
+    return resident;
+}
+
+TEST(SlowMany, ThreeHundredWorkersServeTheirOwnClients)
+{
+    server s;
+    holdings before = holdings_of(s);
+    std::vector<VNTENVptr> envs;
+    for (int i = 0; i < 300; i++)
+        envs.push_back(open_worker(s));
+    std::vector<pid_t> workers = s.workers();
+    ASSERT_EQ(workers.size(), envs.size());
+    kill(workers[150], SIGKILL);
+    int lost = 0;
+    for (size_t i = 0; i < envs.size(); i++) {
+        int status = 0;
+        VNTLPptr lp = VNTLcreateprob(envs[i], &status, "probe");
+        if (lp == nullptr)
+            lost += status == VNTERR_CONNECTION_LOST;
+        else
+            EXPECT_EQ(solve_bounded(envs[i], static_cast<double>(i)), i);
+    }
+    EXPECT_EQ(lost, 1) << "the client of the killed worker, and nobody else";
+    for (VNTENVptr &env : envs)
+        VNTLcloseVANTO(&env);
+    expect_back_to(before, s);
+}
+
+TEST(SlowMany, AThousandClientsComeAndGo)
+{
+    server s;
+    VNTENVptr first = open_worker(s);
+    VNTLcloseVANTO(&first);
+    EXPECT_TRUE(eventually([&] { return s.workers().empty(); }));
+    holdings before = holdings_of(s);
+    long pages = 0;
+    for (int i = 0; i < 1000; i++) {
+        VNTENVptr env = open_worker(s);
+        ASSERT_EQ(solve_bounded(env, i), i);
+        VNTLcloseVANTO(&env);
+        if (i == 500) pages = pages_of(s);
+    }
+    expect_back_to(before, s);
+    EXPECT_LT(pages_of(s), pages + 64) << "pages more than after half of them";
+}
+
+TEST(SlowMany, AWorkerIsLeftAndJoinedAThousandTimes)
+{
+    server s;
+    holdings before = holdings_of(s);
+    VNTENVptr env = open_worker(s);
+    holdings one = holdings_of(s);
+    for (int i = 0; i < 1000; i++) {
+        char info[VNTCLIENT_INFO_LENGTH];
+        ASSERT_EQ(vntclient_disconnect(env, info), 0) << i << " " << vntclient_errortext();
+        ASSERT_EQ(vntclient_reconnect(info, &env), 0) << i << " " << vntclient_errortext();
+        if (i % 100 != 0) continue;
+        EXPECT_EQ(solve_bounded(env, i), i);
+    }
+    expect_back_to(one, s);
+    VNTLcloseVANTO(&env);
+    expect_back_to(before, s);
+}
