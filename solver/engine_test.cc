@@ -4,11 +4,13 @@
 #include <CoinMpsIO.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -377,6 +379,284 @@ TEST(EngineLp, RepeatedSolvesGiveTheSameBitsAndWorkCount)
     file_problem p("israel.mps");
     for (engine_method method : {ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER})
         EXPECT_EQ(bits(solver().lp(p, method)), bits(solver().lp(p, method)));
+}
+
+// max 5a + 4b + 3c, 2a + 3b + c <= 5, 4a + b + 2c <= 11, 3a + 4b + 2c <= 8, all integer up to 10:
+// 13 at (2, 0, 1).
+problem threeintegers(int sense)
+{
+    problem p;
+    p.m.sense = sense;
+    for (double c : {5, 4, 3})
+        p.col(-sense * c, 0, 10, 'I');
+    p.row(-inf, 5, {{0, 2}, {1, 3}, {2, 1}});
+    p.row(-inf, 11, {{0, 4}, {1, 1}, {2, 2}});
+    p.row(-inf, 8, {{0, 3}, {1, 4}, {2, 2}});
+    return p;
+}
+
+void expectmip(problem &p, const engine_result &r, double objective)
+{
+    ASSERT_EQ(r.status, VNT_STAT_OPTIMAL);
+    EXPECT_NEAR(r.objective, objective, 1e-6 * (1 + std::fabs(objective)));
+    EXPECT_EQ(r.bound, r.objective);
+    EXPECT_EQ(engine_fraction(p.m, r.x.data()), 0);
+    EXPECT_LT(engine_violation(p.m, r.x.data()), 1e-6);
+    EXPECT_EQ(r.solutions.back(), r.x);
+    EXPECT_EQ(r.nodesleft, 0);
+}
+
+TEST(EngineMip, SmallAndPublicModelsReachTheirOptima)
+{
+    for (int presolve : {0, 1}) {
+        SCOPED_TRACE(testing::Message() << "presolve " << presolve);
+        solver s;
+        s.params.presolve = presolve;
+        for (int sense : {VNT_MIN, VNT_MAX}) {
+            problem p = threeintegers(sense);
+            p.m.offset = 1000;
+            expectmip(p, s.mip(p), 1000 - 13 * sense);
+        }
+        file_problem p0033("p0033.mps"), egout("egout.mps"), stein27("stein27.mps");
+        expectmip(p0033, s.mip(p0033), 3089);
+        expectmip(egout, s.mip(egout), 568.1007);
+        expectmip(stein27, s.mip(stein27), 18);
+    }
+}
+
+TEST(EngineMip, ImpossibleProblemsAreToldApart)
+{
+    problem lattice; // 2x + 2y = 3 has no integer point, though a relaxation
+    lattice.col(1, 0, 10, 'I');
+    lattice.col(1, 0, 10, 'I');
+    lattice.row(3, 3, {{0, 2}, {1, 2}});
+    problem nothing = threeintegers(VNT_MAX);
+    nothing.row(30, inf, {{0, 1}, {1, 1}, {2, 1}});
+    problem between; // no integer between the bounds of a column
+    between.col(1, 0.3, 0.7, 'I');
+    between.row(0, 1, {{0, 1}});
+    problem unbounded; // x + y free to grow, z binary
+    unbounded.m.sense = VNT_MAX;
+    unbounded.col(1, 0, inf, 'I');
+    unbounded.col(1, 0, inf);
+    unbounded.col(0, 0, 1, 'B');
+    unbounded.row(-inf, 3, {{0, 1}, {1, -1}, {2, 1}});
+    problem neither = unbounded; // the relaxation has no limit, and there is no integer point
+    neither.col(0, 0, 10, 'I');
+    neither.row(1, 1, {{3, 2}});
+    for (int presolve : {0, 1}) {
+        SCOPED_TRACE(testing::Message() << "presolve " << presolve);
+        solver s;
+        s.params.presolve = presolve;
+        EXPECT_EQ(s.mip(lattice).status, VNT_STAT_INFEASIBLE);
+        EXPECT_EQ(s.mip(nothing).status, VNT_STAT_INFEASIBLE);
+        EXPECT_EQ(s.mip(between).status, VNT_STAT_INFEASIBLE);
+        EXPECT_EQ(s.mip(neither).status, VNT_STAT_INFEASIBLE);
+        engine_result r = s.mip(unbounded);
+        EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
+        EXPECT_TRUE(engine_provesunbounded(unbounded.m, r.ray));
+        EXPECT_LT(engine_violation(unbounded.m, r.x.data()), 1e-6);
+    }
+}
+
+TEST(EngineMip, OddShapesAreSolved)
+{
+    problem norows;
+    norows.col(1, 0.5, 4.5, 'I');
+    norows.col(-1, 0, 2.5, 'I');
+    norows.col(-1, 0, 2.5);
+    expectmip(norows, solver().mip(norows), 1 - 2 - 2.5);
+
+    problem odd = threeintegers(VNT_MAX); // empty and fixed columns, a free one, an empty row
+    odd.col(1, 0, 3, 'I');
+    odd.col(2, 1, 1, 'I');
+    int free = odd.col(-1, -inf, inf);
+    odd.row(-inf, inf, {});
+    odd.row(2, 2, {{free, 1}, {0, -1}});
+    for (int presolve : {0, 1}) {
+        solver s;
+        s.params.presolve = presolve;
+        expectmip(odd, s.mip(odd), 12 + 3 + 2 - 2); // at (0, 0, 4)
+    }
+    problem fixed; // nothing to decide
+    fixed.col(3, 2, 2, 'I');
+    fixed.col(1, 1, 1, 'B');
+    fixed.row(5, 5, {{0, 2}, {1, 1}});
+    expectmip(fixed, solver().mip(fixed), 7);
+
+    problem continuous = twocolumns(VNT_MAX); // a mixed-integer problem in name only
+    continuous.ctype = "CC";
+    continuous.col(0, 0, 1, 'I');
+    expectmip(continuous, solver().mip(continuous), 11);
+}
+
+// A problem that takes long enough to be stopped in.
+TEST(EngineMip, AStopKeepsTheIncumbentAndTheBound)
+{
+    file_problem p("misc07.mps");
+    for (int after : {1, 300}) { // polls after the first incumbent
+        solver s;
+        int polls = 0;
+        engine_progress last = {};
+        std::vector<double> x;
+        s.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
+            if (progress.solution == nullptr) return;
+            last = progress;
+            x.assign(progress.solution, progress.solution + p.m.numcols);
+            reply.stop = ++polls >= after;
+        };
+        engine_result r = s.mip(p);
+        EXPECT_EQ(r.status, VNT_STAT_STOPPED);
+        EXPECT_EQ(r.x, x);
+        EXPECT_EQ(r.objective, last.incumbent);
+        EXPECT_EQ(r.bound, last.bound);
+        EXPECT_LE(r.bound, 2810 + 1e-6);
+        EXPECT_GE(r.objective, 2810 - 1e-6);
+        EXPECT_LT(engine_violation(p.m, r.x.data()), 1e-6);
+    }
+}
+
+TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
+{
+    for (int sense : {VNT_MIN, VNT_MAX}) {
+        file_problem p("p0033.mps"); // 3089
+        p.m.sense = sense;
+        if (sense == VNT_MAX)
+            for (double &c : p.obj)
+                c = -c;
+        for (double cutoff : {3089.0, 3000.0}) {
+            solver injected;
+            injected.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
+                reply.inject = progress.ticks == 2;
+                reply.cutoff = sense * cutoff;
+            };
+            engine_result r = injected.mip(p);
+            EXPECT_EQ(r.status, VNT_STAT_CUTOFF);
+            EXPECT_EQ(r.cutoff, sense * cutoff);
+            EXPECT_EQ(r.bound, r.cutoff);
+            EXPECT_TRUE(r.solutions.empty());
+        }
+        solver given; // as a parameter, and with something to be found
+        given.params.cutoff = sense * 3100.0;
+        expectmip(p, given.mip(p), sense * 3089);
+    }
+}
+
+TEST(EngineMip, ACutoffInTheSearchLeavesTheIncumbentThatItBeats)
+{
+    file_problem p("stein27.mps"); // 18
+    solver s;
+    s.onpoll = [](const engine_progress &progress, engine_reply &reply) {
+        reply.inject = progress.nodes >= 3 && progress.solution != nullptr;
+        reply.cutoff = 17;
+    };
+    engine_result r = s.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_CUTOFF);
+    EXPECT_EQ(r.bound, 17);
+    EXPECT_GE(r.objective, 18);
+}
+
+TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
+{
+    problem p = threeintegers(VNT_MAX);
+    std::vector<double> start = {1, 0, 2}; // 11
+    p.m.start = start.data();
+    solver s;
+    s.params.solutionlimit = 1;
+    engine_result r = s.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_SOLUTION_LIMIT);
+    EXPECT_EQ(r.x, start);
+
+    start = {1, NAN, NAN}; // completes to 12 with b = 1 and c = 1, or less
+    r = s.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_SOLUTION_LIMIT);
+    EXPECT_EQ(r.x[0], 1);
+
+    start = {2, 0, 1}; // the optimum: nothing better is found
+    expectmip(p, solver().mip(p), 13);
+    start = {9, 9, 9}; // infeasible: of no use, no harm
+    expectmip(p, solver().mip(p), 13);
+}
+
+TEST(EngineMip, NodeAndTimeLimitsEndWithTheirStatus)
+{
+    file_problem p("p0201.mps");
+    solver nodes;
+    nodes.params.nodelimit = 5;
+    engine_result r = nodes.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_NODE_LIMIT);
+    EXPECT_LE(r.nodes, 6);
+    EXPECT_GT(r.nodesleft, 0);
+    solver late;
+    late.params.timelimit = 0;
+    EXPECT_EQ(late.mip(p).status, VNT_STAT_TIME_LIMIT);
+    solver gap;
+    gap.params.relgap = 0.9;
+    r = gap.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_OPTIMAL_TOLERANCE);
+    EXPECT_LT(r.bound, r.objective);
+}
+
+TEST(EngineMip, TimeHeldInThePollDoesNotCount)
+{
+    file_problem p("p0033.mps");
+    solver s;
+    s.params.timelimit = 1;
+    s.onpoll = [](const engine_progress &progress, engine_reply &) {
+        if (progress.ticks == 100) std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    };
+    expectmip(p, s.mip(p), 3089);
+}
+
+TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)
+{
+    file_problem p("p0201.mps");
+    struct sigaction before;
+    sigaction(SIGINT, nullptr, &before);
+    solver s;
+    double bound = -inf;
+    int64_t nodes = 0, iterations = 0;
+    bool changed = false;
+    s.onpoll = [&](const engine_progress &progress, engine_reply &) {
+        struct sigaction now;
+        sigaction(SIGINT, nullptr, &now);
+        changed = changed || now.sa_handler != before.sa_handler;
+        EXPECT_GE(progress.nodes, nodes);
+        EXPECT_GE(progress.iterations, iterations);
+        EXPECT_GE(progress.bound, bound);
+        if (progress.solution != nullptr) {
+            EXPECT_LE(progress.bound, progress.incumbent);
+        }
+        nodes = progress.nodes;
+        iterations = progress.iterations;
+        bound = progress.bound;
+    };
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    engine_result r = s.mip(p);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    expectmip(p, r, 7615);
+    EXPECT_FALSE(changed);
+    EXPECT_NE(s.logged.find("* incumbent 7615 "), std::string::npos);
+}
+
+TEST(EngineMip, RepeatedSolvesGiveTheSameBitsAndWorkCount)
+{
+    file_problem p("p0201.mps"), other("egout.mps");
+    std::string first = bits(solver().mip(p));
+    solver().mip(other); // must leave nothing behind that the next one sees
+    EXPECT_EQ(bits(solver().mip(p)), first);
+}
+
+TEST(Engine, ModelsThatAreTooLargeAreRefused)
+{
+    problem p = twocolumns(VNT_MIN);
+    p.model();
+    p.begin.back() = int64_t(1) << 31;
+    engine_result r;
+    EXPECT_EQ(engine_solvelp(p.arrays(), {}, ENGINE_DUAL, true, {}, &r), VNTERR_NOT_SUPPORTED);
+    EXPECT_EQ(engine_solvemip(p.arrays(), {}, {}, &r), VNTERR_NOT_SUPPORTED);
 }
 
 } // namespace

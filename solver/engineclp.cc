@@ -12,8 +12,7 @@ int engine_events::event(Event which)
     case endOfIteration:
         // The barrier method takes the simplex out of its handler while it runs.
         if (model_ == nullptr) return poll->barrieriteration() ? 0 : -1;
-        return poll->iteration(model_->objectiveValue(), model_->sumPrimalInfeasibilities()) ? 0
-                                                                                             : -1;
+        return iteration() ? 0 : -1;
     case endOfFactorization:
     case endOfValuesPass: return poll->tick() ? 0 : -1;
     default:
@@ -21,6 +20,13 @@ int engine_events::event(Event which)
         poll->tick();
         return -1;
     }
+}
+
+bool engine_events::iteration()
+{
+    double infeasibility = model_->sumPrimalInfeasibilities();
+    bool primal = model_->algorithm() > 0;
+    return poll->iteration(model_->objectiveValue(), infeasibility, primal && infeasibility > 0);
 }
 
 static std::vector<double> withinfinity(const double *bounds, int count)

@@ -30,6 +30,8 @@ class engine_events : public ClpEventHandler {
     int event(Event which) override;
 
   private:
+    bool iteration();
+
     engine_poll *poll;
 };
 
@@ -43,6 +45,10 @@ struct engine_arrays {
 // Loads the model and sets tolerances, seed, events and silence.
 void engine_load(const engine_model &model, const engine_params &params, engine_poll &poll,
                  engine_silence &silence, ClpSimplex *clp);
+
+// Solves a continuous problem at a poll point that others use as well.
+void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
+                  bool crossover, engine_poll &poll, engine_result *result);
 
 // Runs `solve`, which fills the result, and turns what it throws into a status.
 int engine_guard(engine_result *result, const std::function<void()> &solve);

@@ -12,9 +12,9 @@ namespace {
 
 class lp_solve {
   public:
-    lp_solve(const engine_model &model, const engine_params &params, const engine_hooks &hooks,
+    lp_solve(const engine_model &model, const engine_params &params, engine_poll &poll,
              engine_result *result)
-        : model(model), params(params), poll(params, hooks, model.sense), result(*result)
+        : model(model), params(params), poll(poll), result(*result)
     {
     }
     void run(engine_method method, bool crossover);
@@ -31,7 +31,7 @@ class lp_solve {
 
     const engine_model &model;
     const engine_params &params;
-    engine_poll poll;
+    engine_poll &poll;
     engine_silence silence;
     ClpSimplex clp;
     engine_result &result;
@@ -230,11 +230,18 @@ void lp_solve::fillbasis()
 
 } // namespace
 
+void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
+                  bool crossover, engine_poll &poll, engine_result *result)
+{
+    lp_solve(model, params, poll, result).run(method, crossover);
+}
+
 int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
                    bool crossover, const engine_hooks &hooks, engine_result *result)
 {
     return engine_guard(result, [&] {
         *result = engine_result();
-        lp_solve(model, params, hooks, result).run(method, crossover);
+        engine_poll poll(params, hooks, model.sense);
+        engine_runlp(model, params, method, crossover, poll, result);
     });
 }

@@ -21,15 +21,16 @@ bool engine_poll::tick()
     seen.ticks++;
     clock::time_point now = clock::now();
     ask(now);
+    writeline(now);
     return mustend(now);
 }
 
-bool engine_poll::iteration(double objective, double infeasibility)
+bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
 {
     seen.iterations++;
     seen.objective = sense * objective;
     seen.infeasibility = infeasibility;
-    if (infeasibility > 0) phase1iterations++;
+    if (phase1) phase1iterations++;
     return tick();
 }
 
@@ -44,6 +45,7 @@ void engine_poll::end(int status)
     if (reason != 0) return;
     reason = status;
     end_at = clock::now();
+    if (atend) atend();
 }
 
 // After the end nothing more is asked: the caller has had its say, and the search unwinds.
@@ -71,13 +73,24 @@ double engine_poll::seconds() const
     return std::chrono::duration<double>(clock::now() - begin - held).count();
 }
 
-bool engine_poll::linedue()
+void engine_poll::writeline(clock::time_point now)
 {
-    if (hooks.log == nullptr || params.loglevel < 2) return false;
-    clock::time_point now = clock::now();
-    if (now < nextline) return false;
+    if (now < nextline || reason != 0) return;
     nextline = now + std::chrono::seconds(1);
-    return true;
+    if (!seen.search) {
+        log(2, 3, "%10lld iterations  objective %-16.10g infeasibility %-10.4g %8.1f s\n",
+            static_cast<long long>(seen.iterations), seen.objective, seen.infeasibility, seconds());
+        return;
+    }
+    char incumbent[64] = "none", gap[64] = "";
+    if (seen.solution != nullptr) {
+        snprintf(incumbent, sizeof incumbent, "%.10g", seen.incumbent);
+        double scale = std::max(std::fabs(seen.incumbent), 1e-10);
+        snprintf(gap, sizeof gap, "%.2f%%", 100 * std::fabs(seen.incumbent - seen.bound) / scale);
+    }
+    log(2, 3, "%10lld nodes %8lld left  incumbent %-16s bound %-16.10g gap %-8s %8.1f s\n",
+        static_cast<long long>(seen.nodes), static_cast<long long>(seen.nodesleft), incumbent,
+        seen.bound, gap, seconds());
 }
 
 void engine_poll::log(int level, int channel, const char *format, ...)

@@ -17,6 +17,7 @@
 #include "solver/engine.h"
 
 #include <chrono>
+#include <functional>
 #include <limits>
 
 class engine_poll {
@@ -28,7 +29,7 @@ class engine_poll {
 
     // Like tick() after an iteration of a linear problem, which `objective` and `infeasibility`
     // describe (in the engine's minimising sense).
-    bool iteration(double objective, double infeasibility);
+    bool iteration(double objective, double infeasibility, bool phase1);
     bool barrieriteration();
 
     // Ends the solve at a limit; the first reason stays.
@@ -37,8 +38,6 @@ class engine_poll {
     // The status that ended the solve, 0 while it goes on.
     int ended() const { return reason; }
 
-    // True about once a second: time for a line of the log.
-    bool linedue();
     void log(int level, int channel, const char *format, ...) __attribute__((format(printf, 4, 5)));
     double seconds() const; // of work so far
 
@@ -55,6 +54,8 @@ class engine_poll {
         engine_poll &poll;
     };
 
+    std::function<void()> atend; // called once, when the solve is ended
+
     engine_progress seen = {}; // what the caller is told next; the engine keeps it current
     double cutoff;             // the best cutoff given so far, in the minimising sense
     int64_t phase1iterations = 0, barrieriterations = 0;
@@ -64,6 +65,7 @@ class engine_poll {
 
     bool mustend(clock::time_point now);
     void ask(clock::time_point now);
+    void writeline(clock::time_point now); // about once a second
 
     const engine_params &params;
     const engine_hooks &hooks;
