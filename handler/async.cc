@@ -48,6 +48,9 @@ int async_setup(handler *const *dispatchers, int32_t count)
 
 void async_teardown(void)
 {
+    // The callback that served the last request of a call may still be on its way out.
+    pthread_mutex_lock(&asynccallbackmutex);
+    pthread_mutex_unlock(&asynccallbackmutex);
     pthread_mutex_destroy(&asynccallbackmutex);
     globalasync.dispatchers = nullptr;
     globalasync.count = 0;

@@ -110,13 +110,20 @@ TEST_P(Async, EndsWhenTheSolverCannotTellItsProgress)
     expect_result(13);
 }
 
+// The thread sanitizer cannot bear the C library's timer threads: nothing may expire under it.
+#ifdef __SANITIZE_THREAD__
+static constexpr const char *SHORT = "0";
+#else
+static constexpr const char *SHORT = "0.02";
+#endif
+
 TEST_P(Async, PausesWhenTheTimeIsUp)
 {
-    for (const char *seconds : {"0.02", "0"}) {
+    for (const char *seconds : {SHORT, "0"}) {
         w.ask(std::string("EASYNCLIMITS_REQ 0 env 0 ") + seconds);
         w.start(INT_MAX);
         EXPECT_TRUE(w.wait("ASYNCTEST_REQ 0", "ASYNCTEST_RES 0 2"));
-        w.ask("EASYNCCONTINUE_REQ 0 env 0 0.02");
+        w.ask(std::string("EASYNCCONTINUE_REQ 0 env 0 ") + SHORT);
         EXPECT_TRUE(w.wait("ASYNCTEST_REQ 0", "ASYNCTEST_RES 0 2"));
         w.ask("EASYNCCONTINUE_REQ 0 env 0 nan"); // no limit; the flag must be down again
         const uint64_t reached = solver.progress;

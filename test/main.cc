@@ -92,6 +92,7 @@ class leak_listener : public testing::EmptyTestEventListener {
 int main(int argc, char **argv)
 {
     testing::InitGoogleTest(&argc, argv);
+    std::thread([] {}).join(); // the thread sanitizer starts a thread of its own with the first
     testing::UnitTest::GetInstance()->listeners().Append(new leak_listener);
     return RUN_ALL_TESTS();
 }
