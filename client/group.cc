@@ -76,11 +76,19 @@ template <class Visit> static void eachfield(const void *record, Visit visit)
         visit(*f);
 }
 
-static client_kind kindoffield(const message_field &f)
+// What a request names in a field.
+static client_kind namedkind(const message_field &f)
 {
     if (f.kind != KIND_HANDLE) return CLIENT_NONE;
     if (strcmp(f.name, "env") == 0) return CLIENT_ENV;
-    return strstr(f.name, "net") != nullptr ? CLIENT_NET : CLIENT_LP;
+    return strcmp(f.name, "net") == 0 ? CLIENT_NET : CLIENT_LP;
+}
+
+// What a response brings in a field.
+static client_kind createdkind(const message_field &f)
+{
+    if (strcmp(f.name, "outlp") == 0) return CLIENT_LP;
+    return strcmp(f.name, "outnet") == 0 ? CLIENT_NET : CLIENT_NONE;
 }
 
 static int answerstatus(const void *response)
@@ -120,7 +128,7 @@ static std::vector<group_handle> requesthandles(const vntclient_group *g, const 
 {
     std::vector<group_handle> list;
     eachfield(request, [&](const message_field &f) {
-        client_kind kind = kindoffield(f);
+        client_kind kind = namedkind(f);
         if (kind == CLIENT_NONE) return;
         uint64_t leaders = client_takehandle(&field_at<message_array>(request, f.offset));
         if (leaders != 0 || kind == CLIENT_ENV)
@@ -196,7 +204,7 @@ struct group_answers {
     uint32_t responseid;
     std::vector<const void *> responses; // by member; the leader's stays valid
     std::vector<uint64_t> created;       // values of an object that the call made
-    client_kind createdkind;
+    client_kind kind;                    // of that object
 };
 
 static size_t memberof(const vntclient_group *g, const transport *io)
@@ -212,8 +220,8 @@ static void takeanswer(group_answers *a, size_t member, const void *message)
     a->responses[member] = message;
     a->g->statuses[member] = answerstatus(message);
     eachfield(message, [&](const message_field &f) {
-        if (kindoffield(f) == CLIENT_NONE) return;
-        a->createdkind = kindoffield(f);
+        if (createdkind(f) == CLIENT_NONE) return;
+        a->kind = createdkind(f);
         a->created[member] = client_takehandle(&field_at<message_array>(message, f.offset));
     });
 }
@@ -258,9 +266,9 @@ static void keepcreated(vntclient_group *g, const group_answers &a)
     if (a.created[0] == 0) return;
     for (size_t i : present(g)) {
         if (i == 0 || a.created[i] == 0) continue;
-        client_addhandle(a.createdkind, g->members[i], a.created[i]);
+        client_addhandle(a.kind, g->members[i], a.created[i]);
     }
-    g->objects.push_back({a.createdkind, a.created});
+    g->objects.push_back({a.kind, a.created});
 }
 
 // A freed object is forgotten everywhere; the leader's handle goes with the call's end.

@@ -3,65 +3,15 @@
 
 #include "codec/catalogue.h"
 #include "fdio/group.h"
+#include "test/scripted.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <climits>
 #include <cmath>
-#include <functional>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <string>
-#include <thread>
-#include <unistd.h>
-#include <vector>
 
 namespace {
-
-// What one connection of a test's server does: it gets the connected socket.
-using script = std::function<void(int fd)>;
-
-// A server on a free port of 127.0.0.1, one connection after the other, each with its script.
-class scripted_server {
-  public:
-    explicit scripted_server(std::vector<script> scripts)
-    {
-        listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        bind(listener, reinterpret_cast<sockaddr *>(&address), length);
-        listen(listener, 5);
-        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length);
-        port = ntohs(address.sin_port);
-        thread = std::thread([this, scripts] {
-            for (const script &run : scripts) {
-                int fd = accept(listener, nullptr, nullptr);
-                if (fd < 0) break;
-                run(fd);
-                close(fd);
-            }
-        });
-    }
-    ~scripted_server() { end(); }
-    // Returns once the scripts under way have run to their end; none begins any more.
-    void end()
-    {
-        if (!thread.joinable()) return;
-        shutdown(listener, SHUT_RDWR);
-        thread.join();
-        close(listener);
-    }
-    std::string address() const { return "-address=127.0.0.1:" + std::to_string(port); }
-
-    int port;
-
-  private:
-    int listener;
-    std::thread thread;
-};
 
 std::string bytes(std::initializer_list<int> list)
 {

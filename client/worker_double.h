@@ -1,0 +1,137 @@
+// worker_double.h: a server and worker in a thread of the test, which answers every request with
+// status 0 and zeros unless the test says otherwise.
+
+#pragma once
+
+#include "client/handles.h"
+#include "codec/catalogue.h"
+#include "fdio/transport.h"
+#include "test/scripted.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+class worker_double {
+  public:
+    static constexpr uint64_t env = 0x7700;
+
+    // An answer of the test's own.  It returns false to close the connection.
+    using answer = std::function<bool(transport *io, const void *request)>;
+
+    explicit worker_double(int connections = 1, int64_t id = 4711)
+        : scripts(static_cast<size_t>(connections), [this, id](int fd) { serve(fd, id); })
+    {
+        on[VNTMESSAGEID_OPENVANTO_REQ] = [](transport *io, const void *) {
+            char bytes[16];
+            vntmsg_OPENVANTO_RES response = {};
+            response.messageid = VNTMESSAGEID_OPENVANTO_RES;
+            client_puthandle(&response.env, bytes, env);
+            return io->ops.sendmsg(io, &response) == 0;
+        };
+        on[VNTMESSAGEID_PROBINFO_REQ] = [](transport *io, const void *message) {
+            auto *request = static_cast<const vntmsg_PROBINFO_REQ *>(message);
+            vntmsg_PROBINFO_RES response = {nullptr, VNTMESSAGEID_PROBINFO_RES, 0, request->intarg};
+            return io->ops.sendmsg(io, &response) == 0;
+        };
+        on[VNTMESSAGEID_CREATEPROB_REQ] = [this](transport *io, const void *) {
+            char bytes[16];
+            vntmsg_CREATEPROB_RES response = {};
+            response.messageid = VNTMESSAGEID_CREATEPROB_RES;
+            client_puthandle(&response.outlp, bytes, nextlp++);
+            return io->ops.sendmsg(io, &response) == 0;
+        };
+    }
+
+    // It listens from the first time that it is asked where.
+    std::string address()
+    {
+        if (!server) server.emplace(scripts);
+        return server->address();
+    }
+    int port() const { return server->port; }
+
+    // The ids of what has arrived, each message once.
+    std::vector<uint32_t> seen()
+    {
+        std::lock_guard hold(lock);
+        return heard;
+    }
+    size_t count(uint32_t id)
+    {
+        auto list = seen();
+        return static_cast<size_t>(std::count(list.begin(), list.end(), id));
+    }
+    void end() { server->end(); }
+
+    std::map<uint32_t, answer> on; // set before it listens
+    std::atomic<uint64_t> nextlp{0x9900};
+    int32_t lastflags = 0; // of the last request of a solver call
+
+  private:
+    std::mutex lock;
+    std::vector<uint32_t> heard;
+    std::vector<script> scripts;
+    std::optional<scripted_server> server; // last: its thread uses all of the above
+
+    static const codec_factory *const *codecs()
+    {
+        static const codec_factory *const list[] = {builtin_getfactory(), vntcodec_getfactory()};
+        return list;
+    }
+
+    void serve(int fd, int64_t id)
+    {
+        char request[12];
+        recv(fd, request, 4, MSG_WAITALL);
+        if (request[3] == 2) recv(fd, request + 4, 8, MSG_WAITALL);
+        std::string greeting(2, '\0');
+        greeting.append(reinterpret_cast<char *>(&id), sizeof id);
+        send(fd, greeting.data(), greeting.size(), MSG_NOSIGNAL);
+        int out = fcntl(fd, F_DUPFD_CLOEXEC, 0), in = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+        std::string infd = "-infd=" + std::to_string(in), outfd = "-outfd=" + std::to_string(out);
+        const char *arguments[] = {infd.c_str(), outfd.c_str()};
+        transport *io;
+        ASSERT_EQ(fdtransport_create(&io, 2, codecs(), 2, arguments), 0);
+        for (void *message; io->ops.recvmsg(io, &message) == 0;)
+            if (!respond(io, message)) break;
+        shutdown(fd, SHUT_RDWR);
+        io->ops.destroy(io);
+    }
+
+    bool respond(transport *io, const void *message)
+    {
+        uint32_t id = message_id(message);
+        {
+            std::lock_guard hold(lock);
+            heard.push_back(id);
+        }
+        if (id == VNTMESSAGEID_TERMINATE) return false;
+        if (id > VNTMESSAGEID_RECONNECT_RES) lastflags = field_at<int32_t>(message, 12);
+        auto special = on.find(id);
+        if (special != on.end()) return special->second(io, message);
+        return plain(io, id);
+    }
+
+  public:
+    // Status 0 and nothing else.
+    static bool plain(transport *io, uint32_t requestid)
+    {
+        const message_layout *layout = catalogue_find(requestid + 1);
+        std::vector<uint64_t> record(layout->size / 8 + 1);
+        auto *bytes = reinterpret_cast<char *>(record.data());
+        memcpy(bytes + sizeof(void *), &layout->id, sizeof layout->id);
+        return io->ops.sendmsg(io, bytes) == 0;
+    }
+    static bool status(transport *io, uint32_t id, int32_t status)
+    {
+        vntmsg_NAK nak = {nullptr, VNTMESSAGEID_NAK, static_cast<int32_t>(id), 0, status};
+        return io->ops.sendmsg(io, &nak) == 0;
+    }
+};
