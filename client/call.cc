@@ -378,8 +378,16 @@ static int exchange(call_request *r, call_return *c)
     int rc = fill_request(r);
     if (rc != 0) return rc;
     note_spaces(r, c);
-    int result = 0;
-    return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c, &result);
+    if (r->call->result == RESULT_STATUS) {
+        int result = 0;
+        return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,
+                           &result);
+    }
+    // What a call creates or counts is wanted at once: such a call is never only started.
+    const void *response;
+    rc = client_exchange(r->env, r->record, r->call->response, &response);
+    if (rc == 0) finish_call(r->env, response, c);
+    return rc;
 }
 
 void call_remote(const solver_call *call, const call_value *args, call_value *result)

@@ -1,0 +1,309 @@
+#include "client/connection.h"
+#include "client/worker_double.h"
+
+#include <bit>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+// A worker that runs a call asynchronously for as many looks as a test wants.
+struct asynchronous : testing::Test {
+    worker_double worker;
+    VNTENVptr env = nullptr;
+    VNTLPptr lp = nullptr;
+    std::atomic<int> looks{3}; // at which the call is still running
+    std::atomic<bool> paused{false};
+    std::atomic<bool> pausing{true}; // whether a reached limit pauses the call
+    vntmsg_EASYNCLIMITS_REQ limits = {};
+    vntmsg_EASYNCCONTINUE_REQ continued = {};
+    double injected = 0;
+    int32_t answerstatus = 0;
+
+    // Acknowledges a call whose asynchronous flag is set.
+    static bool acknowledge(transport *io, const void *request)
+    {
+        vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, static_cast<int32_t>(message_id(request)), 0,
+                          0};
+        if ((field_at<int32_t>(request, 12) & 1) == 0)
+            return worker_double::plain(io, message_id(request));
+        return io->ops.sendmsg(io, &ack) == 0;
+    }
+
+    static bool progress(transport *io)
+    {
+        std::string bytes;
+        auto add = [&bytes](uint64_t value, int width) {
+            while (width-- > 0)
+                bytes += static_cast<char>(value >> 8 * width);
+        };
+        auto real = [&add](double value) { add(std::bit_cast<uint64_t>(value), 8); };
+        add(12345678901, 8);
+        add(1, 4);
+        real(-1.5);
+        add(77, 8);
+        real(-1.25);
+        real(0.125);
+        add(3, 4);
+        add(2, 8);
+        real(10.5);
+        real(11.5);
+        vntmsg_EASYNCMIPPROGRESS_RES response = {};
+        response.messageid = VNTMESSAGEID_EASYNCMIPPROGRESS_RES;
+        message_set_bytearray(&response.progress_p, static_cast<int64_t>(bytes.size()),
+                              bytes.data());
+        bool sent = io->ops.sendmsg(io, &response) == 0;
+        message_unset_array(&response.progress_p);
+        return sent;
+    }
+
+    template <class Response> static bool answer(transport *io, uint32_t id, Response response = {})
+    {
+        response.messageid = id;
+        return io->ops.sendmsg(io, &response) == 0;
+    }
+
+    void SetUp() override
+    {
+        worker.on[VNTMESSAGEID_MIPOPT_REQ] = acknowledge;
+        worker.on[VNTMESSAGEID_GETX_REQ] = acknowledge;
+        worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [this](transport *io, const void *) {
+            int32_t state = paused ? 2 : looks > 0;
+            if (!paused && looks > 0) looks--;
+            vntmsg_ASYNCTEST_RES response = {nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state};
+            return io->ops.sendmsg(io, &response) == 0;
+        };
+        worker.on[VNTMESSAGEID_ASYNCKILL_REQ] = [this](transport *io, const void *) {
+            looks = 1;
+            paused = false;
+            return worker_double::plain(io, VNTMESSAGEID_ASYNCKILL_REQ);
+        };
+        worker.on[VNTMESSAGEID_EASYNCLIMITS_REQ] = [this](transport *io, const void *request) {
+            limits = *static_cast<const vntmsg_EASYNCLIMITS_REQ *>(request);
+            if (pausing && limits.dettime == 1) paused = true;
+            return answer<vntmsg_EASYNCLIMITS_RES>(io, VNTMESSAGEID_EASYNCLIMITS_RES);
+        };
+        worker.on[VNTMESSAGEID_EASYNCCONTINUE_REQ] = [this](transport *io, const void *request) {
+            continued = *static_cast<const vntmsg_EASYNCCONTINUE_REQ *>(request);
+            // The next interval is over before the next look, while there are looks left.
+            paused = continued.walltime < 1 && looks-- > 0;
+            return answer<vntmsg_EASYNCCONTINUE_RES>(io, VNTMESSAGEID_EASYNCCONTINUE_RES);
+        };
+        worker.on[VNTMESSAGEID_EASYNCTERMINATE_REQ] = [this](transport *io, const void *) {
+            paused = false;
+            looks = 0;
+            return answer<vntmsg_EASYNCTERMINATE_RES>(io, VNTMESSAGEID_EASYNCTERMINATE_RES);
+        };
+        worker.on[VNTMESSAGEID_EASYNCMIPINJECT_REQ] = [this](transport *io, const void *request) {
+            injected = static_cast<const vntmsg_EASYNCMIPINJECT_REQ *>(request)->objval;
+            return answer<vntmsg_EASYNCMIPINJECT_RES>(io, VNTMESSAGEID_EASYNCMIPINJECT_RES);
+        };
+        worker.on[VNTMESSAGEID_EASYNCMIPPROGRESS_REQ] = [](transport *io, const void *) {
+            return progress(io);
+        };
+        worker.on[VNTMESSAGEID_GETRES] = [this](transport *io, const void *) {
+            if (worker.count(VNTMESSAGEID_GETX_REQ) == 0) {
+                vntmsg_MIPOPT_RES response = {nullptr, VNTMESSAGEID_MIPOPT_RES, answerstatus};
+                return io->ops.sendmsg(io, &response) == 0;
+            }
+            static const double x[] = {1.5, 2.5};
+            vntmsg_GETX_RES response = {};
+            response.messageid = VNTMESSAGEID_GETX_RES;
+            message_set_anyarray(&response.x, 2, TYPE_DOUBLE, x, nullptr);
+            bool sent = io->ops.sendmsg(io, &response) == 0;
+            message_unset_array(&response.x);
+            return sent;
+        };
+        const std::string address = worker.address();
+        const char *argv[] = {address.c_str()};
+        int status;
+        env = vntclient_open(1, argv, &status);
+        ASSERT_EQ(status, 0);
+        lp = VNTLcreateprob(env, &status, "p");
+    }
+    void TearDown() override
+    {
+        if (env != nullptr) VNTLcloseVANTO(&env);
+    }
+};
+
+} // namespace
+
+TEST_F(asynchronous, AStartedCallFillsItsOutputsWhenJoined)
+{
+    double x[2] = {0, 0};
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLgetnumrows(env, lp), 0) << "a count is asked for at once";
+    EXPECT_EQ(VNTLgetx(env, lp, x, 0, 1), 0);
+    EXPECT_EQ(worker.lastflags, 1);
+    EXPECT_EQ(x[1], 0);
+    EXPECT_EQ(vntclient_start(env), VNTERR_SOLVING);
+    int state = -1;
+    EXPECT_EQ(vntclient_test(env, &state), 0);
+    EXPECT_EQ(state, VNTCLIENT_RUNNING);
+    EXPECT_EQ(vntclient_join(env), 0);
+    EXPECT_EQ(x[0], 1.5);
+    EXPECT_EQ(x[1], 2.5);
+    EXPECT_EQ(vntclient_join(env), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(vntclient_test(env, &state), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(worker.lastflags, 0) << "the next call is an ordinary one";
+}
+
+TEST_F(asynchronous, AJoinGivesWhatTheCallWouldHaveGiven)
+{
+    answerstatus = VNTERR_ENGINE;
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(vntclient_kill(env), 0);
+    EXPECT_EQ(vntclient_join(env), VNTERR_ENGINE);
+}
+
+TEST_F(asynchronous, ARefusedStartLeavesNothingToJoin)
+{
+    worker.on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
+        return worker_double::status(io, VNTMESSAGEID_MIPOPT_REQ, VNTERR_NO_MEMORY);
+    };
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_NO_MEMORY);
+    EXPECT_EQ(vntclient_join(env), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, nullptr), VNTERR_NO_PROBLEM) << "did not start either";
+}
+
+TEST_F(asynchronous, ProgressPausesTheSolveForAMoment)
+{
+    double sol[4] = {};
+    vntmipprogress p = {};
+    p.sol = sol;
+    EXPECT_EQ(vntclient_progress(env, 4, &p), VNTERR_NO_SOLUTION);
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(vntclient_progress(env, 4, &p), 0);
+    EXPECT_EQ(p.nodes, 12345678901);
+    EXPECT_EQ(p.phase, 1);
+    EXPECT_EQ(p.bound, -1.5);
+    EXPECT_EQ(p.iterations, 77);
+    EXPECT_EQ(p.incumbent, -1.25);
+    EXPECT_EQ(p.gap, 0.125);
+    EXPECT_EQ(p.solutions, 3);
+    EXPECT_EQ(p.solcount, 2);
+    EXPECT_EQ(sol[1], 11.5);
+    EXPECT_EQ(continued.dettime, 0);
+    EXPECT_EQ(continued.walltime, VNTCLIENT_NONE);
+    EXPECT_FALSE(paused);
+    sol[1] = 0;
+    EXPECT_EQ(vntclient_progress(env, 1, &p), 0) << "room for one value";
+    EXPECT_EQ(p.solcount, 1);
+    EXPECT_EQ(sol[1], 0);
+    EXPECT_EQ(vntclient_inject(env, -7.5), 0);
+    EXPECT_EQ(injected, -7.5);
+    paused = true; // at a limit of the caller's: it stays so
+    EXPECT_EQ(vntclient_progress(env, 0, &p), 0);
+    EXPECT_TRUE(paused);
+    EXPECT_EQ(vntclient_terminate(env), 0);
+    EXPECT_EQ(vntclient_progress(env, 0, &p), VNTERR_NO_SOLUTION) << "it has ended";
+    EXPECT_EQ(vntclient_join(env), 0);
+}
+
+TEST_F(asynchronous, AJoinLeavesASolveAtTheCallersLimit)
+{
+    EXPECT_EQ(vntclient_setlimits(env, 500, 60), 0);
+    EXPECT_EQ(limits.dettime, 500);
+    EXPECT_EQ(limits.walltime, 60);
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    paused = true;
+    EXPECT_EQ(vntclient_join(env), VNTERR_SOLVING);
+    EXPECT_EQ(vntclient_continue(env, 900, VNTCLIENT_NONE), 0);
+    EXPECT_EQ(continued.dettime, 900);
+    EXPECT_EQ(vntclient_join(env), 0);
+}
+
+TEST_F(asynchronous, TheTerminateCellEndsASynchronousSolve)
+{
+    volatile int cell = 0;
+    looks = 1 << 30;
+    EXPECT_EQ(VNTLEsetasyncterminate(env, &cell), 0);
+    std::thread other([&] {
+        while (looks > (1 << 30) - 3)
+            usleep(1000);
+        cell = 1;
+    });
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    other.join();
+    EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
+    EXPECT_EQ(VNTLEsetasyncterminate(env, nullptr), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(worker.lastflags, 0) << "nobody watches any more";
+}
+
+TEST_F(asynchronous, TheTerminateCallbackIsAskedWhileASolveRuns)
+{
+    looks = 1 << 30;
+    int asked = 0;
+    auto fifth = [](VNTENVptr e, void *data) {
+        EXPECT_EQ(vntclient_join(e), VNTERR_SOLVING);
+        return int(++*static_cast<int *>(data) == 5);
+    };
+    EXPECT_EQ(VNTEsetterminatefunc(env, fifth, &asked), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(asked, 5);
+    EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
+}
+
+TEST_F(asynchronous, ThePauseCallbackSeesAndSteersTheSolve)
+{
+    looks = 2;
+    struct seen {
+        int calls = 0;
+        int verdict = 0;
+        uint64_t last = 0;
+    } data;
+    auto watch = [](VNTENVptr e, void *cbdata, uint64_t progress, void *d) {
+        auto *s = static_cast<seen *>(d);
+        s->calls++;
+        EXPECT_GE(progress, s->last);
+        s->last = progress;
+        vntmipprogress p = {};
+        EXPECT_EQ(VNTEgetasyncmipprogress(e, cbdata, 0, &p, 1e75), 0);
+        EXPECT_EQ(p.iterations, 77);
+        EXPECT_EQ(VNTEasyncprogressinject(e, cbdata, 4, -1, 1e75), 0);
+        return s->verdict;
+    };
+    EXPECT_EQ(VNTEsetpausecallbackfunc(env, watch, &data), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(data.calls, 3);
+    EXPECT_EQ(injected, -4);
+    EXPECT_EQ(limits.dettime, 0) << "the limits are as before";
+    looks = 100;
+    data = {0, 13, 0};
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(data.calls, 1);
+    EXPECT_EQ(worker.count(VNTMESSAGEID_EASYNCTERMINATE_REQ), 1u);
+    vntmipprogress p = {};
+    EXPECT_EQ(VNTEgetasyncmipprogress(env, nullptr, 0, &p, 0), VNTERR_NO_SOLUTION);
+    EXPECT_EQ(VNTEasyncprogressinject(env, nullptr, 0, 1, 0), VNTERR_NO_SOLUTION);
+}
+
+TEST_F(asynchronous, ClosingEndsACallThatNobodyJoined)
+{
+    looks = 1 << 30;
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLcloseVANTO(&env), 0);
+    worker.end();
+    EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
+    EXPECT_EQ(worker.count(VNTMESSAGEID_GETRES), 1u);
+    EXPECT_EQ(worker.count(VNTMESSAGEID_CLOSEVANTO_REQ), 1u);
+}
+
+TEST_F(asynchronous, AWorkerThatDiesWhileItSolvesEndsTheJoin)
+{
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    looks = 5;
+    worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [](transport *, const void *) { return false; };
+    EXPECT_EQ(vntclient_join(env), VNTERR_CONNECTION_LOST);
+    EXPECT_EQ(vntclient_join(env), VNTERR_CONNECTION_LOST);
+}
