@@ -34,20 +34,20 @@ TEST(Flatten, BytesAreCopiedOnlyWhenTheyLieApart)
     chunked<char> whole{{'a', 'b'}}, apart{{'a'}, {'b'}}, empty{{}};
     char *buffer;
     bool owned;
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &whole.array), 0);
-    EXPECT_EQ(buffer, whole.parts[0].data());
+    EXPECT_EQ(alloccopychararray(&buffer, &owned, &whole.a), 0);
+    EXPECT_EQ(buffer, whole.chunks[0].data());
     EXPECT_FALSE(owned);
 
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &apart.array), 0);
+    EXPECT_EQ(alloccopychararray(&buffer, &owned, &apart.a), 0);
     EXPECT_EQ(std::string(buffer, 2 + MESSAGE_SPARE), std::string("ab\0\0\0\0", 6));
     EXPECT_TRUE(owned);
     free(buffer);
 
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &empty.array), 0);
+    EXPECT_EQ(alloccopychararray(&buffer, &owned, &empty.a), 0);
     EXPECT_NE(buffer, nullptr);
     EXPECT_FALSE(owned);
 
     chunked<int> numbers{{1}};
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &numbers.array), -1);
+    EXPECT_EQ(alloccopychararray(&buffer, &owned, &numbers.a), -1);
     EXPECT_EQ(buffer, nullptr);
 }

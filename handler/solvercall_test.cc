@@ -316,25 +316,25 @@ const handle env(100), lp(200);
 
 vntmsg_CHGOBJ_REQ chgobj(int count, const message_array &indices, const message_array &values)
 {
-    return {nullptr, 0, 0, env.array, lp.array, count, indices, values};
+    return {nullptr, 0, 0, env.a, lp.a, count, indices, values};
 }
 
 TEST_F(SolverCall, ChunksAreJoinedAndOneChunkIsUsedInPlace)
 {
     chunked<int> split{{1, 2}, {}, {3}}, whole{{1, 2, 3}};
     chunked<double> values{{0.5}, {1.5, 2.5}};
-    vntmsg_CHGOBJ_REQ request = chgobj(3, split.array, values.array);
+    vntmsg_CHGOBJ_REQ request = chgobj(3, split.a, values.a);
     EXPECT_EQ(RUN(CHGOBJ, request), 0);
-    request = chgobj(3, whole.array, values.array);
+    request = chgobj(3, whole.a, values.a);
     EXPECT_EQ(RUN(CHGOBJ, request), 0);
     EXPECT_EQ(said, lines(2, "chgobj 100 200 3 1,2,3 0.5,1.5,2.5"));
-    EXPECT_EQ(pointer, whole.parts[0].data());
+    EXPECT_EQ(pointer, whole.chunks[0].data());
 }
 
 TEST_F(SolverCall, AnAbsentArrayIsNullAndAnEmptyOneIsNot)
 {
     chunked<int> empty{{}};
-    vntmsg_CHGOBJ_REQ request = chgobj(0, empty.array, message_array{});
+    vntmsg_CHGOBJ_REQ request = chgobj(0, empty.a, message_array{});
     EXPECT_EQ(RUN(CHGOBJ, request), 0);
     EXPECT_EQ(said, lines{"chgobj 100 200 0  null"});
     EXPECT_NE(pointer, nullptr);
@@ -344,15 +344,15 @@ TEST_F(SolverCall, ArraysThatTheCallDoesNotTakeAreRejected)
 {
     chunked<int> two{{1, 2}}, lying{{1, 2}};
     chunked<double> values{{1, 2, 3}};
-    lying.array.total = 3;
-    vntmsg_CHGOBJ_REQ request = chgobj(2, values.array, values.array);
+    lying.a.total = 3;
+    vntmsg_CHGOBJ_REQ request = chgobj(2, values.a, values.a);
     EXPECT_TRUE(REJECTED(CHGOBJ, request)) << "another type";
-    request = chgobj(2, lying.array, values.array);
+    request = chgobj(2, lying.a, values.a);
     EXPECT_TRUE(REJECTED(CHGOBJ, request)) << "a total that the chunks do not make";
-    request = chgobj(3, two.array, values.array);
+    request = chgobj(3, two.a, values.a);
     EXPECT_TRUE(REJECTED(CHGOBJ, request)) << "shorter than its count says";
 
-    vntmsg_CHGCOLNAME_REQ names = {nullptr, 0, 0, env.array, lp.array, 2, two.array, two.array};
+    vntmsg_CHGCOLNAME_REQ names = {nullptr, 0, 0, env.a, lp.a, 2, two.a, two.a};
     EXPECT_TRUE(REJECTED(CHGCOLNAME, names)) << "numbers for strings";
 }
 
@@ -360,10 +360,10 @@ TEST_F(SolverCall, AHandleIsSixteenBytesInOneChunkOrAbsent)
 {
     chunked<char> half{std::vector<char>(8)}, split{std::vector<char>(8), std::vector<char>(8)};
     chunked<int> ints16{std::vector<int>(16)};
-    for (const message_array &a : {half.array, split.array, ints16.array}) {
-        vntmsg_GETITCNT_REQ request = {nullptr, 0, 0, a, lp.array};
+    for (const message_array &a : {half.a, split.a, ints16.a}) {
+        vntmsg_GETITCNT_REQ request = {nullptr, 0, 0, a, lp.a};
         EXPECT_TRUE(REJECTED(GETITCNT, request));
-        request = {nullptr, 0, 0, env.array, a};
+        request = {nullptr, 0, 0, env.a, a};
         EXPECT_TRUE(REJECTED(GETITCNT, request));
     }
 }
@@ -372,11 +372,11 @@ TEST_F(SolverCall, AnInputIsMeasuredByAQueryOnlyWhereItIsAskedAnyway)
 {
     rows = 2, columns = 9;
     chunked<int> one{{7}}, two{{7, 8}};
-    vntmsg_COPYBASE_REQ request = {nullptr, 0, 0, env.array, lp.array, one.array, two.array};
+    vntmsg_COPYBASE_REQ request = {nullptr, 0, 0, env.a, lp.a, one.a, two.a};
     EXPECT_EQ(RUN(COPYBASE, request), 0);
     EXPECT_EQ(said, (lines{"numrows 200", "copybase 7 7"})) << "the columns are not asked";
     sent.clear();
-    request.rstat = one.array;
+    request.rstat = one.a;
     EXPECT_EQ(RUN(COPYBASE, request), -1);
     EXPECT_EQ(refusal(), -1);
 }
@@ -385,8 +385,7 @@ TEST_F(SolverCall, NamesKeepTheirAbsentOnesAcrossChunks)
 {
     chunked<int> indices{{1, 2, 3}};
     chunked<message_string> names{{text("first"), text(nullptr)}, {text("third")}};
-    vntmsg_CHGCOLNAME_REQ request = {nullptr,       0,          0, env.array, lp.array, 3,
-                                     indices.array, names.array};
+    vntmsg_CHGCOLNAME_REQ request = {nullptr, 0, 0, env.a, lp.a, 3, indices.a, names.a};
     EXPECT_EQ(RUN(CHGCOLNAME, request), 0);
     EXPECT_EQ(said, (lines{"first", "null", "third"}));
 }
@@ -394,7 +393,7 @@ TEST_F(SolverCall, NamesKeepTheirAbsentOnesAcrossChunks)
 TEST_F(SolverCall, ARangeGivesItsElementsAndABackwardOneNone)
 {
     status = 42;
-    vntmsg_GETSLACK_REQ request = {nullptr, 0, 0, env.array, lp.array, 3, 5};
+    vntmsg_GETSLACK_REQ request = {nullptr, 0, 0, env.a, lp.a, 3, 5};
     ASSERT_EQ(RUN(GETSLACK, request), 0);
     ASSERT_NE(ANSWER(GETSLACK), nullptr);
     EXPECT_EQ(ANSWER(GETSLACK)->status, 42) << "arrays travel whatever the status";
@@ -411,7 +410,7 @@ TEST_F(SolverCall, ARangeGivesItsElementsAndABackwardOneNone)
 TEST_F(SolverCall, OutputsOfQueriedSizeAskOnce)
 {
     rows = 3;
-    vntmsg_GETBHEAD_REQ request = {nullptr, 0, 0, env.array, lp.array};
+    vntmsg_GETBHEAD_REQ request = {nullptr, 0, 0, env.a, lp.a};
     ASSERT_EQ(RUN(GETBHEAD, request), 0);
     EXPECT_EQ(elements<int>(ANSWER(GETBHEAD)->head), (ints{0, 0, 5}));
     EXPECT_EQ(elements<double>(ANSWER(GETBHEAD)->x), (doubles{0, 0, 2.5}));
@@ -425,7 +424,7 @@ TEST_F(SolverCall, OutputsOfQueriedSizeAskOnce)
 
 TEST_F(SolverCall, RoomThatCannotBeCountedIsOutOfMemory)
 {
-    vntmsg_GETCOLS_REQ request = {nullptr, 0, 0, env.array, lp.array, INT64_MAX, 0, 0};
+    vntmsg_GETCOLS_REQ request = {nullptr, 0, 0, env.a, lp.a, INT64_MAX, 0, 0};
     EXPECT_EQ(RUN(GETCOLS, request), 0);
     EXPECT_EQ(refusal(), 1001);
     EXPECT_TRUE(said.empty());
@@ -435,11 +434,11 @@ TEST_F(SolverCall, AnInoutArrayIsAPaddedCopy)
 {
     rows = 3;
     chunked<double> two{{1}, {2}};
-    vntmsg_FTRAN_REQ request = {nullptr, 0, 0, env.array, lp.array, two.array};
+    vntmsg_FTRAN_REQ request = {nullptr, 0, 0, env.a, lp.a, two.a};
     ASSERT_EQ(RUN(FTRAN, request), 0);
     EXPECT_EQ(said.back(), "ftran 1,2,0");
     EXPECT_EQ(elements<double>(ANSWER(FTRAN)->x), (doubles{-1, 2, 0}));
-    EXPECT_EQ(two.parts[0][0], 1) << "the request stays as it came";
+    EXPECT_EQ(two.chunks[0][0], 1) << "the request stays as it came";
 
     sent.clear();
     request.x = {};
@@ -457,7 +456,7 @@ TEST_F(SolverCall, DefaultsStandInForAbsentObjectsWhereTheRequestSaysSo)
     RUN(CHGOBJ, request);
     request.flags = FLAG_USEDEFAULTS;
     RUN(CHGOBJ, request);
-    request.lp = lp.array;
+    request.lp = lp.a;
     RUN(CHGOBJ, request);
     EXPECT_EQ(said, (lines{"chgobj 0 0 0 null null", "chgobj 1 2 0 null null",
                            "chgobj 1 200 0 null null"}));
@@ -476,31 +475,31 @@ TEST_F(SolverCall, FreeingForgetsTheDefaultBeforeItIsLookedAt)
 
 TEST_F(SolverCall, AFunctionThatTheSolverLacksIsNamed)
 {
-    vntmsg_LPOPT_REQ request = {nullptr, 0, 0, env.array, lp.array};
+    vntmsg_LPOPT_REQ request = {nullptr, 0, 0, env.a, lp.a};
     EXPECT_EQ(RUN(LPOPT, request), 0);
     EXPECT_EQ(refusal(), 1811);
     EXPECT_EQ(lacking, "VNTLlpopt");
 
     sent.clear();
-    vntmsg_DELSOS_REQ sos = {nullptr, 0, 0, env.array, lp.array, 0, 0};
+    vntmsg_DELSOS_REQ sos = {nullptr, 0, 0, env.a, lp.a, 0, 0};
     EXPECT_EQ(RUN(DELSOS, sos), 0);
     EXPECT_EQ(refusal(), 1811);
 }
 
 TEST_F(SolverCall, ResultsTakeTheFieldOfTheirType)
 {
-    vntmsg_GETITCNT_REQ count = {nullptr, 0, 0, env.array, lp.array};
+    vntmsg_GETITCNT_REQ count = {nullptr, 0, 0, env.a, lp.a};
     ASSERT_EQ(RUN(GETITCNT, count), 0);
     EXPECT_EQ(ANSWER(GETITCNT)->out, 1LL << 40);
 
     sent.clear();
     chunked<double> x{{1.25}};
-    vntmsg_EOBJFROMX_REQ value = {nullptr, 0, 0, env.array, lp.array, x.array};
+    vntmsg_EOBJFROMX_REQ value = {nullptr, 0, 0, env.a, lp.a, x.a};
     ASSERT_EQ(RUN(EOBJFROMX, value), 0);
     EXPECT_EQ(ANSWER(EOBJFROMX)->out, 2.5);
 
     sent.clear();
-    vntmsg_GETQCONSTR_REQ row = {nullptr, 0, 0, env.array, lp.array, 0, 0, 0};
+    vntmsg_GETQCONSTR_REQ row = {nullptr, 0, 0, env.a, lp.a, 0, 0, 0};
     ASSERT_EQ(RUN(GETQCONSTR, row), 0);
     EXPECT_EQ(ANSWER(GETQCONSTR)->quadnzcnt_p, 1LL << 40);
     EXPECT_EQ(ANSWER(GETQCONSTR)->rhs_p, 0.5);
@@ -509,10 +508,10 @@ TEST_F(SolverCall, ResultsTakeTheFieldOfTheirType)
 
 TEST_F(SolverCall, ANewObjectTravelsAsAHandleAndAFailureAsNone)
 {
-    vntmsg_CREATEPROB_REQ request = {nullptr, 0, 0, env.array, text("name")};
+    vntmsg_CREATEPROB_REQ request = {nullptr, 0, 0, env.a, text("name")};
     ASSERT_EQ(RUN(CREATEPROB, request), 0);
     handle expected(0x1234);
-    EXPECT_EQ(elements<char>(ANSWER(CREATEPROB)->outlp), expected.parts[0]);
+    EXPECT_EQ(elements<char>(ANSWER(CREATEPROB)->outlp), expected.chunks[0]);
 
     sent.clear();
     status = 1001;
@@ -531,20 +530,20 @@ TEST_F(SolverCall, TextIsMeasuredByTheSolversTerminator)
     for (auto &c : cases) {
         sent.clear();
         terminator = c.terminator;
-        vntmsg_GETPROBNAME_REQ request = {nullptr, 0, 0, env.array, lp.array, c.space};
+        vntmsg_GETPROBNAME_REQ request = {nullptr, 0, 0, env.a, lp.a, c.space};
         ASSERT_EQ(RUN(GETPROBNAME, request), 0);
         EXPECT_EQ(ANSWER(GETPROBNAME)->buf_str.length, c.length) << c.terminator << " " << c.space;
         EXPECT_EQ(ANSWER(GETPROBNAME)->surplus_p, c.space - 6);
     }
     sent.clear();
-    vntmsg_GETSTRPARAM_REQ request = {nullptr, 0, 0, env.array, 1};
+    vntmsg_GETSTRPARAM_REQ request = {nullptr, 0, 0, env.a, 1};
     ASSERT_EQ(RUN(GETSTRPARAM, request), 0);
     EXPECT_EQ(ANSWER(GETSTRPARAM)->value_str.length, 4096u) << "text without an end";
 }
 
 TEST_F(SolverCall, AListOfNamesLiesInTheStoreOrElsewhere)
 {
-    vntmsg_GETCOLNAME_REQ request = {nullptr, 0, 0, env.array, lp.array, 6, 0, 3};
+    vntmsg_GETCOLNAME_REQ request = {nullptr, 0, 0, env.a, lp.a, 6, 0, 3};
     ASSERT_EQ(RUN(GETCOLNAME, request), 0);
     auto names = elements<message_string>(ANSWER(GETCOLNAME)->name);
     ASSERT_EQ(names.size(), 4u);
@@ -557,13 +556,13 @@ TEST_F(SolverCall, AListOfNamesLiesInTheStoreOrElsewhere)
 TEST_F(SolverCall, TheMessagesParameterIsKeptAroundTheQueriesThatMayChangeIt)
 {
     const lines keeping = {"get 1035", "numnodes", "numarcs", "set 1035 17", "getbase"};
-    vntmsg_NETGETBASE_REQ network = {nullptr, 0, 0, env.array, lp.array};
+    vntmsg_NETGETBASE_REQ network = {nullptr, 0, 0, env.a, lp.a};
     EXPECT_EQ(RUN(NETGETBASE, network), 0);
     EXPECT_EQ(said, keeping);
 
     said.clear(), sent.clear();
     rows = columns = 1;
-    vntmsg_GETPRESTAT_REQ presolved = {nullptr, 0, 0, env.array, lp.array};
+    vntmsg_GETPRESTAT_REQ presolved = {nullptr, 0, 0, env.a, lp.a};
     EXPECT_EQ(RUN(GETPRESTAT, presolved), 0);
     EXPECT_EQ(said, (lines{"get 1035", "numcols 200", "numrows 200", "redlp", "numcols 201",
                            "numrows 201", "set 1035 17", "pcstat ocstat"}));
@@ -576,7 +575,7 @@ TEST_F(SolverCall, TheMessagesParameterIsKeptAroundTheQueriesThatMayChangeIt)
 
 TEST_F(SolverCall, AConflictIsSizedByAFirstCall)
 {
-    vntmsg_GETCONFLICT_REQ request = {nullptr, 0, 0, env.array, lp.array};
+    vntmsg_GETCONFLICT_REQ request = {nullptr, 0, 0, env.a, lp.a};
     ASSERT_EQ(RUN(GETCONFLICT, request), 0);
     EXPECT_EQ(said, (lines{"get 1035", "conflict sizes", "set 1035 17", "conflict"}));
     EXPECT_EQ(elements<int>(ANSWER(GETCONFLICT)->rowind), (ints{0, 77}));
@@ -587,16 +586,16 @@ TEST_F(SolverCall, AConflictIsSizedByAFirstCall)
 TEST_F(SolverCall, AFileIsReadOutOfTheMessage)
 {
     chunked<char> bytes{{'a', 'b'}, {'c'}};
-    vntmsg_READCOPYPROB_REQ request = {nullptr, 0, 0, env.array, lp.array, {}, {}};
+    vntmsg_READCOPYPROB_REQ request = {nullptr, 0, 0, env.a, lp.a, {}, {}};
     EXPECT_EQ(RUN(READCOPYPROB, request), 0);
     request.filename_str.name = text("model.lp");
-    request.filename_str.contents = bytes.array;
+    request.filename_str.contents = bytes.a;
     EXPECT_EQ(RUN(READCOPYPROB, request), 0);
     EXPECT_EQ(said, (lines{"null null", "model.lp abc"}));
 
     said.clear();
     chunked<int> numbers{{1}};
-    request.filename_str.contents = numbers.array;
+    request.filename_str.contents = numbers.a;
     EXPECT_TRUE(REJECTED(READCOPYPROB, request));
 }
 
@@ -604,8 +603,8 @@ TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)
 {
     const std::string mine = "tmp" + std::to_string(getpid());
     std::ofstream(mine + "0m.lp") << "somebody's";
-    vntmsg_WRITEPROB_REQ request = {
-        nullptr, 0, 0, env.array, lp.array, text("/etc/a\\m.lp"), text("contents")};
+    vntmsg_WRITEPROB_REQ request = {nullptr,         0, 0, env.a, lp.a, text("/etc/a\\m.lp"),
+                                    text("contents")};
     ASSERT_EQ(RUN(WRITEPROB, request), 0);
     EXPECT_EQ(said, lines{mine + "1m.lp"});
     EXPECT_EQ(ANSWER(WRITEPROB)->status, 0);
@@ -628,7 +627,7 @@ TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)
 TEST_F(SolverCall, AFileThatWasNotWrittenIsNotSent)
 {
     status = 7;
-    vntmsg_WRITEPROB_REQ request = {nullptr, 0, 0, env.array, lp.array, text("m"), text("half")};
+    vntmsg_WRITEPROB_REQ request = {nullptr, 0, 0, env.a, lp.a, text("m"), text("half")};
     ASSERT_EQ(RUN(WRITEPROB, request), 0);
     EXPECT_EQ(ANSWER(WRITEPROB)->status, 7);
     EXPECT_FALSE(ANSWER(WRITEPROB)->filename_str.name.present);
@@ -646,12 +645,12 @@ TEST_F(SolverCall, AnAsynchronousCallOutlivesItsRequest)
 {
     chunked<int> indices{{1, 2}};
     chunked<double> values{{0.5, 1.5}};
-    vntmsg_CHGOBJ_REQ request = chgobj(2, indices.array, values.array);
+    vntmsg_CHGOBJ_REQ request = chgobj(2, indices.a, values.a);
     request.flags = FLAG_ASYNCHRONOUS;
     during = [&] { memset(&request, 0, sizeof request); };
     EXPECT_EQ(RUN(CHGOBJ, request), 0);
     EXPECT_EQ(said, (lines{"begin 1246", "chgobj 100 200 2 1,2 0.5,1.5", "end"}));
-    EXPECT_NE(pointer, indices.parts[0].data());
+    EXPECT_NE(pointer, indices.chunks[0].data());
     EXPECT_NE(ANSWER(CHGOBJ), nullptr);
 }
 
