@@ -1,0 +1,666 @@
+// calls_test.cc: every call of the list, from the calling side's function or from a bare request,
+// through a server and a worker to a solver that notes what it gets, and back.
+
+#include "client/connection.h"
+#include "test/arrays.h"
+#include "test/record/listing.h"
+#include "test/server.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <set>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+static const std::map<std::string, void *> functions = {
+#define SOLVER_CALL(name, function, ...) {#function, reinterpret_cast<void *>(function)},
+#include "handler/solvercalls.def"
+};
+
+namespace {
+
+// Memory that ends where a page without access begins: what reads or writes one byte too many
+// ends the test.
+struct guarded {
+    char *pages;
+    size_t length;
+    void *data;
+
+    guarded(size_t size)
+    {
+        const size_t page = static_cast<size_t>(getpagesize());
+        length = (size + page - 1) / page * page + page;
+        pages = static_cast<char *>(
+            mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mprotect(pages + length - page, page, PROT_NONE);
+        data = pages + length - page - size;
+        memset(data, 0x5a, size);
+    }
+    ~guarded() { munmap(pages, length); }
+    guarded(const guarded &) = delete;
+    guarded &operator=(const guarded &) = delete;
+};
+
+size_t element_size(const std::string &type)
+{
+    if (type == "int") return sizeof(int);
+    return type == "char" || type == "str" ? 1 : 8;
+}
+
+enum variant { FULL, ABSENT, EMPTY, NEGATIVE };
+
+// The arguments of one call as a caller would have them.
+struct arguments {
+    const listed_function &f;
+    variant v;
+    call_value values[SOLVERCALL_MAXARGS] = {};
+    std::vector<std::unique_ptr<guarded>> memory;
+    std::vector<std::string> texts;
+    std::string path = (fs::temp_directory_path() / ("call" + std::to_string(getpid()))).string();
+
+    arguments(const listed_function &function, variant w) : f(function), v(w)
+    {
+        texts.reserve(1000); // their addresses are handed out
+        for (size_t i = 0; i < f.parameters.size(); i++)
+            set_scalar(i);
+        for (size_t i = 0; i < f.parameters.size(); i++)
+            set_pointer(i);
+    }
+
+    bool sizes_something(const std::string &name) const
+    {
+        return std::any_of(f.parameters.begin(), f.parameters.end(), [&](auto &p) {
+            return ("+" + p.size + "+").find("+" + name + "+") != std::string::npos ||
+                   p.size.rfind(name + "-", 0) == 0;
+        });
+    }
+
+    void set_scalar(size_t i)
+    {
+        const listed_parameter &p = f.parameters[i];
+        int64_t value = value_in(f, i, 0);
+        if (v != FULL && v != ABSENT && sizes_something(p.name))
+            value = (p.name == "end" ? 2 : 0) - (v == NEGATIVE ? 3 : 0);
+        if (p.dir != IN) return;
+        if (p.type == "double") values[i].d = static_cast<double>(value) + 0.25;
+        if (p.type == "char") values[i].i = static_cast<int>('A' + value);
+        if (p.type == "long") values[i].l = value;
+        if (p.type == "int") values[i].i = static_cast<int>(value);
+        if (p.type == "length") values[i].l = v == FULL ? 5 : 0;
+    }
+
+    const char *keep(const std::string &text)
+    {
+        texts.push_back(text);
+        return texts.back().c_str();
+    }
+
+    void *allocate(size_t size)
+    {
+        memory.push_back(std::make_unique<guarded>(size));
+        return memory.back()->data;
+    }
+
+    void set_pointer(size_t i)
+    {
+        const listed_parameter &p = f.parameters[i];
+        if (p.type == "outfile") values[i].p = const_cast<char *>(path.c_str());
+        if (v == ABSENT) return;
+        if (p.type == "contents") values[i].p = const_cast<char *>(v == FULL ? "a\0b\nc" : "");
+        if (p.dir == IN && (p.type == "str" || p.type == "filename"))
+            values[i].p = const_cast<char *>(keep("the " + p.name));
+        if (p.array() || p.dir != IN) set_buffer(i);
+    }
+
+    void set_buffer(size_t i)
+    {
+        const listed_parameter &p = f.parameters[i];
+        const bool sized = p.array() || p.type == "str";
+        const int64_t count = sized ? listed_size(f, i, values) : 1;
+        values[i].p = allocate(static_cast<size_t>(count) * element_size(p.element()));
+        if (p.dir == IN || p.dir == INOUT)
+            for (int64_t k = 0; k < count; k++)
+                fill(i, k);
+    }
+
+    void fill(size_t i, int64_t k)
+    {
+        const listed_parameter &p = f.parameters[i];
+        if (p.type == "char*[]")
+            static_cast<const char **>(values[i].p)[k] =
+                name_absent(k) ? nullptr : keep(p.name + std::to_string(k));
+        else
+            store_value(p.element(), values[i].p, k, value_in(f, i, k));
+    }
+
+    // What the solver must have been called with, when the worker's objects are these.
+    std::string text(uint64_t env, uint64_t lp, uint64_t net)
+    {
+        call_value there[SOLVERCALL_MAXARGS];
+        std::copy(std::begin(values), std::end(values), there);
+        void *objects[] = {reinterpret_cast<void *>(env), reinterpret_cast<void *>(lp),
+                           reinterpret_cast<void *>(net)};
+        for (size_t i = 0; i < f.parameters.size(); i++) {
+            const std::string &type = f.parameters[i].type;
+            if (type == "env") there[i].p = objects[0];
+            if (type == "lp") there[i].p = objects[1];
+            if (type == "net") there[i].p = objects[2];
+            if (type == "lp*") there[i].p = &objects[1];
+            if (type == "net*") there[i].p = &objects[2];
+        }
+        return call_text(f, there);
+    }
+};
+
+std::string hex(const void *bytes, size_t size)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    for (size_t i = 0; i < size; i++) {
+        unsigned char c = static_cast<const unsigned char *>(bytes)[i];
+        text += {digits[c >> 4], digits[c & 15]};
+    }
+    return text;
+}
+
+// The elements that the solver has filled, as bytes.
+std::string filled(const listed_function &f, size_t i, int64_t count)
+{
+    const std::string type = f.parameters[i].element();
+    std::vector<char> bytes(static_cast<size_t>(count) * element_size(type));
+    for (int64_t k = 0; k < count; k++)
+        store_value(type, bytes.data(), k, value_out(f, i, k));
+    return hex(bytes.data(), bytes.size());
+}
+
+// Text in a space: whole with its terminator, or cut.
+std::string cut(const std::string &text, int64_t space)
+{
+    return text.substr(0, static_cast<size_t>(std::max<int64_t>(space, 0)));
+}
+
+// The names that fit into a store of that size.
+std::vector<std::string> stored_names(const listed_function &f, size_t i, int64_t count,
+                                      int64_t space)
+{
+    std::vector<std::string> names;
+    for (int64_t k = 0; k < count; k++) {
+        std::string name = name_out(f, i, k);
+        bool fits = static_cast<int64_t>(name.size()) < space;
+        names.push_back(!name_absent(k) && fits ? name : "absent");
+        if (names.back() != "absent") space -= static_cast<int64_t>(name.size()) + 1;
+    }
+    return names;
+}
+
+class Calls : public testing::Test {
+  protected:
+    fs::path folder = fs::temp_directory_path() / ("record" + std::to_string(getpid()));
+    fs::path record = folder / "calls";
+    std::unique_ptr<server> worker;
+    VNTENVptr env = nullptr;
+    VNTLPptr lp = nullptr;
+    VNTNETptr net = nullptr;
+
+    void SetUp() override
+    {
+        fs::create_directory(folder);
+        worker = std::make_unique<server>(
+            std::vector<std::string>{},
+            std::vector<std::string>{"LD_PRELOAD=" VNT_BUILD_DIR "/lib/libvantorecord.so",
+                                     "VNT_RECORD_FILE=" + record.string()});
+        for (std::string &entry : worker->environment())
+            putenv(strdup(entry.c_str()));
+        int status = -1;
+        env = VNTLopenVANTO(&status);
+        ASSERT_EQ(status, 0) << vntclient_errortext();
+        make_objects();
+    }
+
+    void TearDown() override
+    {
+        VNTLcloseVANTO(&env);
+        worker.reset();
+        fs::remove_all(folder);
+    }
+
+    void make_objects()
+    {
+        int status = -1;
+        if (lp == nullptr) lp = VNTLcreateprob(env, &status, "");
+        if (net == nullptr) net = VNTLNETcreateprob(env, &status, "");
+    }
+
+    std::vector<std::string> recorded()
+    {
+        std::ifstream in(record);
+        std::string all(std::istreambuf_iterator<char>(in), {});
+        std::vector<std::string> lines;
+        // A line break inside a text is no end of a line.
+        for (size_t at = 0, end; (end = all.find("\nVNT", at)) != std::string::npos; at = end + 1)
+            lines.push_back(all.substr(at, end - at));
+        size_t begin = all.rfind("\nVNT") + 1;
+        if (!all.empty()) lines.push_back(all.substr(begin, all.size() - 1 - begin));
+        return lines;
+    }
+
+    void set_objects(arguments *a)
+    {
+        for (size_t i = 0; i < a->f.parameters.size(); i++) {
+            const std::string &type = a->f.parameters[i].type;
+            if (type == "env") a->values[i].p = env;
+            if (type == "lp") a->values[i].p = lp;
+            if (type == "net") a->values[i].p = net;
+            if (type == "lp*") a->values[i].p = &lp;
+            if (type == "net*") a->values[i].p = &net;
+        }
+    }
+
+    void check_output(const arguments &a, size_t i)
+    {
+        const listed_parameter &p = a.f.parameters[i];
+        const void *got = a.values[i].p;
+        if (p.type == "outfile") {
+            std::ifstream in(a.path);
+            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), text_out(a.f, i));
+            fs::remove(a.path);
+        }
+        if ((p.dir != OUT && p.dir != INOUT) || got == nullptr) return;
+        int64_t count = p.array() || p.type == "str" ? listed_size(a.f, i, a.values) : 1;
+        if (p.type == "str") {
+            if (count > 0) {
+                EXPECT_STREQ(static_cast<const char *>(got),
+                             cut(text_out(a.f, i), count - 1).c_str());
+            }
+        } else if (p.type == "char*[]") {
+            check_names(a, i, count);
+        } else {
+            EXPECT_EQ(hex(got, static_cast<size_t>(count) * element_size(p.element())),
+                      filled(a.f, i, count))
+                << p.name;
+        }
+    }
+
+    void check_names(const arguments &a, size_t i, int64_t count)
+    {
+        char **names = static_cast<char **>(a.values[i].p);
+        const char *store = static_cast<const char *>(a.values[i + 1].p);
+        int64_t space = listed_size(a.f, i + 1, a.values);
+        std::vector<std::string> got;
+        for (int64_t k = 0; k < count; k++) {
+            got.push_back(names[k] != nullptr ? names[k] : "absent");
+            if (names[k] != nullptr) {
+                EXPECT_TRUE(names[k] >= store && names[k] < store + space);
+            }
+        }
+        EXPECT_EQ(got, stored_names(a.f, i, count, space));
+    }
+
+    void check_result(const listed_function &f, const call_value &result)
+    {
+        if (f.result == "out:double")
+            EXPECT_EQ(result.d, static_cast<double>(value_returned(f)) + 0.25);
+        else if (f.result == "out:long")
+            EXPECT_EQ(result.l, value_returned(f));
+        else if (f.result.rfind("handle", 0) == 0)
+            EXPECT_NE(result.p, nullptr);
+        else
+            EXPECT_EQ(result.i, value_returned(f));
+    }
+
+    // Calls the function and compares what the solver got, and what came back.
+    void check_call(const listed_function &f, variant v)
+    {
+        SCOPED_TRACE(f.function);
+        arguments a(f, v);
+        set_objects(&a);
+        fs::remove(record);
+        call_value result = {};
+        const int row = row_of(f);
+        solvercalls[row].invoke(functions.at(f.function), a.values, &result);
+        check_result(f, result);
+        std::vector<std::string> lines = recorded();
+        ASSERT_FALSE(lines.empty()) << "status " << result.i << ": " << vntclient_errortext();
+        EXPECT_EQ(lines.back(), a.text(RECORD_ENV, RECORD_LP, RECORD_NET));
+        for (size_t i = 0; i < f.parameters.size(); i++)
+            check_output(a, i);
+        make_objects(); // where the call has freed one
+    }
+
+    static int row_of(const listed_function &f)
+    {
+        for (int row = 0; row < SOLVERCALL_COUNT; row++)
+            if (f.function == solvercalls[row].function) return row;
+        return -1;
+    }
+
+    int check_all(variant v)
+    {
+        int count = 0;
+        for (const listed_function &f : listing()) {
+            if (f.id == 0) continue;
+            check_call(f, v);
+            count++;
+        }
+        return count;
+    }
+};
+
+TEST_F(Calls, ReachTheSolverAndBringBackWhatItGives)
+{
+    EXPECT_EQ(check_all(FULL), 430);
+}
+
+TEST_F(Calls, TakeNullForAnyArrayTextAndOutput)
+{
+    EXPECT_EQ(check_all(ABSENT), 430);
+}
+
+TEST_F(Calls, TakeEmptyRangesAndCountsOfNothing)
+{
+    EXPECT_EQ(check_all(EMPTY), 430);
+}
+
+TEST_F(Calls, TakeNegativeCounts)
+{
+    EXPECT_EQ(check_all(NEGATIVE), 430);
+}
+
+// A request as it travels, put together by the names of its fields.
+struct bare_request {
+    arguments a;
+    const message_layout *layout;
+    std::vector<std::unique_ptr<guarded>> memory;
+    std::vector<std::vector<message_chunk>> tables;
+    std::vector<std::vector<message_string>> strings;
+    alignas(16) char record[SOLVERCALL_MAXRECORD] = {};
+
+    explicit bare_request(const listed_function &f)
+        : a(f, FULL), layout(catalogue_find(static_cast<uint32_t>(f.id)))
+    {
+        tables.reserve(100);
+        strings.reserve(100);
+        field_at<uint32_t>(record, sizeof(void *)) = layout->id;
+        for (const message_field *m = layout->fields; m->kind != KIND_END; m++) {
+            int i = f.find(m->name);
+            if (i >= 0) set_field(m, static_cast<size_t>(i));
+        }
+    }
+
+    int32_t &flags() { return field_at<int32_t>(record, layout->fields[0].offset); }
+
+    void set_field(const message_field *m, size_t i)
+    {
+        const call_value &v = a.values[i];
+        switch (m->kind) {
+        case KIND_INT: field_at<int32_t>(record, m->offset) = v.i; break;
+        case KIND_LONG: field_at<int64_t>(record, m->offset) = v.l; break;
+        case KIND_DOUBLE: field_at<double>(record, m->offset) = v.d; break;
+        case KIND_STRING:
+            field_at<message_string>(record, m->offset) = text(static_cast<const char *>(v.p));
+            break;
+        case KIND_ARRAY: set_array(&field_at<message_array>(record, m->offset), i); break;
+        case KIND_FILE: set_file(&field_at<message_file>(record, m->offset), i); break;
+        default: break; // objects stay absent: the defaults are taken
+        }
+    }
+
+    // In three chunks, the middle one empty.
+    void set_chunks(message_array *array, uint32_t type, int64_t count, void *data)
+    {
+        const uint32_t first = count > 1 ? 1 : 0;
+        char *rest = static_cast<char *>(data) + first * message_elementsize(type);
+        tables.push_back(
+            {{first, data}, {0, nullptr}, {static_cast<uint32_t>(count) - first, rest}});
+        *array = {count, type, 3, tables.back().data(), {}};
+    }
+
+    void set_array(message_array *array, size_t i)
+    {
+        static const std::map<std::string, uint32_t> types = {
+            {"char", TYPE_BYTE}, {"int", TYPE_INT}, {"long", TYPE_LONG}, {"double", TYPE_DOUBLE}};
+        const listed_parameter &p = a.f.parameters[i];
+        const int64_t count = listed_size(a.f, i, a.values);
+        if (p.type != "char*[]")
+            return set_chunks(array, types.at(p.element()), count, a.values[i].p);
+        strings.emplace_back();
+        for (int64_t k = 0; k < count; k++)
+            strings.back().push_back(text(static_cast<const char **>(a.values[i].p)[k]));
+        set_chunks(array, TYPE_STRING, count, strings.back().data());
+    }
+
+    void set_file(message_file *file, size_t i)
+    {
+        file->name = text(static_cast<const char *>(a.values[i].p));
+        set_chunks(&file->contents, TYPE_BYTE, a.values[i + 2].l, a.values[i + 1].p);
+    }
+};
+
+class Requests : public Calls {
+  protected:
+    transport *io = nullptr;
+
+    void SetUp() override
+    {
+        Calls::SetUp();
+        client_env *e = nullptr;
+        if (client_findenv(env, &e) == 0) io = e->io;
+        ASSERT_NE(io, nullptr);
+    }
+
+    // The next message, null when the connection ended.
+    const void *receive()
+    {
+        void *message = nullptr;
+        return io->ops.recvmsg(io, &message) == 0 ? message : nullptr;
+    }
+
+    const void *exchange(void *request)
+    {
+        return io->ops.sendmsg(io, request) == 0 ? receive() : nullptr;
+    }
+
+    void check_array(const arguments &a, size_t i, const message_array &array)
+    {
+        const listed_parameter &p = a.f.parameters[i];
+        const int64_t count = listed_size(a.f, i, a.values);
+        ASSERT_EQ(array.total, count);
+        if (p.type == "char*[]") {
+            std::vector<std::string> got;
+            for (const message_string &s : elements<message_string>(array))
+                got.push_back(s.present ? s.data : "absent");
+            EXPECT_EQ(got, stored_names(a.f, i, count, listed_size(a.f, i + 1, a.values)));
+            return;
+        }
+        std::string bytes;
+        for (uint32_t c = 0; c < array.nchunks; c++)
+            bytes +=
+                hex(array.chunks[c].data, array.chunks[c].count * message_elementsize(array.type));
+        EXPECT_EQ(bytes, filled(a.f, i, count));
+    }
+
+    void check_text(const arguments &a, size_t i, const message_string &s)
+    {
+        const std::string text = text_out(a.f, i) + '\0';
+        EXPECT_EQ(std::string(s.data, s.length), cut(text, listed_size(a.f, i, a.values)));
+    }
+
+    void check_scalar(const arguments &a, size_t i, const message_field &m, const void *response)
+    {
+        const std::string expected = filled(a.f, i, 1);
+        const void *got = static_cast<const char *>(response) + m.offset;
+        EXPECT_EQ(hex(got, expected.size() / 2), expected);
+    }
+
+    void check_file(const arguments &a, size_t i, const message_file &file)
+    {
+        std::vector<char> bytes = elements<char>(file.contents);
+        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), text_out(a.f, i));
+    }
+
+    void check_field(const arguments &a, const message_field &m, const void *response)
+    {
+        const int place = a.f.find(m.name);
+        if (place < 0) return check_result_field(a.f, m, response);
+        const size_t i = static_cast<size_t>(place);
+        SCOPED_TRACE(m.name);
+        if (m.kind == KIND_ARRAY)
+            check_array(a, i, field_at<message_array>(response, m.offset));
+        else if (m.kind == KIND_STRING)
+            check_text(a, i, field_at<message_string>(response, m.offset));
+        else if (m.kind == KIND_FILE)
+            check_file(a, i, field_at<message_file>(response, m.offset));
+        else
+            check_scalar(a, i, m, response);
+    }
+
+    void check_result_field(const listed_function &f, const message_field &m, const void *response)
+    {
+        call_value result = {};
+        if (m.kind == KIND_INT) result.i = field_at<int32_t>(response, m.offset);
+        if (m.kind == KIND_LONG) result.l = field_at<int64_t>(response, m.offset);
+        if (m.kind == KIND_DOUBLE) result.d = field_at<double>(response, m.offset);
+        if (m.kind == KIND_HANDLE || m.kind == KIND_ARRAY)
+            result.p = field_at<message_array>(response, m.offset).total == 16 ? this : nullptr;
+        check_result(f, result);
+    }
+
+    // What the worker has asked besides the call itself: each question once.
+    void check_questions(const listed_function &f, std::vector<std::string> lines)
+    {
+        std::vector<std::string> asked, expected = f.calls;
+        lines.pop_back(); // the call
+        for (const std::string &line : lines) {
+            std::string function = line.substr(0, line.find(' '));
+            bool reduced = line.find("lp=c000") != std::string::npos; // asked of another problem
+            bool unlisted = function == "VNTLgetnumcols" || function == "VNTLgetintparam" ||
+                            function == "VNTLgetconflict";
+            if (!reduced && !unlisted) asked.push_back(function);
+        }
+        std::sort(asked.begin(), asked.end());
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(asked, expected);
+    }
+
+    void check_answer(bare_request *r, const void *response)
+    {
+        ASSERT_NE(response, nullptr);
+        ASSERT_EQ(message_id(response), solvercalls[row_of(r->a.f)].response);
+        std::vector<std::string> lines = recorded();
+        ASSERT_FALSE(lines.empty());
+        EXPECT_EQ(lines.back(), r->a.text(RECORD_ENV, 0, 0));
+        for (const message_field *m = catalogue_find(message_id(response))->fields;
+             m->kind != KIND_END; m++)
+            check_field(r->a, *m, response);
+    }
+};
+
+TEST_F(Requests, InChunksAndWithDefaultsReachTheSolver)
+{
+    for (const listed_function &f : listing()) {
+        if (f.id == 0) continue;
+        SCOPED_TRACE(f.function);
+        fs::remove(record);
+        bare_request r(f);
+        r.flags() = 2;
+        check_answer(&r, exchange(r.record));
+        check_questions(f, recorded());
+    }
+}
+
+TEST_F(Requests, RunAsynchronouslyWithoutTheirRowKnowing)
+{
+    for (const listed_function &f : listing()) {
+        if (f.id == 0) continue;
+        SCOPED_TRACE(f.function);
+        fs::remove(record);
+        bare_request r(f);
+        r.flags() = 3;
+        const void *ack = exchange(r.record);
+        ASSERT_NE(ack, nullptr);
+        ASSERT_EQ(message_id(ack), VNTMESSAGEID_ACK);
+        EXPECT_EQ(static_cast<const vntmsg_ACK *>(ack)->message, f.id);
+        vntmsg_GETRES get = {nullptr, VNTMESSAGEID_GETRES, f.id, 0};
+        const void *response = exchange(&get);
+        ASSERT_NE(response, nullptr);
+        ASSERT_EQ(message_id(response), solvercalls[row_of(f)].response);
+        for (const message_field *m = catalogue_find(message_id(response))->fields;
+             m->kind != KIND_END; m++)
+            check_field(r.a, *m, response);
+    }
+}
+
+// The first field of a kind in a request, and what to make of it.
+struct malformation {
+    const char *function;
+    const char *field;
+    void (*spoil)(void *field);
+};
+
+void spoil_type(void *field)
+{
+    static_cast<message_array *>(field)->type = TYPE_FLOAT;
+    static_cast<message_array *>(field)->nchunks = 0;
+    static_cast<message_array *>(field)->total = 0;
+}
+void spoil_length(void *field)
+{
+    message_array *a = static_cast<message_array *>(field);
+    a->total = a->chunks[0].count;
+    a->nchunks = 1;
+}
+void spoil_handle(void *field)
+{
+    static char bytes[16];
+    static message_chunk halves[] = {{8, bytes}, {8, bytes + 8}};
+    *static_cast<message_array *>(field) = {16, TYPE_BYTE, 2, halves, {}};
+}
+void spoil_contents(void *field)
+{
+    spoil_type(&static_cast<message_file *>(field)->contents);
+}
+
+TEST_F(Requests, MalformedAreRefusedAndTheNextIsServed)
+{
+    const malformation malformations[] = {
+        {"VNTLgetx", "env", spoil_handle},
+        {"VNTLgetx", "lp", spoil_type},
+        {"VNTLNETgetx", "net", spoil_handle},
+        {"VNTLchgobj", "indices", spoil_type},
+        {"VNTLchgobj", "values", spoil_length},
+        {"VNTLchgcolname", "newname", spoil_type},
+        {"VNTLchgcolname", "newname", spoil_length},
+        {"VNTLftran", "x", spoil_type},
+        {"VNTEreadcopyprob", "filename_str", spoil_contents},
+        {"VNTLEreadcopyprob", "content", spoil_length},
+    };
+    for (const malformation &m : malformations) {
+        SCOPED_TRACE(m.function);
+        const listed_function &f = listed(m.function);
+        bare_request r(f);
+        r.flags() = 2;
+        for (const message_field *field = r.layout->fields; field->kind != KIND_END; field++)
+            if (strcmp(field->name, m.field) == 0) m.spoil(r.record + field->offset);
+        fs::remove(record);
+        const void *message = exchange(r.record);
+        ASSERT_NE(message, nullptr);
+        ASSERT_EQ(message_id(message), VNTMESSAGEID_NAK);
+        const vntmsg_NAK nak = *static_cast<const vntmsg_NAK *>(message);
+        EXPECT_EQ(nak.message, f.id);
+        EXPECT_EQ(nak.flags, 2);
+        EXPECT_EQ(nak.status, -1);
+        message = receive();
+        ASSERT_NE(message, nullptr);
+        ASSERT_EQ(message_id(message), VNTMESSAGEID_UNKNOWN);
+        EXPECT_EQ(static_cast<const vntmsg_UNKNOWN *>(message)->message, f.id);
+        EXPECT_TRUE(recorded().empty());
+        EXPECT_EQ(VNTLgetnumrows(env, lp), 4);
+    }
+}
+
+} // namespace

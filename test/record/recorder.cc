@@ -1,0 +1,179 @@
+// recorder.cc: a solver that solves nothing.  Every function of the callable library notes in the
+// file that VNT_RECORD_FILE names what it was called with, and fills its outputs with values that
+// tell where they belong.
+//
+// VNT_RECORD_STATUS is the status of the calls that return one, VNT_RECORD_NULBYTES the width of
+// the terminator that VNTLEgetnulbytes tells.
+
+#include "handler/solverfunctions.h"
+#include "test/record/listing.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <unistd.h>
+
+static void note(const std::string &text)
+{
+    const char *path = getenv("VNT_RECORD_FILE");
+    int fd = path != nullptr ? open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600) : -1;
+    if (fd < 0) return;
+    std::string line = text + "\n";
+    if (write(fd, line.data(), line.size()) < 0) abort();
+    close(fd);
+}
+
+static int setting(const char *name, int otherwise)
+{
+    const char *text = getenv(name);
+    return text != nullptr ? atoi(text) : otherwise;
+}
+
+static int status(void)
+{
+    return setting("VNT_RECORD_STATUS", 0);
+}
+
+static void fill_text(const listed_function &f, size_t i, const call_value *args)
+{
+    std::string text = text_out(f, i);
+    size_t space = static_cast<size_t>(listed_size(f, i, args));
+    memcpy(args[i].p, text.c_str(), std::min(text.size() + 1, space));
+}
+
+// The names lie one behind the other in the store; those that do not fit stay null.
+static void fill_names(const listed_function &f, size_t i, const call_value *args)
+{
+    char **names = static_cast<char **>(args[i].p);
+    char *store = static_cast<char *>(args[i + 1].p);
+    size_t left = static_cast<size_t>(listed_size(f, i + 1, args));
+    for (int64_t k = 0; k < listed_size(f, i, args); k++) {
+        std::string name = name_out(f, i, k);
+        names[k] = nullptr;
+        if (name_absent(k) || store == nullptr || name.size() + 1 > left) continue;
+        names[k] = strcpy(store, name.c_str());
+        store += name.size() + 1;
+        left -= name.size() + 1;
+    }
+}
+
+static void fill(const listed_function &f, size_t i, const call_value *args)
+{
+    const listed_parameter &p = f.parameters[i];
+    if (p.type == "outfile") {
+        if (status() == 0) std::ofstream(static_cast<const char *>(args[i].p)) << text_out(f, i);
+        return;
+    }
+    if (p.type == "lp*" || p.type == "net*") *static_cast<void **>(args[i].p) = nullptr;
+    if ((p.dir != OUT && p.dir != INOUT) || args[i].p == nullptr) return;
+    if (p.type == "str") return fill_text(f, i, args);
+    if (p.type == "char*[]") return fill_names(f, i, args);
+    int64_t count = p.array() ? listed_size(f, i, args) : 1;
+    for (int64_t k = 0; k < count; k++)
+        store_value(p.element(), args[i].p, k, value_out(f, i, k));
+}
+
+static bool reduced(const listed_function &f, const call_value *args)
+{
+    int lp = f.find("lp");
+    return lp >= 0 && args[lp].p == reinterpret_cast<void *>(RECORD_REDUCED);
+}
+
+static void give_result(const listed_function &f, const call_value *args, call_value *result)
+{
+    int64_t value = value_returned(f);
+    if (f.function == "VNTLgetnumcols" && reduced(f, args)) value = recorded_size("rednumcols");
+    if (f.function == "VNTLgetnumrows" && reduced(f, args)) value = recorded_size("rednumrows");
+    *result = {};
+    if (f.result == "status")
+        result->i = status();
+    else if (f.result == "out:double")
+        result->d = static_cast<double>(value) + 0.25;
+    else if (f.result == "out:long")
+        result->l = value;
+    else if (f.result == "handle:lp")
+        result->p = reinterpret_cast<void *>(RECORD_LP);
+    else if (f.result == "handle:net")
+        result->p = reinterpret_cast<void *>(RECORD_NET);
+    else
+        result->i = static_cast<int>(value);
+}
+
+static void solver_function(const solver_call *call, const call_value *args, call_value *result)
+{
+    const listed_function &f = listed(call->function);
+    note(call_text(f, args));
+    for (size_t i = 0; i < f.parameters.size(); i++)
+        fill(f, i, args);
+    give_result(f, args, result);
+    if (f.function == "VNTLEgetnulbytes")
+        *static_cast<int *>(args[1].p) = setting("VNT_RECORD_NULBYTES", 1);
+}
+
+#define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
+#include "handler/solvercalls.def"
+
+// The functions that no request is.
+
+VNTENVptr VNTLopenVANTO(int *status_p)
+{
+    note("VNTLopenVANTO");
+    *status_p = 0;
+    return reinterpret_cast<VNTENVptr>(RECORD_ENV);
+}
+int VNTLcloseVANTO(VNTENVptr *env)
+{
+    note("VNTLcloseVANTO");
+    *env = nullptr;
+    return 0;
+}
+int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
+                    VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
+{
+    note("VNTLgetchannels");
+    *results_p = *warning_p = *error_p = *log_p = nullptr;
+    return 0;
+}
+int VNTLaddfuncdest(VNTENVptr, VNTCHANNELptr, void *, void (*)(void *, const char *))
+{
+    note("VNTLaddfuncdest");
+    return 0;
+}
+int VNTLEsetasyncterminate(VNTENVptr, volatile int *)
+{
+    note("VNTLEsetasyncterminate");
+    return 0;
+}
+int VNTLversionnumber(VNTENVptr, int *version_p)
+{
+    note("VNTLversionnumber");
+    *version_p = 4711;
+    return 0;
+}
+int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
+{
+    note("VNTLgetredlp");
+    *redlp_p = reinterpret_cast<VNTLPptr>(RECORD_REDUCED);
+    return 0;
+}
+int VNTEsetterminatefunc(VNTENVptr, int (*)(VNTENVptr, void *), void *)
+{
+    note("VNTEsetterminatefunc");
+    return 0;
+}
+int VNTEsetpausecallbackfunc(VNTENVptr, int (*)(VNTENVptr, void *, uint64_t, void *), void *)
+{
+    note("VNTEsetpausecallbackfunc");
+    return 0;
+}
+int VNTEgetasyncmipprogress(VNTENVptr, void *, int, vntmipprogress *, double)
+{
+    note("VNTEgetasyncmipprogress");
+    return 0;
+}
+int VNTEasyncprogressinject(VNTENVptr, void *, double, double, double)
+{
+    note("VNTEasyncprogressinject");
+    return 0;
+}
