@@ -38,18 +38,32 @@ void tcpiplogmsg(const char *format, ...)
     va_end(args);
 }
 
-void log_line(int level, const char *format, ...)
+static void writeline(int level, const char *format, va_list args)
 {
     int saved = errno; // callers log in the middle of handling an error
     mutex_holder hold(&loglock);
     if (logstream != nullptr && loglevel >= level) {
         tcpiplogmsg("[%10d:%04d] ", static_cast<int>(getpid()), level);
-        va_list args;
-        va_start(args, format);
         writetext(logstream, format, args);
-        va_end(args);
     }
     errno = saved;
+}
+
+void log_line(int level, const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    writeline(level, format, args);
+    va_end(args);
+}
+
+void log_fatal(const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    writeline(LOG_ERROR, format, args);
+    va_end(args);
+    abort();
 }
 
 void log_syscall(const char *name)

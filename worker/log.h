@@ -16,6 +16,9 @@ enum log_level : int { LOG_ERROR = 1, LOG_WARNING = 2, LOG_INFO = 3, LOG_DEBUG =
 // Writes one line when the log is open and its level is at least `level`.
 [[gnu::format(printf, 2, 3)]] void log_line(int level, const char *format, ...);
 
+// Writes a line of level 1 and aborts.
+[[noreturn, gnu::format(printf, 1, 2)]] void log_fatal(const char *format, ...);
+
 // Logs a failing system call with errno, at level 1.
 void log_syscall(const char *name);
 

@@ -79,8 +79,7 @@ static int read_library(server_options *o, const char *value)
     }
     while (o->nlibraries > 0)
         library_close(o->libraries[--o->nlibraries]);
-    log_line(LOG_ERROR, "Failed to load libraries: %d\n", rc);
-    abort();
+    log_fatal("Failed to load libraries: %d\n", rc);
 }
 
 static int read_pidfile(server_options *, const char *value)
