@@ -1,0 +1,239 @@
+#include "client/connection.h"
+#include "client/worker_double.h"
+#include "test/arrays.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// An environment with a problem in a worker double, and a folder of the test's own.
+struct Call : testing::Test {
+    worker_double worker;
+    VNTENVptr env = nullptr;
+    VNTLPptr lp = nullptr;
+    fs::path folder = fs::temp_directory_path() / ("call" + std::to_string(getpid()));
+
+    void SetUp() override
+    {
+        fs::create_directory(folder);
+        fs::current_path(folder);
+    }
+    void TearDown() override
+    {
+        if (env != nullptr) VNTLcloseVANTO(&env);
+        fs::current_path("/");
+        fs::remove_all(folder);
+    }
+
+    // What the worker answers, and what it is to look at, is set before.
+    void open()
+    {
+        int status = -1;
+        std::string address = worker.address();
+        const char *argv[] = {address.c_str()};
+        env = vntclient_open(1, argv, &status);
+        ASSERT_EQ(status, 0) << vntclient_errortext();
+        lp = VNTLcreateprob(env, &status, "p");
+        ASSERT_EQ(status, 0);
+    }
+
+    template <class request> void look(uint32_t id, std::function<void(const request &)> at)
+    {
+        worker.on[id] = [id, at](transport *io, const void *message) {
+            at(*static_cast<const request *>(message));
+            return worker_double::plain(io, id);
+        };
+    }
+
+    template <class response> void reply(uint32_t id, response *r)
+    {
+        r->messageid = id + 1;
+        worker.on[id] = [r](transport *io, const void *) { return io->ops.sendmsg(io, r) == 0; };
+    }
+};
+
+std::string contents(const fs::path &path)
+{
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::string bytes(const message_array &a)
+{
+    std::vector<char> all = elements<char>(a);
+    return std::string(all.begin(), all.end());
+}
+
+} // namespace
+
+TEST_F(Call, AMatrixIsAsLongAsItsBeginsAndCountsSay)
+{
+    std::vector<int64_t> totals;
+    look<vntmsg_COPYLP_REQ>(VNTMESSAGEID_COPYLP_REQ, [&](const vntmsg_COPYLP_REQ &r) {
+        totals = {r.matbeg.total, r.matind.total, r.matval.total, r.lb.total};
+    });
+    open();
+    const int64_t begins[] = {7, 0, 4};
+    const int counts[] = {2, 3, 1}, rows[9] = {};
+    const double values[9] = {};
+    EXPECT_EQ(VNTLcopylp(env, lp, 3, 0, 1, nullptr, nullptr, nullptr, begins, counts, rows, values,
+                         nullptr, nullptr, nullptr),
+              0);
+    EXPECT_EQ(totals, (std::vector<int64_t>{3, 9, 9, 0}));
+    EXPECT_EQ(VNTLcopylp(env, lp, 3, 0, 1, nullptr, nullptr, nullptr, nullptr, counts, rows, values,
+                         nullptr, nullptr, nullptr),
+              0);
+    EXPECT_EQ(totals, (std::vector<int64_t>{0, 0, 0, 0}));
+}
+
+TEST_F(Call, ASizeIsAskedOnceAndOnlyForAnArrayThatIsThere)
+{
+    worker.on[VNTMESSAGEID_PROBINFO_REQ] = [](transport *io, const void *) {
+        vntmsg_PROBINFO_RES response = {nullptr, VNTMESSAGEID_PROBINFO_RES, 0, 2};
+        return io->ops.sendmsg(io, &response) == 0;
+    };
+    std::vector<int64_t> totals;
+    look<vntmsg_COPYSTART_REQ>(VNTMESSAGEID_COPYSTART_REQ, [&](const vntmsg_COPYSTART_REQ &r) {
+        totals = {r.cstat.total, r.cprim.total, r.rstat.total};
+    });
+    open();
+    size_t before = worker.count(VNTMESSAGEID_PROBINFO_REQ);
+    const int status[2] = {};
+    const double value[2] = {};
+    EXPECT_EQ(VNTLcopystart(env, lp, status, nullptr, value, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(totals, (std::vector<int64_t>{2, 2, 0}));
+    EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), before + 1);
+}
+
+TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
+{
+    chunked<double> five{{1, 2}, {3, 4, 5}};
+    vntmsg_GETX_RES x = {nullptr, 0, 0, five.a};
+    reply(VNTMESSAGEID_GETX_REQ, &x);
+    vntmsg_GETPROBNAME_RES name = {nullptr, 0, 1007, text("abcdef"), -3};
+    reply(VNTMESSAGEID_GETPROBNAME_REQ, &name);
+    chunked<message_string> three{{text("one"), text("endless"), text("two")}, {text("more")}};
+    vntmsg_GETCOLNAME_RES names = {nullptr, 0, 0, three.a, 0};
+    reply(VNTMESSAGEID_GETCOLNAME_REQ, &names);
+    open();
+
+    double got[4] = {-1, -1, -1, -1};
+    EXPECT_EQ(VNTLgetx(env, lp, got, 4, 6), 0);
+    EXPECT_EQ(std::vector<double>(got, got + 4), (std::vector<double>{1, 2, 3, -1}));
+    EXPECT_EQ(VNTLgetx(env, lp, nullptr, 4, 6), 0);
+
+    char buffer[5] = "----";
+    int64_t surplus = 0;
+    EXPECT_EQ(VNTLgetprobname(env, lp, buffer, 4, &surplus), 1007);
+    EXPECT_EQ(std::string(buffer, 5), std::string("abc\0", 5)) << "cut, and ended all the same";
+    EXPECT_EQ(surplus, -3);
+
+    char *table[4] = {buffer, buffer, buffer, buffer}, store[9];
+    EXPECT_EQ(VNTLgetcolname(env, lp, table, store, 8, &surplus, 0, 2), 0);
+    EXPECT_EQ(table[0], store);
+    EXPECT_EQ(table[1], nullptr) << "there is no room for it";
+    EXPECT_STREQ(table[2], "two");
+    EXPECT_EQ(table[2], store + 4);
+    EXPECT_EQ(table[3], buffer) << "not asked for";
+}
+
+TEST_F(Call, ArraysOfAnotherTypeAreNotTheWorkersAnswer)
+{
+    chunked<int> numbers{{1, 2, 3}};
+    vntmsg_GETX_RES x = {nullptr, 0, 0, numbers.a};
+    reply(VNTMESSAGEID_GETX_REQ, &x);
+    vntmsg_CLONEPROB_RES clone = {nullptr, 0, numbers.a, 0};
+    reply(VNTMESSAGEID_CLONEPROB_REQ, &clone);
+    open();
+    double got[3] = {};
+    EXPECT_EQ(VNTLgetx(env, lp, got, 0, 2), VNTERR_REMOTE);
+    EXPECT_EQ(got[0], 0);
+    int status = 0;
+    EXPECT_EQ(VNTLcloneprob(env, lp, &status), nullptr);
+    EXPECT_EQ(status, VNTERR_REMOTE);
+}
+
+TEST_F(Call, ForeignObjectsAreRefusedInTheFunctionsOwnWay)
+{
+    open();
+    VNTLPptr foreign = reinterpret_cast<VNTLPptr>(&env);
+    int status = 0;
+    EXPECT_EQ(VNTLlpopt(env, foreign), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLgetnumrows(env, foreign), 0);
+    EXPECT_EQ(VNTLcloneprob(env, foreign, &status), nullptr);
+    EXPECT_EQ(status, VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLfreeprob(env, nullptr), VNTERR_NULL_POINTER);
+    EXPECT_EQ(VNTLlpopt(nullptr, lp), VNTERR_NO_ENVIRONMENT);
+    VNTLPptr freed = lp;
+    EXPECT_EQ(VNTLfreeprob(env, &lp), 0);
+    EXPECT_EQ(lp, nullptr);
+    EXPECT_EQ(VNTLlpopt(env, freed), VNTERR_NO_PROBLEM);
+}
+
+TEST_F(Call, AFileIsSentFromTheDiskOrFromMemory)
+{
+    std::ofstream("model") << "from disk";
+    std::ofstream("empty");
+    std::vector<std::string> sent;
+    look<vntmsg_READCOPYPROB_REQ>(
+        VNTMESSAGEID_READCOPYPROB_REQ, [&](const vntmsg_READCOPYPROB_REQ &r) {
+            const message_file &f = r.filename_str;
+            sent.push_back((f.name.present ? f.name.data : "null") + std::string(" ") +
+                           std::to_string(f.contents.type) + bytes(f.contents));
+        });
+    open();
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "model", nullptr, 0, "LP"), 0);
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "empty", nullptr, 0, "LP"), 0);
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "/dev/null", nullptr, 0, "LP"), 0);
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "model", "from memory", 11, "LP"), 0);
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, nullptr, "", 0, "LP"), 0);
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, nullptr, nullptr, 0, "LP"), 0);
+    EXPECT_EQ(sent, (std::vector<std::string>{"model 1from disk", "empty 1", "/dev/null 1",
+                                              "model 1from memory", "null 1", "null 0"}));
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "missing", nullptr, 0, "LP"), VNTERR_FILE_OPEN);
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, ".", nullptr, 0, "LP"), VNTERR_FILE_IO);
+    EXPECT_EQ(sent.size(), 6u);
+}
+
+TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
+{
+    chunked<char> two{{'n', 'e'}, {'w'}};
+    vntmsg_WRITEPROB_RES written = {nullptr, 0, 0, {text("/tmp/elsewhere"), two.a, nullptr}};
+    reply(VNTMESSAGEID_WRITEPROB_REQ, &written);
+    open();
+    std::ofstream("old") << "longer than the new one";
+    fs::create_symlink("old", "link");
+    const std::string longest(250, 'n'); // leaves no name for a file beside it
+
+    EXPECT_EQ(VNTLwriteprob(env, lp, "fresh", "LP"), 0);
+    EXPECT_EQ(contents("fresh"), "new");
+    EXPECT_EQ(VNTLwriteprob(env, lp, "link", "LP"), 0);
+    EXPECT_EQ(contents("old"), "new");
+    EXPECT_TRUE(fs::is_symlink("link"));
+    EXPECT_EQ(VNTLwriteprob(env, lp, "old", "LP"), 0);
+    EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/null", "LP"), 0);
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+    EXPECT_EQ(VNTLwriteprob(env, lp, longest.c_str(), "LP"), 0);
+    EXPECT_EQ(contents(longest), "new");
+    EXPECT_EQ(VNTLwriteprob(env, lp, "no/such/folder", "LP"), VNTERR_FILE_CREATE);
+    EXPECT_EQ(VNTLwriteprob(env, lp, nullptr, "LP"), VNTERR_NULL_POINTER);
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 4) << "nothing is left beside them";
+}
+
+TEST_F(Call, AFileThatWasNotWrittenLeavesTheOldOne)
+{
+    vntmsg_WRITEPROB_RES failed = {nullptr, 0, VNTERR_FILE_CREATE, {}};
+    reply(VNTMESSAGEID_WRITEPROB_REQ, &failed);
+    vntmsg_MBASEWRITE_RES none = {}; // says that all went well, without a file
+    reply(VNTMESSAGEID_MBASEWRITE_REQ, &none);
+    open();
+    std::ofstream("old") << "old";
+    EXPECT_EQ(VNTLwriteprob(env, lp, "old", "LP"), VNTERR_FILE_CREATE);
+    EXPECT_EQ(VNTLmbasewrite(env, lp, "old"), VNTERR_REMOTE);
+    EXPECT_EQ(contents("old"), "old");
+}
