@@ -230,8 +230,9 @@ static int onmessage(transport *io, void *message, void *arg, int *done)
 {
     auto *a = static_cast<group_answers *>(arg);
     size_t member = memberof(a->g, io);
-    if (client_dispatch(a->g->members[member], message)) {
-        a->g->members[member]->receiving = true; // dispatching has cleared it
+    bool passed = client_dispatch(a->g->members[member], message);
+    a->g->members[member]->receiving = true; // dispatching has cleared it
+    if (passed) {
         *done = 0;
         return 0;
     }

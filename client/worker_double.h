@@ -52,6 +52,8 @@ class worker_double {
     // It listens from the first time that it is asked where.
     std::string address()
     {
+        scripts.insert(scripts.end(), then.begin(), then.end());
+        then.clear();
         if (!server) server.emplace(scripts);
         return server->address();
     }
@@ -71,6 +73,7 @@ class worker_double {
     void end() { server->end(); }
 
     std::map<uint32_t, answer> on; // set before it listens
+    std::vector<script> then;      // what further connections meet, likewise
     std::atomic<uint64_t> nextlp{0x9900};
     int32_t lastflags = 0; // of the last request of a solver call
 

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <functional>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -32,6 +33,8 @@ class scripted_server {
             for (const script &run : scripts) {
                 int fd = accept(listener, nullptr, nullptr);
                 if (fd < 0) break;
+                int on = 1;
+                setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
                 run(fd);
                 close(fd);
             }

@@ -1,0 +1,195 @@
+#include "client/connection.h"
+#include "client/worker_double.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+struct detached : testing::Test {
+    worker_double worker{3};
+    VNTENVptr env = nullptr;
+    std::string heard;
+
+    void SetUp() override
+    {
+        worker.on[VNTMESSAGEID_RECONNECT_REQ] = [](transport *io, const void *) {
+            char text[] = "said meanwhile";
+            vntmsg_CHANNEL m = {nullptr, VNTMESSAGEID_CHANNEL, 3, {1, sizeof text, text, 0}};
+            return io->ops.sendmsg(io, &m) == 0 &&
+                   worker_double::plain(io, VNTMESSAGEID_RECONNECT_REQ);
+        };
+        open(worker, &env);
+    }
+    void TearDown() override
+    {
+        vntclient_defaulthandlers(nullptr, nullptr, nullptr, nullptr);
+        if (env != nullptr) VNTLcloseVANTO(&env);
+    }
+
+    static void open(worker_double &w, VNTENVptr *env)
+    {
+        const std::string address = w.address();
+        const char *argv[] = {address.c_str()};
+        int status;
+        *env = vntclient_open(1, argv, &status);
+        ASSERT_EQ(status, 0);
+    }
+    static void hear(VNTENVptr, int, const char *text, void *data)
+    {
+        *static_cast<std::string *>(data) += text;
+    }
+    std::string packed()
+    {
+        int64_t length = 0;
+        EXPECT_EQ(vntclient_pack(env, nullptr, 0, &length), 0);
+        std::string record(static_cast<size_t>(length), '\0');
+        EXPECT_EQ(vntclient_pack(env, record.data(), length - 1, &length), VNTERR_SPACE_TOO_SMALL);
+        EXPECT_EQ(vntclient_pack(env, record.data(), length, &length), 0);
+        return record;
+    }
+    // As if the process had ended: what it knew of the environment is gone.
+    void forget()
+    {
+        EXPECT_EQ(VNTLcloseVANTO(&env), 0);
+        EXPECT_EQ(env, nullptr);
+    }
+};
+
+template <class Value> Value valueat(const std::string &record, size_t offset)
+{
+    Value value;
+    memcpy(&value, record.data() + offset, sizeof value);
+    return value;
+}
+
+} // namespace
+
+TEST_F(detached, HandlesStayGoodInTheProcessThatLeaves)
+{
+    vntclient_setchannelhandler(env, hear, &heard);
+    VNTLPptr lp = VNTLcreateprob(env, nullptr, "p");
+    char info[VNTCLIENT_INFO_LENGTH], again[VNTCLIENT_INFO_LENGTH];
+    EXPECT_EQ(vntclient_disconnect(env, info), 0);
+    EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_REMOTE);
+    EXPECT_EQ(vntclient_disconnect(env, again), VNTERR_REMOTE);
+    EXPECT_EQ(vntclient_setinfohandler(env, nullptr, nullptr), 0) << "nothing to ask for";
+    VNTENVptr back = nullptr;
+    EXPECT_EQ(vntclient_reconnect(info, &back), 0) << vntclient_errortext();
+    EXPECT_EQ(back, env);
+    EXPECT_EQ(heard, "said meanwhile");
+    EXPECT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(vntclient_disconnect(env, again), 0) << "a second time";
+    EXPECT_EQ(memcmp(info, again, sizeof info), 0);
+    EXPECT_EQ(vntclient_reconnect(again, &back), 0);
+    EXPECT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(worker.count(VNTMESSAGEID_TERMINATE), 0u);
+}
+
+TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
+{
+    VNTLPptr first = VNTLcreateprob(env, nullptr, "p"), second = VNTLcreateprob(env, nullptr, "q");
+    EXPECT_EQ(VNTLfreeprob(env, &first), 0);
+    VNTLPptr third = VNTLcreateprob(env, nullptr, "r");
+    std::string record = packed();
+    ASSERT_EQ(record.size(), 192u + 2 * 16);
+    EXPECT_EQ(record.substr(0, 4), "VNTR");
+    EXPECT_EQ(valueat<uint32_t>(record, 4), 1u);
+    EXPECT_EQ(valueat<uint32_t>(record, 8), record.size());
+    EXPECT_EQ(valueat<uint32_t>(record, 12), 0u);
+    EXPECT_EQ(valueat<int64_t>(record, 16 + 4), 4711);
+    EXPECT_EQ(valueat<uint64_t>(record, 176), worker_double::env);
+    EXPECT_EQ(valueat<uint32_t>(record, 184), 2u);
+    EXPECT_EQ(valueat<uint32_t>(record, 192), 1u);
+    EXPECT_EQ(valueat<uint64_t>(record, 200), 0x9901u);
+    EXPECT_EQ(valueat<uint64_t>(record, 216), 0x9902u);
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(valueat<uint32_t>(packed(), 12), 1u) << "a call that is about to be started";
+
+    char info[VNTCLIENT_INFO_LENGTH];
+    EXPECT_EQ(vntclient_disconnect(env, info), 0);
+    EXPECT_EQ(packed().substr(16, 160), std::string(info, sizeof info));
+    forget();
+    vntclient_defaulthandlers(hear, &heard, nullptr, nullptr);
+    ASSERT_EQ(vntclient_attach(record.data(), int64_t(record.size()), &env), 0)
+        << vntclient_errortext();
+    EXPECT_EQ(heard, "said meanwhile");
+    VNTLPptr lps[3] = {};
+    EXPECT_EQ(vntclient_getproblems(env, 1, lps), 2);
+    EXPECT_EQ(vntclient_getproblems(env, 3, lps), 2);
+    EXPECT_EQ(vntclient_getnetworks(env, 0, nullptr), 0);
+    uint64_t value = 0;
+    EXPECT_EQ(vntclient_remotevalue(env, lps[1], &value), 0);
+    EXPECT_EQ(value, 0x9902u);
+    EXPECT_EQ(VNTLlpopt(env, lps[0]), 0);
+    EXPECT_EQ(VNTLlpopt(env, second), VNTERR_NO_PROBLEM) << "a handle of the other process";
+    EXPECT_EQ(VNTLlpopt(env, third), VNTERR_NO_PROBLEM);
+}
+
+TEST_F(detached, TheBareBytesLeadBackToo)
+{
+    char info[VNTCLIENT_INFO_LENGTH];
+    EXPECT_EQ(vntclient_disconnect(env, info), 0);
+    forget();
+    ASSERT_EQ(vntclient_reconnect(info, &env), 0);
+    VNTLPptr lp = VNTLcreateprob(env, nullptr, "p");
+    EXPECT_EQ(worker.lastflags, 2) << "the worker takes the environment that it has";
+    EXPECT_NE(lp, nullptr);
+    forget();
+    worker.end();
+    EXPECT_EQ(worker.seen().back(), VNTMESSAGEID_TERMINATE) << "its end closes what it has";
+}
+
+TEST_F(detached, RecordsThatAreNoneAreRefused)
+{
+    std::string good = packed();
+    auto refused = [](std::string record) {
+        VNTENVptr e = nullptr;
+        int rc = vntclient_attach(record.data(), int64_t(record.size()), &e);
+        EXPECT_EQ(e, nullptr);
+        return rc;
+    };
+    std::string wrong = good;
+    wrong[0] = 'v';
+    EXPECT_EQ(refused(wrong), VNTERR_FILE_FORMAT);
+    wrong = good;
+    wrong[4] = 2; // of another version
+    EXPECT_EQ(refused(wrong), VNTERR_FILE_FORMAT);
+    wrong = good;
+    wrong[184] = 1; // an object more than there is
+    EXPECT_EQ(refused(wrong), VNTERR_FILE_FORMAT);
+    EXPECT_EQ(refused(good.substr(0, good.size() - 1)), VNTERR_FILE_FORMAT);
+    EXPECT_EQ(refused(""), VNTERR_FILE_FORMAT);
+    wrong = good;
+    wrong[16 + 152 + 1] = 1; // an address of more than 256 bytes
+    EXPECT_EQ(refused(wrong), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(vntclient_attach(nullptr, 0, &env), VNTERR_NULL_POINTER);
+    EXPECT_EQ(vntclient_reconnect(good.data(), nullptr), VNTERR_NULL_POINTER);
+}
+
+TEST(Detach, AWorkerThatIsGoneIsToldFromOneThatCannotBeReachedNow)
+{
+    auto greeting = [](const char *answer, size_t n) {
+        return [=](int fd) {
+            char action[12];
+            recv(fd, action, sizeof action, MSG_WAITALL);
+            send(fd, answer, n, MSG_NOSIGNAL);
+        };
+    };
+    // The first connection opens an environment and leaves it; the server refuses the next ones.
+    worker_double worker;
+    worker.then = {greeting("\0\4", 2), greeting("\0\5", 2)};
+    VNTENVptr env = nullptr, back = nullptr;
+    detached::open(worker, &env);
+    char info[VNTCLIENT_INFO_LENGTH];
+    ASSERT_EQ(vntclient_disconnect(env, info), 0);
+    EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_REMOTE) << "somebody else has it";
+    EXPECT_EQ(VNTLgetnumrows(env, nullptr), 0);
+    EXPECT_EQ(vntclient_start(env), VNTERR_REMOTE) << "still away";
+    EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_CONNECTION_LOST);
+    EXPECT_EQ(back, nullptr);
+    EXPECT_EQ(vntclient_start(env), VNTERR_CONNECTION_LOST) << "gone for good";
+    EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST);
+    worker.end();
+    EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_REMOTE) << "no server";
+}
