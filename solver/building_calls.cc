@@ -271,7 +271,7 @@ int VNTLchgobj(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const do
 {
     return with_problem(env, lp, [&](vntlp &p) {
         change_list(p, cnt, indices, p.m.numcols(), values, [&](int j, double v, bool real) {
-            model_finite(v);
+            v = model_finite(v);
             if (real) p.m.objective[j] = v;
         });
     });

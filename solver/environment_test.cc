@@ -1,29 +1,8 @@
-#include "solver/calls.h"
+#include "solver/test_session.h"
 
-#include <gtest/gtest.h>
 #include <limits>
-#include <thread>
 
-// An open environment that notes what its channels receive.
-struct environment_test : testing::Test {
-    VNTENVptr env = nullptr;
-    std::string heard[CHANNELS];
-
-    void SetUp() override
-    {
-        int status = -1;
-        env = VNTLopenVANTO(&status);
-        ASSERT_EQ(status, 0);
-        VNTCHANNELptr channels[CHANNELS];
-        ASSERT_EQ(VNTLgetchannels(env, &channels[0], &channels[1], &channels[2], &channels[3]), 0);
-        for (int i = 0; i < CHANNELS; i++) {
-            ASSERT_EQ(VNTLaddfuncdest(env, channels[i], &heard[i], hear), 0);
-        }
-    }
-    void TearDown() override { EXPECT_EQ(VNTLcloseVANTO(&env), 0); }
-
-    static void hear(void *heard, const char *text) { *static_cast<std::string *>(heard) += text; }
-};
+using environment_test = session;
 
 TEST_F(environment_test, AnEnvironmentThatIsNotOpenIsRefused)
 {

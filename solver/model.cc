@@ -7,13 +7,13 @@
 double model_number(double value)
 {
     require(!std::isnan(value), VNTERR_BAD_NUMBER);
-    return std::clamp(value, -VNT_INFINITY, VNT_INFINITY);
+    return std::clamp(value, -VNT_INFINITY, VNT_INFINITY) + 0.0;
 }
 
 double model_finite(double value)
 {
     require(std::isfinite(value), VNTERR_BAD_NUMBER);
-    return value;
+    return value + 0.0;
 }
 
 static void require_one_of(const char *letters, char letter, int status)
@@ -70,7 +70,7 @@ static void append_column(model *m, const new_columns &cols, int j)
 {
     char type = cols.ctype != nullptr ? cols.ctype[j] : 'C';
     double most = type == 'B' ? 1 : VNT_INFINITY;
-    m->objective.push_back(cols.objective != nullptr ? cols.objective[j] : 0);
+    m->objective.push_back(cols.objective != nullptr ? model_finite(cols.objective[j]) : 0);
     m->lower.push_back(cols.lower != nullptr ? model_number(cols.lower[j]) : 0);
     m->upper.push_back(cols.upper != nullptr ? model_number(cols.upper[j]) : most);
     m->ctype.push_back(type);

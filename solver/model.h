@@ -85,7 +85,7 @@ struct model {
     double objective_at(const double *x) const;            // the offset included
 };
 
-// The number as it is kept; fails for what is no number.
+// The number as it is kept, a negative zero as zero; fails for what is no number.
 double model_number(double value);
-// A number that must be finite.
+// Likewise a number that must be finite.
 double model_finite(double value);

@@ -1,8 +1,9 @@
 #include "solver/parameters.h"
 
+#include "solver/files.h"
+
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
+#include <charconv>
 #include <sstream>
 #include <strings.h>
 #include <utility>
@@ -179,7 +180,7 @@ std::string parameter_set::write() const
         if (p.type == VNT_PARAMTYPE_STRING) {
             out += v.text;
         } else if (p.type == VNT_PARAMTYPE_DOUBLE) {
-            out += printed("%.17g", v.number.real);
+            out += number_text(v.number.real);
         } else {
             out += printed("%lld", static_cast<long long>(v.number.integer));
         }
@@ -188,21 +189,18 @@ std::string parameter_set::write() const
     return out;
 }
 
-// The whole text as a number; anything else is malformed.
 static long long as_whole(const std::string &text)
 {
-    char *end = nullptr;
-    errno = 0;
-    long long n = strtoll(text.c_str(), &end, 10);
-    require(!text.empty() && *end == '\0' && errno == 0, VNTERR_FILE_FORMAT);
+    long long n = 0;
+    auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), n);
+    require(error == std::errc() && stop == text.data() + text.size(), VNTERR_FILE_FORMAT);
     return n;
 }
 
 static double as_real(const std::string &text)
 {
-    char *end = nullptr;
-    double n = strtod(text.c_str(), &end);
-    require(!text.empty() && *end == '\0', VNTERR_FILE_FORMAT);
+    double n = 0;
+    require(number_read(text, &n), VNTERR_FILE_FORMAT);
     return n;
 }
 

@@ -22,7 +22,7 @@ void vntlp::replace(model &&fresh)
 }
 
 // A nonbasic column rests at a bound that it has.
-static int resting_place(const model &m, int j)
+int vntlp::resting_place(int j) const
 {
     if (m.lower[j] > -VNT_INFINITY) return VNT_BASIS_LOWER;
     return m.upper[j] < VNT_INFINITY ? VNT_BASIS_UPPER : VNT_BASIS_FREE;
@@ -40,7 +40,7 @@ void vntlp::append_cols(const new_columns &cols, const matrix_lines *entries)
     }
     if (!fit) return;
     for (int j = m.numcols() - cols.count; j < m.numcols(); j++) {
-        cstat.push_back(resting_place(m, j));
+        cstat.push_back(resting_place(j));
     }
 }
 

@@ -32,6 +32,7 @@ struct vntlp {
     bool has_basis() const { return !cstat.empty() || !rstat.empty(); }
     void set_basis(std::vector<int> cols, std::vector<int> rows);
     void forget_basis();
+    int resting_place(int j) const; // where column j is while not basic, VNT_BASIS_*
 
     void changed() { last = answer(); }
 

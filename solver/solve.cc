@@ -1,6 +1,7 @@
 #include "solver/solve.h"
 
 #include "solver/reformulation.h"
+#include "solver/solutionfile.h"
 
 #include <chrono>
 
@@ -98,25 +99,6 @@ static engine_params params_of(const parameter_set &set)
     return params;
 }
 
-static const char *status_text(int status)
-{
-    switch (status) {
-    case VNT_STAT_OPTIMAL: return "optimal";
-    case VNT_STAT_INFEASIBLE: return "infeasible";
-    case VNT_STAT_UNBOUNDED: return "unbounded";
-    case VNT_STAT_INFEASIBLE_OR_UNBOUNDED: return "infeasible or unbounded";
-    case VNT_STAT_ITERATION_LIMIT: return "iteration limit";
-    case VNT_STAT_TIME_LIMIT: return "time limit";
-    case VNT_STAT_NODE_LIMIT: return "node limit";
-    case VNT_STAT_SOLUTION_LIMIT: return "solution limit";
-    case VNT_STAT_STOPPED: return "stopped";
-    case VNT_STAT_OPTIMAL_TOLERANCE: return "optimal within the gap allowed";
-    case VNT_STAT_NUMERICAL: return "numerical trouble";
-    case VNT_STAT_CUTOFF: return "nothing better than the cutoff";
-    default: return "not solved";
-    }
-}
-
 static void report(vntenv &env, const answer &last)
 {
     if (env.parameters.getint(VNT_PARAM_LOG_LEVEL) == 0) return;
@@ -133,6 +115,9 @@ static void settle(vntlp &p, bool discrete)
 {
     answer &last = p.last;
     int cols = p.m.numcols();
+    if (last.status == VNT_STAT_INFEASIBLE || last.status == VNT_STAT_INFEASIBLE_OR_UNBOUNDED) {
+        for (auto *values : {&last.x, &last.pi, &last.dj, &last.slack}) values->clear();
+    }
     if (!last.x.empty()) {
         last.x.resize(cols);
         last.slack = p.m.slacks(last.x.data());

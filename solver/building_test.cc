@@ -1,0 +1,309 @@
+#include "solver/test_session.h"
+
+#include <limits>
+#include <random>
+
+static constexpr double infinity = VNT_INFINITY;
+
+// A model with every kind of row and column, in the lists that the calls take.
+struct building : session {
+    int64_t colbeg[4] = {0, 2, 2, 5};
+    int colcnt[4] = {2, 0, 3, 1};
+    int colind[6] = {0, 2, 3, 1, 0, 2}; // a column's rows in any order
+    double colval[6] = {1, -2.5, 3, 0.1, 1e-7, 5};
+    int64_t rowbeg[4] = {0, 2, 3, 5};
+    int rowind[6] = {2, 0, 2, 3, 0, 2}; // a row's columns likewise
+    double rowval[6] = {1e-7, 1, 0.1, 5, -2.5, 3};
+    double obj[4] = {1, 0, -2, 0.3}, lb[4] = {0, -infinity, -1, 2}, ub[4] = {infinity, 4, 1, 2};
+    double rhs[4] = {1, 2, 3, 4}, rng[4] = {0, 0, 0, -1.5};
+    const char *sense = "LGER";
+    const char *colname[4] = {"alpha", nullptr, "gamma", "delta"};
+    const char *rowname[4] = {"one", "two", nullptr, "four"};
+
+    VNTLPptr all_at_once()
+    {
+        VNTLPptr lp = problem();
+        EXPECT_EQ(VNTLcopylpwnames(env, lp, 4, 4, VNT_MAX, obj, rhs, sense, colbeg, colcnt, colind,
+                                   colval, lb, ub, rng, colname, rowname),
+                  0);
+        return lp;
+    }
+};
+
+TEST_F(building, AModelIsTheSameHoweverItIsBuilt)
+{
+    std::string expected = all_of(all_at_once());
+    EXPECT_NE(expected.find("alpha"), std::string::npos);
+
+    VNTLPptr bycol = problem();
+    ASSERT_EQ(VNTLnewrows(env, bycol, 4, rhs, sense, rng, rowname), 0);
+    ASSERT_EQ(VNTLaddcols(env, bycol, 4, 6, obj, colbeg, colind, colval, lb, ub, colname), 0);
+    ASSERT_EQ(VNTLchgobjsen(env, bycol, VNT_MAX), 0);
+    EXPECT_EQ(all_of(bycol), expected);
+
+    VNTLPptr byrow = problem();
+    ASSERT_EQ(VNTLnewcols(env, byrow, 4, obj, lb, ub, nullptr, colname), 0);
+    for (int i = 0; i < 4; i++) { // one by one, the last column's name in pieces
+        int64_t begin = 0, count = i < 3 ? rowbeg[i + 1] - rowbeg[i] : 1;
+        ASSERT_EQ(VNTLaddrows(env, byrow, 0, 1, count, &rhs[i], &sense[i], &begin,
+                              &rowind[rowbeg[i]], &rowval[rowbeg[i]], nullptr, &rowname[i]),
+                  0);
+    }
+    int last = 3;
+    ASSERT_EQ(VNTLchgrngval(env, byrow, 1, &last, &rng[3]), 0);
+    ASSERT_EQ(VNTLchgobjsen(env, byrow, VNT_MAX), 0);
+    EXPECT_EQ(all_of(byrow), expected);
+
+    VNTLPptr bycoef = problem();
+    ASSERT_EQ(VNTLnewcols(env, bycoef, 4, nullptr, lb, ub, nullptr, colname), 0);
+    ASSERT_EQ(VNTLnewrows(env, bycoef, 4, nullptr, sense, rng, rowname), 0);
+    for (int j = 0; j < 4; j++) {
+        for (int64_t k = colbeg[j]; k < colbeg[j] + colcnt[j]; k++) {
+            ASSERT_EQ(VNTLchgcoef(env, bycoef, colind[k], j, 77), 0); // replaced at once
+            ASSERT_EQ(VNTLchgcoef(env, bycoef, colind[k], j, colval[k]), 0);
+        }
+        ASSERT_EQ(VNTLchgcoef(env, bycoef, -1, j, obj[j]), 0);
+        ASSERT_EQ(VNTLchgcoef(env, bycoef, j, -1, rhs[j]), 0);
+    }
+    ASSERT_EQ(VNTLchgobjsen(env, bycoef, VNT_MAX), 0);
+    EXPECT_EQ(all_of(bycoef), expected);
+
+    int status = -1;
+    EXPECT_EQ(all_of(VNTLcloneprob(env, bycoef, &status)), expected);
+}
+
+TEST_F(building, DeletedRowsAndColumnsTakeTheirPartsAlong)
+{
+    VNTLPptr marked = all_at_once(), ranged = all_at_once();
+    int rowmarks[4] = {0, 1, 0, 0}, colmarks[4] = {1, 0, 7, 1}; // any other mark keeps
+    ASSERT_EQ(VNTLdelsetrows(env, marked, rowmarks), 0);
+    ASSERT_EQ(VNTLdelsetcols(env, marked, colmarks), 0);
+    EXPECT_EQ(std::vector<int>(rowmarks, rowmarks + 4), (std::vector<int>{0, -1, 1, 2}));
+    EXPECT_EQ(std::vector<int>(colmarks, colmarks + 4), (std::vector<int>{-1, 0, 1, -1}));
+    ASSERT_EQ(VNTLdelrows(env, ranged, 1, 1), 0);
+    ASSERT_EQ(VNTLdelcols(env, ranged, 3, 3), 0);
+    ASSERT_EQ(VNTLdelcols(env, ranged, 0, 0), 0);
+    EXPECT_EQ(all_of(marked), all_of(ranged));
+    EXPECT_EQ(VNTLgetnumnz(env, marked), 2);
+    double coef = 0;
+    ASSERT_EQ(VNTLgetcoef(env, marked, 2, 1, &coef), 0);
+    EXPECT_EQ(coef, 3);
+    EXPECT_EQ(name_of(marked, VNTLgetcolname, 1), "gamma");
+    int index = -1;
+    EXPECT_EQ(VNTLgetrowindex(env, marked, "four", &index), 0);
+    EXPECT_EQ(index, 2);
+    EXPECT_EQ(VNTLgetrowindex(env, marked, "two", &index), VNTERR_NAME_NOT_FOUND);
+}
+
+TEST_F(building, AWrongListIsRefusedAndChangesNothing)
+{
+    VNTLPptr lp = all_at_once();
+    std::string before = all_of(lp);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    int ok = 1, both[2] = {0, 4}, twice[2] = {2, 2};
+    int64_t zero = 0, back[2] = {1, 0};
+    double bad[2] = {1, nan}, fine[2] = {5, 6};
+    EXPECT_EQ(VNTLchgobj(env, lp, 2, both, fine), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLchgobj(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
+    EXPECT_EQ(VNTLchgrhs(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
+    EXPECT_EQ(VNTLchgobj(env, lp, 1, nullptr, fine), VNTERR_NULL_POINTER);
+    EXPECT_EQ(VNTLchgobj(env, lp, -1, &ok, fine), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(VNTLchgsense(env, lp, 2, twice, "EX"), VNTERR_BAD_SENSE);
+    EXPECT_EQ(VNTLchgbds(env, lp, 2, twice, "UX", fine), VNTERR_BAD_BOUND);
+    EXPECT_EQ(VNTLchgrngval(env, lp, 1, &ok, fine), VNTERR_BAD_SENSE);
+    EXPECT_EQ(VNTLchgctype(env, lp, 2, twice, "IX"), VNTERR_BAD_CTYPE);
+    EXPECT_EQ(VNTLchgcoef(env, lp, 4, 0, 1), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLchgcoef(env, lp, 0, 0, infinity * infinity * 1e300), VNTERR_BAD_NUMBER);
+    EXPECT_EQ(VNTLaddcols(env, lp, 1, 2, nullptr, &zero, twice, fine, nullptr, nullptr, nullptr),
+              VNTERR_DUPLICATE_ENTRY);
+    EXPECT_EQ(VNTLaddcols(env, lp, 2, 2, nullptr, back, both, fine, nullptr, nullptr, nullptr),
+              VNTERR_BAD_ARGUMENT);
+    const char *fresh = "fresh"; // a new column goes again with the row that is refused
+    EXPECT_EQ(VNTLaddrows(env, lp, 1, 1, 2, nullptr, "Q", &zero, both, fine, &fresh, nullptr),
+              VNTERR_BAD_SENSE);
+    EXPECT_EQ(VNTLdelcols(env, lp, 3, 4), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(
+        VNTLcopylp(env, lp, 4, 4, 0, obj, rhs, sense, colbeg, colcnt, colind, colval, lb, ub, rng),
+        VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(VNTLcopylp(env, lp, 4, 3, VNT_MIN, obj, rhs, sense, colbeg, colcnt, colind, colval,
+                         lb, ub, rng),
+              VNTERR_INDEX_RANGE);
+    EXPECT_EQ(all_of(lp), before);
+}
+
+TEST_F(building, AQueryTellsHowMuchSpaceItLacks)
+{
+    VNTLPptr lp = all_at_once();
+    int64_t surplus = 0, begin[4], count = -1;
+    int ind[6];
+    double val[6];
+    EXPECT_EQ(VNTLgetcols(env, lp, &count, begin, ind, val, 0, &surplus, 1, 3),
+              VNTERR_SPACE_TOO_SMALL);
+    EXPECT_EQ(surplus, -4);
+    EXPECT_EQ(VNTLgetcols(env, lp, &count, begin, ind, val, 6, &surplus, 1, 3), 0);
+    EXPECT_EQ(surplus, 2);
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(begin[2], 3);
+    EXPECT_EQ(VNTLgetrows(env, lp, nullptr, nullptr, nullptr, nullptr, 6, nullptr, 0, 3), 0);
+
+    // alpha, x2, gamma and their ends take 6 + 3 + 6 bytes.
+    char *names[3], store[15];
+    EXPECT_EQ(VNTLgetcolname(env, lp, names, store, 14, &surplus, 0, 2), VNTERR_SPACE_TOO_SMALL);
+    EXPECT_EQ(surplus, -1);
+    EXPECT_EQ(VNTLgetcolname(env, lp, names, store, 15, &surplus, 0, 2), 0);
+    EXPECT_STREQ(names[1], "x2");
+    EXPECT_STREQ(names[2], "gamma");
+    EXPECT_EQ(VNTLgetprobname(env, lp, store, 4, &surplus), VNTERR_SPACE_TOO_SMALL);
+    EXPECT_EQ(VNTLgetprobname(env, lp, store, 5, &surplus), 0);
+    EXPECT_STREQ(store, "test");
+
+    double x[4];
+    EXPECT_EQ(VNTLgetobj(env, lp, x, 3, 4), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLgetobj(env, lp, x, -1, 0), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLgetobj(env, lp, nullptr, 2, 1), 0) << "nothing is asked for";
+}
+
+TEST_F(building, NamesAreFoundWhereverTheyCameFrom)
+{
+    VNTLPptr lp = all_at_once();
+    int index = -1, second = 1;
+    EXPECT_EQ(VNTLgetcolindex(env, lp, "x2", &index), 0);
+    EXPECT_EQ(index, 1);
+    EXPECT_EQ(VNTLgetcolindex(env, lp, "x1", &index), VNTERR_NAME_NOT_FOUND) << "that is alpha";
+    EXPECT_EQ(VNTLgetcolindex(env, lp, "x5", &index), VNTERR_NAME_NOT_FOUND);
+    const char *name = "beta";
+    ASSERT_EQ(VNTLchgcolname(env, lp, 1, &second, &name), 0);
+    EXPECT_EQ(VNTLgetcolindex(env, lp, "beta", &index), 0);
+    EXPECT_EQ(VNTLgetcolindex(env, lp, "x2", &index), VNTERR_NAME_NOT_FOUND);
+    ASSERT_EQ(VNTLchgname(env, lp, 'r', 2, "three"), 0);
+    EXPECT_EQ(name_of(lp, VNTLgetrowname, 2), "three");
+    ASSERT_EQ(VNTLdelnames(env, lp), 0);
+    EXPECT_EQ(name_of(lp, VNTLgetrowname, 2), "c3");
+    EXPECT_EQ(VNTLgetcolindex(env, lp, "beta", &index), VNTERR_NAME_NOT_FOUND);
+}
+
+TEST_F(building, AProblemsHandleIsGoodInItsEnvironmentUntilItIsFreed)
+{
+    VNTLPptr lp = all_at_once(), copy = lp;
+    VNTENVptr other = VNTLopenVANTO(nullptr);
+    EXPECT_EQ(VNTLchgobjsen(other, lp, VNT_MIN), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLgetnumcols(other, lp), 0);
+    EXPECT_EQ(VNTLchgobjsen(env, nullptr, VNT_MIN), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLfreeprob(env, &lp), 0);
+    EXPECT_EQ(lp, nullptr);
+    EXPECT_EQ(VNTLfreeprob(env, &copy), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLgetobj(env, copy, nullptr, 0, 0), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLcloseVANTO(&other), 0);
+}
+
+TEST_F(building, TypesOfColumnsMakeAMip)
+{
+    VNTLPptr lp = all_at_once();
+    char types[5] = "";
+    EXPECT_EQ(VNTLgetctype(env, lp, types, 0, 3), VNTERR_NOT_MIP);
+    int which[2] = {0, 2};
+    ASSERT_EQ(VNTLchgctype(env, lp, 2, which, "IB"), 0);
+    EXPECT_EQ(VNTLgetprobtype(env, lp), VNT_PROB_MIP);
+    ASSERT_EQ(VNTLgetctype(env, lp, types, 0, 3), 0);
+    EXPECT_STREQ(types, "ICBC");
+    double bound = -1;
+    ASSERT_EQ(VNTLgetlb(env, lp, &bound, 2, 2), 0);
+    EXPECT_EQ(bound, 0) << "a binary column is between 0 and 1";
+    EXPECT_EQ(VNTLgetnumint(env, lp) + 10 * VNTLgetnumbin(env, lp), 11);
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_LP), 0);
+    EXPECT_EQ(VNTLgetnumint(env, lp), 0);
+    EXPECT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_QP), VNTERR_NOT_SUPPORTED);
+    EXPECT_EQ(VNTLchgprobtype(env, lp, 77), VNTERR_BAD_ARGUMENT);
+}
+
+// The matrix against a plain table, under a random mix of all that can change it.
+TEST(Matrix, AgreesWithATableAfterAnyChanges)
+{
+    std::mt19937 random(7);
+    auto below = [&](int n) { return static_cast<int>(random() % n); };
+    matrix m;
+    std::vector<std::vector<double>> table; // by column
+    int rows = 0;
+    for (int step = 0; step < 400; step++) {
+        int cols = static_cast<int>(table.size());
+        std::vector<int> index;
+        std::vector<double> value;
+        int64_t begin = 0;
+        switch (below(6)) {
+        case 0: // a column, its rows descending
+            for (int i = rows - 1; i >= 0; i--) {
+                if (below(2) != 0) continue;
+                index.push_back(i);
+                value.push_back(below(5) - 1);
+            }
+            m.append_cols({1, static_cast<int64_t>(index.size()), &begin, nullptr, index.data(),
+                           value.data()});
+            table.emplace_back(rows, 0);
+            for (size_t k = 0; k < index.size(); k++)
+                table.back()[index[k]] = value[k];
+            break;
+        case 1: // a row
+            for (int j = 0; j < cols; j++) {
+                index.push_back(cols - 1 - j);
+                value.push_back(below(4));
+            }
+            m.append_rows({1, cols, &begin, nullptr, index.data(), value.data()});
+            for (int j = 0; j < cols; j++)
+                table[index[j]].push_back(value[j]);
+            rows++;
+            break;
+        case 2:
+        case 3:
+            if (rows == 0 || cols == 0) break;
+            for (int k = 0; k < 3; k++) {
+                int i = below(rows), j = below(cols);
+                double v = below(3);
+                m.set(i, j, v);
+                table[j][i] = v;
+            }
+            break;
+        case 4: { // some columns go
+            std::vector<int> place(cols);
+            std::vector<std::vector<double>> left;
+            for (int j = 0; j < cols; j++) {
+                place[j] = below(8) == 0 ? -1 : static_cast<int>(left.size());
+                if (place[j] >= 0) left.push_back(table[j]);
+            }
+            m.keep_cols(place, static_cast<int>(left.size()));
+            table = left;
+            break;
+        }
+        default: { // some rows go
+            std::vector<int> place(rows);
+            int left = 0;
+            for (int &p : place)
+                p = below(8) == 0 ? -1 : left++;
+            m.keep_rows(place, left);
+            for (auto &column : table) {
+                for (int i = 0; i < rows; i++) {
+                    if (place[i] >= 0) column[place[i]] = column[i];
+                }
+                column.resize(left);
+            }
+            rows = left;
+        }
+        }
+        ASSERT_EQ(m.rows(), rows);
+        ASSERT_EQ(m.cols(), static_cast<int>(table.size()));
+        if (below(3) != 0) continue; // let changes pile up
+        matrix_view across = m.by_row();
+        int64_t entries = 0;
+        for (int i = 0; i < rows; i++) {
+            int64_t k = across.begin[i];
+            for (int j = 0; j < m.cols(); j++) {
+                ASSERT_EQ(m.get(i, j), table[j][i]) << i << " " << j << " step " << step;
+                if (table[j][i] == 0) continue;
+                entries++;
+                ASSERT_EQ(across.index[k], j);
+                ASSERT_EQ(across.value[k++], table[j][i]);
+            }
+            ASSERT_EQ(k, across.begin[i + 1]);
+        }
+        ASSERT_EQ(m.entries(), entries);
+    }
+}
