@@ -120,6 +120,21 @@ enum {
     VNT_METHOD_NETWORK = 5
 };
 
+// Qualities of a solution: the greatest magnitude among values of one kind.  Plus VNT_QUALITY_SUM it
+// is the sum of their magnitudes, plus VNT_QUALITY_WHERE, which is an int, the place of the
+// greatest.  Primal infeasibilities are those of the rows and then of the columns.
+enum {
+    VNT_QUALITY_WHERE = 1,
+    VNT_QUALITY_SUM = 2,
+    VNT_QUALITY_MAX_PRIMAL_INFEASIBILITY = 4,
+    VNT_QUALITY_MAX_DUAL_INFEASIBILITY = 8,
+    VNT_QUALITY_MAX_INTEGER_INFEASIBILITY = 12,
+    VNT_QUALITY_MAX_X = 16,
+    VNT_QUALITY_MAX_SLACK = 20,
+    VNT_QUALITY_MAX_PI = 24,
+    VNT_QUALITY_MAX_REDUCED_COST = 28
+};
+
 // The place of a column or row in a basis.
 enum { VNT_BASIS_LOWER = 0, VNT_BASIS_BASIC = 1, VNT_BASIS_UPPER = 2, VNT_BASIS_FREE = 3 };
 
@@ -408,7 +423,8 @@ int VNTLpperwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str, double e
 int VNTLpreslvwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str, double *objoff_p);
 int VNTLdualwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str, double *objshift_p);
 
-// Parameters; whichparam is VNT_PARAM_*.
+// Parameters; whichparam is VNT_PARAM_*.  Texts and names need room for 4096 bytes, their
+// terminator included.
 int VNTLsetdefaults(VNTENVptr env);
 int VNTLsetintparam(VNTENVptr env, int whichparam, int newvalue);
 int VNTLsetlongparam(VNTENVptr env, int whichparam, int64_t newvalue);

@@ -26,6 +26,7 @@ static void read_problem(vntenv &e, vntlp &p, const char *name, const char *cont
     if (!mps_kind(kind) && kind != "lp") unknown_kind(kind);
     std::string text = file_contents(name, contents, length);
     model m = mps_kind(kind) ? mps_read(text, &remarks) : lp_read(text, &remarks);
+    if (m.name.empty()) m.name = p.m.name;
     p.replace(std::move(m));
     if (!remarks.empty()) e.say(CHANNEL_WARNING, remarks);
 }

@@ -236,7 +236,7 @@ TEST_F(model_files, AFileWithAFlippedByteIsReadOrRefused)
             if (k % 5 == 0) bad.resize(random() % bad.size());
             VNTLPptr into = problem();
             int status = read(into, bad, name == "m.lp" ? "lp" : "mps");
-            if (status != 0) ASSERT_EQ(VNTLgetnumcols(env, into), 0);
+            ASSERT_TRUE(status == 0 || VNTLgetnumcols(env, into) == 0);
             ASSERT_EQ(VNTLfreeprob(env, &into), 0);
         }
     }

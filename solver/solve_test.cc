@@ -1,0 +1,331 @@
+#include "solver/test_session.h"
+
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+struct solving : session {
+    // The duality of an optimal basis: objective, feasibility and reduced costs fit together.
+    void expect_optimal(VNTLPptr lp, double optimum)
+    {
+        EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
+        EXPECT_NEAR(objective(lp), optimum, 1e-6 * std::max(1.0, std::fabs(optimum)));
+        int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp);
+        std::vector<double> x(cols), infeasible(std::max(cols, rows));
+        ASSERT_EQ(VNTLgetx(env, lp, x.data(), 0, cols - 1), 0);
+        EXPECT_NEAR(VNTLEobjfromx(env, lp, x.data()), objective(lp), 1e-9 * std::fabs(optimum));
+        for (bool ofrows : {true, false}) {
+            auto *ask = ofrows ? VNTLgetrowinfeas : VNTLgetcolinfeas;
+            int count = ofrows ? rows : cols;
+            ASSERT_EQ(ask(env, lp, x.data(), infeasible.data(), 0, count - 1), 0);
+            for (int i = 0; i < count; i++)
+                EXPECT_NEAR(infeasible[i], 0, 1e-5);
+        }
+    }
+};
+
+TEST_F(solving, EveryMethodFindsTheOptimum)
+{
+    VNTLPptr lp = problem_of_file("afiro.mps");
+    for (auto *method : {VNTLlpopt, VNTLprimopt, VNTLdualopt, VNTLbaropt}) {
+        VNTLPptr fresh = VNTLcloneprob(env, lp, nullptr);
+        ASSERT_EQ(method(env, fresh), 0);
+        expect_optimal(fresh, -464.7531428571);
+        int found = 0, kind = 0, primal = 0, dual = 0;
+        ASSERT_EQ(VNTLsolninfo(env, fresh, &found, &kind, &primal, &dual), 0);
+        EXPECT_EQ(kind, VNT_SOLUTION_BASIC);
+        EXPECT_EQ(primal + dual, 2);
+        EXPECT_EQ(found, method == VNTLprimopt  ? VNT_METHOD_PRIMAL
+                         : method == VNTLbaropt ? VNT_METHOD_BARRIER
+                                                : VNT_METHOD_DUAL);
+    }
+    EXPECT_NE(heard[CHANNEL_RESULTS].find("Optimal, objective -464.753142857"), std::string::npos);
+    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_NOT_MIP);
+}
+
+TEST_F(solving, TheAnswersOfALinearProblemFitTogether)
+{
+    VNTLPptr lp = problem_of_file("israel.mps");
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, -896644.82186);
+    int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp), status = 0;
+    std::vector<double> x(cols), dj(cols), found(cols), pi(rows), slack(rows), activity(rows);
+    ASSERT_EQ(VNTLsolution(env, lp, &status, nullptr, x.data(), pi.data(), slack.data(), dj.data()),
+              0);
+    ASSERT_EQ(VNTLdjfrompi(env, lp, pi.data(), found.data()), 0);
+    for (int j = 0; j < cols; j++)
+        EXPECT_NEAR(dj[j], found[j], 1e-6 * (1 + std::fabs(dj[j])));
+    std::vector<double> rhs(rows), again(rows);
+    ASSERT_EQ(VNTLgetrhs(env, lp, rhs.data(), 0, rows - 1), 0);
+    ASSERT_EQ(VNTLgetax(env, lp, activity.data(), 0, rows - 1), 0);
+    for (int i = 0; i < rows; i++)
+        EXPECT_EQ(rhs[i] - activity[i], slack[i]);
+    ASSERT_EQ(VNTLslackfromx(env, lp, x.data(), again.data()), 0);
+    EXPECT_EQ(slack, again);
+    double most = 1;
+    ASSERT_EQ(VNTLgetdblquality(env, lp, &most, VNT_QUALITY_MAX_PRIMAL_INFEASIBILITY), 0);
+    EXPECT_LT(most, 1e-5);
+    ASSERT_EQ(VNTLgetdblquality(env, lp, &most, VNT_QUALITY_MAX_X), 0);
+    EXPECT_EQ(most, *std::max_element(x.begin(), x.end()));
+}
+
+TEST_F(solving, AChangeTakesTheAnswerAwayAndLeavesTheBasis)
+{
+    VNTLPptr lp = problem_from("max\n x + 2 y\nst\n c: x + y <= 4\n d: x - y <= 1\nend\n");
+    double value = 0, one = 1, five = 5;
+    int row = 0;
+    EXPECT_EQ(VNTLgetx(env, lp, &value, 0, 0), VNTERR_NO_SOLUTION);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    ASSERT_EQ(VNTLchgrhs(env, lp, 1, &row, &five), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_NONE);
+    EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
+    EXPECT_EQ(VNTLEcangetbase(env, lp), 1);
+    ASSERT_EQ(VNTLnewcols(env, lp, 1, &one, nullptr, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLnewrows(env, lp, 1, &one, "L", nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLchgcoef(env, lp, 2, 2, 1), 0);
+    EXPECT_EQ(VNTLEcangetbase(env, lp), 1) << "it was fitted";
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, 11);
+    ASSERT_EQ(VNTLdelrows(env, lp, 0, 0), 0); // a row that is not basic takes the basis along
+    EXPECT_EQ(VNTLEcangetbase(env, lp), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_UNBOUNDED);
+    double ray[3];
+    ASSERT_EQ(VNTLgetray(env, lp, ray), 0);
+    EXPECT_GT(ray[0] + 2 * ray[1] + ray[2], 0);
+}
+
+TEST_F(solving, AnInfeasibleProblemIsProvedToBe)
+{
+    VNTLPptr lp = problem_of_file("woodinfe.mps");
+    ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_PRESOLVE, 0), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_INFEASIBLE);
+    double value = 0;
+    EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
+    std::vector<double> y(VNTLgetnumrows(env, lp));
+    double proof = -1;
+    ASSERT_EQ(VNTLdualfarkas(env, lp, y.data(), &proof), 0);
+    EXPECT_GT(proof, 0);
+}
+
+struct mip_case {
+    const char *file;
+    double optimum;
+};
+struct solving_mips : solving, testing::WithParamInterface<mip_case> {};
+
+TEST_P(solving_mips, FindTheOptimum)
+{
+    VNTLPptr lp = problem_of_file(GetParam().file);
+    EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_NOT_LP);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_NEAR(objective(lp), GetParam().optimum, 1e-6 * std::fabs(GetParam().optimum));
+    double bound = 0, gap = 1;
+    ASSERT_EQ(VNTLgetbestobjval(env, lp, &bound), 0);
+    ASSERT_EQ(VNTLgetmiprelgap(env, lp, &gap), 0);
+    EXPECT_LE(gap, 1e-6);
+    int last = VNTLgetsolnpoolnumsolns(env, lp) - 1;
+    ASSERT_GE(last, 0);
+    ASSERT_EQ(VNTLgetsolnpoolobjval(env, lp, last, &bound), 0);
+    EXPECT_NEAR(bound, objective(lp), 1e-9 * std::fabs(bound)) << "the best comes last";
+
+    // Its discrete columns fixed, the continuous problem has the same optimum; then all is as
+    // before.
+    std::string before = all_of(lp);
+    double optimum = objective(lp);
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_FIXED_MIP), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_NEAR(objective(lp), optimum, 1e-6 * std::fabs(optimum));
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_MIP), 0);
+    EXPECT_EQ(all_of(lp), before);
+    // The relaxation is no worse.
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_LP), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_LE(objective(lp), optimum + 1e-6 * std::fabs(optimum));
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, solving_mips,
+                         testing::Values(mip_case{"p0033.mps", 3089},
+                                         mip_case{"egout.mps", 568.1007},
+                                         mip_case{"stein27.mps", 18}),
+                         [](const auto &info) {
+                             std::string name = info.param.file;
+                             return name.substr(0, name.find('.'));
+                         });
+
+TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBounds)
+{
+    VNTLPptr lp = problem_of_file("semi-continuous.lp");
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    expect_optimal(lp, 8.2233333333);
+    VNTLPptr zero = problem_from("min\n x + y\nst\n c: x + 0.6 y >= 1\nbounds\n 2 <= x <= 3\n"
+                                 "semi-continuous\n x\nend\n");
+    ASSERT_EQ(VNTLmipopt(env, zero), 0);
+    expect_optimal(zero, 1 / 0.6);
+    double x = -1;
+    ASSERT_EQ(VNTLgetx(env, zero, &x, 0, 0), 0);
+    EXPECT_EQ(x, 0);
+    VNTLPptr unbounded = problem_from("min\n x\nst\n c: x >= 1\nbounds\n x >= 2\nsemis\n x\nend\n");
+    EXPECT_EQ(VNTLmipopt(env, unbounded), VNTERR_NOT_SUPPORTED);
+    EXPECT_NE(heard[CHANNEL_ERROR].find("\"x\""), std::string::npos);
+}
+
+TEST_F(solving, MipStartsAreKeptAndAskedFor)
+{
+    VNTLPptr lp = problem_of_file("p0033.mps");
+    int64_t begin[] = {0, 2}, back[2], count = 0, surplus = 0;
+    int index[] = {3, 1, 5}, effort[] = {1, 0}, which = 0, ind[3], marks[] = {1, 0};
+    double value[] = {1, 0, 1}, val[3];
+    const char *names[] = {"first", nullptr};
+    ASSERT_EQ(VNTLaddmipstarts(env, lp, 2, 3, begin, index, value, effort, names), 0);
+    EXPECT_EQ(VNTLgetmipstarts(env, lp, &count, back, ind, val, nullptr, 2, &surplus, 0, 1),
+              VNTERR_SPACE_TOO_SMALL);
+    EXPECT_EQ(surplus, -1);
+    ASSERT_EQ(VNTLgetmipstarts(env, lp, &count, back, ind, val, nullptr, 3, &surplus, 0, 1), 0);
+    EXPECT_EQ(back[1], 2);
+    EXPECT_EQ(ind[2], 5);
+    EXPECT_EQ(VNTLgetmipstartindex(env, lp, "m2", &which), 0);
+    EXPECT_EQ(which, 1);
+    ASSERT_EQ(VNTLdelcols(env, lp, 1, 1), 0); // the starts forget it too
+    ASSERT_EQ(VNTLdelsetmipstarts(env, lp, marks), 0);
+    EXPECT_EQ(VNTLgetnummipstarts(env, lp), 1);
+    ASSERT_EQ(VNTLgetmipstarts(env, lp, &count, back, ind, val, nullptr, 3, &surplus, 0, 0), 0);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(ind[0], 4);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+}
+
+// What a running solve calls back.
+struct watched : solving {
+    std::atomic<int> polls = 0, pauses = 0;
+    volatile int terminate = 0;
+    int stopafter = 0; // pauses, 0 for never
+    uint64_t lasttick = 0;
+    int64_t columns = -1;
+    int rc = -1;
+    vntmipprogress seen = {};
+    double inject = 0;
+
+    void SetUp() override
+    {
+        solving::SetUp();
+        ASSERT_EQ(VNTEsetterminatefunc(env, poll, this), 0);
+        ASSERT_EQ(VNTEsetpausecallbackfunc(env, pause, this), 0);
+        ASSERT_EQ(VNTLEsetasyncterminate(env, &terminate), 0);
+    }
+    static int poll(VNTENVptr, void *data)
+    {
+        static_cast<watched *>(data)->polls++;
+        return 0;
+    }
+    static int pause(VNTENVptr env, void *cbdata, uint64_t ticks, void *data)
+    {
+        watched &w = *static_cast<watched *>(data);
+        EXPECT_GE(ticks, w.lasttick);
+        w.lasttick = ticks;
+        w.pauses++;
+        std::vector<double> x(std::max<int64_t>(w.columns, 1));
+        w.seen.sol = x.data();
+        w.rc = VNTEgetasyncmipprogress(env, cbdata, static_cast<int>(w.columns), &w.seen, 4711);
+        EXPECT_EQ(VNTEgetasyncmipprogress(env, &w, 0, &w.seen, 0), VNTERR_BAD_ARGUMENT);
+        EXPECT_EQ(VNTLgetnumcols(env, nullptr), 0);
+        EXPECT_EQ(VNTLsetdefaults(env), VNTERR_SOLVING) << "nothing changes under a solve";
+        if (w.inject != 0) {
+            EXPECT_EQ(VNTEasyncprogressinject(env, cbdata, w.inject, 1, 1e75), 0);
+        }
+        return w.stopafter != 0 && w.pauses >= w.stopafter ? 13 : 0;
+    }
+};
+
+TEST_F(watched, ASolveCallsBackAndTellsItsProgress)
+{
+    VNTLPptr lp = problem_of_file("25fv47.mps");
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, 5501.8458883);
+    EXPECT_GT(pauses, 10);
+    EXPECT_GE(polls, 100) << "bursts reach a handler that acts on every 100th call";
+    EXPECT_EQ(rc, 0) << "a continuous problem tells its progress too";
+    EXPECT_EQ(seen.incumbent, 4711) << "the reference, without an incumbent";
+    EXPECT_EQ(seen.solcount, 0);
+    EXPECT_EQ(seen.gap, 1e75);
+    double ticks = 0;
+    ASSERT_EQ(VNTLgetdettime(env, &ticks), 0);
+    EXPECT_GE(ticks, static_cast<double>(lasttick));
+    EXPECT_EQ(VNTEgetasyncmipprogress(env, this, 0, &seen, 0), VNTERR_BAD_ARGUMENT)
+        << "only from inside the callback";
+}
+
+TEST_F(watched, ASolveEndsWhenItIsTold)
+{
+    VNTLPptr lp = problem_of_file("25fv47.mps");
+    stopafter = 20;
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_STOPPED);
+    stopafter = 0;
+    lasttick = 0; // each solve counts from 0
+    terminate = 1;
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_STOPPED);
+    terminate = 0;
+    lasttick = 0;
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, 5501.8458883);
+}
+
+TEST_F(watched, ASearchTellsItsIncumbentAndKeepsItWhenStopped)
+{
+    VNTLPptr lp = problem_of_file("misc07.mps");
+    columns = VNTLgetnumcols(env, lp);
+    struct stop_at_solution {
+        static int pause(VNTENVptr env, void *cbdata, uint64_t ticks, void *data)
+        {
+            watched &w = *static_cast<watched *>(data);
+            watched::pause(env, cbdata, ticks, data);
+            return w.seen.solcount > 0 && w.seen.phase == 1 ? 13 : 0;
+        }
+    };
+    ASSERT_EQ(VNTEsetpausecallbackfunc(env, stop_at_solution::pause, this), 0);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_STOPPED);
+    EXPECT_EQ(seen.solcount, columns);
+    EXPECT_LE(seen.bound, seen.incumbent + 1e-9);
+    EXPECT_NEAR(objective(lp), seen.incumbent, 1e-6 * std::fabs(seen.incumbent));
+}
+
+TEST_F(watched, AnInjectedObjectiveCutsOffWhatIsNoBetter)
+{
+    VNTLPptr lp = problem_of_file("p0033.mps");
+    inject = 3000; // the optimum is 3089
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_CUTOFF);
+}
+
+TEST_F(watched, OtherThreadsFindTheEnvironmentBusy)
+{
+    VNTLPptr lp = problem_of_file("25fv47.mps");
+    struct held {
+        std::atomic<bool> inside = false, go = false;
+        static int pause(VNTENVptr, void *, uint64_t, void *data)
+        {
+            held &h = *static_cast<held *>(data);
+            h.inside = true;
+            h.inside.notify_all();
+            h.go.wait(false);
+            return 0;
+        }
+    } h;
+    ASSERT_EQ(VNTEsetpausecallbackfunc(env, held::pause, &h), 0);
+    std::thread solver([&] { EXPECT_EQ(VNTLlpopt(env, lp), 0); });
+    h.inside.wait(false);
+    VNTLPptr copy = lp;
+    VNTENVptr same = env;
+    EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_SOLVING);
+    EXPECT_EQ(VNTLfreeprob(env, &copy), VNTERR_SOLVING);
+    EXPECT_EQ(VNTLcloseVANTO(&same), VNTERR_SOLVING);
+    EXPECT_EQ(VNTLgetnumcols(env, lp), 0);
+    h.go = true;
+    h.go.notify_all();
+    solver.join();
+    EXPECT_EQ(VNTLgetnumcols(env, lp), 1571);
+}
