@@ -1,6 +1,7 @@
 #include "handler/worker_double.h"
 
 #include "handler/registry.h"
+#include "test/allocations.h"
 #include "worker/log.h"
 
 #include <gtest/gtest.h>
@@ -126,6 +127,47 @@ TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
     EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
     w.release(0); // the server stops
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
+}
+
+// A handler that is made and taken down again.
+static int create_one()
+{
+    handler *h = nullptr;
+    const int rc = vntmsg_getfactory()->create(&h, nullptr);
+    if (rc == 0)
+        h->ops.destroy(h);
+    else
+        EXPECT_EQ(h, nullptr);
+    return rc;
+}
+
+TEST(Memory, ShortInCreationLeavesNothingBehind)
+{
+    EXPECT_EQ(allocations_fail_each(0, MESSAGE_NOMEMORY, create_one), 2);
+}
+
+TEST(Memory, ShortInOpeningClosesTheEnvironmentAgain)
+{
+    worker_double w;
+    vntmsg_OPENVANTO_REQ request = {nullptr, VNTMESSAGEID_OPENVANTO_REQ, 0};
+    allocations_fail_after(0);
+    EXPECT_EQ(w.h->ops.handle(w.h, &request, nullptr), 0);
+    EXPECT_EQ(w.hear(), "OPENVANTO_RES 1001 -");
+    EXPECT_EQ(solver.calls, " close");
+    EXPECT_EQ(w.h->env, nullptr);
+}
+
+TEST(Memory, ShortInQueueingInfoIsTheSendersToKnow)
+{
+    worker_double w;
+    w.ask("OPENVANTO_REQ 0");
+    w.ask("DISCONNECT_REQ");
+    w.release(w.parked());
+    const int32_t value = 1;
+    EXPECT_EQ(
+        allocations_fail_each(0, 1001, [&] { return VNTsendinfoint(double_env, 0, 1, &value); }),
+        3);
+    EXPECT_EQ(w.ask("RECONNECT_REQ"), "INFO 0 0 [1]");
 }
 
 TEST(Registry, FindsManyEnvironmentsAndFreesItsStorageWithTheLast)
