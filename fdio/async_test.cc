@@ -12,6 +12,13 @@
 #include <aio.h>
 #include <fcntl.h>
 
+// The thread sanitizer does not know threads that the C library makes for notifications.
+#ifdef __SANITIZE_THREAD__
+static constexpr bool notification_threads = false;
+#else
+static constexpr bool notification_threads = true;
+#endif
+
 // Counts calls and lets the test wait for them.
 struct bell {
     std::mutex lock;
@@ -168,6 +175,7 @@ TEST(Async, AReadBeforeTheAnnouncementWaitsForItsByte)
 
 TEST(Async, ANotificationThreadCallsBackAndItsByteIsReadFirst)
 {
+    if (!notification_threads) GTEST_SKIP();
     stream_end s(0);
     bell b;
     for (int i = 1; i <= 3; i++) {
@@ -192,7 +200,8 @@ struct server {
 
 TEST(Async, ACallbackMayServeAndStartAgain)
 {
-    for (int uselistener : {0, 1}) {
+    for (int uselistener : {1, 0}) {
+        if (uselistener == 0 && !notification_threads) break;
         stream_end s(uselistener);
         server served;
         ASSERT_EQ(s.near->ops.startasync(s.near, server::serve, &served), 0);
@@ -213,6 +222,7 @@ TEST(Async, DestroyingAnArmedTransportClosesItsSocketAtOnce)
     transport_callback none = nullptr, nothing = [](transport *, void *) {};
     for (transport_callback callback : {none, nothing})
         for (int nothreads : {0, 1}) {
+            if (callback != none && nothreads == 1 && !notification_threads) continue;
             int fds[2];
             ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
             transport t = {};
