@@ -4,7 +4,6 @@
 #include "worker/log.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <unistd.h>
 
 async_record globalasync = {
@@ -31,12 +30,6 @@ static constexpr int STOP_SOLVING = 13;
 static int32_t termcount; // terminate messages in a row, while a call runs
 static int32_t pollsinglethreaded;
 static uint32_t pollcount;
-
-#define async_fatal(...)                                                                           \
-    do {                                                                                           \
-        log_line(LOG_ERROR, __VA_ARGS__);                                                          \
-        abort();                                                                                   \
-    } while (false)
 
 int async_setup(handler *const *dispatchers, int32_t count)
 {
@@ -78,10 +71,10 @@ int async_isasync(void)
 
 void async_start(transport *t)
 {
-    if (async_isasync()) async_fatal("nested async_start()\n");
+    if (async_isasync()) log_fatal("nested async_start()\n");
     const bool polling = t->ops.mustpoll(t) != 0;
     const int rc = t->ops.startasync(t, polling ? nullptr : asynccallback, &globalasync);
-    if (rc != 0) async_fatal("Failed to start async: %d\n", rc);
+    if (rc != 0) log_fatal("Failed to start async: %d\n", rc);
     mode_set(polling ? ASYNC_POLLING : ASYNC_LISTENER);
 }
 
@@ -91,7 +84,7 @@ int async_stop(void)
     const int32_t mode = globalasync.mode;
     if (mode != ASYNC_POLLING && mode != ASYNC_LISTENER) {
         pthread_mutex_unlock(&globalasync.lock);
-        async_fatal("async_stop() without async_start()\n");
+        log_fatal("async_stop() without async_start()\n");
     }
     if (mode == ASYNC_LISTENER) {
         globalasync.mode = ASYNC_LISTENER_STOPPED;
@@ -106,8 +99,8 @@ int async_stop(void)
 
 void async_setresult(int64_t value)
 {
-    if (mode_get() != ASYNC_POLLING) async_fatal("async_setresult() called in wrong mode!\n");
-    if (globalasync.result != 0) async_fatal("nested call to async_setresult()\n");
+    if (mode_get() != ASYNC_POLLING) log_fatal("async_setresult() called in wrong mode!\n");
+    if (globalasync.result != 0) log_fatal("nested call to async_setresult()\n");
     globalasync.result = value;
 }
 
@@ -139,7 +132,7 @@ static void serve(transport *t)
 {
     void *message = nullptr;
     int rc = t->ops.recvmsg(t, &message);
-    if (rc != 0) async_fatal("Failed to receive message: %d\n", rc);
+    if (rc != 0) log_fatal("Failed to receive message: %d\n", rc);
     const uint32_t id = message_id(message);
     if (id == VNTMESSAGEID_TERMINATE) {
         if (termcount < INT32_MAX) termcount++;
@@ -149,7 +142,7 @@ static void serve(transport *t)
     if (dispatch(message) != -1) return;
     const vntmsg_UNKNOWN unknown = {nullptr, VNTMESSAGEID_UNKNOWN, static_cast<int32_t>(id)};
     rc = t->ops.sendmsg(t, &unknown);
-    if (rc != 0) async_fatal("Failed to send message: %d\n", rc);
+    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
 }
 
 // Listener mode.
@@ -170,19 +163,19 @@ static void listen_again(transport *t, int32_t generation)
     if (globalasync.mode == ASYNC_LISTENER && globalasync.generation == generation)
         rc = t->ops.startasync(t, asynccallback, &globalasync);
     pthread_mutex_unlock(&globalasync.lock);
-    if (rc != 0) async_fatal("Failed to start async: %d\n", rc);
+    if (rc != 0) log_fatal("Failed to start async: %d\n", rc);
 }
 
 void asynccallback(transport *t, void *)
 {
     int rc = pthread_mutex_lock(&asynccallbackmutex);
-    if (rc != 0) async_fatal("Failed to lock mutex: %d\n", rc);
-    if (mode_get() != ASYNC_LISTENER) async_fatal("async_callback() called in synchronous mode!\n");
+    if (rc != 0) log_fatal("Failed to lock mutex: %d\n", rc);
+    if (mode_get() != ASYNC_LISTENER) log_fatal("async_callback() called in synchronous mode!\n");
     const int32_t generation = generation_get();
     serve(t);
     listen_again(t, generation);
     rc = pthread_mutex_unlock(&asynccallbackmutex);
-    if (rc != 0) async_fatal("Failed to unlock mutex: %d\n", rc);
+    if (rc != 0) log_fatal("Failed to unlock mutex: %d\n", rc);
 }
 
 static void block_listener(void)
@@ -200,15 +193,15 @@ int async_poll(transport *t)
 {
     const int32_t mode = mode_get();
     if (mode != ASYNC_POLLING && mode != ASYNC_POLLING_STOPPED)
-        async_fatal("async_poll() called in wrong mode [%d]!\n", mode);
+        log_fatal("async_poll() called in wrong mode [%d]!\n", mode);
     int pending = 0;
     int rc = t->ops.checkinput(t, &pending);
-    if (rc != 0) async_fatal("checkinput() gave %d\n", rc);
+    if (rc != 0) log_fatal("checkinput() gave %d\n", rc);
     if (pending == 0) return 0;
     serve(t);
     if (mode_get() != ASYNC_POLLING) return 1;
     rc = t->ops.startasync(t, nullptr, &globalasync);
-    if (rc != 0) async_fatal("Failed to restart async: %d\n", rc);
+    if (rc != 0) log_fatal("Failed to restart async: %d\n", rc);
     return 1;
 }
 
@@ -228,7 +221,7 @@ int async_block(transport *t)
     case ASYNC_LISTENER_STOPPED: block_listener(); return 0;
     case ASYNC_POLLING:
     case ASYNC_POLLING_STOPPED: block_polling(t); return 1;
-    default: async_fatal("async_block() called while no operation was running!\n");
+    default: log_fatal("async_block() called while no operation was running!\n");
     }
 }
 

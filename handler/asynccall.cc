@@ -125,9 +125,7 @@ static void acknowledge(handler_frame *frame, uint32_t requestid, int32_t flags)
 static void lock_callbacks(void)
 {
     const int rc = pthread_mutex_lock(&asynccallbackmutex);
-    if (rc == 0) return;
-    log_line(LOG_ERROR, "Failed to lock mutex: %d\n", rc);
-    abort();
+    if (rc != 0) log_fatal("Failed to lock mutex: %d\n", rc);
 }
 
 int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNTENVptr env,

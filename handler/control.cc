@@ -8,7 +8,6 @@
 #include "worker/log.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <unistd.h>
 
 // Forwards the four channels of the environment.  They stay silent until the caller asks for them.
@@ -124,10 +123,7 @@ int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
     const vntmsg_DISCONNECT_RES response = {nullptr, VNTMESSAGEID_DISCONNECT_RES};
     // Parked, a worker whose client never learnt of it would wait for good.
     const int rc = h->io->ops.sendmsg(h->io, &response);
-    if (rc != 0) {
-        log_line(LOG_ERROR, "Failed to send message: %d\n", rc);
-        abort();
-    }
+    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
     vnthandler_disconnect();
     return 0;
 }
