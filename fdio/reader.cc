@@ -155,31 +155,42 @@ struct string_head {
     uint32_t present;
     uint32_t length; // bytes that follow
 };
+static constexpr size_t HEAD = 8; // bytes on the wire
+
+static string_head parsehead(const unsigned char *bytes)
+{
+    uint32_t present = wire_get<uint32_t>(bytes);
+    return {present, present != 0 ? wire_get<uint32_t>(bytes + 4) : 0};
+}
 
 static int readhead(fdio *f, string_head *head)
 {
-    unsigned char bytes[8];
+    unsigned char bytes[HEAD];
     int rc = fill(f, bytes, sizeof bytes);
-    if (rc != 0) return rc;
-    head->present = wire_get<uint32_t>(bytes);
-    head->length = head->present != 0 ? wire_get<uint32_t>(bytes + 4) : 0;
-    return 0;
+    if (rc == 0) *head = parsehead(bytes);
+    return rc;
 }
 
-static int readstring(fdio *f, bool consume, message_string *value)
+// Reads the bytes of a string whose head has been read.
+static int readbody(fdio *f, string_head head, bool consume, message_string *value)
 {
-    string_head head;
     void *data = nullptr;
-    *value = {};
-    int rc = readhead(f, &head);
-    if (rc == 0 && head.length > 0) rc = readblock(f, head.length, 1, consume, &data);
+    int rc = head.length > 0 ? readblock(f, head.length, 1, consume, &data) : 0;
     if (rc == 0) *value = {head.present, head.length, static_cast<char *>(data), 0};
     return rc;
 }
 
+static int readstring(fdio *f, message_string *value)
+{
+    string_head head;
+    *value = {};
+    int rc = readhead(f, &head);
+    return rc == 0 ? readbody(f, head, false, value) : rc;
+}
+
 int fdio_readstring(stream *s, const char *, message_string *value)
 {
-    return readstring(reader(s), false, value);
+    return readstring(reader(s), value);
 }
 
 static int skipstrings(fdio *f, uint32_t count)
@@ -213,27 +224,58 @@ static void freestrings(message_string *strings, uint32_t count)
     free(strings);
 }
 
+// Strings up to this length are read in one go with the head of the string behind them.
+static constexpr uint32_t SHORT_STRING = 65536;
+
+// Reads a string whose head has been read, and the head of the next one.
+static int readbodyandhead(fdio *f, string_head *head, message_string *value)
+{
+    uint32_t n = head->length;
+    if (n == 0 || n > SHORT_STRING) {
+        int rc = readbody(f, *head, true, value);
+        return rc == 0 ? readhead(f, head) : rc;
+    }
+    static_assert(HEAD >= MESSAGE_SPARE);
+    auto data = static_cast<unsigned char *>(malloc(n + HEAD));
+    int rc = data != nullptr ? fill(f, data, n + HEAD) : skip(f, n);
+    if (data == nullptr) return rc == 0 ? MESSAGE_NOMEMORY : rc;
+    if (rc != 0) {
+        free(data);
+        return rc;
+    }
+    *value = {head->present, n, reinterpret_cast<char *>(data), 0};
+    *head = parsehead(data + n);
+    memset(data + n, 0, HEAD);
+    return 0;
+}
+
 static int readstrings(fdio *f, uint32_t count, void **out)
 {
     message_string *strings = nullptr;
+    string_head head = {};
     uint32_t room = 0;
     uint32_t most = std::max<uint32_t>(count, 1);
     uint32_t i = 0;
     int rc = grow(&strings, &room, most) ? 0 : MESSAGE_NOMEMORY;
+    if (rc == 0 && count > 0) rc = readhead(f, &head);
     while (rc == 0 && i < count) {
-        if (i == room && !grow(&strings, &room, most)) {
-            rc = MESSAGE_NOMEMORY;
-            break;
+        bool last = ++i == count;
+        if (i > room && !grow(&strings, &room, most)) {
+            rc = skip(f, head.length);
+            if (rc == 0) rc = MESSAGE_NOMEMORY;
+        } else if (last) {
+            rc = readbody(f, head, true, &strings[i - 1]);
+        } else {
+            rc = readbodyandhead(f, &head, &strings[i - 1]);
         }
-        rc = readstring(f, true, &strings[i]);
-        i++; // its bytes are off the stream, whether they were kept or not
     }
-    *out = strings;
-    if (rc == 0) return 0;
+    if (rc == 0) {
+        *out = strings;
+        return 0;
+    }
     freestrings(strings, std::min(i, room));
-    *out = nullptr;
     if (rc != MESSAGE_NOMEMORY) return rc;
-    rc = skipstrings(f, count - i);
+    rc = skipstrings(f, count - i); // the first i are off the stream, kept or not
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
@@ -320,7 +362,7 @@ int fdio_readarray(stream *s, const char *, message_array *value)
 int fdio_readfile(stream *s, const char *, message_file *value)
 {
     *value = {};
-    int rc = readstring(reader(s), false, &value->name);
+    int rc = readstring(reader(s), &value->name);
     if (rc == 0) rc = readarray(reader(s), &value->contents);
     if (rc != 0) message_uncopy_string(&value->name);
     return rc;

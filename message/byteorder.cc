@@ -1,8 +1,8 @@
 #include "message/byteorder.h"
 
-// One plain loop for each width: compilers make vector code of it.  The copies through memcpy
-// allow for blocks that are not aligned.
-template <class element> static void swap(void *to, const void *from, size_t count)
+// One plain loop for each width; the copies through memcpy allow for blocks that are not aligned.
+template <class element>
+[[gnu::always_inline]] static inline void swap(void *to, const void *from, size_t count)
 {
     auto out = static_cast<unsigned char *>(to);
     auto in = static_cast<const unsigned char *>(from);
@@ -14,7 +14,8 @@ template <class element> static void swap(void *to, const void *from, size_t cou
     }
 }
 
-void byteorder_swap(void *to, const void *from, size_t count, size_t width)
+[[gnu::always_inline]] static inline void swapall(void *to, const void *from, size_t count,
+                                                  size_t width)
 {
     switch (width) {
     case 1:
@@ -24,4 +25,19 @@ void byteorder_swap(void *to, const void *from, size_t count, size_t width)
     case 4: swap<uint32_t>(to, from, count); break;
     case 8: swap<uint64_t>(to, from, count); break;
     }
+}
+
+// The same loops, in which the compiler may use what newer processors have.
+[[gnu::target("avx2")]] static void swapall_avx2(void *to, const void *from, size_t count,
+                                                 size_t width)
+{
+    swapall(to, from, count, width);
+}
+
+void byteorder_swap(void *to, const void *from, size_t count, size_t width)
+{
+    if (__builtin_cpu_supports("avx2"))
+        swapall_avx2(to, from, count, width);
+    else
+        swapall(to, from, count, width);
 }
