@@ -225,15 +225,18 @@ static int make_block(passing *p, int64_t count, size_t size)
     return p->owned != nullptr ? 0 : 1001;
 }
 
-// The solver changes a copy, as long as it expects: the request stays as it came.
+// The solver changes a copy, as long as it expects: the request stays as it came.  An array that
+// came is not null, not even where the solver expects nothing.
 static int make_copy(passing *p, int64_t count, size_t size)
 {
     passing taken = *p;
     p->owned = nullptr;
     int rc = taken.present ? make_block(p, count, size) : 0;
-    if (rc == 0 && p->value.p != nullptr) {
+    if (rc == 0 && p->owned != nullptr) {
         int64_t common = taken.count < count ? taken.count : count;
-        memcpy(p->value.p, taken.value.p, static_cast<size_t>(common) * size);
+        memcpy(p->owned, taken.value.p, static_cast<size_t>(common) * size);
+    } else if (taken.present) {
+        p->value.p = &p->cell;
     }
     free(taken.owned);
     return rc;

@@ -318,6 +318,7 @@ class Calls : public testing::Test {
     {
         SCOPED_TRACE(f.function);
         arguments a(f, v);
+        const std::string expected = a.text(RECORD_ENV, RECORD_LP, RECORD_NET);
         set_objects(&a);
         fs::remove(record);
         call_value result = {};
@@ -326,7 +327,7 @@ class Calls : public testing::Test {
         check_result(f, result);
         std::vector<std::string> lines = recorded();
         ASSERT_FALSE(lines.empty()) << "status " << result.i << ": " << vntclient_errortext();
-        EXPECT_EQ(lines.back(), a.text(RECORD_ENV, RECORD_LP, RECORD_NET));
+        EXPECT_EQ(lines.back(), expected);
         for (size_t i = 0; i < f.parameters.size(); i++)
             check_output(a, i);
         make_objects(); // where the call has freed one

@@ -251,7 +251,11 @@ static std::string argument(const listed_function &f, size_t i, const call_value
 {
     const listed_parameter &p = f.parameters[i];
     const call_value &v = args[i];
-    if (p.array()) return elements(p.element(), v.p, listed_size(f, i, args));
+    if (p.array()) {
+        const int64_t count = listed_size(f, i, args);
+        const bool none = p.type == "char*[]" && count == 0;
+        return elements(p.element(), none ? nullptr : v.p, count);
+    }
     if (p.type == "env" || p.type == "lp" || p.type == "net") return object(v.p);
     if (p.type == "lp*" || p.type == "net*") return object(*static_cast<void **>(v.p));
     if (p.type == "double") return real(v.d);
