@@ -35,10 +35,12 @@ static int status(void)
     return setting("VNT_RECORD_STATUS", 0);
 }
 
+// What lies behind a text is not part of it; all of the space is the solver's to write to.
 static void fill_text(const listed_function &f, size_t i, const call_value *args)
 {
     std::string text = text_out(f, i);
     size_t space = static_cast<size_t>(listed_size(f, i, args));
+    if (space > 0) memset(args[i].p, 'x', space);
     memcpy(args[i].p, text.c_str(), std::min(text.size() + 1, space));
 }
 
@@ -48,6 +50,7 @@ static void fill_names(const listed_function &f, size_t i, const call_value *arg
     char **names = static_cast<char **>(args[i].p);
     char *store = static_cast<char *>(args[i + 1].p);
     size_t left = static_cast<size_t>(listed_size(f, i + 1, args));
+    if (store != nullptr) memset(store, 'x', left);
     for (int64_t k = 0; k < listed_size(f, i, args); k++) {
         std::string name = name_out(f, i, k);
         names[k] = nullptr;
