@@ -72,6 +72,12 @@ static const handler_action *find_action(uint32_t id)
                                                        sizeof(handler_action), vnthandler_sort));
 }
 
+bool handler_serves(uint32_t id)
+{
+    sort_actions();
+    return find_action(id) != nullptr;
+}
+
 // Messages without fields have no flags; their NAK says 0.
 static int32_t request_flags(const void *request)
 {

@@ -108,6 +108,9 @@ struct handler_factory {
 
 const handler_factory *vntmsg_getfactory(void);
 
+// Whether the id is a request that has a run function.
+bool handler_serves(uint32_t id);
+
 // What a run function gets.
 struct handler_frame {
     handler *owner;
