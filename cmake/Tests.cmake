@@ -35,3 +35,18 @@ function(vnt_failing_allocations name)
     target_link_options(${name} PRIVATE
         -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free)
 endfunction()
+
+# vnt_fuzzer(name SOURCES files... LIBS targets...): a program that feeds code with made-up input.
+# scripts/fuzz builds and runs all of them.
+add_custom_target(fuzzers)
+function(vnt_fuzzer name)
+    if(NOT VNT_SANITIZE MATCHES "fuzzer-no-link")
+        return()
+    endif()
+    cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    target_link_libraries(${name} PRIVATE ${T_LIBS})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
+    add_dependencies(fuzzers ${name})
+endfunction()

@@ -5,7 +5,8 @@
 // outlive the group; none of them sends by itself while the group sends.
 //
 // Threads: sends are serialised by the group's lock.  Receiving goes through the members and takes
-// their receive locks; one thread at a time receives through the group.
+// their receive locks; one thread at a time receives through the group, and no asynchronous input
+// is armed on a member meanwhile.
 //
 // Errors: 0 or a code.  A member that fails is marked and left out from then on, while the others
 // go on; the first failure is returned.  A member that failed while the group sent has part of a

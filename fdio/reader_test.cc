@@ -174,6 +174,30 @@ TEST(Reader, ABlockGrowsOverSeveralStepsAndComesBackWhole)
     }
 }
 
+TEST(Reader, StringsOfAllLengthsComeBackFromAnArray)
+{
+    std::vector<std::string> texts;
+    for (size_t n : {0, 1, 65535, 65536, 65537, 0, 1048577, 3})
+        texts.push_back(std::string(n, char('a' + n % 26)));
+    std::vector<message_string> strings(1); // the first is absent
+    for (std::string &t : texts)
+        strings.push_back({1, uint32_t(t.size()), t.data(), 0});
+    array_of<message_string> a(TYPE_STRING, {strings, strings});
+    stream_end s;
+    stream *far;
+    ASSERT_EQ(fdio_create(&far, s.peer, s.peer, 0, nullptr, nullptr), 0);
+    std::thread peer([&] {
+        far->ops.writearray(far, "f", a);
+        far->ops.endoutmsg(far);
+    });
+    message_array back;
+    EXPECT_EQ(s.near->ops.readarray(s.near, "f", &back), 0);
+    peer.join();
+    EXPECT_TRUE(same(a.a, back));
+    s.near->ops.freearray(s.near, &back);
+    fdio_destroy(far);
+}
+
 TEST(Reader, AFileComesBackAndAnErrorInItsContentsFreesItsName)
 {
     stream_end s;
