@@ -16,6 +16,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <string>
 #include <sys/mman.h>
@@ -41,6 +42,8 @@ class server_process {
     ~server_process()
     {
         stop();
+        std::string text = written();
+        EXPECT_EQ(text.find("Sanitizer"), std::string::npos) << text;
         close(errors);
     }
 

@@ -64,15 +64,15 @@ static void teardown(server_child *c)
     log_line(LOG_DEBUG, "Child %d cleaned.\n", id);
 }
 
-// Tears down a list of ended workers.  All of them drain at the same time.
-static void teardown_all(server_child *ended)
+// Tears down the ended workers.  All of them have the same time to drain, in milliseconds.
+static void teardown_all(server *s, int draintime)
 {
-    int64_t deadline = clock_ms() + DRAIN_TIME;
-    for (server_child *c = ended; c != nullptr; c = c->next)
+    int64_t deadline = clock_ms() + draintime;
+    for (server_child *c = s->ended; c != nullptr; c = c->next)
         child_drain(c, deadline);
-    while (ended != nullptr) {
-        server_child *c = ended;
-        ended = c->next;
+    while (s->ended != nullptr) {
+        server_child *c = s->ended;
+        s->ended = c->next;
         teardown(c);
     }
 }
@@ -87,7 +87,6 @@ static pid_t peek(void)
 
 static void collect(server *s)
 {
-    server_child *ended = nullptr;
     for (pid_t id = peek(); id != 0; id = peek()) {
         server_child *c = unlink_child(s, id);
         if (c != nullptr) mark_reaped(c);
@@ -95,10 +94,10 @@ static void collect(server *s)
         log_line(LOG_DEBUG, "Child %d reaped.\n", id);
         if (c == nullptr) continue; // not ours to know
         child_stop(c);
-        c->next = ended;
-        ended = c;
+        c->next = s->ended;
+        s->ended = c;
     }
-    teardown_all(ended);
+    teardown_all(s, DRAIN_TIME);
 }
 
 static void end_child(server_child *c)
@@ -118,14 +117,14 @@ static void await_end(server_child *c)
     waitpid(c->id, nullptr, 0);
 }
 
-static server_child *take_children(server *s)
+// All workers have ended, as far as the list is concerned, and no more clients come.
+static void take_children(server *s)
 {
     mutex_holder hold(&s->lock);
     owned_close(s->listenfd);
     s->listenfd = -1;
-    server_child *children = s->children;
+    s->ended = s->children;
     s->children = nullptr;
-    return children;
 }
 
 // Ends all workers and the process.  The main thread sleeps, or is about to: it forks under the
@@ -133,14 +132,14 @@ static server_child *take_children(server *s)
 // taken.  Its lock and the semaphore are left standing, as it may be looking at them still.
 [[noreturn]] static void server_cleanup(server *s)
 {
-    server_child *children = take_children(s);
+    take_children(s);
     log_line(LOG_DEBUG, "Server is shutting down\n");
     log_line(LOG_INFO, "Server dies, reaping all children.\n");
-    for (server_child *c = children; c != nullptr; c = c->next)
+    for (server_child *c = s->ended; c != nullptr; c = c->next)
         end_child(c);
-    for (server_child *c = children; c != nullptr; c = c->next)
+    for (server_child *c = s->ended; c != nullptr; c = c->next)
         await_end(c);
-    teardown_all(children);
+    teardown_all(s, 0);
     log_line(LOG_INFO, "Server stopped.\n");
     options_release(&s->options);
     exit(s->exitstatus);

@@ -6,8 +6,9 @@
 //
 // Threads: the server's lock guards the list of workers and the listening socket.  It is taken
 // before a worker's lock; the locks of owned.h and of the log come last.  The main thread holds
-// the server's, the descriptors' and the log's lock across fork(), until the new worker is in the
-// list with its id, so that the worker starts out of a settled state and touches none of them.
+// the descriptors' and the log's lock across fork(), and the server's until the new worker is in
+// the list with its id.  So the worker starts out of a settled state, and touches no lock but the
+// log's, and nobody looks for a worker that is not there yet.
 
 #pragma once
 
@@ -31,6 +32,7 @@ struct server {
     server_options options;
     pthread_mutex_t lock;
     server_child *children; // newest first
+    server_child *ended;    // being torn down; the reaper's
     int listenfd;
     int reservefd; // given up to refuse a connection when no descriptor is left
     std::atomic<int> stop;

@@ -1,0 +1,15 @@
+// spawn.h: what the server does for a client that has said what it wants: a new worker, or the one
+// that it left.
+//
+// Threads: the main thread alone.  Errors: a status of tcpip.h; with 0 the connection has become
+// the worker's.
+
+#pragma once
+
+struct server;
+
+// Forks a worker for the client.
+int spawn_worker(void *server, int client, const char *peer);
+
+// Hands the client to the worker of that id, of which only the low half counts.
+int spawn_reconnect(void *server, int client, const unsigned char (&id)[8]);
