@@ -29,7 +29,7 @@ static int place_in(const name_list &names, std::string_view name, int line)
     return i;
 }
 
-static void read_line(const vntlp &p, const std::vector<std::string_view> &w, int line,
+static void read_line(const vntlp &p, const line_words &w, int line,
                       std::vector<int> &cols, std::vector<int> &rows)
 {
     bool pair = w[0] == "XU" || w[0] == "XL";

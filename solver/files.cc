@@ -122,10 +122,17 @@ std::string file_kind(const char *name, const char *filetype)
     return kind;
 }
 
+void append_number(double value, std::string *text)
+{
+    char digits[32];
+    text->append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+}
+
 std::string number_text(double value)
 {
-    char text[32];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+    std::string text;
+    append_number(value, &text);
+    return text;
 }
 
 bool number_read(std::string_view text, double *value)
@@ -163,14 +170,18 @@ bool line_reader::next(std::string_view *line)
     return true;
 }
 
-std::vector<std::string_view> words_of(std::string_view line)
+line_words words_of(std::string_view line)
 {
-    std::vector<std::string_view> words;
+    line_words words;
+    auto blank = [&](size_t i) { return line[i] == ' ' || line[i] == '\t'; };
     for (size_t at = 0;;) {
-        at = line.find_first_not_of(" \t", at);
-        if (at == line.npos) return words;
-        size_t end = std::min(line.find_first_of(" \t", at), line.size());
-        words.push_back(line.substr(at, end - at));
+        while (at < line.size() && blank(at))
+            at++;
+        if (at == line.size()) return words;
+        size_t end = at;
+        while (end < line.size() && !blank(end))
+            end++;
+        words.add(line.substr(at, end - at));
         at = end;
     }
 }

@@ -12,7 +12,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 // The contents of a file.  `contents` may be null: then the file is opened.
 std::string file_contents(const char *name, const char *contents, int64_t length);
@@ -26,6 +25,7 @@ std::string file_kind(const char *name, const char *filetype);
 
 // A number as text.  Reading takes the whole text and tells whether it is a number.
 std::string number_text(double value);
+void append_number(double value, std::string *text);
 bool number_read(std::string_view text, double *value);
 
 // A malformed file.
@@ -43,8 +43,23 @@ class line_reader {
     int count = 0;
 };
 
-// The words of a line.
-std::vector<std::string_view> words_of(std::string_view line);
+// The words of a line: the first few of them, which are all that any format has use for, and the
+// number of all.
+struct line_words {
+    static constexpr size_t most = 8;
+    std::string_view word[most];
+    size_t count = 0;
+
+    void add(std::string_view w)
+    {
+        if (count < most) word[count] = w;
+        count++;
+    }
+    bool empty() const { return count == 0; }
+    size_t size() const { return count; }
+    std::string_view operator[](size_t i) const { return word[i]; }
+};
+line_words words_of(std::string_view line);
 
 // The text with blanks for line ends.
 std::string one_line(std::string text);

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <unordered_map>
 
-using words = std::vector<std::string_view>;
+using words = line_words;
 
 // Where a row name leads that is no row of the model.
 enum : int { OBJECTIVE_ROW = -1, LEFT_OUT_ROW = -2 };
@@ -94,7 +94,7 @@ static words fixed_fields(std::string_view line)
         std::string_view field = line.substr(from, to - from);
         size_t first = field.find_first_not_of(' ');
         if (first == field.npos) continue;
-        w.push_back(field.substr(first, field.find_last_not_of(' ') - first + 1));
+        w.add(field.substr(first, field.find_last_not_of(' ') - first + 1));
     }
     return w;
 }
@@ -115,7 +115,7 @@ void mps_reader::header(std::string_view line)
     } else if (section == "ENDATA") {
         ended = true;
     } else if (section == "OBJSENSE" || section == "OBJNAME") {
-        if (w.size() > 1) data({w.begin() + 1, w.end()});
+        if (w.size() > 1) data(words_of(w[1]));
     } else if (section == "COLUMNS") {
         entered.assign(parts.rownames.size() + 1, -1);
     } else if (section != "ROWS" && section != "RHS" && section != "RANGES" &&
@@ -270,7 +270,7 @@ void mps_reader::add_bound(const words &w)
     if (w.size() < least || w.size() > 4) file_malformed(lines.number(), "not a bound");
     bool vector = w.size() == 4 || (!valued && w.size() == 3 && columns.count(w[2]) > 0);
     int col = column_of(w[vector ? 2 : 1]);
-    set_bound(w[0], col, valued ? number(w.back()) : 0);
+    set_bound(w[0], col, valued ? number(w[w.size() - 1]) : 0);
 }
 
 void mps_reader::set_upper(int col, double value)
@@ -366,9 +366,16 @@ static std::string line_of(const char *kind, const std::string &name, const std:
 }
 
 // `of` names what stands at the front of each line.
-static std::string value_line(const std::string &of, const std::string &row, double value)
+static void write_value(const std::string &of, const std::string &row, double value,
+                        std::string *out)
 {
-    return "    " + of + "  " + row + "  " + number_text(value) + "\n";
+    *out += "    ";
+    *out += of;
+    *out += "  ";
+    *out += row;
+    *out += "  ";
+    append_number(value, out);
+    *out += '\n';
 }
 
 static void write_rows(const model &m, const file_names &names, std::string *out)
@@ -395,10 +402,10 @@ static void write_columns(const model &m, const file_names &names, std::string *
         if ((type == 'I' || type == 'N') != integer) mark(integer ? "INTEND" : "INTORG");
         // A column without entries still needs a line.
         if (m.objective[j] != 0 || cols.begin[j] == cols.begin[j + 1]) {
-            *out += value_line(names.cols[j], names.objective, m.objective[j]);
+            write_value(names.cols[j], names.objective, m.objective[j], out);
         }
         for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++) {
-            *out += value_line(names.cols[j], names.rows[cols.index[k]], cols.value[k]);
+            write_value(names.cols[j], names.rows[cols.index[k]], cols.value[k], out);
         }
     }
     if (integer) mark("INTEND");
@@ -407,14 +414,14 @@ static void write_columns(const model &m, const file_names &names, std::string *
 static void write_rhs(const model &m, const file_names &names, std::string *out)
 {
     *out += "RHS\n";
-    if (m.offset != 0) *out += value_line("rhs", names.objective, -m.offset);
+    if (m.offset != 0) write_value("rhs", names.objective, -m.offset, out);
     for (int i = 0; i < m.numrows(); i++) {
-        if (m.rhs[i] != 0) *out += value_line("rhs", names.rows[i], m.rhs[i]);
+        if (m.rhs[i] != 0) write_value("rhs", names.rows[i], m.rhs[i], out);
     }
     if (m.rowsense.find('R') == std::string::npos) return;
     *out += "RANGES\n";
     for (int i = 0; i < m.numrows(); i++) {
-        if (m.rowsense[i] == 'R') *out += value_line("rng", names.rows[i], m.range[i]);
+        if (m.rowsense[i] == 'R') write_value("rng", names.rows[i], m.range[i], out);
     }
 }
 
