@@ -6,11 +6,6 @@
 
 static const std::string folder = VNT_BUILD_DIR "/examples/";
 
-static std::string model(const std::string &name)
-{
-    return VNT_SOURCE_DIR "/test/models/" + name;
-}
-
 TEST(Examples, AUserFunctionSendsTheColumnsThatAreNotZero)
 {
     server s({"-libpath=" + folder, "-userfunction=nonzeros=VNT_REGISTER_USERFUNCTION"});
