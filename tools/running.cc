@@ -3,15 +3,17 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-static int optimize(session &s)
+typedef int (*solve_call)(VNTENVptr env, VNTLPptr lp);
+
+static solve_call method(session &s)
 {
     switch (s.solver.VNTLgetprobtype(s.env, s.lp)) {
     case VNT_PROB_MIP:
     case VNT_PROB_MIQP:
-    case VNT_PROB_MIQCP: return s.solver.VNTLmipopt(s.env, s.lp);
+    case VNT_PROB_MIQCP: return s.solver.VNTLmipopt;
     case VNT_PROB_QP:
-    case VNT_PROB_QCP: return s.solver.VNTLqpopt(s.env, s.lp);
-    default: return s.solver.VNTLlpopt(s.env, s.lp);
+    case VNT_PROB_QCP: return s.solver.VNTLqpopt;
+    default: return s.solver.VNTLlpopt;
     }
 }
 
@@ -32,12 +34,14 @@ static void watch_progress(session &s)
     session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look, &s), "progress");
 }
 
-// The ticket is on disk before the solve begins.
+// The ticket is on disk before the solve begins.  It is the next call after vntclient_start() that
+// is started, so what to call is found out before.
 static void start(session &s, const std::string &ticketfile)
 {
+    solve_call optimize = method(s);
     session_check(s, s.solver.vntclient_start(s.env), s.model);
     session_writeticket(s, ticketfile);
-    session_check(s, optimize(s), s.model);
+    session_check(s, optimize(s.env, s.lp), s.model);
 }
 
 static void detach(session &s)
@@ -84,7 +88,7 @@ static int wait_for_attached(session &s)
 static int solve_now(session &s)
 {
     watch_progress(s);
-    return optimize(s);
+    return method(s)(s.env, s.lp);
 }
 
 bool run(session &s)

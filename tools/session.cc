@@ -128,8 +128,17 @@ static void set_param(session &s, const std::string &name, const std::string &te
                   fmt::format("--param {}={}", name, text));
 }
 
+// The progress is shown by ourselves, in place of the solver's own lines about it.  A resilient
+// solve is away too long for that.
+static void set_loglevel(session &s)
+{
+    int level = s.options.resilientfile.empty() ? 1 : 2;
+    session_check(s, s.solver.VNTLsetintparam(s.env, VNT_PARAM_LOG_LEVEL, level), "log level");
+}
+
 static void set_params(session &s)
 {
+    set_loglevel(s);
     for (const auto &[name, value] : s.options.params)
         set_param(s, name, value);
     if (!s.options.timelimit) return;

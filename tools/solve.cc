@@ -65,6 +65,15 @@ static void report_solution(session &s, solve_report *report)
     report->iterations = s.solver.VNTLgetitcnt(s.env, s.lp) + s.solver.VNTLgetbaritcnt(s.env, s.lp);
 }
 
+static void write_solution(session &s, const solve_report &report)
+{
+    const std::string &file = s.options.solutionfile;
+    if (report.objective)
+        session_check(s, s.solver.VNTLsolwrite(s.env, s.lp, file.c_str()), file);
+    else
+        fmt::print(stderr, "vntsolve: there is no solution to write to {}\n", file);
+}
+
 std::optional<solve_report> solve(const solve_options &options)
 {
     session s(options);
@@ -81,8 +90,6 @@ std::optional<solve_report> solve(const solve_options &options)
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);
     report_solution(s, &report);
-    if (!options.solutionfile.empty())
-        session_check(s, s.solver.VNTLsolwrite(s.env, s.lp, options.solutionfile.c_str()),
-                      options.solutionfile);
+    if (!options.solutionfile.empty()) write_solution(s, report);
     return report;
 }

@@ -3,4 +3,7 @@
 
 #include "vanto_remote.h"
 
-int main(int argc, char **argv) { return VNTWORKERtcpip(argc, argv); }
+int main(int argc, char **argv)
+{
+    return VNTWORKERtcpip(argc, argv);
+}
