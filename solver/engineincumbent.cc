@@ -70,7 +70,7 @@ void engine_incumbent::take(std::vector<double> x, double value)
     poll.seen.solution = result.solutions.back().data();
     poll.seen.incumbent = model.sense * value;
     poll.seen.solutions = static_cast<int64_t>(result.solutions.size());
-    poll.log(2, 3, "* incumbent %.10g after %lld nodes\n", poll.seen.incumbent,
+    poll.log(1, 3, "* incumbent %.10g after %lld nodes\n", poll.seen.incumbent,
              static_cast<long long>(poll.seen.nodes));
     if (poll.seen.solutions >= params.solutionlimit) poll.end(VNT_STAT_SOLUTION_LIMIT);
 }
