@@ -28,7 +28,7 @@ TEST(Examples, ARaceTakesTheFirstProvenAnswer)
 TEST(Examples, AConductedSolveFindsTheOptimum)
 {
     server s;
-    process_result conduct = run({folder + "conduct", s.address(), model("misc07.mps")});
+    process_result conduct = run({folder + "conduct", s.address(), model("p0201.mps")});
     EXPECT_EQ(conduct.status, 0) << conduct.err << s.log();
-    EXPECT_NE(conduct.out.find("2810, found by player "), std::string::npos) << conduct.out;
+    EXPECT_NE(conduct.out.find("7615, found by player "), std::string::npos) << conduct.out;
 }

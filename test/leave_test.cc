@@ -69,9 +69,9 @@ TEST(Leave, AResilientSolveGivesTheSameDigitsAndRemovesItsTicket)
 }
 
 // Whenever the client is killed, the ticket leads to the solve, and no second one was started.
-class SlowLeave : public testing::TestWithParam<double> {};
+class Outliving : public testing::TestWithParam<double> {};
 
-TEST_P(SlowLeave, AResilientSolveOutlivesItsClient)
+TEST_P(Outliving, AResilientSolveOutlivesItsClient)
 {
     server remote;
     scratch file(".ticket");
@@ -87,4 +87,4 @@ TEST_P(SlowLeave, AResilientSolveOutlivesItsClient)
     EXPECT_EQ(member(back.out, "objective"), "2810");
 }
 
-INSTANTIATE_TEST_SUITE_P(Moments, SlowLeave, testing::Values(0.7, 2.0, 4.3));
+INSTANTIATE_TEST_SUITE_P(Slow, Outliving, testing::Values(0.7, 2.0, 4.3));
