@@ -60,16 +60,21 @@ static void compare(const char *name, int rounds, const std::function<void()> &r
 
 // A problem of `large` bytes in all.
 struct model {
-    static constexpr int numcols = MiB;
-    static constexpr size_t percolumn = 4 * sizeof(double) + sizeof(int); // matbeg counts as double
-    static constexpr size_t nonzeros =
-        (large - numcols * percolumn) / (sizeof(int) + sizeof(double));
+    static constexpr int percolumn = 19;                                     // nonzeros
+    static constexpr size_t columnbytes = 4 * sizeof(double) + sizeof(int) + // matbeg is as wide
+                                          percolumn * (sizeof(int) + sizeof(double));
+    static constexpr int numcols = large / columnbytes;
     std::vector<double> column = std::vector<double>(numcols, 1.0);
     std::vector<int64_t> matbeg = std::vector<int64_t>(numcols);
-    std::vector<int> matcnt = std::vector<int>(numcols, nonzeros / numcols);
-    std::vector<int> matind = std::vector<int>(nonzeros);
-    std::vector<double> matval = std::vector<double>(nonzeros, 1.0);
+    std::vector<int> matcnt = std::vector<int>(numcols, percolumn);
+    std::vector<int> matind = std::vector<int>(size_t(numcols) * percolumn);
+    std::vector<double> matval = std::vector<double>(size_t(numcols) * percolumn, 1.0);
 
+    model()
+    {
+        for (int j = 0; j < numcols; j++)
+            matbeg[j] = int64_t(j) * percolumn;
+    }
     int copy(VNTENVptr env, VNTLPptr lp) const
     {
         return VNTLcopylp(env, lp, numcols, 0, VNT_MIN, column.data(), nullptr, nullptr,
