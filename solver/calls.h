@@ -176,3 +176,11 @@ template <class record> void erase_marked(std::vector<record> &list, int *delsta
 
 // The gap between a solution and the bound, relative to the solution.
 double relative_gap(double incumbent, double bound);
+
+// The point to look at: the caller's, or the solution where there is none.
+inline const double *point_of(const vntlp &p, const double *x)
+{
+    if (x != nullptr) return x;
+    require(!p.last.x.empty() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
+    return p.last.x.data();
+}

@@ -4,14 +4,6 @@
 
 #include <cmath>
 
-// The point to look at: the caller's, or the solution where there is none.
-static const double *point_of(const vntlp &p, const double *x)
-{
-    if (x != nullptr) return x;
-    require(!p.last.x.empty() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
-    return p.last.x.data();
-}
-
 // How far a value lies above, or as a negative number below, its range.
 static double beyond(double value, double low, double high)
 {

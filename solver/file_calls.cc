@@ -56,6 +56,9 @@ int VNTLwriteprob(VNTENVptr env, VNTLPptr lp, const char *filename_str, const ch
 {
     return with_environment(env, [&](vntenv &e) {
         const model &m = problem_of(e, lp).m;
+        if (!m.sets.empty() || !m.indicators.empty()) {
+            throw failure{VNTERR_FILE_FEATURE, "sets and indicators cannot be written yet"};
+        }
         std::string kind = file_kind(filename_str, filetype), text;
         bool made = false;
         if (mps_kind(kind)) {

@@ -128,8 +128,37 @@ template <class list> static void keep(list &values, const std::vector<int> &pla
     values.resize(left);
 }
 
+// Leaves out the elements whose columns go.
+static void keep_terms(std::vector<int> &index, std::vector<double> &value,
+                       const std::vector<int> &place)
+{
+    size_t to = 0;
+    for (size_t k = 0; k < index.size(); k++) {
+        if (place[index[k]] < 0) continue;
+        index[to] = place[index[k]];
+        value[to++] = value[k];
+    }
+    index.resize(to);
+    value.resize(to);
+}
+
+static void keep_structure(model &m, const std::vector<int> &place)
+{
+    for (special_set &s : m.sets)
+        keep_terms(s.index, s.weight, place);
+    std::erase_if(m.indicators, [&](const indicator &c) { return place[c.column] < 0; });
+    for (indicator &c : m.indicators) {
+        c.column = place[c.column];
+        keep_terms(c.index, c.value, place);
+    }
+    std::erase_if(m.order, [&](const branching &b) { return place[b.column] < 0; });
+    for (branching &b : m.order)
+        b.column = place[b.column];
+}
+
 void model::keep_cols(const std::vector<int> &place, int left)
 {
+    keep_structure(*this, place);
     a.keep_cols(place, left);
     for (auto *values : {&objective, &lower, &upper})
         keep(*values, place, left);
@@ -195,4 +224,12 @@ double model::objective_at(const double *x) const
     for (int j = 0; j < numcols(); j++)
         sum += objective[j] * x[j];
     return sum;
+}
+
+double model::indicator_slack(const indicator &c, const double *x) const
+{
+    double slack = c.rhs;
+    for (size_t k = 0; k < c.index.size(); k++)
+        slack -= c.value[k] * x[c.index[k]];
+    return slack;
 }

@@ -39,6 +39,35 @@ struct mip_start {
     std::vector<double> value;
 };
 
+// A special ordered set: of its columns, in the order of their weights, at most one (type 1) or two
+// neighbours (type 2) are other than 0.
+struct special_set {
+    std::string name;
+    char type; // '1' or '2'
+    std::vector<int> index;
+    std::vector<double> weight;
+};
+
+// A row that holds where its column is 1, or 0 when complemented.
+struct indicator {
+    std::string name;
+    int type; // INDICATOR_IF
+    int column;
+    bool complemented;
+    char sense; // L, G or E
+    double rhs;
+    std::vector<int> index;
+    std::vector<double> value;
+};
+static constexpr int INDICATOR_IF = 1;
+
+// Which column the search should branch on first: the greater the priority, the earlier.
+struct branching {
+    int column;
+    int priority;
+    int direction; // -1 down, 1 up, 0 as the solver likes
+};
+
 struct model {
     std::string name;
     std::string objname = "obj";
@@ -56,6 +85,10 @@ struct model {
     name_list rownames{'c'};
 
     matrix a;
+
+    std::vector<special_set> sets;
+    std::vector<indicator> indicators;
+    std::vector<branching> order;
 
     int numcols() const { return a.cols(); }
     int numrows() const { return a.rows(); }
@@ -80,9 +113,10 @@ struct model {
     void set_sense(int i, char sense);
     void set_ctype(int j, char type);
 
-    std::vector<double> activities(const double *x) const; // one per row
-    std::vector<double> slacks(const double *x) const;     // rhs - activity
-    double objective_at(const double *x) const;            // the offset included
+    std::vector<double> activities(const double *x) const;             // one per row
+    std::vector<double> slacks(const double *x) const;                 // rhs - activity
+    double objective_at(const double *x) const;                        // the offset included
+    double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
 };
 
 // The number as it is kept, a negative zero as zero; fails for what is no number.

@@ -121,7 +121,8 @@ void vntlp::set_type(int type, const std::vector<double> &values)
     if (type == VNT_PROB_FIXED_MIP) {
         require(m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
         require(!values.empty(), VNTERR_NO_SOLUTION);
-        require(!holds_type(m, 'S'), VNTERR_NOT_SUPPORTED);
+        require(!holds_type(m, 'S') && m.sets.empty() && m.indicators.empty(),
+                VNTERR_NOT_SUPPORTED);
     }
     std::vector<double> fixed = values; // `changed` may take it away
     m.type = type;

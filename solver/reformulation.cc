@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 
 reformulation::reformulation(const vntlp &p, bool discrete)
 {
@@ -41,7 +42,23 @@ void reformulation::copy_discrete(const model &m)
 {
     ctype = m.ctype;
     out.ctype = ctype.data();
-    if (ctype.find_first_of("SN") != std::string::npos) add_semicontinuous(m);
+    bool semi = ctype.find_first_of("SN") != std::string::npos;
+    if (!semi && m.sets.empty() && m.indicators.empty()) return;
+    copy_all(m);
+    add_semicontinuous(m);
+    for (const special_set &s : m.sets)
+        add_set(m, s);
+    for (const indicator &c : m.indicators)
+        add_indicator(m, c);
+    point_out();
+}
+
+void reformulation::copy_all(const model &m)
+{
+    a = m.a;
+    lower = m.lower;
+    upper = m.upper;
+    objective = m.objective;
 }
 
 // A new column between 0 and 1; returns its place.
@@ -55,8 +72,8 @@ int reformulation::add_binary()
     return a.cols() - 1;
 }
 
-void reformulation::add_row(double low, double high, std::vector<int> cols,
-                            std::vector<double> values)
+void reformulation::add_row(double low, double high, const std::vector<int> &cols,
+                            const std::vector<double> &values)
 {
     int64_t begin = 0;
     a.append_rows(
@@ -65,31 +82,96 @@ void reformulation::add_row(double low, double high, std::vector<int> cols,
     rowupper.push_back(high);
 }
 
+// A column with which nothing can be done without its bounds.
+static void require_bounds(const model &m, int j, double low, double high, const char *what)
+{
+    if (low > -VNT_INFINITY && high < VNT_INFINITY) return;
+    throw failure{VNTERR_NOT_SUPPORTED, printed("column \"%.200s\" %s and needs finite bounds",
+                                                m.colnames.at(j).c_str(), what)};
+}
+
 // A semi-continuous column is 0, or between its bounds where its binary companion z is 1:
 // lower z <= x <= upper z.
 void reformulation::add_semicontinuous(const model &m)
 {
-    a = m.a;
-    lower = m.lower;
-    upper = m.upper;
-    objective = m.objective;
     for (int j = 0; j < m.numcols(); j++) {
         if (ctype[j] != 'S' && ctype[j] != 'N') continue;
         ctype[j] = ctype[j] == 'S' ? 'C' : 'I';
         double low = lower[j], high = upper[j];
         if (low <= 0 && high >= 0) continue; // 0 is between the bounds anyway
-        if (high >= VNT_INFINITY || low <= -VNT_INFINITY) {
-            throw failure{VNTERR_NOT_SUPPORTED,
-                          printed("semi-continuous column \"%.200s\" needs finite bounds",
-                                  m.colnames.at(j).c_str())};
-        }
+        require_bounds(m, j, low, high, "is semi-continuous");
         int z = add_binary();
         add_row(-VNT_INFINITY, 0, {j, z}, {1, -high});
         add_row(0, VNT_INFINITY, {j, z}, {1, -low});
         lower[j] = std::min(low, 0.0);
         upper[j] = std::max(high, 0.0);
     }
-    point_out();
+}
+
+// Lets a column be other than 0 only where one of the binaries is 1.
+void reformulation::bind(const model &m, int j, const std::vector<int> &binaries)
+{
+    double low = std::min(lower[j], 0.0), high = std::max(upper[j], 0.0);
+    require_bounds(m, j, low, high, "is in a special ordered set");
+    std::vector<int> cols = binaries;
+    cols.push_back(j);
+    for (double bound : {low, high}) {
+        std::vector<double> values(binaries.size(), -bound);
+        values.push_back(1);
+        bool up = bound == high;
+        if (up || low < 0) add_row(up ? -VNT_INFINITY : 0, up ? 0 : VNT_INFINITY, cols, values);
+    }
+}
+
+// One binary for each place where the set may be other than 0: a column, or two neighbours.  One
+// of these places at most is taken.
+void reformulation::add_set(const model &m, const special_set &s)
+{
+    std::vector<int> order(s.index.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(),
+                     [&](int a, int b) { return s.weight[a] < s.weight[b]; });
+    int width = s.type - '0', count = static_cast<int>(order.size());
+    if (count <= width) return;
+    int places = count - width + 1, first = a.cols();
+    std::vector<int> all;
+    for (int k = 0; k < places; k++)
+        all.push_back(add_binary());
+    add_row(-VNT_INFINITY, 1, all, std::vector<double>(places, 1));
+    for (int k = 0; k < count; k++) {
+        std::vector<int> around;
+        for (int q = std::max(0, k - width + 1); q <= std::min(k, places - 1); q++) {
+            around.push_back(first + q);
+        }
+        bind(m, s.index[order[k]], around);
+    }
+}
+
+// The row times `sign` is at most its right-hand side while the indicator holds, and at most what
+// the columns' bounds allow at all while it does not.
+void reformulation::add_implied(const model &m, const indicator &c, double sign)
+{
+    double most = 0, rhs = sign * c.rhs;
+    std::vector<double> values;
+    for (size_t k = 0; k < c.index.size(); k++) {
+        double v = sign * c.value[k];
+        int j = c.index[k];
+        double bound = v > 0 ? upper[j] : lower[j];
+        require_bounds(m, j, v > 0 ? 0 : bound, v > 0 ? bound : 0, "is in an indicator constraint");
+        most += v * bound;
+        values.push_back(v);
+    }
+    if (most <= rhs) return; // it holds anyway
+    std::vector<int> cols = c.index;
+    cols.push_back(c.column);
+    values.push_back(c.complemented ? rhs - most : most - rhs);
+    add_row(-VNT_INFINITY, c.complemented ? rhs : most, cols, values);
+}
+
+void reformulation::add_indicator(const model &m, const indicator &c)
+{
+    if (c.sense != 'G') add_implied(m, c, 1);
+    if (c.sense != 'L') add_implied(m, c, -1);
 }
 
 void reformulation::point_out()

@@ -20,9 +20,15 @@ class reformulation {
   private:
     void copy_rows(const model &m);
     void copy_discrete(const model &m);
+    void copy_all(const model &m);
     void add_semicontinuous(const model &m);
+    void add_set(const model &m, const special_set &s);
+    void add_indicator(const model &m, const indicator &c);
+    void add_implied(const model &m, const indicator &c, double sign);
+    void bind(const model &m, int j, const std::vector<int> &binaries);
     int add_binary();
-    void add_row(double low, double high, std::vector<int> cols, std::vector<double> values);
+    void add_row(double low, double high, const std::vector<int> &cols,
+                 const std::vector<double> &values);
     void copy_start(const vntlp &p);
     void point_out();
 

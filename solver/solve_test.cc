@@ -171,6 +171,69 @@ TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBounds)
     EXPECT_NE(heard[CHANNEL_ERROR].find("\"x\""), std::string::npos);
 }
 
+TEST_F(solving, SpecialOrderedSetsHold)
+{
+    static const char text[] = "max\n 3 a + 2 b + 4 c - 2 d\nst\n r: a + b + c + d <= 9\nbounds\n"
+                               " a <= 2\n b <= 2\n c <= 1\n -5 <= d <= 5\nend\n";
+    struct {
+        char type;
+        double optimum; // one of 6, 4, 4 and 10; or neighbours in the order a, c, b, d
+    } cases[] = {{'1', 10}, {'2', 14}};
+    for (auto [type, optimum] : cases) {
+        VNTLPptr lp = problem_from(text);
+        int64_t begin = 0, count = 0, surplus = 0;
+        int index[] = {0, 1, 2, 3}, back[4];
+        double weight[] = {1, 3, 2, 4}, infeasible = -1, x[] = {1, 1, 0, 1};
+        ASSERT_EQ(VNTLaddsos(env, lp, 1, 4, &type, &begin, index, weight, nullptr), 0);
+        EXPECT_EQ(VNTLgetsos(env, lp, &count, nullptr, &begin, back, nullptr, 3, &surplus, 0, 0),
+                  VNTERR_SPACE_TOO_SMALL);
+        EXPECT_EQ(surplus, -1);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0);
+        expect_optimal(lp, optimum);
+        ASSERT_EQ(VNTLgetsosinfeas(env, lp, nullptr, &infeasible, 0, 0), 0);
+        EXPECT_NEAR(infeasible, 0, 1e-6);
+        ASSERT_EQ(VNTLgetsosinfeas(env, lp, x, &infeasible, 0, 0), 0);
+        EXPECT_EQ(infeasible, type == '1' ? 2 : 1);
+        ASSERT_EQ(VNTLdelcols(env, lp, 2, 2), 0);
+        ASSERT_EQ(VNTLgetsos(env, lp, &count, nullptr, &begin, back, nullptr, 3, &surplus, 0, 0),
+                  0);
+        EXPECT_EQ(back[2], 2) << "d moved down";
+        EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/null", "mps"), VNTERR_FILE_FEATURE);
+    }
+}
+
+TEST_F(solving, IndicatorsHoldWhereTheirColumnSaysSo)
+{
+    for (int where : {0, 1}) { // what z is where the indicator constraint holds
+        VNTLPptr lp = problem_from("max\n x + y - 3 z\nst\n r: x + y <= 8\nbounds\n x <= 6\n"
+                                   " y <= 7\nbinary\n z\nend\n");
+        int index[] = {0, 1}, which = -1;
+        double value[] = {1, 1}, slack = -1;
+        // x + y <= 2 costs 6, but z = 1 only 3.
+        ASSERT_EQ(VNTLaddindconstr(env, lp, 2, 1 - where, 2, 2, 'L', index, value, "ind"), 0);
+        ASSERT_EQ(VNTLgetindconstrindex(env, lp, "ind", &which), 0);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0);
+        expect_optimal(lp, where == 1 ? 8 : 5);
+        ASSERT_EQ(VNTLgetindconstrslack(env, lp, &slack, 0, 0), 0);
+        EXPECT_NEAR(slack, -6, 1e-6);
+        ASSERT_EQ(VNTLgetindconstrinfeas(env, lp, nullptr, &slack, 0, 0), 0);
+        EXPECT_EQ(slack, 0);
+        double equal = 1; // and y - x = 1 wherever z is 0
+        value[0] = -1;
+        ASSERT_EQ(VNTLaddindconstr(env, lp, 2, 1, 2, equal, 'E', index, value, nullptr), 0);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0);
+        double x[3];
+        ASSERT_EQ(VNTLgetx(env, lp, x, 0, 2), 0);
+        EXPECT_TRUE(x[2] > 0.5 || std::fabs(x[1] - x[0] - 1) < 1e-6);
+        expect_optimal(lp, where == 1 ? 8 : 5);
+    }
+    VNTLPptr open = problem_from("max\n x\nst\n r: x >= 0\nbinary\n z\nend\n");
+    int index = 0;
+    double value = 1;
+    ASSERT_EQ(VNTLaddindconstr(env, open, 1, 0, 1, 2, 'L', &index, &value, nullptr), 0);
+    EXPECT_EQ(VNTLmipopt(env, open), VNTERR_NOT_SUPPORTED) << "x has no upper bound";
+}
+
 TEST_F(solving, MipStartsAreKeptAndAskedFor)
 {
     VNTLPptr lp = problem_of_file("p0033.mps");
