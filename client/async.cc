@@ -471,25 +471,35 @@ static int leave(client_env *e, double interval, double patience)
     return rc;
 }
 
+// Between two absences: whether the solve has ended, what it needs, what the caller wants.
+static int lookin(client_env *e, bool *ended, bool *ending, int (*look)(VNTENVptr env, void *data),
+                  void *data)
+{
+    int state;
+    int rc = test(e, &state);
+    *ended = rc == 0 && state == VNTCLIENT_ENDED;
+    if (rc != 0 || *ended) return rc;
+    if (state == VNTCLIENT_PAUSED) rc = atpause(e, true);
+    if (rc != 0 || *ending) return rc;
+    *ending = (look != nullptr && look(e->handle, data) != 0) || wantsend(e);
+    return *ending ? kill(e) : 0;
+}
+
 int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
                             int (*look)(VNTENVptr env, void *data), void *data)
 {
     client_env *e;
     int rc = findstarted(env, &e);
-    if (rc == 0 && e->attending)
-        rc = client_fail(VNTERR_SOLVING, "the environment waits for a call");
-    bool ending = false;
+    if (rc != 0) return rc;
+    if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
+    e->attending = true;
+    bool ended = false, ending = false;
     while (rc == 0) {
-        int state;
-        rc = test(e, &state);
-        if (rc != 0 || state == VNTCLIENT_ENDED) break;
-        if (state == VNTCLIENT_PAUSED) rc = atpause(e, true);
-        if (rc == 0 && !ending) {
-            ending = (look != nullptr && look(env, data) != 0) || wantsend(e);
-            if (ending) rc = kill(e);
-        }
-        if (rc == 0) rc = leave(e, interval, patience);
+        rc = lookin(e, &ended, &ending, look, data);
+        if (rc != 0 || ended) break;
+        rc = leave(e, ending ? 0 : interval, patience);
     }
+    e->attending = false;
     return rc == 0 ? finishstarted(e) : rc;
 }
 

@@ -168,7 +168,9 @@ TEST_F(asynchronous, ARefusedStartLeavesNothingToJoin)
     EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_NO_MEMORY);
     EXPECT_EQ(vntclient_join(env), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, nullptr), VNTERR_NO_PROBLEM) << "did not start either";
+    EXPECT_EQ(VNTLmipopt(env, nullptr), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(worker.lastflags, 0) << "the one that failed was the one to start";
 }
 
 TEST_F(asynchronous, ProgressPausesTheSolveForAMoment)
@@ -244,6 +246,7 @@ TEST_F(asynchronous, TheTerminateCallbackIsAskedWhileASolveRuns)
     int asked = 0;
     auto fifth = [](VNTENVptr e, void *data) {
         EXPECT_EQ(vntclient_join(e), VNTERR_SOLVING);
+        EXPECT_EQ(VNTLcloseVANTO(&e), VNTERR_SOLVING);
         return int(++*static_cast<int *>(data) == 5);
     };
     EXPECT_EQ(VNTEsetterminatefunc(env, fifth, &asked), 0);

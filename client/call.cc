@@ -376,7 +376,10 @@ static void note_spaces(const call_request *r, call_return *c)
 static int exchange(call_request *r, call_return *c)
 {
     int rc = fill_request(r);
-    if (rc != 0) return rc;
+    if (rc != 0) {
+        if (r->env != nullptr) client_disarm(r->env);
+        return rc;
+    }
     note_spaces(r, c);
     if (r->call->result == RESULT_STATUS) {
         int result = 0;

@@ -80,6 +80,7 @@ client_env *client_make(transport *io)
     e->state = io != nullptr ? CLIENT_OPEN : CLIENT_AWAY;
     e->handlers = client_defaulthandlers;
     e->limits = {0, VNTCLIENT_NONE};
+    e->readtimeout = e->writetimeout = -1;
     return e;
 }
 

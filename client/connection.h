@@ -73,6 +73,9 @@ struct client_env {
     tcpip_reconnectinfo info; // where the worker is, unless the state is CLIENT_OPEN
     client_env *nextaway;     // in the list of environments that are away
 
+    int32_t readtimeout; // milliseconds, negative for none
+    int32_t writetimeout;
+
     client_handlers handlers;
     client_destination *destinations; // of VNTLaddfuncdest, oldest first
     VNTCHANNELptr channels[4];        // null until asked for
@@ -109,6 +112,10 @@ VNTNETptr client_addnet(client_env *e, uint64_t remote);
 // Sends the request of a solver call and waits for its answer, of id `responseid`.  The request's
 // flags are the exchange's to set.  A refusal (NAK) gives its status and no response.
 int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
+
+// Drops what vntclient_start() or vntclient_group_call() has asked of the next call: that one
+// failed before it could be sent.
+void client_disarm(client_env *e);
 
 // Carries out a solver call: sends the request, waits, and ends it with `finish`, whose result it
 // stores in `result`.  When the environment was told to start its next call, it returns as soon
@@ -169,6 +176,9 @@ inline int32_t &client_flags(void *request)
 // A message that arrived before the awaited one: hands it on when it is info or a channel text.
 // Returns whether it was one to be passed over.
 bool client_dispatch(client_env *e, const void *message);
+
+// Gives the environment's time-outs to its connection.
+int client_settimeouts(client_env *e);
 
 // Tells the worker to send channel texts, unless it does already.
 int client_enablechannels(client_env *e);

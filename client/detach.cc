@@ -94,6 +94,8 @@ int client_rejoin(client_env *e)
     }
     e->io = io;
     e->state = CLIENT_OPEN;
+    rc = client_settimeouts(e);
+    if (rc != 0) return rc;
     vntmsg_RECONNECT_REQ request = {};
     request.messageid = VNTMESSAGEID_RECONNECT_REQ;
     const void *response;

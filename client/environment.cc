@@ -142,6 +142,7 @@ int VNTLcloseVANTO(VNTENVptr *env)
     int rc = client_findenv(*env, &e);
     if (rc != 0) return rc;
     if (e->receiving) return client_ready(e);
+    if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
     rc = closeremote(e);
     // What the solver refuses to close stays; what has no connection is gone all the same.
     if (rc != 0 && e->state == CLIENT_OPEN) return rc;
@@ -150,15 +151,22 @@ int VNTLcloseVANTO(VNTENVptr *env)
     return rc;
 }
 
+int client_settimeouts(client_env *e)
+{
+    int rc = e->io->ops.ctrlint(e->io, CTRL_SET_READTIMEOUT, &e->readtimeout);
+    if (rc == 0) rc = e->io->ops.ctrlint(e->io, CTRL_SET_WRITETIMEOUT, &e->writetimeout);
+    return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+}
+
 int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
-    rc = e->io->ops.ctrlint(e->io, CTRL_SET_READTIMEOUT, &read_ms);
-    if (rc == 0) rc = e->io->ops.ctrlint(e->io, CTRL_SET_WRITETIMEOUT, &write_ms);
-    return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+    e->readtimeout = read_ms;
+    e->writetimeout = write_ms;
+    return client_settimeouts(e);
 }
 
 int VNTLversionnumber(VNTENVptr env, int *version_p)

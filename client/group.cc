@@ -66,6 +66,12 @@ bool client_isgroupcall(const client_env *e)
     return e->group != nullptr && e->group->armed && e->group->members[0] == e;
 }
 
+void client_disarm(client_env *e)
+{
+    e->armed = false;
+    if (client_isgroupcall(e)) e->group->armed = false;
+}
+
 // --- Messages --------------------------------------------------------------------------------
 
 template <class Visit> static void eachfield(const void *record, Visit visit)
