@@ -94,12 +94,6 @@ int VNTLchgobj(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const do
     if (during) during();
     return status;
 }
-int VNTLchgcolname(VNTENVptr, VNTLPptr, int cnt, const int *, const char *const *newname)
-{
-    for (int i = 0; i < cnt; i++)
-        say(newname[i] != nullptr ? newname[i] : "null");
-    return status;
-}
 int VNTLcopybase(VNTENVptr, VNTLPptr, const int *cstat, const int *rstat)
 {
     say("copybase " + list(cstat, 1) + " " + list(rstat, 1));
@@ -140,38 +134,6 @@ int VNTLgetprestat(VNTENVptr, VNTLPptr, int *, int *pcstat, int *, int *ocstat, 
         (ocstat != nullptr ? " ocstat" : " null"));
     return 0;
 }
-int VNTLgetconflict(VNTENVptr, VNTLPptr, int *confstat_p, int *rowind, int *, int *confnumrows_p,
-                    int *colind, int *, int *confnumcols_p)
-{
-    say(rowind == nullptr && colind == nullptr ? "conflict sizes" : "conflict");
-    *confstat_p = 3;
-    *confnumrows_p = 2;
-    *confnumcols_p = 1;
-    if (rowind != nullptr) rowind[1] = 77;
-    return 0;
-}
-int VNTLgetqconstr(VNTENVptr, VNTLPptr, int *linnzcnt_p, int64_t *quadnzcnt_p, double *rhs_p,
-                   char *sense_p, int *, double *, int, int *, int *, int *, double *, int64_t,
-                   int64_t *, int)
-{
-    *linnzcnt_p = 1;
-    *quadnzcnt_p = 1LL << 40;
-    *rhs_p = 0.5;
-    *sense_p = 'G';
-    return status;
-}
-int VNTLgetnumqconstrs(VNTENVptr, VNTLPptr)
-{
-    return 1;
-}
-int64_t VNTLgetitcnt(VNTENVptr, VNTLPptr)
-{
-    return 1LL << 40;
-}
-double VNTLEobjfromx(VNTENVptr, VNTLPptr, const double *x)
-{
-    return x[0] * 2;
-}
 int VNTLgetprobname(VNTENVptr, VNTLPptr, char *buf, int64_t space, int64_t *surplus_p)
 {
     memcpy(buf, "ab\0\0cd", static_cast<size_t>(space < 6 ? space : 6));
@@ -203,13 +165,6 @@ int VNTLwriteprob(VNTENVptr, VNTLPptr, const char *filename, const char *filetyp
     say(filename);
     if (filetype != nullptr) std::ofstream(filename) << filetype;
     return status;
-}
-int VNTEreadcopyprob(VNTENVptr, VNTLPptr, const char *filename, const char *contents,
-                     int64_t length, const char *)
-{
-    say(std::string(filename != nullptr ? filename : "null") + " " +
-        (contents != nullptr ? std::string(contents, static_cast<size_t>(length)) : "null"));
-    return 0;
 }
 }
 
@@ -351,9 +306,6 @@ TEST_F(SolverCall, ArraysThatTheCallDoesNotTakeAreRejected)
     EXPECT_TRUE(REJECTED(CHGOBJ, request)) << "a total that the chunks do not make";
     request = chgobj(3, two.a, values.a);
     EXPECT_TRUE(REJECTED(CHGOBJ, request)) << "shorter than its count says";
-
-    vntmsg_CHGCOLNAME_REQ names = {nullptr, 0, 0, env.a, lp.a, 2, two.a, two.a};
-    EXPECT_TRUE(REJECTED(CHGCOLNAME, names)) << "numbers for strings";
 }
 
 TEST_F(SolverCall, AHandleIsSixteenBytesInOneChunkOrAbsent)
@@ -379,15 +331,6 @@ TEST_F(SolverCall, AnInputIsMeasuredByAQueryOnlyWhereItIsAskedAnyway)
     request.rstat = one.a;
     EXPECT_EQ(RUN(COPYBASE, request), -1);
     EXPECT_EQ(refusal(), -1);
-}
-
-TEST_F(SolverCall, NamesKeepTheirAbsentOnesAcrossChunks)
-{
-    chunked<int> indices{{1, 2, 3}};
-    chunked<message_string> names{{text("first"), text(nullptr)}, {text("third")}};
-    vntmsg_CHGCOLNAME_REQ request = {nullptr, 0, 0, env.a, lp.a, 3, indices.a, names.a};
-    EXPECT_EQ(RUN(CHGCOLNAME, request), 0);
-    EXPECT_EQ(said, (lines{"first", "null", "third"}));
 }
 
 TEST_F(SolverCall, ARangeGivesItsElementsAndABackwardOneNone)
@@ -486,26 +429,6 @@ TEST_F(SolverCall, AFunctionThatTheSolverLacksIsNamed)
     EXPECT_EQ(refusal(), 1811);
 }
 
-TEST_F(SolverCall, ResultsTakeTheFieldOfTheirType)
-{
-    vntmsg_GETITCNT_REQ count = {nullptr, 0, 0, env.a, lp.a};
-    ASSERT_EQ(RUN(GETITCNT, count), 0);
-    EXPECT_EQ(ANSWER(GETITCNT)->out, 1LL << 40);
-
-    sent.clear();
-    chunked<double> x{{1.25}};
-    vntmsg_EOBJFROMX_REQ value = {nullptr, 0, 0, env.a, lp.a, x.a};
-    ASSERT_EQ(RUN(EOBJFROMX, value), 0);
-    EXPECT_EQ(ANSWER(EOBJFROMX)->out, 2.5);
-
-    sent.clear();
-    vntmsg_GETQCONSTR_REQ row = {nullptr, 0, 0, env.a, lp.a, 0, 0, 0};
-    ASSERT_EQ(RUN(GETQCONSTR, row), 0);
-    EXPECT_EQ(ANSWER(GETQCONSTR)->quadnzcnt_p, 1LL << 40);
-    EXPECT_EQ(ANSWER(GETQCONSTR)->rhs_p, 0.5);
-    EXPECT_EQ(ANSWER(GETQCONSTR)->sense_p, 'G');
-}
-
 TEST_F(SolverCall, ANewObjectTravelsAsAHandleAndAFailureAsNone)
 {
     vntmsg_CREATEPROB_REQ request = {nullptr, 0, 0, env.a, text("name")};
@@ -571,32 +494,6 @@ TEST_F(SolverCall, TheMessagesParameterIsKeptAroundTheQueriesThatMayChangeIt)
     status = 1; // nothing is presolved
     EXPECT_EQ(RUN(GETPRESTAT, presolved), 0);
     EXPECT_EQ(said.back(), "pcstat null");
-}
-
-TEST_F(SolverCall, AConflictIsSizedByAFirstCall)
-{
-    vntmsg_GETCONFLICT_REQ request = {nullptr, 0, 0, env.a, lp.a};
-    ASSERT_EQ(RUN(GETCONFLICT, request), 0);
-    EXPECT_EQ(said, (lines{"get 1035", "conflict sizes", "set 1035 17", "conflict"}));
-    EXPECT_EQ(elements<int>(ANSWER(GETCONFLICT)->rowind), (ints{0, 77}));
-    EXPECT_EQ(elements<int>(ANSWER(GETCONFLICT)->colind), ints{0});
-    EXPECT_EQ(ANSWER(GETCONFLICT)->confstat_p, 3);
-}
-
-TEST_F(SolverCall, AFileIsReadOutOfTheMessage)
-{
-    chunked<char> bytes{{'a', 'b'}, {'c'}};
-    vntmsg_READCOPYPROB_REQ request = {nullptr, 0, 0, env.a, lp.a, {}, {}};
-    EXPECT_EQ(RUN(READCOPYPROB, request), 0);
-    request.filename_str.name = text("model.lp");
-    request.filename_str.contents = bytes.a;
-    EXPECT_EQ(RUN(READCOPYPROB, request), 0);
-    EXPECT_EQ(said, (lines{"null null", "model.lp abc"}));
-
-    said.clear();
-    chunked<int> numbers{{1}};
-    request.filename_str.contents = numbers.a;
-    EXPECT_TRUE(REJECTED(READCOPYPROB, request));
 }
 
 TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)

@@ -210,9 +210,10 @@ class Calls : public testing::Test {
     void SetUp() override
     {
         fs::create_directory(folder);
+        fs::create_symlink(VNT_BUILD_DIR "/lib/libvantorecord.so", folder / "libvanto.so");
         worker = std::make_unique<server>(
             std::vector<std::string>{},
-            std::vector<std::string>{"LD_PRELOAD=" VNT_BUILD_DIR "/lib/libvantorecord.so",
+            std::vector<std::string>{"LD_LIBRARY_PATH=" + folder.string(), // the solver it finds
                                      "VNT_RECORD_FILE=" + record.string()});
         for (std::string &entry : worker->environment())
             putenv(strdup(entry.c_str()));
