@@ -126,8 +126,9 @@ server_child *child_create(int client, int grace)
     c->client = -1;
     c->pending = PENDING_NONE;
     c->grace = grace;
-    // The lines of level 4 tell of every read, so that there they are to be of a readable size.
-    c->chunk = log_getlevel() >= LOG_DEBUG ? 4096 : SLAB_BUFFER;
+    // The lines of level 4 tell of every read, and those are to be of a readable size.
+    c->copying = log_getlevel() >= LOG_DEBUG;
+    c->chunk = c->copying ? 4096 : SLAB_BUFFER;
     if (build(c) != 0) {
         child_destroy(c);
         return nullptr;

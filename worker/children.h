@@ -15,6 +15,7 @@
 #include "worker/child.h"
 #include "worker/slabs.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
@@ -32,7 +33,8 @@ struct server_child {
     int statusfd;
     int stopfd;   // readable once the pumps are to end
     int grace;    // milliseconds that a vanished client's worker has to say that it is parked
-    size_t chunk; // how much the pumps read at once
+    size_t chunk; // how much the pumps read at once where they copy
+    std::atomic<bool> copying; // else bytes go from socket to pipe and back without being looked at
 
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;

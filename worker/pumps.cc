@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -47,22 +48,50 @@ static int unread(int fd)
     return fd >= 0 && ioctl(fd, FIONREAD, &bytes) == 0 ? bytes : 0;
 }
 
+// Moves bytes from a socket to a pipe or back without looking at them.
+static ssize_t move(int from, int to)
+{
+    return splice(from, nullptr, to, nullptr, 1 << 20, SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+}
+
+enum relay_result { RELAY_MORE, RELAY_END, RELAY_STOP };
+
+static relay_result copy_request(server_child *c)
+{
+    char *buffer = c->memory->buffers[0];
+    ssize_t n = read(c->client, buffer, c->chunk);
+    if (n < 0 && again()) return RELAY_MORE;
+    if (n <= 0) return RELAY_END;
+    log_line(LOG_DEBUG, "pump_tochild: %d bytes read\n", static_cast<int>(n));
+    if (safe_write(c->requestfd, buffer, static_cast<size_t>(n), c->stopfd) >= 0) return RELAY_MORE;
+    fail(c, "safe_write");
+    return RELAY_STOP;
+}
+
+static relay_result move_request(server_child *c)
+{
+    ssize_t n = move(c->client, c->requestfd);
+    if (n >= 0) return n > 0 ? RELAY_MORE : RELAY_END;
+    switch (errno) {
+    case EAGAIN: // the pipe is full
+        return await_fd_or(c->requestfd, POLLOUT, c->stopfd, -1) > 0 ? RELAY_MORE : RELAY_STOP;
+    case EINTR: return RELAY_MORE;
+    case EPIPE: fail(c, "safe_write"); return RELAY_STOP;
+    case EINVAL: c->copying = true; return RELAY_MORE; // no socket for this
+    default: return RELAY_END;
+    }
+}
+
 // Passes on what the client sends.  Returns true once the client is gone, whichever way: a worker
 // that has been told to wait does not mind a reset.  False when the pump must end.
 static bool relay_requests(server_child *c)
 {
-    char *buffer = c->memory->buffers[0];
-    for (;;) {
+    relay_result result = RELAY_MORE;
+    while (result == RELAY_MORE) {
         if (await_fd_or(c->client, POLLIN, c->stopfd, -1) < 0) return false;
-        ssize_t n = read(c->client, buffer, c->chunk);
-        if (n < 0 && again()) continue;
-        if (n <= 0) return true;
-        log_line(LOG_DEBUG, "pump_tochild: %d bytes read\n", static_cast<int>(n));
-        if (safe_write(c->requestfd, buffer, static_cast<size_t>(n), c->stopfd) < 0) {
-            fail(c, "safe_write");
-            return false;
-        }
+        result = c->copying ? copy_request(c) : move_request(c);
     }
+    return result == RELAY_END;
 }
 
 enum word_result { WORD_HERE, WORD_MISSING, WORD_BROKEN, WORD_STOPPED };
@@ -169,19 +198,48 @@ void *pump_tochild(void *child)
     return nullptr;
 }
 
-// Sends one piece to the client.  While `relaying` is set the socket stays the same.
-static void pass_on(server_child *c, const char *bytes, size_t n)
+// The client takes nothing any more.
+static void turn_deaf(server_child *c)
 {
-    if (safe_write(c->client, bytes, n, c->stopfd) >= 0) {
-        log_line(LOG_DEBUG, "pump_fromchild: %d bytes written\n", static_cast<int>(n));
-        return;
-    }
     if (errno != ECANCELED) {
         log_syscall("safe_write");
         log_line(LOG_DEBUG, "fd = %d\n", c->client);
     }
     mutex_holder hold(&c->lock);
     c->deaf = true;
+}
+
+// The steps below pass on one piece of what the worker says.  Meanwhile `relaying` is set, and the
+// client's socket stays the same.
+
+static relay_result copy_response(server_child *c, bool heard)
+{
+    char *buffer = c->memory->buffers[1];
+    ssize_t n = read(c->responsefd, buffer, c->chunk);
+    if (n < 0 && again()) return RELAY_MORE;
+    if (n < 0) fail(c, "read");
+    if (n <= 0) return RELAY_END;
+    log_line(LOG_DEBUG, "pump_fromchild: %d bytes read\n", static_cast<int>(n));
+    if (!heard) return RELAY_MORE;
+    if (safe_write(c->client, buffer, static_cast<size_t>(n), c->stopfd) >= 0)
+        log_line(LOG_DEBUG, "pump_fromchild: %d bytes written\n", static_cast<int>(n));
+    else
+        turn_deaf(c);
+    return RELAY_MORE;
+}
+
+static relay_result move_response(server_child *c)
+{
+    ssize_t n = move(c->responsefd, c->client);
+    if (n >= 0) return n > 0 ? RELAY_MORE : RELAY_END;
+    switch (errno) {
+    case EAGAIN: // the socket is full
+        return await_fd_or(c->client, POLLOUT, c->stopfd, -1) > 0 ? RELAY_MORE : RELAY_STOP;
+    case EINTR: break;
+    case EINVAL: c->copying = true; break; // no socket for this
+    default: turn_deaf(c);
+    }
+    return RELAY_MORE;
 }
 
 // Says whether bytes are under way; returns whether the client takes them.
@@ -196,19 +254,12 @@ static bool set_relaying(server_child *c, bool relaying)
 // Passes on one piece of what the worker says, or drops it.  False at the end of its output.
 static bool relay_response(server_child *c)
 {
-    char *buffer = c->memory->buffers[1];
-    // Set before the bytes leave the pipe: else the to-child pump could find it empty, and change
-    // the client, with a piece of an old answer still to come.
+    // Set before bytes leave the pipe: else the to-child pump could find it empty, and change the
+    // client, with a piece of an old answer still to come.
     bool heard = set_relaying(c, true);
-    ssize_t n = read(c->responsefd, buffer, c->chunk);
-    bool more = n > 0 || (n < 0 && again());
-    if (n < 0 && !more) fail(c, "read");
-    if (n > 0) {
-        log_line(LOG_DEBUG, "pump_fromchild: %d bytes read\n", static_cast<int>(n));
-        if (heard) pass_on(c, buffer, static_cast<size_t>(n));
-    }
+    relay_result result = heard && !c->copying ? move_response(c) : copy_response(c, heard);
     set_relaying(c, false);
-    return more;
+    return result == RELAY_MORE;
 }
 
 void *pump_fromchild(void *child)

@@ -100,24 +100,27 @@ static int exitstatus(int status)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// Both where the server moves the bytes without looking and where its log tells of them.
 TEST(Server, AClientGetsAWorkerThatHearsIt)
 {
-    letter_server server;
-    raw_client first(server.port), second(server.port);
-    ASSERT_EQ(first.newworker(), 0);
-    ASSERT_EQ(second.newworker(), 0);
-    EXPECT_NE(first.id, second.id);
-    EXPECT_EQ(first.say("xyz").hear(3), "xyz");
-    EXPECT_EQ(second.say("u").hear(1), "u");
-    EXPECT_EQ(first.say("bx").hear(BLOCK + 1), std::string(BLOCK, 'b') + "x");
-    std::string many(300001, 'm');
-    std::thread mouth([&] { second.say(many); });
-    EXPECT_EQ(second.hear(many.size()), many);
-    mouth.join();
-    first.say("t");
-    EXPECT_TRUE(first.closed());
-    EXPECT_TRUE(gone(process_of(first)));
-    EXPECT_EQ(second.say("v").hear(1), "v");
+    for (const char *option : {"-info", "-debug"}) {
+        letter_server server({option});
+        raw_client first(server.port), second(server.port);
+        ASSERT_EQ(first.newworker(), 0);
+        ASSERT_EQ(second.newworker(), 0);
+        EXPECT_NE(first.id, second.id);
+        EXPECT_EQ(first.say("xyz").hear(3), "xyz");
+        EXPECT_EQ(second.say("u").hear(1), "u");
+        EXPECT_EQ(first.say("bx").hear(BLOCK + 1), std::string(BLOCK, 'b') + "x");
+        std::string many(20001, 'm');
+        std::thread mouth([&] { second.say(many); });
+        EXPECT_EQ(second.hear(many.size()), many);
+        mouth.join();
+        first.say("t");
+        EXPECT_TRUE(first.closed());
+        EXPECT_TRUE(gone(process_of(first)));
+        EXPECT_EQ(second.say("v").hear(1), "v");
+    }
 }
 
 // What a client asks for is answered with the status for it, and the connection is closed.
