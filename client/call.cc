@@ -259,16 +259,23 @@ static int fetch_names(const message_array *a, char **names, int64_t count, char
 
 static int fetch_file(const call_return *c, const void *response, int i)
 {
-    if (c->result.i != 0) return 0;
     const message_file *f = &field_at<message_file>(response, c->call->args[i].response_at);
     return client_outfile_store(static_cast<const char *>(c->args[i].p), f);
+}
+
+// A worker sends all the room that it made, whatever the status.  A call that failed leaves the
+// caller's arrays and files alone, as it would here: it may be their size that was wrong.
+static bool stays_out(const call_return *c, call_word word)
+{
+    bool failed = c->call->result == RESULT_STATUS && c->result.i != 0;
+    return failed && (word == CALL_OUT || word == CALL_INOUT || word == CALL_OUTFILE);
 }
 
 static int fetch(const call_return *c, const void *response, int i)
 {
     const call_argument &arg = c->call->args[i];
     void *to = c->args[i].p;
-    if (arg.response_at == 0 || to == nullptr) return 0;
+    if (arg.response_at == 0 || to == nullptr || stays_out(c, arg.word)) return 0;
     switch (arg.word) {
     case CALL_OUTVALUE:
     case CALL_OUTCHAR: fetch_scalar(response, arg, to); return 0;
