@@ -270,6 +270,18 @@ int VNTLgetdsbcnt(VNTENVptr env, VNTLPptr lp)
     return static_cast<int>(nothing(env, lp));
 }
 
+// Of networks there are none yet.
+
+int VNTLNETgetstat(VNTENVptr, VNTNETptr)
+{
+    return VNT_STAT_NONE;
+}
+
+int VNTLNETgetobjsen(VNTENVptr, VNTNETptr)
+{
+    return 0;
+}
+
 int VNTLgetsubstat(VNTENVptr env, VNTLPptr lp)
 {
     return static_cast<int>(nothing(env, lp));

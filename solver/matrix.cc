@@ -49,22 +49,23 @@ void matrix::append_sorted_col(const matrix_lines &lines, int line)
         value.push_back(lines.value[k]);
     }
     if (sorted) return;
-    std::vector<std::pair<int, double>> column;
-    for (size_t k = start; k < index.size(); k++)
-        column.emplace_back(index[k], value[k]);
-    std::sort(column.begin(), column.end());
-    for (size_t k = 0; k < column.size(); k++) {
-        index[start + k] = column[k].first;
-        value[start + k] = column[k].second;
+    size_t count = index.size() - start;
+    for (size_t k = 0; k < count; k++)
+        sorting[k] = {index[start + k], value[start + k]};
+    std::sort(sorting.begin(), sorting.begin() + static_cast<int64_t>(count));
+    for (size_t k = 0; k < count; k++) {
+        index[start + k] = sorting[k].first;
+        value[start + k] = sorting[k].second;
     }
 }
 
-// Room for more, at least doubled, so that many small additions stay cheap.
-template <class type> static void make_room(std::vector<type> &list, size_t more)
+static size_t longest(const matrix_lines &lines)
 {
-    if (list.capacity() - list.size() < more) {
-        list.reserve(std::max(list.size() + more, list.size() * 2));
+    int64_t most = 0;
+    for (int line = 0; line < lines.lines; line++) {
+        most = std::max(most, lines.last(line) - lines.first(line));
     }
+    return static_cast<size_t>(most);
 }
 
 void matrix::append_cols(const matrix_lines &lines)
@@ -75,6 +76,7 @@ void matrix::append_cols(const matrix_lines &lines)
     make_room(begin, lines.lines);
     make_room(index, more);
     make_room(value, more);
+    sorting.resize(longest(lines));
     rowbegin.clear();
     for (int line = 0; line < lines.lines; line++) {
         append_sorted_col(lines, line);
@@ -127,16 +129,18 @@ double matrix::get(int row, int col) const
 void matrix::merge() const
 {
     if (waiting.empty()) return;
-    std::reverse(waiting.begin(), waiting.end());
-    std::stable_sort(waiting.begin(), waiting.end(), [](const entry &a, const entry &b) {
-        return a.col != b.col ? a.col < b.col : a.row < b.row;
-    });
-    std::vector<int64_t> newbegin = {0};
+    std::vector<int64_t> newbegin;
     std::vector<int> newindex;
     std::vector<double> newvalue;
     newbegin.reserve(numcols + 1);
     newindex.reserve(index.size() + waiting.size());
     newvalue.reserve(index.size() + waiting.size());
+    // From here on nothing fails: a list turned around twice would have the wrong one last.
+    newbegin.push_back(0);
+    std::reverse(waiting.begin(), waiting.end());
+    std::stable_sort(waiting.begin(), waiting.end(), [](const entry &a, const entry &b) {
+        return a.col != b.col ? a.col < b.col : a.row < b.row;
+    });
     auto put = [&](int row, double v) {
         if (v == 0) return;
         newindex.push_back(row);

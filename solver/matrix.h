@@ -14,7 +14,17 @@
 
 #include "solver/failure.h"
 
+#include <algorithm>
 #include <vector>
+
+// Room for more elements, at least doubled, so that many small additions stay cheap.  What is
+// then added within that room cannot fail.
+template <class list> void make_room(list &values, size_t more)
+{
+    if (values.capacity() - values.size() < more) {
+        values.reserve(std::max(values.size() + more, values.size() * 2));
+    }
+}
 
 // One direction of the matrix: entries begin[k] to begin[k + 1] belong to line k.
 struct matrix_view {
@@ -81,8 +91,9 @@ class matrix {
     mutable std::vector<int64_t> begin = {0};
     mutable std::vector<int> index;
     mutable std::vector<double> value;
-    mutable std::vector<entry> waiting;    // in the order they came; the last one counts
-    mutable std::vector<int64_t> rowbegin; // empty while there is no copy by rows
+    std::vector<std::pair<int, double>> sorting; // room for one column
+    mutable std::vector<entry> waiting;          // in the order they came; the last one counts
+    mutable std::vector<int64_t> rowbegin;       // empty while there is no copy by rows
     mutable std::vector<int> rowindex;
     mutable std::vector<double> rowvalue;
 };

@@ -65,7 +65,7 @@ void model::check_cols(const new_columns &cols)
     }
 }
 
-// One more column; upper[j] of a binary is 1 where nothing else is said.
+// One more column; the upper bound of a binary is 1 where nothing else is said.
 static void append_column(model *m, const new_columns &cols, int j)
 {
     char type = cols.ctype != nullptr ? cols.ctype[j] : 'C';
@@ -77,19 +77,25 @@ static void append_column(model *m, const new_columns &cols, int j)
     if (type != 'C' && m->type == VNT_PROB_LP) m->type = VNT_PROB_MIP;
 }
 
+// All that can fail comes first; what follows finds its room.
 void model::append_cols(const new_columns &cols, const matrix_lines *entries)
 {
     require(cols.count >= 0, VNTERR_BAD_ARGUMENT);
     check_cols(cols);
     if (entries != nullptr) matrix::check(*entries, numrows());
-    for (int j = 0; j < cols.count; j++)
-        append_column(this, cols, j);
-    colnames.append(cols.count, cols.names);
+    std::vector<std::string> names = name_list::copies(cols.count, cols.names);
+    colnames.make_room(cols.count);
+    for (auto *values : {&objective, &lower, &upper})
+        make_room(*values, cols.count);
+    make_room(ctype, cols.count);
     if (entries != nullptr) {
         a.append_cols(*entries);
     } else {
         a.grow(0, cols.count);
     }
+    colnames.append(std::move(names));
+    for (int j = 0; j < cols.count; j++)
+        append_column(this, cols, j);
 }
 
 void model::check_rows(const new_rows &rows)
@@ -106,17 +112,22 @@ void model::append_rows(const new_rows &rows, const matrix_lines *entries)
     require(rows.count >= 0, VNTERR_BAD_ARGUMENT);
     check_rows(rows);
     if (entries != nullptr) matrix::check(*entries, numcols());
+    std::vector<std::string> names = name_list::copies(rows.count, rows.names);
+    rownames.make_room(rows.count);
+    make_room(rhs, rows.count);
+    make_room(range, rows.count);
+    make_room(rowsense, rows.count);
+    if (entries != nullptr) {
+        a.append_rows(*entries);
+    } else {
+        a.grow(rows.count, 0);
+    }
+    rownames.append(std::move(names));
     for (int i = 0; i < rows.count; i++) {
         char s = rows.sense != nullptr ? rows.sense[i] : 'E';
         rowsense.push_back(s);
         rhs.push_back(rows.rhs != nullptr ? model_number(rows.rhs[i]) : 0);
         range.push_back(s == 'R' && rows.range != nullptr ? model_number(rows.range[i]) : 0);
-    }
-    rownames.append(rows.count, rows.names);
-    if (entries != nullptr) {
-        a.append_rows(*entries);
-    } else {
-        a.grow(rows.count, 0);
     }
 }
 

@@ -2,14 +2,29 @@
 
 #include <charconv>
 
-void name_list::append(int count, const char *const *names)
+std::vector<std::string> name_list::copies(int count, const char *const *names)
 {
-    size_t first = own.size();
-    own.resize(first + count);
-    if (names == nullptr) return;
-    for (int i = 0; i < count; i++) {
-        if (names[i] != nullptr) own[first + i] = names[i];
-        if (indexed) note(static_cast<int>(first) + i);
+    std::vector<std::string> list(count);
+    for (int i = 0; i < count && names != nullptr; i++) {
+        if (names[i] != nullptr) list[i] = names[i];
+    }
+    return list;
+}
+
+void name_list::make_room(int count)
+{
+    ::make_room(own, count);
+}
+
+void name_list::append(std::vector<std::string> &&fresh) noexcept
+{
+    for (std::string &name : fresh) {
+        own.push_back(std::move(name));
+        try {
+            if (indexed) note(size() - 1);
+        } catch (...) {
+            indexed = false; // the next look-up makes it again
+        }
     }
 }
 

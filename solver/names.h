@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "solver/matrix.h"
+
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -13,8 +15,10 @@ class name_list {
   public:
     explicit name_list(char letter) : letter(letter) {}
 
-    // `count` more; null names, and null in place of one, leave them without a name.
-    void append(int count, const char *const *names);
+    // Names to append; a null list, and null in place of one, leave them without a name.
+    static std::vector<std::string> copies(int count, const char *const *names);
+    void make_room(int count);
+    void append(std::vector<std::string> &&fresh) noexcept; // into the room that was made
     std::string at(int i) const;
     bool named(int i) const { return !own[i].empty(); }
     int find(const std::string &name) const; // -1 where nothing has the name

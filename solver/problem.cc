@@ -31,6 +31,9 @@ int vntlp::resting_place(int j) const
 void vntlp::append_cols(const new_columns &cols, const matrix_lines *entries)
 {
     bool fit = has_basis();
+    for (auto *values : {&free_lower, &free_upper})
+        make_room(*values, std::max(cols.count, 0));
+    make_room(cstat, std::max(cols.count, 0));
     m.append_cols(cols, entries);
     changed();
     start.clear();
@@ -47,6 +50,7 @@ void vntlp::append_cols(const new_columns &cols, const matrix_lines *entries)
 void vntlp::append_rows(const new_rows &rows, const matrix_lines *entries)
 {
     bool fit = has_basis();
+    make_room(rstat, std::max(rows.count, 0));
     m.append_rows(rows, entries);
     changed();
     if (fit) rstat.resize(m.numrows(), VNT_BASIS_BASIC);

@@ -162,9 +162,14 @@ void reformulation::add_implied(const model &m, const indicator &c, double sign)
         values.push_back(v);
     }
     if (most <= rhs) return; // it holds anyway
+    // The indicator's column may be one of the row's as well.
     std::vector<int> cols = c.index;
-    cols.push_back(c.column);
-    values.push_back(c.complemented ? rhs - most : most - rhs);
+    size_t at = static_cast<size_t>(std::find(cols.begin(), cols.end(), c.column) - cols.begin());
+    if (at == cols.size()) {
+        cols.push_back(c.column);
+        values.push_back(0);
+    }
+    values[at] += c.complemented ? rhs - most : most - rhs;
     add_row(-VNT_INFINITY, c.complemented ? rhs : most, cols, values);
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <random>
 #include <thread>
 
 struct solving : session {
@@ -234,6 +235,112 @@ TEST_F(solving, IndicatorsHoldWhereTheirColumnSaysSo)
     EXPECT_EQ(VNTLmipopt(env, open), VNTERR_NOT_SUPPORTED) << "x has no upper bound";
 }
 
+// Small random problems of integer columns, with sets and indicators, against all their points.
+struct enumerated : solving {
+    static constexpr int cols = 4;
+    std::mt19937 random;
+    VNTLPptr lp = nullptr;
+    double x[cols], objective_of[cols], low[cols], high[cols];
+    std::string types;
+
+    int below(int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); }
+
+    void build(unsigned seed)
+    {
+        random.seed(seed);
+        lp = problem();
+        types.clear();
+        for (int j = 0; j < cols; j++) {
+            types.push_back("BIIN"[below(4)]);
+            objective_of[j] = below(13) - 6;
+            low[j] = types[j] == 'B' ? 0 : types[j] == 'N' ? 1 + below(2) : -below(3);
+            high[j] = types[j] == 'B' ? 1 : low[j] + 1 + below(3);
+        }
+        ASSERT_EQ(VNTLnewcols(env, lp, cols, objective_of, low, high, types.c_str(), nullptr), 0);
+        ASSERT_EQ(VNTLchgobjsen(env, lp, below(2) == 0 ? VNT_MIN : VNT_MAX), 0);
+        int64_t begin = 0;
+        int all[cols] = {0, 1, 2, 3};
+        double value[cols];
+        for (int i = 0; i < 3; i++) {
+            for (double &v : value)
+                v = below(9) - 4;
+            double rhs = below(9) - 2;
+            ASSERT_EQ(VNTLaddrows(env, lp, 0, 1, cols, &rhs,
+                                  below(6) == 0 ? "E"
+                                  : i == 0      ? "G"
+                                                : "L",
+                                  &begin, all, value, nullptr, nullptr),
+                      0);
+        }
+        if (below(2) == 0) {
+            double weight[] = {2, 1, 3, 4};
+            ASSERT_EQ(VNTLaddsos(env, lp, 1, cols, below(2) == 0 ? "1" : "2", &begin, all, weight,
+                                 nullptr),
+                      0);
+        }
+        for (double &v : value)
+            v = below(5) - 2;
+        if (types[0] == 'B') {
+            ASSERT_EQ(VNTLaddindconstr(env, lp, 0, below(2), cols, below(5), "LGE"[below(3)], all,
+                                       value, nullptr),
+                      0);
+        }
+    }
+
+    bool feasible()
+    {
+        double beyond[3];
+        for (int j = 0; j < cols; j++) {
+            double of = 1;
+            EXPECT_EQ(VNTLgetcolinfeas(env, lp, x, &of, j, j), 0);
+            if (of != 0) return false;
+        }
+        EXPECT_EQ(VNTLgetrowinfeas(env, lp, x, beyond, 0, 2), 0);
+        if (beyond[0] != 0 || beyond[1] != 0 || beyond[2] != 0) return false;
+        beyond[0] = beyond[1] = 0;
+        VNTLgetsosinfeas(env, lp, x, &beyond[0], 0, VNTLgetnumsos(env, lp) - 1);
+        VNTLgetindconstrinfeas(env, lp, x, &beyond[1], 0, VNTLgetnumindconstrs(env, lp) - 1);
+        return beyond[0] == 0 && beyond[1] == 0;
+    }
+
+    // The best objective of the points from column j on, in the sense of a minimum.
+    double best(int j)
+    {
+        if (j == cols) {
+            return feasible() ? VNTLgetobjsen(env, lp) * VNTLEobjfromx(env, lp, x) : VNT_INFINITY;
+        }
+        double found = VNT_INFINITY;
+        for (x[j] = std::min(low[j], 0.0); x[j] <= high[j]; x[j]++) {
+            found = std::min(found, best(j + 1));
+        }
+        return found;
+    }
+};
+
+TEST_F(enumerated, NoPointIsBetterThanTheOneFound)
+{
+    int solved = 0;
+    for (unsigned seed = 1; seed <= 120; seed++) {
+        SCOPED_TRACE(seed);
+        build(seed);
+        double expected = best(0);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
+        if (expected == VNT_INFINITY) {
+            ASSERT_EQ(VNTLgetstat(env, lp), VNT_STAT_INFEASIBLE);
+            continue;
+        }
+        solved++;
+        ASSERT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
+        ASSERT_NEAR(VNTLgetobjsen(env, lp) * objective(lp), expected, 1e-6);
+        ASSERT_EQ(VNTLgetx(env, lp, x, 0, cols - 1), 0);
+        for (double &v : x)
+            v = std::round(v);
+        ASSERT_TRUE(feasible());
+        ASSERT_EQ(VNTLfreeprob(env, &lp), 0);
+    }
+    EXPECT_GT(solved, 40);
+}
+
 TEST_F(solving, MipStartsAreKeptAndAskedFor)
 {
     VNTLPptr lp = problem_of_file("p0033.mps");
@@ -334,6 +441,40 @@ TEST_F(watched, ASolveEndsWhenItIsTold)
     lasttick = 0;
     ASSERT_EQ(VNTLlpopt(env, lp), 0);
     expect_optimal(lp, 5501.8458883);
+}
+
+// The pool of solutions.
+TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearch)
+{
+    VNTLPptr lp = problem_of_file("p0201.mps");
+    int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp), index = -1;
+    EXPECT_EQ(VNTLgetsolnpoolx(env, lp, 0, nullptr, 0, 0), VNTERR_INDEX_RANGE);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    int count = VNTLgetsolnpoolnumsolns(env, lp);
+    ASSERT_GT(count, 0);
+    std::vector<double> x(cols), slack(rows), again(rows);
+    double value = 0, mean = 0, sum = 0, worst = 1;
+    for (int k = 0; k < count; k++) {
+        ASSERT_EQ(VNTLgetsolnpoolx(env, lp, k, x.data(), 0, cols - 1), 0);
+        ASSERT_EQ(VNTLgetsolnpoolobjval(env, lp, k, &value), 0);
+        EXPECT_NEAR(VNTLEobjfromx(env, lp, x.data()), value, 1e-6);
+        EXPECT_GE(value, objective(lp) - 1e-6);
+        ASSERT_EQ(VNTLgetsolnpoolslack(env, lp, k, slack.data(), 0, rows - 1), 0);
+        ASSERT_EQ(VNTLslackfromx(env, lp, x.data(), again.data()), 0);
+        EXPECT_EQ(slack, again);
+        ASSERT_EQ(
+            VNTLgetsolnpooldblquality(env, lp, k, &worst, VNT_QUALITY_MAX_INTEGER_INFEASIBILITY),
+            0);
+        EXPECT_LT(worst, 1e-5);
+        sum += value;
+    }
+    ASSERT_EQ(VNTLgetsolnpoolmeanobjval(env, lp, &mean), 0);
+    EXPECT_NEAR(mean, sum / count, 1e-6);
+    ASSERT_EQ(VNTLgetsolnpoolsolnindex(env, lp, ("s" + std::to_string(count)).c_str(), &index), 0);
+    EXPECT_EQ(index, count - 1);
+    ASSERT_EQ(VNTLdelsolnpoolsolns(env, lp, 0, count - 1), 0);
+    EXPECT_EQ(VNTLgetsolnpoolnumsolns(env, lp), 0);
+    EXPECT_NEAR(objective(lp), 7615, 1e-6) << "the solution itself stays";
 }
 
 TEST_F(watched, ASearchTellsItsIncumbentAndKeepsItWhenStopped)
