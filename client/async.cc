@@ -443,32 +443,78 @@ int vntclient_join(VNTENVptr env)
     return rc == 0 ? finishstarted(e) : rc;
 }
 
-// Tries to reach the worker that was left, until it is back or gone or the patience is over.
-static int comeback(client_env *e, double patience)
+// Tries until it succeeds, the worker is gone or the patience is over.  A connection that breaks
+// on the way may have carried the request to disconnect all the same, so it is tried again.
+static int persist(client_env *e, double patience, int (*step)(client_env *e, int *state),
+                   int *state)
 {
     timespec begin = clock_now();
     for (;;) {
-        int rc = client_rejoin(e);
-        if (rc == 0 || clock_elapsed(begin) > patience) return rc;
-        if (rc == VNTERR_CONNECTION_LOST && e->state == CLIENT_LOST) return rc;
+        int rc = step(e, state);
+        if (rc == 0 || e->state == CLIENT_LOST) return rc;
+        if (e->state == CLIENT_AWAY && clock_elapsed(begin) > patience) {
+            e->state = CLIENT_LOST;
+            return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
+        }
+        if (e->state == CLIENT_OPEN) return rc;
         clock_nap(0.25);
     }
 }
 
-// Leaves the worker for a while.  When the connection breaks on the way out the worker may have
-// heard the request all the same, so the way back is tried then too.
-static int leave(client_env *e, double interval, double patience)
+// What is lost after the arrival may be found again.
+static int onarrival(client_env *e, int rc)
 {
-    int rc = client_disconnect(e);
     if (e->state == CLIENT_LOST) e->state = CLIENT_AWAY;
-    if (e->state != CLIENT_AWAY) return rc;
-    clock_nap(interval);
-    rc = comeback(e, patience);
-    if (rc != 0 && e->state == CLIENT_AWAY) {
-        e->state = CLIENT_LOST;
-        return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
-    }
     return rc;
+}
+
+static int comeback(client_env *e, int *)
+{
+    int rc = client_arrive(e);
+    return rc == 0 ? onarrival(e, client_greet(e)) : rc;
+}
+
+// Asks how the call stands, in passing.  All is sent in one go: once it is under way the worker
+// hears that it is left again, even when this process or the network ends that moment.
+static int ask(client_env *e, int *state)
+{
+    vntmsg_RECONNECT_REQ hello = {};
+    vntmsg_ASYNCTEST_REQ question = {};
+    vntmsg_DISCONNECT_REQ farewell = {};
+    hello.messageid = VNTMESSAGEID_RECONNECT_REQ;
+    question.messageid = VNTMESSAGEID_ASYNCTEST_REQ;
+    farewell.messageid = VNTMESSAGEID_DISCONNECT_REQ;
+    int rc = client_send(e, &hello);
+    if (rc == 0) rc = client_send(e, &question);
+    if (rc == 0) rc = client_send(e, &farewell);
+    const void *answer;
+    if (rc == 0) rc = client_await(e, VNTMESSAGEID_RECONNECT_RES, &answer);
+    if (rc == 0) rc = client_await(e, VNTMESSAGEID_ASYNCTEST_RES, &answer);
+    if (rc == 0) *state = static_cast<const vntmsg_ASYNCTEST_RES *>(answer)->running_p;
+    if (rc == 0) rc = client_await(e, VNTMESSAGEID_DISCONNECT_RES, &answer);
+    if (rc == 0) client_depart(e);
+    return rc;
+}
+
+static int visit(client_env *e, int *state)
+{
+    int rc = client_arrive(e);
+    return rc == 0 ? onarrival(e, ask(e, state)) : rc;
+}
+
+// Leaves the worker for a while, and for longer when nobody wants to look: then it is only asked
+// in passing whether the call has ended.
+static int leave(client_env *e, double interval, double patience, bool look)
+{
+    int state = VNTCLIENT_RUNNING;
+    int rc = onarrival(e, client_disconnect(e));
+    if (e->state != CLIENT_AWAY) return rc;
+    do {
+        clock_nap(interval);
+        if (look || wantsend(e)) break;
+        rc = persist(e, patience, visit, &state);
+    } while (rc == 0 && state == VNTCLIENT_RUNNING);
+    return e->state == CLIENT_AWAY ? persist(e, patience, comeback, &state) : rc;
 }
 
 // Between two absences: whether the solve has ended, what it needs, what the caller wants.
@@ -497,7 +543,7 @@ int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
     while (rc == 0) {
         rc = lookin(e, &ended, &ending, look, data);
         if (rc != 0 || ended) break;
-        rc = leave(e, ending ? 0 : interval, patience);
+        rc = leave(e, ending ? 0 : interval, patience, look != nullptr || ending);
     }
     e->attending = false;
     return rc == 0 ? finishstarted(e) : rc;

@@ -194,8 +194,13 @@ int client_startcall(client_env *e, void *request, uint32_t responseid, client_f
                      const void *memory, size_t size);
 
 // Leaves the worker and comes back.  An environment that is not open when it goes is forgotten.
+// To leave is to be let go by the worker and then to depart, to rejoin is to arrive and to greet.
+// The environment stays away when a later arrival may succeed, and is lost when none will.
 int client_disconnect(client_env *e);
+void client_depart(client_env *e);
 int client_rejoin(client_env *e);
+int client_arrive(client_env *e);
+int client_greet(client_env *e);
 void client_forgetaway(client_env *e);
 
 // Ends a started call without taking its result, before the connection goes.

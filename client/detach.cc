@@ -48,18 +48,22 @@ static client_env *takeaway(const tcpip_reconnectinfo *info)
     });
 }
 
+void client_depart(client_env *e)
+{
+    client_leavegroup(e);
+    e->io->ops.disconnect(e->io, &e->info);
+    e->io = nullptr;
+    e->state = CLIENT_AWAY;
+}
+
 int client_disconnect(client_env *e)
 {
     vntmsg_DISCONNECT_REQ request = {};
     request.messageid = VNTMESSAGEID_DISCONNECT_REQ;
     const void *response;
     int rc = client_roundtrip(e, &request, VNTMESSAGEID_DISCONNECT_RES, &response);
-    if (rc != 0) return rc;
-    client_leavegroup(e);
-    e->io->ops.disconnect(e->io, &e->info);
-    e->io = nullptr;
-    e->state = CLIENT_AWAY;
-    return 0;
+    if (rc == 0) client_depart(e);
+    return rc;
 }
 
 static void describe(char (&place)[128], const tcpip_reconnectinfo *info)
@@ -80,8 +84,7 @@ static void describe(char (&place)[128], const tcpip_reconnectinfo *info)
     snprintf(place, sizeof place, "%s:%u", address, port);
 }
 
-// Joins the worker again.  The environment stays away when a later try may succeed.
-int client_rejoin(client_env *e)
+int client_arrive(client_env *e)
 {
     errno = 0;
     transport *io;
@@ -94,12 +97,21 @@ int client_rejoin(client_env *e)
     }
     e->io = io;
     e->state = CLIENT_OPEN;
-    rc = client_settimeouts(e);
-    if (rc != 0) return rc;
+    return client_settimeouts(e);
+}
+
+int client_greet(client_env *e)
+{
     vntmsg_RECONNECT_REQ request = {};
     request.messageid = VNTMESSAGEID_RECONNECT_REQ;
     const void *response;
     return client_roundtrip(e, &request, VNTMESSAGEID_RECONNECT_RES, &response);
+}
+
+int client_rejoin(client_env *e)
+{
+    int rc = client_arrive(e);
+    return rc == 0 ? client_greet(e) : rc;
 }
 
 int vntclient_disconnect(VNTENVptr env, void *info)

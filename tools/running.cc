@@ -53,25 +53,16 @@ static void detach(session &s)
     fmt::print(stderr, "{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server, file);
 }
 
-// Between two absences of a resilient join.
-static int look_in(VNTENVptr env, void *data)
-{
-    auto &s = *static_cast<session *>(data);
-    vntmipprogress progress = {};
-    if (s.shown.due() && s.solver.vntclient_progress(env, 0, &progress) == 0)
-        s.shown.progress(progress);
-    return 0;
-}
-
 static constexpr double absence = 0.5;    // seconds between two looks
 static constexpr double patience = 86400; // seconds for which a server that is away is tried again
 
-// The ticket goes when the result is here.
+// The solver's own lines tell of the progress; they come with each look.  The ticket goes when the
+// result is here.
 static int solve_resilient(session &s)
 {
     const std::string &file = s.options.resilientfile;
     start(s, file);
-    int status = s.solver.vntclient_joinresilient(s.env, absence, patience, look_in, &s);
+    int status = s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
     if (status != VNTERR_CONNECTION_LOST) unlink(file.c_str());
     return status;
 }

@@ -128,8 +128,8 @@ static void set_param(session &s, const std::string &name, const std::string &te
                   fmt::format("--param {}={}", name, text));
 }
 
-// The progress is shown by ourselves, in place of the solver's own lines about it.  A resilient
-// solve is away too long for that.
+// The progress is shown by ourselves, in place of the solver's own lines about it.  Only a
+// resilient solve is watched from too far away for that.
 static void set_loglevel(session &s)
 {
     int level = s.options.resilientfile.empty() ? 1 : 2;
