@@ -199,7 +199,8 @@ static client_limits remaining(const client_env *e)
 
 static bool wantsend(client_env *e)
 {
-    if (e->terminatecell != nullptr && *e->terminatecell != 0) return true;
+    volatile int *cell = e->terminatecell; // any thread may set it
+    if (cell != nullptr && __atomic_load_n(cell, __ATOMIC_RELAXED) != 0) return true;
     return e->terminatefunc != nullptr && e->terminatefunc(e->handle, e->terminatedata) != 0;
 }
 

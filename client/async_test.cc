@@ -230,7 +230,7 @@ TEST_F(asynchronous, TheTerminateCellEndsASynchronousSolve)
     std::thread other([&] {
         while (looks > (1 << 30) - 3)
             usleep(1000);
-        cell = 1;
+        __atomic_store_n(&cell, 1, __ATOMIC_RELAXED);
     });
     EXPECT_EQ(VNTLmipopt(env, lp), 0);
     other.join();

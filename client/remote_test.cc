@@ -262,7 +262,7 @@ TEST_F(remote, TheTerminateCellAndTheCallbacksWorkAsInOneProcess)
     EXPECT_EQ(VNTLEsetasyncterminate(env, &cell), 0);
     std::thread setter([&cell] {
         usleep(300'000);
-        cell = 1;
+        __atomic_store_n(&cell, 1, __ATOMIC_RELAXED);
     });
     EXPECT_EQ(VNTLmipopt(env, lp), 0);
     setter.join();

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <mutex>
@@ -97,7 +96,7 @@ class worker_double {
         std::string greeting(2, '\0');
         greeting.append(reinterpret_cast<char *>(&id), sizeof id);
         send(fd, greeting.data(), greeting.size(), MSG_NOSIGNAL);
-        int out = fcntl(fd, F_DUPFD_CLOEXEC, 0), in = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+        int out = dup(fd), in = dup(fd);
         std::string infd = "-infd=" + std::to_string(in), outfd = "-outfd=" + std::to_string(out);
         const char *arguments[] = {infd.c_str(), outfd.c_str()};
         transport *io;
