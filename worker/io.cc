@@ -100,6 +100,14 @@ void socket_tune(int fd)
     set(IPPROTO_TCP, TCP_KEEPCNT, 3);
 }
 
+bool socket_silent(int fd, int milliseconds)
+{
+    struct tcp_info info = {};
+    socklen_t length = sizeof info;
+    return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) == 0 && info.tcpi_unacked > 0 &&
+           info.tcpi_last_ack_recv > static_cast<uint32_t>(milliseconds);
+}
+
 bool socket_alive(int fd)
 {
     char byte;

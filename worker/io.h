@@ -31,5 +31,10 @@ void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE]);
 // to send, and probes after a minute of silence.
 void socket_tune(int fd);
 
+// Whether the other end owes an answer to bytes that were sent, and has not been heard of for so
+// long.  The system finds idle connections dead by itself, but repeats what was sent for a quarter
+// of an hour.  An end that lives and merely does not read is heard of.
+bool socket_silent(int fd, int milliseconds);
+
 // Whether the peer of a socket is still there, as far as can be seen without waiting.
 bool socket_alive(int fd);

@@ -82,13 +82,27 @@ static relay_result move_request(server_child *c)
     }
 }
 
+// How long a client may owe an answer to what was sent, and how often that is looked at.
+static constexpr int SILENCE = 80000;
+static constexpr int LISTENING = 5000;
+
+// Waits for something from the client, if only its end.  False when the pump must end.
+static bool await_request(server_child *c)
+{
+    for (;;) {
+        int ready = await_fd_or(c->client, POLLIN, c->stopfd, LISTENING);
+        if (ready != 0) return ready > 0;
+        if (socket_silent(c->client, SILENCE)) shutdown(c->client, SHUT_RDWR);
+    }
+}
+
 // Passes on what the client sends.  Returns true once the client is gone, whichever way: a worker
 // that has been told to wait does not mind a reset.  False when the pump must end.
 static bool relay_requests(server_child *c)
 {
     relay_result result = RELAY_MORE;
     while (result == RELAY_MORE) {
-        if (await_fd_or(c->client, POLLIN, c->stopfd, -1) < 0) return false;
+        if (!await_request(c)) return false;
         result = c->copying ? copy_request(c) : move_request(c);
     }
     return result == RELAY_END;
