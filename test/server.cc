@@ -3,10 +3,10 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
-static std::vector<std::string> command(const std::vector<std::string> &arguments)
+static std::vector<std::string> joined(std::vector<std::string> all,
+                                       const std::vector<std::string> &more)
 {
-    std::vector<std::string> all = {built("vntworker"), "-host=127.0.0.1", "-port=0"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
+    all.insert(all.end(), more.begin(), more.end());
     return all;
 }
 
@@ -22,8 +22,9 @@ static std::string announced(const std::string &log)
 }
 
 server::server(const std::vector<std::string> &arguments,
-               const std::vector<std::string> &environment)
-    : program(command(arguments), environment)
+               const std::vector<std::string> &environment, const std::vector<std::string> &before)
+    : program(joined(joined(before, {built("vntworker"), "-host=127.0.0.1", "-port=0"}), arguments),
+              environment)
 {
     bool listening = eventually([&] {
         where = announced(log());

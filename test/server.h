@@ -6,9 +6,11 @@
 
 class server {
   public:
-    // Starts it and waits until it listens.  Further arguments go to the program as they are.
+    // Starts it and waits until it listens.  Further arguments go to the program as they are; a
+    // command before it may put it elsewhere.
     explicit server(const std::vector<std::string> &arguments = {},
-                    const std::vector<std::string> &environment = {});
+                    const std::vector<std::string> &environment = {},
+                    const std::vector<std::string> &before = {});
     // Ends it as a user would and fails the test when it does not end well or leaves a worker.
     ~server();
 

@@ -1,0 +1,90 @@
+// A network that fails without a word: the server runs behind a link that the test takes down.
+// Needs root, for a network namespace of its own.
+#include "test/server.h"
+#include "test/vntsolve.h"
+
+#include <chrono>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <memory>
+
+// A namespace joined to this one by a link, which can be cut.
+class far_network {
+  public:
+    far_network() : name("vnt" + std::to_string(getpid()))
+    {
+        ip({"netns", "add", name});
+        ip({"link", "add", name + "a", "type", "veth", "peer", "name", name + "b", "netns", name});
+        ip({"addr", "add", "198.18.77.1/30", "dev", name + "a"});
+        ip({"-n", name, "addr", "add", address, "dev", name + "b"});
+        ip({"-n", name, "link", "set", name + "b", "up"});
+        link("up");
+    }
+    ~far_network() { ip({"netns", "del", name}); } // the link goes with it
+    void link(const std::string &state) { ip({"link", "set", name + "a", state}); }
+
+    const std::string name;
+
+  private:
+    static constexpr const char *address = "198.18.77.2/30";
+    static void ip(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), "ip");
+        process_result result = run(arguments);
+        EXPECT_EQ(result.status, 0) << arguments[1] << " " << arguments[2] << ": " << result.err;
+    }
+};
+
+class SlowNetwork : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0 || run({"sh", "-c", "ip netns list"}).status != 0)
+            GTEST_SKIP() << "needs root and ip";
+        network = std::make_unique<far_network>();
+        remote = std::make_unique<server>(
+            std::vector<std::string>{"-host=198.18.77.2"}, std::vector<std::string>{},
+            std::vector<std::string>{"ip", "netns", "exec", network->name});
+    }
+    std::vector<std::string> solving(const std::vector<std::string> &more = {})
+    {
+        std::vector<std::string> all = {model("misc07.mps"), "--server", remote->address()};
+        all.insert(all.end(), more.begin(), more.end());
+        return command(all);
+    }
+    std::unique_ptr<far_network> network; // outlives the server
+    std::unique_ptr<server> remote;
+};
+
+TEST_F(SlowNetwork, AResilientSolveOutlivesACutLink)
+{
+    scratch file(".ticket");
+    process client(solving({"--resilient", file.name, "--json"}));
+    ASSERT_TRUE(eventually([&] { return file.text() != ""; }));
+    EXPECT_EQ(client.wait(seconds(3)), process::unended);
+    network->link("down");
+    EXPECT_EQ(client.wait(seconds(30)), process::unended) << client.err();
+    network->link("up");
+    EXPECT_EQ(client.wait(seconds(400)), 0) << client.err();
+    EXPECT_EQ(member(client.out(), "objective"), "2810");
+}
+
+TEST_F(SlowNetwork, BothEndsNoticeACutLinkAndAParkedWorkerStays)
+{
+    scratch file(".ticket");
+    ASSERT_EQ(run(solving({"--detach", file.name})).status, 0);
+    std::vector<pid_t> parked = remote->workers();
+    ASSERT_EQ(parked.size(), 1u);
+    process client(solving({"--quiet"}));
+    ASSERT_TRUE(eventually([&] { return remote->workers().size() == 2; }));
+    network->link("down");
+    auto cut = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.wait(seconds(100)), 5) << client.err();
+    // The server's rule for clients that vanish adds some ten seconds to what the network takes.
+    EXPECT_TRUE(eventually([&] { return remote->workers() == parked; },
+                           seconds(115) - (std::chrono::steady_clock::now() - cut)));
+    network->link("up");
+    process_result back = run(command({"--attach", file.name, "--json"}), {}, seconds(400));
+    EXPECT_EQ(back.status, 0) << back.err;
+    EXPECT_EQ(member(back.out, "objective"), "2810");
+}
