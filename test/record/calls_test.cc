@@ -3,7 +3,7 @@
 
 #include "client/connection.h"
 #include "test/arrays.h"
-#include "test/record/listing.h"
+#include "test/record/arguments.h"
 #include "test/server.h"
 
 #include <algorithm>
@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
-#include <sys/mman.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -24,53 +23,14 @@ static const std::map<std::string, void *> functions = {
 
 namespace {
 
-// Memory that ends where a page without access begins: what reads or writes one byte too many
-// ends the test.
-struct guarded {
-    char *pages;
-    size_t length;
-    void *data;
-
-    guarded(size_t size)
-    {
-        const size_t page = static_cast<size_t>(getpagesize());
-        length = (size + page - 1) / page * page + page;
-        pages = static_cast<char *>(
-            mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(pages + length - page, page, PROT_NONE);
-        data = pages + length - page - size;
-        memset(data, 0x5a, size);
-    }
-    ~guarded() { munmap(pages, length); }
-    guarded(const guarded &) = delete;
-    guarded &operator=(const guarded &) = delete;
-};
-
-size_t element_size(const std::string &type)
-{
-    if (type == "int") return sizeof(int);
-    return type == "char" || type == "str" ? 1 : 8;
-}
-
 enum variant { FULL, ABSENT, EMPTY, NEGATIVE };
 
-// The arguments of one call as a caller would have them.
-struct arguments {
-    const listed_function &f;
+// Arguments whose values tell where they belong.
+struct patterned : arguments {
     variant v;
-    call_value values[SOLVERCALL_MAXARGS] = {};
-    std::vector<std::unique_ptr<guarded>> memory;
-    std::vector<std::string> texts;
     std::string path = (fs::temp_directory_path() / ("call" + std::to_string(getpid()))).string();
 
-    arguments(const listed_function &function, variant w) : f(function), v(w)
-    {
-        texts.reserve(1000); // their addresses are handed out
-        for (size_t i = 0; i < f.parameters.size(); i++)
-            set_scalar(i);
-        for (size_t i = 0; i < f.parameters.size(); i++)
-            set_pointer(i);
-    }
+    patterned(const listed_function &function, variant w) : arguments(function), v(w) { build(); }
 
     bool sizes_something(const std::string &name) const
     {
@@ -80,80 +40,40 @@ struct arguments {
         });
     }
 
-    void set_scalar(size_t i)
+    int64_t scalar(size_t i) override
     {
         const listed_parameter &p = f.parameters[i];
-        int64_t value = value_in(f, i, 0);
-        if (v != FULL && v != ABSENT && sizes_something(p.name))
-            value = (p.name == "end" ? 2 : 0) - (v == NEGATIVE ? 3 : 0);
-        if (p.dir != IN) return;
-        if (p.type == "double") values[i].d = static_cast<double>(value) + 0.25;
-        if (p.type == "char") values[i].i = static_cast<int>('A' + value);
-        if (p.type == "long") values[i].l = value;
-        if (p.type == "int") values[i].i = static_cast<int>(value);
-        if (p.type == "length") values[i].l = v == FULL ? 5 : 0;
+        if (p.type == "length") return v == FULL ? 5 : 0;
+        if ((v == EMPTY || v == NEGATIVE) && sizes_something(p.name))
+            return (p.name == "end" ? 2 : 0) - (v == NEGATIVE ? 3 : 0);
+        return value_in(f, i, 0);
     }
 
-    const char *keep(const std::string &text)
-    {
-        texts.push_back(text);
-        return texts.back().c_str();
-    }
+    int64_t element(size_t i, int64_t k) override { return value_in(f, i, k); }
+    bool present(size_t i) override { return v != ABSENT || f.parameters[i].type == "outfile"; }
 
-    void *allocate(size_t size)
-    {
-        memory.push_back(std::make_unique<guarded>(size));
-        return memory.back()->data;
-    }
-
-    void set_pointer(size_t i)
+    std::string text(size_t i) override
     {
         const listed_parameter &p = f.parameters[i];
-        if (p.type == "outfile") values[i].p = const_cast<char *>(path.c_str());
-        if (v == ABSENT) return;
-        if (p.type == "contents") values[i].p = const_cast<char *>(v == FULL ? "a\0b\nc" : "");
-        if (p.dir == IN && (p.type == "str" || p.type == "filename"))
-            values[i].p = const_cast<char *>(keep("the " + p.name));
-        if (p.array() || p.dir != IN) set_buffer(i);
+        if (p.type == "outfile") return path;
+        if (p.type == "contents") return v == FULL ? std::string("a\0b\nc", 5) : "";
+        return "the " + p.name;
     }
 
-    void set_buffer(size_t i)
+    std::optional<std::string> name(size_t i, int64_t k) override
     {
-        const listed_parameter &p = f.parameters[i];
-        const bool sized = p.array() || p.type == "str";
-        const int64_t count = sized ? listed_size(f, i, values) : 1;
-        values[i].p = allocate(static_cast<size_t>(count) * element_size(p.element()));
-        if (p.dir == IN || p.dir == INOUT)
-            for (int64_t k = 0; k < count; k++)
-                fill(i, k);
-    }
-
-    void fill(size_t i, int64_t k)
-    {
-        const listed_parameter &p = f.parameters[i];
-        if (p.type == "char*[]")
-            static_cast<const char **>(values[i].p)[k] =
-                name_absent(k) ? nullptr : keep(p.name + std::to_string(k));
-        else
-            store_value(p.element(), values[i].p, k, value_in(f, i, k));
+        if (name_absent(k)) return std::nullopt;
+        return f.parameters[i].name + std::to_string(k);
     }
 
     // What the solver must have been called with, when the worker's objects are these.
-    std::string text(uint64_t env, uint64_t lp, uint64_t net)
+    std::string line(uint64_t env, uint64_t lp, uint64_t net)
     {
-        call_value there[SOLVERCALL_MAXARGS];
-        std::copy(std::begin(values), std::end(values), there);
+        patterned there(f, v);
         void *objects[] = {reinterpret_cast<void *>(env), reinterpret_cast<void *>(lp),
                            reinterpret_cast<void *>(net)};
-        for (size_t i = 0; i < f.parameters.size(); i++) {
-            const std::string &type = f.parameters[i].type;
-            if (type == "env") there[i].p = objects[0];
-            if (type == "lp") there[i].p = objects[1];
-            if (type == "net") there[i].p = objects[2];
-            if (type == "lp*") there[i].p = &objects[1];
-            if (type == "net*") there[i].p = &objects[2];
-        }
-        return call_text(f, there);
+        there.set_objects(objects);
+        return call_text(f, there.values);
     }
 };
 
@@ -215,8 +135,7 @@ class Calls : public testing::Test {
             std::vector<std::string>{},
             std::vector<std::string>{"LD_LIBRARY_PATH=" + folder.string(), // the solver it finds
                                      "VNT_RECORD_FILE=" + record.string()});
-        for (std::string &entry : worker->environment())
-            putenv(strdup(entry.c_str()));
+        find_server(*worker);
         int status = -1;
         env = VNTLopenVANTO(&status);
         ASSERT_EQ(status, 0) << vntclient_errortext();
@@ -250,19 +169,7 @@ class Calls : public testing::Test {
         return lines;
     }
 
-    void set_objects(arguments *a)
-    {
-        for (size_t i = 0; i < a->f.parameters.size(); i++) {
-            const std::string &type = a->f.parameters[i].type;
-            if (type == "env") a->values[i].p = env;
-            if (type == "lp") a->values[i].p = lp;
-            if (type == "net") a->values[i].p = net;
-            if (type == "lp*") a->values[i].p = &lp;
-            if (type == "net*") a->values[i].p = &net;
-        }
-    }
-
-    void check_output(const arguments &a, size_t i)
+    void check_output(const patterned &a, size_t i)
     {
         const listed_parameter &p = a.f.parameters[i];
         const void *got = a.values[i].p;
@@ -287,7 +194,7 @@ class Calls : public testing::Test {
         }
     }
 
-    void check_names(const arguments &a, size_t i, int64_t count)
+    void check_names(const patterned &a, size_t i, int64_t count)
     {
         char **names = static_cast<char **>(a.values[i].p);
         const char *store = static_cast<const char *>(a.values[i + 1].p);
@@ -318,9 +225,10 @@ class Calls : public testing::Test {
     void check_call(const listed_function &f, variant v)
     {
         SCOPED_TRACE(f.function);
-        arguments a(f, v);
-        const std::string expected = a.text(RECORD_ENV, RECORD_LP, RECORD_NET);
-        set_objects(&a);
+        patterned a(f, v);
+        const std::string expected = a.line(RECORD_ENV, RECORD_LP, RECORD_NET);
+        void *objects[] = {env, lp, net};
+        a.set_objects(objects);
         fs::remove(record);
         call_value result = {};
         const int row = row_of(f);
@@ -331,7 +239,9 @@ class Calls : public testing::Test {
         EXPECT_EQ(lines.back(), expected);
         for (size_t i = 0; i < f.parameters.size(); i++)
             check_output(a, i);
-        make_objects(); // where the call has freed one
+        lp = static_cast<VNTLPptr>(objects[1]); // which the call may have freed
+        net = static_cast<VNTNETptr>(objects[2]);
+        make_objects();
     }
 
     static int row_of(const listed_function &f)
@@ -375,7 +285,7 @@ TEST_F(Calls, TakeNegativeCounts)
 
 // A request as it travels, put together by the names of its fields.
 struct bare_request {
-    arguments a;
+    patterned a;
     const message_layout *layout;
     std::vector<std::unique_ptr<guarded>> memory;
     std::vector<std::vector<message_chunk>> tables;
@@ -467,7 +377,7 @@ class Requests : public Calls {
         return io->ops.sendmsg(io, request) == 0 ? receive() : nullptr;
     }
 
-    void check_array(const arguments &a, size_t i, const message_array &array)
+    void check_array(const patterned &a, size_t i, const message_array &array)
     {
         const listed_parameter &p = a.f.parameters[i];
         const int64_t count = listed_size(a.f, i, a.values);
@@ -486,26 +396,26 @@ class Requests : public Calls {
         EXPECT_EQ(bytes, filled(a.f, i, count));
     }
 
-    void check_text(const arguments &a, size_t i, const message_string &s)
+    void check_text(const patterned &a, size_t i, const message_string &s)
     {
         const std::string text = text_out(a.f, i) + '\0';
         EXPECT_EQ(std::string(s.data, s.length), cut(text, listed_size(a.f, i, a.values)));
     }
 
-    void check_scalar(const arguments &a, size_t i, const message_field &m, const void *response)
+    void check_scalar(const patterned &a, size_t i, const message_field &m, const void *response)
     {
         const std::string expected = filled(a.f, i, 1);
         const void *got = static_cast<const char *>(response) + m.offset;
         EXPECT_EQ(hex(got, expected.size() / 2), expected);
     }
 
-    void check_file(const arguments &a, size_t i, const message_file &file)
+    void check_file(const patterned &a, size_t i, const message_file &file)
     {
         std::vector<char> bytes = elements<char>(file.contents);
         EXPECT_EQ(std::string(bytes.begin(), bytes.end()), text_out(a.f, i));
     }
 
-    void check_field(const arguments &a, const message_field &m, const void *response)
+    void check_field(const patterned &a, const message_field &m, const void *response)
     {
         const int place = a.f.find(m.name);
         if (place < 0) return check_result_field(a.f, m, response);
@@ -555,7 +465,7 @@ class Requests : public Calls {
         ASSERT_EQ(message_id(response), solvercalls[row_of(r->a.f)].response);
         std::vector<std::string> lines = recorded();
         ASSERT_FALSE(lines.empty());
-        EXPECT_EQ(lines.back(), r->a.text(RECORD_ENV, 0, 0));
+        EXPECT_EQ(lines.back(), r->a.line(RECORD_ENV, 0, 0));
         for (const message_field *m = catalogue_find(message_id(response))->fields;
              m->kind != KIND_END; m++)
             check_field(r->a, *m, response);
