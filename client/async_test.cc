@@ -168,7 +168,7 @@ TEST_F(asynchronous, ARefusedStartLeavesNothingToJoin)
     EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_NO_MEMORY);
     EXPECT_EQ(vntclient_join(env), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, nullptr), VNTERR_NO_PROBLEM);
+    EXPECT_EQ(VNTLmipopt(env, reinterpret_cast<VNTLPptr>(&lp)), VNTERR_NO_PROBLEM);
     EXPECT_EQ(VNTLlpopt(env, lp), 0);
     EXPECT_EQ(worker.lastflags, 0) << "the one that failed was the one to start";
 }

@@ -59,32 +59,36 @@ call_request::~call_request()
 
 // Putting: what the sizes of arrays may depend on.
 
+// The worker's value of an object.  None stays none, for the solver to say what it thinks of that.
+static int find_object(call_request *r, call_word word, void *object, uint64_t *remote)
+{
+    if (word == CALL_ENV) {
+        int rc = client_findenv(static_cast<VNTENVptr>(object), &r->env);
+        *remote = rc == 0 ? r->env->remote : 0;
+        return rc;
+    }
+    if (object == nullptr) return 0;
+    if (word == CALL_LP || word == CALL_LP_BY_ADDRESS)
+        return client_findlp(r->env, static_cast<VNTLPptr>(object), remote);
+    return client_findnet(r->env, static_cast<VNTNETptr>(object), remote);
+}
+
 static int put_object(call_request *r, int i)
 {
     const call_argument &arg = r->call->args[i];
     void *object = r->args[i].p;
-    uint64_t *remote = &r->lp;
-    int rc = 0;
-    switch (arg.word) {
-    case CALL_ENV:
-        rc = client_findenv(static_cast<VNTENVptr>(object), &r->env);
-        if (rc == 0) remote = &r->env->remote;
-        break;
-    case CALL_LP_BY_ADDRESS:
+    if (arg.word == CALL_LP_BY_ADDRESS || arg.word == CALL_NET_BY_ADDRESS) {
         if (object == nullptr) return VNTERR_NULL_POINTER;
-        object = *static_cast<VNTLPptr *>(object);
-        [[fallthrough]];
-    case CALL_LP: rc = client_findlp(r->env, static_cast<VNTLPptr>(object), &r->lp); break;
-    case CALL_NET_BY_ADDRESS:
-        if (object == nullptr) return VNTERR_NULL_POINTER;
-        object = *static_cast<VNTNETptr *>(object);
-        [[fallthrough]];
-    default: rc = client_findnet(r->env, static_cast<VNTNETptr>(object), &r->net); remote = &r->net;
+        object = *static_cast<void **>(object);
     }
-    if (rc == 0)
-        handle_put(&field_at<message_array>(r->record, arg.request_at), r->handles[i],
-                   reinterpret_cast<void *>(*remote));
-    return rc;
+    uint64_t remote = 0;
+    int rc = find_object(r, arg.word, object, &remote);
+    if (rc != 0) return rc;
+    if (arg.word == CALL_LP || arg.word == CALL_LP_BY_ADDRESS) r->lp = remote;
+    if (arg.word == CALL_NET || arg.word == CALL_NET_BY_ADDRESS) r->net = remote;
+    handle_put(&field_at<message_array>(r->record, arg.request_at), r->handles[i],
+               reinterpret_cast<void *>(remote));
+    return 0;
 }
 
 static void put_scalar(call_request *r, const call_argument &arg, const call_value &value)

@@ -153,8 +153,8 @@ TEST_F(opened, ObjectsOfOthersNeverReachTheWorker)
     VNTLPptr stale = freed;
     EXPECT_EQ(VNTLfreeprob(env, &freed), 0);
     size_t before = worker.seen().size();
-    for (VNTLPptr wrong : {VNTLPptr(nullptr), foreign, stale, reinterpret_cast<VNTLPptr>(env),
-                           reinterpret_cast<VNTLPptr>(&lp)}) {
+    for (VNTLPptr wrong :
+         {foreign, stale, reinterpret_cast<VNTLPptr>(env), reinterpret_cast<VNTLPptr>(&lp)}) {
         EXPECT_EQ(VNTLlpopt(env, wrong), VNTERR_NO_PROBLEM);
         EXPECT_EQ(VNTLgetnumrows(env, wrong), 0);
     }

@@ -40,8 +40,10 @@ struct listed_function {
 const std::vector<listed_function> &listing(void);
 const listed_function &listed(const std::string &function);
 
-// What the recorder answers to a query, by the listing's name for it.
+// What the recorder answers to a query, by the listing's name for it.  A test that calls another
+// solver says what that one answers.
 int64_t recorded_size(const std::string &query);
+void set_recorded_size(const std::string &query, int64_t size);
 
 // Elements of the parameter's array, 0 when negative.
 int64_t listed_size(const listed_function &f, size_t i, const call_value *args);
