@@ -34,8 +34,8 @@ static std::string openfiles(void)
     return all;
 }
 
-// t: end.  d: leave with the id, go on when released.  b: say a block.  p: listen no more.
-// c: crash.  f: name the open files.  Any other letter comes back.
+// t: end.  d: leave with the id, go on when released.  b: say a block.  s: think for a while.
+// p: listen no more.  c: crash.  f: name the open files.  Any other letter comes back.
 static void letters(worker_child *w, int, char **)
 {
     int16_t status = 0;
@@ -49,9 +49,11 @@ static void letters(worker_child *w, int, char **)
         case 'd':
             tell(w->outfd, "d");
             tell(w->statusfd, std::string(reinterpret_cast<char *>(&w->id), 4));
+            tell(2, std::to_string(w->id) + " waits\n");
             if (read(w->controlfd, &word, 4) != 4 || word != w->id) _exit(5);
             break;
         case 'b': tell(w->outfd, std::string(BLOCK, 'b')); break;
+        case 's': usleep(400000); break;
         case 'p':
             for (;;)
                 pause();
@@ -161,19 +163,18 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
         return processless.count("fd") == descriptors && processless.count("task") == threads;
     }));
 
-    // So few descriptors that first the pipes fail and then accept() itself.
-    letter_server poor({}, 10000, [] {
+    // So few descriptors that accept() fails, and later the pipes.
+    letter_server poor({"-action-timeout=60"}, 10000, [] {
         struct rlimit few = {24, 24};
         setrlimit(RLIMIT_NOFILE, &few);
     });
     std::list<raw_client> crowd;
     for (int i = 0; i < 20; i++)
         crowd.emplace_back(poor.port);
-    int refused = 0;
-    for (raw_client &c : crowd)
-        refused += c.newworker() == HANDSHAKE_NORESOURCES;
-    EXPECT_GE(refused, 18) << poor.written();
-    EXPECT_TRUE(eventually([&] { return poor.written().find("accept(): ") != std::string::npos; }));
+    EXPECT_EQ(crowd.back().status(), HANDSHAKE_NORESOURCES) << "before it has said anything";
+    EXPECT_NE(poor.written().find("accept(): Too many open files"), std::string::npos);
+    EXPECT_EQ(crowd.front().newworker(), HANDSHAKE_NORESOURCES);
+    EXPECT_NE(poor.written().find("pipe(): Too many open files"), std::string::npos);
     crowd.clear();
     EXPECT_TRUE(eventually([&] { return raw_client(poor.port).newworker() == 0; }));
 }
@@ -242,7 +243,9 @@ TEST(Server, StopsWithAllItsWorkers)
     for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGKILL}) {
         letter_server server;
         raw_client idle(server.port), parked(server.port), deaf(server.port), mute(server.port);
-        ASSERT_EQ(idle.newworker() + parked.newworker() + deaf.newworker(), 0);
+        raw_client busy(server.port);
+        ASSERT_EQ(idle.newworker() + parked.newworker() + deaf.newworker() + busy.newworker(), 0);
+        EXPECT_EQ(busy.say("xp").hear(1), "x");
         EXPECT_EQ(parked.say("d").hear(1), "d");
         parked.leave();
         EXPECT_EQ(deaf.say("bbbbbb").hear(1), "b"); // and never hears the rest
@@ -251,7 +254,7 @@ TEST(Server, StopsWithAllItsWorkers)
             EXPECT_EQ(WTERMSIG(status), SIGKILL);
         else
             EXPECT_EQ(exitstatus(status), 0);
-        for (const raw_client *c : {&idle, &parked, &deaf})
+        for (const raw_client *c : {&idle, &parked, &deaf, &busy})
             EXPECT_TRUE(gone(process_of(*c)));
         EXPECT_TRUE(idle.closed());
         EXPECT_TRUE(mute.closed());
@@ -268,10 +271,10 @@ TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
     ASSERT_EQ(second.reconnect(first.id), 0);
     EXPECT_EQ(second.id, first.id);
     EXPECT_EQ(third.reconnect(first.id), HANDSHAKE_NOTPARKED);
-    second.say("s");
+    second.say("q");
     EXPECT_EQ(first.say("xd").hear(2), "xd");
     first.leave();
-    EXPECT_EQ(second.hear(1), "s");
+    EXPECT_EQ(second.hear(1), "q");
     // Only the low half of the id counts, and it goes back as it came.  A reset parks as well.
     EXPECT_EQ(second.say("d").hear(1), "d");
     second.reset();
@@ -310,9 +313,10 @@ TEST(Server, OldAnswersDoNotReachTheNewClient)
 
     // This one is still there, but takes the last of the answer neither from its own socket's
     // buffers nor from the pipe.
-    int little = 65536;
-    setsockopt(slow.fd, SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
-    slow.say("bd").hear(BLOCK - 900000);
+    for (slow.say("bd"); server.written().find(std::to_string(slow.id)) == std::string::npos;) {
+        slow.hear(65536);
+        usleep(2000);
+    }
     shutdown(slow.fd, SHUT_WR);
     ASSERT_EQ(last.reconnect(slow.id), 0);
     EXPECT_EQ(last.say("x").hear(1), "x");
@@ -321,9 +325,10 @@ TEST(Server, OldAnswersDoNotReachTheNewClient)
 TEST(Server, AVanishedClientsWorkerEnds)
 {
     letter_server server({}, 100);
-    raw_client quiet(server.port), busy(server.port), parked(server.port);
-    ASSERT_EQ(quiet.newworker() + busy.newworker() + parked.newworker(), 0);
+    raw_client quiet(server.port), busy(server.port), parked(server.port), hasty(server.port);
+    ASSERT_EQ(quiet.newworker() + busy.newworker() + parked.newworker() + hasty.newworker(), 0);
     busy.say("p");
+    hasty.say("sd").leave(); // the worker has yet to read that it is to wait
     EXPECT_EQ(parked.say("d").hear(1), "d");
     quiet.leave();
     busy.reset();
@@ -331,6 +336,9 @@ TEST(Server, AVanishedClientsWorkerEnds)
     EXPECT_TRUE(gone(process_of(quiet)));
     EXPECT_TRUE(gone(process_of(busy)));
     EXPECT_TRUE(process_alive(process_of(parked)));
+    raw_client back(server.port);
+    ASSERT_EQ(back.reconnect(hasty.id), 0);
+    EXPECT_EQ(back.say("x").hear(1), "x");
 }
 
 TEST(Server, DescriptorsMayBeMany)
