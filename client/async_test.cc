@@ -208,20 +208,6 @@ TEST_F(asynchronous, ProgressPausesTheSolveForAMoment)
     EXPECT_EQ(vntclient_join(env), 0);
 }
 
-TEST_F(asynchronous, AJoinLeavesASolveAtTheCallersLimit)
-{
-    EXPECT_EQ(vntclient_setlimits(env, 500, 60), 0);
-    EXPECT_EQ(limits.dettime, 500);
-    EXPECT_EQ(limits.walltime, 60);
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
-    paused = true;
-    EXPECT_EQ(vntclient_join(env), VNTERR_SOLVING);
-    EXPECT_EQ(vntclient_continue(env, 900, VNTCLIENT_NONE), 0);
-    EXPECT_EQ(continued.dettime, 900);
-    EXPECT_EQ(vntclient_join(env), 0);
-}
-
 TEST_F(asynchronous, TheTerminateCellEndsASynchronousSolve)
 {
     volatile int cell = 0;
@@ -299,14 +285,4 @@ TEST_F(asynchronous, ClosingEndsACallThatNobodyJoined)
     EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
     EXPECT_EQ(worker.count(VNTMESSAGEID_GETRES), 1u);
     EXPECT_EQ(worker.count(VNTMESSAGEID_CLOSEVANTO_REQ), 1u);
-}
-
-TEST_F(asynchronous, AWorkerThatDiesWhileItSolvesEndsTheJoin)
-{
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
-    looks = 5;
-    worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [](transport *, const void *) { return false; };
-    EXPECT_EQ(vntclient_join(env), VNTERR_CONNECTION_LOST);
-    EXPECT_EQ(vntclient_join(env), VNTERR_CONNECTION_LOST);
 }

@@ -255,30 +255,6 @@ TEST_F(remote, ASolvePausesAtItsLimitAndGoesOn)
     EXPECT_EQ(vntclient_join(env), 0);
 }
 
-TEST_F(remote, TheTerminateCellAndTheCallbacksWorkAsInOneProcess)
-{
-    VNTLPptr lp = split_mip(env);
-    volatile int cell = 0;
-    EXPECT_EQ(VNTLEsetasyncterminate(env, &cell), 0);
-    std::thread setter([&cell] {
-        usleep(300'000);
-        __atomic_store_n(&cell, 1, __ATOMIC_RELAXED);
-    });
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
-    setter.join();
-    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_STOPPED);
-    EXPECT_EQ(VNTLEsetasyncterminate(env, nullptr), 0);
-    int pauses = 0;
-    auto third = [](VNTENVptr e, void *cbdata, uint64_t, void *data) {
-        vntmipprogress p = {};
-        EXPECT_EQ(VNTEgetasyncmipprogress(e, cbdata, 0, &p, 1e75), 0);
-        return ++*static_cast<int *>(data) < 3 ? 0 : 13;
-    };
-    EXPECT_EQ(VNTEsetpausecallbackfunc(env, third, &pauses), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
-    EXPECT_EQ(pauses, 3);
-}
-
 TEST_F(remote, AProblemOutlivesTheConnectionAndTheProcess)
 {
     VNTLPptr lp = small_lp(env);

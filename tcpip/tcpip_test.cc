@@ -1,4 +1,3 @@
-#include "tcpip/handshake.h"
 #include "tcpip/tcpip.h"
 
 #include "codec/catalogue.h"
@@ -87,14 +86,6 @@ struct connected : testing::Test {
 };
 
 } // namespace
-
-TEST(Tcpip, TheFactoryNamesItselfAndExplainsItsArguments)
-{
-    const tcpip_factory *f = tcpiptransport_getfactory();
-    EXPECT_STREQ(f->name, "tcpiptransport");
-    EXPECT_NE(std::string(f->usage).find("form <host>:<addr>.\n"), std::string::npos);
-    EXPECT_EQ(f->mkgroup, fdtransport_mkgroup);
-}
 
 TEST(Tcpip, ANewWorkerIsAskedForInFourBytesAndEndedWithATerminateMessage)
 {
@@ -208,33 +199,6 @@ TEST(Tcpip, TheServersAnswerDecides)
         }});
         EXPECT_EQ(connect_fails({server.address()}), c.code);
     }
-}
-
-TEST(Tcpip, AnAnswerInPiecesIsPutTogether)
-{
-    scripted_server server({[&](int fd) {
-        taken(fd, 4);
-        for (char c : OK + id(4711)) {
-            give(fd, std::string(1, c));
-            usleep(2000);
-        }
-    }});
-    EXPECT_EQ(connect_fails({server.address()}), 0);
-}
-
-TEST(Tcpip, AnUnknownActionIsNotSent)
-{
-    scripted_server server({[](int fd) { EXPECT_EQ(taken(fd, 1)[0], '\0'); }});
-    tcpip_transport t = {};
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(uint16_t(server.port));
-    memcpy(t.address, &address, sizeof address);
-    t.addresslen = sizeof address;
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(contactserver(&t, fd, 3), MESSAGE_INVALID);
-    close(fd);
 }
 
 TEST(Tcpip, WhatDisconnectLeavesLeadsBackToTheWorker)
