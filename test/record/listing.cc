@@ -98,7 +98,14 @@ static std::map<std::string, int64_t> &sizes(void)
 
 int64_t recorded_size(const std::string &query)
 {
-    return sizes().at(query);
+    const char *all = getenv("VNT_RECORD_SIZE");
+    return all != nullptr ? atoll(all) : sizes().at(query);
+}
+
+int recorded_status(void)
+{
+    const char *status = getenv("VNT_RECORD_STATUS");
+    return status != nullptr ? atoi(status) : 0;
 }
 
 static std::string lower(std::string name)
@@ -188,7 +195,7 @@ int64_t value_returned(const listed_function &f)
 #include "handler/queries.def"
     };
     auto query = queries.find(f.function);
-    if (query == queries.end()) return f.result == "status" ? 0 : f.id + 7;
+    if (query == queries.end()) return f.result == "status" ? recorded_status() : f.id + 7;
     return recorded_size(lower(query->second));
 }
 

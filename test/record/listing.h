@@ -42,8 +42,12 @@ const listed_function &listed(const std::string &function);
 
 // What the recorder answers to a query, by the listing's name for it.  A test that calls another
 // solver says what that one answers.
+// VNT_RECORD_SIZE in the environment is the answer to all.
 int64_t recorded_size(const std::string &query);
 void set_recorded_size(const std::string &query, int64_t size);
+
+// What the recorder's calls return that return a status: VNT_RECORD_STATUS of the environment.
+int recorded_status(void);
 
 // Elements of the parameter's array, 0 when negative.
 int64_t listed_size(const listed_function &f, size_t i, const call_value *args);

@@ -1,9 +1,6 @@
 // recorder.cc: a solver that solves nothing.  Every function of the callable library notes in the
 // file that VNT_RECORD_FILE names what it was called with, and fills its outputs with values that
 // tell where they belong.
-//
-// VNT_RECORD_STATUS is the status of the calls that return one, VNT_RECORD_NULBYTES the width of
-// the terminator that VNTLEgetnulbytes tells.
 
 #include "handler/solverfunctions.h"
 #include "test/record/listing.h"
@@ -22,17 +19,6 @@ static void note(const std::string &text)
     std::string line = text + "\n";
     if (write(fd, line.data(), line.size()) < 0) abort();
     close(fd);
-}
-
-static int setting(const char *name, int otherwise)
-{
-    const char *text = getenv(name);
-    return text != nullptr ? atoi(text) : otherwise;
-}
-
-static int status(void)
-{
-    return setting("VNT_RECORD_STATUS", 0);
 }
 
 // What lies behind a text is not part of it; all of the space is the solver's to write to.
@@ -65,7 +51,8 @@ static void fill(const listed_function &f, size_t i, const call_value *args)
 {
     const listed_parameter &p = f.parameters[i];
     if (p.type == "outfile") {
-        if (status() == 0) std::ofstream(static_cast<const char *>(args[i].p)) << text_out(f, i);
+        if (recorded_status() == 0)
+            std::ofstream(static_cast<const char *>(args[i].p)) << text_out(f, i);
         return;
     }
     if (p.type == "lp*" || p.type == "net*") *static_cast<void **>(args[i].p) = nullptr;
@@ -90,7 +77,7 @@ static void give_result(const listed_function &f, const call_value *args, call_v
     if (f.function == "VNTLgetnumrows" && reduced(f, args)) value = recorded_size("rednumrows");
     *result = {};
     if (f.result == "status")
-        result->i = status();
+        result->i = recorded_status();
     else if (f.result == "out:double")
         result->d = static_cast<double>(value) + 0.25;
     else if (f.result == "out:long")
@@ -110,8 +97,6 @@ static void solver_function(const solver_call *call, const call_value *args, cal
     for (size_t i = 0; i < f.parameters.size(); i++)
         fill(f, i, args);
     give_result(f, args, result);
-    if (f.function == "VNTLEgetnulbytes")
-        *static_cast<int *>(args[1].p) = setting("VNT_RECORD_NULBYTES", 1);
 }
 
 #define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
