@@ -267,7 +267,8 @@ int VNTLsetphase2(VNTENVptr env, VNTLPptr lp);
 int VNTLcheckpfeas(VNTENVptr env, VNTLPptr lp, int *infeas_p);
 int VNTLcheckdfeas(VNTENVptr env, VNTLPptr lp, int *infeas_p);
 
-// The solution.  Ranges are inclusive: begin to end gives end - begin + 1 elements.
+// The solution.  Ranges are inclusive: begin to end gives end - begin + 1 elements, none where end
+// is before begin.  A slack is right-hand side minus activity.
 int VNTLsolution(VNTENVptr env, VNTLPptr lp, int *lpstat_p, double *objval_p, double *x, double *pi,
                  double *slack, double *dj);
 int VNTLsolninfo(VNTENVptr env, VNTLPptr lp, int *solnmethod_p, int *solntype_p, int *pfeasind_p,

@@ -8,14 +8,18 @@
 // The allocations of this program, one of which can be made to fail.
 static thread_local int64_t allowed = -1; // before the one that fails; -1 for all
 
-[[gnu::noinline]] void *operator new(size_t size)
+[[gnu::noinline]] void *operator new(size_t size, const std::nothrow_t &) noexcept
 {
     if (allowed == 0) {
         allowed = -1;
-        throw std::bad_alloc();
+        return nullptr;
     }
     if (allowed > 0) allowed--;
-    void *block = malloc(size > 0 ? size : 1);
+    return malloc(size > 0 ? size : 1);
+}
+[[gnu::noinline]] void *operator new(size_t size)
+{
+    void *block = operator new(size, std::nothrow);
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
@@ -24,6 +28,10 @@ static thread_local int64_t allowed = -1; // before the one that fails; -1 for a
     free(block);
 }
 [[gnu::noinline]] void operator delete(void *block, size_t) noexcept
+{
+    free(block);
+}
+[[gnu::noinline]] void operator delete(void *block, const std::nothrow_t &) noexcept
 {
     free(block);
 }
