@@ -65,7 +65,7 @@ static long pages_of(const server &s)
     return resident;
 }
 
-TEST(SlowMany, ThreeHundredWorkersServeTheirOwnClients)
+TEST(Many, ThreeHundredWorkersServeTheirOwnClients)
 {
     server s;
     holdings before = holdings_of(s);
@@ -90,7 +90,7 @@ TEST(SlowMany, ThreeHundredWorkersServeTheirOwnClients)
     expect_back_to(before, s);
 }
 
-TEST(SlowMany, AThousandClientsComeAndGo)
+TEST(Many, AThousandClientsComeAndGo)
 {
     server s;
     VNTENVptr first = open_worker(s);
@@ -108,7 +108,7 @@ TEST(SlowMany, AThousandClientsComeAndGo)
     EXPECT_LT(pages_of(s), pages + 64) << "pages more than after half of them";
 }
 
-TEST(SlowMany, AWorkerIsLeftAndJoinedAThousandTimes)
+TEST(Many, AWorkerIsLeftAndJoinedAThousandTimes)
 {
     server s;
     holdings before = holdings_of(s);
