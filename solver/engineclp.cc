@@ -15,6 +15,7 @@ int engine_events::event(Event which)
         return iteration() ? 0 : -1;
     case endOfFactorization:
     case endOfValuesPass: return poll->tick() ? 0 : -1;
+    case presolveAfterFirstSolve: return poll->tick() || asitcomes ? 0 : -1;
     default:
         // To most of the other events 0 is a different answer than "stop".
         poll->tick();

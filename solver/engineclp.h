@@ -24,7 +24,11 @@ class engine_silence : public CoinMessageHandler {
 // problem that is made of this one: presolved, in a heuristic, at a node.
 class engine_events : public ClpEventHandler {
   public:
-    explicit engine_events(engine_poll &poll) : poll(&poll) {}
+    // `asitcomes` keeps what postsolve leaves, without a final pass of the simplex method.
+    explicit engine_events(engine_poll &poll, bool asitcomes = false)
+        : poll(&poll), asitcomes(asitcomes)
+    {
+    }
     engine_events(const engine_events &) = default;
     ClpEventHandler *clone() const override { return new engine_events(*this); }
     int event(Event which) override;
@@ -33,6 +37,7 @@ class engine_events : public ClpEventHandler {
     bool iteration();
 
     engine_poll *poll;
+    bool asitcomes;
 };
 
 // Arrays as the engines want them: minimising, with their own infinity.

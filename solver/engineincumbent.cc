@@ -47,7 +47,7 @@ bool engine_incumbent::complete(std::vector<double> *x)
 bool engine_incumbent::better(double value) const
 {
     double least = 1e-12 * std::max(1.0, std::fabs(value));
-    return value < best - least && value < poll.cutoff - least;
+    return value < best - least && value < poll.cutoff() - least;
 }
 
 bool engine_incumbent::offer(std::vector<double> x)

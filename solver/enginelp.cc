@@ -104,6 +104,10 @@ void lp_solve::solve(engine_method method, bool crossover)
     case ENGINE_DUAL: options.setSolveType(ClpSolve::useDual); break;
     case ENGINE_BARRIER:
         options.setSolveType(crossover ? ClpSolve::useBarrier : ClpSolve::useBarrierNoCross);
+        if (!crossover) {
+            engine_events events(poll, true);
+            clp.passInEventHandler(&events);
+        }
         break;
     }
     clp.initialSolve(options);

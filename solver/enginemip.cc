@@ -44,7 +44,7 @@ class mip_search {
     // caller is told about nodes and bound to the outer one.
     mip_search(const engine_model &model, const engine_params &params, engine_poll &poll,
                engine_result &result, bool inner = false)
-        : model(model), params(params), poll(poll), result(result), inner(inner),
+        : model(model), params(params), poll(poll), result(result), inner(inner), bounds(model),
           incumbent(model, params, poll, result)
     {
     }
@@ -60,12 +60,15 @@ class mip_search {
     void start();
     void completestart();
     bool reduce();
+    bool lost() const;
     void search();
+    void searchunreduced();
     void leaf();
     void setup();
     void addcuts();
     void addheuristics();
     void limits();
+    int verdict();
     void conclude();
     void fill();
     void raise(double proved);
@@ -77,6 +80,7 @@ class mip_search {
     engine_poll &poll;
     engine_result &result;
     const bool inner;
+    const engine_arrays bounds;
     engine_incumbent incumbent;
     engine_silence silence;
 
@@ -149,11 +153,11 @@ void mip_search::run()
     original = wrap(model, params, poll, silence);
     if (!relax()) return;
     start();
-    if (poll.ended() == 0) {
-        if (reduce())
-            search();
-        else
-            exhausted = poll.ended() == 0;
+    if (reduce()) {
+        search();
+        if (exhausted && lost()) searchunreduced();
+    } else {
+        exhausted = poll.ended() == 0;
     }
     conclude();
 }
@@ -206,10 +210,9 @@ void mip_search::unbounded(const engine_result &relaxed)
     engine_model feasibility = model;
     feasibility.objective = zero.data();
     feasibility.start = nullptr;
-    engine_params any = params;
-    any.cutoff = infinity;
+    poll.ignorecutoff = true;
     engine_result r;
-    mip_search(feasibility, any, poll, r, true).run();
+    mip_search(feasibility, params, poll, r, true).run();
     poll.seen.solution = nullptr;
     if (r.solutions.empty()) {
         result.status = r.status;
@@ -241,13 +244,13 @@ void mip_search::start()
 // A start that leaves integer columns open is completed by a short search.
 void mip_search::completestart()
 {
-    engine_arrays bounds(model);
+    engine_arrays held(model);
     for (int j = 0; j < model.numcols; j++)
         if (engine_isint(model, j) && !std::isnan(model.start[j]))
-            bounds.collower[j] = bounds.colupper[j] = std::round(model.start[j]);
+            held.collower[j] = held.colupper[j] = std::round(model.start[j]);
     engine_model rest = model;
-    rest.collower = bounds.collower.data();
-    rest.colupper = bounds.colupper.data();
+    rest.collower = held.collower.data();
+    rest.colupper = held.colupper.data();
     rest.start = nullptr;
     engine_params brief = params;
     brief.nodelimit = 200;
@@ -279,8 +282,28 @@ bool mip_search::reduce()
     return reduced != nullptr;
 }
 
+// Whether the search holds a solution that is better than all that came through lift(): then
+// preprocessing has cheated us of it.
+bool mip_search::lost() const
+{
+    if (process == nullptr || cbc == nullptr || cbc->bestSolution() == nullptr) return false;
+    double value = cbc->getMinimizationObjValue();
+    return value < incumbent.value() - 1e-5 * std::max(1.0, std::fabs(value));
+}
+
+void mip_search::searchunreduced()
+{
+    poll.log(1, 1, "A solution of the reduced problem is none of the model: once more without.\n");
+    cbc.reset();
+    process.reset();
+    reduced = original.get();
+    applied = infinity;
+    search();
+}
+
 void mip_search::search()
 {
+    if (poll.ended() != 0) return;
     reduced->setIntParam(OsiMaxNumIterationHotStart, 100);
     if (reduced->getNumCols() == 0 || reduced->getNumIntegers() == 0) {
         leaf();
@@ -445,14 +468,14 @@ void mip_search::treestatus()
 // search did not look.
 void mip_search::raise(double proved)
 {
-    bound = std::max(bound, std::min({proved, incumbent.value(), poll.cutoff}));
+    bound = std::max(bound, std::min({proved, incumbent.value(), poll.cutoff()}));
     if (!inner) poll.seen.bound = model.sense * std::min(bound, incumbent.value());
 }
 
 // Better than the cutoff is what is better by more than noise.
 void mip_search::applycutoff()
 {
-    double cutoff = std::min(poll.cutoff, incumbent.value());
+    double cutoff = std::min(poll.cutoff(), incumbent.value());
     if (cutoff >= applied) return;
     applied = cutoff;
     cutoff -= 1e-7 * std::max(1.0, std::fabs(cutoff));
@@ -472,38 +495,39 @@ std::vector<double> mip_search::lift(const double *x)
     process->postProcess(*point, 0);
     std::vector<double> found(original->getColSolution(),
                               original->getColSolution() + model.numcols);
-    original->setColLower(engine_arrays(model).collower.data()); // it was left fixed
-    original->setColUpper(engine_arrays(model).colupper.data());
+    original->setColLower(bounds.collower.data()); // it was left fixed
+    original->setColUpper(bounds.colupper.data());
     return found;
+}
+
+// The status of a search that came to its end by itself.
+int mip_search::verdict()
+{
+    double best = incumbent.value(), cutoff = poll.cutoff();
+    bool ongap = cbc != nullptr && cbc->secondaryStatus() == 2;
+    raise(ongap ? cbc->getBestPossibleObjValue() : infinity);
+    if (std::isfinite(cutoff) && best > cutoff + 1e-9 * std::max(1.0, std::fabs(cutoff)))
+        return VNT_STAT_CUTOFF;
+    if (!incumbent.there()) return VNT_STAT_INFEASIBLE;
+    bool closed = best - bound <= 1e-9 * std::max(1.0, std::fabs(best));
+    return closed ? VNT_STAT_OPTIMAL : VNT_STAT_OPTIMAL_TOLERANCE;
 }
 
 void mip_search::conclude()
 {
-    double best = incumbent.value(), cutoff = poll.cutoff;
-    bool beaten = best > cutoff + 1e-9 * std::max(1.0, std::fabs(cutoff));
-    if (exhausted) {
-        bool ongap = cbc != nullptr && cbc->secondaryStatus() == 2;
-        raise(ongap ? cbc->getBestPossibleObjValue() : infinity);
-        bool closed = best - bound <= 1e-9 * std::max(1.0, std::fabs(best));
-        if (beaten && std::isfinite(cutoff))
-            result.status = VNT_STAT_CUTOFF;
-        else if (!incumbent.there())
-            result.status = VNT_STAT_INFEASIBLE;
-        else
-            result.status = closed ? VNT_STAT_OPTIMAL : VNT_STAT_OPTIMAL_TOLERANCE;
-        if (closed && result.status == VNT_STAT_OPTIMAL) bound = best;
-    } else if (poll.ended() != 0) {
+    if (exhausted)
+        result.status = verdict();
+    else if (poll.ended() != 0)
         result.status = poll.ended();
-    } else {
+    else
         result.status = cbc->isNodeLimitReached() ? VNT_STAT_NODE_LIMIT : VNT_STAT_NUMERICAL;
-    }
-    if (cbc != nullptr) poll.seen.nodes = cbc->getNodeCount();
+    if (cbc != nullptr && !inner) poll.seen.nodes = cbc->getNodeCount();
     fill();
 }
 
 void mip_search::fill()
 {
-    result.cutoff = model.sense * std::min(poll.cutoff, VNT_INFINITY);
+    result.cutoff = model.sense * std::min(poll.cutoff(), VNT_INFINITY);
     result.bound = model.sense * std::clamp(bound, -VNT_INFINITY, VNT_INFINITY);
     result.iterations = poll.seen.iterations;
     result.phase1iterations = poll.phase1iterations;

@@ -9,10 +9,10 @@ static constexpr std::chrono::milliseconds shelter_time(300);
 static constexpr double no_time_limit = 1e9; // seconds; some thirty years
 
 engine_poll::engine_poll(const engine_params &params, const engine_hooks &hooks, int sense)
-    : cutoff(std::numeric_limits<double>::infinity()), params(params), hooks(hooks), sense(sense),
-      begin(clock::now()), nextline(begin + std::chrono::seconds(1))
+    : params(params), hooks(hooks), sense(sense), begin(clock::now()),
+      nextline(begin + std::chrono::seconds(1))
 {
-    if (std::fabs(params.cutoff) < VNT_INFINITY) cutoff = sense * params.cutoff;
+    if (std::fabs(params.cutoff) < VNT_INFINITY) given = sense * params.cutoff;
     seen.bound = seen.incumbent = sense * -VNT_INFINITY;
 }
 
@@ -55,7 +55,7 @@ void engine_poll::ask(clock::time_point now)
     engine_reply reply = {};
     hooks.poll(hooks.arg, &seen, &reply);
     held += clock::now() - now;
-    if (reply.inject && !std::isnan(reply.cutoff)) cutoff = std::min(cutoff, sense * reply.cutoff);
+    if (reply.inject && !std::isnan(reply.cutoff)) given = std::min(given, sense * reply.cutoff);
     if (reply.stop) end(VNT_STAT_STOPPED);
 }
 

@@ -57,7 +57,9 @@ class engine_poll {
     std::function<void()> atend; // called once, when the solve is ended
 
     engine_progress seen = {}; // what the caller is told next; the engine keeps it current
-    double cutoff;             // the best cutoff given so far, in the minimising sense
+    // The best cutoff given so far, minimising; infinite without one and where none applies.
+    double cutoff() const { return ignorecutoff ? std::numeric_limits<double>::infinity() : given; }
+    bool ignorecutoff = false; // the objective in hand is not the caller's
     int64_t phase1iterations = 0, barrieriterations = 0;
 
   private:
@@ -74,6 +76,7 @@ class engine_poll {
     clock::duration held{}; // inside the caller's poll function
     clock::time_point end_at;
     clock::time_point nextline;
+    double given = std::numeric_limits<double>::infinity();
     int reason = 0;
     int sheltered = 0;
 };
