@@ -129,10 +129,12 @@ struct engine_result {
     int cuts = 0; // added and in force at the root
 };
 
-// Solve a continuous problem by the method given.
+// Solves a continuous problem, or the relaxation of a mixed-integer one, by the method given.
+// Without crossover the barrier method's point is returned as it is, without a basis.
 int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
                    bool crossover, const engine_hooks &hooks, engine_result *result);
 
-// Solve a mixed-integer problem.
+// Solves a mixed-integer problem.  Prices and reduced costs are those of a linear problem: fix the
+// integer columns and solve that for them.
 int engine_solvemip(const engine_model &model, const engine_params &params,
                     const engine_hooks &hooks, engine_result *result);

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <csignal>
 #include <functional>
+#include <optional>
+#include <random>
 #include <string>
 #include <thread>
 
@@ -647,6 +649,91 @@ TEST(EngineMip, RepeatedSolvesGiveTheSameBitsAndWorkCount)
     std::string first = bits(solver().mip(p));
     solver().mip(other); // must leave nothing behind that the next one sees
     EXPECT_EQ(bits(solver().mip(p)), first);
+}
+
+// A problem with small whole numbers in it, now and then without a feasible point.
+problem randomproblem(std::mt19937 &random)
+{
+    auto number = [&](int low, int high) {
+        return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
+    };
+    problem p;
+    p.m.sense = number(0, 1) ? VNT_MIN : VNT_MAX;
+    p.m.offset = number(-3, 3);
+    int columns = number(1, 5), rows = number(1, 5);
+    for (int j = 0; j < columns; j++) {
+        int low = number(-2, 1);
+        p.col(number(-4, 4), low, low + number(0, 3), 'I');
+    }
+    for (int i = 0; i < rows; i++) {
+        std::vector<problem::entry> entries;
+        for (int j = 0; j < columns; j++)
+            if (int a = number(-3, 3); a != 0) entries.push_back({j, static_cast<double>(a)});
+        int side = number(-4, 6), kind = number(0, 5);
+        p.row(kind < 3 ? -inf : side - (kind == 3 ? 0 : number(0, 4)), kind == 5 ? inf : side,
+              entries);
+    }
+    return p;
+}
+
+// The best objective of all points of the lattice, infinite (worst) without a feasible one.
+double enumerate(problem &p)
+{
+    const engine_model &m = p.model();
+    double best = inf;
+    std::vector<double> x = p.collower;
+    for (;;) {
+        if (engine_violation(m, x.data()) == 0)
+            best = std::min(best, m.sense * engine_objective(m, x.data()));
+        int j = 0;
+        while (j < m.numcols && ++x[j] > p.colupper[j])
+            x[j] = p.collower[j], j++;
+        if (j == m.numcols) return m.sense * best;
+    }
+}
+
+TEST(EngineMip, RandomProblemsAgreeWithEnumeration)
+{
+    std::mt19937 random(20240229);
+    for (int i = 0; i < 400; i++) {
+        SCOPED_TRACE(testing::Message() << "problem " << i);
+        problem p = randomproblem(random);
+        double best = enumerate(p);
+        solver s;
+        s.params.presolve = i % 2;
+        s.params.cuts = i % 3 != 0;
+        s.params.heuristics = i % 5 != 0;
+        if (std::fabs(best) == inf)
+            EXPECT_EQ(s.mip(p).status, VNT_STAT_INFEASIBLE);
+        else
+            expectmip(p, s.mip(p), best);
+    }
+}
+
+// The methods check each other, and each answer comes with what proves it.
+TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
+{
+    std::mt19937 random(20240301);
+    for (int i = 0; i < 400; i++) {
+        problem p = randomproblem(random);
+        for (size_t j = 0; j < p.obj.size(); j++) // and let some columns go
+            if (random() % 2) p.colupper[j] = inf;
+        std::optional<int> status;
+        for (engine_method method : {ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER}) {
+            SCOPED_TRACE(testing::Message() << "problem " << i << " method " << method);
+            solver s;
+            s.params.presolve = i % 2;
+            engine_result r = s.lp(p, method);
+            EXPECT_EQ(r.status, status.value_or(r.status));
+            status = r.status;
+            if (r.status == VNT_STAT_OPTIMAL)
+                expectoptimal(p, r, r.objective);
+            else if (r.status == VNT_STAT_UNBOUNDED)
+                EXPECT_TRUE(engine_provesunbounded(p.m, r.ray));
+            else
+                EXPECT_TRUE(r.farkas.empty() || engine_provesinfeasible(p.m, r.farkas));
+        }
+    }
 }
 
 TEST(Engine, ModelsThatAreTooLargeAreRefused)

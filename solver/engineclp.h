@@ -17,7 +17,13 @@ class engine_silence : public CoinMessageHandler {
     engine_silence() { setLogLevel(0); }
     engine_silence(const engine_silence &) = default;
     CoinMessageHandler *clone() const override { return new engine_silence(*this); }
-    int print() override { return 0; }
+    int print() override;
+
+    // The barrier method tells where it stands in messages alone: they are taken from there.
+    void watchbarrier(engine_poll &poll);
+
+  private:
+    engine_poll *barrier = nullptr;
 };
 
 // Carries the linear solver's events to the poll point.  The linear solver clones it into every

@@ -5,7 +5,7 @@
 #include <ClpSolve.hpp>
 
 #include <algorithm>
-#include <climits>
+#include <cmath>
 #include <memory>
 
 namespace {
@@ -21,10 +21,12 @@ class lp_solve {
 
   private:
     bool solvedalready();
+    double magnitude() const;
     void startbasis();
     void solve(engine_method method, bool crossover);
     void settle();
     bool findray();
+    bool doubtful(bool basis) const;
     int verdict();
     void fill(bool basis);
     void fillbasis();
@@ -103,6 +105,8 @@ void lp_solve::solve(engine_method method, bool crossover)
         break;
     case ENGINE_DUAL: options.setSolveType(ClpSolve::useDual); break;
     case ENGINE_BARRIER:
+        silence.watchbarrier(poll);
+        poll.barrierlimit = 1e10 * magnitude();
         options.setSolveType(crossover ? ClpSolve::useBarrier : ClpSolve::useBarrierNoCross);
         if (!crossover) {
             engine_events events(poll, true);
@@ -111,6 +115,27 @@ void lp_solve::solve(engine_method method, bool crossover)
         break;
     }
     clp.initialSolve(options);
+    if (poll.diverged) { // there is no optimum, and the simplex method can say why
+        poll.diverged = false;
+        clp.allSlackBasis(true);
+        clp.dual();
+    }
+}
+
+// The largest number in the model's objective, bounds and rows.
+double lp_solve::magnitude() const
+{
+    double most = 1;
+    auto look = [&most](const double *v, int64_t count) {
+        for (int64_t i = 0; i < count; i++)
+            if (!engine_isinf(v[i])) most = std::max(most, std::fabs(v[i]));
+    };
+    look(model.objective, model.numcols);
+    look(model.collower, model.numcols);
+    look(model.colupper, model.numcols);
+    look(model.rowlower, model.numrows);
+    look(model.rowupper, model.numrows);
+    return most;
 }
 
 // Keeps the ray that comes with "infeasible" or "unbounded" if it proves that; it has no sign that
@@ -151,6 +176,18 @@ void lp_solve::settle()
     if (clp.status() == 1 || clp.status() == 2) findray();
 }
 
+// Whether to go over it once more: the engine gave up; what is feasible in its scaled numbers is
+// not in the model's; or the barrier method took an unbounded problem for a solved one.
+bool lp_solve::doubtful(bool basis) const
+{
+    if (clp.status() != 0) return clp.status() == 4;
+    double costs = 1;
+    for (int j = 0; j < model.numcols; j++)
+        costs = std::max(costs, std::fabs(model.objective[j]));
+    return engine_violation(model, result.x.data()) > 10 * params.feasibility ||
+           engine_dualviolation(model, result) > (basis ? 1e-5 : 1e-3) * costs;
+}
+
 // The status of the engine in our terms.
 int lp_solve::verdict()
 {
@@ -171,19 +208,24 @@ void lp_solve::run(engine_method method, bool crossover)
     if (solvedalready()) return;
     engine_load(model, params, poll, silence, &clp);
     solve(method, crossover);
-    if (poll.ended() == 0 && clp.status() == 4) { // once more, the careful way
+    bool basis = method != ENGINE_BARRIER || crossover;
+    fill(basis);
+    if (poll.ended() == 0 && doubtful(basis)) {
         clp.scaling(0);
-        clp.allSlackBasis(true);
+        if (clp.status() == 4) clp.allSlackBasis(true);
         clp.primal();
+        fill(basis);
     }
-    if (poll.ended() == 0 && (clp.status() == 1 || clp.status() == 2)) settle();
-    result.status = verdict();
-    if (poll.ended() != 0 && clp.status() != 0) result.status = poll.ended();
-    fill(method != ENGINE_BARRIER || crossover);
+    if (poll.ended() == 0 && (clp.status() == 1 || clp.status() == 2)) {
+        settle();
+        fill(basis);
+    }
 }
 
 void lp_solve::fill(bool basis)
 {
+    result.status = verdict();
+    if (poll.ended() != 0 && clp.status() != 0) result.status = poll.ended();
     result.iterations = poll.seen.iterations;
     result.phase1iterations = poll.phase1iterations;
     result.barrieriterations = poll.barrieriterations;
@@ -246,6 +288,8 @@ int engine_solvelp(const engine_model &model, const engine_params &params, engin
     return engine_guard(result, [&] {
         *result = engine_result();
         engine_poll poll(params, hooks, model.sense);
-        engine_runlp(model, params, method, crossover, poll, result);
+        engine_model continuous = model;
+        continuous.ctype = nullptr;
+        engine_runlp(continuous, params, method, crossover, poll, result);
     });
 }

@@ -22,7 +22,7 @@ bool engine_poll::tick()
     clock::time_point now = clock::now();
     ask(now);
     writeline(now);
-    return mustend(now);
+    return mustend(now) || diverged;
 }
 
 bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
@@ -32,6 +32,13 @@ bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
     seen.infeasibility = infeasibility;
     if (phase1) phase1iterations++;
     return tick();
+}
+
+void engine_poll::barrierat(double primal, double dual, double complementarity)
+{
+    seen.objective = sense * primal;
+    seen.infeasibility = complementarity;
+    if (!(std::max(std::fabs(primal), std::fabs(dual)) < barrierlimit)) diverged = true;
 }
 
 bool engine_poll::barrieriteration()
