@@ -652,7 +652,7 @@ TEST(EngineMip, RepeatedSolvesGiveTheSameBitsAndWorkCount)
 }
 
 // A problem with small whole numbers in it, now and then without a feasible point.
-problem randomproblem(std::mt19937 &random)
+problem randomproblem(std::mt19937 &random, int least, int most)
 {
     auto number = [&](int low, int high) {
         return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
@@ -660,7 +660,7 @@ problem randomproblem(std::mt19937 &random)
     problem p;
     p.m.sense = number(0, 1) ? VNT_MIN : VNT_MAX;
     p.m.offset = number(-3, 3);
-    int columns = number(1, 5), rows = number(1, 5);
+    int columns = number(least, most), rows = number(least, most);
     for (int j = 0; j < columns; j++) {
         int low = number(-2, 1);
         p.col(number(-4, 4), low, low + number(0, 3), 'I');
@@ -694,10 +694,10 @@ double enumerate(problem &p)
 
 TEST(EngineMip, RandomProblemsAgreeWithEnumeration)
 {
-    std::mt19937 random(20240229);
-    for (int i = 0; i < 400; i++) {
+    std::mt19937 random(1);
+    for (int i = 0; i < 850; i++) {
         SCOPED_TRACE(testing::Message() << "problem " << i);
-        problem p = randomproblem(random);
+        problem p = randomproblem(random, 1, 5);
         double best = enumerate(p);
         solver s;
         s.params.presolve = i % 2;
@@ -710,12 +710,59 @@ TEST(EngineMip, RandomProblemsAgreeWithEnumeration)
     }
 }
 
+// Two integer columns with equal costs; preprocessing, allowed to merge them, answered -5.
+TEST(EngineMip, PreprocessingLosesNoSolution)
+{
+    problem p;
+    p.m.sense = VNT_MAX;
+    p.m.offset = -1;
+    p.col(2, 1, 3, 'I');
+    p.col(1, 0, 1, 'I');
+    p.col(4, -inf, 1);
+    p.col(-1, 1, 3, 'I');
+    p.col(4, -2, inf);
+    p.row(3, inf, {{1, 2}, {2, 1}, {3, 1}, {4, -1}});
+    p.row(-3, inf, {{0, 3}, {1, -3}, {2, -1}, {3, 2}, {4, -1}});
+    p.row(0, 0, {{0, -2}, {2, 3}, {3, -1}, {4, -1}});
+    expectmip(p, solver().mip(p), 5);
+}
+
+// With continuous columns and columns without bounds there is no enumeration; but what is switched
+// on to be faster must not change the answer.
+TEST(EngineMip, RandomMixedProblemsAreAnsweredAlikeWhateverIsSwitchedOn)
+{
+    std::mt19937 random(35);
+    for (int i = 0; i < 200; i++) {
+        SCOPED_TRACE(testing::Message() << "problem " << i);
+        problem p = randomproblem(random, 2, 8);
+        for (size_t j = 0; j < p.obj.size(); j++) {
+            unsigned kind = random() % 6;
+            bool open = random() % 3 == 0;
+            if (kind < 3) p.ctype[j] = 'C';
+            if (kind == 1 || (kind == 5 && open)) p.colupper[j] = inf;
+            if (kind == 2 || (kind == 0 && open)) p.collower[j] = -inf;
+        }
+        solver bare;
+        bare.params.presolve = bare.params.cuts = bare.params.heuristics = 0;
+        engine_result expected = bare.mip(p), r = solver().mip(p);
+        bool solved =
+            expected.status == VNT_STAT_OPTIMAL || expected.status == VNT_STAT_OPTIMAL_TOLERANCE;
+        if (!solved) {
+            EXPECT_EQ(r.status, expected.status);
+            continue;
+        }
+        EXPECT_NEAR(r.objective, expected.objective, 1e-5 * (1 + std::fabs(r.objective)));
+        EXPECT_LT(engine_violation(p.m, r.x.data()), 1e-6);
+        EXPECT_EQ(engine_fraction(p.m, r.x.data()), 0);
+    }
+}
+
 // The methods check each other, and each answer comes with what proves it.
 TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
 {
     std::mt19937 random(20240301);
     for (int i = 0; i < 400; i++) {
-        problem p = randomproblem(random);
+        problem p = randomproblem(random, 1, 5);
         for (size_t j = 0; j < p.obj.size(); j++) // and let some columns go
             if (random() % 2) p.colupper[j] = inf;
         std::optional<int> status;

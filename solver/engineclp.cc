@@ -6,33 +6,12 @@
 #include <new>
 #include <stdexcept>
 
-// The level of the messages' class, not the general one: at that other parts print by themselves.
-void engine_silence::watchbarrier(engine_poll &poll)
-{
-    constexpr int general = 0, linear_solver = 1;
-    barrier = &poll;
-    CoinMessageHandler::setLogLevel(general, 0);
-    CoinMessageHandler::setLogLevel(linear_solver, 1);
-}
-
-int engine_silence::print()
-{
-    constexpr int barrier_iteration = 35;
-    if (barrier != nullptr && currentMessage().externalNumber() == barrier_iteration)
-        barrier->barrierat(doubleValue(0), doubleValue(1), doubleValue(2));
-    return 0;
-}
-
 int engine_events::event(Event which)
 {
     switch (which) {
-    case endOfIteration:
-        // The barrier method takes the simplex out of its handler while it runs.
-        if (model_ == nullptr) return poll->barrieriteration() ? 0 : -1;
-        return iteration() ? 0 : -1;
+    case endOfIteration: return iteration() ? 0 : -1;
     case endOfFactorization:
     case endOfValuesPass: return poll->tick() ? 0 : -1;
-    case presolveAfterFirstSolve: return poll->tick() || asitcomes ? 0 : -1;
     default:
         // To most of the other events 0 is a different answer than "stop".
         poll->tick();

@@ -17,24 +17,14 @@ class engine_silence : public CoinMessageHandler {
     engine_silence() { setLogLevel(0); }
     engine_silence(const engine_silence &) = default;
     CoinMessageHandler *clone() const override { return new engine_silence(*this); }
-    int print() override;
-
-    // The barrier method tells where it stands in messages alone: they are taken from there.
-    void watchbarrier(engine_poll &poll);
-
-  private:
-    engine_poll *barrier = nullptr;
+    int print() override { return 0; }
 };
 
 // Carries the linear solver's events to the poll point.  The linear solver clones it into every
 // problem that is made of this one: presolved, in a heuristic, at a node.
 class engine_events : public ClpEventHandler {
   public:
-    // `asitcomes` keeps what postsolve leaves, without a final pass of the simplex method.
-    explicit engine_events(engine_poll &poll, bool asitcomes = false)
-        : poll(&poll), asitcomes(asitcomes)
-    {
-    }
+    explicit engine_events(engine_poll &poll) : poll(&poll) {}
     engine_events(const engine_events &) = default;
     ClpEventHandler *clone() const override { return new engine_events(*this); }
     int event(Event which) override;
@@ -43,7 +33,6 @@ class engine_events : public ClpEventHandler {
     bool iteration();
 
     engine_poll *poll;
-    bool asitcomes;
 };
 
 // Arrays as the engines want them: minimising, with their own infinity.

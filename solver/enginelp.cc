@@ -1,6 +1,6 @@
 // Continuous problems.
 
-#include "solver/engineclp.h"
+#include "solver/enginebarrier.h"
 
 #include <ClpSolve.hpp>
 
@@ -21,7 +21,7 @@ class lp_solve {
 
   private:
     bool solvedalready();
-    double magnitude() const;
+    void load();
     void startbasis();
     void solve(engine_method method, bool crossover);
     void settle();
@@ -35,7 +35,7 @@ class lp_solve {
     const engine_params &params;
     engine_poll &poll;
     engine_silence silence;
-    ClpSimplex clp;
+    std::unique_ptr<ClpSimplex> clp;
     engine_result &result;
 };
 
@@ -77,13 +77,19 @@ ClpSimplex::Status colstatus(int status, double lower, double upper)
     return isupper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
 }
 
+void lp_solve::load()
+{
+    clp = std::make_unique<ClpSimplex>();
+    engine_load(model, params, poll, silence, clp.get());
+}
+
 void lp_solve::startbasis()
 {
-    clp.createStatus();
+    clp->createStatus();
     for (int j = 0; j < model.numcols; j++)
-        clp.setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
+        clp->setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
     for (int i = 0; i < model.numrows; i++)
-        clp.setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
+        clp->setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
 }
 
 void lp_solve::solve(engine_method method, bool crossover)
@@ -91,59 +97,33 @@ void lp_solve::solve(engine_method method, bool crossover)
     bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
     if (warm) {
         startbasis();
-        method == ENGINE_PRIMAL ? clp.primal() : clp.dual();
+        method == ENGINE_PRIMAL ? clp->primal() : clp->dual();
+        return;
+    }
+    if (method == ENGINE_BARRIER) {
+        engine_runbarrier(params, poll, crossover, clp.get());
         return;
     }
     ClpSolve options;
     options.setPresolveType(params.presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
     options.setSpecialOption(2, 1); // leaves SIGINT alone
-    switch (method) {
-    case ENGINE_PRIMAL:
+    if (method == ENGINE_PRIMAL) {
         options.setSolveType(ClpSolve::usePrimal);
         options.setSpecialOption(1,
                                  4); // from slacks: the other starts print, and run long unpolled
-        break;
-    case ENGINE_DUAL: options.setSolveType(ClpSolve::useDual); break;
-    case ENGINE_BARRIER:
-        silence.watchbarrier(poll);
-        poll.barrierlimit = 1e10 * magnitude();
-        options.setSolveType(crossover ? ClpSolve::useBarrier : ClpSolve::useBarrierNoCross);
-        if (!crossover) {
-            engine_events events(poll, true);
-            clp.passInEventHandler(&events);
-        }
-        break;
+    } else {
+        options.setSolveType(ClpSolve::useDual);
     }
-    clp.initialSolve(options);
-    if (poll.diverged) { // there is no optimum, and the simplex method can say why
-        poll.diverged = false;
-        clp.allSlackBasis(true);
-        clp.dual();
-    }
-}
-
-// The largest number in the model's objective, bounds and rows.
-double lp_solve::magnitude() const
-{
-    double most = 1;
-    auto look = [&most](const double *v, int64_t count) {
-        for (int64_t i = 0; i < count; i++)
-            if (!engine_isinf(v[i])) most = std::max(most, std::fabs(v[i]));
-    };
-    look(model.objective, model.numcols);
-    look(model.collower, model.numcols);
-    look(model.colupper, model.numcols);
-    look(model.rowlower, model.numrows);
-    look(model.rowupper, model.numrows);
-    return most;
+    clp->initialSolve(options);
 }
 
 // Keeps the ray that comes with "infeasible" or "unbounded" if it proves that; it has no sign that
 // one could rely on.
 bool lp_solve::findray()
 {
-    bool infeasible = clp.status() == 1;
-    std::unique_ptr<double[]> raw(infeasible ? clp.infeasibilityRay() : clp.unboundedRay());
+    bool infeasible = clp->status() == 1;
+    if (!infeasible && clp->status() != 2) return false;
+    std::unique_ptr<double[]> raw(infeasible ? clp->infeasibilityRay() : clp->unboundedRay());
     if (raw == nullptr) return false;
     std::vector<double> ray(raw.get(), raw.get() + (infeasible ? model.numrows : model.numcols));
     auto proves = infeasible ? engine_provesinfeasible : engine_provesunbounded;
@@ -156,31 +136,35 @@ bool lp_solve::findray()
     return true;
 }
 
-// Some unbounded problems are called infeasible, and the other way round, when the method that
-// finds out is not the one that can tell.  Without a proof at hand the problem is solved again
-// without its objective: that says whether it is feasible, and if so the primal method goes on from
-// there with the objective.
+// "Infeasible" and "unbounded" are taken with a proof alone: the engine mixes them up when the
+// method that finds out is not the one that can tell, and gives up on some problems that are both.
+// Without a proof the problem is solved afresh and without its objective, which says whether it is
+// feasible; if so the primal method goes on from there with the objective.
 void lp_solve::settle()
 {
-    if (findray() && (clp.status() == 1 ||
-                      engine_violation(model, clp.primalColumnSolution()) <= params.feasibility))
-        return;
+    bool feasible = engine_violation(model, result.x.data()) <= params.feasibility;
+    if (findray() && (clp->status() == 1 || feasible)) return;
     result.ray.clear();
-    std::vector<double> objective(clp.objective(), clp.objective() + model.numcols);
-    std::fill_n(clp.objective(), model.numcols, 0.0);
-    clp.allSlackBasis(true);
-    clp.dual();
-    std::copy(objective.begin(), objective.end(), clp.objective());
-    if (poll.ended() != 0) return;
-    if (clp.status() == 0) clp.primal();
-    if (clp.status() == 1 || clp.status() == 2) findray();
+    load();
+    clp->scaling(0);
+    std::vector<double> objective(clp->objective(), clp->objective() + model.numcols);
+    std::fill_n(clp->objective(), model.numcols, 0.0);
+    clp->dual();
+    if (clp->status() != 0 && !findray() && poll.ended() == 0) {
+        clp->allSlackBasis(true);
+        clp->primal();
+    }
+    std::copy(objective.begin(), objective.end(), clp->objective());
+    if (clp->status() != 0 || poll.ended() != 0) return;
+    clp->primal();
+    findray();
 }
 
 // Whether to go over it once more: the engine gave up; what is feasible in its scaled numbers is
 // not in the model's; or the barrier method took an unbounded problem for a solved one.
 bool lp_solve::doubtful(bool basis) const
 {
-    if (clp.status() != 0) return clp.status() == 4;
+    if (clp->status() != 0) return clp->status() == 4;
     double costs = 1;
     for (int j = 0; j < model.numcols; j++)
         costs = std::max(costs, std::fabs(model.objective[j]));
@@ -191,7 +175,7 @@ bool lp_solve::doubtful(bool basis) const
 // The status of the engine in our terms.
 int lp_solve::verdict()
 {
-    switch (clp.status()) {
+    switch (clp->status()) {
     case 0: return VNT_STAT_OPTIMAL;
     case 1: return VNT_STAT_INFEASIBLE;
     case 2: return VNT_STAT_UNBOUNDED;
@@ -206,17 +190,16 @@ void lp_solve::run(engine_method method, bool crossover)
     result.cutoff = model.sense * VNT_INFINITY;
     result.bound = model.sense * -VNT_INFINITY;
     if (solvedalready()) return;
-    engine_load(model, params, poll, silence, &clp);
+    load();
     solve(method, crossover);
     bool basis = method != ENGINE_BARRIER || crossover;
     fill(basis);
     if (poll.ended() == 0 && doubtful(basis)) {
-        clp.scaling(0);
-        if (clp.status() == 4) clp.allSlackBasis(true);
-        clp.primal();
+        clp->scaling(0);
+        clp->primal();
         fill(basis);
     }
-    if (poll.ended() == 0 && (clp.status() == 1 || clp.status() == 2)) {
+    if (poll.ended() == 0 && clp->status() != 0) {
         settle();
         fill(basis);
     }
@@ -225,15 +208,15 @@ void lp_solve::run(engine_method method, bool crossover)
 void lp_solve::fill(bool basis)
 {
     result.status = verdict();
-    if (poll.ended() != 0 && clp.status() != 0) result.status = poll.ended();
+    if (poll.ended() != 0 && clp->status() != 0) result.status = poll.ended();
     result.iterations = poll.seen.iterations;
     result.phase1iterations = poll.phase1iterations;
     result.barrieriterations = poll.barrieriterations;
     result.ticks = poll.seen.ticks;
-    const double *x = clp.primalColumnSolution();
+    const double *x = clp->primalColumnSolution();
     result.x.assign(x, x + model.numcols);
     engine_fillrows(model, &result);
-    const double *pi = clp.dualRowSolution(), *dj = clp.dualColumnSolution();
+    const double *pi = clp->dualRowSolution(), *dj = clp->dualColumnSolution();
     result.pi.assign(pi, pi + model.numrows);
     result.dj.assign(dj, dj + model.numcols);
     if (model.sense < 0) {
@@ -264,12 +247,12 @@ void lp_solve::fillbasis()
     result.cstat.resize(model.numcols);
     result.rstat.resize(model.numrows);
     for (int j = 0; j < model.numcols; j++)
-        result.cstat[j] = number(clp.getColumnStatus(j));
+        result.cstat[j] = number(clp->getColumnStatus(j));
     for (int i = 0; i < model.numrows; i++) {
-        bool basic = clp.getRowStatus(i) == ClpSimplex::basic;
+        bool basic = clp->getRowStatus(i) == ClpSimplex::basic;
         double lower = model.rowlower[i], upper = model.rowupper[i];
         bool ranged = !engine_isinf(lower) && !engine_isinf(upper) && lower != upper;
-        bool atupper = ranged && clp.getRowStatus(i) == ClpSimplex::atUpperBound;
+        bool atupper = ranged && clp->getRowStatus(i) == ClpSimplex::atUpperBound;
         result.rstat[i] = basic ? VNT_BASIS_BASIC : atupper ? VNT_BASIS_UPPER : VNT_BASIS_LOWER;
     }
 }

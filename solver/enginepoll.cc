@@ -22,7 +22,7 @@ bool engine_poll::tick()
     clock::time_point now = clock::now();
     ask(now);
     writeline(now);
-    return mustend(now) || diverged;
+    return mustend(now);
 }
 
 bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
@@ -34,16 +34,11 @@ bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
     return tick();
 }
 
-void engine_poll::barrierat(double primal, double dual, double complementarity)
-{
-    seen.objective = sense * primal;
-    seen.infeasibility = complementarity;
-    if (!(std::max(std::fabs(primal), std::fabs(dual)) < barrierlimit)) diverged = true;
-}
-
-bool engine_poll::barrieriteration()
+bool engine_poll::barrieriteration(double objective, double complementarity)
 {
     barrieriterations++;
+    seen.objective = sense * objective;
+    seen.infeasibility = complementarity;
     return tick();
 }
 

@@ -30,13 +30,7 @@ class engine_poll {
     // Like tick() after an iteration of a linear problem, which `objective` and `infeasibility`
     // describe (in the engine's minimising sense).
     bool iteration(double objective, double infeasibility, bool phase1);
-    // A barrier iteration, and before it where the method stands.  Of a problem that has no optimum
-    // the objectives run away, and the library would abort the process in the end: beyond
-    // `barrierlimit` all work is told to end until `diverged` is taken back.
-    bool barrieriteration();
-    void barrierat(double primal, double dual, double complementarity);
-    double barrierlimit = std::numeric_limits<double>::infinity();
-    bool diverged = false;
+    bool barrieriteration(double objective, double complementarity);
 
     // Ends the solve at a limit; the first reason stays.
     void end(int status);
