@@ -48,7 +48,7 @@ static bool file_empty(const char *path)
     return stat(path, &about) == 0 && about.st_size == 0;
 }
 
-int outfile_attach(const outfile *f, message_file *to)
+static int attach(const outfile *f, message_file *to)
 {
     int rc = message_set_file(to, f->path);
     if (rc == 0 || !file_empty(f->path)) return rc;
@@ -56,11 +56,18 @@ int outfile_attach(const outfile *f, message_file *to)
     return message_set_bytearray(&to->contents, 0, f->path);
 }
 
+int outfile_attach(const outfile *f, message_file *to)
+{
+    int rc = attach(f, to);
+    if (rc == 0) unlink(f->path); // a worker that is killed while it sends leaves nothing behind
+    return rc;
+}
+
 void outfile_destroy(outfile *f)
 {
     if (f->path == nullptr) return;
     close(f->fd);
-    unlink(f->path);
+    unlink(f->path); // of a file that was not attached
     free(f->path);
     *f = {nullptr, -1};
 }

@@ -22,7 +22,8 @@ struct outfile {
 // Errors, as solver statuses: 1001, 1422 when it cannot be created.
 int outfile_create(outfile *f, const char *name);
 
-// Maps what has been written.  An empty file gives empty contents.
+// Maps what has been written and takes the file out of its directory.  An empty file gives empty
+// contents.
 // Errors: those of message_set_file().
 int outfile_attach(const outfile *f, message_file *to);
 

@@ -170,6 +170,7 @@ int VNTLwriteprob(VNTENVptr, VNTLPptr, const char *filename, const char *filetyp
 
 // What the run function sends, and when its call runs asynchronously.
 static std::vector<std::shared_ptr<void>> sent;
+static ptrdiff_t filesthen; // in the working directory
 static std::string lacking;
 static bool asynchronous;
 static int begun;
@@ -177,6 +178,7 @@ static int begun;
 int frame_respond(handler_frame *, const void *response)
 {
     sent.emplace_back(vntmsg_copy(response), [](void *p) { vntmsg_uncopy(&p); });
+    filesthen = std::distance(fs::directory_iterator("."), {});
     return 0;
 }
 int frame_reject(handler_frame *frame, int32_t s)
@@ -507,6 +509,7 @@ TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)
     EXPECT_EQ(ANSWER(WRITEPROB)->status, 0);
     auto bytes = elements<char>(ANSWER(WRITEPROB)->filename_str.contents);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "contents");
+    EXPECT_EQ(filesthen, 1) << "a worker killed while it sends would leave its file";
     fs::remove(mine + "0m.lp");
 
     for (const char *name : {"..", "", "a/", static_cast<const char *>(nullptr)}) {
