@@ -16,7 +16,9 @@
 #include <cstdint>
 #include <poll.h>
 
-constexpr int HANDSHAKES_MAX = 64;
+// More than that wait in the system's queue.  It is many, as silent connections hold their places
+// until their deadlines, and keep others out meanwhile.
+constexpr int HANDSHAKES_MAX = 1024;
 
 // What the server does for a connection.  Each returns a status of tcpip.h: with 0 the connection
 // has become the server's.

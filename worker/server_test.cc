@@ -169,7 +169,7 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
         setrlimit(RLIMIT_NOFILE, &few);
     });
     std::list<raw_client> crowd;
-    for (int i = 0; i < 20; i++)
+    for (int i = 0; i < 100; i++)
         crowd.emplace_back(poor.port);
     EXPECT_EQ(crowd.back().status(), HANDSHAKE_NORESOURCES) << "before it has said anything";
     EXPECT_NE(poor.written().find("accept(): Too many open files"), std::string::npos);
@@ -184,7 +184,7 @@ TEST(Server, SilentClientsKeepNobodyWaiting)
 {
     letter_server server({"-action-timeout=8"});
     std::list<raw_client> silent;
-    for (int i = 0; i < 20; i++)
+    for (int i = 0; i < 100; i++)
         silent.emplace_back(server.port);
     raw_client half(server.port), honest(server.port);
     half.say(std::string("\0\0", 2));
