@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <unistd.h>
 
 static constexpr int DRAIN_TIME = 1000; // milliseconds
@@ -114,12 +115,12 @@ static bool step(handshakes *h, handshake *c, bool ready)
 
 void handshakes_serve(handshakes *h, const struct pollfd *fds)
 {
-    int kept = 0;
     for (int i = 0; i < h->count; i++) {
-        handshake c = h->open[i];
-        if (step(h, &c, fds[i].revents != 0)) h->open[kept++] = c;
+        if (step(h, &h->open[i], fds[i].revents != 0)) continue;
+        h->count--;
+        memmove(&h->open[i], &h->open[i + 1], (h->count - i) * sizeof(handshake));
+        return;
     }
-    h->count = kept;
 }
 
 void handshakes_closeall(handshakes *h)

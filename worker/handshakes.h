@@ -51,7 +51,9 @@ void handshakes_add(handshakes *h, int fd);
 int handshakes_poll(const handshakes *h, struct pollfd *fds);
 
 // Goes on with the connections that `fds`, as filled above and then polled, says are ready, and
-// with those whose time is up.
+// with those whose time is up, up to the first that leaves: making a worker for it takes long
+// enough for the system's short queue of connections to overflow, and who falls out of that waits
+// for seconds.
 void handshakes_serve(handshakes *h, const struct pollfd *fds);
 
 void handshakes_closeall(handshakes *h);
