@@ -38,12 +38,12 @@ struct server_child {
 
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;
-    int32_t id;    // of the process; 0 until it is forked
-    int client;    // the client's socket; only read without the lock by the to-child pump
-    int pending;   // the socket of a client that wants the worker, or one of PENDING_*
-    bool stopped;  // the worker has ended, or is being ended
-    bool reaped;   // the process id is not ours any more
-    bool relaying; // the from-child pump holds bytes that the client has not got
+    int32_t id;   // of the process; 0 until it is forked
+    int client;   // its socket; the to-child pump and, while relaying, the other may read it freely
+    int pending;  // the socket of a client that wants the worker, or one of PENDING_*
+    bool stopped; // the worker has ended, or is being ended
+    bool reaped;  // the process id is not ours any more
+    bool relaying; // the from-child pump is passing bytes on, so that `client` must stay
     bool deaf;     // the client takes nothing any more: what the worker says is dropped
     bool drained;  // the from-child pump is at its end
 
