@@ -4,9 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
-static constexpr auto interval = std::chrono::milliseconds(900); // at least a line each second
+static constexpr auto interval = std::chrono::milliseconds(800); // at least a line each second
 
 std::string progress_text(double seconds, const vntmipprogress &progress)
 {
@@ -20,6 +21,15 @@ std::string progress_text(double seconds, const vntmipprogress &progress)
     double work = static_cast<double>(nodes ? progress.nodes : progress.iterations);
     if (seconds > 0) text += fmt::format("  {:.0f} {}/s", work / seconds, nodes ? "nodes" : "it");
     return text;
+}
+
+// A line that is longer than the terminal is wide could not be erased.
+static void cut(std::string &line)
+{
+    winsize size = {};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 &&
+        line.size() >= size.ws_col)
+        line.resize(size.ws_col - 1);
 }
 
 display::display(bool wantquiet)
@@ -53,6 +63,7 @@ void display::progress(const vntmipprogress &progress)
     next = std::chrono::steady_clock::now() + interval;
     erase();
     line = progress_text(elapsed(), progress);
+    if (terminal) cut(line);
     fmt::print(stderr, "{}{}", line, terminal ? "" : "\n");
     fflush(stderr);
 }
