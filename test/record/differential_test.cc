@@ -30,7 +30,7 @@ struct library {
     ~library()
     {
         find<int(VNTENVptr *)>("VNTLcloseVANTO")(reinterpret_cast<VNTENVptr *>(objects));
-        dlclose(handle);
+        // The library stays loaded: what it keeps for the process would look lost without it.
     }
     library(const library &) = delete;
     library &operator=(const library &) = delete;
