@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -132,14 +133,13 @@ void engine_runbarrier(const engine_params &params, engine_poll &poll, bool toba
                        ClpSimplex *clp)
 {
     ClpPresolve presolve;
-    ClpSimplex *lp = clp;
-    if (params.presolve) lp = presolve.presolvedModel(*clp, 1e-8, false, 5, true);
-    bool arrived = lp != nullptr && interiorpoint(poll, lp);
+    std::unique_ptr<ClpSimplex> small;
+    if (params.presolve) small.reset(presolve.presolvedModel(*clp, 1e-8, false, 5, true));
+    bool impossible = params.presolve && small == nullptr;
+    ClpSimplex *lp = small == nullptr ? clp : small.get();
+    bool arrived = !impossible && interiorpoint(poll, lp);
     if (arrived && tobasis) crossover(lp);
-    if (lp != nullptr && lp != clp) {
-        presolve.postsolve(true);
-        presolve.destroyPresolve();
-    }
+    if (small != nullptr) presolve.postsolve(true);
     if (!arrived) {
         clp->allSlackBasis(true);
         clp->dual();

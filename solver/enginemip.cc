@@ -7,7 +7,7 @@
 
 #include "solver/engineincumbent.h"
 
-#include <CbcCompareDefault.hpp>
+class CbcNode; // the next header takes it for known
 #include <CbcCutGenerator.hpp>
 #include <CbcEventHandler.hpp>
 #include <CbcHeuristic.hpp>
@@ -159,7 +159,7 @@ void mip_search::run()
     reduce();
     search();
     if (exhausted && lost()) {
-        poll.log(1, 1, "A solution of the reduced problem is none of the model: once more.\n");
+        poll.log(1, 1, "Preprocessing has lost a solution: searching without it.\n");
         unreduce();
         search();
     }
@@ -285,7 +285,11 @@ void mip_search::reduce()
     process->addCutGenerator(&probing);
     constexpr int passes = 10, keepduplicates = 4096; // merging integer columns loses solutions
     reduced = process->preProcessNonDefault(*original, 0, passes, keepduplicates);
-    if (reduced == nullptr) unreduce();
+    if (reduced == nullptr)
+        unreduce();
+    else
+        poll.log(2, 3, "reduced to %d rows, %d columns (%d integer)\n", reduced->getNumRows(),
+                 reduced->getNumCols(), reduced->getNumIntegers());
 }
 
 void mip_search::unreduce()
@@ -295,6 +299,7 @@ void mip_search::unreduce()
     reduced = original.get();
     setbounds();
     applied = claimed = infinity;
+    exhausted = false;
 }
 
 // Preprocessing and its undoing leave the original with bounds of their own.
@@ -304,12 +309,14 @@ void mip_search::setbounds()
     original->setColUpper(bounds.colupper.data());
 }
 
-// Whether the search had a better solution than all that came through lift(): then preprocessing
-// has cheated us of it.
+// Whether the search had a better solution than all that came through lift(), or no limit where
+// the relaxation has one: then preprocessing has cheated.
 bool mip_search::lost() const
 {
+    if (process == nullptr) return false;
     double value = std::min(incumbent.value(), poll.cutoff());
-    return process != nullptr && claimed < value - 1e-5 * std::max(1.0, std::fabs(claimed));
+    return (cbc != nullptr && cbc->isContinuousUnbounded()) ||
+           claimed < value - 1e-5 * std::max(1.0, std::fabs(claimed));
 }
 
 void mip_search::search()
