@@ -1,7 +1,8 @@
 #include "tools/display.h"
 
+#include "tools/output.h"
+
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
@@ -64,20 +65,19 @@ void display::progress(const vntmipprogress &progress)
     erase();
     line = progress_text(elapsed(), progress);
     if (terminal) cut(line);
-    fmt::print(stderr, "{}{}", line, terminal ? "" : "\n");
-    fflush(stderr);
+    output_note(line + (terminal ? "" : "\n"));
 }
 
 void display::log(const char *text)
 {
     size_t length = strlen(text);
     erase();
-    fmt::print(stderr, "{}{}", text, length == 0 || text[length - 1] != '\n' ? "\n" : "");
-    if (terminal) fmt::print(stderr, "{}", line);
-    fflush(stderr);
+    output_note(text);
+    if (length == 0 || text[length - 1] != '\n') output_note("\n");
+    if (terminal) output_note(line);
 }
 
 void display::erase() const
 {
-    if (terminal && !line.empty()) fmt::print(stderr, "\r\033[K");
+    if (terminal && !line.empty()) output_note("\r\033[K");
 }

@@ -1,5 +1,7 @@
 #include "tools/options.h"
 
+#include "tools/output.h"
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstdint>
@@ -65,11 +67,17 @@ struct command_line {
     std::vector<std::string> params;
 };
 
+// A script's variable that is not set must not pass for an option that is not there.
+static std::string nonempty_check(const std::string &value)
+{
+    return value.empty() ? "a file name is expected" : "";
+}
+
 static void declare_options(CLI::App &app, command_line &line)
 {
     solve_options &o = line.options;
     auto file = [&](const char *name, std::string &value, const char *text) {
-        return app.add_option(name, value, text)->type_name("FILE");
+        return app.add_option(name, value, text)->type_name("FILE")->check(nonempty_check);
     };
     auto *model =
         app.add_option("MODEL", o.model, "the model: .mps, .qps or .lp, or one of these with .gz");
@@ -78,8 +86,7 @@ static void declare_options(CLI::App &app, command_line &line)
     auto *local = app.add_flag("--local", line.local, "solve in this process")->excludes(server);
     file("--write-solution", o.solutionfile, "write the solution to a file");
     auto *limit = app.add_option("--time-limit", o.timelimit, "stop after so much time")
-                      ->type_name("SECONDS")
-                      ->check(CLI::NonNegativeNumber.description(""));
+                      ->type_name("SECONDS");
     auto *param =
         app.add_option("--param", line.params, "set a parameter of the solver; may be repeated")
             ->type_name("NAME=VALUE")
@@ -106,6 +113,8 @@ static void check_options(const solve_options &o)
         throw failure{EXIT_USAGE, "a MODEL is required (--help lists the options)"};
     if (!o.server && !(o.detachfile + o.resilientfile).empty())
         throw failure{EXIT_USAGE, "--detach and --resilient need a server"};
+    if (o.timelimit && !(*o.timelimit >= 0))
+        throw failure{EXIT_USAGE, "--time-limit: a number of seconds from 0 on is expected"};
 }
 
 std::optional<solve_options> options_parse(int argc, const char *const *argv)
@@ -117,13 +126,13 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
-        fmt::print("{}", app.help());
+        output_result(app.help());
         return std::nullopt;
     } catch (const CLI::ParseError &error) {
         throw failure{EXIT_USAGE, fmt::format("{} (--help lists the options)", error.what())};
     }
     solve_options &o = line.options;
-    if (!line.server.empty())
+    if (app.count("--server") > 0)
         o.server = address_parse(line.server);
     else if (!line.local && o.attachfile.empty())
         o.server = address_fromenvironment();

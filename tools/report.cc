@@ -39,7 +39,7 @@ static const outcome &find(int stat)
 
 exit_status report_exit(const solve_report &report)
 {
-    return find(report.stat).exit;
+    return report.trouble ? report.trouble->status : find(report.stat).exit;
 }
 
 // A gap of no more than the arithmetic's own error is no gap.
@@ -96,7 +96,8 @@ std::string report_json(const solve_report &report)
     std::string text = "{\n";
     auto out = std::back_inserter(text);
     fmt::format_to(out, "  \"status\": \"{}\",\n", find(report.stat).word);
-    if (!report.text.empty()) fmt::format_to(out, "  \"message\": {},\n", json_string(report.text));
+    if (report.trouble)
+        fmt::format_to(out, "  \"message\": {},\n", json_string(report.trouble->message));
     fmt::format_to(out, "  \"objective\": {},\n", json_number(report.objective));
     fmt::format_to(out, "  \"bound\": {},\n", json_number(report.bound));
     fmt::format_to(out, "  \"rows\": {},\n", report.rows);

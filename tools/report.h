@@ -15,8 +15,8 @@ struct named_value {
 };
 
 struct solve_report {
-    int stat = 0;     // VNT_STAT_*
-    std::string text; // of an error; empty otherwise
+    int stat = 0;                   // VNT_STAT_*
+    std::optional<failure> trouble; // what went wrong, even beside a result
     std::optional<double> objective;
     std::optional<double> bound;
     int rows = 0;
@@ -30,7 +30,7 @@ struct solve_report {
     std::vector<named_value> largest; // the largest values of the solution, by magnitude
 };
 
-// The exit status for the way a solve ended.
+// The exit status of the trouble, or for the way the solve ended.
 exit_status report_exit(const solve_report &report);
 
 // Some lines for people.

@@ -1,5 +1,7 @@
 #include "tools/running.h"
 
+#include "tools/output.h"
+
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -50,7 +52,8 @@ static void detach(session &s)
     start(s, file);
     session_leave(s);
     if (s.options.quiet) return;
-    fmt::print(stderr, "{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server, file);
+    output_note(
+        fmt::format("{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server, file));
 }
 
 static constexpr double absence = 0.5;    // seconds between two looks

@@ -1,5 +1,6 @@
 #include "tools/solve.h"
 
+#include "tools/output.h"
 #include "tools/running.h"
 
 #include <algorithm>
@@ -65,13 +66,19 @@ static void report_solution(session &s, solve_report *report)
     report->iterations = s.solver.VNTLgetitcnt(s.env, s.lp) + s.solver.VNTLgetbaritcnt(s.env, s.lp);
 }
 
-static void write_solution(session &s, const solve_report &report)
+// The result of a long solve is told even when its file cannot be written.
+static void write_solution(session &s, solve_report *report)
 {
     const std::string &file = s.options.solutionfile;
-    if (report.objective)
+    if (!report->objective) {
+        output_complaint("there is no solution to write to " + file);
+        return;
+    }
+    try {
         session_check(s, s.solver.VNTLsolwrite(s.env, s.lp, file.c_str()), file);
-    else
-        fmt::print(stderr, "vntsolve: there is no solution to write to {}\n", file);
+    } catch (const failure &what) {
+        report->trouble = what;
+    }
 }
 
 std::optional<solve_report> solve(const solve_options &options)
@@ -90,6 +97,6 @@ std::optional<solve_report> solve(const solve_options &options)
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);
     report_solution(s, &report);
-    if (!options.solutionfile.empty()) write_solution(s, report);
+    if (!options.solutionfile.empty()) write_solution(s, &report);
     return report;
 }

@@ -1,45 +1,72 @@
 // vntsolve: solves a model file from the command line.
+#include "tools/output.h"
 #include "tools/solve.h"
 
-#include <fmt/format.h>
+#include <algorithm>
+#include <string_view>
 
 // A failed solve has its object, too, for the program that reads it.
 static int fail(const solve_options &options, const failure &what)
 {
-    fmt::print(stderr, "vntsolve: {}\n", what.message);
+    output_complaint(what.message);
     if (options.json) {
         solve_report report;
-        report.text = what.message;
+        report.trouble = what;
         if (options.server) report.server = address_text(*options.server);
-        fmt::print("{}", report_json(report));
+        output_result(report_json(report));
     }
     return what.status;
 }
 
+static int tell(const solve_options &options, const solve_report &report)
+{
+    if (report.trouble) output_complaint(report.trouble->message);
+    if (options.json)
+        output_result(report_json(report));
+    else if (!options.quiet)
+        output_result(report_summary(report));
+    return report_exit(report);
+}
+
 static int run(const solve_options &options)
 {
+    std::optional<solve_report> report;
     try {
-        std::optional<solve_report> report = solve(options);
-        if (!report) return EXIT_SOLVED;
-        if (options.json)
-            fmt::print("{}", report_json(*report));
-        else if (!options.quiet)
-            fmt::print("{}", report_summary(*report));
-        return report_exit(*report);
+        report = solve(options);
     } catch (const failure &what) {
         return fail(options, what);
     } catch (const std::exception &what) {
         return fail(options, {EXIT_INTERNAL, what.what()});
     }
+    return report ? tell(options, *report) : EXIT_SOLVED;
+}
+
+// What a command line that cannot be understood asks for, as far as one can see.
+static solve_options guess(int argc, char **argv)
+{
+    solve_options options;
+    options.json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
+    return options;
+}
+
+static int parse_and_run(int argc, char **argv)
+{
+    std::optional<solve_options> options;
+    try {
+        options = options_parse(argc, argv);
+    } catch (const failure &what) {
+        return fail(guess(argc, argv), what);
+    }
+    return options ? run(*options) : EXIT_SOLVED;
 }
 
 int main(int argc, char **argv)
 {
+    output_begin();
     try {
-        std::optional<solve_options> options = options_parse(argc, argv);
-        return options ? run(*options) : 0;
+        return parse_and_run(argc, argv);
     } catch (const failure &what) {
-        fmt::print(stderr, "vntsolve: {}\n", what.message);
+        output_complaint(what.message);
         return what.status;
     }
 }

@@ -68,7 +68,10 @@ TEST(Options, BadCommandLinesAreRefused)
     EXPECT_EQ(refusal({}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--nonsense"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--local", "--server", "a:1"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--server", ""}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--write-solution", ""}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--time-limit", "-1"}), EXIT_USAGE);
+    EXPECT_EQ(refusal({"m.mps", "--time-limit", "nan"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--time-limit", "soon"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--param", "SEED"}), EXIT_USAGE);
     EXPECT_EQ(refusal({"m.mps", "--param", "=1"}), EXIT_USAGE);
@@ -128,6 +131,10 @@ TEST(Report, EveryEndOfASolveHasItsExitStatus)
     EXPECT_EQ(status(VNT_STAT_CUTOFF), EXIT_LIMIT);
     EXPECT_EQ(status(VNT_STAT_STOPPED), EXIT_INTERRUPTED);
     EXPECT_EQ(status(4711), EXIT_INTERNAL) << "a status that a later solver may have";
+    solve_report report;
+    report.stat = VNT_STAT_OPTIMAL;
+    report.trouble = {EXIT_UNREADABLE, "solution.txt: no"};
+    EXPECT_EQ(report_exit(report), EXIT_UNREADABLE) << "a result that could not be written";
 }
 
 TEST(Report, TheManualListsTheSameExitStatuses)

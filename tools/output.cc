@@ -1,0 +1,35 @@
+#include "tools/output.h"
+
+#include "tools/exits.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+void output_begin()
+{
+    // The least free descriptor is the one that is opened.  Each is opened for the direction that
+    // it is not used in.
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)
+        if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+void output_result(const std::string &text)
+{
+    errno = 0;
+    fwrite(text.data(), 1, text.size(), stdout);
+    if (fflush(stdout) != 0 || ferror(stdout))
+        throw failure{EXIT_UNREADABLE, std::string("standard output: ") + strerror(errno)};
+}
+
+void output_note(const std::string &text)
+{
+    fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void output_complaint(const std::string &message)
+{
+    output_note("vntsolve: " + message + "\n");
+}
