@@ -3,7 +3,6 @@
 #include "tools/output.h"
 
 #include <cmath>
-#include <cstring>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -68,12 +67,20 @@ void display::progress(const vntmipprogress &progress)
     output_note(line + (terminal ? "" : "\n"));
 }
 
+// A message may quote a file that is no model at all: its bytes do not steer the terminal.
+static std::string harmless(std::string text)
+{
+    for (char &c : text)
+        if ((c >= '\0' && c < ' ' && c != '\n' && c != '\t') || c == '\177') c = '?';
+    return text;
+}
+
 void display::log(const char *text)
 {
-    size_t length = strlen(text);
+    std::string shown = harmless(text);
     erase();
-    output_note(text);
-    if (length == 0 || text[length - 1] != '\n') output_note("\n");
+    if (shown.empty() || shown.back() != '\n') shown += '\n';
+    output_note(shown);
     if (terminal) output_note(line);
 }
 
