@@ -141,6 +141,13 @@ TEST_F(model_files, MpsIsReadAsItsWritersMeanIt)
     double rhs = 0;
     ASSERT_EQ(VNTLgetrhs(env, fixed, &rhs, 0, 0), 0);
     EXPECT_EQ(rhs, 3);
+
+    // A line that crosses the columns is not read as far as they reach, as 1e99.
+    EXPECT_EQ(read(fixed,
+                   "ROWS\n N  COST\n L  ROW\nCOLUMNS\n"
+                   "    COL       ROW                 1e999   COST               1.\nENDATA\n",
+                   "mps"),
+              VNTERR_FILE_FORMAT);
 }
 
 TEST_F(model_files, LpIsReadAsItsWritersMeanIt)

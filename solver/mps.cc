@@ -21,6 +21,7 @@ class mps_reader {
   private:
     void header(std::string_view line);
     void data(const words &w);
+    words fixed_fields(std::string_view line) const;
     words split(std::string_view line) const;
 
     void add_row(const words &w);
@@ -82,15 +83,20 @@ int mps_reader::column_of(std::string_view name) const
     return found->second;
 }
 
-// The fields of a fixed-format line, each where it must stand; empty ones are left out.
-static words fixed_fields(std::string_view line)
+// The fields of a fixed-format line, each where it must stand; empty ones are left out.  What is
+// between them must be blank: in a line that is not of this format, fields would be cut.
+words mps_reader::fixed_fields(std::string_view line) const
 {
     static constexpr struct {
         size_t from, to;
     } fields[] = {{1, 3}, {4, 12}, {14, 22}, {24, 36}, {39, 47}, {49, 61}};
     words w;
+    size_t end = 0;
     for (auto [from, to] : fields) {
+        if (line.substr(0, from).find_first_not_of(' ', end) != line.npos)
+            file_malformed(lines.number(), "something between the fields");
         if (from >= line.size()) break;
+        end = to;
         std::string_view field = line.substr(from, to - from);
         size_t first = field.find_first_not_of(' ');
         if (first == field.npos) continue;
