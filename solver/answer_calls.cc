@@ -6,7 +6,7 @@
 
 static answer &answer_of(vntlp &p)
 {
-    require(!p.last.x.empty(), VNTERR_NO_SOLUTION);
+    require(p.last.there(), VNTERR_NO_SOLUTION);
     return p.last;
 }
 
@@ -310,7 +310,7 @@ int VNTLgetmiprelgap(VNTENVptr env, VNTLPptr lp, double *gap_p)
 {
     return with_problem(env, lp, [&](vntlp &p) {
         const answer &last = search_of(p);
-        put(gap_p, last.x.empty() ? 1e75 : relative_gap(last.objective, last.bound));
+        put(gap_p, last.there() ? relative_gap(last.objective, last.bound) : 1e75);
     });
 }
 

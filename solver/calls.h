@@ -181,6 +181,6 @@ double relative_gap(double incumbent, double bound);
 inline const double *point_of(const vntlp &p, const double *x)
 {
     if (x != nullptr) return x;
-    require(!p.last.x.empty() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
+    require(p.last.there() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
     return p.last.x.data();
 }

@@ -19,6 +19,9 @@ struct pool_solution {
 struct answer : engine_result {
     int solution = VNT_SOLUTION_NONE;
     std::vector<pool_solution> pool;
+
+    // A solution of no columns is one, too.
+    bool there() const { return solution != VNT_SOLUTION_NONE; }
 };
 
 struct vntlp {

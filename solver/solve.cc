@@ -104,7 +104,8 @@ static void report(vntenv &env, const answer &last)
     if (env.parameters.getint(VNT_PARAM_LOG_LEVEL) == 0) return;
     std::string text = status_text(last.status);
     text[0] = static_cast<char>(toupper(text[0]));
-    if (!last.x.empty()) text += printed(", objective %.15g", last.objective);
+    if (last.there() && last.status != VNT_STAT_UNBOUNDED)
+        text += printed(", objective %.15g", last.objective);
     text += printed(", %lld iterations", static_cast<long long>(last.iterations));
     if (last.nodes > 0) text += printed(", %lld nodes", static_cast<long long>(last.nodes));
     env.say(CHANNEL_RESULTS, text + "\n");
@@ -118,7 +119,7 @@ static void settle(vntlp &p, bool discrete)
     if (last.status == VNT_STAT_INFEASIBLE || last.status == VNT_STAT_INFEASIBLE_OR_UNBOUNDED) {
         for (auto *values : {&last.x, &last.pi, &last.dj, &last.slack}) values->clear();
     }
-    if (!last.x.empty()) {
+    if (!last.x.empty() || (cols == 0 && last.status == VNT_STAT_OPTIMAL)) {
         last.x.resize(cols);
         last.slack = p.m.slacks(last.x.data());
         bool basic = !last.cstat.empty() || !last.rstat.empty();

@@ -155,6 +155,18 @@ INSTANTIATE_TEST_SUITE_P(Models, solving_mips,
                              return name.substr(0, name.find('.'));
                          });
 
+TEST_F(solving, AProblemWithoutColumnsHasASolution)
+{
+    VNTLPptr lp =
+        problem_from("NAME t\nROWS\n N o\n L r\nCOLUMNS\nRHS\n RHS o -3 r 1\nENDATA\n", "mps");
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
+    EXPECT_EQ(objective(lp), 3);
+    double slack = 0;
+    ASSERT_EQ(VNTLgetslack(env, lp, &slack, 0, 0), 0);
+    EXPECT_EQ(slack, 1);
+}
+
 TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBounds)
 {
     VNTLPptr lp = problem_of_file("semi-continuous.lp");
