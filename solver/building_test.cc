@@ -134,12 +134,13 @@ TEST_F(building, AWrongListIsRefusedAndChangesNothing)
 TEST_F(building, AQueryTellsHowMuchSpaceItLacks)
 {
     VNTLPptr lp = all_at_once();
-    int64_t surplus = 0, begin[4], count = -1;
+    int64_t surplus = 0, begin[4] = {-7}, count = -1;
     int ind[6];
     double val[6];
     EXPECT_EQ(VNTLgetcols(env, lp, &count, begin, ind, val, 0, &surplus, 1, 3),
               VNTERR_SPACE_TOO_SMALL);
     EXPECT_EQ(surplus, -4);
+    EXPECT_EQ(begin[0], -7) << "a call that fails leaves the arrays alone";
     EXPECT_EQ(VNTLgetcols(env, lp, &count, begin, ind, val, 6, &surplus, 1, 3), 0);
     EXPECT_EQ(surplus, 2);
     EXPECT_EQ(count, 4);

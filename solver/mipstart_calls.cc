@@ -63,17 +63,16 @@ int VNTLgetmipstarts(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p, int64_t *beg,
 {
     return with_problem(env, lp, [&](vntlp &p) {
         int count = range_count(begin, end, static_cast<int>(p.mipstarts.size()));
-        int64_t at = 0;
+        int64_t wanted = 0, at = 0;
+        for (int k = 0; k < count; k++)
+            wanted += static_cast<int64_t>(p.mipstarts[begin + k].index.size());
+        put(nzcnt_p, std::min(wanted, std::max<int64_t>(startspace, 0)));
+        require_space(wanted, startspace, surplus_p);
         for (int k = 0; k < count; k++) {
             const mip_start &start = p.mipstarts[begin + k];
             if (beg != nullptr) beg[k] = at;
             if (effortlevel != nullptr) effortlevel[k] = start.effort;
             at += static_cast<int64_t>(start.index.size());
-        }
-        put(nzcnt_p, std::min(at, std::max<int64_t>(startspace, 0)));
-        require_space(at, startspace, surplus_p);
-        for (int k = 0; k < count; k++) {
-            const mip_start &start = p.mipstarts[begin + k];
             if (varindices != nullptr) {
                 varindices = std::copy(start.index.begin(), start.index.end(), varindices);
             }

@@ -121,10 +121,10 @@ static void put_lines(const matrix_view &from, int limit, int64_t *nzcnt_p, int6
     int count = range_count(begin, end, limit);
     int64_t first = count > 0 ? from.begin[begin] : 0;
     int64_t wanted = count > 0 ? from.begin[end + 1] - first : 0;
-    for (int k = 0; k < count && matbeg != nullptr; k++)
-        matbeg[k] = from.begin[begin + k] - first;
     put(nzcnt_p, std::min(wanted, std::max<int64_t>(space, 0)));
     require_space(wanted, space, surplus_p);
+    for (int k = 0; k < count && matbeg != nullptr; k++)
+        matbeg[k] = from.begin[begin + k] - first;
     if (matind != nullptr) std::copy_n(from.index + first, wanted, matind);
     if (matval != nullptr) std::copy_n(from.value + first, wanted, matval);
 }

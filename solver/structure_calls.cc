@@ -87,17 +87,15 @@ int VNTLgetsos(VNTENVptr env, VNTLPptr lp, int64_t *numsosnz_p, char *sostype, i
     return with_problem(env, lp, [&](vntlp &p) {
         int count = range_count(begin, end, static_cast<int>(p.m.sets.size()));
         int64_t wanted = 0;
-        for (int k = 0; k < count; k++) {
-            const special_set &s = p.m.sets[begin + k];
-            if (sostype != nullptr) sostype[k] = s.type;
-            if (sosbeg != nullptr) sosbeg[k] = wanted;
-            wanted += static_cast<int64_t>(s.index.size());
-        }
+        for (int k = 0; k < count; k++)
+            wanted += static_cast<int64_t>(p.m.sets[begin + k].index.size());
         put(numsosnz_p, std::min(wanted, std::max<int64_t>(sosspace, 0)));
         require_space(wanted, sosspace, surplus_p);
         int64_t at = 0;
         for (int k = 0; k < count; k++) {
             const special_set &s = p.m.sets[begin + k];
+            if (sostype != nullptr) sostype[k] = s.type;
+            if (sosbeg != nullptr) sosbeg[k] = at;
             put_at(sosind, at, s.index);
             put_at(soswt, at, s.weight);
             at += static_cast<int64_t>(s.index.size());
