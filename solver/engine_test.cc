@@ -550,6 +550,25 @@ TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
     }
 }
 
+TEST(EngineMip, ACutoffBetweenTwoStepsOfTheObjectiveLeavesTheBetterOne)
+{
+    for (double scale : {1.0, 0.25, 1.0 / 3}) // steps of the objective, and none that is seen
+        for (int sense : {VNT_MIN, VNT_MAX}) {
+            problem p = threeintegers(sense); // 13 is the best of the whole numbers
+            for (double &c : p.obj)
+                c *= scale;
+            p.m.offset = 0.5;
+            double best = 0.5 - sense * 13 * scale;
+            solver s;
+            s.params.cutoff = best + sense * 0.01 * scale;
+            expectmip(p, s.mip(p), best);
+            s.params.cutoff = best;
+            EXPECT_EQ(s.mip(p).status, VNT_STAT_CUTOFF);
+            s.params.cutoff = best - sense * 0.01 * scale;
+            EXPECT_EQ(s.mip(p).status, VNT_STAT_CUTOFF);
+        }
+}
+
 TEST(EngineMip, ACutoffInTheSearchLeavesTheIncumbentThatItBeats)
 {
     file_problem p("stein27.mps"); // 18
@@ -787,6 +806,21 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
                 EXPECT_TRUE(r.farkas.empty() || engine_provesinfeasible(p.m, r.farkas));
         }
     }
+}
+
+TEST(Engine, SolvesSideBySideDoNotDisturbEachOther)
+{
+    file_problem p("p0033.mps"), other("egout.mps");
+    std::string alone = bits(solver().mip(p)), otheralone = bits(solver().mip(other));
+    std::string beside;
+    std::thread thread([&] {
+        for (int i = 0; i < 10; i++)
+            beside = bits(solver().mip(p));
+    });
+    for (int i = 0; i < 10; i++)
+        EXPECT_EQ(bits(solver().mip(other)), otheralone);
+    thread.join();
+    EXPECT_EQ(beside, alone);
 }
 
 TEST(Engine, ModelsThatAreTooLargeAreRefused)

@@ -7,7 +7,7 @@
 
 #include "solver/engineincumbent.h"
 
-class CbcNode; // the next header takes it for known
+#include <CbcCompareDefault.hpp>
 #include <CbcCutGenerator.hpp>
 #include <CbcEventHandler.hpp>
 #include <CbcHeuristic.hpp>
@@ -74,7 +74,9 @@ class mip_search {
     void conclude();
     void fill();
     void raise(double proved);
+    double strictly(double cutoff) const;
     void applycutoff();
+    void byobjective();
     std::vector<double> lift(const double *x);
 
     const engine_model &model;
@@ -357,6 +359,8 @@ void mip_search::setup()
     usualoptions();
     mip_events events(*this, poll, cbc.get());
     cbc->passInEventHandler(&events);
+    CbcCompareDefault order;
+    cbc->setNodeComparison(order);
     limits();
     if (params.cuts) addcuts();
     if (params.heuristics) addheuristics();
@@ -508,14 +512,35 @@ void mip_search::raise(double proved)
     if (!inner) poll.seen.bound = model.sense * std::min(bound, incumbent.value());
 }
 
-// Better than the cutoff is what is better by more than noise.
+// What to hold solutions against so that only better ones than the cutoff pass: better by more than
+// noise, or by a whole step where the objective moves in steps.
+double mip_search::strictly(double cutoff) const
+{
+    double noise = 1e-7 * std::max(1.0, std::fabs(cutoff));
+    double step = engine_objectivestep(model), origin = model.sense * model.offset;
+    if (step <= 10 * noise) return cutoff - noise;
+    double next = std::ceil((cutoff - noise - origin) / step) - 1;
+    return origin + next * step + 0.1 * step;
+}
+
 void mip_search::applycutoff()
 {
     double cutoff = std::min(poll.cutoff(), incumbent.value());
     if (cutoff >= applied) return;
     applied = cutoff;
-    cutoff -= 1e-7 * std::max(1.0, std::fabs(cutoff));
-    if (cutoff < cbc->getCutoff()) cbc->setCutoff(cutoff);
+    cutoff = strictly(cutoff);
+    if (cutoff >= cbc->getCutoff()) return;
+    cbc->setCutoff(cutoff);
+    if (!incumbent.there()) byobjective();
+}
+
+// Without a solution the search goes deep to find one.  Where a cutoff is known, the aim is rather
+// to show that nothing beats it: it takes the nodes by their objective then, as it does later on.
+void mip_search::byobjective()
+{
+    auto *order = dynamic_cast<CbcCompareDefault *>(cbc->nodeComparison());
+    order->setWeight(0);
+    if (cbc->tree()->size() > 0) cbc->tree()->setComparison(*order);
 }
 
 // A point of the reduced problem in the model's columns: the integer columns are held, the rest is

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 // Values below this, relative to the largest beside them, are what arithmetic leaves of a zero.
 static constexpr double noise = 1e-9;
@@ -35,6 +36,29 @@ std::vector<double> engine_reducedcosts(const engine_model &model, const double 
         dj[j] = sum;
     }
     return dj;
+}
+
+// Whether all costs are whole numbers when multiplied by scale; their common divisor if so.
+static bool commondivisor(const engine_model &model, double scale, int64_t *divisor)
+{
+    *divisor = 0;
+    for (int j = 0; j < model.numcols; j++) {
+        double cost = std::fabs(model.objective[j]) * scale;
+        if (cost > 1e9 || std::fabs(cost - std::round(cost)) > 1e-9 * cost) return false;
+        *divisor = std::gcd(*divisor, std::llround(cost));
+    }
+    return true;
+}
+
+double engine_objectivestep(const engine_model &model)
+{
+    for (int j = 0; j < model.numcols; j++)
+        if (model.objective[j] != 0 && !engine_isint(model, j)) return 0;
+    for (double scale : {1.0, 10.0, 100.0, 1000.0, 1e4}) {
+        int64_t divisor;
+        if (commondivisor(model, scale, &divisor)) return static_cast<double>(divisor) / scale;
+    }
+    return 0;
 }
 
 static double outside(double value, double lower, double upper)

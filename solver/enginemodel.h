@@ -36,6 +36,10 @@ double engine_fraction(const engine_model &model, const double *x);
 // The same for the signs of reduced costs and row prices at x, in the model's sense.
 double engine_dualviolation(const engine_model &model, const engine_result &result);
 
+// The distance of the values that the objective can take in integer points: all are the offset and
+// a multiple of this.  0 where they are not so regular, as with a cost on a continuous column.
+double engine_objectivestep(const engine_model &model);
+
 // Whether two bounds of a row or column exclude each other.
 bool engine_crossed(const engine_model &model, double tolerance);
 
