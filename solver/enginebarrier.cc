@@ -54,6 +54,24 @@ class interior_messages : public CoinMessageHandler {
     watched_interior *interior;
 };
 
+// A factorisation takes most of an iteration: the poll point is on both sides of it.
+class polled_cholesky : public ClpCholeskyBase {
+  public:
+    explicit polled_cholesky(engine_poll &poll) : poll(&poll) {}
+    ClpCholeskyBase *clone() const override { return new polled_cholesky(*this); }
+
+    int factorize(const double *diagonal, int *dropped) override
+    {
+        constexpr int giveup = -1; // "out of memory": the method returns at once
+        if (poll->tick()) return giveup;
+        int result = ClpCholeskyBase::factorize(diagonal, dropped);
+        return poll->tick() ? giveup : result;
+    }
+
+  private:
+    engine_poll *poll;
+};
+
 class interior_events : public ClpEventHandler {
   public:
     interior_events(engine_poll &poll, const watched_interior &interior)
@@ -84,7 +102,7 @@ bool interiorpoint(engine_poll &poll, ClpSimplex *lp)
     interior.passInEventHandler(&events);
     interior_messages messages(interior);
     interior.passInMessageHandler(&messages);
-    interior.setCholesky(new ClpCholeskyBase());
+    interior.setCholesky(new polled_cholesky(poll)); // the interior point's from here
     interior.scaling(0);
     if (lp->numberRows() + lp->numberColumns() > 10000) interior.setMaximumBarrierIterations(1000);
     interior.primalDual();
