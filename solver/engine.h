@@ -92,10 +92,10 @@ struct engine_reply {
     double cutoff; // in the model's sense: only better solutions count from here on
 };
 
-// poll is called at every iteration of a linear problem and every other step of a solve, and at
-// least ten times a second on all but the largest models: keep it short where nothing is to be
-// done. Either may be null.
-
+// Either may be null.  poll is called at every iteration of a linear problem and every other step
+// of a solve: keep it short where nothing is to be done.  The longest time without a call is that
+// of one factorisation of the barrier method (0.4 s with 6000 rows); elsewhere it is some ten
+// milliseconds.
 struct engine_hooks {
     void *arg;
     void (*poll)(void *arg, const engine_progress *progress, engine_reply *reply);
