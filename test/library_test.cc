@@ -3,8 +3,8 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
-#include <regex>
 #include <set>
+#include <sstream>
 #include <unistd.h>
 
 static std::string library(const std::string &name)
@@ -12,12 +12,17 @@ static std::string library(const std::string &name)
     return VNT_BUILD_DIR "/lib/" + name;
 }
 
-static std::set<std::string> matches(const std::string &text, const std::string &pattern)
+// The words of a column of some program's output, counted from 0.
+static std::set<std::string> column(const std::string &text, int number)
 {
-    std::regex expression(pattern);
+    std::istringstream lines(text);
     std::set<std::string> all;
-    for (std::sregex_iterator i(text.begin(), text.end(), expression), end; i != end; ++i)
-        all.insert((*i)[1]);
+    for (std::string line, word; std::getline(lines, line);) {
+        std::istringstream words(line);
+        for (int i = 0; i <= number; i++)
+            words >> word;
+        all.insert(word);
+    }
     return all;
 }
 
@@ -32,16 +37,21 @@ TEST(Library, ExportsItsEntryPointsAlone)
     }
     process_result nm = run({"nm", "-D", "--defined-only", library("libvntremote.so")});
     ASSERT_EQ(nm.status, 0) << nm.err;
-    EXPECT_EQ(matches(nm.out, "[0-9a-f]+ [A-Z] (\\w+)"), expected);
+    EXPECT_EQ(column(nm.out, 2), expected);
 }
 
 TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
 {
     process_result ldd = run({"ldd", library("libvntremote.so")});
     ASSERT_EQ(ldd.status, 0) << ldd.err;
-    std::set<std::string> allowed = {"linux-vdso", "libstdc++", "libm", "libgcc_s", "libc"};
-    for (const std::string &name : matches(ldd.out, "\t([^./ ]+)\\.so"))
-        EXPECT_TRUE(allowed.count(name)) << name;
+    for (const std::string &name : column(ldd.out, 0)) {
+        bool allowed = false;
+        for (const char *system :
+             {"linux-vdso.", "libstdc++.", "libm.", "libgcc_s.", "libc.", "/lib64/ld-", "libasan.",
+              "libubsan.", "libtsan."}) // where sanitizers are on
+            allowed = allowed || name.rfind(system, 0) == 0;
+        EXPECT_TRUE(allowed) << name;
+    }
 }
 
 TEST(Library, AProgramSolvesRemotelyUnchanged)
@@ -62,6 +72,7 @@ TEST(Library, AProgramSolvesRemotelyUnchanged)
 
 TEST(Library, AnInstalledCopyRunsFromItsFolder)
 {
+    if (sanitized) GTEST_SKIP() << "libraries are not looked for beside a sanitized program";
     std::string folder = testing::TempDir() + "vnt-installed-" + std::to_string(getpid());
     process_result install = run({"cmake", "--install", VNT_BUILD_DIR, "--prefix", folder});
     EXPECT_EQ(install.status, 0) << install.err;

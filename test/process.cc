@@ -12,6 +12,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// With a sanitizer libraries are not looked for beside the program, and a preloaded one comes
+// before the sanitizer's own.
+static void please_sanitizer()
+{
+    setenv("LD_LIBRARY_PATH", VNT_BUILD_DIR "/lib", 0);
+    setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 0);
+}
+
 // The child after fork(): never returns.
 [[noreturn]] static void become(const std::vector<std::string> &arguments,
                                 const std::vector<std::string> &environment, int outfd, int errfd)
@@ -19,6 +27,7 @@
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     dup2(outfd, 1);
     dup2(errfd, 2);
+    if (sanitized) please_sanitizer();
     for (const std::string &entry : environment)
         putenv(const_cast<char *>(entry.c_str()));
     std::vector<char *> argv;
