@@ -497,7 +497,8 @@ void mip_search::treestatus()
 {
     applycutoff();
     if (inner) return;
-    poll.seen.nodes = cbc->getNodeCount();
+    // Nodes that were finished off in one go are counted apart until the search ends.
+    poll.seen.nodes = cbc->getNodeCount() + cbc->getExtraNodeCount();
     poll.seen.nodesleft = cbc->tree()->size();
     raise(cbc->getBestPossibleObjValue());
     // The event goes over the whole tree; in a large one it comes less often.

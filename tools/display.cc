@@ -7,7 +7,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-static constexpr auto interval = std::chrono::milliseconds(800); // at least a line each second
+static constexpr auto interval = std::chrono::milliseconds(500); // a line each second, however busy
 
 std::string progress_text(double seconds, const vntmipprogress &progress)
 {
