@@ -198,7 +198,13 @@ static bool await_client(server_child *c)
     case WORD_HERE: break;
     }
     if (word != c->id) return false; // a regular end
-    bool taken = take_client(c);
+    // The worker goes on when its new client speaks.  One that dies before has not been heard, and
+    // the worker must not be taken for its orphan.
+    bool taken;
+    do {
+        taken = take_client(c);
+        if (taken && !await_request(c)) return false;
+    } while (taken && !socket_alive(c->client));
     return release(c, taken ? c->id : 0) && taken;
 }
 

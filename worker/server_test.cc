@@ -288,14 +288,18 @@ TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
 // Reconnecting clients that do not stay do not keep the worker from those that do.
 TEST(Server, AClientThatGaveUpIsPassedOver)
 {
-    letter_server server;
+    letter_server server({}, 100);
     raw_client first(server.port), last(server.port);
     ASSERT_EQ(first.newworker(), 0);
     for (int i = 0; i < 3; i++)
         EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
     EXPECT_EQ(first.say("d").hear(1), "d");
     first.leave();
-    usleep(50000);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
+        usleep(50000); // it is the worker's client by now, but has not spoken
+    }
+    usleep(300000); // several times the grace of the vanished
     EXPECT_TRUE(process_alive(process_of(first)));
     ASSERT_EQ(last.reconnect(first.id), 0);
     EXPECT_EQ(last.say("x").hear(1), "x");
