@@ -23,7 +23,7 @@ inline double clock_elapsed(const timespec &since)
 // Sleeps; signals do not shorten it.
 inline void clock_nap(double seconds)
 {
-    seconds = std::clamp(seconds, 0.0, 1e9);
+    seconds = seconds > 0 ? std::min(seconds, 1e9) : 0; // also where it is no number
     timespec left;
     left.tv_sec = static_cast<time_t>(seconds);
     left.tv_nsec = static_cast<long>((seconds - static_cast<double>(left.tv_sec)) * 1e9);
