@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
+#include <string>
 
 // How often a pause callback is called, in seconds.
 static constexpr double PAUSE_INTERVAL = 0.1;
@@ -444,20 +445,33 @@ int vntclient_join(VNTENVptr env)
     return rc == 0 ? finishstarted(e) : rc;
 }
 
+// How long a worker is out of reach, in seconds, before that is told, and before somebody who
+// wants to end the solve is not kept waiting any more.
+static constexpr double SHORT_PATIENCE = 2;
+
+static void tellaway(client_env *e)
+{
+    std::string text = std::string(vntclient_errortext()) + "; it is tried again\n";
+    client_warn(e, text.c_str());
+}
+
 // Tries until it succeeds, the worker is gone or the patience is over.  A connection that breaks
 // on the way may have carried the request to disconnect all the same, so it is tried again.
 static int persist(client_env *e, double patience, int (*step)(client_env *e, int *state),
                    int *state)
 {
     timespec begin = clock_now();
+    bool told = false;
     for (;;) {
         int rc = step(e, state);
-        if (rc == 0 || e->state == CLIENT_LOST) return rc;
-        if (e->state == CLIENT_AWAY && clock_elapsed(begin) > patience) {
+        if (rc == 0 || e->state != CLIENT_AWAY) return rc;
+        double gone = clock_elapsed(begin);
+        if (gone > (wantsend(e) ? std::min(patience, SHORT_PATIENCE) : patience)) {
             e->state = CLIENT_LOST;
             return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
         }
-        if (e->state == CLIENT_OPEN) return rc;
+        if (gone > SHORT_PATIENCE && !told) tellaway(e);
+        told = gone > SHORT_PATIENCE;
         clock_nap(0.25);
     }
 }

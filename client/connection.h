@@ -177,6 +177,9 @@ inline int32_t &client_flags(void *request)
 // Returns whether it was one to be passed over.
 bool client_dispatch(client_env *e, const void *message);
 
+// Tells a text of the library's own where the warnings of the solver go.
+void client_warn(client_env *e, const char *text);
+
 // Gives the environment's time-outs to its connection.
 int client_settimeouts(client_env *e);
 

@@ -36,6 +36,14 @@ static void dispatchtext(client_env *e, const vntmsg_CHANNEL *message)
         e->handlers.channel(e->handle, message->channel, text, e->handlers.channeldata);
 }
 
+void client_warn(client_env *e, const char *text)
+{
+    static constexpr int32_t WARNINGS = 1;
+    vntmsg_CHANNEL message = {nullptr, VNTMESSAGEID_CHANNEL, WARNINGS, {}};
+    message.message.data = const_cast<char *>(text);
+    client_dispatch(e, &message);
+}
+
 static void dispatchinfo(client_env *e, const vntmsg_INFO *message)
 {
     if (e->handlers.info == nullptr) return;

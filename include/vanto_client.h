@@ -185,7 +185,8 @@ int vntclient_join(VNTENVptr env);
 
 // As vntclient_join(), for networks that fail and machines that sleep: the worker is left by
 // disconnecting and rejoined every `interval` seconds, and for up to `patience` seconds it is
-// tried again to reach it.  `look`, unless null, is called after each return to the worker; a
+// tried again to reach it, which the warning channel tells; or for two, when the solve is to end.
+// `look`, unless null, is called after each return to the worker; a
 // result other than 0 ends the solve.  With a null `look` the returns are as short as can be: the
 // moments in which the end of this process would cost the worker, too, are next to none.
 int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
