@@ -32,7 +32,7 @@ TEST(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
     EXPECT_NE(again.err.find("gone"), std::string::npos) << again.err;
 }
 
-TEST(Leave, AnAttachedSolveShowsProgressAndCanBeStopped)
+TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
 {
     server remote;
     scratch file(".ticket");
@@ -40,11 +40,13 @@ TEST(Leave, AnAttachedSolveShowsProgressAndCanBeStopped)
                         "--time-limit", "60"})
                   .status,
               0);
-    process back(command({"--attach", file.name}));
-    EXPECT_TRUE(eventually([&] { return back.err().find(" nodes ") != std::string::npos; }))
-        << back.err();
-    back.kill(SIGINT);
-    EXPECT_EQ(back.wait(seconds(10)), 9) << back.err();
+    for (auto [signal, status] : {std::pair(SIGKILL, -SIGKILL), std::pair(SIGINT, 9)}) {
+        process back(command({"--attach", file.name}));
+        EXPECT_TRUE(eventually([&] { return back.err().find(" nodes ") != std::string::npos; }))
+            << back.err();
+        back.kill(signal);
+        EXPECT_EQ(back.wait(seconds(10)), status) << back.err();
+    }
 }
 
 TEST(Leave, AFileThatIsNoTicketIsTold)

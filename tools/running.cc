@@ -59,13 +59,19 @@ static void detach(session &s)
 static constexpr double absence = 0.5;    // seconds between two looks
 static constexpr double patience = 86400; // seconds for which a server that is away is tried again
 
-// The solver's own lines tell of the progress; they come with each look.  The ticket goes when the
-// result is here.
+// Nearly all the time the worker is on its own, so that neither the network nor the end of this
+// process costs the solve.  The solver's own lines tell of the progress; they come with each look.
+static int join(session &s)
+{
+    return s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
+}
+
+// The ticket goes when the result is here.
 static int solve_resilient(session &s)
 {
     const std::string &file = s.options.resilientfile;
     start(s, file);
-    int status = s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
+    int status = join(s);
     if (status != VNTERR_CONNECTION_LOST) unlink(file.c_str());
     return status;
 }
@@ -75,8 +81,7 @@ static int wait_for_attached(session &s)
     int state = VNTCLIENT_ENDED;
     session_check(s, s.solver.vntclient_test(s.env, &state), s.model);
     s.sawend = state != VNTCLIENT_ENDED;
-    watch_progress(s);
-    return s.solver.vntclient_join(s.env);
+    return join(s);
 }
 
 static int solve_now(session &s)

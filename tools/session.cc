@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <fmt/format.h>
+#include <string_view>
 #include <unistd.h>
 
 static bool is_remote(const solve_options &options)
@@ -28,7 +29,7 @@ session::~session()
 struct status_row {
     int status;
     exit_status exit;
-    const char *text;
+    std::string_view text;
 };
 
 static constexpr status_row statuses[] = {
@@ -42,16 +43,18 @@ static constexpr status_row statuses[] = {
     {VNTERR_FILE_FORMAT, EXIT_MALFORMED, "the file is malformed"},
     {VNTERR_FILE_TYPE, EXIT_MALFORMED, "the type of the file is unknown"},
     {VNTERR_FILE_FEATURE, EXIT_MALFORMED, "the file has something that the solver does not do"},
-    {VNTERR_REMOTE, EXIT_CONNECTION, "there is no connection to the worker"},
-    {VNTERR_CONNECTION_LOST, EXIT_CONNECTION, "the connection to the worker is lost"},
+    {VNTERR_REMOTE, EXIT_CONNECTION, ""}, // the client's library knows more
+    {VNTERR_CONNECTION_LOST, EXIT_CONNECTION, ""},
 };
 
 void session_check(const session &s, int status, const std::string &what)
 {
     if (status == 0) return;
-    for (const status_row &row : statuses)
-        if (row.status == status) throw failure{row.exit, fmt::format("{}: {}", what, row.text)};
     std::string more = s.server.empty() ? "" : s.solver.vntclient_errortext();
+    for (const status_row &row : statuses)
+        if (row.status == status)
+            throw failure{row.exit,
+                          fmt::format("{}: {}", what, row.text.empty() ? more : row.text)};
     throw failure{EXIT_INTERNAL, fmt::format("{}: the solver says {}{}{}", what, status,
                                              more.empty() ? "" : ": ", more)};
 }
@@ -128,11 +131,11 @@ static void set_param(session &s, const std::string &name, const std::string &te
                   fmt::format("--param {}={}", name, text));
 }
 
-// The progress is shown by ourselves, in place of the solver's own lines about it.  Only a
-// resilient solve is watched from too far away for that.
+// The progress is shown by ourselves, in place of the solver's own lines about it.  Only a solve
+// that a ticket leads to is watched from too far away for that.
 static void set_loglevel(session &s)
 {
-    int level = s.options.resilientfile.empty() ? 1 : 2;
+    int level = (s.options.detachfile + s.options.resilientfile).empty() ? 1 : 2;
     session_check(s, s.solver.VNTLsetintparam(s.env, VNT_PARAM_LOG_LEVEL, level), "log level");
 }
 
