@@ -1,5 +1,5 @@
 // A network that fails without a word: the server runs behind a link that the test takes down.
-// Needs root, for a network namespace of its own.
+// Needs root, or the right to make a network namespace.
 #include "test/server.h"
 #include "test/vntsolve.h"
 
@@ -39,8 +39,9 @@ class SlowNetwork : public testing::Test {
   protected:
     void SetUp() override
     {
-        if (geteuid() != 0 || run({"sh", "-c", "ip netns list"}).status != 0)
-            GTEST_SKIP() << "needs root and ip";
+        std::string trial = "vnt" + std::to_string(getpid()) + "trial";
+        if (run({"sh", "-c", "ip netns add " + trial + " && ip netns del " + trial}).status != 0)
+            GTEST_SKIP() << "needs the right to make a network namespace";
         network = std::make_unique<far_network>();
         remote = std::make_unique<server>(
             std::vector<std::string>{"-host=198.18.77.2"}, std::vector<std::string>{},
