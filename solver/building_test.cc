@@ -183,20 +183,6 @@ TEST_F(building, NamesAreFoundWhereverTheyCameFrom)
     EXPECT_EQ(VNTLgetcolindex(env, lp, "beta", &index), VNTERR_NAME_NOT_FOUND);
 }
 
-TEST_F(building, AProblemsHandleIsGoodInItsEnvironmentUntilItIsFreed)
-{
-    VNTLPptr lp = all_at_once(), copy = lp;
-    VNTENVptr other = VNTLopenVANTO(nullptr);
-    EXPECT_EQ(VNTLchgobjsen(other, lp, VNT_MIN), VNTERR_NO_PROBLEM);
-    EXPECT_EQ(VNTLgetnumcols(other, lp), 0);
-    EXPECT_EQ(VNTLchgobjsen(env, nullptr, VNT_MIN), VNTERR_NO_PROBLEM);
-    EXPECT_EQ(VNTLfreeprob(env, &lp), 0);
-    EXPECT_EQ(lp, nullptr);
-    EXPECT_EQ(VNTLfreeprob(env, &copy), VNTERR_NO_PROBLEM);
-    EXPECT_EQ(VNTLgetobj(env, copy, nullptr, 0, 0), VNTERR_NO_PROBLEM);
-    EXPECT_EQ(VNTLcloseVANTO(&other), 0);
-}
-
 TEST_F(building, TypesOfColumnsMakeAMip)
 {
     VNTLPptr lp = all_at_once();
@@ -218,93 +204,102 @@ TEST_F(building, TypesOfColumnsMakeAMip)
 }
 
 // The matrix against a plain table, under a random mix of all that can change it.
-TEST(Matrix, AgreesWithATableAfterAnyChanges)
-{
-    std::mt19937 random(7);
-    auto below = [&](int n) { return static_cast<int>(random() % n); };
+struct random_matrix : testing::Test {
+    std::mt19937 random{7};
     matrix m;
     std::vector<std::vector<double>> table; // by column
     int rows = 0;
-    for (int step = 0; step < 400; step++) {
-        int cols = static_cast<int>(table.size());
+
+    int below(int n) { return static_cast<int>(random() % n); }
+    int cols() const { return static_cast<int>(table.size()); }
+
+    // A new line of that width, its entries descending and now and then a zero.
+    std::vector<double> append(int width, void (matrix::*add)(const matrix_lines &))
+    {
+        std::vector<double> line(width), value;
         std::vector<int> index;
-        std::vector<double> value;
         int64_t begin = 0;
+        for (int k = width - 1; k >= 0; k--) {
+            if (below(2) != 0) continue;
+            index.push_back(k);
+            value.push_back(line[k] = below(5) - 1);
+        }
+        (m.*
+         add)({1, static_cast<int64_t>(index.size()), &begin, nullptr, index.data(), value.data()});
+        return line;
+    }
+    // What becomes of each line when some of them go.
+    std::vector<int> some_go(int lines, int *left)
+    {
+        std::vector<int> place(lines);
+        for (int &p : place)
+            p = below(8) == 0 ? -1 : (*left)++;
+        return place;
+    }
+    template <class list> static void keep(list *all, const std::vector<int> &place, int left)
+    {
+        for (size_t k = 0; k < place.size(); k++)
+            if (place[k] >= 0) (*all)[place[k]] = (*all)[k];
+        all->resize(left);
+    }
+
+    void change()
+    {
+        int left = 0;
         switch (below(6)) {
-        case 0: // a column, its rows descending
-            for (int i = rows - 1; i >= 0; i--) {
-                if (below(2) != 0) continue;
-                index.push_back(i);
-                value.push_back(below(5) - 1);
-            }
-            m.append_cols({1, static_cast<int64_t>(index.size()), &begin, nullptr, index.data(),
-                           value.data()});
-            table.emplace_back(rows, 0);
-            for (size_t k = 0; k < index.size(); k++)
-                table.back()[index[k]] = value[k];
-            break;
-        case 1: // a row
-            for (int j = 0; j < cols; j++) {
-                index.push_back(cols - 1 - j);
-                value.push_back(below(4));
-            }
-            m.append_rows({1, cols, &begin, nullptr, index.data(), value.data()});
-            for (int j = 0; j < cols; j++)
-                table[index[j]].push_back(value[j]);
+        case 0: table.push_back(append(rows, &matrix::append_cols)); break;
+        case 1: {
+            std::vector<double> row = append(cols(), &matrix::append_rows);
+            for (int j = 0; j < cols(); j++)
+                table[j].push_back(row[j]);
             rows++;
             break;
-        case 2:
-        case 3:
-            if (rows == 0 || cols == 0) break;
-            for (int k = 0; k < 3; k++) {
-                int i = below(rows), j = below(cols);
-                double v = below(3);
-                m.set(i, j, v);
-                table[j][i] = v;
-            }
-            break;
-        case 4: { // some columns go
-            std::vector<int> place(cols);
-            std::vector<std::vector<double>> left;
-            for (int j = 0; j < cols; j++) {
-                place[j] = below(8) == 0 ? -1 : static_cast<int>(left.size());
-                if (place[j] >= 0) left.push_back(table[j]);
-            }
-            m.keep_cols(place, static_cast<int>(left.size()));
-            table = left;
+        }
+        case 2: {
+            std::vector<int> place = some_go(cols(), &left);
+            m.keep_cols(place, left);
+            keep(&table, place, left);
             break;
         }
-        default: { // some rows go
-            std::vector<int> place(rows);
-            int left = 0;
-            for (int &p : place)
-                p = below(8) == 0 ? -1 : left++;
+        case 3: {
+            std::vector<int> place = some_go(rows, &left);
             m.keep_rows(place, left);
-            for (auto &column : table) {
-                for (int i = 0; i < rows; i++) {
-                    if (place[i] >= 0) column[place[i]] = column[i];
-                }
-                column.resize(left);
-            }
+            for (auto &column : table)
+                keep(&column, place, left);
             rows = left;
+            break;
         }
+        default:
+            for (int k = 0; k < 3 && rows > 0 && cols() > 0; k++) {
+                int i = below(rows), j = below(cols());
+                m.set(i, j, table[j][i] = below(3));
+            }
         }
-        ASSERT_EQ(m.rows(), rows);
-        ASSERT_EQ(m.cols(), static_cast<int>(table.size()));
-        if (below(3) != 0) continue; // let changes pile up
+    }
+    void compare()
+    {
         matrix_view across = m.by_row();
-        int64_t entries = 0;
+        int64_t k = 0;
         for (int i = 0; i < rows; i++) {
-            int64_t k = across.begin[i];
-            for (int j = 0; j < m.cols(); j++) {
-                ASSERT_EQ(m.get(i, j), table[j][i]) << i << " " << j << " step " << step;
+            ASSERT_EQ(across.begin[i], k);
+            for (int j = 0; j < cols(); j++) {
+                ASSERT_EQ(m.get(i, j), table[j][i]) << i << " " << j;
                 if (table[j][i] == 0) continue;
-                entries++;
                 ASSERT_EQ(across.index[k], j);
                 ASSERT_EQ(across.value[k++], table[j][i]);
             }
-            ASSERT_EQ(k, across.begin[i + 1]);
         }
-        ASSERT_EQ(m.entries(), entries);
+        ASSERT_EQ(m.entries(), k);
+    }
+};
+
+TEST_F(random_matrix, AgreesWithATableAfterAnyChanges)
+{
+    for (int step = 0; step < 400; step++) {
+        SCOPED_TRACE(step);
+        change();
+        ASSERT_EQ(m.rows(), rows);
+        ASSERT_EQ(m.cols(), cols());
+        if (below(3) == 0) compare(); // else changes pile up
     }
 }
