@@ -298,7 +298,7 @@ static void inject(handler *h, VNTENVptr env, void *cbdata)
 // With the state lock held.
 static int pause_solver(handler *h, VNTENVptr env, void *cbdata)
 {
-    if (h->state == ASYNC_TERMINATE) return STOP_SOLVING;
+    if (h->state == ASYNC_TERMINATE || cell_get(h->pending) == 0) return STOP_SOLVING;
     if (take_progress(h, env, cbdata) != 0) return STOP_SOLVING;
     h->state = ASYNC_PAUSED;
     while (h->state == ASYNC_PAUSED)

@@ -6,8 +6,8 @@
 // asked for; the ACK comes before every other answer; one thread receives at a time, the main
 // thread in mode 0 alone; callbacks find the listener's mode.
 //
-// A client that fetches the result of a call that may still pause waits for good: nobody reads
-// then.  Clients do not, and this one does not either.
+// A client may fetch the result of a call that could still pause: nobody reads then, so that the
+// call ends instead.
 
 #ifndef POLLING
 #define POLLING 0
@@ -36,6 +36,7 @@ byte state = IDLE;     // the handler's
 bool armed = false;    // the transport's: one notification
 bool kill = false;     // the terminate cell
 bool maypause = false; // the caller has set a limit
+bool pending = false;  // the result has not been asked for
 byte receiving = 0;
 
 bool callbacks = false, record = false, statelock = false, pauselock = false, progress = false;
@@ -85,7 +86,15 @@ inline serve(m)
     :: m == CONTINUE -> tell(CONTINUED); responses!ANSWER
     :: m == TERMINATE -> tell(TERMINATED); responses!ANSWER
     :: m == KILL -> tell(TERMINATED); kill = true; responses!ANSWER
-    :: m == FETCH -> stop()
+    :: m == FETCH ->
+        pending = false;
+        lock(statelock);
+        if
+        :: state == PAUSED -> state = TERMINATED; signal(statewaits)
+        :: else -> skip
+        fi;
+        unlock(statelock);
+        stop()
     fi
 }
 
@@ -131,8 +140,8 @@ inline pause_solver(m, stopped)
     lock(pauselock);
     lock(statelock);
     if
-    :: state == TERMINATED -> stopped = true
-    :: else ->
+    :: state == TERMINATED || !pending -> stopped = true
+    :: state != TERMINATED && pending ->
         lock(progress);
         unlock(progress);
         state = PAUSED;
@@ -174,6 +183,7 @@ inline begin()
     lock(record);
     mode = STARTED;
     unlock(record);
+    pending = true;
     lock(statelock);
     state = RUNNING;
     unlock(statelock);
@@ -251,21 +261,11 @@ active proctype Client()
         fi;
         do
         :: steer(TEST)
-        :: steer(CONTINUE); state != CONTINUED || !maypause
+        :: steer(CONTINUE)
         :: steer(KILL); break
-        :: maypause -> steer(TERMINATE); break
-        :: !maypause -> break
-        :: maypause ->
-            state == PAUSED || state == IDLE;
-            if
-            :: state == IDLE -> break
-            :: else -> skip
-            fi
+        :: steer(TERMINATE); break
+        :: break
         od;
-        if
-        :: maypause -> state == IDLE
-        :: else -> skip
-        fi;
         requests!FETCH;
         responses?RESULT;
         round++

@@ -102,6 +102,16 @@ TEST_P(Async, TerminatesOrIsKilledInAPause)
     EXPECT_EQ(w.ask("ASYNCTEST_REQ 0"), "ASYNCTEST_RES 0 0");
 }
 
+// Nobody could let it go on.
+TEST_P(Async, EndsInsteadOfPausingOnceItsResultIsWanted)
+{
+    start_paused(1);
+    EXPECT_EQ(w.fetch(), "MIPOPT_RES 13");
+    w.ask("EASYNCLIMITS_REQ 0 env 0 0.05");
+    w.start(INT_MAX);
+    EXPECT_EQ(w.fetch(), "MIPOPT_RES 13");
+}
+
 TEST_P(Async, EndsWhenTheSolverCannotTellItsProgress)
 {
     solver.progressstatus = 1;

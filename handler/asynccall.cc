@@ -116,7 +116,7 @@ static void acknowledge(handler_frame *frame, uint32_t requestid, int32_t flags)
     frame->ack.status = 0;
     pthread_mutex_lock(&h->infolock);
     flushinfo(h, true);
-    h->pending++;
+    cell_set(h->pending, h->pending + 1);
     pthread_mutex_unlock(&h->infolock);
     set_state(h, ASYNC_RUNNING);
     h->io->ops.sendmsg(h->io, &frame->ack);

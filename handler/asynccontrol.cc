@@ -8,18 +8,6 @@
 
 #include <algorithm>
 
-// The blocked run function sends the response.
-int vnthandler_VNTMESSAGEID_GETRES_run(handler_frame *frame)
-{
-    handler *h = frame->owner;
-    pthread_mutex_lock(&h->infolock);
-    h->pending--;
-    flushinfo(h, true);
-    pthread_mutex_unlock(&h->infolock);
-    async_stop();
-    return 0;
-}
-
 int vnthandler_VNTMESSAGEID_ASYNCTEST_REQ_run(handler_frame *frame)
 {
     handler *h = frame->owner;
@@ -37,6 +25,22 @@ static void tell(handler *h, async_state state)
 {
     h->state = state;
     pthread_cond_signal(&h->statecondition);
+}
+
+// The blocked run function sends the response.  From here on nobody hears a word that would let a
+// paused call go on: such a call ends with what it has, now or when it would pause.
+int vnthandler_VNTMESSAGEID_GETRES_run(handler_frame *frame)
+{
+    handler *h = frame->owner;
+    pthread_mutex_lock(&h->infolock);
+    cell_set(h->pending, h->pending - 1);
+    flushinfo(h, true);
+    pthread_mutex_unlock(&h->infolock);
+    pthread_mutex_lock(&h->statelock);
+    if (h->state == ASYNC_PAUSED) tell(h, ASYNC_TERMINATE);
+    pthread_mutex_unlock(&h->statelock);
+    async_stop();
+    return 0;
 }
 
 static void terminate_call(handler *h)

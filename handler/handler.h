@@ -66,7 +66,7 @@ struct handler {
     handler_info *infohead;
     handler_info *infotail;
     pthread_mutex_t infolock; // guards the queue, pending and hold
-    int32_t pending;          // asynchronous results not fetched yet
+    int32_t pending;          // asynchronous results not fetched yet; read without the lock, too
     int32_t hold;             // nonzero while the caller is away
     int32_t channelsenabled;  // a cell
     int32_t ownercheck;       // a cell; nonzero: only `ownerthread` polls and sends info at once
