@@ -297,11 +297,25 @@ int client_watchedcall(client_env *e, void *request, uint32_t responseid, const 
     return answer != 0 ? answer : rc;
 }
 
+// How long a call that was told to end may take to do so, in seconds.
+static constexpr double LAST_MOMENTS = 2;
+
 void client_abandoncall(client_env *e)
 {
-    const void *response;
     if (!e->started.running || client_ready(e) != 0) return;
-    if (kill(e) == 0) fetchresult(e, &response);
+    const void *response;
+    int state = VNTCLIENT_RUNNING;
+    int rc = kill(e);
+    timespec begin = clock_now();
+    while (rc == 0 && state != VNTCLIENT_ENDED && clock_elapsed(begin) < LAST_MOMENTS) {
+        clock_nap(std::min(clock_elapsed(begin) / 4, 0.01));
+        rc = test(e, &state);
+    }
+    if (rc != 0) return;
+    if (state == VNTCLIENT_ENDED)
+        fetchresult(e, &response);
+    else
+        client_lose(e, "the call does not end"); // the server ends the worker
 }
 
 // --- What the caller sees --------------------------------------------------------------------

@@ -286,3 +286,15 @@ TEST_F(asynchronous, ClosingEndsACallThatNobodyJoined)
     EXPECT_EQ(worker.count(VNTMESSAGEID_GETRES), 1u);
     EXPECT_EQ(worker.count(VNTMESSAGEID_CLOSEVANTO_REQ), 1u);
 }
+
+TEST_F(asynchronous, ClosingDoesNotWaitForACallThatNothingEnds)
+{
+    worker.on[VNTMESSAGEID_ASYNCKILL_REQ] = [](transport *io, const void *) {
+        return worker_double::plain(io, VNTMESSAGEID_ASYNCKILL_REQ);
+    };
+    looks = 1 << 30;
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST);
+    EXPECT_EQ(env, nullptr);
+}

@@ -206,7 +206,8 @@ int client_arrive(client_env *e);
 int client_greet(client_env *e);
 void client_forgetaway(client_env *e);
 
-// Ends a started call without taking its result, before the connection goes.
+// Ends a started call without taking its result, before the connection goes; which goes now when
+// the call does not end.
 void client_abandoncall(client_env *e);
 
 // Carries out the call on all members of the leader's group.

@@ -173,13 +173,15 @@ TEST_F(grouped, OnlyOpenEnvironmentsOnceEachMakeAGroup)
 
 TEST_F(grouped, TheFirstToEndIsFoundFirst)
 {
-    std::atomic<int> running[MEMBERS] = {1 << 30, 20, 1 << 30};
+    static std::atomic<int> running[MEMBERS];
+    running[0] = running[2] = 1 << 30;
+    running[1] = 20;
     for (int i = 0; i < MEMBERS; i++) {
         workers[i]->on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
             vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, 0, 0, 0};
             return io->ops.sendmsg(io, &ack) == 0;
         };
-        workers[i]->on[VNTMESSAGEID_ASYNCTEST_REQ] = [&running, i](transport *io, const void *) {
+        workers[i]->on[VNTMESSAGEID_ASYNCTEST_REQ] = [i](transport *io, const void *) {
             vntmsg_ASYNCTEST_RES r = {nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, running[i]-- > 0};
             return io->ops.sendmsg(io, &r) == 0;
         };
@@ -200,4 +202,5 @@ TEST_F(grouped, TheFirstToEndIsFoundFirst)
     EXPECT_EQ(vntclient_join(envs[1]), 0);
     EXPECT_EQ(vntclient_group_wait(group, 5, &member), 0);
     EXPECT_EQ(member, -1) << "the time is over";
+    running[0] = running[2] = 0;
 }
