@@ -34,7 +34,11 @@ void ticket_write(const std::string &file, const ticket &t)
     std::string text = fmt::format("{}\nserver {}\nmodel {}\nstarted {:.3f}\n\n{}", firstline,
                                    t.server, t.model, started, t.record);
     std::string fresh = file + ".new";
-    if (!write_synced(fresh, text) || rename(fresh.c_str(), file.c_str()) != 0) fail(file);
+    if (write_synced(fresh, text) && rename(fresh.c_str(), file.c_str()) == 0) return;
+    int error = errno;
+    unlink(fresh.c_str());
+    errno = error;
+    fail(file);
 }
 
 // The rest of a line that begins with the word.
