@@ -3,6 +3,7 @@
 #include "tools/exits.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 
 void output_begin()
 {
+    signal(SIGPIPE, SIG_IGN); // a reader that is gone is found when writing, as a full disk is
     // The least free descriptor is the one that is opened.  Each is opened for the direction that
     // it is not used in.
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)

@@ -8,7 +8,8 @@
 #include <string>
 
 // Gives the descriptors 0, 1 and 2 something to be where the caller closed them, so that no
-// connection takes their place.  Writing to one of these fails, as it would have.
+// connection takes their place.  Writing to one of these fails, as it would have; so does writing
+// to a pipe without a reader, which does not end the program.
 void output_begin();
 
 // Prints to standard output, at once.
