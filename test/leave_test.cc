@@ -70,6 +70,31 @@ TEST(Leave, AResilientSolveGivesTheSameDigitsAndRemovesItsTicket)
     EXPECT_FALSE(std::filesystem::exists(file.name));
 }
 
+// A result that cannot be told stays where it is, and its ticket is not overwritten.
+TEST(Leave, AResultThatCouldNotBeToldIsKept)
+{
+    server remote;
+    scratch file(".ticket");
+    auto resilient = [&](const std::string &more) {
+        return run({"sh", "-c",
+                    built("vntsolve") + " " + model("stein27.mps") + " --server " +
+                        remote.address() + " --resilient " + file.name + " " + more});
+    };
+    EXPECT_EQ(resilient("--write-solution /nowhere/solution").status, 3);
+    process_result again = resilient("");
+    EXPECT_EQ(again.status, 3);
+    EXPECT_NE(again.err.find(file.name), std::string::npos) << again.err;
+    EXPECT_EQ(
+        run({"sh", "-c", built("vntsolve") + " --attach " + file.name + " >/dev/full"}).status, 3);
+    process_result back = vntsolve({"--attach", file.name, "--json"});
+    EXPECT_EQ(member(back.out, "objective"), "18") << back.err;
+    EXPECT_EQ(resilient("").status, 0) << "its worker is gone";
+    scratch notes(".txt", "no ticket");
+    EXPECT_EQ(
+        vntsolve({model("afiro.mps"), "--server", remote.address(), "--detach", notes.name}).status,
+        4);
+}
+
 // Whenever the client is killed, the ticket leads to the solve, and no second one was started.
 class Outliving : public testing::TestWithParam<double> {};
 

@@ -63,25 +63,28 @@ static constexpr double patience = 86400; // seconds for which a server that is 
 // process costs the solve.  The solver's own lines tell of the progress; they come with each look.
 static int join(session &s)
 {
-    return s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
+    int status = s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
+    s.untold = status == 0;
+    return status;
 }
 
-// The ticket goes when the result is here.
 static int solve_resilient(session &s)
 {
     const std::string &file = s.options.resilientfile;
     start(s, file);
     int status = join(s);
-    if (status != VNTERR_CONNECTION_LOST) unlink(file.c_str());
+    if (status != 0 && status != VNTERR_CONNECTION_LOST) unlink(file.c_str());
     return status;
 }
 
 static int wait_for_attached(session &s)
 {
     int state = VNTCLIENT_ENDED;
-    session_check(s, s.solver.vntclient_test(s.env, &state), s.model);
+    int status = s.solver.vntclient_test(s.env, &state);
     s.sawend = state != VNTCLIENT_ENDED;
-    return join(s);
+    s.untold = status == VNTERR_BAD_ARGUMENT; // a result that could not be told before
+    if (s.untold) return 0;
+    return status == 0 ? join(s) : status;
 }
 
 static int solve_now(session &s)

@@ -1,11 +1,14 @@
 #include "tools/session.h"
 
+#include "tools/output.h"
+
 #include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstring>
 #include <fmt/format.h>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 static bool is_remote(const solve_options &options)
@@ -19,8 +22,23 @@ session::session(const solve_options &wanted)
 {
 }
 
+// What took hours is not lost because a disk is full.
+static void keep_result(session &s)
+{
+    const std::string file = s.options.attachfile + s.options.resilientfile;
+    try {
+        session_writeticket(s, file);
+        session_leave(s);
+        output_complaint(
+            fmt::format("the result stays on {}: vntsolve --attach {}", s.server, file));
+    } catch (const failure &what) {
+        output_complaint(what.message);
+    }
+}
+
 session::~session()
 {
+    if (untold) keep_result(*this);
     if (lp != nullptr) solver.VNTLfreeprob(env, &lp);
     if (env != nullptr) solver.VNTLcloseVANTO(&env);
 }
@@ -161,8 +179,29 @@ static void read_model(session &s)
     session_check(s, s.solver.VNTEreadcopyprob(s.env, s.lp, file, nullptr, 0, nullptr), file);
 }
 
+// A file that may still lead to a solve, or is something else, is not overwritten.
+static void check_ticketfile(const session &s, const std::string &file)
+{
+    struct stat there;
+    if (stat(file.c_str(), &there) != 0) return;
+    if (S_ISREG(there.st_mode) && there.st_size == 0) return;
+    ticket t = ticket_read(file);
+    auto length = static_cast<int64_t>(t.record.size());
+    char info[VNTCLIENT_INFO_LENGTH];
+    VNTENVptr env = nullptr;
+    int status = s.solver.vntclient_attach(t.record.data(), length, &env);
+    if (status == VNTERR_CONNECTION_LOST) return;
+    if (status == 0 && s.solver.vntclient_disconnect(env, info) == 0) s.solver.VNTLcloseVANTO(&env);
+    throw failure{EXIT_UNREADABLE,
+                  fmt::format("{}: may lead to a solve on {}: take that up with --attach, or "
+                              "remove the file",
+                              file, t.server)};
+}
+
 void session_open(session &s)
 {
+    const std::string ticketfile = s.options.detachfile + s.options.resilientfile;
+    if (!ticketfile.empty()) check_ticketfile(s, ticketfile);
     open_environment(s);
     watch_channels(s);
     set_params(s);
@@ -217,4 +256,10 @@ void session_leave(session &s)
     char info[VNTCLIENT_INFO_LENGTH];
     session_check(s, s.solver.vntclient_disconnect(s.env, info), s.server);
     s.lp = nullptr; // stays in the worker
+}
+
+void session_told(session &s)
+{
+    s.untold = false;
+    if (!s.options.resilientfile.empty()) unlink(s.options.resilientfile.c_str());
 }

@@ -1,7 +1,7 @@
 // session.h: an open solver with one problem, in this process or in a worker.
 //
 // Ownership: what was opened is closed again with the session, and a worker ends with it, unless
-// it was left before.
+// it was left before, or has a result that could not be told: then a ticket leads back to that.
 //
 // Threads: one.  The first interrupt from the keyboard stops a solve; the second ends the program.
 //
@@ -22,7 +22,8 @@ struct session {
     std::string model;  // for messages
     VNTENVptr env = nullptr;
     VNTLPptr lp = nullptr;
-    bool sawend = true; // false: an attached solve had ended before
+    bool sawend = true;  // false: an attached solve had ended before
+    bool untold = false; // there is a result that a ticket led to, and nobody has it yet
 
     explicit session(const solve_options &options);
     ~session();
@@ -45,3 +46,6 @@ void session_watchinterrupt(session &s);
 // Leaves the worker with the solve that was started; the ticket leads back.
 void session_writeticket(session &s, const std::string &file);
 void session_leave(session &s);
+
+// The result of a solve has reached the user.
+void session_told(session &s);

@@ -81,10 +81,9 @@ static void write_solution(session &s, solve_report *report)
     }
 }
 
-std::optional<solve_report> solve(const solve_options &options)
+std::optional<solve_report> solve(session &s)
 {
-    session s(options);
-    if (options.attachfile.empty()) {
+    if (s.options.attachfile.empty()) {
         session_open(s);
         s.shown.start(std::chrono::system_clock::now());
     } else {
@@ -97,6 +96,6 @@ std::optional<solve_report> solve(const solve_options &options)
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);
     report_solution(s, &report);
-    if (!options.solutionfile.empty()) write_solution(s, &report);
+    if (!s.options.solutionfile.empty()) write_solution(s, &report);
     return report;
 }

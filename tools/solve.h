@@ -2,12 +2,12 @@
 
 #pragma once
 
-#include "tools/options.h"
 #include "tools/report.h"
+#include "tools/session.h"
 
 #include <optional>
 
 // Log lines and progress go to standard error as they come.  Returns no report when the worker was
 // left with the solve.
 // Errors: throws failure.
-std::optional<solve_report> solve(const solve_options &options);
+std::optional<solve_report> solve(session &s);

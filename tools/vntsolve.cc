@@ -13,7 +13,11 @@ static int fail(const solve_options &options, const failure &what)
         solve_report report;
         report.trouble = what;
         if (options.server) report.server = address_text(*options.server);
-        output_result(report_json(report));
+        try {
+            output_result(report_json(report));
+        } catch (const failure &) {
+            // That may be what is wrong already.
+        }
     }
     return what.status;
 }
@@ -28,17 +32,25 @@ static int tell(const solve_options &options, const solve_report &report)
     return report_exit(report);
 }
 
+static int solve_and_tell(const solve_options &options)
+{
+    session s(options);
+    std::optional<solve_report> report = solve(s);
+    if (!report) return EXIT_SOLVED;
+    int status = tell(options, *report);
+    if (!report->trouble) session_told(s);
+    return status;
+}
+
 static int run(const solve_options &options)
 {
-    std::optional<solve_report> report;
     try {
-        report = solve(options);
+        return solve_and_tell(options);
     } catch (const failure &what) {
         return fail(options, what);
     } catch (const std::exception &what) {
         return fail(options, {EXIT_INTERNAL, what.what()});
     }
-    return report ? tell(options, *report) : EXIT_SOLVED;
 }
 
 // What a command line that cannot be understood asks for, as far as one can see.
