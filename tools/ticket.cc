@@ -28,11 +28,21 @@ static bool write_synced(const std::string &file, const std::string &text)
     return close(fd) == 0 && fine;
 }
 
+// Tells a record that was damaged: a worker would take its values for what they say.
+static std::string checksum(const std::string &record)
+{
+    uint64_t sum = 14695981039346656037u; // FNV-1a
+    for (char c : record)
+        sum = (sum ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    return fmt::format("{:016x}", sum);
+}
+
 void ticket_write(const std::string &file, const ticket &t)
 {
     double started = std::chrono::duration<double>(t.started.time_since_epoch()).count();
-    std::string text = fmt::format("{}\nserver {}\nmodel {}\nstarted {:.3f}\n\n{}", firstline,
-                                   t.server, t.model, started, t.record);
+    std::string text =
+        fmt::format("{}\nserver {}\nmodel {}\nstarted {:.3f}\ncheck {}\n\n{}", firstline, t.server,
+                    t.model, started, checksum(t.record), t.record);
     std::string fresh = file + ".new";
     if (write_synced(fresh, text) && rename(fresh.c_str(), file.c_str()) == 0) return;
     int error = errno;
@@ -61,14 +71,15 @@ ticket ticket_read(const std::string &file)
     t.server = entry(in, "server");
     t.model = entry(in, "model");
     double started = strtod(entry(in, "started").c_str(), nullptr);
+    std::string check = entry(in, "check");
     std::getline(in, blank);
-    if (!in || first != firstline || !blank.empty())
-        throw failure{EXIT_MALFORMED,
-                      fmt::format("{}: not written by --detach or --resilient", file)};
-    t.started = std::chrono::system_clock::time_point(
-        std::chrono::milliseconds(static_cast<int64_t>(started * 1000)));
     std::ostringstream rest;
     rest << in.rdbuf();
     t.record = rest.str();
+    if (!in || first != firstline || !blank.empty() || check != checksum(t.record))
+        throw failure{EXIT_MALFORMED,
+                      fmt::format("{}: not as --detach and --resilient write it", file)};
+    t.started = std::chrono::system_clock::time_point(
+        std::chrono::milliseconds(static_cast<int64_t>(started * 1000)));
     return t;
 }

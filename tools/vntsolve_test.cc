@@ -167,6 +167,10 @@ TEST(Ticket, ComesBackAsItWasWritten)
     EXPECT_EQ(read.model, written.model);
     EXPECT_EQ(read.started, written.started);
     EXPECT_EQ(read.record, written.record);
+    std::fstream damaged(file, std::ios::in | std::ios::out | std::ios::binary);
+    damaged.seekp(-1, std::ios::end).put('\xfe');
+    damaged.close();
+    EXPECT_THROW(ticket_read(file), failure);
     std::ofstream(file) << "NAME afiro\nROWS\n";
     EXPECT_THROW(ticket_read(file), failure);
     unlink(file.c_str());
