@@ -1,12 +1,11 @@
 // What is left when a client or the server is gone without a word: nothing.
 #include "test/server.h"
+#include "test/serverprocess.h"
 
 #include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <list>
 
 static const std::string longmodel = VNT_SOURCE_DIR "/test/models/misc07.mps";
 static const std::string shortmodel = VNT_SOURCE_DIR "/test/models/afiro.mps";
@@ -69,36 +68,83 @@ TEST(Lifetime, AKilledWorkerIsToldToItsClientAlone)
     EXPECT_EQ(another.wait(seconds(20)), 0) << another.err();
 }
 
-// Connections that say nothing.
-class silent_connections {
-  public:
-    silent_connections(const server &s, int count)
-    {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<uint16_t>(stoi(s.port())));
-        for (int i = 0; i < count; i++) {
-            fds.push_back(socket(AF_INET, SOCK_STREAM, 0));
-            EXPECT_EQ(connect(fds.back(), reinterpret_cast<sockaddr *>(&address), sizeof address),
-                      0);
+// What a client on the wire does before it ends, and whether its worker stays for another.  w: it
+// gets a worker.  o: it opens the solver there.  h: it says half of that.  d: it says that it
+// leaves.  a: it hears that it may.  j: it joins the worker again.  r: it says that it is back.
+struct client_life {
+    const char *steps;
+    bool stays;
+};
+static constexpr client_life lives[] = {{"", false},    {"w", false},     {"wh", false},
+                                        {"wo", false},  {"wd", true},     {"wda", true},
+                                        {"wdaj", true}, {"wdajr", false}, {"wdajrd", true}};
+
+static std::string message(int id)
+{
+    return {0, 0, static_cast<char>(id >> 8), static_cast<char>(id)};
+}
+
+// Returns the worker's id.
+static int64_t live(std::list<raw_client> &clients, const server &s, const char *steps)
+{
+    for (clients.emplace_back(stoi(s.port())); *steps != 0; steps++) {
+        raw_client &c = clients.back();
+        switch (*steps) {
+        case 'w': EXPECT_EQ(c.newworker(), 0); break;
+        case 'o': c.say(message(1011) + message(0)); break;
+        case 'h': c.say(message(1011).substr(0, 2)); break;
+        case 'd': c.say(message(1021)); break;
+        case 'a': EXPECT_EQ(c.hear(4), message(1022)); break;
+        case 'j':
+            c.leave();
+            EXPECT_EQ(clients.emplace_back(stoi(s.port())).reconnect(c.id), 0);
+            break;
+        case 'r': c.say(message(1023)); break;
         }
     }
-    ~silent_connections()
-    {
-        for (int fd : fds)
-            close(fd);
-    }
+    return clients.back().id;
+}
 
-  private:
-    std::vector<int> fds;
-};
+TEST(Lifetime, AClientMayEndAtAnyMoment)
+{
+    server s;
+    std::list<raw_client> clients;
+    std::vector<int64_t> staying;
+    for (const client_life &life : lives) {
+        int64_t id = live(clients, s, life.steps);
+        if (life.stays) staying.push_back(id);
+    }
+    clients.clear();
+    EXPECT_TRUE(eventually([&] { return s.workers().size() <= staying.size(); }, seconds(25)));
+    for (int64_t id : staying) {
+        raw_client back(stoi(s.port()));
+        EXPECT_EQ(back.reconnect(id), 0);
+        EXPECT_EQ(back.say(message(1023)).hear(4), message(1024));
+    }
+}
+
+TEST(Lifetime, AServerMayEndAtAnyMoment)
+{
+    for (int signal : {SIGTERM, SIGKILL}) {
+        server s;
+        std::list<raw_client> clients;
+        for (const client_life &life : lives)
+            live(clients, s, life.steps);
+        std::vector<pid_t> workers = s.workers();
+        EXPECT_EQ(workers.size(), std::size(lives) - 1);
+        EXPECT_EQ(s.stop(signal), signal == SIGKILL ? -SIGKILL : 0) << s.log();
+        for (pid_t worker : workers)
+            EXPECT_TRUE(eventually([&] { return !process_alive(worker); }));
+    }
+}
 
 // A server that waited for each of them in turn would need its action time-out twenty times.
 TEST(Lifetime, SilentConnectionsDelayNobody)
 {
     server s({"-action-timeout=100"});
-    silent_connections silent(s, 20);
+    std::list<raw_client> silent;
+    for (int i = 0; i < 20; i++)
+        silent.emplace_back(stoi(s.port()));
     process_result honest =
         run({built("vntsolve"), shortmodel, "--server", s.address()}, {}, seconds(50));
     EXPECT_EQ(honest.status, 0) << honest.err;
