@@ -48,14 +48,3 @@ TEST(Catalogue, FindsItsMessagesAndNoOthers)
     for (uint32_t id : {0, 5, 999, 1025, 1026, 2826, -1})
         EXPECT_EQ(catalogue_find(id), nullptr) << id;
 }
-
-// Records are read as structs and walked by offsets.
-TEST(Catalogue, OffsetsAndSizesAreThoseOfTheRecords)
-{
-    vntmsg_READCOPYPROB_REQ r = {};
-    const message_layout *m = catalogue_find(VNTMESSAGEID_READCOPYPROB_REQ);
-    ASSERT_EQ(m->size, sizeof r);
-    const void *const places[] = {&r.flags, &r.env, &r.lp, &r.filename_str, &r.filetype};
-    for (size_t i = 0; i < std::size(places); i++)
-        EXPECT_EQ(reinterpret_cast<char *>(&r) + m->fields[i].offset, places[i]) << i;
-}

@@ -2,25 +2,31 @@
 
 #include "codec/catalogue.h"
 #include "test/allocations.h"
-#include "test/fields.h"
+#include "test/arrays.h"
 #include "test/streams.h"
 
 #include <cerrno>
-#include <csignal>
+#include <future>
 #include <map>
 #include <thread>
 
-#include <fcntl.h>
-
 static const codec_factory *const factories[] = {builtin_getfactory(), vntcodec_getfactory()};
 
-// Transports over socket pairs, or pipes where the test asks for them, and a group of them.
+static const vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, 1, 2, 3};
+static const char ACK[] = "00 00 03 e8 00 00 00 01 00 00 00 02 00 00 00 03";
+
+// Transports over socket pairs and a group of them.
 struct Group : testing::Test {
     static constexpr int N = 3;
     transport members[N] = {};
     transport *list[N];
     int peers[N];
     transport_group *g = nullptr;
+
+    // A message that leaves in many pieces, more than a socket takes unread.
+    chunked<double> data{std::vector<double>(500000, 1.5)};
+    vntmsg_INFO large = {nullptr, VNTMESSAGEID_INFO, 0, 0, data.a};
+    static constexpr size_t length = 12 + 20 + 8 * 500000;
 
     Group()
     {
@@ -53,10 +59,12 @@ struct Group : testing::Test {
         g->ops.getstate(g, s);
         return std::string(1, char('0' + s[0])) + char('0' + s[1]) + char('0' + s[2]);
     }
+    // How many bytes come out at a member's end, at most `n`.
+    std::future<size_t> drain(int i, size_t n)
+    {
+        return std::async(std::launch::async, [=, this] { return take_from(peers[i], n).size(); });
+    }
 };
-
-static const vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, 1, 2, 3};
-static const char ACK[] = "00 00 03 e8 00 00 00 01 00 00 00 02 00 00 00 03";
 
 TEST_F(Group, EveryMemberGetsTheMessage)
 {
@@ -68,70 +76,37 @@ TEST_F(Group, EveryMemberGetsTheMessage)
     EXPECT_EQ(states(), "000");
 }
 
-// A message of a few megabytes, which leaves in many pieces.
-struct large_message {
-    array_of<double> data{TYPE_DOUBLE, {std::vector<double>(500000, 1.5)}};
-    vntmsg_INFO info = {};
-    static constexpr size_t length = 12 + 20 + 8 * 500000;
-    large_message()
-    {
-        info.messageid = VNTMESSAGEID_INFO;
-        info.data = data.a;
-    }
-};
-
+// A member may be gone, or take nothing for longer than it may.
 TEST_F(Group, TheOthersGetAllOfALargeMessageWhenOneFails)
 {
-    large_message m;
-    size_t got[N] = {};
-    hangup(1);
-    std::thread first([&] { got[0] = take_from(peers[0], m.length).size(); });
-    std::thread third([&] { got[2] = take_from(peers[2], m.length).size(); });
-    EXPECT_EQ(g->ops.sendmsg(g, &m.info), MESSAGE_IO);
-    EXPECT_EQ(errno, EPIPE);
-    first.join();
-    third.join();
-    EXPECT_EQ(got[0], m.length);
-    EXPECT_EQ(got[2], m.length);
-    EXPECT_EQ(states(), "010");
-    EXPECT_EQ(g->ops.sendmsg(g, &ack), 0);
-    EXPECT_EQ(hex(take_from(peers[2], 16)), ACK);
+    for (int expected : {ETIMEDOUT, EPIPE}) {
+        *members[1].io->ops.getwritetimeout(members[1].io) = milliseconds(30);
+        if (expected == EPIPE) hangup(1);
+        auto first = drain(0, length), third = drain(2, length);
+        EXPECT_EQ(g->ops.sendmsg(g, &large), MESSAGE_IO);
+        EXPECT_EQ(errno, expected);
+        EXPECT_EQ(first.get() + third.get(), 2 * length);
+        EXPECT_EQ(states(), "010");
+        EXPECT_EQ(g->ops.sendmsg(g, &ack), 0);
+        for (int i : {0, 2})
+            EXPECT_EQ(hex(take_from(peers[i], 16)), ACK);
+        const uint8_t anew[N] = {0, 0, 0};
+        g->ops.setstate(g, anew);
+    }
 }
 
-// The first member's peer reads only once the others have everything of what fits their buffers.
+// The first member's peer reads only once the others have more than its socket takes.
 TEST_F(Group, ASlowMemberDoesNotHoldUpTheOthers)
 {
-    large_message m;
-    static constexpr size_t early = 262144; // more than the slow one's socket takes
-    size_t got[N] = {};
+    static constexpr size_t early = 262144;
     std::thread peer([&] {
-        got[2] = take_from(peers[2], early).size();
-        got[1] = take_from(peers[1], early).size();
-        std::thread second([&] { got[1] += take_from(peers[1], m.length - early).size(); });
-        std::thread third([&] { got[2] += take_from(peers[2], m.length - early).size(); });
-        got[0] = take_from(peers[0], m.length).size();
-        second.join();
-        third.join();
+        EXPECT_EQ(drain(2, early).get() + drain(1, early).get(), 2 * early);
+        auto first = drain(0, length), second = drain(1, length - early),
+             third = drain(2, length - early);
+        EXPECT_EQ(first.get() + second.get() + third.get(), 3 * length - 2 * early);
     });
-    EXPECT_EQ(g->ops.sendmsg(g, &m.info), 0);
+    EXPECT_EQ(g->ops.sendmsg(g, &large), 0);
     peer.join();
-    for (size_t n : got)
-        EXPECT_EQ(n, m.length);
-}
-
-TEST_F(Group, AMemberThatTakesNothingForTooLongFailsAlone)
-{
-    large_message m;
-    *members[1].io->ops.getwritetimeout(members[1].io) = milliseconds(30);
-    size_t got[N] = {};
-    std::thread first([&] { got[0] = take_from(peers[0], m.length).size(); });
-    std::thread third([&] { got[2] = take_from(peers[2], m.length).size(); });
-    EXPECT_EQ(g->ops.sendmsg(g, &m.info), MESSAGE_IO);
-    EXPECT_EQ(errno, ETIMEDOUT);
-    first.join();
-    third.join();
-    EXPECT_EQ(got[0] + got[2], 2 * m.length);
-    EXPECT_EQ(states(), "010");
 }
 
 // Counts messages by member; asks each for `wanted` of them.
@@ -200,6 +175,5 @@ TEST_F(Group, OnlyDescriptorTransportsWithLikeCodecsMakeAGroup)
     int64_t steps = allocations_fail_each(0, MESSAGE_NOMEMORY,
                                           [&] { return fdtransport_mkgroup(&other, odd, 2); });
     EXPECT_GE(steps, 7);
-    EXPECT_EQ(other->tag, TRANSPORTGROUP_TAG);
     other->ops.destroy(other);
 }

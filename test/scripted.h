@@ -2,14 +2,12 @@
 
 #pragma once
 
-#include <arpa/inet.h>
+#include "test/bytes.h"
+
 #include <functional>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 // What one connection of a test's server does: it gets the connected socket.
@@ -21,9 +19,7 @@ class scripted_server {
     explicit scripted_server(std::vector<script> scripts)
     {
         listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        sockaddr_in address = loopback(0);
         socklen_t length = sizeof address;
         bind(listener, reinterpret_cast<sockaddr *>(&address), length);
         listen(listener, 5);
