@@ -75,8 +75,9 @@ int getargSTRINGARRAY(string_table *out, const message_array *a)
 {
     *out = {};
     if (a->type == TYPE_NONE) return 0;
-    if (a->type != TYPE_STRING || a->total < 0 || !array_whole(a)) return -1;
-    if (a->total == 0) return 0;
+    if (a->type != TYPE_STRING) return -1;
+    if (a->total < 1) return 0;
+    if (!array_whole(a)) return -1;
     out->pointers = static_cast<char **>(calloc(static_cast<size_t>(a->total), sizeof(char *)));
     if (out->pointers == nullptr) return 1001;
     out->owned = true;
