@@ -108,6 +108,10 @@ TEST_F(building, AWrongListIsRefusedAndChangesNothing)
     EXPECT_EQ(VNTLchgrhs(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
     EXPECT_EQ(VNTLchgobj(env, lp, 1, nullptr, fine), VNTERR_NULL_POINTER);
     EXPECT_EQ(VNTLchgobj(env, lp, -1, &ok, fine), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(VNTLnewcols(env, lp, INT_MAX, nullptr, nullptr, nullptr, nullptr, nullptr),
+              VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(VNTLnewrows(env, lp, INT_MAX, nullptr, nullptr, nullptr, nullptr),
+              VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLchgsense(env, lp, 2, twice, "EX"), VNTERR_BAD_SENSE);
     EXPECT_EQ(VNTLchgbds(env, lp, 2, twice, "UX", fine), VNTERR_BAD_BOUND);
     EXPECT_EQ(VNTLchgrngval(env, lp, 1, &ok, fine), VNTERR_BAD_SENSE);

@@ -78,9 +78,22 @@ static void append_column(model *m, const new_columns &cols, int j)
 }
 
 // All that can fail comes first; what follows finds its room.
+// One line takes some hundred bytes before it holds anything, and no engine goes on beyond: better
+// a clear refusal than a machine without memory.
+static constexpr int MOST_LINES = 100'000'000;
+
+static void require_lines(int there, int more)
+{
+    require(more >= 0, VNTERR_BAD_ARGUMENT);
+    if (more <= MOST_LINES - there) return;
+    throw failure{VNTERR_BAD_ARGUMENT,
+                  printed("%d more rows or columns would be too many: no more than %d of either",
+                          more, MOST_LINES)};
+}
+
 void model::append_cols(const new_columns &cols, const matrix_lines *entries)
 {
-    require(cols.count >= 0, VNTERR_BAD_ARGUMENT);
+    require_lines(numcols(), cols.count);
     check_cols(cols);
     if (entries != nullptr) matrix::check(*entries, numrows());
     std::vector<std::string> names = name_list::copies(cols.count, cols.names);
@@ -109,7 +122,7 @@ void model::check_rows(const new_rows &rows)
 
 void model::append_rows(const new_rows &rows, const matrix_lines *entries)
 {
-    require(rows.count >= 0, VNTERR_BAD_ARGUMENT);
+    require_lines(numrows(), rows.count);
     check_rows(rows);
     if (entries != nullptr) matrix::check(*entries, numcols());
     std::vector<std::string> names = name_list::copies(rows.count, rows.names);
