@@ -877,7 +877,7 @@ int VNTLaddpwl(VNTENVptr env, VNTLPptr lp, int vary, int varx, double preslope, 
 int VNTLdeldblannotations(VNTENVptr env, VNTLPptr lp, int begin, int end);
 int VNTLdellongannotations(VNTENVptr env, VNTLPptr lp, int begin, int end);
 
-// The log file.
+// The log file.  The solver writes it: that of a worker lies on the worker's host.
 int VNTLsetlogfilename(VNTENVptr env, const char *filename, const char *mode);
 int VNTLgetlogfilename(VNTENVptr env, char *buf_str, int64_t bufspace, int64_t *surplus_p);
 
