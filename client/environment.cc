@@ -181,16 +181,21 @@ int VNTLversionnumber(VNTENVptr env, int *version_p)
     return rc;
 }
 
-// A presolved problem is the worker's own: no message hands it out.
+// A presolved problem is the worker's own: no message hands it out.  That there is none can be
+// told.
 int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 {
     client_env *e;
-    uint64_t remote;
+    uint64_t remote = 0;
+    int64_t rows = 0, columns = 0;
     int rc = client_findenv(env, &e);
     if (rc == 0) rc = client_ready(e);
-    if (rc == 0) rc = client_findlp(e, lp, &remote);
+    if (rc == 0 && lp != nullptr) rc = client_findlp(e, lp, &remote);
+    if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMROWS, &rows);
+    if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMCOLS, &columns);
     if (rc != 0) return rc;
     if (redlp_p != nullptr) *redlp_p = nullptr;
+    if (rows == 0 && columns == 0) return 0;
     return client_fail(VNTERR_NOT_SUPPORTED, "a presolved problem stays in its worker");
 }
 
