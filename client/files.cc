@@ -80,6 +80,7 @@ static int send_bytes(client_infile *f, const char *path, const char *contents, 
 int client_infile_set(client_infile *f, const char *path, const char *contents, int64_t length)
 {
     *f = {};
+    if (contents != nullptr && length < 0) return VNTERR_BAD_ARGUMENT;
     if (contents != nullptr) return send_bytes(f, path, contents, length);
     int rc = message_set_file(&f->file, path);
     if (rc != MESSAGE_NOCONNECTION) return msg2vnt(rc);
