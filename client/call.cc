@@ -241,6 +241,7 @@ static void fetch_string(const message_string *s, char *to, int64_t space)
 }
 
 // The names one behind the other in the caller's store; null where one is absent or too long.
+// Pointers to them need a store, the store may do without.
 static int fetch_names(const message_array *a, char **names, int64_t count, char *store,
                        int64_t space)
 {

@@ -140,6 +140,7 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
     EXPECT_STREQ(table[2], "two");
     EXPECT_EQ(table[2], store + 4);
     EXPECT_EQ(table[3], buffer) << "not asked for";
+    EXPECT_EQ(VNTLgetcolname(env, lp, table, nullptr, 8, &surplus, 0, 2), VNTERR_NULL_POINTER);
 }
 
 TEST_F(Call, ArraysOfAnotherTypeAreNotTheWorkersAnswer)
