@@ -268,19 +268,37 @@ static int fetch_file(const call_return *c, const void *response, int i)
     return client_outfile_store(static_cast<const char *>(c->args[i].p), f);
 }
 
-// A worker sends all the room that it made, whatever the status.  A call that failed leaves the
-// caller's arrays and files alone, as it would here: it may be their size that was wrong.
-static bool stays_out(const call_return *c, call_word word)
+// Whether a scalar is still as the worker made it for the solver: 0.
+static bool unwritten(const void *response, const call_argument &arg)
 {
-    bool failed = c->call->result == RESULT_STATUS && c->result.i != 0;
-    return failed && (word == CALL_OUT || word == CALL_INOUT || word == CALL_OUTFILE);
+    static const char zeros[sizeof(int64_t)] = {};
+    bool wide = arg.type == TYPE_LONG || arg.type == TYPE_DOUBLE;
+    return memcmp(&field_at<char>(response, arg.response_at), zeros, wide ? 8 : 4) == 0;
+}
+
+// A worker sends all the room that it made, whatever the status.  A call that failed leaves what
+// is the caller's alone, as it would here: it may be the size of arrays that was wrong.  A scalar
+// that its solver wrote all the same arrives, such as a surplus.
+static bool stays_out(const call_return *c, const call_argument &arg, const void *response)
+{
+    if (c->call->result != RESULT_STATUS || c->result.i == 0) return false;
+    switch (arg.word) {
+    case CALL_OUT:
+    case CALL_INOUT:
+    case CALL_OUTNAMES:
+    case CALL_OUTFILE: return true;
+    case CALL_OUTVALUE:
+    case CALL_OUTCHAR: return unwritten(response, arg);
+    default: return false;
+    }
 }
 
 static int fetch(const call_return *c, const void *response, int i)
 {
     const call_argument &arg = c->call->args[i];
     void *to = c->args[i].p;
-    if (arg.response_at == 0 || to == nullptr || stays_out(c, arg.word)) return 0;
+    if (arg.response_at == 0 || stays_out(c, arg, response)) return 0;
+    if (to == nullptr && arg.word != CALL_OUTNAMES) return 0;
     switch (arg.word) {
     case CALL_OUTVALUE:
     case CALL_OUTCHAR: fetch_scalar(response, arg, to); return 0;

@@ -143,6 +143,24 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
     EXPECT_EQ(VNTLgetcolname(env, lp, table, nullptr, 8, &surplus, 0, 2), VNTERR_NULL_POINTER);
 }
 
+TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
+{
+    chunked<message_string> three{{text("one"), text("endless"), text("two")}};
+    vntmsg_GETCOLNAME_RES names = {nullptr, 0, VNTERR_INDEX_RANGE, three.a, 0};
+    reply(VNTMESSAGEID_GETCOLNAME_REQ, &names);
+    vntmsg_GETOBJVAL_RES objective = {nullptr, 0, VNTERR_NO_SOLUTION, 0};
+    reply(VNTMESSAGEID_GETOBJVAL_REQ, &objective);
+    open();
+    char *table[1] = {}, store[100]; // the range, not the table, is what was wrong
+    int64_t surplus = 7;
+    EXPECT_EQ(VNTLgetcolname(env, lp, table, store, 100, &surplus, 0, 2), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(table[0], nullptr);
+    EXPECT_EQ(surplus, 7);
+    double value = 3;
+    EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
+    EXPECT_EQ(value, 3);
+}
+
 TEST_F(Call, ArraysOfAnotherTypeAreNotTheWorkersAnswer)
 {
     chunked<int> numbers{{1, 2, 3}};
