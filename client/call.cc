@@ -403,6 +403,69 @@ static void note_spaces(const call_request *r, call_return *c)
     }
 }
 
+// The size of what a range of the request asks for, null when the call has no such output.
+static const call_size *range_of(const call_request *r)
+{
+    for (int i = 0; i < r->call->nargs; i++) {
+        const call_argument &arg = r->call->args[i];
+        bool output = arg.word == CALL_OUT || arg.word == CALL_OUTNAMES;
+        if (output && arg.size.terms[1].sign < 0) return &arg.size;
+    }
+    return nullptr;
+}
+
+static int64_t index_in(const call_request *r, const call_term &end)
+{
+    if (end.kind == call_term::LONGFIELD) return field_at<int64_t>(r->record, end.at);
+    return field_at<int32_t>(r->record, end.at);
+}
+
+static void put_index(call_request *r, const call_term &end, int64_t index)
+{
+    if (end.kind == call_term::LONGFIELD)
+        field_at<int64_t>(r->record, end.at) = index;
+    else
+        field_at<int32_t>(r->record, end.at) = static_cast<int32_t>(index);
+}
+
+// Carries out the call for one element of its range.
+static int ask_element(call_request *r, const call_size &range, int64_t index,
+                       const void **response)
+{
+    const int64_t last = index_in(r, range.terms[0]), first = index_in(r, range.terms[1]);
+    put_index(r, range.terms[0], index);
+    put_index(r, range.terms[1], index);
+    int rc = client_exchange(r->env, r->record, r->call->response, response);
+    put_index(r, range.terms[0], last);
+    put_index(r, range.terms[1], first);
+    return rc;
+}
+
+// A worker makes room for all that a range promises and sends it, whatever its solver says; two
+// wrong numbers would make that gigabytes.  So the ends of a long range are asked for alone first:
+// what the solver has against one of them it has against the whole, a lack of space excepted.
+// `refused` says whether one was refused, the answer then being in `c`.  A call that is only
+// started or that goes to a group asks for nothing first.
+static int ask_ends(call_request *r, call_return *c, bool *refused)
+{
+    static constexpr int64_t LONG_RANGE = 1 << 20;
+    const call_size *range = range_of(r);
+    *refused = false;
+    if (range == nullptr || r->env->armed || client_isgroupcall(r->env)) return 0;
+    if (size_of(*range, r->record, r->sizes) < LONG_RANGE) return 0;
+    for (const call_term &end : {range->terms[1], range->terms[0]}) {
+        const void *response;
+        int rc = ask_element(r, *range, index_in(r, end), &response);
+        if (rc != 0) return rc;
+        int status = field_at<int32_t>(response, r->call->result_at);
+        if (status == 0 || status == VNTERR_SPACE_TOO_SMALL) continue;
+        *refused = true;
+        finish_call(r->env, response, c);
+        return 0;
+    }
+    return 0;
+}
+
 static int exchange(call_request *r, call_return *c)
 {
     int rc = fill_request(r);
@@ -411,6 +474,9 @@ static int exchange(call_request *r, call_return *c)
         return rc;
     }
     note_spaces(r, c);
+    bool refused;
+    rc = ask_ends(r, c, &refused);
+    if (rc != 0 || refused) return rc;
     if (r->call->result == RESULT_STATUS) {
         int result = 0;
         return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,

@@ -2,6 +2,7 @@
 #include "client/worker_double.h"
 #include "test/arrays.h"
 
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -159,6 +160,34 @@ TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
     double value = 3;
     EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
     EXPECT_EQ(value, 3);
+}
+
+TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
+{
+    static constexpr int LAST = 3'000'000;
+    std::vector<std::pair<int, int>> asked;
+    worker.on[VNTMESSAGEID_GETX_REQ] = [&](transport *io, const void *message) {
+        auto *r = static_cast<const vntmsg_GETX_REQ *>(message);
+        asked.push_back({r->begin, r->end});
+        int status = r->begin < 0 || r->end > LAST ? VNTERR_INDEX_RANGE : 0;
+        vntmsg_GETX_RES response = {nullptr, VNTMESSAGEID_GETX_RES, status, {}};
+        return io->ops.sendmsg(io, &response) == 0;
+    };
+    open();
+    EXPECT_EQ(VNTLgetx(env, lp, nullptr, 0, INT_MAX), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLgetx(env, lp, nullptr, INT_MIN, 5), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLgetx(env, lp, nullptr, 1, LAST), 0);
+    EXPECT_EQ(VNTLgetx(env, lp, nullptr, 9, LAST + 1), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLgetx(env, lp, nullptr, LAST, LAST + 1), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(asked, (std::vector<std::pair<int, int>>{{0, 0},
+                                                       {INT_MAX, INT_MAX},
+                                                       {INT_MIN, INT_MIN},
+                                                       {1, 1},
+                                                       {LAST, LAST},
+                                                       {1, LAST},
+                                                       {9, 9},
+                                                       {LAST + 1, LAST + 1},
+                                                       {LAST, LAST + 1}}));
 }
 
 TEST_F(Call, ArraysOfAnotherTypeAreNotTheWorkersAnswer)
