@@ -247,15 +247,15 @@ static int fetch_names(const message_array *a, char **names, int64_t count, char
 {
     if (a->type == TYPE_NONE) return 0;
     if (a->type != TYPE_STRING) return VNTERR_REMOTE;
+    if (store == nullptr) return names != nullptr && a->total > 0 ? VNTERR_NULL_POINTER : 0;
     int64_t n = 0, used = 0;
     for (uint32_t i = 0; i < a->nchunks; i++) {
         const message_string *strings = static_cast<const message_string *>(a->chunks[i].data);
         for (uint32_t j = 0; j < a->chunks[i].count && n < count; j++, n++) {
-            names[n] = nullptr;
-            if (!strings[j].present || store == nullptr || strings[j].length > space - used)
-                continue;
-            names[n] = store + used;
-            fetch_string(&strings[j], names[n], strings[j].length);
+            bool fits = strings[j].present && strings[j].length <= space - used;
+            if (names != nullptr) names[n] = fits ? store + used : nullptr;
+            if (!fits) continue;
+            fetch_string(&strings[j], store + used, strings[j].length);
             used += strings[j].length;
         }
     }
@@ -367,11 +367,28 @@ static int fetch_result(client_env *e, call_return *c, const void *response)
     }
 }
 
+// What a call returns for an object that is none.  These few return a value where others return
+// their status.
+static int status_or_nothing(const solver_call *call, int status)
+{
+    if (status != VNTERR_NO_ENVIRONMENT && status != VNTERR_NO_PROBLEM) return status;
+    switch (call->request) {
+    case VNTMESSAGEID_GETPROBTYPE_REQ: return -1;
+    case VNTMESSAGEID_GETSTAT_REQ:
+    case VNTMESSAGEID_GETSUBSTAT_REQ:
+    case VNTMESSAGEID_GETSUBMETHOD_REQ:
+    case VNTMESSAGEID_GETOBJSEN_REQ:
+    case VNTMESSAGEID_NETGETSTAT_REQ:
+    case VNTMESSAGEID_NETGETOBJSEN_REQ: return 0;
+    default: return status;
+    }
+}
+
 // What the function returns when the call has not been carried out to its end.
 static void fail(const solver_call *call, const call_value *args, int status, call_value *result)
 {
     *result = {};
-    if (call->result == RESULT_STATUS) result->i = status;
+    if (call->result == RESULT_STATUS) result->i = status_or_nothing(call, status);
     if (call->result != RESULT_LP && call->result != RESULT_NET) return;
     int *status_p = status_pointer(call, args);
     result->p = nullptr;

@@ -213,6 +213,8 @@ TEST_F(Call, ForeignObjectsAreRefusedInTheFunctionsOwnWay)
     int status = 0;
     EXPECT_EQ(VNTLlpopt(env, foreign), VNTERR_NO_PROBLEM);
     EXPECT_EQ(VNTLgetnumrows(env, foreign), 0);
+    EXPECT_EQ(VNTLgetstat(env, foreign), VNT_STAT_NONE);
+    EXPECT_EQ(VNTLgetprobtype(nullptr, lp), -1);
     EXPECT_EQ(VNTLcloneprob(env, foreign, &status), nullptr);
     EXPECT_EQ(status, VNTERR_NO_PROBLEM);
     EXPECT_EQ(VNTLfreeprob(env, nullptr), VNTERR_NULL_POINTER);
