@@ -76,7 +76,10 @@ static relay_result move_request(server_child *c)
     case EAGAIN: // the pipe is full
         return await_fd_or(c->requestfd, POLLOUT, c->stopfd, -1) > 0 ? RELAY_MORE : RELAY_STOP;
     case EINTR: return RELAY_MORE;
-    case EPIPE: fail(c, "safe_write"); return RELAY_STOP;
+    case EPIPE: // said also when the client has gone and nothing was left to move
+        if (!socket_alive(c->client)) return RELAY_END;
+        fail(c, "safe_write");
+        return RELAY_STOP;
     case EINVAL: c->copying = true; return RELAY_MORE; // no socket for this
     default: return RELAY_END;
     }

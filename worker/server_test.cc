@@ -346,6 +346,20 @@ TEST(Server, ComingAndGoingLeavesNothing)
     EXPECT_TRUE(server.holds(descriptors, threads));
 }
 
+// A client may leave at any moment after its worker was told to end.
+TEST(Server, ARegularEndIsNoError)
+{
+    letter_server server;
+    for (int i = 0; i < 40; i++) {
+        raw_client c(server.port);
+        ASSERT_EQ(c.newworker(), 0);
+        c.say("t");
+        usleep(200 * i);
+    }
+    EXPECT_EQ(server.stop(), 0);
+    EXPECT_EQ(server.written().find("safe_write"), std::string::npos) << server.written();
+}
+
 TEST(Server, TheLogTellsTheLifeOfAWorker)
 {
     letter_server server({"-debug"});
