@@ -2,40 +2,33 @@
 #include "client/worker_double.h"
 
 #include <bit>
-#include <gtest/gtest.h>
-#include <string>
 
 namespace {
 
 // A worker that runs a call asynchronously for as many looks as a test wants.
-struct asynchronous : testing::Test {
-    worker_double worker;
-    VNTENVptr env = nullptr;
+struct asynchronous : opened {
     VNTLPptr lp = nullptr;
     std::atomic<int> looks{3}; // at which the call is still running
     std::atomic<bool> paused{false};
-    std::atomic<bool> pausing{true}; // whether a reached limit pauses the call
     vntmsg_EASYNCLIMITS_REQ limits = {};
     vntmsg_EASYNCCONTINUE_REQ continued = {};
     double injected = 0;
-    int32_t answerstatus = 0;
 
     // Acknowledges a call whose asynchronous flag is set.
     static bool acknowledge(transport *io, const void *request)
     {
-        vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, static_cast<int32_t>(message_id(request)), 0,
-                          0};
-        if ((field_at<int32_t>(request, 12) & 1) == 0)
-            return worker_double::plain(io, message_id(request));
-        return io->ops.sendmsg(io, &ack) == 0;
+        uint32_t id = message_id(request);
+        return (field_at<int32_t>(request, 12) & 1) != 0
+                   ? worker_double::acknowledge(io, static_cast<int32_t>(id))
+                   : worker_double::plain(io, id);
     }
 
-    static bool progress(transport *io)
+    static bool progress(transport *io, const void *)
     {
-        std::string bytes;
+        std::vector<char> bytes;
         auto add = [&bytes](uint64_t value, int width) {
             while (width-- > 0)
-                bytes += static_cast<char>(value >> 8 * width);
+                bytes.push_back(static_cast<char>(value >> 8 * width));
         };
         auto real = [&add](double value) { add(std::bit_cast<uint64_t>(value), 8); };
         add(12345678901, 8);
@@ -48,82 +41,55 @@ struct asynchronous : testing::Test {
         add(2, 8);
         real(10.5);
         real(11.5);
-        vntmsg_EASYNCMIPPROGRESS_RES response = {};
-        response.messageid = VNTMESSAGEID_EASYNCMIPPROGRESS_RES;
-        message_set_bytearray(&response.progress_p, static_cast<int64_t>(bytes.size()),
-                              bytes.data());
-        bool sent = io->ops.sendmsg(io, &response) == 0;
-        message_unset_array(&response.progress_p);
-        return sent;
-    }
-
-    template <class Response> static bool answer(transport *io, uint32_t id, Response response = {})
-    {
-        response.messageid = id;
-        return io->ops.sendmsg(io, &response) == 0;
+        return worker_double::give(
+            io, vntmsg_EASYNCMIPPROGRESS_RES{nullptr, VNTMESSAGEID_EASYNCMIPPROGRESS_RES, 0,
+                                             chunked<char>{bytes}.a});
     }
 
     void SetUp() override
     {
-        worker.on[VNTMESSAGEID_MIPOPT_REQ] = acknowledge;
-        worker.on[VNTMESSAGEID_GETX_REQ] = acknowledge;
-        worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [this](transport *io, const void *) {
+        auto &on = worker.on;
+        on[VNTMESSAGEID_MIPOPT_REQ] = on[VNTMESSAGEID_GETX_REQ] = acknowledge;
+        on[VNTMESSAGEID_EASYNCMIPPROGRESS_REQ] = progress;
+        on[VNTMESSAGEID_ASYNCTEST_REQ] = [this](transport *io, const void *) {
             int32_t state = paused ? 2 : looks > 0;
             if (!paused && looks > 0) looks--;
-            vntmsg_ASYNCTEST_RES response = {nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state};
-            return io->ops.sendmsg(io, &response) == 0;
+            return worker_double::give(
+                io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state});
         };
-        worker.on[VNTMESSAGEID_ASYNCKILL_REQ] = [this](transport *io, const void *) {
+        look<vntmsg_ASYNCKILL_REQ>(VNTMESSAGEID_ASYNCKILL_REQ, [this](auto &) {
             looks = 1;
             paused = false;
-            return worker_double::plain(io, VNTMESSAGEID_ASYNCKILL_REQ);
-        };
-        worker.on[VNTMESSAGEID_EASYNCLIMITS_REQ] = [this](transport *io, const void *request) {
-            limits = *static_cast<const vntmsg_EASYNCLIMITS_REQ *>(request);
-            if (pausing && limits.dettime == 1) paused = true;
-            return answer<vntmsg_EASYNCLIMITS_RES>(io, VNTMESSAGEID_EASYNCLIMITS_RES);
-        };
-        worker.on[VNTMESSAGEID_EASYNCCONTINUE_REQ] = [this](transport *io, const void *request) {
+        });
+        look<vntmsg_EASYNCLIMITS_REQ>(VNTMESSAGEID_EASYNCLIMITS_REQ, [this](auto &request) {
+            limits = request;
+            if (limits.dettime == 1) paused = true;
+        });
+        on[VNTMESSAGEID_EASYNCCONTINUE_REQ] = [this](transport *io, const void *request) {
             continued = *static_cast<const vntmsg_EASYNCCONTINUE_REQ *>(request);
             // The next interval is over before the next look, while there are looks left.
             paused = continued.walltime < 1 && looks-- > 0;
-            return answer<vntmsg_EASYNCCONTINUE_RES>(io, VNTMESSAGEID_EASYNCCONTINUE_RES);
+            return worker_double::plain(io, VNTMESSAGEID_EASYNCCONTINUE_RES - 1);
         };
-        worker.on[VNTMESSAGEID_EASYNCTERMINATE_REQ] = [this](transport *io, const void *) {
+        on[VNTMESSAGEID_EASYNCTERMINATE_REQ] = [this](transport *io, const void *) {
             paused = false;
             looks = 0;
-            return answer<vntmsg_EASYNCTERMINATE_RES>(io, VNTMESSAGEID_EASYNCTERMINATE_RES);
+            return worker_double::plain(io, VNTMESSAGEID_EASYNCTERMINATE_RES - 1);
         };
-        worker.on[VNTMESSAGEID_EASYNCMIPINJECT_REQ] = [this](transport *io, const void *request) {
-            injected = static_cast<const vntmsg_EASYNCMIPINJECT_REQ *>(request)->objval;
-            return answer<vntmsg_EASYNCMIPINJECT_RES>(io, VNTMESSAGEID_EASYNCMIPINJECT_RES);
-        };
-        worker.on[VNTMESSAGEID_EASYNCMIPPROGRESS_REQ] = [](transport *io, const void *) {
-            return progress(io);
-        };
-        worker.on[VNTMESSAGEID_GETRES] = [this](transport *io, const void *) {
-            if (worker.count(VNTMESSAGEID_GETX_REQ) == 0) {
-                vntmsg_MIPOPT_RES response = {nullptr, VNTMESSAGEID_MIPOPT_RES, answerstatus};
-                return io->ops.sendmsg(io, &response) == 0;
-            }
-            static const double x[] = {1.5, 2.5};
-            vntmsg_GETX_RES response = {};
-            response.messageid = VNTMESSAGEID_GETX_RES;
-            message_set_anyarray(&response.x, 2, TYPE_DOUBLE, x, nullptr);
-            bool sent = io->ops.sendmsg(io, &response) == 0;
-            message_unset_array(&response.x);
-            return sent;
-        };
-        const std::string address = worker.address();
-        const char *argv[] = {address.c_str()};
-        int status;
-        env = vntclient_open(1, argv, &status);
-        ASSERT_EQ(status, 0);
-        lp = VNTLcreateprob(env, &status, "p");
+        look<vntmsg_EASYNCMIPINJECT_REQ>(VNTMESSAGEID_EASYNCMIPINJECT_REQ,
+                                         [this](auto &request) { injected = request.objval; });
+        reply(VNTMESSAGEID_GETRES,
+              vntmsg_MIPOPT_RES{nullptr, VNTMESSAGEID_MIPOPT_RES, VNTERR_ENGINE});
     }
-    void TearDown() override
+    void open()
     {
-        if (env != nullptr) VNTLcloseVANTO(&env);
+        opened::open();
+        lp = problem();
+    }
+    int start()
+    {
+        int rc = vntclient_start(env);
+        return rc == 0 ? VNTLmipopt(env, lp) : rc;
     }
 };
 
@@ -131,6 +97,9 @@ struct asynchronous : testing::Test {
 
 TEST_F(asynchronous, AStartedCallFillsItsOutputsWhenJoined)
 {
+    chunked<double> values{{1.5, 2.5}};
+    reply(VNTMESSAGEID_GETRES, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, 0, values.a});
+    open();
     double x[2] = {0, 0};
     EXPECT_EQ(vntclient_start(env), 0);
     EXPECT_EQ(VNTLgetnumrows(env, lp), 0) << "a count is asked for at once";
@@ -150,22 +119,17 @@ TEST_F(asynchronous, AStartedCallFillsItsOutputsWhenJoined)
     EXPECT_EQ(worker.lastflags, 0) << "the next call is an ordinary one";
 }
 
-TEST_F(asynchronous, AJoinGivesWhatTheCallWouldHaveGiven)
+TEST_F(asynchronous, AJoinGivesTheCallsStatusAndARefusedStartLeavesNothingToJoin)
 {
-    answerstatus = VNTERR_ENGINE;
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    worker.on[VNTMESSAGEID_PRIMOPT_REQ] = [](transport *io, const void *) {
+        return worker_double::refuse(io, VNTMESSAGEID_PRIMOPT_REQ, VNTERR_NO_MEMORY);
+    };
+    open();
+    EXPECT_EQ(start(), 0);
     EXPECT_EQ(vntclient_kill(env), 0);
     EXPECT_EQ(vntclient_join(env), VNTERR_ENGINE);
-}
-
-TEST_F(asynchronous, ARefusedStartLeavesNothingToJoin)
-{
-    worker.on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
-        return worker_double::status(io, VNTMESSAGEID_MIPOPT_REQ, VNTERR_NO_MEMORY);
-    };
     EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_NO_MEMORY);
+    EXPECT_EQ(VNTLprimopt(env, lp), VNTERR_NO_MEMORY);
     EXPECT_EQ(vntclient_join(env), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(vntclient_start(env), 0);
     EXPECT_EQ(VNTLmipopt(env, reinterpret_cast<VNTLPptr>(&lp)), VNTERR_NO_PROBLEM);
@@ -175,12 +139,12 @@ TEST_F(asynchronous, ARefusedStartLeavesNothingToJoin)
 
 TEST_F(asynchronous, ProgressPausesTheSolveForAMoment)
 {
+    open();
     double sol[4] = {};
     vntmipprogress p = {};
     p.sol = sol;
     EXPECT_EQ(vntclient_progress(env, 4, &p), VNTERR_NO_SOLUTION);
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(start(), 0);
     EXPECT_EQ(vntclient_progress(env, 4, &p), 0);
     EXPECT_EQ(p.nodes, 12345678901);
     EXPECT_EQ(p.phase, 1);
@@ -205,11 +169,12 @@ TEST_F(asynchronous, ProgressPausesTheSolveForAMoment)
     EXPECT_TRUE(paused);
     EXPECT_EQ(vntclient_terminate(env), 0);
     EXPECT_EQ(vntclient_progress(env, 0, &p), VNTERR_NO_SOLUTION) << "it has ended";
-    EXPECT_EQ(vntclient_join(env), 0);
+    EXPECT_EQ(vntclient_join(env), VNTERR_ENGINE);
 }
 
-TEST_F(asynchronous, TheTerminateCellEndsASynchronousSolve)
+TEST_F(asynchronous, TheTerminateCellOrCallbackEndsASynchronousSolve)
 {
+    open();
     volatile int cell = 0;
     looks = 1 << 30;
     EXPECT_EQ(VNTLEsetasyncterminate(env, &cell), 0);
@@ -218,16 +183,13 @@ TEST_F(asynchronous, TheTerminateCellEndsASynchronousSolve)
             usleep(1000);
         __atomic_store_n(&cell, 1, __ATOMIC_RELAXED);
     });
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_ENGINE);
     other.join();
     EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
     EXPECT_EQ(VNTLEsetasyncterminate(env, nullptr), 0);
     EXPECT_EQ(VNTLmipopt(env, lp), 0);
     EXPECT_EQ(worker.lastflags, 0) << "nobody watches any more";
-}
 
-TEST_F(asynchronous, TheTerminateCallbackIsAskedWhileASolveRuns)
-{
     looks = 1 << 30;
     int asked = 0;
     auto fifth = [](VNTENVptr e, void *data) {
@@ -236,13 +198,14 @@ TEST_F(asynchronous, TheTerminateCallbackIsAskedWhileASolveRuns)
         return int(++*static_cast<int *>(data) == 5);
     };
     EXPECT_EQ(VNTEsetterminatefunc(env, fifth, &asked), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_ENGINE);
     EXPECT_EQ(asked, 5);
-    EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
+    EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 2u);
 }
 
 TEST_F(asynchronous, ThePauseCallbackSeesAndSteersTheSolve)
 {
+    open();
     looks = 2;
     struct seen {
         int calls = 0;
@@ -261,13 +224,13 @@ TEST_F(asynchronous, ThePauseCallbackSeesAndSteersTheSolve)
         return s->verdict;
     };
     EXPECT_EQ(VNTEsetpausecallbackfunc(env, watch, &data), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_ENGINE);
     EXPECT_EQ(data.calls, 3);
     EXPECT_EQ(injected, -4);
     EXPECT_EQ(limits.dettime, 0) << "the limits are as before";
     looks = 100;
     data = {0, 13, 0};
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_ENGINE);
     EXPECT_EQ(data.calls, 1);
     EXPECT_EQ(worker.count(VNTMESSAGEID_EASYNCTERMINATE_REQ), 1u);
     vntmipprogress p = {};
@@ -277,9 +240,9 @@ TEST_F(asynchronous, ThePauseCallbackSeesAndSteersTheSolve)
 
 TEST_F(asynchronous, ClosingEndsACallThatNobodyJoined)
 {
+    open();
     looks = 1 << 30;
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(start(), 0);
     EXPECT_EQ(VNTLcloseVANTO(&env), 0);
     worker.end();
     EXPECT_EQ(worker.count(VNTMESSAGEID_ASYNCKILL_REQ), 1u);
@@ -292,9 +255,9 @@ TEST_F(asynchronous, ClosingDoesNotWaitForACallThatNothingEnds)
     worker.on[VNTMESSAGEID_ASYNCKILL_REQ] = [](transport *io, const void *) {
         return worker_double::plain(io, VNTMESSAGEID_ASYNCKILL_REQ);
     };
+    open();
     looks = 1 << 30;
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(start(), 0);
     EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST);
     EXPECT_EQ(env, nullptr);
 }

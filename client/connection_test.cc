@@ -6,57 +6,9 @@
 
 namespace {
 
-VNTENVptr open_at(const std::string &address, int *status)
-{
-    const char *argv[] = {address.c_str()};
-    return vntclient_open(1, argv, status);
-}
-
-// An environment in a worker double.  A test sets `worker.on` and then opens.
-struct opened : testing::Test {
-    worker_double worker;
-    VNTENVptr env = nullptr;
-
-    void open()
-    {
-        int status = -1;
-        env = open_at(worker.address(), &status);
-        ASSERT_EQ(status, 0) << vntclient_errortext();
-        ASSERT_NE(env, nullptr);
-    }
-    VNTLPptr problem()
-    {
-        int status = -1;
-        VNTLPptr lp = VNTLcreateprob(env, &status, "p");
-        EXPECT_EQ(status, 0);
-        return lp;
-    }
-    void TearDown() override
-    {
-        if (env != nullptr) VNTLcloseVANTO(&env);
-    }
-};
-
 bool says(const std::string &word)
 {
     return std::string(vntclient_errortext()).find(word) != std::string::npos;
-}
-
-bool channel(transport *io, int32_t number, const char *text)
-{
-    vntmsg_CHANNEL m = {nullptr, VNTMESSAGEID_CHANNEL, number, {}};
-    if (text != nullptr)
-        m.message = {1, static_cast<uint32_t>(strlen(text) + 1), const_cast<char *>(text), 0};
-    return io->ops.sendmsg(io, &m) == 0;
-}
-
-bool info(transport *io, int32_t tag, uint32_t type, int64_t count, const void *data)
-{
-    vntmsg_INFO m = {nullptr, VNTMESSAGEID_INFO, 0, tag, {}};
-    EXPECT_EQ(message_set_anyarray(&m.data, count, type, data, nullptr), 0);
-    bool sent = io->ops.sendmsg(io, &m) == 0;
-    message_unset_array(&m.data);
-    return sent;
 }
 
 } // namespace
@@ -83,58 +35,48 @@ TEST_F(opened, AnEnvironmentIsOpenedUsedAndClosed)
                                      VNTMESSAGEID_TERMINATE}));
 }
 
-TEST(Open, SaysWhyThereIsNoEnvironment)
+TEST_F(opened, AFailedOpenSaysWhy)
 {
-    int status = 0;
-    int port;
-    {
-        scripted_server gone({});
-        port = gone.port;
-    }
-    EXPECT_EQ(open_at("-address=127.0.0.1:" + std::to_string(port), &status), nullptr);
-    EXPECT_EQ(status, VNTERR_REMOTE);
-    EXPECT_TRUE(says("127.0.0.1:" + std::to_string(port)) && says("refused"));
-
-    EXPECT_EQ(open_at("-adress=here", &status), nullptr);
-    EXPECT_EQ(status, VNTERR_BAD_ARGUMENT);
-
+    auto refused = [](const std::string &address, const std::string &reason) {
+        int status = 0;
+        EXPECT_EQ(open_at(address, &status), nullptr);
+        EXPECT_TRUE(says(reason)) << vntclient_errortext();
+        return status;
+    };
+    scripted_server gone({});
+    gone.end();
+    EXPECT_EQ(refused(gone.address(), "127.0.0.1:" + std::to_string(gone.port)), VNTERR_REMOTE);
+    EXPECT_TRUE(says("refused"));
+    EXPECT_EQ(refused("-adress=here", "arguments are wrong"), VNTERR_BAD_ARGUMENT);
     scripted_server full({[](int fd) { send(fd, "\0\1", 2, MSG_NOSIGNAL); }});
-    EXPECT_EQ(open_at(full.address(), &status), nullptr);
-    EXPECT_EQ(status, VNTERR_REMOTE);
-    EXPECT_TRUE(says("cannot make a worker"));
+    EXPECT_EQ(refused(full.address(), "cannot make a worker"), VNTERR_REMOTE);
+    scripted_server mute({[](int) {}});
+    EXPECT_EQ(refused(mute.address(), ""), VNTERR_FILE_IO);
 
-    scripted_server other({[](int) {}});
-    EXPECT_EQ(open_at(other.address(), &status), nullptr);
-    EXPECT_EQ(status, VNTERR_FILE_IO);
+    // A solver that does not open: its worker is ended.
+    reply(VNTMESSAGEID_OPENVANTO_REQ,
+          vntmsg_OPENVANTO_RES{nullptr, VNTMESSAGEID_OPENVANTO_RES, 32201, {}});
+    EXPECT_EQ(refused(worker.address(), ""), 32201);
+    worker.end();
+    EXPECT_EQ(worker.seen().back(), VNTMESSAGEID_TERMINATE);
+
     setenv("TESK_VANTO_TCPIP_PORT", "1", 1);
+    int status = 0;
     EXPECT_EQ(VNTLopenVANTO(&status), nullptr);
     EXPECT_EQ(status, VNTERR_REMOTE);
     EXPECT_TRUE(says("127.0.0.1:1:"));
     unsetenv("TESK_VANTO_TCPIP_PORT");
 }
 
-TEST_F(opened, ASolverThatDoesNotOpenIsReportedAndItsWorkerEnded)
-{
-    worker.on[VNTMESSAGEID_OPENVANTO_REQ] = [](transport *io, const void *) {
-        vntmsg_OPENVANTO_RES response = {nullptr, VNTMESSAGEID_OPENVANTO_RES, 32201, {}};
-        return io->ops.sendmsg(io, &response) == 0;
-    };
-    int status = 0;
-    EXPECT_EQ(open_at(worker.address(), &status), nullptr);
-    EXPECT_EQ(status, 32201);
-    worker.end();
-    EXPECT_EQ(worker.seen().back(), VNTMESSAGEID_TERMINATE);
-}
-
 TEST_F(opened, ARefusalGivesItsStatusAndTheNextCallGoesOn)
 {
     worker.on[VNTMESSAGEID_LPOPT_REQ] = [](transport *io, const void *) {
-        return worker_double::status(io, VNTMESSAGEID_LPOPT_REQ, VNTERR_UNKNOWN_CALL);
+        return worker_double::refuse(io, VNTMESSAGEID_LPOPT_REQ, VNTERR_UNKNOWN_CALL);
     };
     worker.on[VNTMESSAGEID_PRIMOPT_REQ] = [](transport *io, const void *) {
-        vntmsg_UNKNOWN unknown = {nullptr, VNTMESSAGEID_UNKNOWN, VNTMESSAGEID_PRIMOPT_REQ};
-        return worker_double::status(io, VNTMESSAGEID_PRIMOPT_REQ, -1) &&
-               io->ops.sendmsg(io, &unknown) == 0;
+        return worker_double::refuse(io, VNTMESSAGEID_PRIMOPT_REQ, -1) &&
+               worker_double::give(
+                   io, vntmsg_UNKNOWN{nullptr, VNTMESSAGEID_UNKNOWN, VNTMESSAGEID_PRIMOPT_REQ});
     };
     open();
     VNTLPptr lp = problem();
@@ -152,15 +94,20 @@ TEST_F(opened, ObjectsOfOthersNeverReachTheWorker)
     VNTLPptr lp = problem(), foreign = VNTLcreateprob(other, &status, "q"), freed = problem();
     VNTLPptr stale = freed;
     EXPECT_EQ(VNTLfreeprob(env, &freed), 0);
+    EXPECT_EQ(VNTLfreeprob(env, nullptr), VNTERR_NULL_POINTER);
     size_t before = worker.seen().size();
     for (VNTLPptr wrong :
          {foreign, stale, reinterpret_cast<VNTLPptr>(env), reinterpret_cast<VNTLPptr>(&lp)}) {
         EXPECT_EQ(VNTLlpopt(env, wrong), VNTERR_NO_PROBLEM);
         EXPECT_EQ(VNTLgetnumrows(env, wrong), 0);
+        EXPECT_EQ(VNTLgetstat(env, wrong), VNT_STAT_NONE);
+        EXPECT_EQ(VNTLcloneprob(env, wrong, &status), nullptr);
+        EXPECT_EQ(status, VNTERR_NO_PROBLEM);
     }
     for (VNTENVptr wrong : {VNTENVptr(nullptr), reinterpret_cast<VNTENVptr>(lp),
                             reinterpret_cast<VNTENVptr>(&other)}) {
         EXPECT_EQ(VNTLlpopt(wrong, lp), VNTERR_NO_ENVIRONMENT);
+        EXPECT_EQ(VNTLgetprobtype(wrong, lp), -1);
         EXPECT_EQ(vntclient_kill(wrong), VNTERR_NO_ENVIRONMENT);
     }
     EXPECT_EQ(worker.seen().size(), before);
@@ -180,8 +127,7 @@ TEST_P(broken, TheConnectionIsLostAtOnceAndForGood)
     double x[2];
     EXPECT_EQ(VNTLgetx(env, lp, x, 0, 1), VNTERR_CONNECTION_LOST);
     EXPECT_STRNE(vntclient_errortext(), "");
-    for (int i = 0; i < 3; i++)
-        EXPECT_EQ(VNTLgetx(env, lp, x, 0, 1), VNTERR_CONNECTION_LOST);
+    EXPECT_EQ(VNTLgetx(env, lp, x, 0, 1), VNTERR_CONNECTION_LOST);
     EXPECT_EQ(VNTLgetnumrows(env, lp), 0);
     int status = 0;
     EXPECT_EQ(VNTLcreateprob(env, &status, "q"), nullptr);
@@ -194,31 +140,32 @@ TEST_P(broken, TheConnectionIsLostAtOnceAndForGood)
     EXPECT_EQ(env, nullptr) << "closed all the same";
 }
 
-static bool rawbytes(transport *io, std::string what)
+// Sends the bytes in an answer's place, and goes away or stays.
+static worker_double::answer bytes(std::string what, bool stays)
 {
-    return write(io->outfd, what.data(), what.size()) == ssize_t(what.size());
+    return [=](transport *io, const void *) {
+        return write(io->outfd, what.data(), what.size()) == ssize_t(what.size()) && stays;
+    };
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Connection, broken,
-    testing::Values([](transport *, const void *) { return false; }, // goes away
-                    [](transport *io, const void *) {
-                        return rawbytes(io, {0, 0, 4}), false;
-                    },                                // in an id
-                    [](transport *io, const void *) { // in a field
-                        return rawbytes(io, {0, 0, 4, 0x7b, 0, 0, 0, 0, 0, 0}), false;
-                    },
-                    [](transport *io, const void *) {
-                        return rawbytes(io, {0, 0, 0x70, 0});
-                    },                                // no such id
-                    [](transport *io, const void *) { // another's
-                        return worker_double::plain(io, VNTMESSAGEID_LPOPT_REQ);
-                    },
-                    [](transport *io, const void *) { // resets
-                        linger reset = {1, 0};
-                        setsockopt(io->outfd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-                        return false;
-                    }));
+static bool reset(transport *io, const void *)
+{
+    linger none = {1, 0};
+    setsockopt(io->outfd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    return false;
+}
+
+static bool answer_to_another(transport *io, const void *)
+{
+    return worker_double::plain(io, VNTMESSAGEID_LPOPT_REQ);
+}
+
+INSTANTIATE_TEST_SUITE_P(Connection, broken,
+                         testing::Values(bytes("", false),                    // goes away
+                                         bytes({0, 0, 4}, false),             // in an id
+                                         bytes({0, 0, 4, 0x7b, 0, 0}, false), // in a field
+                                         bytes({0, 0, 0x70, 0}, true),        // no such id
+                                         answer_to_another, reset));
 
 TEST_F(opened, AWorkerThatWentAwayMeanwhileRaisesNoSignal)
 {
@@ -249,12 +196,13 @@ TEST_F(opened, ASilentWorkerIsGivenUpAfterTheTimeout)
 
 TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
 {
-    static const int32_t numbers[] = {7, 8};
-    static const double real = 0.5;
-    worker.on[VNTMESSAGEID_LPOPT_REQ] = [](transport *io, const void *) {
-        return channel(io, 3, "one\n") && info(io, 42, TYPE_INT, 2, numbers) &&
-               channel(io, 0, "two\n") && info(io, 43, TYPE_DOUBLE, 1, &real) &&
-               channel(io, 2, nullptr) && info(io, 44, TYPE_BYTE, 0, nullptr) &&
+    auto info = [](transport *io, int32_t tag, const message_array &data) {
+        return worker_double::give(io, vntmsg_INFO{nullptr, VNTMESSAGEID_INFO, 0, tag, data});
+    };
+    worker.on[VNTMESSAGEID_LPOPT_REQ] = [info](transport *io, const void *) {
+        return worker_double::say(io, 3, "one\n") && info(io, 42, chunked<int>{{7, 8}}.a) &&
+               worker_double::say(io, 0, "two\n") && info(io, 43, chunked<double>{{0.5}}.a) &&
+               worker_double::say(io, 2, nullptr) && info(io, 44, chunked<char>{}.a) &&
                worker_double::plain(io, VNTMESSAGEID_LPOPT_REQ);
     };
     open();
@@ -301,19 +249,15 @@ TEST_F(opened, AUserFunctionGetsItsBytesAndGivesItsOwn)
 {
     std::string input;
     int64_t maxout = -1;
+    chunked<char> six{{'o', 'u', 't', 'p', 'u', 't'}};
     worker.on[VNTMESSAGEID_USERFUNCTION_REQ] = [&](transport *io, const void *message) {
         auto *request = static_cast<const vntmsg_USERFUNCTION_REQ *>(message);
-        if (request->input.nchunks > 0)
-            input.assign(static_cast<char *>(request->input.chunks->data),
-                         request->input.chunks->count);
+        std::vector<char> given = elements<char>(request->input);
+        input.assign(given.begin(), given.end());
         maxout = request->maxout;
-        vntmsg_USERFUNCTION_RES response = {};
-        response.messageid = VNTMESSAGEID_USERFUNCTION_RES;
-        response.status = request->id;
-        message_set_bytearray(&response.output, 6, "output");
-        bool sent = io->ops.sendmsg(io, &response) == 0;
-        message_unset_array(&response.output);
-        return sent;
+        return worker_double::give(
+            io,
+            vntmsg_USERFUNCTION_RES{nullptr, VNTMESSAGEID_USERFUNCTION_RES, request->id, six.a});
     };
     open();
     char output[8] = "";

@@ -6,34 +6,21 @@
 
 namespace {
 
-struct detached : testing::Test {
-    worker_double worker{3};
-    VNTENVptr env = nullptr;
+struct detached : opened {
     std::string heard;
 
     void SetUp() override
     {
         worker.on[VNTMESSAGEID_RECONNECT_REQ] = [](transport *io, const void *) {
-            char text[] = "said meanwhile";
-            vntmsg_CHANNEL m = {nullptr, VNTMESSAGEID_CHANNEL, 3, {1, sizeof text, text, 0}};
-            return io->ops.sendmsg(io, &m) == 0 &&
+            return worker_double::say(io, 3, "said meanwhile") &&
                    worker_double::plain(io, VNTMESSAGEID_RECONNECT_REQ);
         };
-        open(worker, &env);
+        open();
     }
     void TearDown() override
     {
         vntclient_defaulthandlers(nullptr, nullptr, nullptr, nullptr);
-        if (env != nullptr) VNTLcloseVANTO(&env);
-    }
-
-    static void open(worker_double &w, VNTENVptr *env)
-    {
-        const std::string address = w.address();
-        const char *argv[] = {address.c_str()};
-        int status;
-        *env = vntclient_open(1, argv, &status);
-        ASSERT_EQ(status, 0);
+        opened::TearDown();
     }
     static void hear(VNTENVptr, int, const char *text, void *data)
     {
@@ -149,20 +136,23 @@ TEST_F(detached, RecordsThatAreNoneAreRefused)
         EXPECT_EQ(e, nullptr);
         return rc;
     };
-    std::string wrong = good;
-    wrong[0] = 'v';
-    EXPECT_EQ(refused(wrong), VNTERR_FILE_FORMAT);
-    wrong = good;
-    wrong[4] = 2; // of another version
-    EXPECT_EQ(refused(wrong), VNTERR_FILE_FORMAT);
-    wrong = good;
-    wrong[184] = 1; // an object more than there is
-    EXPECT_EQ(refused(wrong), VNTERR_FILE_FORMAT);
+    struct {
+        size_t at;
+        char byte;
+        int status;
+    } spoils[] = {
+        {0, 'v', VNTERR_FILE_FORMAT},
+        {4, 2, VNTERR_FILE_FORMAT},             // of another version
+        {184, 1, VNTERR_FILE_FORMAT},           // an object more than there is
+        {16 + 152 + 1, 1, VNTERR_BAD_ARGUMENT}, // an address of more than 256 bytes
+    };
+    for (auto [at, byte, status] : spoils) {
+        std::string wrong = good;
+        wrong[at] = byte;
+        EXPECT_EQ(refused(wrong), status) << at;
+    }
     EXPECT_EQ(refused(good.substr(0, good.size() - 1)), VNTERR_FILE_FORMAT);
     EXPECT_EQ(refused(""), VNTERR_FILE_FORMAT);
-    wrong = good;
-    wrong[16 + 152 + 1] = 1; // an address of more than 256 bytes
-    EXPECT_EQ(refused(wrong), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(vntclient_attach(nullptr, 0, &env), VNTERR_NULL_POINTER);
     EXPECT_EQ(vntclient_reconnect(good.data(), nullptr), VNTERR_NULL_POINTER);
 }
@@ -179,8 +169,8 @@ TEST(Detach, AWorkerThatIsGoneIsToldFromOneThatCannotBeReachedNow)
     // The first connection opens an environment and leaves it; the server refuses the next ones.
     worker_double worker;
     worker.then = {greeting("\0\4", 2), greeting("\0\5", 2)};
-    VNTENVptr env = nullptr, back = nullptr;
-    detached::open(worker, &env);
+    int status = 0;
+    VNTENVptr env = opened::open_at(worker.address(), &status), back = nullptr;
     char info[VNTCLIENT_INFO_LENGTH];
     ASSERT_EQ(vntclient_disconnect(env, info), 0);
     EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_REMOTE) << "somebody else has it";

@@ -1,16 +1,13 @@
 #include "client/connection.h"
 #include "client/worker_double.h"
 
-#include <gtest/gtest.h>
-#include <memory>
-#include <string>
-
 namespace {
 
 constexpr int MEMBERS = 3;
 
 struct grouped : testing::Test {
-    std::unique_ptr<worker_double> workers[MEMBERS];
+    std::atomic<int> running[MEMBERS] = {1 << 30, 20, 1 << 30}; // looks at which a call still runs
+    worker_double workers[MEMBERS];
     VNTENVptr envs[MEMBERS] = {};
     VNTCLIENTGROUPptr group = nullptr;
     int statuses[MEMBERS] = {};
@@ -19,24 +16,18 @@ struct grouped : testing::Test {
 
     void SetUp() override
     {
-        for (int i = 0; i < MEMBERS; i++) {
-            workers[i] = std::make_unique<worker_double>();
-            workers[i]->on[VNTMESSAGEID_LPOPT_REQ] = [this, i](transport *io, const void *m) {
+        for (int i = 0; i < MEMBERS; i++)
+            workers[i].on[VNTMESSAGEID_LPOPT_REQ] = [this, i](transport *io, const void *m) {
                 std::lock_guard hold(lock);
                 auto *request = static_cast<const vntmsg_LPOPT_REQ *>(m);
                 named[i].push_back(client_takehandle(&request->lp));
                 return worker_double::plain(io, VNTMESSAGEID_LPOPT_REQ);
             };
-        }
     }
     void open()
     {
-        for (int i = 0; i < MEMBERS; i++) {
-            const std::string address = workers[i]->address();
-            const char *argv[] = {address.c_str()};
-            envs[i] = vntclient_open(1, argv, &statuses[i]);
-            ASSERT_EQ(statuses[i], 0);
-        }
+        for (int i = 0; i < MEMBERS; i++)
+            envs[i] = opened::open_at(workers[i].address(), &statuses[i]);
         int status = -1;
         group = vntclient_group_create(MEMBERS, envs, &status);
         ASSERT_EQ(status, 0) << vntclient_errortext();
@@ -64,55 +55,47 @@ struct grouped : testing::Test {
     }
 };
 
+using objects = std::vector<uint64_t>;
+
 } // namespace
 
-TEST_F(grouped, OneCallReachesAllMembers)
+TEST_F(grouped, OneCallReachesAllMembersAboutTheirOwnProblem)
 {
+    workers[1].nextlp = 0x5500; // the others begin with 0x9900
     open();
     VNTLPptr lp = problem();
     EXPECT_EQ(solve(lp), 0);
     EXPECT_EQ(VNTLlpopt(envs[0], lp), 0) << "this one is the leader's alone";
-    for (int i = 0; i < MEMBERS; i++) {
+    for (int i = 0; i < MEMBERS; i++)
         EXPECT_EQ(statuses[i], 0);
-        EXPECT_EQ(named[i].size(), i == 0 ? 2u : 1u);
-        EXPECT_EQ(named[i][0], 0x9900u);
-        VNTLPptr own = vntclient_group_problem(group, lp, i);
-        EXPECT_EQ(VNTLlpopt(envs[i], own), 0);
-    }
+    EXPECT_EQ(named[0], (objects{0x9900, 0x9900}));
+    EXPECT_EQ(named[1], objects{0x5500});
+    EXPECT_EQ(named[2], objects{0x9900});
+    VNTLPptr alone = VNTLcreateprob(envs[0], nullptr, "q");
+    EXPECT_EQ(solve(alone), 0);
+    EXPECT_EQ(statuses[1], VNTERR_NO_PROBLEM);
+    EXPECT_EQ(named[0].back(), 0x9901u);
+    EXPECT_EQ(named[2].size(), 1u) << "where no such problem is, nothing is asked";
+
     EXPECT_EQ(vntclient_group_problem(group, lp, 0), lp);
     EXPECT_EQ(vntclient_group_problem(group, lp, MEMBERS), nullptr);
     VNTLPptr second = vntclient_group_problem(group, lp, 1);
+    EXPECT_EQ(VNTLlpopt(envs[1], second), 0);
+    EXPECT_EQ(named[1], (objects{0x5500, 0x5500}));
     EXPECT_EQ(vntclient_group_call(group), 0);
     EXPECT_EQ(VNTLfreeprob(envs[0], &lp), 0);
     EXPECT_EQ(VNTLlpopt(envs[1], second), VNTERR_NO_PROBLEM) << "freed everywhere";
 }
 
-TEST_F(grouped, MembersThatKnowTheProblemByOtherValuesGetTheirOwn)
-{
-    workers[1]->nextlp = 0x5500;
-    open();
-    VNTLPptr lp = problem();
-    EXPECT_EQ(solve(lp), 0);
-    EXPECT_EQ(named[0], std::vector<uint64_t>{0x9900});
-    EXPECT_EQ(named[1], std::vector<uint64_t>{0x5500});
-    EXPECT_EQ(named[2], std::vector<uint64_t>{0x9900});
-    VNTLPptr alone = VNTLcreateprob(envs[0], nullptr, "q");
-    EXPECT_EQ(solve(alone), 0);
-    EXPECT_EQ(statuses[1], VNTERR_NO_PROBLEM);
-    EXPECT_EQ(named[0].size(), 2u);
-    EXPECT_EQ(named[2].size(), 1u);
-}
-
 TEST_F(grouped, EachMemberAnswersForItself)
 {
-    workers[1]->on[VNTMESSAGEID_LPOPT_REQ] = [](transport *io, const void *) {
-        char text[] = "on my way";
-        vntmsg_CHANNEL m = {nullptr, VNTMESSAGEID_CHANNEL, 3, {1, sizeof text, text, 0}};
-        vntmsg_LPOPT_RES response = {nullptr, VNTMESSAGEID_LPOPT_RES, VNTERR_ENGINE};
-        return io->ops.sendmsg(io, &m) == 0 && io->ops.sendmsg(io, &response) == 0;
+    workers[1].on[VNTMESSAGEID_LPOPT_REQ] = [](transport *io, const void *) {
+        return worker_double::say(io, 3, "on my way") &&
+               worker_double::give(
+                   io, vntmsg_LPOPT_RES{nullptr, VNTMESSAGEID_LPOPT_RES, VNTERR_ENGINE});
     };
-    workers[2]->on[VNTMESSAGEID_LPOPT_REQ] = [](transport *io, const void *) {
-        return worker_double::status(io, VNTMESSAGEID_LPOPT_REQ, VNTERR_UNKNOWN_CALL);
+    workers[2].on[VNTMESSAGEID_LPOPT_REQ] = [](transport *io, const void *) {
+        return worker_double::refuse(io, VNTMESSAGEID_LPOPT_REQ, VNTERR_UNKNOWN_CALL);
     };
     open();
     VNTLPptr lp = problem();
@@ -134,17 +117,15 @@ TEST_F(grouped, EachMemberAnswersForItself)
 
 TEST_F(grouped, AMemberThatIsLostLeavesTheOthersAtWork)
 {
-    workers[1]->on[VNTMESSAGEID_LPOPT_REQ] = [](transport *, const void *) { return false; };
+    workers[1].on[VNTMESSAGEID_LPOPT_REQ] = [](transport *, const void *) { return false; };
     open();
-    VNTLPptr lp = problem();
-    VNTLPptr own = vntclient_group_problem(group, lp, 1);
-    EXPECT_EQ(solve(lp), 0);
-    EXPECT_EQ(statuses[1], VNTERR_CONNECTION_LOST);
-    EXPECT_EQ(statuses[2], 0);
+    VNTLPptr lp = problem(), own = vntclient_group_problem(group, lp, 1);
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(solve(lp), 0);
+        EXPECT_EQ(statuses[1], VNTERR_CONNECTION_LOST);
+        EXPECT_EQ(statuses[2], 0);
+    }
     EXPECT_EQ(VNTLlpopt(envs[1], own), VNTERR_CONNECTION_LOST);
-    EXPECT_EQ(solve(lp), 0);
-    EXPECT_EQ(statuses[1], VNTERR_CONNECTION_LOST);
-    EXPECT_EQ(statuses[2], 0);
     EXPECT_EQ(VNTLcloseVANTO(&envs[0]), 0);
     EXPECT_EQ(vntclient_group_call(group), VNTERR_CONNECTION_LOST) << "without its leader";
 }
@@ -152,40 +133,36 @@ TEST_F(grouped, AMemberThatIsLostLeavesTheOthersAtWork)
 TEST_F(grouped, OnlyOpenEnvironmentsOnceEachMakeAGroup)
 {
     open();
-    int status = 0;
-    VNTENVptr twice[] = {envs[0], envs[0]};
-    EXPECT_EQ(vntclient_group_create(1, envs, &status), nullptr);
-    EXPECT_EQ(status, VNTERR_BAD_ARGUMENT);
+    auto refused = [](std::vector<VNTENVptr> members) {
+        int status = 0;
+        EXPECT_EQ(vntclient_group_create(static_cast<int>(members.size()), members.data(), &status),
+                  nullptr);
+        return status;
+    };
+    EXPECT_EQ(refused({envs[0]}), VNTERR_BAD_ARGUMENT) << "in a group already";
     vntclient_group_destroy(&group);
-    EXPECT_EQ(vntclient_group_create(2, twice, &status), nullptr);
-    EXPECT_EQ(status, VNTERR_BAD_ARGUMENT);
-    EXPECT_EQ(vntclient_group_create(0, envs, &status), nullptr);
-    EXPECT_EQ(status, VNTERR_BAD_ARGUMENT);
-    VNTENVptr none[] = {nullptr};
-    EXPECT_EQ(vntclient_group_create(1, none, &status), nullptr);
-    EXPECT_EQ(status, VNTERR_NO_ENVIRONMENT);
+    EXPECT_EQ(refused({envs[0], envs[0]}), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(refused({}), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(refused({nullptr}), VNTERR_NO_ENVIRONMENT);
+    int status = -1, member = 7;
     group = vntclient_group_create(1, envs, &status);
     EXPECT_EQ(status, 0);
-    int member = 7;
     EXPECT_EQ(vntclient_group_wait(group, -1, &member), 0);
     EXPECT_EQ(member, -1) << "nothing runs";
 }
 
 TEST_F(grouped, TheFirstToEndIsFoundFirst)
 {
-    static std::atomic<int> running[MEMBERS];
-    running[0] = running[2] = 1 << 30;
-    running[1] = 20;
     for (int i = 0; i < MEMBERS; i++) {
-        workers[i]->on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
-            vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, 0, 0, 0};
-            return io->ops.sendmsg(io, &ack) == 0;
+        auto &on = workers[i].on;
+        on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
+            return worker_double::acknowledge(io, VNTMESSAGEID_MIPOPT_REQ);
         };
-        workers[i]->on[VNTMESSAGEID_ASYNCTEST_REQ] = [i](transport *io, const void *) {
-            vntmsg_ASYNCTEST_RES r = {nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, running[i]-- > 0};
-            return io->ops.sendmsg(io, &r) == 0;
+        on[VNTMESSAGEID_ASYNCTEST_REQ] = [this, i](transport *io, const void *) {
+            return worker_double::give(
+                io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, running[i]-- > 0});
         };
-        workers[i]->on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
+        on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
             return worker_double::plain(io, VNTMESSAGEID_MIPOPT_REQ);
         };
     }
@@ -200,7 +177,7 @@ TEST_F(grouped, TheFirstToEndIsFoundFirst)
     EXPECT_EQ(vntclient_group_wait(group, -1, &member), 0);
     EXPECT_EQ(member, 1);
     EXPECT_EQ(vntclient_join(envs[1]), 0);
-    EXPECT_EQ(vntclient_group_wait(group, 5, &member), 0);
+    EXPECT_EQ(vntclient_group_wait(group, 0.2, &member), 0);
     EXPECT_EQ(member, -1) << "the time is over";
     running[0] = running[2] = 0;
 }

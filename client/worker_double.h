@@ -6,6 +6,7 @@
 #include "client/handles.h"
 #include "codec/catalogue.h"
 #include "fdio/transport.h"
+#include "test/arrays.h"
 #include "test/scripted.h"
 
 #include <algorithm>
@@ -29,22 +30,20 @@ class worker_double {
     {
         on[VNTMESSAGEID_OPENVANTO_REQ] = [](transport *io, const void *) {
             char bytes[16];
-            vntmsg_OPENVANTO_RES response = {};
-            response.messageid = VNTMESSAGEID_OPENVANTO_RES;
+            vntmsg_OPENVANTO_RES response = {nullptr, VNTMESSAGEID_OPENVANTO_RES, 0, {}};
             client_puthandle(&response.env, bytes, env);
-            return io->ops.sendmsg(io, &response) == 0;
+            return give(io, response);
         };
         on[VNTMESSAGEID_PROBINFO_REQ] = [](transport *io, const void *message) {
             auto *request = static_cast<const vntmsg_PROBINFO_REQ *>(message);
-            vntmsg_PROBINFO_RES response = {nullptr, VNTMESSAGEID_PROBINFO_RES, 0, request->intarg};
-            return io->ops.sendmsg(io, &response) == 0;
+            return give(
+                io, vntmsg_PROBINFO_RES{nullptr, VNTMESSAGEID_PROBINFO_RES, 0, request->intarg});
         };
         on[VNTMESSAGEID_CREATEPROB_REQ] = [this](transport *io, const void *) {
             char bytes[16];
-            vntmsg_CREATEPROB_RES response = {};
-            response.messageid = VNTMESSAGEID_CREATEPROB_RES;
+            vntmsg_CREATEPROB_RES response = {nullptr, VNTMESSAGEID_CREATEPROB_RES, {}, 0};
             client_puthandle(&response.outlp, bytes, nextlp++);
-            return io->ops.sendmsg(io, &response) == 0;
+            return give(io, response);
         };
     }
 
@@ -69,7 +68,10 @@ class worker_double {
         auto list = seen();
         return static_cast<size_t>(std::count(list.begin(), list.end(), id));
     }
-    void end() { server->end(); }
+    void end()
+    {
+        if (server) server->end();
+    }
 
     std::map<uint32_t, answer> on; // set before it listens
     std::vector<script> then;      // what further connections meet, likewise
@@ -131,9 +133,64 @@ class worker_double {
         memcpy(bytes + sizeof(void *), &layout->id, sizeof layout->id);
         return io->ops.sendmsg(io, bytes) == 0;
     }
-    static bool status(transport *io, uint32_t id, int32_t status)
+    static bool refuse(transport *io, int32_t id, int32_t status)
     {
-        vntmsg_NAK nak = {nullptr, VNTMESSAGEID_NAK, static_cast<int32_t>(id), 0, status};
-        return io->ops.sendmsg(io, &nak) == 0;
+        return give(io, vntmsg_NAK{nullptr, VNTMESSAGEID_NAK, id, 0, status});
+    }
+    static bool acknowledge(transport *io, int32_t id)
+    {
+        return give(io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, id, 0, 0});
+    }
+    // One line of a channel; null is no text at all.
+    static bool say(transport *io, int32_t channel, const char *line)
+    {
+        return give(io, vntmsg_CHANNEL{nullptr, VNTMESSAGEID_CHANNEL, channel, text(line)});
+    }
+    template <class response> static bool give(transport *io, response r)
+    {
+        return io->ops.sendmsg(io, &r) == 0;
+    }
+};
+
+// An environment in a worker double, for tests that say what the worker answers and then open it.
+struct opened : testing::Test {
+    worker_double worker{3};
+    VNTENVptr env = nullptr;
+
+    static VNTENVptr open_at(const std::string &address, int *status)
+    {
+        const char *argv[] = {address.c_str()};
+        return vntclient_open(1, argv, status);
+    }
+    void open()
+    {
+        int status = -1;
+        env = open_at(worker.address(), &status);
+        ASSERT_EQ(status, 0) << vntclient_errortext();
+    }
+    VNTLPptr problem()
+    {
+        int status = -1;
+        VNTLPptr lp = VNTLcreateprob(env, &status, "p");
+        EXPECT_EQ(status, 0);
+        return lp;
+    }
+    // The worker shows each such request before it answers.
+    template <class request> void look(uint32_t id, std::function<void(const request &)> at)
+    {
+        worker.on[id] = [id, at](transport *io, const void *message) {
+            at(*static_cast<const request *>(message));
+            return worker_double::plain(io, id);
+        };
+    }
+    // The worker's answer to every such request; what it points at stays the test's.
+    template <class response> void reply(uint32_t id, response r)
+    {
+        worker.on[id] = [r](transport *io, const void *) { return worker_double::give(io, r); };
+    }
+    void TearDown() override
+    {
+        if (env != nullptr) VNTLcloseVANTO(&env);
+        worker.end(); // before the test takes away what the answers use
     }
 };

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <unistd.h>
@@ -26,6 +27,29 @@ static std::set<std::string> column(const std::string &text, int number)
     return all;
 }
 
+// The names that a library exports.
+static std::set<std::string> exported(const std::string &name)
+{
+    process_result nm = run({"nm", "-D", "--defined-only", library(name)});
+    EXPECT_EQ(nm.status, 0) << nm.err;
+    return column(nm.out, 2);
+}
+
+// The functions that a header declares: names of that kind before a parenthesis, outside of
+// comments.
+static std::set<std::string> declared(const std::string &header, const std::string &kind)
+{
+    std::ifstream file(VNT_SOURCE_DIR "/include/" + header);
+    std::regex call("\\b(" + kind + "\\w+)\\(");
+    std::set<std::string> all;
+    for (std::string line; std::getline(file, line);) {
+        line = line.substr(0, line.find("//"));
+        for (std::sregex_iterator i(line.begin(), line.end(), call), end; i != end; i++)
+            all.insert((*i)[1]);
+    }
+    return all;
+}
+
 TEST(Library, ExportsItsEntryPointsAlone)
 {
     std::set<std::string> expected = {"VNTWORKERtcpip", "tcpiptransport_getfactory"};
@@ -35,9 +59,12 @@ TEST(Library, ExportsItsEntryPointsAlone)
         expected.insert(prefix + "setuserfunction");
         expected.insert(prefix + "getuserfunction");
     }
-    process_result nm = run({"nm", "-D", "--defined-only", library("libvntremote.so")});
-    ASSERT_EQ(nm.status, 0) << nm.err;
-    EXPECT_EQ(column(nm.out, 2), expected);
+    EXPECT_EQ(exported("libvntremote.so"), expected);
+
+    expected = declared("vanto.h", "VNT[LE]");
+    EXPECT_EQ(expected.size(), 441u);
+    expected.merge(declared("vanto_client.h", "vntclient_"));
+    EXPECT_EQ(exported("libvantoclient.so"), expected);
 }
 
 TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
