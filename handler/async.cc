@@ -3,7 +3,9 @@
 #include "handler/solver.h"
 #include "worker/log.h"
 
+#include <cerrno>
 #include <cmath>
+#include <poll.h>
 #include <unistd.h>
 
 async_record globalasync = {
@@ -187,6 +189,40 @@ static void block_listener(void)
     pthread_mutex_unlock(&globalasync.lock);
 }
 
+// The caller's absence.
+
+static int awayfd = -1; // in polling mode, where the word to go on will come from
+
+static void await_word(int controlfd)
+{
+    char word[4];
+    size_t got = 0;
+    while (got < sizeof word) {
+        const ssize_t n = TEMP_FAILURE_RETRY(read(controlfd, word + got, sizeof word - got));
+        if (n < 0) log_syscall("read");
+        if (n <= 0) return;
+        got += static_cast<size_t>(n);
+    }
+}
+
+void async_away(int controlfd)
+{
+    if (mode_get() == ASYNC_POLLING)
+        awayfd = controlfd;
+    else
+        await_word(controlfd);
+}
+
+static bool is_away(void)
+{
+    if (awayfd < 0) return false;
+    pollfd control = {awayfd, POLLIN, 0};
+    if (poll(&control, 1, 0) <= 0) return true;
+    await_word(awayfd);
+    awayfd = -1;
+    return false;
+}
+
 // Polling mode.
 
 int async_poll(transport *t)
@@ -194,6 +230,7 @@ int async_poll(transport *t)
     const int32_t mode = mode_get();
     if (mode != ASYNC_POLLING && mode != ASYNC_POLLING_STOPPED)
         log_fatal("async_poll() called in wrong mode [%d]!\n", mode);
+    if (is_away()) return 0;
     int pending = 0;
     int rc = t->ops.checkinput(t, &pending);
     if (rc != 0) log_fatal("checkinput() gave %d\n", rc);

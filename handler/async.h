@@ -64,6 +64,12 @@ int async_poll(transport *t);
 // in polling.
 int async_stop(void);
 
+// The caller has left: nothing is served until four bytes from the server arrive at `controlfd`,
+// when a caller is back or the server stops, and the next receive will fail.  A call that is under
+// way goes on.  Returns when the bytes are here; in polling mode, on the solver's own thread, at
+// once.
+void async_away(int controlfd);
+
 // Hand one value from the call to the code that fetches the result; taking it clears it.
 void async_setresult(int64_t value);
 int64_t async_getresult(void);

@@ -2,6 +2,7 @@
 
 #include "handler/async.h"
 #include "handler/timelimit.h"
+#include "test/process.h"
 
 #include <climits>
 #include <cmath>
@@ -204,6 +205,8 @@ TEST_P(Async, SurvivesADisconnect)
     w.parked();
     const int32_t value = 8;
     VNTsendinfoint(double_env, 1, 1, &value);
+    const uint64_t before = solver.progress;
+    EXPECT_TRUE(eventually([&] { return solver.progress > before + 10; })) << "it goes on";
     w.release(4711);
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "INFO 0 1 [8]");
     EXPECT_EQ(w.hear(), "RECONNECT_RES");

@@ -84,8 +84,7 @@ int vnthandler_VNTMESSAGEID_CLOSEVANTO_REQ_run(handler_frame *frame)
     return frame_respond(frame, &response);
 }
 
-// The asynchronous call goes on meanwhile, where there is one; what it wants to tell is queued.
-// Returns when a client is back, or when the server stops and the next receive will fail.
+// What is to be told meanwhile is queued.
 static void vnthandler_disconnect(void)
 {
     if (workerchild == nullptr) return;
@@ -95,15 +94,7 @@ static void vnthandler_disconnect(void)
         log_syscall("write");
         return;
     }
-    char released[sizeof id];
-    size_t got = 0;
-    while (got < sizeof released) {
-        const ssize_t n =
-            TEMP_FAILURE_RETRY(read(workerchild->controlfd, released + got, sizeof released - got));
-        if (n < 0) log_syscall("read");
-        if (n <= 0) return;
-        got += static_cast<size_t>(n);
-    }
+    async_away(workerchild->controlfd);
 }
 
 int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
