@@ -1,11 +1,17 @@
 #include "solver/calls.h"
 
+#include <cctype>
 #include <cmath>
 #include <exception>
 
+// What is quoted from a file must not steer the terminal that shows it.
 void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept
 try {
-    if (env != nullptr) env->say(CHANNEL_ERROR, printed("%s: %s\n", call, text.c_str()));
+    if (env == nullptr) return;
+    std::string line = printed("%s: %s", call, text.c_str());
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char c) { return iscntrl(c) != 0; }, '?');
+    env->say(CHANNEL_ERROR, line + "\n");
 } catch (...) {
     // Without memory for the text the status has to do.
 }

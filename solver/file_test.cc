@@ -189,6 +189,7 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
     } cases[] = {
         {"mps", "", VNTERR_FILE_FORMAT, "without ENDATA"},
         {"mps", "hello\n", VNTERR_FILE_FORMAT, "line 1"},
+        {"mps", "\x1b[2J\n", VNTERR_FILE_FORMAT, "?[2J"}, // nothing for a terminal to obey
         {"mps", "ROWS\n X r\nENDATA\n", VNTERR_FILE_FORMAT, "line 2"},
         {"mps", "ROWS\n L r\n L r\nENDATA\n", VNTERR_FILE_FORMAT, "line 3"},
         {"mps", rows + " y q 1\nENDATA\n", VNTERR_FILE_FORMAT, "no row \"q\""},
