@@ -10,6 +10,8 @@
 #include "worker/spawn.h"
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
 #include <netdb.h>
 #include <unistd.h>
@@ -50,13 +52,21 @@ void acceptor_announce(const server *s)
         log_line(LOG_INFO, "Server started on %s\n", name);
 }
 
+// A port that is none would be taken for the one that its last 16 bits make.
+static bool isport(const char *text)
+{
+    return strtoul(text, nullptr, 10) <= UINT16_MAX;
+}
+
 int acceptor_open(server *s)
 {
     struct addrinfo hints = {}, *found = nullptr;
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG | AI_NUMERICSERV;
-    int code = getaddrinfo(s->options.host, s->options.port, &hints, &found);
+    int code = EAI_SERVICE;
+    if (isport(s->options.port))
+        code = getaddrinfo(s->options.host, s->options.port, &hints, &found);
     if (code != 0) {
         int saved = errno;
         log_line(LOG_ERROR, "getaddrinfo: %d/%s\n", code, gai_strerror(code));
