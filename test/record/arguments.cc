@@ -1,5 +1,6 @@
 #include "test/record/arguments.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
@@ -25,6 +26,12 @@ size_t element_size(const std::string &type)
 {
     if (type == "int") return sizeof(int);
     return type == "char" || type == "str" ? 1 : 8;
+}
+
+const solver_call &row_of(const listed_function &f)
+{
+    return *std::find_if(solvercalls, solvercalls + SOLVERCALL_COUNT,
+                         [&](const solver_call &call) { return f.function == call.function; });
 }
 
 void arguments::build()

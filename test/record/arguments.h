@@ -25,6 +25,9 @@ struct guarded {
 
 size_t element_size(const std::string &type);
 
+// The call in the table that carries it.
+const solver_call &row_of(const listed_function &f);
+
 // A test says which values the arguments have, and then has them built.
 struct arguments {
     const listed_function &f;

@@ -225,13 +225,6 @@ std::vector<std::string> models(void)
     return names;
 }
 
-int row_of(const listed_function &f)
-{
-    for (int row = 0; row < SOLVERCALL_COUNT; row++)
-        if (f.function == solvercalls[row].function) return row;
-    return -1;
-}
-
 // How long the arrays of a model are.
 void set_sizes(const library &l)
 {
@@ -263,21 +256,21 @@ class Differential : public testing::TestWithParam<std::string> {
     void compare(const library &here, const library &there, const listed_function &f, uint64_t seed)
     {
         set_sizes(here);
-        const std::string expected = call(here, f, row_of(f), seed);
-        const std::string got = call(there, f, row_of(f), seed);
+        const std::string expected = call(here, f, seed);
+        const std::string got = call(there, f, seed);
         EXPECT_EQ(got.substr(0, 300), expected.substr(0, 300)) << f.function << " " << seed;
         EXPECT_TRUE(got == expected) << f.function << " " << seed;
         calls++;
         done += f.result == "status" && expected[0] == '0';
     }
 
-    std::string call(const library &l, const listed_function &f, int row, uint64_t seed)
+    std::string call(const library &l, const listed_function &f, uint64_t seed)
     {
         plausible a(f, seed, (folder / "written").string());
         void *objects[] = {l.objects[0], l.objects[1], l.objects[2]};
         a.set_objects(objects);
         call_value result = {};
-        solvercalls[row].invoke(dlsym(l.handle, f.function.c_str()), a.values, &result);
+        row_of(f).invoke(dlsym(l.handle, f.function.c_str()), a.values, &result);
         return a.outcome(result);
     }
 };

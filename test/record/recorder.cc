@@ -104,64 +104,47 @@ static void solver_function(const solver_call *call, const call_value *args, cal
 
 // The functions that no request is.
 
+static int noted(const char *function)
+{
+    note(function);
+    return 0;
+}
+
 VNTENVptr VNTLopenVANTO(int *status_p)
 {
-    note("VNTLopenVANTO");
-    *status_p = 0;
+    *status_p = noted(__func__);
     return reinterpret_cast<VNTENVptr>(RECORD_ENV);
 }
 int VNTLcloseVANTO(VNTENVptr *env)
 {
-    note("VNTLcloseVANTO");
     *env = nullptr;
-    return 0;
+    return noted(__func__);
 }
 int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
                     VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
 {
-    note("VNTLgetchannels");
     *results_p = *warning_p = *error_p = *log_p = nullptr;
-    return 0;
-}
-int VNTLaddfuncdest(VNTENVptr, VNTCHANNELptr, void *, void (*)(void *, const char *))
-{
-    note("VNTLaddfuncdest");
-    return 0;
-}
-int VNTLEsetasyncterminate(VNTENVptr, volatile int *)
-{
-    note("VNTLEsetasyncterminate");
-    return 0;
+    return noted(__func__);
 }
 int VNTLversionnumber(VNTENVptr, int *version_p)
 {
-    note("VNTLversionnumber");
     *version_p = 4711;
-    return 0;
+    return noted(__func__);
 }
 int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
 {
-    note("VNTLgetredlp");
     *redlp_p = reinterpret_cast<VNTLPptr>(RECORD_REDUCED);
-    return 0;
+    return noted(__func__);
 }
-int VNTEsetterminatefunc(VNTENVptr, int (*)(VNTENVptr, void *), void *)
-{
-    note("VNTEsetterminatefunc");
-    return 0;
-}
-int VNTEsetpausecallbackfunc(VNTENVptr, int (*)(VNTENVptr, void *, uint64_t, void *), void *)
-{
-    note("VNTEsetpausecallbackfunc");
-    return 0;
-}
-int VNTEgetasyncmipprogress(VNTENVptr, void *, int, vntmipprogress *, double)
-{
-    note("VNTEgetasyncmipprogress");
-    return 0;
-}
-int VNTEasyncprogressinject(VNTENVptr, void *, double, double, double)
-{
-    note("VNTEasyncprogressinject");
-    return 0;
-}
+
+#define NOTED(function, ...)                                                                       \
+    int function(__VA_ARGS__)                                                                      \
+    {                                                                                              \
+        return noted(#function);                                                                   \
+    }
+NOTED(VNTLaddfuncdest, VNTENVptr, VNTCHANNELptr, void *, void (*)(void *, const char *))
+NOTED(VNTLEsetasyncterminate, VNTENVptr, volatile int *)
+NOTED(VNTEsetterminatefunc, VNTENVptr, int (*)(VNTENVptr, void *), void *)
+NOTED(VNTEsetpausecallbackfunc, VNTENVptr, int (*)(VNTENVptr, void *, uint64_t, void *), void *)
+NOTED(VNTEgetasyncmipprogress, VNTENVptr, void *, int, vntmipprogress *, double)
+NOTED(VNTEasyncprogressinject, VNTENVptr, void *, double, double, double)
