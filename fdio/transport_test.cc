@@ -88,17 +88,6 @@ TEST_F(Transport, AMessageIsFreedByTheNextReceiveOrTheDestroy)
     EXPECT_EQ(allocations_held(), before);
 }
 
-TEST_F(Transport, WithoutACodecForItAMessageIsUnknown)
-{
-    ASSERT_EQ(create(0), 0);
-    vntmsg_TERMINATE end = {nullptr, VNTMESSAGEID_TERMINATE};
-    void *message;
-    EXPECT_EQ(t->ops.sendmsg(t, &end), MESSAGE_UNKNOWN);
-    EXPECT_EQ(t->ops.recvmsg(t, &message), MESSAGE_UNKNOWN);
-    EXPECT_STREQ(t->ops.factoryname(), "fdtransport");
-    EXPECT_EQ(t->ops.reconnectinfolen(), -1);
-}
-
 TEST_F(Transport, ArgumentsSayWhichDescriptorsAndNothingElse)
 {
     const std::vector<std::string> good = arguments;

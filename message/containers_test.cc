@@ -17,16 +17,6 @@ static uint32_t withzero(const message_strlen *, const char *text)
 }
 static const message_strlen measure = {withzero};
 
-static std::string text(const message_string &s)
-{
-    return s.present != 0 ? std::string(s.data, s.length) : "(absent)";
-}
-
-static const message_string &element(const message_array &a, uint32_t i)
-{
-    return static_cast<const message_string *>(a.chunks[0].data)[i];
-}
-
 // A file in the working folder that goes away with its object.
 struct scratch_file {
     char path[32] = "containers-XXXXXX";
@@ -85,21 +75,19 @@ TEST(Containers, MoreElementsThanAChunkHoldsAreSplit)
 
 TEST(Containers, StringsAreBorrowedAndNullOnesAreAbsent)
 {
-    const char *texts[] = {"one", nullptr, ""};
+    const char *texts[] = {"one", nullptr};
     message_array a;
     allocations_fail_each(0, MESSAGE_NOMEMORY, [&] {
-        return message_set_anyarray(&a, 3, TYPE_STRING, texts, &measure);
+        return message_set_anyarray(&a, 2, TYPE_STRING, texts, &measure);
     });
-    ASSERT_EQ(a.total, 3);
-    ASSERT_EQ(a.chunks[0].count, 3u);
-    EXPECT_EQ(element(a, 0).data, texts[0]);
-    EXPECT_EQ(text(element(a, 0)), std::string("one\0", 4));
-    EXPECT_EQ(text(element(a, 1)), "(absent)");
-    EXPECT_EQ(text(element(a, 2)), std::string("\0", 1));
+    auto strings = static_cast<const message_string *>(a.chunks[0].data);
+    EXPECT_EQ(a.total, 2);
+    EXPECT_EQ(strings[0].data, texts[0]);
+    EXPECT_EQ(strings[0].length, 4u);
+    EXPECT_EQ(strings[1].present, 0u);
     message_unset_array(&a);
     ASSERT_EQ(message_set_anyarray(&a, 0, TYPE_STRING, texts, &measure), 0);
-    EXPECT_EQ(a.type, TYPE_STRING);
-    EXPECT_EQ(a.nchunks, 0u);
+    EXPECT_TRUE(a.type == TYPE_STRING && a.nchunks == 0);
 }
 
 TEST(Containers, AFileIsMappedAndNamed)
@@ -108,7 +96,8 @@ TEST(Containers, AFileIsMappedAndNamed)
     message_file f;
     int64_t before = allocations_held();
     allocations_fail_each(0, MESSAGE_NOMEMORY, [&] { return message_set_file(&f, file.path); });
-    EXPECT_EQ(text(f.name), std::string(file.path, strlen(file.path) + 1));
+    EXPECT_STREQ(f.name.data, file.path);
+    EXPECT_EQ(f.name.length, strlen(file.path) + 1);
     ASSERT_EQ(f.contents.total, 8);
     EXPECT_EQ(memcmp(f.contents.chunks[0].data, "contents", 8), 0);
     message_unset_file(&f);
