@@ -47,9 +47,8 @@ TEST(Info, ForwardsChannelsOnlyWhenAsked)
     channel(0, "result");
     channel(3, "");
     channel(1, nullptr);
-    EXPECT_EQ(w.hear(), "CHANNEL 0 \"result\"");
-    EXPECT_EQ(w.hear(), "CHANNEL 3 \"\"");
-    EXPECT_EQ(w.hear(), "CHANNEL 1 -");
+    for (const char *heard : {"CHANNEL 0 \"result\"", "CHANNEL 3 \"\"", "CHANNEL 1 -"})
+        EXPECT_EQ(w.hear(), heard);
 }
 
 TEST(Info, KeepsWhatIsSaidWhileTheCallerIsAway)
@@ -97,27 +96,24 @@ TEST(Info, OfOneThreadArrivesInOrderAndNoneBehindTheAnswerToADisconnect)
         });
     int next[THREADS] = {};
     int heard = 0;
-    const auto take = [&](const std::string &message) {
-        int tag = 0;
-        int value = 0;
-        if (sscanf(message.c_str(), "INFO 0 %d [%d]", &tag, &value) != 2) return false;
-        EXPECT_EQ(value, next[tag]++);
-        heard++;
-        return true;
+    // The next message that is none of the threads'.
+    const auto other = [&] {
+        for (;;) {
+            std::string message = w.hear();
+            int tag = 0, value = 0;
+            if (sscanf(message.c_str(), "INFO 0 %d [%d]", &tag, &value) != 2) return message;
+            EXPECT_EQ(value, next[tag]++);
+            heard++;
+        }
     };
     while (heard < THREADS * VALUES) {
         w.say("DISCONNECT_REQ");
-        std::string message = w.hear();
-        while (take(message))
-            message = w.hear();
-        ASSERT_EQ(message, "DISCONNECT_RES");
+        ASSERT_EQ(other(), "DISCONNECT_RES");
         w.parked();
         EXPECT_TRUE(w.silent());
         w.release(1);
         w.say("RECONNECT_REQ");
-        for (message = w.hear(); take(message);)
-            message = w.hear();
-        ASSERT_EQ(message, "RECONNECT_RES");
+        ASSERT_EQ(other(), "RECONNECT_RES");
     }
     for (std::thread &t : talkers)
         t.join();
