@@ -38,8 +38,6 @@ static library *findlibrary(const char *name, const search_path &path)
 static registration findinlibrary(library **slot, const char *name, const char *function,
                                   const search_path &path)
 {
-    if (strlen(name) > LIBRARY_PATHMAX) log_fatal("Path name too long\n");
-    log_line(LOG_INFO, "\tLibrary is '%s'\n", name);
     *slot = findlibrary(name, path);
     if (*slot == nullptr) return nullptr;
     registration found = lookup((*slot)->handle, function);
@@ -55,14 +53,17 @@ static int loadone(library **slot, const char *value, const search_path &path, h
     log_line(LOG_INFO, "Process user function argument '%s'\n", value);
     const char *equals = strrchr(value, '=');
     const char *function = equals != nullptr ? equals + 1 : value;
-    log_line(LOG_INFO, "\tLookup function '%s'\n", function);
     registration found = nullptr;
+    char *name = nullptr;
     if (equals != nullptr) {
-        char *name = strndup(value, static_cast<size_t>(equals - value));
+        name = strndup(value, static_cast<size_t>(equals - value));
         if (name == nullptr) return MESSAGE_NOMEMORY;
-        found = findinlibrary(slot, name, function, path);
-        free(name);
+        if (strlen(name) > LIBRARY_PATHMAX) log_fatal("Path name too long\n");
+        log_line(LOG_INFO, "\tLibrary is '%s'\n", name);
     }
+    log_line(LOG_INFO, "\tLookup function '%s'\n", function);
+    if (name != nullptr) found = findinlibrary(slot, name, function, path);
+    free(name);
     if (found == nullptr) found = lookup(RTLD_DEFAULT, function);
     if (found == nullptr) return MESSAGE_NOUSERFUNCTION;
     found(h);
