@@ -5,6 +5,7 @@
 #include "handler/callsize.h"
 #include "handler/handler.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -276,9 +277,14 @@ static bool unwritten(const void *response, const call_argument &arg)
     return memcmp(&field_at<char>(response, arg.response_at), zeros, wide ? 8 : 4) == 0;
 }
 
+static bool unwritten_text(const message_string &s)
+{
+    return std::all_of(s.data, s.data + s.length, [](char c) { return c == '\0'; });
+}
+
 // A worker sends all the room that it made, whatever the status.  A call that failed leaves what
 // is the caller's alone, as it would here: it may be the size of arrays that was wrong.  A scalar
-// that its solver wrote all the same arrives, such as a surplus.
+// or a text that its solver wrote all the same arrives, such as a surplus.
 static bool stays_out(const call_return *c, const call_argument &arg, const void *response)
 {
     if (c->call->result != RESULT_STATUS || c->result.i == 0) return false;
@@ -289,6 +295,9 @@ static bool stays_out(const call_return *c, const call_argument &arg, const void
     case CALL_OUTFILE: return true;
     case CALL_OUTVALUE:
     case CALL_OUTCHAR: return unwritten(response, arg);
+    case CALL_OUTSTRING:
+    case CALL_PLAINSTRING:
+        return unwritten_text(field_at<message_string>(response, arg.response_at));
     default: return false;
     }
 }

@@ -124,6 +124,9 @@ TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
                                                              VNTERR_INDEX_RANGE, three.a, 0});
     reply(VNTMESSAGEID_GETOBJVAL_REQ,
           vntmsg_GETOBJVAL_RES{nullptr, VNTMESSAGEID_GETOBJVAL_RES, VNTERR_NO_SOLUTION, 0});
+    reply(VNTMESSAGEID_GETSTRPARAM_REQ,
+          vntmsg_GETSTRPARAM_RES{nullptr, VNTMESSAGEID_GETSTRPARAM_RES, VNTERR_BAD_PARAMETER,
+                                 text("")});
     open();
     char *table[1] = {}, store[100]; // the range, not the table, is what was wrong
     int64_t surplus = 7;
@@ -133,6 +136,9 @@ TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
     double value = 3;
     EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
     EXPECT_EQ(value, 3);
+    char buffer[5] = "kept";
+    EXPECT_EQ(VNTLgetstrparam(env, 7, buffer), VNTERR_BAD_PARAMETER);
+    EXPECT_STREQ(buffer, "kept");
 }
 
 TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
