@@ -213,13 +213,19 @@ void async_away(int controlfd)
         await_word(controlfd);
 }
 
+static void await_return(void)
+{
+    if (awayfd < 0) return;
+    await_word(awayfd);
+    awayfd = -1;
+}
+
 static bool is_away(void)
 {
     if (awayfd < 0) return false;
     pollfd control = {awayfd, POLLIN, 0};
     if (poll(&control, 1, 0) <= 0) return true;
-    await_word(awayfd);
-    awayfd = -1;
+    await_return();
     return false;
 }
 
@@ -245,6 +251,7 @@ int async_poll(transport *t)
 static void block_polling(transport *t)
 {
     while (mode_get() == ASYNC_POLLING) {
+        await_return(); // the solver has ended: nothing is held up
         async_poll(t);
         usleep(BLOCK_PAUSE);
     }
