@@ -1,7 +1,6 @@
 #include "client/connection.h"
 #include "client/worker_double.h"
-
-#include <bit>
+#include "test/bytes.h"
 
 namespace {
 
@@ -25,25 +24,19 @@ struct asynchronous : opened {
 
     static bool progress(transport *io, const void *)
     {
-        std::vector<char> bytes;
-        auto add = [&bytes](uint64_t value, int width) {
-            while (width-- > 0)
-                bytes.push_back(static_cast<char>(value >> 8 * width));
-        };
-        auto real = [&add](double value) { add(std::bit_cast<uint64_t>(value), 8); };
-        add(12345678901, 8);
-        add(1, 4);
-        real(-1.5);
-        add(77, 8);
-        real(-1.25);
-        real(0.125);
-        add(3, 4);
-        add(2, 8);
-        real(10.5);
-        real(11.5);
+        std::string raw = bytes("00 00 00 02 df dc 1c 35 " // nodes
+                                "00 00 00 01 "             // phase
+                                "bf f8 00 00 00 00 00 00 " // bound
+                                "00 00 00 00 00 00 00 4d " // iterations
+                                "bf f4 00 00 00 00 00 00 " // incumbent
+                                "3f c0 00 00 00 00 00 00 " // gap
+                                "00 00 00 03 "             // solutions
+                                "00 00 00 00 00 00 00 02 " // values, and they
+                                "40 25 00 00 00 00 00 00 40 27 00 00 00 00 00 00");
+        chunked<char> block{{raw.begin(), raw.end()}};
         return worker_double::give(
-            io, vntmsg_EASYNCMIPPROGRESS_RES{nullptr, VNTMESSAGEID_EASYNCMIPPROGRESS_RES, 0,
-                                             chunked<char>{bytes}.a});
+            io,
+            vntmsg_EASYNCMIPPROGRESS_RES{nullptr, VNTMESSAGEID_EASYNCMIPPROGRESS_RES, 0, block.a});
     }
 
     void SetUp() override

@@ -120,23 +120,6 @@ struct remote : testing::Test {
 
 } // namespace
 
-TEST_F(remote, WhatTheSolverSaysIsHeardAndAFailedCallLeavesTheCallersArrays)
-{
-    std::string log;
-    auto hear = [](VNTENVptr, int, const char *text, void *data) {
-        *static_cast<std::string *>(data) += text;
-    };
-    EXPECT_EQ(vntclient_setchannelhandler(env, hear, &log), 0);
-    VNTLPptr lp = small_lp(env);
-    EXPECT_EQ(VNTLlpopt(env, lp), 0);
-    EXPECT_EQ(objective_of(env, lp), 6);
-    double x[8] = {};
-    EXPECT_EQ(VNTLgetx(env, lp, x, 0, 7), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(x[1], 0);
-    EXPECT_NE(log, "") << "the solver says on its error channel what was wrong";
-    EXPECT_EQ(vntclient_setchannelhandler(env, nullptr, nullptr), 0);
-}
-
 TEST_F(remote, EnvironmentsInDifferentThreadsAreIndependent)
 {
     auto work = [this](double bound) {
@@ -265,27 +248,4 @@ TEST_F(remote, AResilientJoinLeavesAndComesBack)
     std::thread killer = kills_workers(); // while they are left alone
     EXPECT_EQ(vntclient_joinresilient(env, 0.1, 5, nullptr, nullptr), VNTERR_CONNECTION_LOST);
     killer.join();
-}
-
-TEST_F(remote, AGroupSolvesOneProblemManyTimes)
-{
-    VNTENVptr envs[4] = {env, open_at(s), open_at(s), open_at(s)};
-    int status = -1, statuses[4];
-    VNTCLIENTGROUPptr group = vntclient_group_create(4, envs, &status);
-    ASSERT_EQ(status, 0) << vntclient_errortext();
-    EXPECT_EQ(vntclient_group_call(group), 0);
-    VNTLPptr lp = VNTLcreateprob(env, &status, "small");
-    EXPECT_EQ(vntclient_group_call(group), 0);
-    const double objective[] = {-1, -2}, ub[] = {3, 2};
-    EXPECT_EQ(VNTLnewcols(env, lp, 2, objective, nullptr, ub, nullptr, nullptr), 0);
-    EXPECT_EQ(vntclient_group_call(group), 0);
-    EXPECT_EQ(VNTLlpopt(env, lp), 0);
-    EXPECT_EQ(vntclient_group_statuses(group, statuses), 0);
-    for (int i = 0; i < 4; i++) {
-        EXPECT_EQ(statuses[i], 0);
-        EXPECT_EQ(objective_of(envs[i], vntclient_group_problem(group, lp, i)), -7) << i;
-    }
-    vntclient_group_destroy(&group);
-    for (int i = 1; i < 4; i++)
-        EXPECT_EQ(VNTLcloseVANTO(&envs[i]), 0);
 }

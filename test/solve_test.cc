@@ -172,14 +172,3 @@ TEST(Vntsolve, SaysThatNoServerAnswers)
     EXPECT_EQ(refused.status, 5);
     EXPECT_NE(refused.err.find(where), std::string::npos) << refused.err;
 }
-
-TEST(Vntsolve, SaysThatTheConnectionIsLost)
-{
-    server remote;
-    process client(command({model("misc07.mps"), "--server", remote.address(), "--json"}));
-    ASSERT_TRUE(eventually([&] { return client.err() != ""; }));
-    remote.stop(SIGKILL);
-    EXPECT_EQ(client.wait(seconds(20)), 5) << client.err();
-    EXPECT_EQ(member(client.out(), "status"), "error");
-    EXPECT_EQ(member(client.out(), "server"), remote.address());
-}
