@@ -110,7 +110,7 @@ TEST_P(Async, EndsInsteadOfPausingOnceItsResultIsWanted)
 {
     start_paused(1);
     EXPECT_EQ(w.fetch(), "MIPOPT_RES 13");
-    w.ask("EASYNCLIMITS_REQ 0 env 0 0.05");
+    w.ask("EASYNCLIMITS_REQ 0 env 2000 1e75");
     w.start(INT_MAX);
     EXPECT_EQ(w.fetch(), "MIPOPT_RES 13");
 }
