@@ -91,7 +91,7 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
     reply(VNTMESSAGEID_GETX_REQ, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, 0, five.a});
     reply(VNTMESSAGEID_GETPROBNAME_REQ,
           vntmsg_GETPROBNAME_RES{nullptr, VNTMESSAGEID_GETPROBNAME_RES, 1007, text("abcdef"), -3});
-    chunked<message_string> three{{text("one"), text("endless"), text("two")}, {text("more")}};
+    chunked<message_string> three{{text("one"), text("long"), text("two")}, {text("more")}};
     reply(VNTMESSAGEID_GETCOLNAME_REQ,
           vntmsg_GETCOLNAME_RES{nullptr, VNTMESSAGEID_GETCOLNAME_RES, 0, three.a, 0});
     open();
@@ -110,7 +110,7 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
     char *table[4] = {buffer, buffer, buffer, buffer}, store[9];
     EXPECT_EQ(VNTLgetcolname(env, lp, table, store, 8, &surplus, 0, 2), 0);
     EXPECT_EQ(table[0], store);
-    EXPECT_EQ(table[1], nullptr) << "there is no room for it";
+    EXPECT_EQ(table[1], nullptr) << "it lacks one byte";
     EXPECT_STREQ(table[2], "two");
     EXPECT_EQ(table[2], store + 4);
     EXPECT_EQ(table[3], buffer) << "not asked for";

@@ -1,9 +1,10 @@
 #include "test/record/listing.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 static std::vector<std::string> split(const std::string &text, char separator)
@@ -66,13 +67,8 @@ const std::vector<listed_function> &listing(void)
 
 const listed_function &listed(const std::string &function)
 {
-    static const std::map<std::string, const listed_function *> *byname = [] {
-        auto *map = new std::map<std::string, const listed_function *>;
-        for (const listed_function &f : listing())
-            (*map)[f.function] = &f;
-        return map;
-    }();
-    return *byname->at(function);
+    return *std::find_if(listing().begin(), listing().end(),
+                         [&](const listed_function &f) { return f.function == function; });
 }
 
 int listed_function::find(const std::string &parameter) const
@@ -222,25 +218,25 @@ std::string name_out(const listed_function &f, size_t i, int64_t k)
     return f.parameters[i].name + std::to_string(k);
 }
 
-static std::string quoted(const void *text, int64_t length)
+static std::string quoted(const void *text, int64_t length = -1)
 {
-    return text != nullptr
-               ? "\"" + std::string(static_cast<const char *>(text), static_cast<size_t>(length)) +
-                     "\""
-               : "null";
-}
-
-static std::string quoted(const void *text)
-{
-    return quoted(
-        text, text != nullptr ? static_cast<int64_t>(strlen(static_cast<const char *>(text))) : 0);
+    if (text == nullptr) return "null";
+    const char *t = static_cast<const char *>(text);
+    return "\"" + std::string(t, length < 0 ? strlen(t) : static_cast<size_t>(length)) + "\"";
 }
 
 static std::string real(double d)
 {
-    char text[40];
-    snprintf(text, sizeof text, "%.17g", d);
-    return text;
+    std::ostringstream text;
+    text << std::setprecision(17) << d;
+    return text.str();
+}
+
+static std::string object(const void *value)
+{
+    std::ostringstream text;
+    text << std::hex << reinterpret_cast<uintptr_t>(value);
+    return text.str();
 }
 
 static std::string element(const std::string &type, const void *from, int64_t k)
@@ -259,13 +255,6 @@ static std::string elements(const std::string &type, const void *from, int64_t c
     for (int64_t k = 0; k < count; k++)
         text += (k > 0 ? " " : "") + element(type, from, k);
     return text + "]";
-}
-
-static std::string object(const void *value)
-{
-    char text[40];
-    snprintf(text, sizeof text, "%lx", reinterpret_cast<uintptr_t>(value));
-    return text;
 }
 
 static std::string argument(const listed_function &f, size_t i, const call_value *args)
