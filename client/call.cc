@@ -492,6 +492,73 @@ static int ask_ends(call_request *r, call_return *c, bool *refused)
     return 0;
 }
 
+// The argument that says how much space the caller has for arrays of the answer, with the surplus
+// behind it; -1 when there is none, or more than one.
+static int space_argument(const solver_call *call)
+{
+    int found = -1;
+    for (int i = 0; i + 1 < call->nargs; i++) {
+        const call_argument &arg = call->args[i], &next = call->args[i + 1];
+        if (arg.word != CALL_VALUE || next.word != CALL_OUTVALUE || arg.type != next.type) continue;
+        for (int k = 0; k < call->nargs; k++) {
+            const call_argument &array = call->args[k];
+            bool sized = array.word == CALL_OUT && array.size.terms[0].kind != call_term::QUERY &&
+                         array.size.terms[0].at == arg.request_at;
+            if (!sized) continue;
+            if (found >= 0 && found != i) return -1;
+            found = i;
+        }
+    }
+    return found;
+}
+
+static void add_to(void *number, uint8_t type, int64_t more)
+{
+    if (number == nullptr) return;
+    if (type == TYPE_LONG)
+        *static_cast<int64_t *>(number) += more;
+    else
+        *static_cast<int32_t *>(number) += static_cast<int32_t>(more);
+}
+
+static int64_t surplus_in(const void *response, const call_argument &surplus)
+{
+    if (surplus.type == TYPE_LONG) return field_at<int64_t>(response, surplus.response_at);
+    return field_at<int32_t>(response, surplus.response_at);
+}
+
+// A worker sends all the space that it was offered.  A caller who fetches rows one by one into
+// space for all of them would get the whole matrix's size each time.  So where much is offered,
+// little is used at first, then what the surplus says is needed.  `answered` says whether that
+// brought the answer; a call that lacks space has yet to be carried out as it stands.
+static int ask_for_little(call_request *r, call_return *c, bool *answered)
+{
+    static constexpr int64_t LITTLE = 512, MUCH = 65536;
+    *answered = false;
+    const int at = space_argument(r->call);
+    if (at < 0 || r->env->armed || client_isgroupcall(r->env)) return 0;
+    const call_argument &arg = r->call->args[at], &surplus = r->call->args[at + 1];
+    const call_term space = {arg.type == TYPE_LONG ? call_term::LONGFIELD : call_term::INTFIELD, 1,
+                             arg.request_at};
+    const int64_t offered = index_in(r, space);
+    int rc = 0;
+    for (int64_t wanted = LITTLE; offered >= MUCH && wanted > 0 && !*answered;) {
+        const void *response;
+        put_index(r, space, wanted);
+        rc = client_exchange(r->env, r->record, r->call->response, &response);
+        if (rc != 0) break;
+        const int status = field_at<int32_t>(response, r->call->result_at);
+        const int64_t lacking = -surplus_in(response, surplus);
+        *answered = status == 0 || (status != VNTERR_SPACE_TOO_SMALL && lacking <= 0);
+        if (*answered) finish_call(r->env, response, c);
+        if (status == 0) add_to(r->args[at + 1].p, surplus.type, offered - wanted);
+        bool enough = wanted == LITTLE && lacking > 0 && lacking <= offered - wanted;
+        wanted = enough ? wanted + lacking : 0;
+    }
+    put_index(r, space, offered);
+    return rc;
+}
+
 static int exchange(call_request *r, call_return *c)
 {
     int rc = fill_request(r);
@@ -500,9 +567,10 @@ static int exchange(call_request *r, call_return *c)
         return rc;
     }
     note_spaces(r, c);
-    bool refused;
-    rc = ask_ends(r, c, &refused);
-    if (rc != 0 || refused) return rc;
+    bool done;
+    rc = ask_ends(r, c, &done);
+    if (rc == 0 && !done) rc = ask_for_little(r, c, &done);
+    if (rc != 0 || done) return rc;
     if (r->call->result == RESULT_STATUS) {
         int result = 0;
         return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,

@@ -169,6 +169,46 @@ TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
                                                        {LAST, LAST + 1}}));
 }
 
+TEST_F(Call, MuchSpaceIsUsedOnlyAsFarAsItIsNeeded)
+{
+    int64_t needed = 0;
+    std::vector<int64_t> asked;
+    worker.on[VNTMESSAGEID_GETROWS_REQ] = [&](transport *io, const void *message) {
+        int64_t space = static_cast<const vntmsg_GETROWS_REQ *>(message)->rmatspace;
+        asked.push_back(space);
+        vntmsg_GETROWS_RES response = {};
+        response.messageid = VNTMESSAGEID_GETROWS_RES;
+        response.status = needed < 0       ? VNTERR_INDEX_RANGE
+                          : needed > space ? VNTERR_SPACE_TOO_SMALL
+                                           : 0;
+        response.surplus_p = needed < 0 ? 0 : space - needed;
+        return io->ops.sendmsg(io, &response) == 0;
+    };
+    open();
+    struct {
+        int64_t needed, space;
+        std::vector<int64_t> asked;
+        int status;
+        int64_t surplus;
+    } cases[] = {
+        {10, 65535, {65535}, 0, 65525},
+        {10, 65536, {512}, 0, 65526},
+        {1000, 70000, {512, 1000}, 0, 69000},
+        {70000, 70000, {512, 70000}, 0, 0},
+        {70001, 70000, {512, 70000}, VNTERR_SPACE_TOO_SMALL, -1},
+        {-1, INT_MAX, {512}, VNTERR_INDEX_RANGE, 7},
+    };
+    for (auto &c : cases) {
+        int64_t surplus = 7;
+        needed = c.needed;
+        asked.clear();
+        EXPECT_EQ(VNTLgetrows(env, lp, nullptr, nullptr, nullptr, nullptr, c.space, &surplus, 0, 0),
+                  c.status);
+        EXPECT_EQ(asked, c.asked);
+        EXPECT_EQ(surplus, c.surplus);
+    }
+}
+
 TEST_F(Call, ArraysOfAnotherTypeAreNotTheWorkersAnswer)
 {
     chunked<int> numbers{{1, 2, 3}};
