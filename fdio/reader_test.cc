@@ -99,7 +99,9 @@ TEST(Reader, SignalsDoNotEndAWaitNorProlongIt)
                 if (!limited && rounds == 20) s.givehex("00 00 03 e8");
             }
         });
+        errno = 0;
         EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), limited ? MESSAGE_IO : 0);
+        EXPECT_EQ(errno == ETIMEDOUT, limited);
         over = true;
         disturber.join();
         EXPECT_LT(rounds, MANY);

@@ -150,6 +150,10 @@ static void expect_to_arrive(const message_array &a, int shift)
     EXPECT_EQ(s.near->ops.readarray(s.near, "f", &back), 0);
     writer.join();
     EXPECT_TRUE(image(a) == image(back)) << a.type << ", " << a.total << ", " << shift;
+    for (uint32_t i = 0; a.type == TYPE_STRING && i < a.chunks[0].count; i++) {
+        const message_string &t = static_cast<message_string *>(back.chunks[0].data)[i];
+        EXPECT_TRUE(t.data == nullptr || image(0) == std::string(t.data + t.length, MESSAGE_SPARE));
+    }
     s.near->ops.freearray(s.near, &back);
 }
 
