@@ -120,8 +120,8 @@ enum {
     VNT_METHOD_NETWORK = 5
 };
 
-// Qualities of a solution: the greatest magnitude among values of one kind.  Plus VNT_QUALITY_SUM it
-// is the sum of their magnitudes, plus VNT_QUALITY_WHERE, which is an int, the place of the
+// Qualities of a solution: the greatest magnitude among values of one kind.  Plus VNT_QUALITY_SUM
+// it is the sum of their magnitudes, plus VNT_QUALITY_WHERE, which is an int, the place of the
 // greatest.  Primal infeasibilities are those of the rows and then of the columns.
 enum {
     VNT_QUALITY_WHERE = 1,

@@ -29,8 +29,8 @@ static int place_in(const name_list &names, std::string_view name, int line)
     return i;
 }
 
-static void read_line(const vntlp &p, const line_words &w, int line,
-                      std::vector<int> &cols, std::vector<int> &rows)
+static void read_line(const vntlp &p, const line_words &w, int line, std::vector<int> &cols,
+                      std::vector<int> &rows)
 {
     bool pair = w[0] == "XU" || w[0] == "XL";
     if (!pair && w[0] != "UL" && w[0] != "LL") file_malformed(line, "not a line of a basis");

@@ -117,7 +117,8 @@ static void settle(vntlp &p, bool discrete)
     answer &last = p.last;
     int cols = p.m.numcols();
     if (last.status == VNT_STAT_INFEASIBLE || last.status == VNT_STAT_INFEASIBLE_OR_UNBOUNDED) {
-        for (auto *values : {&last.x, &last.pi, &last.dj, &last.slack}) values->clear();
+        for (auto *values : {&last.x, &last.pi, &last.dj, &last.slack})
+            values->clear();
     }
     if (!last.x.empty() || (cols == 0 && last.status == VNT_STAT_OPTIMAL)) {
         last.x.resize(cols);

@@ -95,6 +95,11 @@ static int startpumps(server_child *c)
             return -1;
         }
     }
+    // A sanitizer's allocator is locked while it makes a thread known.  A fork() in between would
+    // leave it so in the worker.
+    mutex_holder hold(&c->lock);
+    while (SANITIZED && c->waiting < 2)
+        pthread_cond_wait(&c->changed, &c->lock);
     return 0;
 }
 

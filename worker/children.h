@@ -50,7 +50,8 @@ struct server_child {
     slab *memory;
     pthread_t pumps[2]; // to the child, from the child
     int npumps;
-    int nlocks; // of lock and changed, how many stand
+    int waiting; // pumps that have come to wait for the id
+    int nlocks;  // of lock and changed, how many stand
 };
 
 // Makes a record with its pumps waiting.  `client` becomes the record's once it is started.

@@ -18,6 +18,8 @@
 static bool await_start(server_child *c)
 {
     mutex_holder hold(&c->lock);
+    c->waiting++;
+    pthread_cond_broadcast(&c->changed);
     while (c->id == 0 && !c->stopped)
         pthread_cond_wait(&c->changed, &c->lock);
     return c->id != 0;

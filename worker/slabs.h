@@ -12,12 +12,14 @@
 
 #include <cstddef>
 
-// The stack is for shallow code alone; the sanitizers' frames need more.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr size_t SLAB_STACK = 1 << 20;
+constexpr bool SANITIZED = true;
 #else
-constexpr size_t SLAB_STACK = 1 << 16;
+constexpr bool SANITIZED = false;
 #endif
+
+// The stack is for shallow code alone; the sanitizers' frames need more.
+constexpr size_t SLAB_STACK = SANITIZED ? 1 << 20 : 1 << 16;
 constexpr size_t SLAB_BUFFER = 1 << 16;
 
 struct slab {
