@@ -290,23 +290,6 @@ const char *const threeintegers =
     "max\n 5 a + 4 b + 3 c\nst\n 2 a + 3 b + c <= 5\n 4 a + b + 2 c <= 11\n"
     " 3 a + 4 b + 2 c <= 8\nbounds\n a <= 10\n b <= 10\n c <= 10\ngeneral\n a\n b\n c\nend\n";
 
-TEST(EngineMip, SmallAndPublicModelsReachTheirOptima)
-{
-    problem p0033 = fromfile("p0033.mps"), egout = fromfile("egout.mps");
-    for (int presolve : {0, 1}) {
-        SCOPED_TRACE(testing::Message() << "presolve " << presolve);
-        solver s;
-        s.params.presolve = presolve;
-        for (int sense : {VNT_MIN, VNT_MAX}) {
-            problem p = turned(problem(threeintegers), sense);
-            p.m.offset = 1000;
-            expectmip(p, s.mip(p), 1000 - 13 * sense);
-        }
-        expectmip(p0033, s.mip(p0033), 3089);
-        expectmip(egout, s.mip(egout), 568.1007);
-    }
-}
-
 TEST(EngineMip, ImpossibleProblemsAreToldApart)
 {
     const char *const infeasible[] = {
