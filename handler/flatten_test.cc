@@ -1,8 +1,8 @@
 #include "handler/flatten.h"
 
-#include "test/arrays.h"
-
 #include <gtest/gtest.h>
+
+#include <string>
 
 TEST(Flatten, AStringEndsAtItsWholeTerminatorOnly)
 {
@@ -27,22 +27,4 @@ TEST(Flatten, AStringEndsAtItsWholeTerminatorOnly)
         EXPECT_EQ(vntstrleninbytes(c.width, c.bytes.data(), static_cast<int64_t>(c.bytes.size())),
                   c.length)
             << c.width << " " << testing::PrintToString(c.bytes);
-}
-
-TEST(Flatten, BytesAreCopiedOnlyWhenTheyLieApart)
-{
-    chunked<char> whole{{'a', 'b'}}, apart{{'a'}, {'b'}}, empty{{}};
-    chunked<int> numbers{{1}};
-    char *buffer;
-    bool owned;
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &whole.a), 0);
-    EXPECT_TRUE(buffer == whole.chunks[0].data() && !owned);
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &empty.a), 0);
-    EXPECT_TRUE(buffer != nullptr && !owned);
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &apart.a), 0);
-    EXPECT_EQ(std::string(buffer, 2 + MESSAGE_SPARE), std::string("ab\0\0\0\0", 6));
-    EXPECT_TRUE(owned);
-    free(buffer);
-    EXPECT_EQ(alloccopychararray(&buffer, &owned, &numbers.a), -1);
-    EXPECT_EQ(buffer, nullptr);
 }

@@ -37,7 +37,7 @@ inline void generate(message_string &s, uint32_t seed)
 inline void generate(message_array &a, uint32_t seed)
 {
     static message_string texts[] = {borrowed("x1"), {}, borrowed("")};
-    static char numbers[] = "three elements up to 64 b";
+    alignas(int64_t) static char numbers[] = "three elements up to 64 b";
     static message_chunk chunks[TYPE_LAST + 1][2];
     const uint32_t type = seed % (TYPE_LAST + 2);
     a = {0, type > TYPE_LAST ? TYPE_DOUBLE : TYPE_NONE, 0, nullptr, {}};
