@@ -300,8 +300,7 @@ TEST(EngineMip, ImpossibleProblemsAreToldApart)
         // no integer between the bounds of a column
         "min\n x\nst\n x <= 1\nbounds\n 0.3 <= x <= 0.7\ngeneral\n x\nend\n",
         // the relaxation has no limit, and there is no integer point
-        "max\n x + y\nst\n x - y + z <= 3\n 2 w = 1\nbounds\n w <= 10\ngeneral\n x\n w\n"
-        "binary\n z\nend\n"};
+        "max\n x + y\nst\n x - y + z <= 3\n 2 w = 1\ngeneral\n x\nbinary\n z\n w\nend\n"};
     problem unbounded("max\n x + y\nst\n x - y + z <= 3\ngeneral\n x\nbinary\n z\nend\n");
     for (int presolve : {0, 1}) {
         SCOPED_TRACE(testing::Message() << "presolve " << presolve);
