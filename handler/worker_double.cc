@@ -294,15 +294,3 @@ void worker_double::release(int32_t word)
 {
     EXPECT_EQ(write(controlfd, &word, sizeof word), 4);
 }
-
-// Under a sanitizer, an allocation of more than there is must fail as it does without.
-extern "C" __attribute__((visibility("default"))) const char *__asan_default_options(void);
-extern "C" __attribute__((visibility("default"))) const char *__tsan_default_options(void);
-const char *__asan_default_options(void)
-{
-    return "allocator_may_return_null=1";
-}
-const char *__tsan_default_options(void)
-{
-    return "allocator_may_return_null=1";
-}
