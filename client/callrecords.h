@@ -1,0 +1,42 @@
+// callrecords.h: what call.cc and askfirst.cc know of a call: the request being put together, and
+// what brings the answer back.
+
+#pragma once
+
+#include "client/files.h"
+#include "client/handles.h"
+#include "handler/callsize.h"
+#include "handler/solvercall.h"
+
+#include <cstddef>
+
+// What is needed to bring the answer to the caller.  It has no pointers into the request, which
+// is gone when a started call is joined.
+struct call_return {
+    const solver_call *call;
+    call_value args[SOLVERCALL_MAXARGS];
+    int64_t space[SOLVERCALL_MAXARGS]; // elements that fit at a pointer, INT64_MAX for all
+    call_value result;
+};
+
+// A request being put together.  It frees what it holds, nothing of which is the caller's.
+struct call_request {
+    const solver_call *call;
+    const call_value *args;
+    client_env *env;
+    uint64_t lp; // the worker's values
+    uint64_t net;
+    size_answers sizes;
+    char handles[SOLVERCALL_MAXARGS][16];
+    client_infile file;
+    alignas(max_align_t) char record[SOLVERCALL_MAXRECORD];
+
+    call_request(const solver_call *c, const call_value *a);
+    ~call_request();
+    call_request(const call_request &) = delete;
+    call_request &operator=(const call_request &) = delete;
+};
+
+// Copies the response to where the caller wants it.  `memory` is the call_return.  Returns the
+// call's status.
+int finish_call(client_env *e, const void *response, void *memory);
