@@ -14,24 +14,39 @@ struct known_model {
 
 class Models : public testing::TestWithParam<known_model> {};
 
+// A solve in one place, and the files that it writes.
+struct solve_with_files {
+    solve_with_files(const std::string &file, const std::string &place,
+                     std::vector<std::string> where)
+        : solution(place + ".sol"), basis(place + ".bas"), copy(place + ".mps")
+    {
+        where.insert(where.begin(), {model(file), "--json", "--write-solution", solution.name,
+                                     "--write-basis", basis.name, "--write-model", copy.name});
+        result = vntsolve(where);
+    }
+    scratch solution, basis, copy;
+    process_result result;
+};
+
 TEST_P(Models, GiveTheSameDigitsInAWorkerAsInThisProcess)
 {
     server remote;
-    scratch localfile(".local.sol"), remotefile(".remote.sol");
-    process_result here =
-        vntsolve({model(GetParam().file), "--local", "--json", "--write-solution", localfile.name});
-    process_result there = vntsolve({model(GetParam().file), "--server", remote.address(), "--json",
-                                     "--write-solution", remotefile.name});
+    solve_with_files local(GetParam().file, ".local", {"--local"});
+    solve_with_files distant(GetParam().file, ".remote", {"--server", remote.address()});
+    const process_result &here = local.result, &there = distant.result;
     EXPECT_EQ(here.status, there.status) << here.err << there.err;
     EXPECT_EQ(digits(here.out), digits(there.out));
-    EXPECT_EQ(localfile.text(), remotefile.text());
+    EXPECT_EQ(local.solution.text(), distant.solution.text());
+    EXPECT_EQ(local.basis.text(), distant.basis.text());
+    EXPECT_EQ(local.copy.text(), distant.copy.text());
+    EXPECT_NE(local.copy.text(), "") << here.err;
     EXPECT_EQ(member(here.out, "server"), "null");
     EXPECT_EQ(member(there.out, "server"), remote.address());
 
     EXPECT_EQ(member(here.out, "status"), GetParam().status);
     if (GetParam().status != std::string("optimal")) return;
     EXPECT_EQ(here.status, 0);
-    EXPECT_NE(localfile.text(), "");
+    EXPECT_NE(local.solution.text(), "");
     double objective = atof(member(here.out, "objective").c_str());
     EXPECT_NEAR(objective, GetParam().objective, 1e-6 * std::abs(GetParam().objective));
 }

@@ -84,7 +84,9 @@ static void declare_options(CLI::App &app, command_line &line)
     auto *server = app.add_option("--server", line.server, "solve in a worker of this server")
                        ->type_name("HOST:PORT");
     auto *local = app.add_flag("--local", line.local, "solve in this process")->excludes(server);
-    file("--write-solution", o.solutionfile, "write the solution to a file");
+    auto *solution = file("--write-solution", o.solutionfile, "write the solution to a file");
+    auto *basis = file("--write-basis", o.basisfile, "write the basis to a file, for LPs");
+    auto *copy = file("--write-model", o.modelfile, "write the model to a file, .mps or .lp");
     auto *limit = app.add_option("--time-limit", o.timelimit, "stop after so much time")
                       ->type_name("SECONDS");
     auto *param =
@@ -99,7 +101,7 @@ static void declare_options(CLI::App &app, command_line &line)
                            "outlive a broken connection; meanwhile the file leads back");
     file("--attach", o.attachfile, "take up the solve that a file leads to")
         ->excludes(model, server, local, limit, param, detach, resilient);
-    detach->excludes(resilient);
+    detach->excludes(resilient, solution, basis, copy); // nothing is there yet when it leaves
     app.footer(
         "Without --server and --local, the server is the one that TESK_VANTO_TCPIP_HOST and\n"
         "TESK_VANTO_TCPIP_PORT name; when neither is set, this process solves.\n\n" +

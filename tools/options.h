@@ -15,8 +15,10 @@ struct server_address {
 
 struct solve_options {
     std::string model;
-    std::optional<server_address> server;                    // none: solve in this process
-    std::string solutionfile;                                // empty: write none
+    std::optional<server_address> server; // none: solve in this process
+    std::string solutionfile;             // these three empty: write none
+    std::string basisfile;
+    std::string modelfile;
     std::optional<double> timelimit;                         // seconds
     std::vector<std::pair<std::string, std::string>> params; // names and values, as written
     // Tickets, see ticket.h; empty where none is wanted.

@@ -66,16 +66,31 @@ static void report_solution(session &s, solve_report *report)
     report->iterations = s.solver.VNTLgetitcnt(s.env, s.lp) + s.solver.VNTLgetbaritcnt(s.env, s.lp);
 }
 
-// The result of a long solve is told even when its file cannot be written.
-static void write_solution(session &s, solve_report *report)
+// What the user wants written.  A solve need not bring a solution or a basis; that is told and no
+// error.
+static void write_file(session &s, const std::string &file, const char *what, int status)
 {
-    const std::string &file = s.options.solutionfile;
-    if (!report->objective) {
-        output_complaint("there is no solution to write to " + file);
-        return;
-    }
+    if (status == VNTERR_NO_SOLUTION || status == VNTERR_NO_BASIS)
+        output_complaint(fmt::format("there is no {} to write to {}", what, file));
+    else
+        session_check(s, status, file);
+}
+
+// The result of a long solve is told even when its files cannot be written.
+static void write_files(session &s, solve_report *report)
+{
+    const std::string &solution = s.options.solutionfile, &basis = s.options.basisfile,
+                      &model = s.options.modelfile;
     try {
-        session_check(s, s.solver.VNTLsolwrite(s.env, s.lp, file.c_str()), file);
+        if (!solution.empty())
+            write_file(s, solution, "solution",
+                       report->objective ? s.solver.VNTLsolwrite(s.env, s.lp, solution.c_str())
+                                         : VNTERR_NO_SOLUTION);
+        if (!basis.empty())
+            write_file(s, basis, "basis", s.solver.VNTLmbasewrite(s.env, s.lp, basis.c_str()));
+        if (!model.empty())
+            write_file(s, model, "model",
+                       s.solver.VNTLwriteprob(s.env, s.lp, model.c_str(), nullptr));
     } catch (const failure &what) {
         report->trouble = what;
     }
@@ -96,6 +111,6 @@ std::optional<solve_report> solve(session &s)
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);
     report_solution(s, &report);
-    if (!s.options.solutionfile.empty()) write_solution(s, &report);
+    write_files(s, &report);
     return report;
 }

@@ -24,7 +24,7 @@
     F(VNTLgetnumrows) F(VNTLgetnumcols) F(VNTLgetnumnz)                                            \
     F(VNTLgetnumint) F(VNTLgetnumbin) F(VNTLgetnumsemiint)                                         \
     F(VNTLgetitcnt) F(VNTLgetbaritcnt) F(VNTLgetmipitcnt) F(VNTLgetnodecnt)                        \
-    F(VNTLsolwrite)
+    F(VNTLsolwrite) F(VNTLmbasewrite) F(VNTLwriteprob)
 
 // What only the library of remote calls has.
 #define REMOTE_FUNCTIONS(F)                                                                        \
