@@ -156,26 +156,3 @@ TEST(Async, AReadBeforeTheAnnouncementWaitsForItsByte)
     EXPECT_TRUE(announced(s.near));
     EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
 }
-
-// A pipe's read cannot be ended; whoever writes later must not disturb a newer stream.
-TEST(Async, AReadThatOutlivesItsStreamHarmsNobody)
-{
-    for (int round = 0; round < 3; round++) {
-        int fds[2];
-        stream *gone;
-        stream_end s(0);
-        ASSERT_EQ(pipe(fds), 0);
-        ASSERT_EQ(fdio_create(&gone, fds[0], fds[0], 0, nullptr, nullptr), 0);
-        ASSERT_EQ(gone->ops.startasync(gone, nullptr, nullptr), 0);
-        fdio_destroy(gone);
-        close(fds[0]);
-        ASSERT_EQ(s.near->ops.startasync(s.near, nullptr, nullptr), 0);
-        EXPECT_TRUE(give_to(fds[1], "x"));
-        close(fds[1]);
-        usleep(20000);
-        EXPECT_EQ(flag(s.near), 0);
-        s.givehex(MESSAGE);
-        EXPECT_TRUE(announced(s.near));
-        EXPECT_EQ(readid(s.near), 1000);
-    }
-}

@@ -1,13 +1,11 @@
 #include "fdio/group.h"
 
 #include "codec/catalogue.h"
-#include "test/allocations.h"
 #include "test/arrays.h"
 #include "test/streams.h"
 
 #include <cerrno>
 #include <future>
-#include <map>
 #include <thread>
 
 static const codec_factory *const factories[] = {builtin_getfactory(), vntcodec_getfactory()};
@@ -99,73 +97,4 @@ TEST_F(Group, ASlowMemberDoesNotHoldUpTheOthers)
     });
     EXPECT_EQ(g->ops.sendmsg(g, &large), 0);
     peer.join();
-}
-
-// Counts messages by member; asks each for `wanted` of them.
-struct collector {
-    std::map<transport *, int> messages;
-    int wanted = 1;
-    static int collect(transport *t, void *message, void *arg, int *done)
-    {
-        auto c = static_cast<collector *>(arg);
-        EXPECT_EQ(message_id(message), uint32_t(VNTMESSAGEID_ACK));
-        if (++c->messages[t] < c->wanted) *done = 0;
-        return 0;
-    }
-};
-
-TEST_F(Group, AnswersAreCollectedFromEachMemberInTheOrderTheyCome)
-{
-    collector c;
-    c.wanted = 2;
-    std::thread peer([&] {
-        for (int i : {2, 0, 1, 2, 1, 0}) {
-            give_to(peers[i], bytes(ACK));
-            usleep(2000);
-        }
-    });
-    EXPECT_EQ(g->ops.recvone(g, collector::collect, &c), 0);
-    peer.join();
-    for (transport *t : list)
-        EXPECT_EQ(c.messages[t], 2);
-    EXPECT_EQ(states(), "222");
-    EXPECT_EQ(g->ops.sendmsg(g, &ack), 0); // reaches nobody
-    const uint8_t again[N] = {2, 0, 2};
-    g->ops.setstate(g, again);
-    EXPECT_EQ(g->ops.sendmsg(g, &ack), 0);
-    EXPECT_EQ(hex(take_from(peers[1], 16)), ACK);
-    EXPECT_EQ(recv(peers[0], &c, 1, MSG_DONTWAIT), -1);
-}
-
-TEST_F(Group, AMemberWhoseAnswerFailsIsMarkedAndTheOthersAnswer)
-{
-    collector c;
-    give_to(peers[0], bytes(ACK));
-    hangup(1);
-    give_to(peers[2], bytes("00 00 00 4d")); // of no codec
-    EXPECT_EQ(g->ops.recvone(g, collector::collect, &c), MESSAGE_IO);
-    EXPECT_EQ(states(), "211");
-    EXPECT_EQ(c.messages.size(), 1u);
-}
-
-TEST_F(Group, OnlyDescriptorTransportsWithLikeCodecsMakeAGroup)
-{
-    transport_group *other;
-    transport *two[2] = {list[0], list[1]}, *odd[2] = {list[0], nullptr};
-    const auto refused = [&] { return fdtransport_mkgroup(&other, two, 2) == MESSAGE_INVALID; };
-    EXPECT_EQ(fdtransport_mkgroup(&other, list, 0), MESSAGE_INVALID);
-    EXPECT_EQ(fdtransport_mkgroup(&other, odd, 2), MESSAGE_INVALID);
-    list[1]->ncodecs = 1;
-    EXPECT_TRUE(refused());
-    list[1]->ncodecs = 2;
-    std::swap(list[1]->codecs[0], list[1]->codecs[1]);
-    EXPECT_TRUE(refused());
-    std::swap(list[1]->codecs[0], list[1]->codecs[1]);
-    list[1]->tag = 0;
-    EXPECT_TRUE(refused());
-    list[1]->tag = TRANSPORT_TAG;
-    int64_t steps = allocations_fail_each(0, MESSAGE_NOMEMORY,
-                                          [&] { return fdtransport_mkgroup(&other, two, 2); });
-    EXPECT_GE(steps, 7);
-    other->ops.destroy(other);
 }

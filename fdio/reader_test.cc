@@ -32,30 +32,6 @@ TEST(Reader, MemoryGrowsWithTheBytesReceivedNotWithThosePromised)
     }
 }
 
-// An array that does not fit is read to its end: what follows it is found in its place.
-TEST(Reader, AnArrayThatDoesNotFitIsConsumed)
-{
-    stream_end s;
-    for (const char *wire : {"00 00 00 00 00 00 00 03 00 00 00 03 00 00 00 02 "
-                             "00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 02 ff ff ff ff",
-                             "00 00 00 00 00 00 00 03 00 00 00 0b 00 00 00 02 "
-                             "00 00 00 02 00 00 00 01 00 00 00 01 78 "
-                             "00 00 00 01 00 00 00 02 79 7a "
-                             "00 00 00 01 00 00 00 01 00 00 00 01 78"}) {
-        message_array a;
-        int64_t steps = allocations_fail_each(0, MESSAGE_NOMEMORY, [&] {
-            int32_t next = 0;
-            s.give(bytes(wire) + bytes("00 00 00 07"));
-            int rc = s.near->ops.readarray(s.near, "f", &a);
-            EXPECT_EQ(s.near->ops.readint(s.near, "f", &next), 0);
-            EXPECT_EQ(next, 7);
-            return rc;
-        });
-        EXPECT_GE(steps, 3);
-        s.near->ops.freearray(s.near, &a);
-    }
-}
-
 TEST(Reader, ASilentPeerIsATimeoutAndTheIdIsFoundWholeLater)
 {
     stream_end s;
