@@ -40,11 +40,3 @@ TEST(Catalogue, IsWhatWasAgreedOn)
     golden << file.rdbuf();
     EXPECT_EQ(listing(), golden.str());
 }
-
-TEST(Catalogue, FindsItsMessagesAndNoOthers)
-{
-    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++)
-        EXPECT_EQ(catalogue_find(m->id), m);
-    for (uint32_t id : {0, 5, 999, 1025, 1026, 2826, -1})
-        EXPECT_EQ(catalogue_find(id), nullptr) << id;
-}

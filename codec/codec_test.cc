@@ -44,37 +44,6 @@ TEST(Codec, EveryMessageComesBackAsItWasSentAndIsFreedWhole)
     EXPECT_EQ(messages, 918);
 }
 
-TEST(Codec, AMessageStandsOnTheWireAsItsIdAndFields)
-{
-    codec_pair s;
-    vntmsg_TERMINATE end = {nullptr, VNTMESSAGEID_TERMINATE};
-    vntmsg_NAK nak = {nullptr, VNTMESSAGEID_NAK, 1146, 2, -1};
-    EXPECT_EQ(s.builtin->ops.sendmsg(s.builtin, &end), 0);
-    EXPECT_EQ(s.solver->ops.sendmsg(s.solver, &nak), 0);
-    EXPECT_EQ(s.arrived(), 20);
-    EXPECT_EQ(s.takehex(20), "00 00 00 04 00 00 03 e9 00 00 04 7a 00 00 00 02 ff ff ff ff");
-}
-
-TEST(Codec, AnIdOfTheOtherCodecIsLeftForIt)
-{
-    codec_pair s;
-    vntmsg_UNKNOWN unknown = {nullptr, VNTMESSAGEID_UNKNOWN, 0};
-    vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, 0, 0, 0};
-    EXPECT_EQ(s.builtin->ops.sendmsg(s.builtin, &ack), MESSAGE_UNKNOWN);
-    EXPECT_EQ(s.solver->ops.sendmsg(s.solver, &unknown), MESSAGE_UNKNOWN);
-    EXPECT_EQ(s.arrived(), 0);
-    EXPECT_EQ(s.near->ops.getcurrentoutmsg(s.near), -1);
-    EXPECT_EQ(s.solver->ops.delmsg(s.solver, &unknown), MESSAGE_UNKNOWN);
-    EXPECT_EQ(s.solver->ops.delmsg(s.solver, nullptr), 0);
-
-    void *got = nullptr;
-    s.givehex("00 00 00 03 00 00 04 7a");
-    EXPECT_EQ(s.solver->ops.recvmsg(s.solver, &got), MESSAGE_UNKNOWN);
-    EXPECT_EQ(s.builtin->ops.recvmsg(s.builtin, &got), 0);
-    EXPECT_EQ(static_cast<vntmsg_UNKNOWN *>(got)->message, 1146);
-    s.builtin->ops.delmsg(s.builtin, got);
-}
-
 TEST(Codec, AFieldThatCannotBeWrittenStillEndsTheMessage)
 {
     codec_pair s;
@@ -84,24 +53,6 @@ TEST(Codec, AFieldThatCannotBeWrittenStillEndsTheMessage)
     EXPECT_EQ(s.solver->ops.sendmsg(s.solver, &info), MESSAGE_INVALID);
     EXPECT_EQ(s.near->ops.getcurrentoutmsg(s.near), -1);
     EXPECT_EQ(s.arrived(), 12); // the id and the fields before it have left
-}
-
-TEST(Codec, AMessageThatCannotBeReadIsEndedAndFreed)
-{
-    codec_pair s;
-    void *got = nullptr;
-    // Three handles, the second of an unknown type; then a whole message.
-    std::string head = "00 00 03 f1 00 00 00 00 ";
-    std::string handle = "00 00 00 00 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 01 61 ";
-    std::string bad = "00 00 00 00 00 00 00 01 00 00 00 63 00 00 00 01 ";
-    int64_t before = allocations_held();
-    s.givehex(head + handle + bad + "00 00 03 fd");
-    EXPECT_EQ(s.solver->ops.recvmsg(s.solver, &got), MESSAGE_INVALID);
-    EXPECT_EQ(allocations_held(), before);
-    EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), -1);
-    EXPECT_EQ(s.solver->ops.recvmsg(s.solver, &got), 0);
-    EXPECT_EQ(message_id(got), uint32_t(VNTMESSAGEID_DISCONNECT_REQ));
-    s.solver->ops.delmsg(s.solver, got);
 }
 
 // A message of integers, strings, arrays and objects as it travels.
@@ -155,25 +106,6 @@ TEST(Codec, MemoryThatRunsOutIsReportedAndLeavesNothing)
     }
 }
 
-TEST(Codec, CodecsOfOneNameAreEqualAndMulticastKeepsTheKind)
-{
-    codec_pair s;
-    codec *cast;
-    codec stranger = {};
-    EXPECT_STREQ(s.builtin->ops.factoryname(s.builtin), "builtin");
-    EXPECT_STREQ(s.solver->ops.factoryname(s.solver), "vntcodec");
-    EXPECT_EQ(s.solver->ops.equal(s.solver, s.farsolver), 1);
-    EXPECT_EQ(s.solver->ops.equal(s.solver, s.builtin), 0);
-    EXPECT_EQ(s.solver->ops.equal(s.solver, &stranger), 0);
-    EXPECT_EQ(s.solver->ops.equal(s.solver, nullptr), 0);
-    ASSERT_EQ(s.builtin->ops.mkmulticast(s.builtin, &cast, s.near), 0);
-    vntmsg_TERMINATE end = {nullptr, VNTMESSAGEID_TERMINATE};
-    EXPECT_EQ(cast->ops.sendmsg(cast, &end), 0);
-    EXPECT_EQ(s.takehex(4), "00 00 00 04");
-    EXPECT_EQ(s.builtin->ops.equal(s.builtin, cast), 1);
-    cast->ops.destroy(cast);
-}
-
 // A copy that shared more than objects with its source would free what is not its own.
 TEST(Copy, EveryMessageOfTheSolverCodecCopiesAndReleasesWhatItOwns)
 {
@@ -203,7 +135,5 @@ TEST(Copy, AllocationsThatFailGiveNullAndLeaveNothing)
         return int(copy != nullptr);
     });
     EXPECT_GT(steps, 5);
-    uncopy(copy);
-    EXPECT_EQ(vntmsg_copy(nullptr), nullptr);
-    vntmsg_uncopy(nullptr);
+    vntmsg_uncopy(&copy);
 }
