@@ -181,22 +181,6 @@ TEST(Server, SilentClientsKeepNobodyWaiting)
     EXPECT_EQ(half.hear(1), "x") << "what came with the action is the worker's";
 }
 
-TEST(Server, AWorkerThatDiesIsItsClientsLossAlone)
-{
-    letter_server server;
-    raw_client crashing(server.port), killed(server.port), other(server.port);
-    ASSERT_EQ(crashing.newworker() + killed.newworker() + other.newworker(), 0);
-    long descriptors = server.count("fd"), threads = server.count("task");
-    EXPECT_EQ(crashing.say("xyzc").hear(3), "xyz");
-    EXPECT_TRUE(crashing.closed());
-    kill(process_of(killed), SIGKILL);
-    EXPECT_TRUE(killed.closed());
-    EXPECT_EQ(other.say("x").hear(1), "x");
-    EXPECT_EQ(raw_client(server.port).reconnect(killed.id), HANDSHAKE_NOTFOUND);
-    EXPECT_TRUE(server.holds(descriptors - 12, threads - 4))
-        << server.count("fd") << " of " << descriptors;
-}
-
 // A worker holds nothing of the server's: neither its port, nor its siblings' pipes and clients.
 TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
 {
@@ -337,20 +321,6 @@ TEST(Server, RudeClientsLeaveNothing)
         [&] { return process_children(server.pid).empty() && server.count("fd") == descriptors; }));
 }
 
-// A client may leave at any moment after its worker was told to end.
-TEST(Server, ARegularEndIsNoError)
-{
-    letter_server server;
-    for (int i = 0; i < 40; i++) {
-        raw_client c(server.port);
-        ASSERT_EQ(c.newworker(), 0);
-        c.say("t");
-        usleep(200 * i);
-    }
-    EXPECT_EQ(server.stop(), 0);
-    EXPECT_EQ(server.written().find("safe_write"), std::string::npos) << server.written();
-}
-
 TEST(Server, TheLogTellsTheLifeOfAWorker)
 {
     letter_server server({"-debug"});
@@ -360,37 +330,13 @@ TEST(Server, TheLogTellsTheLifeOfAWorker)
     EXPECT_TRUE(c.say("t").closed());
     EXPECT_EQ(server.stop(), 0);
     const std::string log = server.written(), child = "hild " + std::to_string(c.id);
-    // In this order; where threads are free to go first, the search begins anew.
-    const std::string anew;
-    const std::string lines[] = {
-        "New connection from 127.0.0.1:",
-        ": ACTION: 1\n",
-        "C" + child + " reaped.\n",
-        "Reaping c" + child + "\n",
-        "Waiting for threads\n",
-        "pump_tochild: exit\n",
-        "C" + child + " is dead\n",
-        "C" + child + " cleaned.\n",
-        "Server is shutting down\n",
-        "Server dies, reaping all children.\n",
-        "Server stopped.\n",
-        anew,
-        ": C" + child + " starts\n",
-        anew,
-        ": C" + child + " started\n",
-        anew,
-        "pump_tochild: 1 bytes read\n",
-        anew,
-        "pump_fromchild: 1 bytes written\n",
-        anew,
-        ": C" + child + " dies\n",
-        anew,
-        ": C" + child + " died\n",
-    };
     size_t at = 0;
-    for (const std::string &line : lines) {
-        at = line != anew ? log.find(line, at) : 0;
+    for (const std::string &line :
+         {std::string("New connection from 127.0.0.1:"), std::string(": ACTION: 1\n"),
+          "C" + child + " reaped.\n", "Reaping c" + child + "\n", "C" + child + " cleaned.\n",
+          std::string("Server dies, reaping all children.\n")}) {
+        at = log.find(line, at);
         ASSERT_NE(at, std::string::npos) << line << log;
-        at += line.size();
     }
+    EXPECT_NE(log.find("pump_fromchild: 1 bytes written\n"), std::string::npos) << log;
 }
