@@ -1,19 +1,9 @@
 #include "handler/worker_double.h"
 
 #include "handler/registry.h"
-#include "test/allocations.h"
 #include "worker/log.h"
 
 #include <gtest/gtest.h>
-
-TEST(Handler, LeavesAnIdWithoutRunFunctionUnanswered)
-{
-    worker_double w;
-    vntmsg_ACK unhandled = {nullptr, VNTMESSAGEID_ACK, 0, 0, 0};
-    EXPECT_EQ(w.h->ops.handle(w.h, &unhandled, nullptr), MESSAGE_UNKNOWN);
-    w.say("GETNUMROWS_RES 7"); // known to the codec, not to the handler
-    EXPECT_EQ(w.ask("GETNUMROWS_REQ 0 env lp"), "GETNUMROWS_RES 10");
-}
 
 TEST(Handler, RejectsWithNakAndTheLoopAddsUnknown)
 {
@@ -64,26 +54,6 @@ TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
     EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES 1003 0");
 }
 
-TEST(Probinfo, CodesTheWidthOfTheTerminator)
-{
-    worker_double w;
-    for (const auto &[bytes, answer] :
-         {std::pair(1, "0 0"), {2, "0 1"}, {4, "0 2"}, {3, "0 0"}, {-1, "1002 -1"}}) {
-        solver.nulbytes = bytes;
-        EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 16 0"), std::string("PROBINFO_RES ") + answer);
-    }
-}
-
-TEST(Probinfo, SwitchesChannelsByTwoMagicNumbersAlone)
-{
-    worker_double w;
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 23 4660"), "PROBINFO_RES 0 4660");
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 23 1"), "PROBINFO_RES 0 0");
-    EXPECT_EQ(w.h->channelsenabled, 1);
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env - - 23 9029"), "PROBINFO_RES 0 9029");
-    EXPECT_EQ(w.h->channelsenabled, 0);
-}
-
 TEST(Probinfo, NamesTheFunctionThatTheSolverLacks)
 {
     worker_double w;
@@ -113,59 +83,6 @@ TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
     EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
     w.release(0); // the server stops
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
-}
-
-TEST(Memory, ShortInCreationLeavesNothingBehind)
-{
-    const auto create_one = [] {
-        handler *h = nullptr;
-        const int rc = vntmsg_getfactory()->create(&h, nullptr);
-        EXPECT_EQ(h != nullptr, rc == 0);
-        if (h != nullptr) h->ops.destroy(h);
-        return rc;
-    };
-    EXPECT_EQ(allocations_fail_each(0, MESSAGE_NOMEMORY, create_one), 2);
-}
-
-TEST(Memory, ShortInOpeningClosesTheEnvironmentAgain)
-{
-    worker_double w;
-    vntmsg_OPENVANTO_REQ request = {nullptr, VNTMESSAGEID_OPENVANTO_REQ, 0};
-    allocations_fail_after(0);
-    EXPECT_EQ(w.h->ops.handle(w.h, &request, nullptr), 0);
-    EXPECT_EQ(w.hear(), "OPENVANTO_RES 1001 -");
-    EXPECT_EQ(solver.calls, " close");
-    EXPECT_EQ(w.h->env, nullptr);
-}
-
-TEST(Memory, ShortInQueueingInfoIsTheSendersToKnow)
-{
-    worker_double w;
-    w.ask("OPENVANTO_REQ 0");
-    w.ask("DISCONNECT_REQ");
-    w.release(w.parked());
-    const int32_t value = 1;
-    EXPECT_EQ(
-        allocations_fail_each(0, 1001, [&] { return VNTsendinfoint(double_env, 0, 1, &value); }),
-        3);
-    EXPECT_EQ(w.ask("RECONNECT_REQ"), "INFO 0 0 [1]");
-}
-
-TEST(Registry, FindsManyEnvironmentsAndFreesItsStorageWithTheLast)
-{
-    worker_double w;
-    char places[9];
-    int64_t capacity = 0;
-    for (char &place : places)
-        ASSERT_EQ(env2handler_add(reinterpret_cast<VNTENVptr>(&place), w.h), 0);
-    EXPECT_EQ(env2handler_length(&capacity), 9);
-    for (char &place : places) {
-        EXPECT_EQ(env2handler_find(reinterpret_cast<VNTENVptr>(&place)), w.h);
-        env2handler_remove(reinterpret_cast<VNTENVptr>(&place));
-        EXPECT_EQ(env2handler_find(reinterpret_cast<VNTENVptr>(&place)), nullptr);
-    }
-    EXPECT_EQ(env2handler_length(&capacity), 0);
-    EXPECT_EQ(capacity, 0);
 }
 
 TEST(Registry, ForgetsAHandlerThatIsDestroyedAndServesTheNext)

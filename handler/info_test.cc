@@ -73,15 +73,6 @@ TEST(Info, KeepsWhatIsSaidWhileTheCallerIsAway)
     EXPECT_EQ(w.hear(), "RECONNECT_RES");
 }
 
-TEST(Info, IsFreedUnsentWhenTheWorkerEndsWhileTheCallerIsAway)
-{
-    worker_double w;
-    open_with_channels(w);
-    w.ask("DISCONNECT_REQ");
-    channel(0, "never heard");
-    w.release(0);
-}
-
 TEST(Info, OfOneThreadArrivesInOrderAndNoneBehindTheAnswerToADisconnect)
 {
     static constexpr int THREADS = 3;

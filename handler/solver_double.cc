@@ -18,7 +18,6 @@ void solver_reset(void)
     solver.~solver_double();
     new (&solver) solver_double();
     solver.columns = 2;
-    solver.nulbytes = 1;
     solver.incumbent = 7.5;
 }
 
@@ -117,8 +116,8 @@ int VNTLgetconflict(VNTENVptr, VNTLPptr, int *confstat_p, int *, int *, int *con
 
 int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
 {
-    *nulbytes_p = solver.nulbytes;
-    return solver.nulbytes < 0 ? 1002 : 0;
+    *nulbytes_p = 1;
+    return 0;
 }
 
 int VNTLEencodedstrparam(VNTENVptr, int paramnum, int *isencoded_p)
@@ -179,7 +178,7 @@ int VNTEgetasyncmipprogress(VNTENVptr, void *, int sollen, vntmipprogress *progr
                  .sol = progress->sol};
     for (int i = 0; i < sollen; i++)
         progress->sol[i] = i + 0.25;
-    return solver.progressstatus;
+    return 0;
 }
 
 int VNTEasyncprogressinject(VNTENVptr, void *, double objval, double sense, double)

@@ -19,14 +19,12 @@ struct solver_double {
     std::atomic<int> pauses; // calls of the pause callback
     std::atomic<double> injected;
     std::atomic<int> injectstatus;
-    std::atomic<int> progressstatus;
     std::atomic<double> incumbent;
     std::atomic<double> reference; // that it was given with the last question for progress
 
     int openstatus;
     bool maximise;
     int columns;
-    int nulbytes;
     std::map<int, int> intparams;
     std::string calls; // " name" for each call that changes something
     std::thread::id solving;
