@@ -125,15 +125,3 @@ TEST(Copy, EveryMessageOfTheSolverCodecCopiesAndReleasesWhatItOwns)
         EXPECT_EQ(allocations_held(), before) << m->name;
     }
 }
-
-TEST(Copy, AllocationsThatFailGiveNullAndLeaveNothing)
-{
-    record_holder source = record_make(catalogue_find(1216), 1);
-    void *copy = nullptr;
-    int64_t steps = allocations_fail_each(1, 0, [&] {
-        copy = vntmsg_copy(source.get());
-        return int(copy != nullptr);
-    });
-    EXPECT_GT(steps, 5);
-    vntmsg_uncopy(&copy);
-}

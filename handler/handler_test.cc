@@ -54,7 +54,7 @@ TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
     EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES 1003 0");
 }
 
-TEST(Probinfo, NamesTheFunctionThatTheSolverLacks)
+TEST(Handler, NamesTheFunctionThatTheSolverLacks)
 {
     worker_double w;
     char *text = nullptr;
@@ -62,9 +62,11 @@ TEST(Probinfo, NamesTheFunctionThatTheSolverLacks)
     FILE *log = open_memstream(&text, &length);
     log_setstream(log);
     EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp - 11 0"), "NAK 1009 0 1811");
+    EXPECT_EQ(w.ask("LPOPT_REQ 0 env lp"), "NAK 1114 0 1811");
     log_setstream(stderr);
     fclose(log);
     EXPECT_NE(std::string(text).find("VNTLgetnumsos"), std::string::npos);
+    EXPECT_NE(std::string(text).find("VNTLlpopt"), std::string::npos);
     free(text);
 }
 
@@ -83,14 +85,4 @@ TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
     EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
     w.release(0); // the server stops
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
-}
-
-TEST(Registry, ForgetsAHandlerThatIsDestroyedAndServesTheNext)
-{
-    for (int i = 0; i < 2; i++) {
-        worker_double w;
-        w.ask("OPENVANTO_REQ 0");
-        EXPECT_EQ(env2handler_find(double_env), w.h);
-    }
-    EXPECT_EQ(env2handler_find(double_env), nullptr); // and there is no lock any more
 }

@@ -3,7 +3,6 @@
 #include "worker/log.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
@@ -87,19 +86,4 @@ TEST(Options, WhatIsWrongIsSaidAndEndsTheStart)
         EXPECT_EQ(r.result, -1) << argument;
         EXPECT_EQ(r.said, said) << argument;
     }
-}
-
-TEST(Options, TheLastLogFileGetsTheLines)
-{
-    const std::string file = testing::TempDir() + "options" + std::to_string(getpid());
-    reading r({"-port=1", "-logfile=/dev/full", "-pidfile=" + file + ".pid", "-logfile=" + file});
-    EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.said, "");
-    std::string line, id;
-    std::getline(std::ifstream(file), line);
-    std::getline(std::ifstream(file + ".pid"), id);
-    EXPECT_NE(line.find(":0002] No host specified"), std::string::npos) << line;
-    EXPECT_EQ(id, std::to_string(getpid()));
-    unlink(file.c_str());
-    unlink((file + ".pid").c_str());
 }

@@ -320,23 +320,3 @@ TEST(Server, RudeClientsLeaveNothing)
     EXPECT_TRUE(eventually(
         [&] { return process_children(server.pid).empty() && server.count("fd") == descriptors; }));
 }
-
-TEST(Server, TheLogTellsTheLifeOfAWorker)
-{
-    letter_server server({"-debug"});
-    raw_client c(server.port);
-    ASSERT_EQ(c.newworker(), 0);
-    EXPECT_EQ(c.say("x").hear(1), "x");
-    EXPECT_TRUE(c.say("t").closed());
-    EXPECT_EQ(server.stop(), 0);
-    const std::string log = server.written(), child = "hild " + std::to_string(c.id);
-    size_t at = 0;
-    for (const std::string &line :
-         {std::string("New connection from 127.0.0.1:"), std::string(": ACTION: 1\n"),
-          "C" + child + " reaped.\n", "Reaping c" + child + "\n", "C" + child + " cleaned.\n",
-          std::string("Server dies, reaping all children.\n")}) {
-        at = log.find(line, at);
-        ASSERT_NE(at, std::string::npos) << line << log;
-    }
-    EXPECT_NE(log.find("pump_fromchild: 1 bytes written\n"), std::string::npos) << log;
-}

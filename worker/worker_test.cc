@@ -7,17 +7,8 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
-
-// Found among the symbols of the process.
-extern "C" [[gnu::visibility("default")]] void test_registration(void *)
-{
-    fprintf(stderr, "registered here\n");
-}
 
 // Big-endian words, as messages without strings and arrays are made of.
 static std::string words(std::initializer_list<uint32_t> values)
@@ -104,21 +95,4 @@ TEST(Worker, AFaultEndsItWithALine)
         EXPECT_NE(o.log.find(":0001] " + fault.line + "\n"), std::string::npos) << o.log;
         EXPECT_EQ(o.status, "");
     }
-}
-
-// The named folders come first, in their order; the process has what no library has.
-TEST(UserFunctions, AreLookedForInTheNamedFoldersAndInTheProcess)
-{
-    const fs::path top = testing::TempDir() + "userfunctions" + std::to_string(getpid());
-    for (const char *name : {"far/liba=b.so", "near/libc1.so"}) {
-        fs::create_directories((top / name).parent_path());
-        fs::copy_file(VNT_TESTFUNCTION, top / name);
-    }
-    outcome o = work({"w", "-libpath=" + (top / "near").string(),
-                      "-libpath=" + (top / "far").string(), "-userfunction=a=b=testfunction",
-                      "-userfunction=test_registration", "-userfunction=c1=testfunction"},
-                     words({VNTMESSAGEID_TERMINATE}));
-    EXPECT_EQ(o.end, 0);
-    EXPECT_EQ(o.log, "registered 1\nregistered here\nregistered 1\n");
-    fs::remove_all(top);
 }
