@@ -5,7 +5,6 @@
 #include "solver/mps.h"
 #include "solver/reformulation.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -115,21 +114,6 @@ void expectmip(problem &p, const engine_result &r, double objective)
     EXPECT_EQ(r.nodesleft, 0);
 }
 
-// The bytes of all vectors, for comparing runs.
-std::string bits(const engine_result &r)
-{
-    std::string all;
-    auto add = [&](const std::vector<double> &v) {
-        all.append(reinterpret_cast<const char *>(v.data()), v.size() * sizeof(double));
-    };
-    for (const std::vector<double> *v : {&r.x, &r.pi, &r.dj, &r.slack})
-        add(*v);
-    for (const std::vector<double> &v : r.solutions)
-        add(v);
-    return all + " " + std::to_string(r.ticks) + " " + std::to_string(r.iterations) + " " +
-           std::to_string(r.nodes);
-}
-
 // The same problem to be minimised and to be maximised.
 problem turned(problem p, int sense)
 {
@@ -158,107 +142,33 @@ TEST(EngineLp, EveryMethodFindsTheSameOptimumInBothSenses)
             EXPECT_EQ(r.cstat, (std::vector<int>{VNT_BASIS_UPPER, VNT_BASIS_BASIC}));
             EXPECT_EQ(r.rstat, (std::vector<int>{VNT_BASIS_LOWER, VNT_BASIS_BASIC}));
         }
+    problem p = twocolumns;
+    engine_result inside = solver().lp(p, ENGINE_BARRIER, false);
+    EXPECT_NEAR(inside.objective, 11, 1e-3);
+    EXPECT_TRUE(inside.cstat.empty() && inside.rstat.empty()) << "without crossover";
 }
 
-TEST(EngineLp, PublicModelsGiveTheirPublishedOptimaAndTheSameBitsEachTime)
+TEST(EngineLp, InfeasibleAndUnboundedProblemsComeWithAProof)
 {
-    problem afiro = fromfile("afiro.mps"), israel = fromfile("israel.mps");
+    problem rows("min\n x + y\nst\n x + y >= 5\n 2 x + 2 y <= 3\nend\n");
+    problem both(
+        "min\n - x\nst\n x - y >= 0\n 0 x + z >= 2\n z + y <= 1\nend\n"); // no limit either
+    problem crossed("min\n x\nst\n x + y >= 5\nbounds\n 3 <= x <= 2\nend\n");
+    problem cone("min\n - x - y\nst\n c: x - y <= 2\n d: - x + y <= 2\nend\n");
     for (engine_method method : methods)
         for (int presolve : {0, 1}) {
             SCOPED_TRACE(testing::Message() << method << presolve);
             solver s;
             s.params.presolve = presolve;
-            expectoptimal(afiro, s.lp(afiro, method), -464.7531428571);
-            engine_result r = s.lp(israel, method);
-            expectoptimal(israel, r, -896644.82186);
-            EXPECT_EQ(std::count(r.cstat.begin(), r.cstat.end(), VNT_BASIS_BASIC) +
-                          std::count(r.rstat.begin(), r.rstat.end(), VNT_BASIS_BASIC),
-                      israel.m.numrows());
-            EXPECT_EQ(bits(s.lp(israel, method)), bits(r));
-        }
-    engine_result inside = solver().lp(afiro, ENGINE_BARRIER, false);
-    EXPECT_EQ(inside.status, VNT_STAT_OPTIMAL);
-    EXPECT_NEAR(inside.objective, -464.7531428571, 1e-3);
-    EXPECT_TRUE(inside.cstat.empty() && inside.rstat.empty()) << "without crossover";
-    EXPECT_GT(inside.barrieriterations, 0);
-}
-
-TEST(EngineLp, ABasisThatIsOptimalNeedsNoIteration)
-{
-    problem p = fromfile("israel.mps");
-    engine_result first = solver().lp(p);
-    p.cstat = first.cstat;
-    p.rstat = first.rstat;
-    for (engine_method method : {ENGINE_PRIMAL, ENGINE_DUAL}) {
-        engine_result again = solver().lp(p, method);
-        EXPECT_EQ(again.status, VNT_STAT_OPTIMAL);
-        EXPECT_LE(again.iterations, 1);
-        EXPECT_EQ(again.cstat, first.cstat);
-    }
-    p.cstat.assign(p.m.numcols(), VNT_BASIS_BASIC); // more than there are rows
-    expectoptimal(p, solver().lp(p), -896644.82186);
-}
-
-TEST(EngineLp, InfeasibleProblemsComeWithAProof)
-{
-    problem woodinfe = fromfile("woodinfe.mps");
-    problem rows("min\n x + y\nst\n x + y >= 5\n 2 x + 2 y <= 3\nend\n");
-    problem both(
-        "min\n - x\nst\n x - y >= 0\n 0 x + z >= 2\n z + y <= 1\nend\n"); // no limit either
-    problem crossed("min\n x\nst\n x + y >= 5\nbounds\n 3 <= x <= 2\nend\n");
-    for (engine_method method : methods) {
-        SCOPED_TRACE(method);
-        for (problem *p : {&woodinfe, &rows}) {
-            engine_result r = solver().lp(*p, method);
+            engine_result r = s.lp(rows, method);
             EXPECT_EQ(r.status, VNT_STAT_INFEASIBLE);
-            EXPECT_TRUE(engine_provesinfeasible(p->model(false), r.farkas));
+            EXPECT_TRUE(engine_provesinfeasible(rows.model(false), r.farkas));
+            EXPECT_EQ(s.lp(both, method).status, VNT_STAT_INFEASIBLE);
+            EXPECT_EQ(s.lp(crossed, method).status, VNT_STAT_INFEASIBLE);
+            r = s.lp(cone, method);
+            EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
+            EXPECT_TRUE(engine_provesunbounded(cone.model(false), r.ray));
         }
-        EXPECT_EQ(solver().lp(both, method).status, VNT_STAT_INFEASIBLE);
-        EXPECT_EQ(solver().lp(crossed, method).status, VNT_STAT_INFEASIBLE);
-    }
-}
-
-TEST(EngineLp, UnboundedProblemsComeWithARay)
-{
-    problem free("max\n x + y\nst\n x - y = 1\nbounds\n x free\n y free\nend\n");
-    problem cone("min\n - x - y\nst\n c: x - y <= 2\n d: - x + y <= 2\nend\n");
-    for (problem *p : {&free, &cone})
-        for (engine_method method : methods)
-            for (int presolve : {0, 1}) {
-                SCOPED_TRACE(testing::Message() << method << presolve);
-                solver s;
-                s.params.presolve = presolve;
-                engine_result r = s.lp(*p, method);
-                EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
-                EXPECT_TRUE(engine_provesunbounded(p->model(false), r.ray));
-                EXPECT_TRUE(r.primalfeasible);
-            }
-}
-
-TEST(EngineLp, ModelsWithoutRowsColumnsOrNonzerosAreSolved)
-{
-    problem empty;
-    expectoptimal(empty, solver().lp(empty), 0);
-
-    problem norows("min\n 2 x - y + 0 z\nst\nbounds\n 1 <= x <= 5\n y <= 7\n z free\nend\n");
-    engine_result r = solver().lp(norows);
-    expectoptimal(norows, r, -5);
-    EXPECT_EQ(r.cstat, (std::vector<int>{VNT_BASIS_LOWER, VNT_BASIS_UPPER, VNT_BASIS_FREE}));
-    norows.m.objective[2] = 1;
-    r = solver().lp(norows);
-    EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
-    EXPECT_TRUE(engine_provesunbounded(norows.model(false), r.ray));
-
-    problem noentries("min\n x\nst\n r: 0 x >= -1\nbounds\n x <= 1\nend\n");
-    expectoptimal(noentries, solver().lp(noentries), 0);
-    noentries.m.rhs[0] = 0.5;
-    EXPECT_EQ(solver().lp(noentries).status, VNT_STAT_INFEASIBLE);
-
-    // An empty and a fixed column, an empty row and one without bounds.
-    problem odd("min\n - 3 x - 2 y + e\nst\n x + y <= 4\n x + 3 y <= 9\n 0 x <= 3\n x + f <= 1e75\n"
-                "bounds\n x <= 3\n 2 <= e <= 9\n f = 4\nend\n");
-    for (engine_method method : methods)
-        expectoptimal(odd, solver().lp(odd, method), -9);
 }
 
 TEST(EngineLp, LimitsAndStopEndWithTheirStatus)
@@ -269,12 +179,6 @@ TEST(EngineLp, LimitsAndStopEndWithTheirStatus)
     engine_result r = s.lp(p);
     EXPECT_EQ(r.status, VNT_STAT_ITERATION_LIMIT);
     EXPECT_EQ(r.iterations, 20);
-    EXPECT_EQ(r.x.size(), static_cast<size_t>(p.m.numcols()));
-
-    solver late;
-    late.params.timelimit = 0;
-    EXPECT_EQ(late.lp(p).status, VNT_STAT_TIME_LIMIT);
-
     for (engine_method method : methods) {
         solver stopped;
         stopped.onpoll = [](const engine_progress &progress, engine_reply &reply) {
@@ -317,60 +221,6 @@ TEST(EngineMip, ImpossibleProblemsAreToldApart)
     }
 }
 
-TEST(EngineMip, OddShapesAreSolved)
-{
-    const std::pair<const char *, double> shapes[] = {
-        // no rows
-        {"min\n x - y - z\nst\nbounds\n 0.5 <= x <= 4.5\n y <= 2.5\n z <= 2.5\ngeneral\n x\n y\n"
-         "end\n",
-         1 - 2 - 2.5},
-        // empty and fixed columns, a free one, an empty row
-        {"max\n 5 a + 4 b + 3 c + d + 2 e - f\nst\n 2 a + 3 b + c <= 5\n 4 a + b + 2 c <= 11\n"
-         " 3 a + 4 b + 2 c <= 8\n 0 a <= 1e75\n f - a = 2\nbounds\n a <= 10\n b <= 10\n c <= 10\n"
-         " d <= 3\n e = 1\n f free\ngeneral\n a\n b\n c\n d\n e\nend\n",
-         12 + 3 + 2 - 2},
-        // nothing to decide
-        {"min\n 3 x + y\nst\n 2 x + y = 5\nbounds\n x = 2\n y = 1\ngeneral\n x\n y\nend\n", 7},
-        // a mixed-integer problem in name only
-        {"max\n 3 x + 2 y + 0 z\nst\n x + y <= 4\n x + 3 y <= 9\nbounds\n x <= 3\n"
-         "binary\n z\nend\n",
-         11}};
-    for (int presolve : {0, 1})
-        for (auto [text, objective] : shapes) {
-            SCOPED_TRACE(testing::Message() << presolve << " " << text);
-            solver s;
-            s.params.presolve = presolve;
-            problem p(text);
-            expectmip(p, s.mip(p), objective);
-        }
-}
-
-// A problem that takes long enough to be stopped in.
-TEST(EngineMip, AStopKeepsTheIncumbentAndTheBound)
-{
-    problem p = fromfile("misc07.mps");
-    for (int after : {1, 300}) { // polls after the first incumbent
-        solver s;
-        int polls = 0;
-        engine_progress last = {};
-        std::vector<double> x;
-        s.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
-            if (progress.solution == nullptr) return;
-            last = progress;
-            x.assign(progress.solution, progress.solution + p.m.numcols());
-            reply.stop = ++polls >= after;
-        };
-        engine_result r = s.mip(p);
-        EXPECT_EQ(r.status, VNT_STAT_STOPPED);
-        EXPECT_EQ(r.x, x);
-        EXPECT_EQ(r.objective, last.incumbent);
-        EXPECT_EQ(r.bound, last.bound);
-        EXPECT_LE(r.bound, 2810 + 1e-6);
-        EXPECT_GE(r.objective, 2810 - 1e-6);
-        EXPECT_LT(engine_violation(p.model(true), r.x.data()), 1e-6);
-    }
-}
-
 TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
 {
     for (int sense : {VNT_MIN, VNT_MAX}) {
@@ -383,13 +233,9 @@ TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
             };
             engine_result r = injected.mip(p);
             EXPECT_EQ(r.status, VNT_STAT_CUTOFF);
-            EXPECT_EQ(r.cutoff, sense * cutoff);
-            EXPECT_EQ(r.bound, r.cutoff);
+            EXPECT_EQ(r.bound, sense * cutoff);
             EXPECT_TRUE(r.solutions.empty());
         }
-        solver given; // as a parameter, and with something to be found
-        given.params.cutoff = sense * 3100.0;
-        expectmip(p, given.mip(p), sense * 3089);
     }
     problem p = fromfile("stein27.mps"); // 18
     solver search;                       // has an incumbent when the cutoff comes
@@ -425,20 +271,14 @@ TEST(EngineMip, ACutoffBetweenTwoStepsOfTheObjectiveLeavesTheBetterOne)
 TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
 {
     problem p(threeintegers);
-    p.start = {1, 0, 2}; // 11
     solver s;
     s.params.solutionlimit = 1;
+    p.start = {1, 0, 2}; // 11
+    EXPECT_EQ(s.mip(p).x, p.start);
+    p.start = {1, NAN, NAN}; // completes to 12 with b = 1 and c = 1, or less
     engine_result r = s.mip(p);
     EXPECT_EQ(r.status, VNT_STAT_SOLUTION_LIMIT);
-    EXPECT_EQ(r.x, p.start);
-
-    p.start = {1, NAN, NAN}; // completes to 12 with b = 1 and c = 1, or less
-    r = s.mip(p);
-    EXPECT_EQ(r.status, VNT_STAT_SOLUTION_LIMIT);
     EXPECT_EQ(r.x[0], 1);
-
-    p.start = {2, 0, 1}; // the optimum: nothing better is found
-    expectmip(p, solver().mip(p), 13);
     p.start = {9, 9, 9}; // infeasible: of no use, no harm
     expectmip(p, solver().mip(p), 13);
 }
@@ -498,8 +338,9 @@ TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)
     EXPECT_NE(s.logged.find("* incumbent 7615 "), std::string::npos);
 }
 
-// A problem with small whole numbers in it, now and then without a feasible point.
-problem randomproblem(std::mt19937 &random, int least, int most)
+// A problem with small whole numbers in it, now and then without a feasible point, without rows,
+// without columns, with empty or fixed ones.
+problem randomproblem(std::mt19937 &random, int most)
 {
     auto number = [&](int low, int high) {
         return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
@@ -508,7 +349,7 @@ problem randomproblem(std::mt19937 &random, int least, int most)
     p.m.type = VNT_PROB_MIP;
     p.m.sense = number(0, 1) ? VNT_MIN : VNT_MAX;
     p.m.offset = number(-3, 3);
-    int columns = number(least, most), rows = number(least, most);
+    int columns = number(0, most), rows = number(0, most);
     for (int j = 0; j < columns; j++) {
         double cost = number(-4, 4), low = number(-2, 1), high = low + number(0, 3);
         p.m.append_cols({1, &cost, &low, &high, "I", nullptr}, nullptr);
@@ -520,39 +361,6 @@ problem randomproblem(std::mt19937 &random, int least, int most)
             p.m.a.set(i, j, number(-3, 3));
     }
     return p;
-}
-
-// The best objective of all points of the lattice, infinite (worst) without a feasible one.
-double enumerate(problem &p)
-{
-    const engine_model &m = p.model(true);
-    double best = VNT_INFINITY;
-    std::vector<double> x = p.m.lower;
-    for (int j = 0; j < m.numcols;) {
-        if (engine_violation(m, x.data()) == 0)
-            best = std::min(best, m.sense * engine_objective(m, x.data()));
-        for (j = 0; j < m.numcols && ++x[j] > p.m.upper[j]; j++)
-            x[j] = p.m.lower[j];
-    }
-    return m.sense * best;
-}
-
-TEST(EngineMip, RandomProblemsAgreeWithEnumeration)
-{
-    std::mt19937 random(1);
-    for (int i = 0; i < 850; i++) {
-        SCOPED_TRACE(testing::Message() << "problem " << i);
-        problem p = randomproblem(random, 1, 5);
-        double best = enumerate(p);
-        solver s;
-        s.params.presolve = i % 2;
-        s.params.cuts = i % 3 != 0;
-        s.params.heuristics = i % 5 != 0;
-        if (engine_isinf(best))
-            EXPECT_EQ(s.mip(p).status, VNT_STAT_INFEASIBLE);
-        else
-            expectmip(p, s.mip(p), best);
-    }
 }
 
 // Two integer columns with equal costs; preprocessing, allowed to merge them, answered -5.
@@ -570,9 +378,9 @@ TEST(EngineMip, PreprocessingLosesNoSolution)
 TEST(EngineMip, RandomMixedProblemsAreAnsweredAlikeWhateverIsSwitchedOn)
 {
     std::mt19937 random(35);
-    for (int i = 0; i < 200; i++) {
+    for (int i = 0; i < 1000; i++) {
         SCOPED_TRACE(testing::Message() << "problem " << i);
-        problem p = randomproblem(random, 2, 8);
+        problem p = randomproblem(random, 8);
         for (int j = 0; j < p.m.numcols(); j++) {
             unsigned kind = random() % 6;
             bool open = random() % 3 == 0;
@@ -598,7 +406,7 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
 {
     std::mt19937 random(20240301);
     for (int i = 0; i < 400; i++) {
-        problem p = randomproblem(random, 1, 5);
+        problem p = randomproblem(random, 5);
         for (double &upper : p.m.upper) // and let some columns go
             if (random() % 2) upper = VNT_INFINITY;
         std::optional<int> status;
@@ -617,33 +425,6 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
                 EXPECT_TRUE(r.farkas.empty() || engine_provesinfeasible(p.model(false), r.farkas));
         }
     }
-}
-
-TEST(Engine, SolvesSideBySideGiveTheSameBitsAsAlone)
-{
-    problem p = fromfile("p0033.mps"), other = fromfile("egout.mps");
-    std::string alone = bits(solver().mip(p)), otheralone = bits(solver().mip(other));
-    std::string beside;
-    std::thread thread([&] {
-        for (int i = 0; i < 10; i++)
-            beside = bits(solver().mip(p));
-    });
-    for (int i = 0; i < 10; i++)
-        EXPECT_EQ(bits(solver().mip(other)), otheralone);
-    thread.join();
-    EXPECT_EQ(beside, alone);
-}
-
-TEST(Engine, ModelsThatAreTooLargeAreRefused)
-{
-    problem p(threeintegers);
-    engine_model m = p.model(true);
-    std::vector<int64_t> begin(m.begin, m.begin + m.numcols + 1);
-    begin.back() = int64_t(1) << 31;
-    m.begin = begin.data();
-    engine_result r;
-    EXPECT_EQ(engine_solvelp(m, {}, ENGINE_DUAL, true, {}, &r), VNTERR_NOT_SUPPORTED);
-    EXPECT_EQ(engine_solvemip(m, {}, {}, &r), VNTERR_NOT_SUPPORTED);
 }
 
 } // namespace
