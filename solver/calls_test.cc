@@ -1,41 +1,7 @@
 #include "codec/catalogue.h"
 #include "solver/test_session.h"
 
-#include <array>
-#include <cstdlib>
-#include <new>
 #include <set>
-
-// The allocations of this program, one of which can be made to fail.
-static thread_local int64_t allowed = -1; // before the one that fails; -1 for all
-
-[[gnu::noinline]] void *operator new(size_t size, const std::nothrow_t &) noexcept
-{
-    if (allowed == 0) {
-        allowed = -1;
-        return nullptr;
-    }
-    if (allowed > 0) allowed--;
-    return malloc(size > 0 ? size : 1);
-}
-[[gnu::noinline]] void *operator new(size_t size)
-{
-    void *block = operator new(size, std::nothrow);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-[[gnu::noinline]] void operator delete(void *block) noexcept
-{
-    free(block);
-}
-[[gnu::noinline]] void operator delete(void *block, size_t) noexcept
-{
-    free(block);
-}
-[[gnu::noinline]] void operator delete(void *block, const std::nothrow_t &) noexcept
-{
-    free(block);
-}
 
 // Every call of the list with the same number in all its numbers and nothing in its pointers.
 struct bare_arguments {
@@ -158,59 +124,4 @@ TEST_F(any_call, BearsAnyNumbersAndNoPointers)
             EXPECT_NE(all_of(copy), "");
         }
     }
-}
-
-// Runs the action on fresh problems with its first allocation failing, then its second and so on.
-struct failing_allocations : session {
-    template <class action> void expect_all_or_nothing(const char *what, const action &act)
-    {
-        SCOPED_TRACE(what);
-        for (int64_t n = 0;; n++) {
-            VNTLPptr lp = problem_from("max\n x + y\nst\n c: x + y <= 4\n d: x - y <= 2\nend\n");
-            ASSERT_EQ(VNTLcopybase(env, lp, std::array{1, 1}.data(), std::array{0, 0}.data()), 0);
-            std::string before = all_of(lp);
-            allowed = n;
-            int rc = act(lp);
-            bool failed = allowed < 0;
-            allowed = -1;
-            if (!failed) {
-                EXPECT_EQ(rc, 0);
-                EXPECT_GT(n, 0);
-                EXPECT_NE(all_of(lp), before);
-                return;
-            }
-            if (rc != 0) {
-                EXPECT_EQ(rc, VNTERR_NO_MEMORY) << "allocation " << n;
-                EXPECT_EQ(all_of(lp), before) << "allocation " << n;
-            }
-            ASSERT_EQ(VNTLfreeprob(env, &lp), 0);
-        }
-    }
-};
-
-TEST_F(failing_allocations, LeaveAProblemAsItWas)
-{
-    const char *names[] = {"a column with a long name", "another one with a long name"};
-    int64_t begin[] = {0, 2};
-    int index[] = {1, 0, 0}, first = 0;
-    double value[] = {1, 2, 3};
-    expect_all_or_nothing("addcols", [&](VNTLPptr lp) {
-        return VNTLaddcols(env, lp, 2, 3, nullptr, begin, index, value, nullptr, nullptr, names);
-    });
-    expect_all_or_nothing("addrows", [&](VNTLPptr lp) {
-        return VNTLaddrows(env, lp, 0, 2, 3, nullptr, "LG", begin, index, value, nullptr, names);
-    });
-    expect_all_or_nothing("copylp", [&](VNTLPptr lp) {
-        int count[] = {2, 1};
-        return VNTLcopylpwnames(env, lp, 2, 2, VNT_MIN, nullptr, nullptr, nullptr, begin, count,
-                                index, value, nullptr, nullptr, nullptr, names, names);
-    });
-    expect_all_or_nothing("delcols", [&](VNTLPptr lp) { return VNTLdelcols(env, lp, 0, 0); });
-    expect_all_or_nothing("names",
-                          [&](VNTLPptr lp) { return VNTLchgcolname(env, lp, 1, &first, names); });
-    const std::string lptext = "min\n x + 2 y\nst\n c: x >= 1\n 1 <= x + y <= 3\nend\n";
-    expect_all_or_nothing("lp", [&](VNTLPptr lp) { return read(lp, lptext, "lp"); });
-    const std::string mpstext =
-        "ROWS\n N o\n L r\nCOLUMNS\n x r 1\nRHS\nBOUNDS\n UP b x 4\nENDATA\n";
-    expect_all_or_nothing("mps", [&](VNTLPptr lp) { return read(lp, mpstext, "mps"); });
 }
