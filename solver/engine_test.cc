@@ -174,9 +174,9 @@ TEST(EngineLp, InfeasibleAndUnboundedProblemsComeWithAProof)
 TEST(EngineLp, LimitsAndStopEndWithTheirStatus)
 {
     problem p = fromfile("israel.mps");
-    solver s;
-    s.params.iterationlimit = 20;
-    engine_result r = s.lp(p);
+    solver limited;
+    limited.params.iterationlimit = 20;
+    engine_result r = limited.lp(p);
     EXPECT_EQ(r.status, VNT_STAT_ITERATION_LIMIT);
     EXPECT_EQ(r.iterations, 20);
     for (engine_method method : methods) {

@@ -4,20 +4,6 @@
 
 using environment_test = session;
 
-TEST_F(environment_test, EveryDestinationHearsOfAnErrorAndNobodyWhenMessagesAreOff)
-{
-    std::string second;
-    VNTCHANNELptr errors = nullptr;
-    ASSERT_EQ(VNTLgetchannels(env, nullptr, nullptr, &errors, nullptr), 0);
-    ASSERT_EQ(VNTLaddfuncdest(env, errors, &second, hear), 0);
-    EXPECT_EQ(VNTLunscaleprob(env, nullptr), VNTERR_NOT_SUPPORTED);
-    EXPECT_EQ(heard[CHANNEL_ERROR], "VNTLunscaleprob: not supported\n");
-    EXPECT_EQ(second, heard[CHANNEL_ERROR]);
-    ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_MESSAGES, 0), 0);
-    VNTLunscaleprob(env, nullptr);
-    EXPECT_EQ(second, "VNTLunscaleprob: not supported\n");
-}
-
 TEST_F(environment_test, AParameterTakesItsRangeAndNothingBeyond)
 {
     for (const parameter &p : parameter_list()) {
@@ -40,10 +26,6 @@ TEST_F(environment_test, AParameterTakesItsRangeAndNothingBeyond)
     }
     EXPECT_EQ(VNTLsetintparam(env, 7, 1), VNTERR_BAD_PARAMETER);
     EXPECT_EQ(VNTLsetintparam(env, VNT_PARAM_TIME_LIMIT, 1), VNTERR_PARAMETER_TYPE);
-    int count = 0, surplus = 0, numbers[1];
-    EXPECT_EQ(VNTLgetchgparam(env, &count, numbers, 1, &surplus), VNTERR_SPACE_TOO_SMALL);
-    EXPECT_EQ(VNTLsetdefaults(env), 0);
-    EXPECT_EQ(VNTLgetchgparam(env, nullptr, nullptr, 0, &surplus), 0) << "nothing is changed";
 }
 
 TEST(Parameters, AFileOfThemIsTakenWholeOrNotAtAll)

@@ -77,19 +77,6 @@ TEST_F(model_files, ModelsComeBackFromTheirFilesBitForBit)
     EXPECT_EQ(through(israel, "m.lp.gz"), all_of(israel));
 }
 
-TEST_F(model_files, NamesThatAFormatCannotHoldAreReplacedWithAWarning)
-{
-    VNTLPptr lp = problem();
-    const char *names[] = {"fine", "two words"};
-    ASSERT_EQ(VNTLnewcols(env, lp, 2, nullptr, nullptr, nullptr, nullptr, names), 0);
-    EXPECT_NE(through(lp, "m.mps").find("x2 "), std::string::npos);
-    EXPECT_NE(heard[CHANNEL_WARNING], "");
-    names[1] = "free";
-    int both[] = {0, 1};
-    ASSERT_EQ(VNTLchgcolname(env, lp, 2, both, names), 0);
-    EXPECT_NE(through(lp, "m.lp").find("x2 "), std::string::npos);
-}
-
 TEST_F(model_files, MpsIsReadAsItsWritersMeanIt)
 {
     VNTLPptr lp = problem_from("* a comment\n"
@@ -246,9 +233,6 @@ TEST_F(model_files, ABasisComesBackFromItsFile)
     EXPECT_EQ(rback, rstat);
     ASSERT_EQ(VNTLdualopt(env, fresh), 0);
     EXPECT_EQ(VNTLgetitcnt(env, fresh), 0) << "it is optimal already";
-
-    rstat[0] = rstat[0] == VNT_BASIS_BASIC ? VNT_BASIS_LOWER : VNT_BASIS_BASIC;
-    EXPECT_EQ(VNTLcopybase(env, fresh, cstat.data(), rstat.data()), VNTERR_BAD_BASIS);
 }
 
 TEST_F(model_files, SolutionsAreWrittenAsText)
