@@ -169,14 +169,12 @@ struct enumerated : solving {
     {
         random.seed(seed);
         lp = problem();
-        std::string types;
         for (int j = 0; j < cols; j++) {
-            char type = "BIIN"[below(4)];
+            char type = j == 0 ? 'B' : "BIIN"[below(4)];
             double obj = below(13) - 6;
             low[j] = type == 'B' ? 0 : type == 'N' ? 1 + below(2) : -below(3);
             high[j] = type == 'B' ? 1 : low[j] + 1 + below(3);
             ASSERT_EQ(VNTLnewcols(env, lp, 1, &obj, &low[j], &high[j], &type, nullptr), 0);
-            types += type;
         }
         ASSERT_EQ(VNTLchgobjsen(env, lp, below(2) == 0 ? VNT_MIN : VNT_MAX), 0);
         int64_t begin = 0;
@@ -197,7 +195,7 @@ struct enumerated : solving {
         }
         for (double &v : value)
             v = below(5) - 2;
-        if (types[0] == 'B') {
+        if (below(2) == 0) {
             ASSERT_EQ(VNTLaddindconstr(env, lp, 0, below(2), cols, below(5), "LGE"[below(3)], all,
                                        value, nullptr),
                       0);
