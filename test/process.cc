@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -102,11 +102,9 @@ process_result run(const std::vector<std::string> &arguments,
 }
 
 // State and parent of a process, from the text behind its name; false when it is gone.
-static bool process_stat(const char *id, char *state, pid_t *parent)
+static bool process_stat(const std::string &id, char *state, pid_t *parent)
 {
-    std::ifstream file("/proc/" + std::string(id) + "/stat");
-    std::string text;
-    std::getline(file, text);
+    const std::string text = file_text("/proc/" + id + "/stat");
     size_t paren = text.rfind(')');
     return paren != std::string::npos &&
            sscanf(text.c_str() + paren + 1, " %c %d", state, parent) == 2;
@@ -116,24 +114,29 @@ bool process_alive(pid_t id)
 {
     char state;
     pid_t parent;
-    return process_stat(std::to_string(id).c_str(), &state, &parent) && state != 'Z';
+    return process_stat(std::to_string(id), &state, &parent) && state != 'Z';
 }
 
 std::vector<pid_t> process_children(pid_t id)
 {
     std::vector<pid_t> children;
-    DIR *proc = opendir("/proc");
-    while (dirent *entry = readdir(proc)) {
+    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename();
         char state;
         pid_t parent;
-        if (process_stat(entry->d_name, &state, &parent) && parent == id && state != 'Z')
-            children.push_back(atoi(entry->d_name));
+        if (process_stat(name, &state, &parent) && parent == id && state != 'Z')
+            children.push_back(atoi(name.c_str()));
     }
-    closedir(proc);
     return children;
 }
 
 std::string built(const std::string &name)
 {
     return VNT_BUILD_DIR "/bin/" + name;
+}
+
+std::string file_text(const std::string &path)
+{
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }

@@ -79,3 +79,6 @@ std::vector<pid_t> process_children(pid_t id);
 
 // A program of the build: bin/NAME.
 std::string built(const std::string &name);
+
+// All that a file holds.
+std::string file_text(const std::string &path);

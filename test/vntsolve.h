@@ -23,11 +23,7 @@ class scratch {
         std::ofstream(name) << text;
     }
     ~scratch() { unlink(name.c_str()); }
-    std::string text() const
-    {
-        std::ifstream file(name);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
+    std::string text() const { return file_text(name); }
     const std::string name;
 };
 

@@ -1,9 +1,100 @@
 // calls_table.cc: prints docs/calls.md.
-#include "test/record/table.h"
+#include "handler/handler.h"
+#include "test/record/listing.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+static std::string fields(const message_layout *layout)
+{
+    static const char *const kinds[] = {"",       "int",   "long",   "double",
+                                        "string", "array", "handle", "file"};
+    std::string text;
+    if (layout == nullptr) return "the call's own";
+    for (const message_field *m = layout->fields; m->kind != KIND_END; m++)
+        text += std::string(text.empty() ? "" : ", ") + m->name + " " + kinds[m->kind];
+    return text.empty() ? "none" : text;
+}
+
+static const message_layout *find_name(const std::string &name)
+{
+    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++)
+        if (name == m->name) return m;
+    return nullptr;
+}
+
+static const solver_call *find_call(uint32_t id)
+{
+    for (const solver_call &call : solvercalls)
+        if (call.request == id) return &call;
+    return nullptr;
+}
+
+// The tests of the requests that are no call of the solver name them.
+static const std::string &handler_tests(void)
+{
+    static const std::string text = [] {
+        std::string all;
+        for (const fs::directory_entry &e : fs::directory_iterator(VNT_SOURCE_DIR "/handler")) {
+            if (e.path().string().find("_test.cc") == std::string::npos) continue;
+            std::ifstream in(e.path());
+            all.append(std::istreambuf_iterator<char>(in), {});
+        }
+        return all;
+    }();
+    return text;
+}
+
+// The test of all calls takes them from the listing.
+static bool tested(const message_layout *m)
+{
+    for (const listed_function &f : listing())
+        if (f.id == static_cast<int>(m->id)) return true;
+    return handler_tests().find(m->name) != std::string::npos;
+}
+
+static std::string row(const message_layout *m, bool *is_tested)
+{
+    const solver_call *call = find_call(m->id);
+    const std::string name = m->name;
+    const message_layout *response = call != nullptr ? catalogue_find(call->response) : nullptr;
+    if (response == nullptr && name != "GETRES")
+        response = find_name(name.substr(0, name.size() - 3) + "RES");
+    *is_tested = tested(m);
+    return "| " + std::to_string(m->id) + " | `" + name + "` | " +
+           (call != nullptr ? "`" + std::string(call->function) + "`" : "-") + " | " + fields(m) +
+           " | " + fields(response) + " | " + (*is_tested ? "yes" : "no") + " |\n";
+}
 
 int main()
 {
-    return fputs(calls_table().c_str(), stdout) < 0;
+    std::string rows;
+    int served = 0, tests = 0;
+    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++) {
+        bool is_tested = false;
+        if (!handler_serves(m->id)) continue;
+        rows += row(m, &is_tested);
+        served++;
+        tests += is_tested;
+    }
+    return printf("# What a worker serves\n\n"
+                  "Made of the lists by `build/test/calls_table > docs/calls.md`; a test holds it "
+                  "against "
+                  "them.\n\n"
+                  "The run function of a request is `vnthandler_VNTMESSAGEID_<request>_run`.  "
+                  "Requests "
+                  "without a solver function are the worker's own business; they are tested where "
+                  "a test "
+                  "beside the handlers names them, all others by the test that carries every call "
+                  "through "
+                  "a server.\n\n"
+                  "%d requests, %d tested.\n\n"
+                  "| id | request | solver function | fields | fields of the response | tested |\n"
+                  "|---|---|---|---|---|---|\n"
+                  "%s",
+                  served, tests, rows.c_str()) < 0;
 }

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <set>
 #include <unistd.h>
 
@@ -42,15 +41,15 @@ struct library {
     VNTENVptr env() const { return static_cast<VNTENVptr>(objects[0]); }
     VNTLPptr lp() const { return static_cast<VNTLPptr>(objects[1]); }
 
+    // A solver may do without networks.
     int open()
     {
         int status = -1;
-        objects[0] = find<VNTENVptr(int *)>("VNTLopenVANTO")(&status);
-        if (status != 0) return status;
+        objects[0] = find<decltype(VNTLopenVANTO)>("VNTLopenVANTO")(&status);
         objects[1] = find<decltype(VNTLcreateprob)>("VNTLcreateprob")(env(), &status, "model");
-        if (status != 0) return status;
-        objects[2] = find<decltype(VNTLNETcreateprob)>("VNTLNETcreateprob")(env(), &status, "net");
-        return 0; // a solver may do without networks
+        int unused;
+        objects[2] = find<decltype(VNTLNETcreateprob)>("VNTLNETcreateprob")(env(), &unused, "net");
+        return status;
     }
 
     // MIPs only where they are small.
@@ -164,10 +163,9 @@ struct plausible : arguments {
 
     std::string file() const
     {
-        std::ifstream in(path);
-        std::string all(std::istreambuf_iterator<char>(in), {});
+        std::string text = file_text(path);
         fs::remove(path);
-        return all;
+        return text;
     }
 
     // All that came of the call.  A failed one says what went wrong and how much space it lacked.
@@ -251,17 +249,17 @@ class Differential : public testing::TestWithParam<std::string> {
         fs::remove_all(folder);
     }
 
-    int calls = 0, done = 0;
+    int calls = 0;
 
     void compare(const library &here, const library &there, const listed_function &f, uint64_t seed)
     {
         set_sizes(here);
         const std::string expected = call(here, f, seed);
         const std::string got = call(there, f, seed);
-        EXPECT_EQ(got.substr(0, 300), expected.substr(0, 300)) << f.function << " " << seed;
-        EXPECT_TRUE(got == expected) << f.function << " " << seed;
+        EXPECT_TRUE(got == expected) << f.function << " " << seed << "\n"
+                                     << got.substr(0, 300) << "\n"
+                                     << expected.substr(0, 300);
         calls++;
-        done += f.result == "status" && expected[0] == '0';
     }
 
     std::string call(const library &l, const listed_function &f, uint64_t seed)
@@ -297,7 +295,6 @@ TEST_P(Differential, CallsDoTheSameHereAndInAWorker)
                 if (answers(f) != answering || (replaces(f.function) && seed < 2)) continue;
                 compare(here, there, f, seed);
             }
-    printf("%d calls, %d of them successful\n", calls, done);
     EXPECT_GT(calls, 1000);
 }
 
