@@ -124,7 +124,7 @@ std::vector<pid_t> process_children(pid_t id)
         const std::string name = entry.path().filename();
         char state;
         pid_t parent;
-        if (process_stat(name, &state, &parent) && parent == id && state != 'Z')
+        if (isdigit(name[0]) && process_stat(name, &state, &parent) && parent == id && state != 'Z')
             children.push_back(atoi(name.c_str()));
     }
     return children;
