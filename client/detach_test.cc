@@ -87,16 +87,6 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
     EXPECT_EQ(VNTLlpopt(env, second), VNTERR_NO_PROBLEM) << "a handle of the other process";
 }
 
-TEST_F(detached, TheBareBytesLeadBackToo)
-{
-    char info[VNTCLIENT_INFO_LENGTH];
-    EXPECT_EQ(vntclient_disconnect(env, info), 0);
-    forget();
-    ASSERT_EQ(vntclient_reconnect(info, &env), 0);
-    EXPECT_NE(VNTLcreateprob(env, nullptr, "p"), nullptr);
-    EXPECT_EQ(worker.lastflags, 2) << "the worker takes the environment that it has";
-}
-
 TEST_F(detached, RecordsThatAreNoneAreRefused)
 {
     std::string good = packed();

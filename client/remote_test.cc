@@ -2,6 +2,7 @@
 #include "test/server.h"
 #include "vanto_client.h"
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -139,10 +140,12 @@ TEST_P(controlled, AStartedSolveIsWatchedKilledAndJoined)
     VNTLPptr lp = split_mip(env);
     ASSERT_EQ(starts(env, lp), 0) << vntclient_errortext();
     ASSERT_TRUE(has_solution()) << vntclient_errortext();
-    std::vector<double> sol(COLUMNS);
+    std::vector<double> sol(COLUMNS, -1);
     progress.sol = sol.data();
-    EXPECT_EQ(vntclient_progress(env, COLUMNS, &progress), 0);
-    EXPECT_EQ(progress.solcount, COLUMNS);
+    EXPECT_EQ(vntclient_progress(env, COLUMNS - 1, &progress), 0);
+    EXPECT_EQ(progress.solcount, COLUMNS - 1);
+    EXPECT_GE(sol[0], 0);
+    EXPECT_EQ(sol[COLUMNS - 1], -1) << "there was no room for it";
     EXPECT_GE(progress.incumbent, progress.bound);
     int state = -1;
     EXPECT_EQ(vntclient_test(env, &state), 0);
@@ -154,6 +157,60 @@ TEST_P(controlled, AStartedSolveIsWatchedKilledAndJoined)
     VNTLPptr next = small_lp(env);
     EXPECT_EQ(VNTLlpopt(env, next), 0) << "a kill ends one solve only";
     EXPECT_EQ(objective_of(env, next), 6);
+}
+
+TEST_F(remote, AStartedCallFillsItsOutputsWhenJoined)
+{
+    VNTLPptr lp = small_lp(env);
+    EXPECT_EQ(VNTLlpopt(env, lp), 0);
+    double x[2] = {-1, -1};
+    EXPECT_EQ(vntclient_start(env), 0);
+    EXPECT_EQ(VNTLgetx(env, lp, x, 0, 1), 0);
+    EXPECT_EQ(x[1], -1);
+    EXPECT_EQ(vntclient_join(env), 0);
+    EXPECT_EQ(x[1], 2);
+    EXPECT_EQ(vntclient_join(env), VNTERR_BAD_ARGUMENT);
+    ASSERT_EQ(starts(env, split_mip(env)), 0);
+    EXPECT_EQ(vntclient_start(env), VNTERR_SOLVING);
+    // That one is never joined: closing ends it.
+}
+
+TEST_F(remote, ACellAndCallbacksEndASolve)
+{
+    VNTLPptr lp = split_mip(env);
+    auto expect_stopped = [&] {
+        EXPECT_EQ(VNTLmipopt(env, lp), 0);
+        EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_STOPPED);
+    };
+    volatile int cell = 0;
+    EXPECT_EQ(VNTLEsetasyncterminate(env, &cell), 0);
+    std::thread other([&] {
+        usleep(200'000);
+        __atomic_store_n(&cell, 1, __ATOMIC_RELAXED);
+    });
+    expect_stopped();
+    other.join();
+    EXPECT_EQ(VNTLEsetasyncterminate(env, nullptr), 0);
+
+    int calls = 0;
+    auto third = [](VNTENVptr e, void *data) {
+        EXPECT_EQ(VNTLcloseVANTO(&e), VNTERR_SOLVING);
+        return int(++*static_cast<int *>(data) == 3);
+    };
+    EXPECT_EQ(VNTEsetterminatefunc(env, third, &calls), 0);
+    expect_stopped();
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(VNTEsetterminatefunc(env, nullptr, nullptr), 0);
+
+    auto sixth = [](VNTENVptr e, void *cbdata, uint64_t, void *data) {
+        vntmipprogress p = {};
+        EXPECT_EQ(VNTEgetasyncmipprogress(e, cbdata, 0, &p, 1e75), 0);
+        EXPECT_EQ(VNTEasyncprogressinject(e, cbdata, 1e6, 1, 1e75), 0);
+        return int(++*static_cast<int *>(data) == 6);
+    };
+    EXPECT_EQ(VNTEsetpausecallbackfunc(env, sixth, &calls), 0);
+    expect_stopped();
+    EXPECT_EQ(calls, 6);
 }
 
 TEST_F(remote, ASolvePausesAtItsLimitAndGoesOn)
@@ -194,6 +251,11 @@ TEST_F(remote, AProblemOutlivesTheConnectionAndTheProcess)
     ASSERT_EQ(vntclient_attach(record.data(), length, &env), 0) << vntclient_errortext();
     ASSERT_EQ(vntclient_getproblems(env, 1, &lp), 1);
     EXPECT_EQ(objective_of(env, lp), 6);
+
+    ASSERT_EQ(vntclient_disconnect(env, info), 0) << vntclient_errortext();
+    EXPECT_EQ(VNTLcloseVANTO(&env), 0);
+    ASSERT_EQ(vntclient_reconnect(info, &env), 0) << "the bare bytes lead back too";
+    EXPECT_NE(VNTLcreateprob(env, nullptr, "p"), nullptr);
     EXPECT_EQ(VNTLcloseVANTO(&env), 0);
     EXPECT_TRUE(eventually([this] { return s.workers().empty(); }));
     EXPECT_EQ(vntclient_attach(record.data(), length, &env), VNTERR_CONNECTION_LOST);
@@ -208,4 +270,44 @@ TEST_F(remote, AResilientJoinLeavesAndComesBack)
     EXPECT_EQ(vntclient_joinresilient(env, 0.05, 5, tenth, &looks), 0) << vntclient_errortext();
     EXPECT_EQ(looks, 10);
     EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_STOPPED);
+}
+
+TEST_F(remote, OneCallReachesAGroupAndEachMemberAnswersForItself)
+{
+    VNTENVptr envs[] = {env, open_at(s), nullptr};
+    small_lp(envs[1]); // its next problem is not the first there
+    std::vector<pid_t> first = s.workers();
+    envs[2] = open_at(s);
+    int status = -1, statuses[3];
+    VNTCLIENTGROUPptr group = vntclient_group_create(3, envs, &status);
+    ASSERT_EQ(status, 0) << vntclient_errortext();
+    EXPECT_EQ(vntclient_group_create(1, envs, &status), nullptr);
+    EXPECT_EQ(status, VNTERR_BAD_ARGUMENT) << "in a group already";
+
+    EXPECT_EQ(vntclient_group_call(group), 0);
+    VNTLPptr lp = VNTLcreateprob(env, &status, "p");
+    double one = 1;
+    EXPECT_EQ(vntclient_group_call(group), 0);
+    EXPECT_EQ(VNTLnewcols(env, lp, 1, &one, &one, nullptr, nullptr, nullptr), 0);
+    VNTLPptr second = vntclient_group_problem(group, lp, 1);
+    double bound = 2;
+    const int index = 0;
+    EXPECT_EQ(VNTLchgbds(envs[1], second, 1, &index, "L", &bound), 0);
+    for (pid_t worker : s.workers())
+        if (std::count(first.begin(), first.end(), worker) == 0) kill(worker, SIGKILL);
+    EXPECT_EQ(vntclient_group_call(group), 0);
+    EXPECT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(vntclient_group_statuses(group, statuses), 0);
+    EXPECT_EQ(statuses[1], 0);
+    EXPECT_EQ(statuses[2], VNTERR_CONNECTION_LOST);
+    EXPECT_EQ(objective_of(env, lp), 1);
+    EXPECT_EQ(objective_of(envs[1], second), 2);
+    EXPECT_EQ(vntclient_group_call(group), 0);
+    EXPECT_EQ(VNTLfreeprob(env, &lp), 0);
+    EXPECT_EQ(VNTLlpopt(envs[1], second), VNTERR_NO_PROBLEM) << "freed everywhere";
+    EXPECT_EQ(VNTLcloseVANTO(&env), 0);
+    EXPECT_EQ(vntclient_group_call(group), VNTERR_CONNECTION_LOST) << "without its leader";
+    vntclient_group_destroy(&group);
+    VNTLcloseVANTO(&envs[1]);
+    VNTLcloseVANTO(&envs[2]);
 }

@@ -10,7 +10,6 @@
 #include "test/scripted.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <map>
@@ -75,10 +74,9 @@ class worker_double {
 
     std::map<uint32_t, answer> on; // set before it listens
     std::vector<script> then;      // what further connections meet, likewise
-    std::atomic<uint64_t> nextlp{0x9900};
-    int32_t lastflags = 0; // of the last request of a solver call
 
   private:
+    uint64_t nextlp = 0x9900; // of its thread
     std::mutex lock;
     std::vector<uint32_t> heard;
     std::vector<script> scripts;
@@ -117,7 +115,6 @@ class worker_double {
             heard.push_back(id);
         }
         if (id == VNTMESSAGEID_TERMINATE) return false;
-        if (id > VNTMESSAGEID_RECONNECT_RES) lastflags = field_at<int32_t>(message, 12);
         auto special = on.find(id);
         if (special != on.end()) return special->second(io, message);
         return plain(io, id);
@@ -136,10 +133,6 @@ class worker_double {
     static bool refuse(transport *io, int32_t id, int32_t status)
     {
         return give(io, vntmsg_NAK{nullptr, VNTMESSAGEID_NAK, id, 0, status});
-    }
-    static bool acknowledge(transport *io, int32_t id)
-    {
-        return give(io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, id, 0, 0});
     }
     // One line of a channel; null is no text at all.
     static bool say(transport *io, int32_t channel, const char *line)
@@ -174,14 +167,6 @@ struct opened : testing::Test {
         VNTLPptr lp = VNTLcreateprob(env, &status, "p");
         EXPECT_EQ(status, 0);
         return lp;
-    }
-    // The worker shows each such request before it answers.
-    template <class request> void look(uint32_t id, std::function<void(const request &)> at)
-    {
-        worker.on[id] = [id, at](transport *io, const void *message) {
-            at(*static_cast<const request *>(message));
-            return worker_double::plain(io, id);
-        };
     }
     // The worker's answer to every such request; what it points at stays the test's.
     template <class response> void reply(uint32_t id, response r)
