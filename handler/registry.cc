@@ -114,12 +114,3 @@ handler *env2handler_find(VNTENVptr env)
     pthread_mutex_unlock(&registrylock);
     return owner;
 }
-
-int64_t env2handler_length(int64_t *room)
-{
-    pthread_mutex_lock(&registrylock);
-    const int64_t count = length;
-    *room = capacity;
-    pthread_mutex_unlock(&registrylock);
-    return count;
-}

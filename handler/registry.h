@@ -27,6 +27,3 @@ void env2handler_forget(const handler *h);
 
 // Null when no handler has opened the environment.
 handler *env2handler_find(VNTENVptr env);
-
-// How many environments are registered, and for how many there is room.
-int64_t env2handler_length(int64_t *capacity);
