@@ -2,6 +2,7 @@
 #include "test/server.h"
 
 #include <gtest/gtest.h>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <unistd.h>
@@ -11,35 +12,25 @@ static std::string library(const std::string &name)
     return VNT_BUILD_DIR "/lib/" + name;
 }
 
-// The words of a column of some program's output, counted from 0.
-static std::set<std::string> column(const std::string &text, int number)
+// The words that a command prints.
+static std::set<std::string> words(const std::string &command)
 {
-    std::istringstream lines(text);
-    std::set<std::string> all;
-    for (std::string line, word; std::getline(lines, line);) {
-        std::istringstream words(line);
-        for (int i = 0; i <= number; i++)
-            words >> word;
-        all.insert(word);
-    }
-    return all;
+    std::istringstream in(run({"sh", "-c", command}).out);
+    return {std::istream_iterator<std::string>(in), {}};
 }
 
 // The names that a library exports.
 static std::set<std::string> exported(const std::string &name)
 {
-    process_result nm = run({"nm", "-D", "--defined-only", library(name)});
-    EXPECT_EQ(nm.status, 0) << nm.err;
-    return column(nm.out, 2);
+    return words("nm -D --defined-only " + library(name) + " | cut -d' ' -f3");
 }
 
 // The functions that a header declares: names of that kind before a parenthesis, outside of
 // comments.
 static std::set<std::string> declared(const std::string &header, const std::string &kind)
 {
-    std::string code = "sed 's,//.*,,' " VNT_SOURCE_DIR "/include/" + header;
-    std::string calls = "grep -oE '\\<" + kind + "[A-Za-z0-9_]+\\('";
-    return column(run({"sh", "-c", code + " | " + calls + " | tr -d '('"}).out, 0);
+    return words("sed 's,//.*,,' " VNT_SOURCE_DIR "/include/" + header + " | grep -oE '\\<" + kind +
+                 "[A-Za-z0-9_]+\\(' | tr -d '('");
 }
 
 TEST(Library, ExportsItsEntryPointsAlone)
@@ -61,16 +52,11 @@ TEST(Library, ExportsItsEntryPointsAlone)
 
 TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
 {
-    process_result ldd = run({"ldd", library("libvntremote.so")});
-    ASSERT_EQ(ldd.status, 0) << ldd.err;
-    for (const std::string &name : column(ldd.out, 0)) {
-        bool allowed = false;
-        for (const char *system :
-             {"linux-vdso.", "libstdc++.", "libm.", "libgcc_s.", "libc.", "/lib64/ld-", "libasan.",
-              "libubsan.", "libtsan."}) // where sanitizers are on
-            allowed = allowed || name.rfind(system, 0) == 0;
-        EXPECT_TRUE(allowed) << name;
-    }
+    const std::string needed = "ldd " + library("libvntremote.so") + " | cut -d' ' -f1";
+    EXPECT_EQ(words(needed).count("libc.so.6"), 1u);
+    // The last are there with sanitizers.
+    const std::string system = "linux-vdso|libstdc\\+\\+|libm|libgcc_s|libc|/lib64/ld-.*|lib.*san";
+    EXPECT_EQ(words(needed + " | grep -vE '^\\s*(" + system + ")\\.'"), std::set<std::string>());
 }
 
 TEST(Library, AProgramSolvesRemotelyUnchanged)
@@ -98,8 +84,6 @@ TEST(Library, AnInstalledCopyRunsFromItsFolder)
     process_result local = run(
         {folder + "/bin/vntsolve", "--local", "--json", VNT_SOURCE_DIR "/test/models/afiro.mps"});
     EXPECT_EQ(local.status, 0) << local.err;
-    process_result help = run({folder + "/bin/vntworker", "-help"});
-    EXPECT_EQ(help.status, 0) << help.err;
     process_result ldd = run({"ldd", folder + "/bin/vntworker"});
     EXPECT_NE(ldd.out.find(folder), std::string::npos) << "its own libraries, not the build's";
     run({"rm", "-r", folder});

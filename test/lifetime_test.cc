@@ -29,43 +29,22 @@ TEST(Lifetime, AWorkerWhoseClientWasKilledIsGone)
     EXPECT_TRUE(eventually([&] { return s.workers().empty(); }, seconds(25)));
 }
 
-TEST(Lifetime, AKilledServerLeavesNoWorkerAndFreesThePort)
+TEST(Lifetime, AnEndedServerLeavesNoWorkerAndFreesThePort)
 {
-    auto first = std::make_unique<server>();
-    busy_client client(*first);
-    std::vector<pid_t> workers = first->workers();
-    ASSERT_FALSE(workers.empty());
-    EXPECT_EQ(first->stop(SIGKILL), -SIGKILL);
-    for (pid_t worker : workers)
-        EXPECT_TRUE(eventually([&] { return !process_alive(worker); }, seconds(25)));
-    EXPECT_EQ(client.program.wait(seconds(20)), 5) << "the client says that it lost the server";
-    server second({"-port=" + first->port()});
-    EXPECT_EQ(second.address(), first->address());
-}
-
-TEST(Lifetime, AStoppedServerTakesItsWorkersWithIt)
-{
-    server s;
-    busy_client client(s), another(s);
-    std::vector<pid_t> workers = s.workers();
-    ASSERT_EQ(workers.size(), 2u);
-    EXPECT_EQ(s.stop(SIGTERM), 0) << s.log();
-    for (pid_t worker : workers)
-        EXPECT_FALSE(process_alive(worker));
-    EXPECT_EQ(client.program.wait(seconds(20)), 5);
-    EXPECT_EQ(another.program.wait(seconds(20)), 5);
-}
-
-TEST(Lifetime, AKilledWorkerIsToldToItsClientAlone)
-{
-    server s;
-    busy_client client(s);
-    ASSERT_EQ(s.workers().size(), 1u);
-    pid_t worker = s.workers()[0];
-    process another({built("vntsolve"), shortmodel, "--server", s.address()});
-    kill(worker, SIGKILL);
-    EXPECT_EQ(client.program.wait(seconds(20)), 5) << client.program.err();
-    EXPECT_EQ(another.wait(seconds(20)), 0) << another.err();
+    for (int signal : {SIGTERM, SIGKILL}) {
+        server first;
+        busy_client client(first), another(first);
+        std::vector<pid_t> workers = first.workers();
+        ASSERT_EQ(workers.size(), 2u);
+        EXPECT_EQ(first.stop(signal), signal == SIGTERM ? 0 : -SIGKILL) << first.log();
+        for (pid_t worker : workers)
+            EXPECT_TRUE(eventually([&] { return !process_alive(worker); },
+                                   seconds(signal == SIGTERM ? 0 : 25)));
+        EXPECT_EQ(client.program.wait(seconds(20)), 5) << "it says that it lost the server";
+        EXPECT_EQ(another.program.wait(seconds(20)), 5);
+        server second({"-port=" + first.port()});
+        EXPECT_EQ(second.address(), first.address());
+    }
 }
 
 // What a client on the wire does before it ends, and whether its worker stays for another.  w: it

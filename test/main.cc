@@ -35,31 +35,23 @@ static names descriptors(void)
     return open;
 }
 
-static names threads(void)
+// Threads and child processes.  Those that have ended but were not collected count as well.
+static names tasks(void)
 {
     names running;
-    for (const std::string &id : entries("/proc/self/task"))
-        running.insert("thread " + id);
-    return running;
-}
-
-// Those that have ended but were not collected count as well.
-static names children(void)
-{
-    names here;
     for (const std::string &id : entries("/proc/self/task")) {
-        std::ifstream list("/proc/self/task/" + id + "/children");
-        for (std::string pid; list >> pid;)
-            here.insert("child process " + pid);
+        running.insert("thread " + id);
+        std::ifstream children("/proc/self/task/" + id + "/children");
+        for (std::string pid; children >> pid;)
+            running.insert("child process " + pid);
     }
-    return here;
+    return running;
 }
 
 static names resources(void)
 {
     names all = descriptors();
-    all.merge(threads());
-    all.merge(children());
+    all.merge(tasks());
     return all;
 }
 

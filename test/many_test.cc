@@ -3,8 +3,7 @@
 #include "test/vntsolve.h"
 #include "vanto_client.h"
 
-#include <algorithm>
-#include <chrono>
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -31,12 +30,8 @@ static double solve_bounded(VNTENVptr env, double bound)
     return value;
 }
 
-// What the server itself holds.
-struct holdings {
-    long descriptors;
-    long threads;
-    size_t workers;
-};
+// The server's descriptors, threads and workers.
+using holdings = std::array<long, 3>;
 
 static holdings holdings_of(const server &s)
 {
@@ -44,17 +39,15 @@ static holdings holdings_of(const server &s)
         std::filesystem::directory_iterator all("/proc/" + std::to_string(s.pid()) + "/" + what);
         return std::distance(begin(all), end(all));
     };
-    return {count("fd"), count("task"), s.workers().size()};
+    return {count("fd"), count("task"), static_cast<long>(s.workers().size())};
 }
 
 static void expect_back_to(const holdings &before, const server &s)
 {
     EXPECT_TRUE(eventually([&] {
-        holdings now = holdings_of(s);
-        return now.descriptors <= before.descriptors && now.threads <= before.threads &&
-               now.workers == before.workers;
-    })) << holdings_of(s).descriptors
-        << " descriptors, " << holdings_of(s).threads << " threads";
+        const holdings now = holdings_of(s);
+        return now[0] <= before[0] && now[1] <= before[1] && now[2] == before[2];
+    })) << testing::PrintToString(holdings_of(s));
 }
 
 // The pages that the server has in memory.
