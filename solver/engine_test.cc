@@ -14,12 +14,6 @@
 #include <random>
 #include <thread>
 
-// Under a leak checker: what the engines themselves forget, in presolve and at a stop.
-extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions()
-{
-    return "leak:implied_free_action\nleak:ClpPredictorCorrector\n";
-}
-
 namespace {
 
 constexpr engine_method methods[] = {ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER};

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -137,6 +138,7 @@ std::string built(const std::string &name)
 
 std::string file_text(const std::string &path)
 {
-    std::ifstream file(path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf(); // a file of a process may end with it while it is read
+    return text.str();
 }
