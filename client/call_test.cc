@@ -75,25 +75,6 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomForAndNothingOfAnotherType)
     EXPECT_EQ(table[3], buffer) << "not asked for";
 }
 
-TEST_F(Call, AFailedCallLeavesTheCallersMemoryAlone)
-{
-    chunked<message_string> three{{text("one"), text("endless"), text("two")}};
-    reply(VNTMESSAGEID_GETCOLNAME_REQ, vntmsg_GETCOLNAME_RES{nullptr, VNTMESSAGEID_GETCOLNAME_RES,
-                                                             VNTERR_INDEX_RANGE, three.a, 0});
-    reply(VNTMESSAGEID_GETSTRPARAM_REQ,
-          vntmsg_GETSTRPARAM_RES{nullptr, VNTMESSAGEID_GETSTRPARAM_RES, VNTERR_BAD_PARAMETER,
-                                 text("")});
-    open();
-    char *table[1] = {}, store[100]; // the range, not the table, is what was wrong
-    int64_t surplus = 7;
-    EXPECT_EQ(VNTLgetcolname(env, lp, table, store, 100, &surplus, 0, 2), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(table[0], nullptr);
-    EXPECT_EQ(surplus, 7);
-    char buffer[5] = "kept";
-    EXPECT_EQ(VNTLgetstrparam(env, 7, buffer), VNTERR_BAD_PARAMETER);
-    EXPECT_STREQ(buffer, "kept");
-}
-
 TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
 {
     static constexpr int LAST = 3'000'000;

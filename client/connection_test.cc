@@ -188,16 +188,3 @@ TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
     EXPECT_EQ(tologs, "one\n");
     EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), 1u);
 }
-
-TEST_F(opened, AUserFunctionGivesNoMoreThanThereIsRoomFor)
-{
-    chunked<char> six{{'o', 'u', 't', 'p', 'u', 't'}};
-    reply(VNTMESSAGEID_USERFUNCTION_REQ,
-          vntmsg_USERFUNCTION_RES{nullptr, VNTMESSAGEID_USERFUNCTION_RES, 0, six.a});
-    open();
-    char output[4] = "---";
-    int64_t length = 0;
-    EXPECT_EQ(vntclient_userfunction(env, 0, "in", 2, output, 2, &length), VNTERR_SPACE_TOO_SMALL);
-    EXPECT_STREQ(output, "ou-");
-    EXPECT_EQ(length, 6);
-}

@@ -11,9 +11,7 @@ TEST(Examples, AUserFunctionSendsTheColumnsThatAreNotZero)
     server s({"-libpath=" + folder, "-userfunction=nonzeros=VNT_REGISTER_USERFUNCTION"});
     process_result sparse = run({folder + "sparse", s.address(), model("afiro.mps")});
     EXPECT_EQ(sparse.status, 0) << sparse.err << s.log();
-    size_t columns = sparse.out.find("columns:"), values = sparse.out.find("values: ");
-    EXPECT_EQ(columns, 0u) << sparse.out;
-    EXPECT_NE(values, std::string::npos) << sparse.out;
+    EXPECT_EQ(sparse.out.find("columns:"), 0u) << sparse.out;
     EXPECT_NE(sparse.out.find("sum: "), std::string::npos) << sparse.out;
 }
 

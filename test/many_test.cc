@@ -1,22 +1,11 @@
 // Many workers at once, and many one after the other: nothing is mixed up and nothing piles up.
 #include "test/server.h"
 #include "test/vntsolve.h"
-#include "vanto_client.h"
 
 #include <array>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
-
-static VNTENVptr open_worker(const server &s)
-{
-    std::string address = "-address=" + s.address();
-    const char *arguments[] = {address.c_str()};
-    int status = 0;
-    VNTENVptr env = vntclient_open(1, arguments, &status);
-    EXPECT_NE(env, nullptr) << status << " " << vntclient_errortext();
-    return env;
-}
 
 // The least value of a column with this bound, which a worker has to be asked for.
 static double solve_bounded(VNTENVptr env, double bound)
@@ -72,7 +61,7 @@ TEST_F(Many, ThreeHundredWorkersServeTheirOwnClients)
     holdings before = holdings_of(s);
     std::vector<VNTENVptr> envs;
     for (int i = 0; i < 300; i++)
-        envs.push_back(open_worker(s));
+        envs.push_back(open_at(s));
     std::vector<pid_t> workers = s.workers();
     ASSERT_EQ(workers.size(), envs.size());
     kill(workers[150], SIGKILL);
@@ -94,13 +83,13 @@ TEST_F(Many, ThreeHundredWorkersServeTheirOwnClients)
 TEST_F(Many, AThousandClientsComeAndGo)
 {
     server s;
-    VNTENVptr first = open_worker(s);
+    VNTENVptr first = open_at(s);
     VNTLcloseVANTO(&first);
     EXPECT_TRUE(eventually([&] { return s.workers().empty(); }));
     holdings before = holdings_of(s);
     long pages = 0;
     for (int i = 0; i < 1000; i++) {
-        VNTENVptr env = open_worker(s);
+        VNTENVptr env = open_at(s);
         ASSERT_EQ(solve_bounded(env, i), i);
         VNTLcloseVANTO(&env);
         if (i == 500) pages = pages_of(s);
@@ -113,7 +102,7 @@ TEST_F(Many, AWorkerIsLeftAndJoinedAThousandTimes)
 {
     server s;
     holdings before = holdings_of(s);
-    VNTENVptr env = open_worker(s);
+    VNTENVptr env = open_at(s);
     holdings one = holdings_of(s);
     for (int i = 0; i < 1000; i++) {
         char info[VNTCLIENT_INFO_LENGTH];

@@ -3,6 +3,9 @@
 #pragma once
 
 #include "test/process.h"
+#include "vanto_client.h"
+
+#include <gtest/gtest.h>
 
 class server {
   public:
@@ -31,3 +34,14 @@ class server {
     std::string where;
     bool stopped = false;
 };
+
+// An environment in a worker of the server; for tests that have the client's library.
+inline VNTENVptr open_at(const server &s)
+{
+    std::string address = "-address=" + s.address();
+    const char *argv[] = {address.c_str()};
+    int status = -1;
+    VNTENVptr env = vntclient_open(1, argv, &status);
+    EXPECT_EQ(status, 0) << vntclient_errortext();
+    return env;
+}

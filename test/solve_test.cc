@@ -144,11 +144,3 @@ TEST_P(Ends, AnInterruptEndsASolveWithTheBestSolution)
     EXPECT_EQ(client.wait(seconds(10)), 9) << client.err();
     EXPECT_NE(client.out().find("stopped by the user"), std::string::npos) << client.out();
 }
-
-TEST(Vntsolve, SaysThatNoServerAnswers)
-{
-    const std::string where = "127.0.0.1:1";
-    process_result refused = vntsolve({model("afiro.mps"), "--server", where});
-    EXPECT_EQ(refused.status, 5);
-    EXPECT_NE(refused.err.find(where), std::string::npos) << refused.err;
-}

@@ -43,10 +43,9 @@ static void add_parameter(listed_function *f, const std::string &text)
 static listed_function read_line(const std::string &line)
 {
     std::vector<std::string> fields = split(line, '\t');
-    listed_function f = {fields[0], atoi(fields[1].c_str()), fields[2], fields[3], {}, {}};
+    listed_function f = {fields[0], atoi(fields[1].c_str()), fields[2], fields[3], {}};
     for (const std::string &text : split(fields[4], ' '))
         add_parameter(&f, text);
-    if (fields.size() > 5) f.calls = split(fields[5].substr(strlen("calls ")), ' ');
     return f;
 }
 

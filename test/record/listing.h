@@ -33,7 +33,6 @@ struct listed_function {
     std::string name;
     std::string result;
     std::vector<listed_parameter> parameters;
-    std::vector<std::string> calls;
     int find(const std::string &parameter) const; // its place, -1 for none
 };
 
