@@ -8,15 +8,16 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-// A namespace joined to this one by a link, which can be cut.
+// A namespace joined to this one by a link, which can be cut.  Its four addresses, of a network
+// meant for tests, are the process's own, so that others may run beside it.
 class far_network {
   public:
-    far_network() : name("vnt" + std::to_string(getpid()))
+    far_network() : name("vnt" + std::to_string(getpid())), address(member(2))
     {
         ip({"netns", "add", name});
         ip({"link", "add", name + "a", "type", "veth", "peer", "name", name + "b", "netns", name});
-        ip({"addr", "add", "198.18.77.1/30", "dev", name + "a"});
-        ip({"-n", name, "addr", "add", address, "dev", name + "b"});
+        ip({"addr", "add", member(1) + "/30", "dev", name + "a"});
+        ip({"-n", name, "addr", "add", address + "/30", "dev", name + "b"});
         ip({"-n", name, "link", "set", name + "b", "up"});
         link("up");
     }
@@ -24,9 +25,14 @@ class far_network {
     void link(const std::string &state) { ip({"link", "set", name + "a", state}); }
 
     const std::string name;
+    const std::string address; // of the far end
 
   private:
-    static constexpr const char *address = "198.18.77.2/30";
+    static std::string member(int i)
+    {
+        int first = getpid() % 16384 * 4;
+        return "198.18." + std::to_string(first / 256) + "." + std::to_string(first % 256 + i);
+    }
     static void ip(std::vector<std::string> arguments)
     {
         arguments.insert(arguments.begin(), "ip");
@@ -44,7 +50,7 @@ class SlowNetwork : public testing::Test {
             GTEST_SKIP() << "needs the right to make a network namespace";
         network = std::make_unique<far_network>();
         remote = std::make_unique<server>(
-            std::vector<std::string>{"-host=198.18.77.2"}, std::vector<std::string>{},
+            std::vector<std::string>{"-host=" + network->address}, std::vector<std::string>{},
             std::vector<std::string>{"ip", "netns", "exec", network->name});
     }
     std::vector<std::string> solving(const std::vector<std::string> &more = {})
