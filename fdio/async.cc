@@ -21,10 +21,11 @@ enum : int32_t { COMMAND_NONE = 0, COMMAND_ARM = 1, COMMAND_STOP = 2 };
 // Who has to do with a notice.  Zero means that it is being cleared.
 enum : uint32_t {
     NOTICE_FREE = 1,
-    NOTICE_OWNED = 2,   // by a stream
-    NOTICE_ARMED = 4,   // its read's end has not been announced
-    NOTICE_POSTING = 8, // it is being announced
-    NOTICE_TURN = 16    // counts the reads above the flags
+    NOTICE_OWNED = 2,    // by a stream
+    NOTICE_SIGNAL = 4,   // its read's end is to be announced by a signal
+    NOTICE_THREAD = 8,   // its read's end is to be announced by a thread
+    NOTICE_POSTING = 16, // it is being announced
+    NOTICE_TURN = 32     // counts the reads above the flags
 };
 
 // An asynchronous read of one byte.  The system, a signal or a notification thread may come back to
@@ -34,7 +35,6 @@ struct fdio_notice {
     fdio_notice *next; // constant once it is in the list
     std::atomic<uint32_t> state;
     int fd; // of its own, so that the number is not used again while a read is in flight
-    bool bysignal;
     sem_t fired;
     aiocb control;
     unsigned char byte;
@@ -61,10 +61,10 @@ static void leave(fdio_notice *n, uint32_t flag)
 static void settle(fdio_notice *n)
 {
     uint32_t state = n->state.load();
-    if ((state & NOTICE_ARMED) == 0 || !n->bysignal) return;
+    if ((state & NOTICE_SIGNAL) == 0) return;
     if (aio_error(&n->control) == EINPROGRESS) return;
     // Fails when somebody else announced it meanwhile, even if the next read is already armed.
-    uint32_t posting = (state & ~NOTICE_ARMED) | NOTICE_POSTING;
+    uint32_t posting = (state & ~NOTICE_SIGNAL) | NOTICE_POSTING;
     if (!n->state.compare_exchange_strong(state, posting)) return;
     sem_post(&n->fired);
     leave(n, NOTICE_POSTING);
@@ -199,20 +199,22 @@ static void onthread(sigval value)
 {
     auto n = static_cast<fdio_notice *>(value.sival_ptr);
     pthread_mutex_lock(&n->lock);
-    if (!n->bysignal && aio_error(&n->control) != EINPROGRESS) {
+    if ((n->state.load() & NOTICE_THREAD) != 0 && aio_error(&n->control) != EINPROGRESS) {
         bool waiting = n->pending && n->owner != nullptr;
         if (waiting) collectlocked(n, n->owner);
-        leave(n, NOTICE_ARMED); // before the callback, which may arm the next one
+        leave(n, NOTICE_THREAD); // before the callback, which may arm the next one
         if (waiting) callowner(n);
     }
     pthread_mutex_unlock(&n->lock);
 }
 
-static void markarmed(fdio_notice *n)
+// An announcement by thread that has not come yet was for a read before this one.
+static void markarmed(fdio_notice *n, uint32_t how)
 {
-    uint32_t state = n->state.load();
-    while (!n->state.compare_exchange_weak(state, (state + NOTICE_TURN) | NOTICE_ARMED)) {
-    }
+    uint32_t state = n->state.load(), armed;
+    do
+        armed = ((state + NOTICE_TURN) & ~NOTICE_THREAD) | how;
+    while (!n->state.compare_exchange_weak(state, armed));
 }
 
 // Starts the read.  The notice is locked, and no read is in flight.
@@ -227,12 +229,11 @@ static int startread(fdio_notice *n, bool bysignal)
     event->sigev_signo = SIGUSR1;
     event->sigev_notify = bysignal ? SIGEV_SIGNAL : SIGEV_THREAD;
     if (!bysignal) event->sigev_notify_function = onthread;
-    n->bysignal = bysignal;
     if (aio_read(&n->control) != 0) return MESSAGE_IO;
     n->pending = true;
     // Armed only now: the handler must not look at a control block in the making.  It is looked at
     // once more in case the signal was here before.
-    markarmed(n);
+    markarmed(n, bysignal ? NOTICE_SIGNAL : NOTICE_THREAD);
     settle(n);
     return 0;
 }
