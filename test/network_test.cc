@@ -45,7 +45,7 @@ class far_network {
 static bool allowed()
 {
     const std::string trial = "vnt" + std::to_string(getpid()) + "t";
-    const std::string link = "ip link add a type veth peer name b";
+    const std::string link = "ip link add name va type veth peer name vb";
     return run({"sh", "-c",
                 "ip netns add " + trial + " && { ip netns exec " + trial + " " + link +
                     "; r=$?; ip netns del " + trial + "; exit $r; }"})
