@@ -86,7 +86,8 @@ static bool write_packed(const char *name, const std::string &text)
         if (gzwrite(file, text.data() + done, piece) != static_cast<int>(piece)) break;
         done += piece;
     }
-    return (gzclose(file) == Z_OK) & (done == text.size());
+    bool closed = gzclose(file) == Z_OK;
+    return closed && done == text.size();
 }
 
 static bool write_plain(const char *name, const std::string &text)
