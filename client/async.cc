@@ -6,7 +6,7 @@
 // that is sent when the call has ended.
 #include "client/clock.h"
 #include "client/connection.h"
-#include "handler/asynccall.h"
+#include "remote/handler/asynccall.h"
 
 #include <algorithm>
 #include <bit>

@@ -11,7 +11,7 @@
 
 #pragma once
 
-#include "handler/solvercall.h"
+#include "remote/calls/solvercall.h"
 
 // Carries out the call.  `args` are the function's arguments in order, a pointer in p, a char
 // in i.  When the call does not reach its end, `result` holds the status where the function

@@ -1,6 +1,6 @@
 #include "client/connection.h"
-#include "client/worker_double.h"
 #include "test/arrays.h"
+#include "test/doubles/answering_double.h"
 
 #include <climits>
 #include <filesystem>

@@ -5,8 +5,8 @@
 
 #include "client/files.h"
 #include "client/handles.h"
-#include "handler/callsize.h"
-#include "handler/solvercall.h"
+#include "remote/calls/callsize.h"
+#include "remote/calls/solvercall.h"
 
 #include <cstddef>
 

@@ -1,6 +1,6 @@
 #include "client/connection.h"
 
-#include "handler/asynccall.h"
+#include "remote/handler/asynccall.h"
 
 #include <cerrno>
 #include <cstdarg>

@@ -15,10 +15,10 @@
 #pragma once
 
 #include "client/handles.h"
-#include "codec/catalogue.h"
-#include "fdio/transport.h"
-#include "handler/solvercall.h"
-#include "tcpip/tcpip.h"
+#include "remote/calls/solvercall.h"
+#include "remote/codec/catalogue.h"
+#include "remote/transport/tcpip.h"
+#include "remote/transport/transport.h"
 #include "vanto_client.h"
 
 #include <cstddef>

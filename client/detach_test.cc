@@ -1,5 +1,5 @@
 #include "client/connection.h"
-#include "client/worker_double.h"
+#include "test/doubles/answering_double.h"
 
 #include <gtest/gtest.h>
 #include <string>

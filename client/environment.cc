@@ -2,7 +2,7 @@
 // their own carries.
 #include "client/connection.h"
 
-#include "handler/asynccall.h"
+#include "remote/handler/asynccall.h"
 
 #include <cerrno>
 #include <cstdio>

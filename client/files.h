@@ -9,7 +9,7 @@
 
 #pragma once
 
-#include "message/containers.h"
+#include "remote/message/containers.h"
 
 // A file to send.  It borrows the path and the contents given; release it with unset.
 struct client_infile {

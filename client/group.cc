@@ -3,10 +3,10 @@
 // The leader's request goes to every member: in one message to all when they know the objects it
 // names by the same values, which workers of one server mostly do, else one by one with the
 // member's own values put in.  The answers are read as they come.
-#include "fdio/group.h"
+#include "remote/transport/group.h"
 #include "client/clock.h"
 #include "client/connection.h"
-#include "handler/asynccall.h"
+#include "remote/handler/asynccall.h"
 
 #include <algorithm>
 #include <vector>

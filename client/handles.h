@@ -10,7 +10,7 @@
 
 #pragma once
 
-#include "message/containers.h"
+#include "remote/message/containers.h"
 
 struct client_env;
 

@@ -1,5 +1,5 @@
 #include "client/call.h"
-#include "handler/solverfunctions.h"
+#include "remote/calls/solverfunctions.h"
 
 static void solver_function(const solver_call *call, const call_value *args, call_value *result)
 {
@@ -7,4 +7,4 @@ static void solver_function(const solver_call *call, const call_value *args, cal
 }
 
 #define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
-#include "handler/solvercalls.def"
+#include "remote/calls/solvercalls.def"

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "message/containers.h"
+#include "remote/message/containers.h"
 
 #include <cstring>
 #include <initializer_list>

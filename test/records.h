@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "codec/catalogue.h"
+#include "remote/codec/catalogue.h"
 #include "test/arrays.h"
 
 #include <cstdlib>

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "fdio/fdio.h"
+#include "remote/stream/fdio.h"
 #include "test/bytes.h"
 
 #include <gtest/gtest.h>

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 static const std::map<std::string, void *> functions = {
 #define SOLVER_CALL(name, function, ...) {#function, reinterpret_cast<void *>(function)},
-#include "handler/solvercalls.def"
+#include "remote/calls/solvercalls.def"
 };
 
 namespace {

@@ -230,7 +230,7 @@ void set_sizes(const library &l)
     set_recorded_size(#name, l.find<int(VNTENVptr, VNTLPptr)>(#function)(l.env(), l.lp()));
 #define NETWORK_QUERY(name, function) set_recorded_size(#name, 0);
 #define OTHER_QUERY(name) set_recorded_size(#name, 0);
-#include "handler/queries.def"
+#include "remote/calls/queries.def"
 }
 
 class Differential : public testing::TestWithParam<std::string> {

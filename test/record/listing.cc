@@ -187,7 +187,7 @@ int64_t value_returned(const listed_function &f)
 #define PROBLEM_QUERY(name, function) {#function, #name},
 #define NETWORK_QUERY(name, function) {#function, #name},
 #define OTHER_QUERY(name)
-#include "handler/queries.def"
+#include "remote/calls/queries.def"
     };
     auto query = queries.find(f.function);
     if (query == queries.end()) return f.result == "status" ? recorded_status() : f.id + 7;

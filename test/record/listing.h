@@ -8,7 +8,7 @@
 
 #pragma once
 
-#include "handler/solvercall.h"
+#include "remote/calls/solvercall.h"
 
 #include <map>
 #include <string>

@@ -2,7 +2,7 @@
 // file that VNT_RECORD_FILE names what it was called with, and fills its outputs with values that
 // tell where they belong.
 
-#include "handler/solverfunctions.h"
+#include "remote/calls/solverfunctions.h"
 #include "test/record/listing.h"
 
 #include <cstdlib>
@@ -100,7 +100,7 @@ static void solver_function(const solver_call *call, const call_value *args, cal
 }
 
 #define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
-#include "handler/solvercalls.def"
+#include "remote/calls/solvercalls.def"
 
 // The functions that no request is.
 

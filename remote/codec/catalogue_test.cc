@@ -1,0 +1,42 @@
+#include "remote/codec/catalogue.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+static const char *kindname(message_kind kind)
+{
+    switch (kind) {
+    case KIND_INT: return "int";
+    case KIND_LONG: return "long";
+    case KIND_DOUBLE: return "double";
+    case KIND_STRING: return "string";
+    case KIND_ARRAY:
+    case KIND_HANDLE: return "array";
+    case KIND_FILE: return "file";
+    case KIND_END: break;
+    }
+    return "?";
+}
+
+static std::string listing(void)
+{
+    std::ostringstream out;
+    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++) {
+        out << m->id << ' ' << m->name;
+        for (const message_field *f = m->fields; f->kind != KIND_END; f++)
+            out << (f == m->fields ? ": " : ", ") << f->name << ' ' << kindname(f->kind);
+        out << '\n';
+    }
+    return out.str();
+}
+
+// Both ends must agree on every id and field, also those of other versions.
+TEST(Catalogue, IsWhatWasAgreedOn)
+{
+    std::ifstream file(VNT_SOURCE_DIR "/remote/codec/catalogue.golden");
+    std::ostringstream golden;
+    golden << file.rdbuf();
+    EXPECT_EQ(listing(), golden.str());
+}

@@ -1,0 +1,251 @@
+#include "remote/codec/codec.h"
+
+#include "remote/codec/catalogue.h"
+
+#include <cstdlib>
+#include <cstring>
+
+// The stretch of the catalogue that a codec of one name knows.
+struct codec_range {
+    const char *name;
+    const message_layout *begin;
+    const message_layout *end;
+};
+
+// A codec as this file makes it: the record that everybody sees, and what it knows.
+struct simplecodec : codec {
+    const codec_range *range;
+};
+
+// The first ids that belong to the solver codec.
+static constexpr uint32_t FIRST_SOLVER_ID = 1000;
+
+static const codec_range *ranges(void)
+{
+    static const message_layout *const middle =
+        layout_find(catalogue_begin, catalogue_end, FIRST_SOLVER_ID);
+    static const codec_range list[2] = {{"builtin", catalogue_begin, middle},
+                                        {"vntcodec", middle, catalogue_end}};
+    return list;
+}
+
+static const message_layout *find(const codec *c, uint32_t id)
+{
+    const codec_range *range = static_cast<const simplecodec *>(c)->range;
+    return layout_find(range->begin, range->end, id);
+}
+
+static int encodefield(stream *out, const message_field *f, const void *record)
+{
+    const stream_operations &ops = out->ops;
+    switch (f->kind) {
+    case KIND_END: break;
+    case KIND_INT: return ops.writeint(out, f->name, field_at<int32_t>(record, f->offset));
+    case KIND_LONG: return ops.writelong(out, f->name, field_at<int64_t>(record, f->offset));
+    case KIND_DOUBLE: return ops.writedouble(out, f->name, field_at<double>(record, f->offset));
+    case KIND_STRING:
+        return ops.writestring(out, f->name, &field_at<message_string>(record, f->offset));
+    case KIND_ARRAY:
+    case KIND_HANDLE:
+        return ops.writearray(out, f->name, &field_at<message_array>(record, f->offset));
+    case KIND_FILE: return ops.writefile(out, f->name, &field_at<message_file>(record, f->offset));
+    }
+    return 0;
+}
+
+static int decodefield(stream *in, const message_field *f, void *record)
+{
+    const stream_operations &ops = in->ops;
+    switch (f->kind) {
+    case KIND_END: break;
+    case KIND_INT: return ops.readint(in, f->name, &field_at<int32_t>(record, f->offset));
+    case KIND_LONG: return ops.readlong(in, f->name, &field_at<int64_t>(record, f->offset));
+    case KIND_DOUBLE: return ops.readdouble(in, f->name, &field_at<double>(record, f->offset));
+    case KIND_STRING:
+        return ops.readstring(in, f->name, &field_at<message_string>(record, f->offset));
+    case KIND_ARRAY:
+    case KIND_HANDLE:
+        return ops.readarray(in, f->name, &field_at<message_array>(record, f->offset));
+    case KIND_FILE: return ops.readfile(in, f->name, &field_at<message_file>(record, f->offset));
+    }
+    return 0;
+}
+
+static void freefield(stream *in, const message_field *f, void *record)
+{
+    const stream_operations &ops = in->ops;
+    switch (f->kind) {
+    case KIND_END:
+    case KIND_INT:
+    case KIND_LONG:
+    case KIND_DOUBLE: break;
+    case KIND_STRING: ops.freestring(in, &field_at<message_string>(record, f->offset)); break;
+    case KIND_ARRAY:
+    case KIND_HANDLE: ops.freearray(in, &field_at<message_array>(record, f->offset)); break;
+    case KIND_FILE: ops.freefile(in, &field_at<message_file>(record, f->offset)); break;
+    }
+}
+
+// Writes the message up to its end, which is the caller's to write once `*mustend` is set.
+static int encode(stream *out, const message_layout *layout, const void *record, int *mustend)
+{
+    int rc = out->ops.startoutmsg(out, static_cast<int32_t>(layout->id), record, mustend);
+    if (rc != 0) return rc;
+    *mustend = 1;
+    for (const message_field *f = layout->fields; rc == 0 && f->kind != KIND_END; f++)
+        rc = encodefield(out, f, record);
+    return rc;
+}
+
+// Frees a record and what its fields up to `end` own.
+static void freerecord(stream *in, const message_field *fields, const message_field *end,
+                       void *record)
+{
+    for (const message_field *f = fields; f != end; f++)
+        freefield(in, f, record);
+    free(record);
+}
+
+static const message_field *fieldsend(const message_layout *layout)
+{
+    const message_field *f = layout->fields;
+    while (f->kind != KIND_END)
+        f++;
+    return f;
+}
+
+static int decode(stream *in, const message_layout *layout, void **out, int *mustend)
+{
+    void *record = calloc(1, layout->size);
+    *mustend = 1;
+    if (record == nullptr) return MESSAGE_NOMEMORY;
+    field_at<uint32_t>(record, sizeof(void *)) = layout->id;
+    for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
+        int rc = decodefield(in, f, record);
+        if (rc == 0) continue;
+        freerecord(in, layout->fields, f, record);
+        return rc;
+    }
+    *out = record;
+    return 0;
+}
+
+static int simplecodec_sendmsg(codec *c, const void *record)
+{
+    const message_layout *layout = find(c, message_id(record));
+    if (layout == nullptr) return MESSAGE_UNKNOWN;
+    pthread_mutex_lock(&c->lock);
+    int mustend = 0;
+    int rc = encode(c->out, layout, record, &mustend);
+    if (mustend != 0) {
+        int ended = c->out->ops.endoutmsg(c->out);
+        if (rc == 0) rc = ended;
+    }
+    pthread_mutex_unlock(&c->lock);
+    return rc;
+}
+
+static int simplecodec_recvmsg(codec *c, void **record)
+{
+    stream *in = c->in;
+    int32_t id = in->ops.getcurrentinmsg(in);
+    if (id < 0) {
+        int rc = in->ops.startinmsg(in, &id);
+        if (rc != 0) return rc;
+    }
+    const message_layout *layout = find(c, static_cast<uint32_t>(id));
+    if (layout == nullptr) return MESSAGE_UNKNOWN;
+    int mustend = 0;
+    int rc = decode(in, layout, record, &mustend);
+    if (mustend != 0) {
+        int ended = in->ops.endinmsg(in);
+        if (rc == 0) rc = ended;
+    }
+    return rc;
+}
+
+static int simplecodec_delmsg(codec *c, void *record)
+{
+    if (record == nullptr) return 0;
+    const message_layout *layout = find(c, message_id(record));
+    if (layout == nullptr) return MESSAGE_UNKNOWN;
+    freerecord(c->in, layout->fields, fieldsend(layout), record);
+    return 0;
+}
+
+static constexpr char CODEC_TAG[4] = {'p', 'M', 'i', 'S'};
+
+static int simplecodec_equal(codec *c, const codec *other)
+{
+    return other != nullptr && memcmp(other->tag, CODEC_TAG, sizeof CODEC_TAG) == 0 &&
+           strcmp(c->name, other->name) == 0;
+}
+
+static void simplecodec_destroy(codec *c)
+{
+    if (c != nullptr) pthread_mutex_destroy(&c->lock);
+    free(c);
+}
+
+static const char *simplecodec_factoryname(codec *c)
+{
+    return c->name;
+}
+
+static int simplecodec_mkmulticast(codec *c, codec **out, stream *outstream);
+
+static constexpr codec_operations simplecodec_ops = {
+    .sendmsg = simplecodec_sendmsg,
+    .recvmsg = simplecodec_recvmsg,
+    .delmsg = simplecodec_delmsg,
+    .equal = simplecodec_equal,
+    .destroy = simplecodec_destroy,
+    .factoryname = simplecodec_factoryname,
+    .mkmulticast = simplecodec_mkmulticast,
+};
+
+static int simplecodec_create(codec **out, const codec_range *range, stream *in, stream *outstream)
+{
+    *out = nullptr;
+    auto c = static_cast<simplecodec *>(calloc(1, sizeof(simplecodec)));
+    if (c == nullptr) return MESSAGE_NOMEMORY;
+    if (pthread_mutex_init(&c->lock, nullptr) != 0) {
+        free(c);
+        return MESSAGE_LOCK;
+    }
+    c->ops = simplecodec_ops;
+    c->in = in;
+    c->out = outstream;
+    memcpy(c->tag, CODEC_TAG, sizeof CODEC_TAG);
+    c->name = range->name;
+    c->range = range;
+    *out = c;
+    return 0;
+}
+
+static int simplecodec_mkmulticast(codec *c, codec **out, stream *outstream)
+{
+    return simplecodec_create(out, static_cast<simplecodec *>(c)->range, nullptr, outstream);
+}
+
+static int builtin_create(codec **out, stream *in, stream *outstream)
+{
+    return simplecodec_create(out, &ranges()[0], in, outstream);
+}
+
+static int vntcodec_create(codec **out, stream *in, stream *outstream)
+{
+    return simplecodec_create(out, &ranges()[1], in, outstream);
+}
+
+const codec_factory *builtin_getfactory(void)
+{
+    static constexpr codec_factory factory = {builtin_create};
+    return &factory;
+}
+
+const codec_factory *vntcodec_getfactory(void)
+{
+    static constexpr codec_factory factory = {vntcodec_create};
+    return &factory;
+}

@@ -1,0 +1,89 @@
+// async.h: the process-wide record of the asynchronous call, and how requests are served while
+// the solver works.
+//
+// In listener mode the transport calls asynccallback on a thread of its own whenever input
+// arrives.  In polling mode nobody but the solver can read: its terminate poll (asyncpollfunc) and
+// its pause callback (asyncchecklimit) serve requests from inside the call.  The transport's
+// mustpoll operation says which.
+//
+// Modes: 0 -> async_start -> 1 (polling) or 3 (listener); async_stop makes 2 of 1 and 4 of 3;
+// async_block returns to 0.
+//
+// Threads: the mode and the generation change under the record's lock.  asynccallbackmutex keeps
+// callbacks one at a time; asynccall_begin holds it until the ACK has left, so that no request is
+// served before.  Messages are received on the main thread in mode 0 alone.
+//
+// Errors: misuse and a broken connection are fatal: a level-1 log line, then abort().
+
+#pragma once
+
+#include "remote/handler/handler.h"
+
+enum async_mode : int32_t {
+    ASYNC_NONE = 0,
+    ASYNC_POLLING = 1,
+    ASYNC_POLLING_STOPPED = 2,
+    ASYNC_LISTENER = 3,
+    ASYNC_LISTENER_STOPPED = 4,
+};
+
+struct async_record {
+    handler *const *dispatchers; // asked in order, until one returns 0
+    int32_t count;
+    int32_t mode; // async_mode
+    int32_t generation;
+    pthread_mutex_t lock; // guards mode and generation
+    pthread_cond_t condition;
+    int64_t result;
+};
+
+extern async_record globalasync;
+extern pthread_mutex_t asynccallbackmutex;
+
+// Initialises asynccallbackmutex and points the record at the worker's handlers, which stay the
+// caller's.  To be called before the first request; the error number when the mutex cannot be
+// initialised.
+int async_setup(handler *const *dispatchers, int32_t count);
+
+// Destroys the mutex.  No call may be under way.
+void async_teardown(void);
+
+// Whether an asynchronous call is under way.
+int async_isasync(void);
+
+// Starts asynchronous input.
+void async_start(transport *t);
+
+// Serves requests until the result has been asked for.  Returns 0 in listener mode, 1 in polling.
+int async_block(transport *t);
+
+// In polling mode, serves at most one pending request.  Returns how many it served.
+int async_poll(transport *t);
+
+// Ends the call, on behalf of the request that fetches the result.  Returns 0 in listener mode, 1
+// in polling.
+int async_stop(void);
+
+// The caller has left: nothing is served until four bytes from the server arrive at `controlfd`,
+// when a caller is back or the server stops, and the next receive will fail.  A call that is under
+// way goes on.  Returns when the bytes are here; in polling mode, on the solver's own thread, at
+// once.
+void async_away(int controlfd);
+
+// Hand one value from the call to the code that fetches the result; taking it clears it.
+void async_setresult(int64_t value);
+int64_t async_getresult(void);
+
+// The transport's callback; `record` is globalasync.
+void asynccallback(transport *t, void *record);
+
+// The solver's terminate poll while polling; `data` is the handler.  Returns 0: it never ends a
+// solve.
+int asyncpollfunc(VNTENVptr env, void *data);
+
+// Sets what the poll needs to know of a call that begins: whether the solver uses one thread.
+void asyncpoll_begin(bool singlethreaded);
+
+// The solver's pause callback; `data` is the handler.  Holds the solver once the progress limit or
+// the time limit is reached, until told to continue (0) or to terminate (13).
+int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data);

@@ -1,0 +1,19 @@
+// asynccall.h: the asynchronous run of one solver call, as the run functions see it.
+//
+// A request whose flag bit 0 is set is acknowledged at once; the solver works while control
+// requests are served; the response leaves once the caller has fetched it.
+
+#pragma once
+
+#include "remote/handler/async.h"
+
+constexpr int32_t FLAG_ASYNCHRONOUS = 1;
+constexpr int32_t FLAG_USEDEFAULTS = 2;
+
+// Prepares the handler, starts serving control requests and sends the ACK.  `lp` may be null.
+// Returns 0, or a solver status, after which nothing has been started or sent.
+int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNTENVptr env,
+                    VNTLPptr lp);
+
+// Waits until the result has been asked for, and undoes what begin did.
+void asynccall_end(handler *h, VNTENVptr env);

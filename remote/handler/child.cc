@@ -1,0 +1,3 @@
+#include "remote/handler/child.h"
+
+worker_child *workerchild = nullptr;

@@ -1,0 +1,217 @@
+#include "remote/handler/handler.h"
+
+#include "remote/base/log.h"
+#include "remote/handler/info.h"
+#include "remote/handler/registry.h"
+#include "remote/handler/timelimit.h"
+
+#include <cstdlib>
+#include <iterator>
+
+// The requests that are no call of the solver.
+#define CONTROL_REQUESTS(ROW)                                                                      \
+    ROW(GETRES)                                                                                    \
+    ROW(ASYNCTEST_REQ)                                                                             \
+    ROW(ASYNCKILL_REQ)                                                                             \
+    ROW(PROBINFO_REQ)                                                                              \
+    ROW(OPENVANTO_REQ)                                                                             \
+    ROW(CLOSEVANTO_REQ)                                                                            \
+    ROW(USERFUNCTION_REQ)                                                                          \
+    ROW(DISCONNECT_REQ)                                                                            \
+    ROW(RECONNECT_REQ)                                                                             \
+    ROW(EASYNCLIMITS_REQ)                                                                          \
+    ROW(EASYNCCONTINUE_REQ)                                                                        \
+    ROW(EASYNCTERMINATE_REQ)                                                                       \
+    ROW(EASYNCMIPPROGRESS_REQ)                                                                     \
+    ROW(EASYNCMIPINJECT_REQ)
+
+#define DECLARE(name) int vnthandler_VNTMESSAGEID_##name##_run(handler_frame *frame);
+CONTROL_REQUESTS(DECLARE)
+#undef DECLARE
+#define SOLVER_CALL(name, ...) int vnthandler_VNTMESSAGEID_##name##_REQ_run(handler_frame *frame);
+#include "remote/calls/solvercalls.def"
+
+struct handler_action {
+    uint32_t id;
+    int (*run)(handler_frame *frame);
+};
+
+static handler_action vnthandler_actions[] = {
+#define ROW(name) {VNTMESSAGEID_##name, vnthandler_VNTMESSAGEID_##name##_run},
+    CONTROL_REQUESTS(ROW)
+#undef ROW
+#define SOLVER_CALL(name, ...)                                                                     \
+    {VNTMESSAGEID_##name##_REQ, vnthandler_VNTMESSAGEID_##name##_REQ_run},
+#include "remote/calls/solvercalls.def"
+};
+static_assert(std::size(vnthandler_actions) == 444);
+
+static int vnthandler_sort(const void *a, const void *b)
+{
+    return static_cast<int>(static_cast<const handler_action *>(a)->id -
+                            static_cast<const handler_action *>(b)->id);
+}
+
+static void sort_actions(void)
+{
+    static pthread_mutex_t sortlock = PTHREAD_MUTEX_INITIALIZER;
+    static bool sorted;
+    pthread_mutex_lock(&sortlock);
+    if (!sorted)
+        qsort(vnthandler_actions, std::size(vnthandler_actions), sizeof(handler_action),
+              vnthandler_sort);
+    sorted = true;
+    pthread_mutex_unlock(&sortlock);
+}
+
+static const handler_action *find_action(uint32_t id)
+{
+    const handler_action key = {id, nullptr};
+    return static_cast<const handler_action *>(bsearch(&key, vnthandler_actions,
+                                                       std::size(vnthandler_actions),
+                                                       sizeof(handler_action), vnthandler_sort));
+}
+
+bool handler_serves(uint32_t id)
+{
+    sort_actions();
+    return find_action(id) != nullptr;
+}
+
+// Messages without fields have no flags; their NAK says 0.
+static int32_t request_flags(const void *request)
+{
+    const message_layout *layout = catalogue_find(message_id(request));
+    if (layout == nullptr) return 0;
+    for (const message_field *field = layout->fields; field->kind != KIND_END; field++)
+        if (strcmp(field->name, "flags") == 0) return field_at<int32_t>(request, field->offset);
+    return 0;
+}
+
+static int vnthandler_handler(handler *h, void *request, void *context)
+{
+    const uint32_t id = message_id(request);
+    const handler_action *action = find_action(id);
+    if (action == nullptr) return MESSAGE_UNKNOWN;
+    const int32_t message = static_cast<int32_t>(id);
+    const int32_t flags = request_flags(request);
+    handler_frame frame = {
+        .owner = h,
+        .request = request,
+        .nak = {nullptr, VNTMESSAGEID_NAK, message, flags, 0},
+        .ack = {nullptr, VNTMESSAGEID_ACK, message, flags, 0},
+        .context = context,
+    };
+    return action->run(&frame);
+}
+
+int frame_reject(handler_frame *frame, int32_t status)
+{
+    frame->nak.status = status;
+    frame_respond(frame, &frame->nak);
+    return status == -1 ? -1 : 0;
+}
+
+int frame_lacking(handler_frame *frame, const char *function)
+{
+    log_line(LOG_ERROR, "The solver has no function %s\n", function);
+    return frame_reject(frame, msg2vnt(MESSAGE_UNKNOWN));
+}
+
+int frame_respond(handler_frame *frame, const void *response)
+{
+    flushinfo(frame->owner, false);
+    transport *io = frame->owner->io;
+    io->ops.sendmsg(io, response);
+    return 0;
+}
+
+// What a handler is made of, in the order of creation; it is undone backwards, from wherever
+// creation came to.
+struct handler_part {
+    int (*make)(handler *h); // 0 or an error code
+    void (*unmake)(handler *h);
+};
+
+template <pthread_mutex_t handler::*lock> static constexpr handler_part mutex_part = {
+    [](handler *h) { return pthread_mutex_init(&(h->*lock), nullptr) == 0 ? 0 : MESSAGE_LOCK; },
+    [](handler *h) { pthread_mutex_destroy(&(h->*lock)); }};
+
+static const handler_part parts[] = {
+    mutex_part<&handler::infolock>,
+    mutex_part<&handler::polllock>,
+    mutex_part<&handler::statelock>,
+    {[](handler *h) {
+         return pthread_cond_init(&h->statecondition, nullptr) == 0 ? 0 : MESSAGE_LOCK;
+     },
+     [](handler *h) { pthread_cond_destroy(&h->statecondition); }},
+    mutex_part<&handler::pauselock>,
+    mutex_part<&handler::progresslock>,
+    {wallclock_tilim_create, wallclock_tilim_destroy},
+};
+
+static void unmake_parts(handler *h, size_t made)
+{
+    while (made > 0)
+        parts[--made].unmake(h);
+}
+
+static int make_parts(handler *h)
+{
+    for (size_t made = 0; made < std::size(parts); made++) {
+        const int rc = parts[made].make(h);
+        if (rc == 0) continue;
+        unmake_parts(h, made);
+        return rc;
+    }
+    return 0;
+}
+
+// The environment, if one is open, and queued info stay unsent and unclosed: the process ends.
+static void vnthandler_destroy(handler *h)
+{
+    env2handler_forget(h);
+    env2handler_release();
+    unmake_parts(h, std::size(parts));
+    discardinfo(h);
+    free(h->progress.sol);
+    free(h);
+}
+
+static void fill(handler *h, transport *io)
+{
+    h->ops = {.handle = vnthandler_handler, .destroy = vnthandler_destroy};
+    h->io = io;
+    memcpy(h->magic, "HTNV", sizeof h->magic);
+    for (int32_t i = 0; i < 4; i++)
+        h->channels[i] = {h, i};
+    h->running = -1;
+    h->limitcell = &h->limit;
+    h->timelimit = HANDLER_INFINITE;
+}
+
+static int vnthandler_create(handler **out, transport *io)
+{
+    *out = nullptr;
+    sort_actions();
+    int rc = env2handler_hold();
+    if (rc != 0) return rc;
+    auto *h = static_cast<handler *>(calloc(1, sizeof(handler)));
+    rc = h != nullptr ? make_parts(h) : MESSAGE_NOMEMORY;
+    if (rc != 0) {
+        free(h);
+        env2handler_release();
+        return rc;
+    }
+    fill(h, io);
+    *out = h;
+    return 0;
+}
+
+static constexpr handler_factory VNTHANDLER_FACTORY = {.create = vnthandler_create, .reserved = {}};
+
+const handler_factory *vntmsg_getfactory(void)
+{
+    sort_actions();
+    return &VNTHANDLER_FACTORY;
+}

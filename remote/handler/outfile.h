@@ -1,0 +1,31 @@
+// outfile.h: the temporary file that the solver writes and a response carries.
+//
+// It lies in the worker's working directory, whatever the caller called it: of the caller's name
+// only the last component is kept, so that the solver still sees the ending it chooses the
+// format by.
+//
+// Ownership: outfile_destroy() closes and removes the file; the message_file made of it borrows
+// the path and is unset before.
+//
+// Threads: one at a time; two processes in one directory never get the same file.
+
+#pragma once
+
+#include "remote/message/containers.h"
+
+struct outfile {
+    char *path; // null while there is none
+    int fd;
+};
+
+// Makes an empty file of a new name.  `name` may be null.
+// Errors, as solver statuses: 1001, 1422 when it cannot be created.
+int outfile_create(outfile *f, const char *name);
+
+// Maps what has been written and takes the file out of its directory.  An empty file gives empty
+// contents.
+// Errors: those of message_set_file().
+int outfile_attach(const outfile *f, message_file *to);
+
+// Takes any state, all zero included.
+void outfile_destroy(outfile *f);

@@ -1,0 +1,116 @@
+#include "remote/handler/registry.h"
+
+#include <cstdlib>
+#include <cstring>
+
+struct env2handler_pair {
+    VNTENVptr env;
+    handler *owner;
+};
+
+// Guards the count of handlers, and so the lock's own coming and going.
+static pthread_mutex_t countlock = PTHREAD_MUTEX_INITIALIZER;
+static int32_t env2handler_init;
+
+static pthread_mutex_t registrylock;
+static env2handler_pair *pairs;
+static int64_t length;
+static int64_t capacity;
+
+// Orders by the pointer's bytes; only equality matters.
+static int env2handler_cmp(const void *a, const void *b)
+{
+    return memcmp(&static_cast<const env2handler_pair *>(a)->env,
+                  &static_cast<const env2handler_pair *>(b)->env, sizeof(VNTENVptr));
+}
+
+int env2handler_hold(void)
+{
+    pthread_mutex_lock(&countlock);
+    int rc = 0;
+    if (++env2handler_init == 1 && pthread_mutex_init(&registrylock, nullptr) != 0) {
+        env2handler_init--;
+        rc = MESSAGE_LOCK;
+    }
+    pthread_mutex_unlock(&countlock);
+    return rc;
+}
+
+void env2handler_release(void)
+{
+    pthread_mutex_lock(&countlock);
+    if (env2handler_init-- == 1) pthread_mutex_destroy(&registrylock);
+    pthread_mutex_unlock(&countlock);
+}
+
+// With the lock held.
+static bool grow(void)
+{
+    if (length < capacity) return true;
+    const int64_t wanted = capacity == 0 ? 4 : 2 * capacity;
+    void *grown = realloc(pairs, static_cast<size_t>(wanted) * sizeof(env2handler_pair));
+    if (grown == nullptr) return false;
+    pairs = static_cast<env2handler_pair *>(grown);
+    capacity = wanted;
+    return true;
+}
+
+// With the lock held.  Storage goes with the last pair.
+static void remove_at(int64_t index)
+{
+    length--;
+    memmove(&pairs[index], &pairs[index + 1],
+            static_cast<size_t>(length - index) * sizeof(env2handler_pair));
+    if (length > 0) return;
+    free(pairs);
+    pairs = nullptr;
+    capacity = 0;
+}
+
+// With the lock held; null when the environment is not there.
+static env2handler_pair *lookup(VNTENVptr env)
+{
+    if (length == 0) return nullptr;
+    const env2handler_pair key = {env, nullptr};
+    return static_cast<env2handler_pair *>(bsearch(&key, pairs, static_cast<size_t>(length),
+                                                   sizeof(env2handler_pair), env2handler_cmp));
+}
+
+int env2handler_add(VNTENVptr env, handler *h)
+{
+    pthread_mutex_lock(&registrylock);
+    const bool room = grow();
+    if (room) {
+        pairs[length++] = {env, h};
+        qsort(pairs, static_cast<size_t>(length), sizeof(env2handler_pair), env2handler_cmp);
+    }
+    pthread_mutex_unlock(&registrylock);
+    return room ? 0 : MESSAGE_NOMEMORY;
+}
+
+void env2handler_remove(VNTENVptr env)
+{
+    pthread_mutex_lock(&registrylock);
+    const env2handler_pair *found = lookup(env);
+    if (found != nullptr) remove_at(found - pairs);
+    pthread_mutex_unlock(&registrylock);
+}
+
+void env2handler_forget(const handler *h)
+{
+    pthread_mutex_lock(&registrylock);
+    for (int64_t i = length - 1; i >= 0; i--)
+        if (pairs[i].owner == h) remove_at(i);
+    pthread_mutex_unlock(&registrylock);
+}
+
+handler *env2handler_find(VNTENVptr env)
+{
+    // Without a handler there is no lock to take.
+    if (__atomic_load_n(&env2handler_init, __ATOMIC_SEQ_CST) == 0) return nullptr;
+    pthread_mutex_lock(&registrylock);
+    const env2handler_pair *found = lookup(env);
+    handler *owner = found != nullptr ? found->owner : nullptr;
+    pthread_mutex_unlock(&registrylock);
+    return owner;
+}

@@ -1,0 +1,437 @@
+#include "remote/calls/solvercall.h"
+
+#include "remote/calls/flatten.h"
+#include "remote/codec/copy.h"
+#include "remote/handler/asynccall.h"
+#include "remote/handler/outfile.h"
+#include "remote/handler/queries.h"
+
+#include <cstdlib>
+
+namespace {
+
+// One argument under way.
+struct passing {
+    call_value value; // what the solver gets
+    call_value cell;  // what the solver writes to, where `value` is an address
+    int64_t count;    // elements at value.p
+    bool present;     // an array came with the request, maybe an empty one
+    void *owned;
+    char bytes[16]; // of a new object
+};
+
+// A call under way.  It frees what it holds.
+struct solver_run {
+    handler_frame *frame;
+    const solver_call *call;
+    const void *request;
+    void *copy; // of the request, when the call is asynchronous
+    int32_t flags;
+    size_queries queries;
+    void *function;
+    passing args[SOLVERCALL_MAXARGS];
+    passing result;
+    outfile file;
+    int32_t failure; // a status that stands for the solver's, which is not called then
+
+    solver_run(handler_frame *f, const solver_call *c);
+    ~solver_run();
+    solver_run(const solver_run &) = delete;
+    solver_run &operator=(const solver_run &) = delete;
+};
+
+solver_run::solver_run(handler_frame *f, const solver_call *c)
+    : frame(f), call(c), request(f->request), copy(), flags(), queries(), function(), args(),
+      result(), file(), failure()
+{
+}
+
+solver_run::~solver_run()
+{
+    outfile_destroy(&file);
+    for (passing &p : args)
+        free(p.owned);
+    if (copy != nullptr) vntmsg_uncopy(&copy);
+}
+
+} // namespace
+
+static solver_import imports[SOLVERCALL_COUNT] = {
+#define SOLVER_CALL(name, function, ...) {#function, nullptr},
+#include "remote/calls/solvercalls.def"
+};
+
+// All requests begin with their flags.
+static int32_t request_flags(const void *request)
+{
+    return static_cast<const vntmsg_GETNUMROWS_REQ *>(request)->flags;
+}
+
+// The record that travels belongs to the transport, which frees it when the next one arrives:
+// while an asynchronous call runs, control requests do.
+static int copy_request(solver_run *run)
+{
+    run->flags = request_flags(run->request);
+    if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
+    run->copy = vntmsg_copy(run->request);
+    if (run->copy == nullptr) return 1001;
+    run->request = run->copy;
+    return 0;
+}
+
+// Taking: out of the request, into the arguments.
+
+static int take_object(solver_run *run, const call_argument &arg)
+{
+    void *object;
+    if (handle_take(&field_at<message_array>(run->request, arg.request_at), &object) != 0)
+        return -1;
+    if (arg.word == CALL_ENV)
+        run->queries.env = static_cast<VNTENVptr>(object);
+    else if (arg.word == CALL_LP || arg.word == CALL_LP_BY_ADDRESS)
+        run->queries.lp = static_cast<VNTLPptr>(object);
+    else
+        run->queries.net = static_cast<VNTNETptr>(object);
+    return 0;
+}
+
+static void take_scalar(solver_run *run, const call_argument &arg, passing *p)
+{
+    if (arg.type == TYPE_DOUBLE)
+        p->value.d = field_at<double>(run->request, arg.request_at);
+    else if (arg.type == TYPE_LONG)
+        p->value.l = field_at<int64_t>(run->request, arg.request_at);
+    else
+        p->value.i = field_at<int32_t>(run->request, arg.request_at);
+}
+
+static int take_array(const message_array *a, uint32_t type, passing *p)
+{
+    flat_array flat;
+    int rc = flattenarray(&flat, a, type);
+    p->value.p = flat.data;
+    p->count = flat.count;
+    p->present = a->type != TYPE_NONE;
+    p->owned = flat.owned ? flat.data : nullptr;
+    return rc;
+}
+
+static int take_names(const message_array *a, passing *p)
+{
+    string_table table;
+    int rc = getargSTRINGARRAY(&table, a);
+    p->value.p = p->owned = table.pointers;
+    p->count = table.count;
+    p->present = a->type != TYPE_NONE;
+    return rc;
+}
+
+static int take(solver_run *run, const call_argument &arg, passing *p)
+{
+    const void *request = run->request;
+    switch (arg.word) {
+    case CALL_ENV:
+    case CALL_LP:
+    case CALL_NET:
+    case CALL_LP_BY_ADDRESS:
+    case CALL_NET_BY_ADDRESS: return take_object(run, arg);
+    case CALL_VALUE:
+    case CALL_INDEX: take_scalar(run, arg, p); return 0;
+    case CALL_STRING:
+    case CALL_OUTFILE:
+        p->value.p = string_text(&field_at<message_string>(request, arg.request_at));
+        return 0;
+    case CALL_IN:
+    case CALL_INOUT:
+        return take_array(&field_at<message_array>(request, arg.request_at), arg.type, p);
+    case CALL_NAMES: return take_names(&field_at<message_array>(request, arg.request_at), p);
+    case CALL_INFILE:
+        p->value.p = string_text(&field_at<message_file>(request, arg.request_at).name);
+        return 0;
+    case CALL_INFILE_CONTENTS:
+        return take_array(&field_at<message_file>(request, arg.request_at).contents, arg.type, p);
+    case CALL_INFILE_LENGTH: p->value.l = p[-1].count; return 0; // of the contents
+    default: return 0;
+    }
+}
+
+static int take_all(solver_run *run)
+{
+    for (int i = 0; i < run->call->nargs; i++) {
+        int rc = take(run, run->call->args[i], &run->args[i]);
+        if (rc != 0) return rc;
+    }
+    return 0;
+}
+
+// A problem that is freed must not stay the default, and is not taken for it either.
+static void forget_freed(solver_run *run)
+{
+    for (int i = 0; i < run->call->nargs; i++) {
+        if (run->call->args[i].word == CALL_LP_BY_ADDRESS) run->frame->owner->lp = nullptr;
+        if (run->call->args[i].word == CALL_NET_BY_ADDRESS) run->frame->owner->net = nullptr;
+    }
+}
+
+static void use_defaults(solver_run *run)
+{
+    if (!(run->flags & FLAG_USEDEFAULTS)) return;
+    const handler *h = run->frame->owner;
+    size_queries *q = &run->queries;
+    if (q->env == nullptr) q->env = h->env;
+    if (q->lp == nullptr) q->lp = h->lp;
+    if (q->net == nullptr) q->net = h->net;
+}
+
+// Finds what the solver has to offer for the call, and what it says about sizes.
+static int ask_solver(solver_run *run)
+{
+    run->function = solver_find(&imports[run->call - solvercalls]);
+    if (run->function == nullptr) run->queries.missing = run->call->function;
+    if (run->queries.missing == nullptr) queries_ask(&run->queries, run->call);
+    return run->queries.missing == nullptr ? 0 : msg2vnt(MESSAGE_UNKNOWN);
+}
+
+// What the solver only reads must reach as far as it reads.
+static int check_lengths(const solver_run *run)
+{
+    for (int i = 0; i < run->call->nargs; i++) {
+        const call_argument &arg = run->call->args[i];
+        const passing &p = run->args[i];
+        if (arg.word != CALL_IN && arg.word != CALL_NAMES) continue;
+        if (!p.present || !size_known(arg.size, run->queries.sizes)) continue;
+        if (p.count < size_of(arg.size, run->request, run->queries.sizes)) return -1;
+    }
+    return 0;
+}
+
+// Making room: for what the solver writes.
+
+static size_t slot_size(const call_argument &arg)
+{
+    if (arg.word == CALL_OUTNAMES) return sizeof(char *);
+    return message_elementsize(arg.type);
+}
+
+// Zeroed, and none for a count of 0.
+static int make_block(passing *p, int64_t count, size_t size)
+{
+    p->count = count;
+    p->value.p = nullptr;
+    if (count == 0) return 0;
+    size_t bytes;
+    if (__builtin_mul_overflow(static_cast<uint64_t>(count), size, &bytes)) return 1001;
+    p->value.p = p->owned = calloc(1, bytes);
+    return p->owned != nullptr ? 0 : 1001;
+}
+
+// The solver changes a copy, as long as it expects: the request stays as it came.  An array that
+// came is not null, not even where the solver expects nothing.
+static int make_copy(passing *p, int64_t count, size_t size)
+{
+    passing taken = *p;
+    p->owned = nullptr;
+    int rc = taken.present ? make_block(p, count, size) : 0;
+    if (rc == 0 && p->owned != nullptr) {
+        int64_t common = taken.count < count ? taken.count : count;
+        memcpy(p->owned, taken.value.p, static_cast<size_t>(common) * size);
+    } else if (taken.present) {
+        p->value.p = &p->cell;
+    }
+    free(taken.owned);
+    return rc;
+}
+
+static int make_room(solver_run *run, const call_argument &arg, passing *p)
+{
+    switch (arg.word) {
+    case CALL_OUT:
+    case CALL_OUTSTRING:
+    case CALL_PLAINSTRING:
+    case CALL_OUTNAMES:
+    case CALL_STORE:
+        return make_block(p, size_of(arg.size, run->request, run->queries.sizes), slot_size(arg));
+    case CALL_INOUT:
+        return make_copy(p, size_of(arg.size, run->request, run->queries.sizes), slot_size(arg));
+    case CALL_OUTFILE:
+        run->failure = outfile_create(&run->file, static_cast<const char *>(p->value.p));
+        p->value.p = run->file.path;
+        return run->failure == 1001 ? 1001 : 0;
+    default: return 0;
+    }
+}
+
+static int make_all_room(solver_run *run)
+{
+    for (int i = 0; i < run->call->nargs; i++) {
+        int rc = make_room(run, run->call->args[i], &run->args[i]);
+        if (rc != 0) return rc;
+    }
+    return 0;
+}
+
+// Calling.
+
+static void pass_objects_and_cells(solver_run *run)
+{
+    for (int i = 0; i < run->call->nargs; i++) {
+        passing *p = &run->args[i];
+        switch (run->call->args[i].word) {
+        case CALL_ENV: p->value.p = run->queries.env; break;
+        case CALL_LP: p->value.p = run->queries.lp; break;
+        case CALL_NET: p->value.p = run->queries.net; break;
+        case CALL_LP_BY_ADDRESS: p->value.p = &run->queries.lp; break;
+        case CALL_NET_BY_ADDRESS: p->value.p = &run->queries.net; break;
+        case CALL_OUTVALUE:
+        case CALL_OUTCHAR: p->value.p = &p->cell; break;
+        default: break;
+        }
+    }
+}
+
+static void call_solver(solver_run *run)
+{
+    pass_objects_and_cells(run);
+    call_value values[SOLVERCALL_MAXARGS];
+    for (int i = 0; i < run->call->nargs; i++)
+        values[i] = run->args[i].value;
+    run->call->invoke(run->function, values, &run->result.value);
+}
+
+// Giving: into the response.  Statuses are the message layer's.
+
+static void give_scalar(void *response, uint16_t at, uint8_t type, const call_value &value)
+{
+    if (type == TYPE_DOUBLE)
+        field_at<double>(response, at) = value.d;
+    else if (type == TYPE_LONG)
+        field_at<int64_t>(response, at) = value.l;
+    else if (type == TYPE_BYTE) // in its first byte
+        field_at<int32_t>(response, at) = *reinterpret_cast<const char *>(&value);
+    else
+        field_at<int32_t>(response, at) = value.i;
+}
+
+static void give_string(message_string *s, const passing &p, int32_t width)
+{
+    if (p.value.p == nullptr) return;
+    char *text = static_cast<char *>(p.value.p);
+    int64_t length = vntstrleninbytes(width, text, p.count);
+    *s = {1, static_cast<uint32_t>(length < UINT32_MAX ? length : UINT32_MAX), text, 0};
+}
+
+static int give_names(message_array *a, const passing &names, const passing &store, int32_t width)
+{
+    encoded_strings measure = {
+        {encoded_strlen}, width, static_cast<const char *>(store.value.p), store.count};
+    return message_set_anyarray(a, names.count, TYPE_STRING, names.value.p, &measure.base);
+}
+
+static int give(const solver_run *run, const call_argument &arg, const passing &p, void *response)
+{
+    switch (arg.word) {
+    case CALL_OUTVALUE:
+    case CALL_OUTCHAR: give_scalar(response, arg.response_at, arg.type, p.cell); return 0;
+    case CALL_OUT:
+    case CALL_INOUT:
+        return message_set_anyarray(&field_at<message_array>(response, arg.response_at), p.count,
+                                    arg.type, p.value.p, nullptr);
+    case CALL_OUTSTRING:
+        give_string(&field_at<message_string>(response, arg.response_at), p, run->queries.width);
+        return 0;
+    case CALL_PLAINSTRING:
+        give_string(&field_at<message_string>(response, arg.response_at), p, 0);
+        return 0;
+    case CALL_OUTNAMES:
+        return give_names(&field_at<message_array>(response, arg.response_at), p, (&p)[1],
+                          run->queries.width);
+    case CALL_OUTFILE:
+        // What a failed write has left behind is nobody's file.
+        if (run->result.value.i != 0) return 0;
+        return outfile_attach(&run->file, &field_at<message_file>(response, arg.response_at));
+    default: return 0;
+    }
+}
+
+static void give_result(solver_run *run, void *response)
+{
+    const solver_call *call = run->call;
+    passing *r = &run->result;
+    switch (call->result) {
+    case RESULT_LP:
+    case RESULT_NET:
+        handle_put(&field_at<message_array>(response, call->result_at), r->bytes, r->value.p);
+        break;
+    case RESULT_LONG: give_scalar(response, call->result_at, TYPE_LONG, r->value); break;
+    case RESULT_DOUBLE: give_scalar(response, call->result_at, TYPE_DOUBLE, r->value); break;
+    default: give_scalar(response, call->result_at, TYPE_INT, r->value);
+    }
+}
+
+static void give_all(solver_run *run, void *response)
+{
+    give_result(run, response);
+    for (int i = 0; i < run->call->nargs; i++) {
+        int rc = give(run, run->call->args[i], run->args[i], response);
+        if (rc != 0 && run->call->result == RESULT_STATUS)
+            field_at<int32_t>(response, run->call->result_at) = msg2vnt(rc);
+    }
+}
+
+static void unset_all(const solver_run *run, void *response)
+{
+    for (int i = 0; i < run->call->nargs; i++) {
+        const call_argument &arg = run->call->args[i];
+        if (arg.word == CALL_OUT || arg.word == CALL_INOUT || arg.word == CALL_OUTNAMES)
+            message_unset_array(&field_at<message_array>(response, arg.response_at));
+        if (arg.word == CALL_OUTFILE)
+            message_unset_file(&field_at<message_file>(response, arg.response_at));
+    }
+}
+
+static int respond(solver_run *run)
+{
+    alignas(max_align_t) char response[SOLVERCALL_MAXRECORD] = {};
+    field_at<uint32_t>(response, sizeof(void *)) = run->call->response;
+    give_all(run, response);
+    int rc = frame_respond(run->frame, response);
+    unset_all(run, response);
+    return rc;
+}
+
+// All that comes before the call.  Returns 0, or the status to reject the request with.
+static int prepare(solver_run *run)
+{
+    int rc = copy_request(run);
+    if (rc == 0) rc = take_all(run);
+    if (rc != 0) return rc;
+    if ((run->flags & FLAG_ASYNCHRONOUS) && async_isasync()) return -1;
+    use_defaults(run);
+    rc = ask_solver(run);
+    if (rc == 0) rc = check_lengths(run);
+    if (rc == 0) rc = make_all_room(run);
+    return rc;
+}
+
+int solvercall_run(handler_frame *frame, const solver_call *call)
+{
+    solver_run run(frame, call);
+    forget_freed(&run);
+    int rc = prepare(&run);
+    const size_queries &q = run.queries;
+    const bool asynchronous = run.flags & FLAG_ASYNCHRONOUS;
+    if (rc == 0 && asynchronous) rc = asynccall_begin(frame, call->request, run.flags, q.env, q.lp);
+    if (q.missing != nullptr && rc != 0) return frame_lacking(frame, q.missing);
+    if (rc != 0) return frame_reject(frame, rc);
+    run.result.value.i = run.failure;
+    if (run.failure == 0) call_solver(&run);
+    if (asynchronous) asynccall_end(frame->owner, q.env);
+    return respond(&run);
+}
+
+#define SOLVER_CALL(name, function, ...)                                                           \
+    int vnthandler_VNTMESSAGEID_##name##_REQ_run(handler_frame *frame)                             \
+    {                                                                                              \
+        return solvercall_run(frame, &solvercalls[SOLVERCALL_##name]);                             \
+    }
+#include "remote/calls/solvercalls.def"

@@ -1,0 +1,225 @@
+#include "remote/calls/solvercall.h"
+
+#include "remote/calls/flatten.h"
+#include "remote/codec/copy.h"
+#include "remote/handler/asynccall.h"
+#include "test/arrays.h"
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace fs = std::filesystem;
+
+// A solver of a few functions.  Each says what it was called with; the tests set what it answers.
+static std::vector<std::string> said;
+static int status;
+static int terminator;
+static const void *pointer; // one that the function got
+static std::function<void()> during;
+
+static void say(const std::string &text)
+{
+    said.push_back(text);
+}
+
+extern "C" {
+int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
+{
+    *nulbytes_p = terminator;
+    return 0;
+}
+int VNTLchgobj(VNTENVptr, VNTLPptr, int cnt, const int *indices, const double *)
+{
+    if (during) during();
+    pointer = indices;
+    say("chgobj " + std::to_string(indices[cnt - 1]));
+    return status;
+}
+int VNTLgetprobname(VNTENVptr, VNTLPptr, char *buf, int64_t space, int64_t *surplus_p)
+{
+    memcpy(buf, "ab\0\0cd", static_cast<size_t>(space < 6 ? space : 6));
+    *surplus_p = 0;
+    return status;
+}
+int VNTLwriteprob(VNTENVptr, VNTLPptr, const char *filename, const char *filetype)
+{
+    say(filename);
+    if (filetype != nullptr) std::ofstream(filename) << filetype;
+    return status;
+}
+}
+
+// What the run function sends.
+static std::vector<std::shared_ptr<void>> sent;
+static ptrdiff_t filesthen; // in the working directory
+
+int frame_respond(handler_frame *, const void *response)
+{
+    sent.emplace_back(vntmsg_copy(response), [](void *p) { vntmsg_uncopy(&p); });
+    filesthen = std::distance(fs::directory_iterator("."), {});
+    return 0;
+}
+int frame_reject(handler_frame *frame, int32_t s)
+{
+    frame->nak.status = s;
+    frame_respond(frame, &frame->nak);
+    return s == -1 ? -1 : 0;
+}
+int frame_lacking(handler_frame *frame, const char *)
+{
+    return frame_reject(frame, 1811);
+}
+int async_isasync(void)
+{
+    return 0;
+}
+int asynccall_begin(handler_frame *, uint32_t requestid, int32_t, VNTENVptr, VNTLPptr)
+{
+    say("begin " + std::to_string(requestid));
+    return 0;
+}
+void asynccall_end(handler *, VNTENVptr)
+{
+    say("end");
+}
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+// A request, sent to its run function, and the answer.
+class SolverCall : public testing::Test {
+  protected:
+    handler owner{};
+    fs::path directory = fs::temp_directory_path() / ("calls" + std::to_string(getpid()));
+
+    void SetUp() override
+    {
+        fs::create_directory(directory);
+        fs::current_path(directory);
+        terminator = 1;
+        status = 0;
+        during = nullptr;
+        said.clear(), sent.clear();
+    }
+    void TearDown() override
+    {
+        fs::current_path("/");
+        EXPECT_TRUE(fs::is_empty(directory)) << "a file was left behind";
+        fs::remove_all(directory);
+    }
+
+    int run(int row, void *request)
+    {
+        field_at<uint32_t>(request, sizeof(void *)) = solvercalls[row].request;
+        handler_frame frame{};
+        frame.owner = &owner;
+        frame.request = request;
+        frame.nak.messageid = VNTMESSAGEID_NAK;
+        frame.nak.status = 12345;
+        return solvercall_run(&frame, &solvercalls[row]);
+    }
+
+    // The answer, of the id that the row says; null for a NAK.
+    template <class response> const response *answer(int row)
+    {
+        if (sent.size() != 1 || message_id(sent[0].get()) != solvercalls[row].response)
+            return nullptr;
+        return static_cast<const response *>(sent[0].get());
+    }
+    int32_t refusal() const
+    {
+        if (sent.size() != 1 || message_id(sent[0].get()) != VNTMESSAGEID_NAK) return 0;
+        return static_cast<const vntmsg_NAK *>(sent[0].get())->status;
+    }
+};
+
+#define RUN(name, request) run(SOLVERCALL_##name, &request)
+#define ANSWER(name) answer<vntmsg_##name##_RES>(SOLVERCALL_##name)
+
+const handle env(100), lp(200);
+
+// What calls and rows have in common is tested with all of them, in chunks, absent, empty and of
+// negative counts, by the all-calls test.
+
+TEST_F(SolverCall, TextIsMeasuredByTheSolversTerminatorAndNeedsRoom)
+{
+    const struct {
+        int terminator;
+        int64_t space;
+        uint32_t length;
+    } cases[] = {{1, 10, 3}, {1, 2, 2}, {2, 10, 4}, {4, 6, 6}};
+    for (auto &c : cases) {
+        sent.clear();
+        terminator = c.terminator;
+        vntmsg_GETPROBNAME_REQ request = {nullptr, 0, 0, env.a, lp.a, c.space};
+        ASSERT_EQ(RUN(GETPROBNAME, request), 0);
+        EXPECT_EQ(ANSWER(GETPROBNAME)->buf_str.length, c.length) << c.terminator << " " << c.space;
+    }
+    sent.clear();
+    vntmsg_GETPROBNAME_REQ endless = {nullptr, 0, 0, env.a, lp.a, INT64_MAX};
+    EXPECT_EQ(RUN(GETPROBNAME, endless), 0);
+    EXPECT_EQ(refusal(), 1001);
+}
+
+TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)
+{
+    const std::string mine = "tmp" + std::to_string(getpid());
+    std::ofstream(mine + "0m.lp") << "somebody's";
+    const struct {
+        const char *asked, *given;
+        std::string contents;
+    } cases[] = {
+        {"/etc/a\\m.lp", "1m.lp", "contents"},
+        {"..", "0..", ""},
+        {"", "0", ""},
+        {"a/", "0", ""},
+        {nullptr, "0", ""},
+    };
+    for (auto &c : cases) {
+        sent.clear();
+        vntmsg_WRITEPROB_REQ request = {
+            nullptr, 0, 0, env.a, lp.a, text(c.asked), text(c.contents.c_str())};
+        ASSERT_EQ(RUN(WRITEPROB, request), 0);
+        EXPECT_EQ(said.back(), mine + c.given);
+        EXPECT_EQ(filesthen, 1) << "a worker killed while it sends would leave its file";
+        EXPECT_EQ(ANSWER(WRITEPROB)->status, 0);
+        const message_array &contents = ANSWER(WRITEPROB)->filename_str.contents;
+        EXPECT_EQ(contents.type, TYPE_BYTE);
+        std::vector<char> bytes = elements<char>(contents);
+        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), c.contents);
+    }
+    fs::remove(mine + "0m.lp");
+}
+
+TEST_F(SolverCall, AFileThatWasNotWrittenIsNotSent)
+{
+    status = 7;
+    vntmsg_WRITEPROB_REQ request = {nullptr, 0, 0, env.a, lp.a, text("m"), text("half")};
+    ASSERT_EQ(RUN(WRITEPROB, request), 0);
+    EXPECT_EQ(ANSWER(WRITEPROB)->status, 7);
+    EXPECT_FALSE(ANSWER(WRITEPROB)->filename_str.name.present);
+}
+
+TEST_F(SolverCall, AnAsynchronousCallOutlivesItsRequest)
+{
+    chunked<int> indices{{1, 2}};
+    chunked<double> values{{0.5, 1.5}};
+    const vntmsg_CHGOBJ_REQ whole = {nullptr, 0, FLAG_ASYNCHRONOUS, env.a,
+                                     lp.a,    2, indices.a,         values.a};
+    vntmsg_CHGOBJ_REQ request = whole;
+    during = [&] { request = {}; };
+    EXPECT_EQ(RUN(CHGOBJ, request), 0);
+    EXPECT_EQ(said, (lines{"begin 1246", "chgobj 2", "end"}));
+    EXPECT_NE(pointer, indices.chunks[0].data());
+    EXPECT_NE(ANSWER(CHGOBJ), nullptr);
+    request = whole;
+    request.flags = 0;
+    EXPECT_EQ(RUN(CHGOBJ, request), 0);
+    EXPECT_EQ(pointer, indices.chunks[0].data()) << "one that does not is not copied";
+}
+
+} // namespace

@@ -1,0 +1,34 @@
+#include "remote/message/errors.h"
+
+#include <iterator>
+
+struct error_row {
+    int code;
+    int status;
+    const char *text;
+};
+
+static constexpr error_row rows[] = {
+    {0, 0, "success"},
+#define MESSAGE_ERROR(name, code, status, text) {code, status, text},
+#include "remote/message/errors.def"
+};
+
+static const error_row *find(int code)
+{
+    for (const error_row &row : rows)
+        if (row.code == code) return &row;
+    return nullptr;
+}
+
+int msg2vnt(int code)
+{
+    const error_row *row = find(code);
+    return row != nullptr ? row->status : 1813;
+}
+
+const char *message_errortext(int code)
+{
+    const error_row *row = find(code);
+    return row != nullptr ? row->text : "unknown error";
+}

@@ -1,0 +1,16 @@
+// errors.h: the error codes of the message layer and what the solver's side calls them.
+//
+// Threads: any.
+
+#pragma once
+
+enum message_error : int {
+#define MESSAGE_ERROR(name, code, status, text) MESSAGE_##name = code,
+#include "remote/message/errors.def"
+};
+
+// The solver status for a code: 0 for 0, 1813 for a code without a row.
+int msg2vnt(int code);
+
+// What the code means, for messages to people.  Never null.
+const char *message_errortext(int code);

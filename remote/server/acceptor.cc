@@ -1,0 +1,192 @@
+#include "remote/server/acceptor.h"
+
+#include "remote/base/io.h"
+#include "remote/base/log.h"
+#include "remote/server/handshakes.h"
+#include "remote/server/owned.h"
+#include "remote/server/server.h"
+#include "remote/server/signals.h"
+#include "remote/server/spawn.h"
+#include "remote/transport/tcpip.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <fcntl.h>
+#include <netdb.h>
+#include <unistd.h>
+
+static int openlistener(const struct addrinfo *address)
+{
+    static const unsigned longest = 128;
+    int fd =
+        owned_add(socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK,
+                         address->ai_protocol));
+    if (fd < 0) {
+        log_syscall("socket");
+        return -1;
+    }
+    int on = 1; // the port of a server that has just gone can be taken at once
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    const char *failed = nullptr;
+    if (address->ai_addrlen > longest)
+        fprintf(stderr, "Invalid address length (%u vs. %u)\n", address->ai_addrlen, longest);
+    else if (bind(fd, address->ai_addr, address->ai_addrlen) != 0)
+        failed = "bind";
+    else if (listen(fd, 10) != 0)
+        failed = "listen";
+    else
+        return fd;
+    if (failed != nullptr) log_syscall(failed);
+    owned_close(fd);
+    return -1;
+}
+
+void acceptor_announce(const server *s)
+{
+    char name[SOCKNAM_SIZE];
+    socknam(s->listenfd, 0, name);
+    if (log_getlevel() == LOG_WARNING)
+        fprintf(stderr, "Server started on %s\n", name);
+    else
+        log_line(LOG_INFO, "Server started on %s\n", name);
+}
+
+// A port that is none would be taken for the one that its last 16 bits make.
+static bool isport(const char *text)
+{
+    return strtoul(text, nullptr, 10) <= UINT16_MAX;
+}
+
+int acceptor_open(server *s)
+{
+    struct addrinfo hints = {}, *found = nullptr;
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG | AI_NUMERICSERV;
+    int code = EAI_SERVICE;
+    if (isport(s->options.port))
+        code = getaddrinfo(s->options.host, s->options.port, &hints, &found);
+    if (code != 0) {
+        int saved = errno;
+        log_line(LOG_ERROR, "getaddrinfo: %d/%s\n", code, gai_strerror(code));
+        errno = saved;
+        log_syscall("getaddrinfo");
+        return -1;
+    }
+    s->listenfd = openlistener(found);
+    freeaddrinfo(found);
+    if (s->listenfd < 0) return -1;
+    s->reservefd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    return 0;
+}
+
+// How long no connection is accepted after the system had nothing left for one.
+static constexpr int PAUSE = 100;
+
+static bool isshortage(int code)
+{
+    return code == EMFILE || code == ENFILE || code == ENOBUFS || code == ENOMEM;
+}
+
+// What went wrong with one connection, or with the network behind it, and not with listening.
+static bool istransient(int code)
+{
+    switch (code) {
+    case EINTR:
+    case ECONNABORTED:
+    case EPROTO:
+    case EPERM:
+    case ETIMEDOUT:
+    case ENETDOWN:
+    case ENETUNREACH:
+    case ENOPROTOOPT:
+    case EHOSTDOWN:
+    case EHOSTUNREACH:
+    case ENONET:
+    case EOPNOTSUPP: return true;
+    default: return isshortage(code);
+    }
+}
+
+static int acceptone(server *s)
+{
+    int fd = accept4(s->listenfd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    return owned_add(fd);
+}
+
+// The descriptor is needed back, so the client gets no more than a moment to say what it wants:
+// closing with that unread would reset the connection, and the status might be lost.
+static void refusebriefly(int fd)
+{
+    char dropped[16];
+    handshake_refuse(fd, HANDSHAKE_NORESOURCES);
+    if (await_fd(fd, POLLIN, 20) > 0) (void)!read(fd, dropped, sizeof dropped);
+    owned_close(fd);
+}
+
+// Without a descriptor a connection cannot even be refused: one is kept for that.
+static void refusewithreserve(server *s)
+{
+    owned_close(s->reservefd);
+    int fd = acceptone(s);
+    if (fd >= 0) refusebriefly(fd);
+    s->reservefd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
+}
+
+// Takes the connections that wait.  Returns the milliseconds for which none is to be accepted,
+// -1 when none ever will be.
+static int acceptall(server *s, handshakes *open)
+{
+    while (open->count < HANDSHAKES_MAX) {
+        int fd = acceptone(s);
+        if (fd >= 0) {
+            socket_tune(fd);
+            handshakes_add(open, fd);
+            continue;
+        }
+        int code = errno;
+        if (code == EAGAIN || code == EWOULDBLOCK) return 0;
+        log_syscall("accept");
+        if (!istransient(code)) return -1;
+        if (code == EMFILE) refusewithreserve(s);
+        if (isshortage(code)) return PAUSE;
+    }
+    return 0;
+}
+
+static int pollall(struct pollfd *fds, int count, int milliseconds)
+{
+    struct timespec wait = {milliseconds / 1000, milliseconds % 1000 * 1000000};
+    sigset_t open;
+    signals_openmask(&open);
+    return ppoll(fds, static_cast<nfds_t>(count), milliseconds >= 0 ? &wait : nullptr, &open);
+}
+
+// The listening socket is the first entry; it is passed over while there is no room for a
+// connection.
+bool acceptor_serve(server *s)
+{
+    static handshakes open;
+    open.timeout = s->options.actiontimeout * int64_t(1000);
+    open.actions = {s, spawn_worker, spawn_reconnect};
+    int64_t resume = 0; // when accepting goes on
+    while (!s->stop) {
+        struct pollfd fds[1 + HANDSHAKES_MAX];
+        int wait = handshakes_poll(&open, fds + 1);
+        int64_t pause = resume - clock_ms();
+        bool accepting = pause <= 0 && open.count < HANDSHAKES_MAX;
+        if (pause > 0 && (wait < 0 || wait > pause)) wait = static_cast<int>(pause);
+        fds[0] = {accepting ? s->listenfd : -1, POLLIN, 0};
+        if (pollall(fds, 1 + open.count, wait) < 0) {
+            log_line(LOG_DEBUG, "accept(): Interrupted system call [%d].\n", s->stop.load());
+            continue;
+        }
+        handshakes_serve(&open, fds + 1);
+        if (fds[0].revents == 0) continue;
+        int paused = acceptall(s, &open);
+        if (paused < 0) return false;
+        if (paused > 0) resume = clock_ms() + paused;
+    }
+    return true;
+}

@@ -1,0 +1,232 @@
+#include "remote/server/children.h"
+
+#include "remote/base/holders.h"
+#include "remote/base/io.h"
+#include "remote/base/log.h"
+#include "remote/server/owned.h"
+#include "remote/server/pumps.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+// All pipes of an unprivileged user share 64 MiB; beyond that a new one holds 8 KiB.  A few
+// workers get room for throughput; where there are many, the rest must go round.
+static constexpr int WIDE_PIPES = 1 << 20;
+static constexpr int WIDE_CHILDREN = 24;
+static constexpr int NARROW_PIPES = 4096;
+static std::atomic<int> standing; // records
+
+static void setnonblocking(int fd)
+{
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+}
+
+// A pipe between `worker`, which blocks, and `server`, which does not.  The size is a wish.
+static int makepipe(int *readend, int *writeend, int *server, int size)
+{
+    if (owned_pipe(readend, writeend) != 0) return -1;
+    if (size > 0) fcntl(*readend, F_SETPIPE_SZ, size);
+    setnonblocking(*server);
+    return 0;
+}
+
+static int makepipes(server_child *c)
+{
+    int data = standing <= WIDE_CHILDREN ? WIDE_PIPES : 0;
+    int rc = makepipe(&c->worker.infd, &c->requestfd, &c->requestfd, data);
+    if (rc == 0) rc = makepipe(&c->worker.controlfd, &c->controlfd, &c->controlfd, NARROW_PIPES);
+    if (rc == 0) rc = makepipe(&c->responsefd, &c->worker.outfd, &c->responsefd, data);
+    if (rc == 0) rc = makepipe(&c->statusfd, &c->worker.statusfd, &c->statusfd, NARROW_PIPES);
+    if (rc == 0) rc = c->stopfd = owned_add(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    return rc < 0 ? -1 : 0;
+}
+
+static int makelocks(server_child *c)
+{
+    errno = pthread_mutex_init(&c->lock, nullptr);
+    if (errno != 0) {
+        log_syscall("mutex_init");
+        return -1;
+    }
+    c->nlocks++;
+    pthread_condattr_t attributes;
+    errno = pthread_condattr_init(&attributes);
+    if (errno == 0) {
+        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+        errno = pthread_cond_init(&c->changed, &attributes);
+        pthread_condattr_destroy(&attributes);
+    }
+    if (errno != 0) {
+        log_syscall("condition_init");
+        return -1;
+    }
+    c->nlocks++;
+    return 0;
+}
+
+// A thread on a stack of the slab; on one of its own where the process keeps so much per thread
+// that the small one does not do.
+static int startthread(pthread_t *thread, char (&stack)[SLAB_STACK], void *(*body)(void *),
+                       void *arg)
+{
+    pthread_attr_t attributes;
+    int rc = pthread_attr_init(&attributes);
+    if (rc != 0) return rc;
+    pthread_attr_setstack(&attributes, stack, sizeof stack);
+    rc = pthread_create(thread, &attributes, body, arg);
+    pthread_attr_destroy(&attributes);
+    return rc != EINVAL ? rc : pthread_create(thread, nullptr, body, arg);
+}
+
+static int startpumps(server_child *c)
+{
+    void *(*const bodies[2])(void *) = {pump_tochild, pump_fromchild};
+    for (; c->npumps < 2; c->npumps++) {
+        int i = c->npumps;
+        errno = startthread(&c->pumps[i], c->memory->stacks[i], bodies[i], c);
+        if (errno != 0) {
+            log_syscall("thread_create");
+            return -1;
+        }
+    }
+    // A sanitizer's allocator is locked while it makes a thread known.  A fork() in between would
+    // leave it so in the worker.
+    mutex_holder hold(&c->lock);
+    while (SANITIZED && c->waiting < 2)
+        pthread_cond_wait(&c->changed, &c->lock);
+    return 0;
+}
+
+static int build(server_child *c)
+{
+    c->memory = slab_take();
+    if (c->memory == nullptr) {
+        log_syscall("malloc");
+        return -1;
+    }
+    if (makepipes(c) != 0) {
+        log_syscall("pipe");
+        return -1;
+    }
+    if (makelocks(c) != 0) return -1;
+    return startpumps(c);
+}
+
+server_child *child_create(int client, int grace)
+{
+    server_child *c = static_cast<server_child *>(calloc(1, sizeof *c));
+    if (c == nullptr) {
+        log_syscall("malloc");
+        return nullptr;
+    }
+    standing++;
+    c->worker = {-1, -1, -1, -1, 0};
+    c->requestfd = c->controlfd = c->responsefd = c->statusfd = c->stopfd = -1;
+    c->client = -1;
+    c->pending = PENDING_NONE;
+    c->grace = grace;
+    // The lines of level 4 tell of every read, and those are to be of a readable size.
+    c->copying = log_getlevel() >= LOG_DEBUG;
+    c->chunk = c->copying ? 4096 : SLAB_BUFFER;
+    if (build(c) != 0) {
+        child_destroy(c);
+        return nullptr;
+    }
+    c->client = client;
+    return c;
+}
+
+static void closeworkerends(server_child *c)
+{
+    for (int *fd : {&c->worker.infd, &c->worker.outfd, &c->worker.statusfd, &c->worker.controlfd}) {
+        owned_close(*fd);
+        *fd = -1;
+    }
+}
+
+void child_start(server_child *c, pid_t id)
+{
+    closeworkerends(c);
+    mutex_holder hold(&c->lock);
+    c->id = id;
+    pthread_cond_broadcast(&c->changed);
+}
+
+void child_become(server_child *c)
+{
+    int keep[] = {c->worker.infd, c->worker.outfd, c->worker.statusfd, c->worker.controlfd};
+    owned_closeothers(keep, 4);
+}
+
+void child_signal(server_child *c, int signal)
+{
+    mutex_holder hold(&c->lock);
+    if (!c->reaped && c->id > 0) kill(c->id, signal);
+}
+
+void child_kill(server_child *c)
+{
+    child_signal(c, SIGKILL);
+}
+
+bool child_handover(server_child *c, int client, const void *hello, size_t length)
+{
+    mutex_holder hold(&c->lock);
+    if (c->pending >= 0 && !socket_alive(c->pending)) {
+        owned_close(c->pending); // it gave up before the worker was there to be taken
+        c->pending = PENDING_NONE;
+    }
+    if (c->pending != PENDING_NONE) return false;
+    // Ten bytes into a fresh connection: there is room, or nobody.
+    if (safe_write(client, hello, length, c->stopfd) < 0) log_syscall("safe_write");
+    c->pending = client;
+    pthread_cond_broadcast(&c->changed);
+    return true;
+}
+
+void child_stop(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    c->stopped = true;
+    if (c->pending >= 0) owned_close(c->pending);
+    c->pending = PENDING_TEARDOWN;
+    pthread_cond_broadcast(&c->changed);
+}
+
+void child_drain(server_child *c, int64_t deadline)
+{
+    struct timespec end = {deadline / 1000, deadline % 1000 * 1000000};
+    mutex_holder hold(&c->lock);
+    int rc = 0;
+    while (!c->drained && rc != ETIMEDOUT)
+        rc = pthread_cond_timedwait(&c->changed, &c->lock, &end);
+}
+
+static void endpumps(server_child *c)
+{
+    if (c->npumps > 0) {
+        child_stop(c);
+        eventfd_write(c->stopfd, 1);
+    }
+    for (; c->npumps > 0; c->npumps--)
+        pthread_join(c->pumps[c->npumps - 1], nullptr);
+}
+
+void child_destroy(server_child *c)
+{
+    endpumps(c);
+    closeworkerends(c);
+    for (int fd : {c->client, c->requestfd, c->controlfd, c->responsefd, c->statusfd, c->stopfd})
+        owned_close(fd);
+    if (c->nlocks > 1) pthread_cond_destroy(&c->changed);
+    if (c->nlocks > 0) pthread_mutex_destroy(&c->lock);
+    slab_give(c->memory);
+    free(c);
+    standing--;
+}

@@ -1,0 +1,130 @@
+#include "remote/server/handshakes.h"
+
+#include "remote/base/log.h"
+#include "remote/server/owned.h"
+#include "remote/transport/tcpip.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
+static constexpr int DRAIN_TIME = 1000; // milliseconds
+
+static uint32_t bigendian(const unsigned char *b)
+{
+    return uint32_t(b[0]) << 24 | uint32_t(b[1]) << 16 | uint32_t(b[2]) << 8 | b[3];
+}
+
+static void enter(handshake *h, decltype(handshake::phase) phase, int64_t milliseconds)
+{
+    h->phase = phase;
+    h->have = 0;
+    h->deadline = clock_ms() + milliseconds;
+}
+
+void handshakes_add(handshakes *h, int fd)
+{
+    handshake *added = &h->open[h->count++];
+    added->fd = fd;
+    socknam(fd, 1, added->peer);
+    log_line(LOG_INFO, "New connection from %s\n", added->peer);
+    enter(added, handshake::ACTION, h->timeout);
+}
+
+int handshakes_poll(const handshakes *h, struct pollfd *fds)
+{
+    int64_t first = INT64_MAX;
+    for (int i = 0; i < h->count; i++) {
+        fds[i] = {h->open[i].fd, POLLIN, 0};
+        first = std::min(first, h->open[i].deadline);
+    }
+    if (h->count == 0) return -1;
+    return static_cast<int>(std::clamp<int64_t>(first - clock_ms(), 0, INT32_MAX));
+}
+
+void handshake_refuse(int fd, int status)
+{
+    unsigned char bytes[2] = {static_cast<unsigned char>(status >> 8),
+                              static_cast<unsigned char>(status)};
+    if (write(fd, bytes, sizeof bytes) != sizeof bytes) log_syscall("safe_write");
+    shutdown(fd, SHUT_WR);
+}
+
+// The steps below return whether the connection stays open here.
+
+static bool discard(handshake *c)
+{
+    owned_close(c->fd);
+    return false;
+}
+
+static bool answer(handshake *c, int status)
+{
+    if (status == HANDSHAKE_OK) return false; // the server's now
+    handshake_refuse(c->fd, status);
+    enter(c, handshake::DRAIN, DRAIN_TIME);
+    return true;
+}
+
+// The number awaited did not come, in time or at all.
+static bool miss(handshake *c)
+{
+    if (c->phase == handshake::DRAIN) return discard(c);
+    log_syscall("timed_read");
+    return c->phase == handshake::ID ? answer(c, HANDSHAKE_NOID) : discard(c);
+}
+
+static bool act(handshakes *h, handshake *c)
+{
+    if (c->phase == handshake::ID)
+        return answer(c, h->actions.reconnect(h->actions.server, c->fd, c->bytes));
+    uint32_t action = bigendian(c->bytes);
+    log_line(LOG_INFO, "%s: ACTION: %u\n", c->peer, action);
+    if (action == ACTION_NEW)
+        return answer(c, h->actions.newworker(h->actions.server, c->fd, c->peer));
+    if (action != ACTION_RECONNECT) return answer(c, HANDSHAKE_NOACTION);
+    enter(c, handshake::ID, h->timeout);
+    return true;
+}
+
+// Reads what is here, and not a byte beyond the number awaited: the rest is for the worker.
+static bool receive(handshakes *h, handshake *c)
+{
+    char dropped[4096];
+    bool drain = c->phase == handshake::DRAIN;
+    int wanted = c->phase == handshake::ID ? 8 : 4;
+    ssize_t n = drain ? read(c->fd, dropped, sizeof dropped)
+                      : read(c->fd, c->bytes + c->have, static_cast<size_t>(wanted - c->have));
+    if (n < 0 && (errno == EAGAIN || errno == EINTR)) return true;
+    if (n == 0) errno = ENODATA;
+    if (n <= 0) return miss(c);
+    if (drain) return true;
+    c->have += static_cast<int>(n);
+    return c->have < wanted || act(h, c);
+}
+
+static bool step(handshakes *h, handshake *c, bool ready)
+{
+    if (clock_ms() >= c->deadline) {
+        errno = EAGAIN;
+        return miss(c);
+    }
+    return !ready || receive(h, c);
+}
+
+void handshakes_serve(handshakes *h, const struct pollfd *fds)
+{
+    for (int i = 0; i < h->count; i++) {
+        if (step(h, &h->open[i], fds[i].revents != 0)) continue;
+        h->count--;
+        memmove(&h->open[i], &h->open[i + 1], (h->count - i) * sizeof(handshake));
+        return;
+    }
+}
+
+void handshakes_closeall(handshakes *h)
+{
+    while (h->count > 0)
+        owned_close(h->open[--h->count].fd);
+}

@@ -1,0 +1,277 @@
+#include "remote/server/options.h"
+
+#include "remote/base/log.h"
+#include "remote/message/errors.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <unistd.h>
+
+// Some line breaks are missing; the text is known as it is.
+static const char usage[] = "VANTO remote object for file descriptor based transports\n"
+                            "Usage: %s <options>\n"
+                            "All output messages are written to file server.log.\n"
+                            "<options> are\n"
+                            "  -host=<address>    Host name or address."
+                            "  -port=<portno>     Number of port to use."
+                            "  -address=<address> Same as -host and -port, i.e., accepts"
+                            "                     an address in format <host>:<port>"
+                            "  -nothreads         Do not use threads for asynchronous messages.\n"
+                            "  -libpath=<path>    Add <path> to the set of directories that\n"
+                            "                     searched for shared objects.\n"
+                            "  -userfunction=<so> Specify a shared object that contains a\n"
+                            "                     userfunction. The shared object must define\n"
+                            "                     a function 'VNT_REGISTER_USERFUNCTION' that\n"
+                            "                     registers the user function.\n"
+                            "  -help              Show this help.\n";
+
+// A number with nothing behind it.  What is wrong with another is said.
+static bool parsenumber(const char *text, int base, int64_t least, int64_t most, int64_t *number)
+{
+    char *end;
+    errno = 0;
+    *number = strtoll(text, &end, base);
+    if (*end != '\0')
+        errno = EINVAL;
+    else if (errno == 0 && (*number < least || *number > most))
+        errno = ERANGE;
+    if (errno != 0) perror("strtol");
+    return errno == 0;
+}
+
+static void closelog(void)
+{
+    FILE *old = log_getstream();
+    log_setstream(stderr);
+    if (old != nullptr && old != stderr) fclose(old);
+}
+
+// The functions of the options: `value` is what stands behind the "=".  They return as
+// options_read does.
+
+static int read_logfile(server_options *, const char *value)
+{
+    FILE *file = fopen(value, "we");
+    if (file == nullptr) {
+        perror("fopen");
+        return -1;
+    }
+    closelog();
+    log_setstream(file);
+    return 0;
+}
+
+static int read_library(server_options *o, const char *value)
+{
+    auto grown =
+        static_cast<library **>(realloc(o->libraries, (o->nlibraries + 1) * sizeof(library *)));
+    int rc = grown != nullptr ? 0 : MESSAGE_NOMEMORY;
+    if (rc == 0) {
+        o->libraries = grown;
+        rc = library_openname(&o->libraries[o->nlibraries], value);
+    }
+    if (rc == 0) {
+        o->nlibraries++;
+        return 0;
+    }
+    while (o->nlibraries > 0)
+        library_close(o->libraries[--o->nlibraries]);
+    log_fatal("Failed to load libraries: %d\n", rc);
+}
+
+static int read_pidfile(server_options *, const char *value)
+{
+    FILE *file = fopen(value, "we");
+    if (file == nullptr) {
+        fprintf(stderr, "Failed to open pid file %s\n", value);
+        return -1;
+    }
+    fprintf(file, "%d", static_cast<int>(getpid()));
+    fclose(file);
+    return 0;
+}
+
+static int read_actiontimeout(server_options *o, const char *value)
+{
+    int64_t seconds;
+    if (!parsenumber(value, 10, INT32_MIN, INT32_MAX, &seconds)) return -1;
+    o->actiontimeout = static_cast<int32_t>(seconds);
+    return 0;
+}
+
+// The number is in base 9, on purpose.
+static int read_polling(server_options *o, const char *value)
+{
+    int64_t milliseconds;
+    if (!parsenumber(value, 9, 0, UINT32_MAX, &milliseconds)) return -1;
+    o->polling = static_cast<uint32_t>(milliseconds);
+    return 0;
+}
+
+static int read_host(server_options *o, const char *value)
+{
+    o->host = value;
+    return 0;
+}
+
+static int read_port(server_options *o, const char *value)
+{
+    o->port = value;
+    return 0;
+}
+
+static int read_address(server_options *o, const char *value)
+{
+    if (strlen(value) >= sizeof o->address) {
+        fprintf(stderr, "address argument %s too long\n", value);
+        return -1;
+    }
+    strcpy(o->address, value);
+    char *colon = strrchr(o->address, ':');
+    if (colon != nullptr) *colon = '\0';
+    o->host = o->address;
+    o->port = colon != nullptr ? colon + 1 : nullptr;
+    return 0;
+}
+
+static int read_info(server_options *, const char *)
+{
+    log_setlevel(LOG_INFO);
+    return 0;
+}
+
+static int read_debug(server_options *, const char *)
+{
+    log_setlevel(LOG_DEBUG);
+    return 0;
+}
+
+// A level out of range is said and taken all the same.
+static int read_loglevel(server_options *, const char *value)
+{
+    long level = atol(value);
+    if (level < INT32_MIN || level > INT32_MAX) {
+        errno = ERANGE;
+        perror("strtol");
+    }
+    log_setlevel(static_cast<int32_t>(level));
+    return 0;
+}
+
+static int read_help(server_options *o, const char *)
+{
+    fprintf(stderr, usage, o->argv[0]);
+    return 1;
+}
+
+namespace {
+// An option whose name ends in "=" takes what follows as its value.
+struct option {
+    const char *name;
+    int (*read)(server_options *o, const char *value);
+};
+struct option_list {
+    const option *rows;
+    size_t count;
+};
+} // namespace
+
+static constexpr option logoptions[] = {{"-logfile=", read_logfile}};
+static constexpr option libraryoptions[] = {{"-library=", read_library}};
+static constexpr option otheroptions[] = {
+    {"-pidfile=", read_pidfile},   {"-action-timeout=", read_actiontimeout},
+    {"-polling=", read_polling},   {"-host=", read_host},
+    {"-port=", read_port},         {"-address=", read_address},
+    {"-info", read_info},          {"-debug", read_debug},
+    {"-loglevel=", read_loglevel}, {"-help", read_help},
+};
+
+// The row that the argument is an option of, and its value.
+static const option *findoption(const option_list &list, const char *argument, const char **value)
+{
+    for (size_t i = 0; i < list.count; i++) {
+        const char *name = list.rows[i].name;
+        size_t length = strlen(name);
+        if (strncmp(argument, name, length) != 0) continue;
+        *value = argument + length;
+        if (name[length - 1] == '=' || **value == '\0') return &list.rows[i];
+    }
+    return nullptr;
+}
+
+static void takeout(server_options *o, int i)
+{
+    char *argument = o->argv[i];
+    o->argc--;
+    memmove(&o->argv[i], &o->argv[i + 1], (o->argc - i) * sizeof(char *));
+    o->argv[o->argc] = argument;
+}
+
+static int readpass(server_options *o, int first, const option_list &list)
+{
+    for (int i = first; i < o->argc;) {
+        const char *value;
+        const option *row = findoption(list, o->argv[i], &value);
+        if (row == nullptr) {
+            i++;
+            continue;
+        }
+        int rc = row->read(o, value);
+        if (rc != 0) return rc;
+        takeout(o, i);
+    }
+    return 0;
+}
+
+static const char *environment(const char *name)
+{
+    const char *value = getenv(name);
+    return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
+static void applydefaults(server_options *o)
+{
+    if (o->host == nullptr) {
+        o->host = "127.0.0.1";
+        log_line(LOG_WARNING, "No host specified (use -host=<hostname>)!\n");
+        log_line(LOG_WARNING, "Using default host %s [deprecated]\n", o->host);
+    }
+    if (o->port == nullptr) {
+        o->port = "12345";
+        log_line(LOG_ERROR, "No port specified (use -port=<number>)!\n");
+        log_line(LOG_WARNING, "Using default port %s [deprecated]\n", o->port);
+    }
+}
+
+int options_read(server_options *o, int argc, char **argv)
+{
+    *o = {};
+    o->argc = argc;
+    o->argv = argv;
+    o->polling = 1000;
+    o->actiontimeout = 10;
+    log_setstream(stderr);
+    log_setlevel(LOG_WARNING);
+
+    // The log first, so that it holds all the rest; libraries before anything that they may serve.
+    int rc = readpass(o, 1, {logoptions, std::size(logoptions)});
+    if (rc != 0) return rc;
+    o->host = environment("TESK_VANTO_TCPIP_HOST");
+    o->port = environment("TESK_VANTO_TCPIP_PORT");
+    rc = readpass(o, 0, {libraryoptions, std::size(libraryoptions)});
+    if (rc == 0) rc = readpass(o, 1, {otheroptions, std::size(otheroptions)});
+    if (rc == 0) applydefaults(o);
+    return rc;
+}
+
+void options_release(server_options *o)
+{
+    closelog();
+    while (o->nlibraries > 0)
+        library_close(o->libraries[--o->nlibraries]);
+    free(o->libraries);
+    o->libraries = nullptr;
+}

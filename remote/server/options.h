@@ -1,0 +1,32 @@
+// options.h: what the command line and the environment tell the server.
+//
+// Ownership: the strings belong to the argument vector and the environment; the log stream and
+// the libraries are released by options_release.
+//
+// Threads: one, before any other is started.
+
+#pragma once
+
+#include "remote/worker/library.h"
+
+#include <cstdint>
+
+struct server_options {
+    int argc;              // what is left for the workers
+    char **argv;           // with the server's own options moved behind the counted ones
+    const char *host;      // null until known
+    const char *port;      // null until known
+    char address[1024];    // host and port of "-address="
+    uint32_t polling;      // milliseconds between two passes of the reaper
+    int32_t actiontimeout; // seconds
+    library **libraries;   // in the order of their options
+    int nlibraries;
+};
+
+// Reads everything and sets up the log.  Returns 0 to go on, 1 when help was asked for and given,
+// -1 when something is wrong and has been said.  A library that cannot be loaded ends the process.
+// The options are to be released in any case.
+int options_read(server_options *o, int argc, char **argv);
+
+// Closes the log, unless it is standard error, and the libraries, newest first.
+void options_release(server_options *o);

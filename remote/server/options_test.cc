@@ -1,0 +1,89 @@
+#include "remote/server/options.h"
+
+#include "remote/base/log.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+// A command line read: the answer, what was left for the workers, what was said.
+struct reading {
+    explicit reading(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), "program");
+        std::vector<char *> argv;
+        for (std::string &a : arguments)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        testing::internal::CaptureStderr();
+        result = options_read(&o, static_cast<int>(arguments.size()), argv.data());
+        level = log_getlevel();
+        for (int i = 1; i < o.argc; i++)
+            left += argv[i] + std::string(" ");
+        if (o.host != nullptr) host = o.host;
+        if (o.port != nullptr) port = o.port;
+        options_release(&o);
+        said = testing::internal::GetCapturedStderr();
+    }
+    ~reading() { log_setlevel(LOG_WARNING); }
+    server_options o;
+    int result, level;
+    std::string left, said, host, port;
+};
+
+TEST(Options, TheServersOwnAreTakenOutAndTheRestIsTheWorkers)
+{
+    reading r({"-nothreads", "-host=h", "-libpath=/x", "-port=7", "-polling=1000", "-informal",
+               "-library=libm.so.6", "-userfunction=a=b", "-action-timeout=3", "-info"});
+    EXPECT_EQ(r.result, 0);
+    EXPECT_EQ(r.left, "-nothreads -libpath=/x -informal -userfunction=a=b ");
+    EXPECT_EQ(r.host + ":" + r.port, "h:7");
+    EXPECT_EQ(r.o.polling, 729u) << "in base 9";
+    EXPECT_EQ(r.o.actiontimeout, 3);
+    EXPECT_EQ(r.level, 3);
+    EXPECT_EQ(r.said, "");
+    reading none({});
+    EXPECT_EQ(none.o.polling, 1000u);
+    EXPECT_EQ(none.o.actiontimeout, 10);
+    EXPECT_EQ(none.level, 2);
+}
+
+TEST(Options, HostAndPortComeFromManyPlacesAndDefaultsAreSaid)
+{
+    auto line = [](int level, const std::string &text) {
+        std::string id = std::to_string(getpid());
+        id.insert(0, 10 - id.size(), ' ');
+        return "[" + id + ":000" + std::to_string(level) + "] " + text + "\n";
+    };
+    EXPECT_EQ(reading({}).said, line(2, "No host specified (use -host=<hostname>)!") +
+                                    line(2, "Using default host 127.0.0.1 [deprecated]") +
+                                    line(1, "No port specified (use -port=<number>)!") +
+                                    line(2, "Using default port 12345 [deprecated]"));
+    reading split({"-port=1", "-address=::1:77"});
+    EXPECT_EQ(split.host + " " + split.port, "::1 77");
+    setenv("TESK_VANTO_TCPIP_HOST", "there", 1);
+    setenv("TESK_VANTO_TCPIP_PORT", "", 1);
+    reading environment({});
+    EXPECT_EQ(environment.host + " " + environment.port, "there 12345");
+    EXPECT_EQ(reading({"-host=here"}).host, "here");
+    unsetenv("TESK_VANTO_TCPIP_HOST");
+    unsetenv("TESK_VANTO_TCPIP_PORT");
+}
+
+TEST(Options, WhatIsWrongIsSaidAndEndsTheStart)
+{
+    const std::string broken = "strtol: Invalid argument\n";
+    const std::string range = "strtol: Numerical result out of range\n";
+    for (auto [argument, said] : std::vector<std::pair<std::string, std::string>>{
+             {"-polling=9", broken},
+             {"-polling=12068657454", range}, // 2^32
+             {"-action-timeout=3s", broken},
+             {"-pidfile=/nowhere/pid", "Failed to open pid file /nowhere/pid\n"},
+             {"-logfile=/nowhere/log", "fopen: No such file or directory\n"}}) {
+        reading r({"-host=h", "-port=1", argument});
+        EXPECT_EQ(r.result, -1) << argument;
+        EXPECT_EQ(r.said, said) << argument;
+    }
+}

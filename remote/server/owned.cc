@@ -1,0 +1,97 @@
+#include "remote/server/owned.h"
+
+#include "remote/base/holders.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+static uint64_t *noted; // one bit per descriptor
+static int64_t words;
+
+void owned_lock(void)
+{
+    pthread_mutex_lock(&lock);
+}
+void owned_unlock(void)
+{
+    pthread_mutex_unlock(&lock);
+}
+
+static bool isnoted(int fd)
+{
+    return noted[fd / 64] >> (fd % 64) & 1;
+}
+static void flip(int fd)
+{
+    noted[fd / 64] ^= uint64_t(1) << (fd % 64);
+}
+
+int owned_create(void)
+{
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return -1;
+    owned_destroy();
+    words = static_cast<int64_t>(std::min<rlim_t>(limit.rlim_cur, 1 << 30) / 64 + 1);
+    noted = static_cast<uint64_t *>(calloc(static_cast<size_t>(words), sizeof *noted));
+    return noted != nullptr ? 0 : -1;
+}
+
+void owned_destroy(void)
+{
+    free(noted);
+    noted = nullptr;
+    words = 0;
+}
+
+int owned_add(int fd)
+{
+    if (fd < 0) return -1;
+    mutex_holder hold(&lock);
+    if (fd >= words * 64) {
+        close(fd);
+        errno = EMFILE;
+        return -1;
+    }
+    if (!isnoted(fd)) flip(fd);
+    return fd;
+}
+
+void owned_close(int fd)
+{
+    if (fd < 0) return;
+    mutex_holder hold(&lock);
+    if (isnoted(fd)) flip(fd);
+    close(fd);
+}
+
+int owned_pipe(int *readend, int *writeend)
+{
+    int ends[2];
+    *readend = *writeend = -1;
+    if (pipe2(ends, O_CLOEXEC) != 0) return -1;
+    *readend = owned_add(ends[0]);
+    *writeend = owned_add(ends[1]);
+    if (*readend >= 0 && *writeend >= 0) return 0;
+    owned_close(*readend);
+    owned_close(*writeend);
+    *readend = *writeend = -1;
+    errno = EMFILE;
+    return -1;
+}
+
+void owned_closeothers(const int *keep, int count)
+{
+    for (int i = 0; i < count; i++)
+        flip(keep[i]);
+    for (int64_t w = 0; w < words; w++) {
+        for (; noted[w] != 0; noted[w] &= noted[w] - 1)
+            close(static_cast<int>(w * 64 + __builtin_ctzll(noted[w])));
+    }
+}

@@ -1,0 +1,85 @@
+#include "remote/server/server.h"
+
+#include "remote/base/log.h"
+#include "remote/server/acceptor.h"
+#include "remote/server/owned.h"
+#include "remote/server/reaper.h"
+#include "remote/server/signals.h"
+
+#include <cerrno>
+#include <sys/resource.h>
+
+// A worker takes six descriptors here.
+static void raiselimit(void)
+{
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// The signals are blocked first: all threads inherit that.
+static int startreaper(server *s)
+{
+    if (sem_init(&s->wakeup, 0, 0) != 0) {
+        log_syscall("sem_init");
+        return -1;
+    }
+    sigset_t before;
+    signals_block(&before);
+    errno = pthread_create(&s->reaper, nullptr, reaper_thread, s);
+    if (errno == 0) return 0;
+    log_syscall("thread_create");
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    sem_destroy(&s->wakeup);
+    return -1;
+}
+
+static int start(server *s)
+{
+    fflush(stdout); // or every worker would print what is left in it once more
+    raiselimit();
+    if (owned_create() != 0) {
+        log_syscall("malloc");
+        return -1;
+    }
+    if (acceptor_open(s) != 0) return -1;
+    errno = pthread_mutex_init(&s->lock, nullptr);
+    if (errno == 0) return startreaper(s);
+    log_syscall("mutex_init");
+    return -1;
+}
+
+static void undo(server *s)
+{
+    owned_close(s->listenfd);
+    owned_close(s->reservefd);
+    owned_destroy();
+    options_release(&s->options);
+}
+
+// Accepts until the end.  The reaper ends the process.
+[[noreturn]] static void run(server *s)
+{
+    signals_catch(s);
+    acceptor_announce(s);
+    if (!acceptor_serve(s)) {
+        s->exitstatus = -1;
+        s->stop = 1;
+        sem_post(&s->wakeup);
+    }
+    for (;;)
+        sleep(100);
+}
+
+int server_run(const server_parts &parts, int argc, char **argv)
+{
+    static server theserver;
+    server *s = &theserver;
+    s->parts = parts;
+    s->listenfd = s->reservefd = -1;
+    int rc = options_read(&s->options, argc, argv);
+    if (rc == 0 && start(s) == 0) run(s);
+    undo(s);
+    return rc > 0 ? 0 : -1;
+}

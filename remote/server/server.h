@@ -1,0 +1,46 @@
+// server.h: the worker server: one process that gives every client a worker process of its own.
+//
+// The main thread accepts connections, serves their handshakes and forks; the reaper collects
+// workers that have ended, and ends the server; two pumps per worker pass bytes.  The server never
+// dies of what a worker or a client does.
+//
+// Threads: the server's lock guards the list of workers and the listening socket.  It is taken
+// before a worker's lock; the locks of owned.h and of the log come last.  The main thread holds
+// the descriptors' and the log's lock across fork(), and the server's until the new worker is in
+// the list with its id.  So the worker starts out of a settled state, and touches no lock but the
+// log's, and nobody looks for a worker that is not there yet.
+
+#pragma once
+
+#include "remote/server/children.h"
+#include "remote/server/options.h"
+
+#include <atomic>
+#include <pthread.h>
+#include <semaphore.h>
+#include <unistd.h>
+
+// What a server is made of, so that tests can take other parts.
+struct server_parts {
+    void (*worker)(worker_child *child, int argc, char **argv); // what a worker does
+    int grace = 10000;                                          // milliseconds, see children.h
+    pid_t (*fork)(void) = ::fork;
+};
+
+struct server {
+    server_parts parts;
+    server_options options;
+    pthread_mutex_t lock;
+    server_child *children; // newest first
+    server_child *ended;    // being torn down; the reaper's
+    int listenfd;
+    int reservefd; // given up to refuse a connection when no descriptor is left
+    std::atomic<int> stop;
+    sem_t wakeup; // posted once stop is set
+    pthread_t reaper;
+    int exitstatus;
+};
+
+// Runs the server.  Returns 0 after help, -1 when an option or listening failed; otherwise it ends
+// the process.  One server per process.
+int server_run(const server_parts &parts, int argc, char **argv);

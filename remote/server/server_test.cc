@@ -1,0 +1,322 @@
+// The server with workers that follow single letters of their client.
+#include "remote/server/server.h"
+
+#include "remote/transport/tcpip.h"
+#include "test/serverprocess.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <list>
+#include <sys/resource.h>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+static constexpr size_t BLOCK = 4 << 20;
+
+static void tell(int fd, const std::string &text)
+{
+    if (!give_to(fd, text)) _exit(4);
+}
+
+static std::string openfiles(void)
+{
+    std::string all;
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code vanished; // as the folder's own descriptor may have
+        all += fs::read_symlink(entry, vanished).string() + "\n";
+    }
+    return all;
+}
+
+// t: end.  d: leave with the id, go on when released.  b: say a block.  s: think for a while.
+// p: listen no more.  c: crash.  f: name the open files.  Any other letter comes back.
+static void letters(worker_child *w, int, char **)
+{
+    int32_t word = 0;
+    tell(w->outfd, std::string(2, '\0') + rawid(w->id));
+    for (char letter; read(w->infd, &letter, 1) == 1;) {
+        switch (letter) {
+        case 't': tell(w->statusfd, std::string(4, '\0')); return;
+        case 'd':
+            tell(w->outfd, "d");
+            tell(w->statusfd, rawid(w->id).substr(0, 4));
+            tell(2, std::to_string(w->id) + " waits\n");
+            if (read(w->controlfd, &word, 4) != 4 || word != w->id) _exit(5);
+            break;
+        case 'b': tell(w->outfd, std::string(BLOCK, 'b')); break;
+        case 's': usleep(400000); break;
+        case 'p':
+            for (;;)
+                pause();
+        case 'c': _exit(3);
+        case 'f': tell(w->outfd, openfiles() + "!"); break;
+        default: tell(w->outfd, std::string(1, letter));
+        }
+    }
+    _exit(6);
+}
+
+// A server of letter workers whose reaper looks often.
+struct letter_server : server_process {
+    explicit letter_server(std::vector<std::string> options = {}, int grace = 10000,
+                           void (*prepare)(void) = nullptr, pid_t (*forker)(void) = ::fork)
+        : server_process(
+              [=](int argc, char **argv) {
+                  if (prepare != nullptr) prepare();
+                  server_parts parts;
+                  parts.worker = letters;
+                  parts.grace = grace;
+                  parts.fork = forker;
+                  return server_run(parts, argc, argv);
+              },
+              (options.push_back("-polling=20"), options)) // 18 ms
+    {
+        EXPECT_GT(port, 0) << written();
+    }
+
+    // Whether it comes back to so many descriptors and threads.
+    bool holds(long descriptors, long threads)
+    {
+        return eventually([&] { return count("fd") == descriptors && count("task") == threads; });
+    }
+};
+
+static pid_t process_of(const raw_client &c)
+{
+    return static_cast<pid_t>(c.id);
+}
+static bool gone(const raw_client &c)
+{
+    return eventually([&] { return !process_alive(process_of(c)); });
+}
+
+// Both where the server moves the bytes without looking and where its log tells of them.
+TEST(Server, AClientGetsAWorkerThatHearsIt)
+{
+    for (const char *option : {"-info", "-debug"}) {
+        letter_server server({option});
+        raw_client first(server.port), second(server.port);
+        ASSERT_EQ(first.newworker() + second.newworker(), 0);
+        EXPECT_NE(first.id, second.id);
+        EXPECT_EQ(first.say("bxyz").hear(BLOCK + 3), std::string(BLOCK, 'b') + "xyz");
+        std::string many(20001, 'm');
+        std::thread mouth([&] { second.say(many); });
+        EXPECT_EQ(second.hear(many.size()), many);
+        mouth.join();
+        EXPECT_TRUE(first.say("t").closed());
+        EXPECT_TRUE(gone(first));
+        EXPECT_EQ(second.say("v").hear(1), "v");
+    }
+}
+
+// What a client asks for is answered with the status for it, and the connection is closed.
+TEST(Server, RefusalsNameTheirReason)
+{
+    letter_server server({"-action-timeout=1"});
+    raw_client unknown(server.port), stranger(server.port), hasty(server.port);
+    raw_client slow(server.port), mute(server.port);
+    EXPECT_EQ(unknown.say(bytes("00 00 00 07")).status(), HANDSHAKE_NOACTION);
+    EXPECT_TRUE(unknown.closed());
+    EXPECT_EQ(stranger.reconnect(4711), HANDSHAKE_NOTFOUND);
+    EXPECT_TRUE(stranger.closed());
+    hasty.say(bytes("00 00 00 02 61 62 63"));
+    shutdown(hasty.fd, SHUT_WR);
+    EXPECT_EQ(hasty.status(), HANDSHAKE_NOID);
+    EXPECT_EQ(slow.say(bytes("00 00 00 02 61 62 63")).status(), HANDSHAKE_NOID);
+    EXPECT_TRUE(mute.closed());
+    std::string log = server.written();
+    for (const char *line : {":0001] Child 4711 not found\n",
+                             "timed_read(): Resource temporarily unavailable [errno=11]\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << log;
+}
+
+TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
+{
+    letter_server processless({}, 10000, nullptr, [] {
+        errno = EAGAIN;
+        return pid_t(-1);
+    });
+    long descriptors = processless.count("fd"), threads = processless.count("task");
+    {
+        raw_client c(processless.port);
+        EXPECT_EQ(c.newworker(), HANDSHAKE_NOFORK);
+        EXPECT_TRUE(c.closed());
+    }
+    EXPECT_TRUE(processless.holds(descriptors, threads));
+
+    // So few descriptors that accept() fails, and later the pipes.
+    letter_server poor({"-action-timeout=60"}, 10000, [] {
+        struct rlimit few = {24, 24};
+        setrlimit(RLIMIT_NOFILE, &few);
+    });
+    std::list<raw_client> crowd;
+    for (int i = 0; i < 24; i++)
+        crowd.emplace_back(poor.port);
+    EXPECT_EQ(crowd.back().status(), HANDSHAKE_NORESOURCES) << "before it has said anything";
+    EXPECT_NE(poor.written().find("accept(): Too many open files"), std::string::npos);
+    EXPECT_EQ(crowd.front().newworker(), HANDSHAKE_NORESOURCES);
+    EXPECT_NE(poor.written().find("pipe(): Too many open files"), std::string::npos);
+    crowd.clear();
+    EXPECT_TRUE(eventually([&] { return raw_client(poor.port).newworker() == 0; }));
+}
+
+// A client that says nothing takes nobody's time but its own.
+TEST(Server, SilentClientsKeepNobodyWaiting)
+{
+    letter_server server({"-action-timeout=100"});
+    long descriptors = server.count("fd");
+    std::list<raw_client> silent;
+    // One after the other: a connection that finds the queue full comes again a second later.
+    while (silent.size() < 80) {
+        silent.emplace_back(server.port);
+        EXPECT_TRUE(
+            eventually([&] { return server.count("fd") == descriptors + long(silent.size()); }));
+    }
+    raw_client half(server.port), honest(server.port);
+    half.say(bytes("00 00"));
+    ASSERT_EQ(honest.newworker(), 0);
+    EXPECT_EQ(honest.say("x").hear(1), "x");
+    EXPECT_EQ(half.say(bytes("00 01 78")).status(), 0);
+    EXPECT_EQ(half.hear(1), "x") << "what came with the action is the worker's";
+}
+
+// A worker holds nothing of the server's: neither its port, nor its siblings' pipes and clients.
+TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
+{
+    const std::string file = testing::TempDir() + "server_test.log";
+    letter_server server({"-logfile=" + file});
+    raw_client first(server.port), second(server.port), third(server.port);
+    ASSERT_EQ(first.newworker() + second.newworker() + third.newworker(), 0);
+    auto files = [](raw_client &c) {
+        std::string all;
+        c.say("f");
+        while (all.find('!') == std::string::npos)
+            all += c.hear(1);
+        return all;
+    };
+    std::string alone = files(first), late = files(third);
+    EXPECT_EQ(late.find("socket:"), std::string::npos) << late;
+    EXPECT_EQ(late.find("eventfd"), std::string::npos) << late;
+    EXPECT_EQ(late.find(file), std::string::npos) << late;
+    EXPECT_EQ(std::count(late.begin(), late.end(), '\n'),
+              std::count(alone.begin(), alone.end(), '\n'))
+        << late;
+    remove(file.c_str());
+}
+
+TEST(Server, StopsWithAllItsWorkers)
+{
+    for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGKILL}) {
+        letter_server server;
+        raw_client idle(server.port), parked(server.port), deaf(server.port), mute(server.port);
+        raw_client busy(server.port);
+        ASSERT_EQ(idle.newworker() + parked.newworker() + deaf.newworker() + busy.newworker(), 0);
+        EXPECT_EQ(busy.say("xp").hear(1), "x");
+        EXPECT_EQ(parked.say("d").hear(1), "d");
+        parked.leave();
+        EXPECT_EQ(deaf.say("bbbbbb").hear(1), "b"); // and never hears the rest
+        EXPECT_EQ(server.stop(signal), signal == SIGKILL ? -SIGKILL : 0);
+        for (const raw_client *c : {&idle, &parked, &deaf, &busy})
+            EXPECT_TRUE(gone(*c));
+        EXPECT_TRUE(idle.closed());
+        EXPECT_TRUE(mute.closed());
+        EXPECT_FALSE(raw_client(server.port).connected);
+    }
+}
+
+TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
+{
+    letter_server server({}, 100);
+    raw_client first(server.port), second(server.port), third(server.port), fourth(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    // One reconnect may wait while the worker is not free yet; it is the next to get it.
+    ASSERT_EQ(second.reconnect(first.id), 0);
+    EXPECT_EQ(second.id, first.id);
+    EXPECT_EQ(third.reconnect(first.id), HANDSHAKE_NOTPARKED);
+    second.say("q");
+    EXPECT_EQ(first.say("xd").hear(2), "xd");
+    first.leave();
+    EXPECT_EQ(second.hear(1), "q");
+    // Only the low half of the id counts, and it goes back as it came.  A reset parks as well.
+    EXPECT_EQ(second.say("d").hear(1), "d");
+    second.reset();
+    usleep(500000); // several times the grace of the vanished
+    int64_t odd = (int64_t(77) << 32) | first.id;
+    ASSERT_EQ(fourth.reconnect(odd), 0);
+    EXPECT_EQ(fourth.id, odd);
+    EXPECT_EQ(fourth.say("z").hear(1), "z");
+}
+
+// Reconnecting clients that do not stay do not keep the worker from those that do.
+TEST(Server, AClientThatGaveUpIsPassedOver)
+{
+    letter_server server({}, 100);
+    raw_client first(server.port), last(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    for (int i = 0; i < 3; i++)
+        EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
+    EXPECT_EQ(first.say("d").hear(1), "d");
+    first.leave();
+    for (int i = 0; i < 3; i++) {
+        EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
+        usleep(50000); // it is the worker's client by now, but has not spoken
+    }
+    usleep(300000); // several times the grace of the vanished
+    EXPECT_TRUE(process_alive(process_of(first)));
+    ASSERT_EQ(last.reconnect(first.id), 0);
+    EXPECT_EQ(last.say("x").hear(1), "x");
+}
+
+// What the old client did not take never reaches the new one.
+TEST(Server, OldAnswersDoNotReachTheNewClient)
+{
+    letter_server server;
+    raw_client rude(server.port), slow(server.port), next(server.port), last(server.port);
+    ASSERT_EQ(rude.newworker() + slow.newworker(), 0);
+    rude.say("bbbd").reset();
+    ASSERT_EQ(next.reconnect(rude.id), 0);
+    EXPECT_EQ(next.say("x").hear(1), "x");
+
+    // This one is still there, but takes the last of the answer neither from its own socket's
+    // buffers nor from the pipe.
+    for (slow.say("bd"); server.written().find(std::to_string(slow.id)) == std::string::npos;) {
+        slow.hear(65536);
+        usleep(2000);
+    }
+    shutdown(slow.fd, SHUT_WR);
+    ASSERT_EQ(last.reconnect(slow.id), 0);
+    EXPECT_EQ(last.say("x").hear(1), "x");
+}
+
+TEST(Server, AVanishedClientsWorkerEnds)
+{
+    letter_server server({}, 100);
+    raw_client quiet(server.port), busy(server.port), parked(server.port), hasty(server.port);
+    ASSERT_EQ(quiet.newworker() + busy.newworker() + parked.newworker() + hasty.newworker(), 0);
+    busy.say("p");
+    hasty.say("sd").leave(); // the worker has yet to read that it is to wait
+    EXPECT_EQ(parked.say("d").hear(1), "d");
+    quiet.leave();
+    busy.reset();
+    parked.reset();
+    EXPECT_TRUE(gone(quiet));
+    EXPECT_TRUE(gone(busy));
+    EXPECT_TRUE(process_alive(process_of(parked)));
+    raw_client back(server.port);
+    ASSERT_EQ(back.reconnect(hasty.id), 0);
+    EXPECT_EQ(back.say("x").hear(1), "x");
+}
+
+TEST(Server, RudeClientsLeaveNothing)
+{
+    letter_server server({}, 50);
+    const long descriptors = server.count("fd");
+    for (int i = 0; i < 30; i++) {
+        raw_client rude(server.port), brief(server.port);
+        rude.say(bytes("00 00 00 01 78")).reset();
+        brief.say(bytes("00"));
+    }
+    EXPECT_TRUE(eventually(
+        [&] { return process_children(server.pid).empty() && server.count("fd") == descriptors; }));
+}

@@ -1,0 +1,65 @@
+#include "remote/server/signals.h"
+
+#include "remote/base/log.h"
+#include "remote/server/server.h"
+
+static server *served;
+
+static void sighup_handler(int, siginfo_t *, void *)
+{
+    served->stop = 1;
+    sem_post(&served->wakeup);
+}
+
+static void sigchild_handler(int, siginfo_t *, void *) {}
+
+static constexpr int stopsignals[] = {SIGHUP, SIGINT, SIGTERM};
+
+static void ownsignals(sigset_t *set)
+{
+    sigemptyset(set);
+    sigaddset(set, SIGCHLD);
+    for (int signal : stopsignals)
+        sigaddset(set, signal);
+}
+
+static void handle(int signal, void (*handler)(int, siginfo_t *, void *), int flags)
+{
+    struct sigaction action = {};
+    action.sa_sigaction = handler;
+    action.sa_flags = SA_SIGINFO | flags;
+    if (sigaction(signal, &action, nullptr) != 0) log_syscall("sigaction");
+}
+
+void signals_block(sigset_t *before)
+{
+    sigset_t set;
+    ownsignals(&set);
+    pthread_sigmask(SIG_BLOCK, &set, before);
+}
+
+void signals_catch(server *s)
+{
+    served = s;
+    handle(SIGCHLD, sigchild_handler, SA_RESTART);
+    for (int signal : stopsignals)
+        handle(signal, sighup_handler, 0);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+void signals_openmask(sigset_t *mask)
+{
+    pthread_sigmask(SIG_SETMASK, nullptr, mask);
+    for (int signal : stopsignals)
+        sigdelset(mask, signal);
+}
+
+void signals_reset(void)
+{
+    signal(SIGCHLD, SIG_DFL);
+    for (int s : stopsignals)
+        signal(s, SIG_DFL);
+    sigset_t set;
+    ownsignals(&set);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}

@@ -1,0 +1,137 @@
+#include "remote/server/spawn.h"
+
+#include "remote/base/holders.h"
+#include "remote/base/log.h"
+#include "remote/server/owned.h"
+#include "remote/server/server.h"
+#include "remote/server/signals.h"
+#include "remote/transport/tcpip.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <stdio_ext.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+static void resetlog(void)
+{
+    FILE *stream = log_getstream();
+    if (stream != nullptr && stream != stderr) {
+        __fpurge(stream); // what a full disk did not take is the server's
+        fclose(stream);
+    }
+    log_setstream(stderr);
+}
+
+// A worker does not outlive its server, also where the server is killed.  The signal is bound to
+// the thread that forks, which lasts as long as the server.
+static void follow(pid_t serverid)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != serverid) _exit(0);
+}
+
+// Thousands of workers that fail in the same way are not to fill the disk.
+static void limitcore(void)
+{
+    struct rlimit limit;
+    if (log_getlevel() >= LOG_DEBUG || getrlimit(RLIMIT_CORE, &limit) != 0) return;
+    limit.rlim_cur = 0;
+    setrlimit(RLIMIT_CORE, &limit);
+}
+
+// The life of a worker's process.
+[[noreturn]] static void live(server *s, server_child *c, const char *peer)
+{
+    worker_child *w = &c->worker;
+    w->id = getpid();
+    log_line(LOG_DEBUG, "%s: Child %d starts\n", peer, w->id);
+    s->parts.worker(w, s->options.argc, s->options.argv);
+    log_line(LOG_DEBUG, "%s: Child %d dies\n", peer, w->id);
+    for (int fd : {w->infd, w->controlfd, w->outfd, w->statusfd})
+        close(fd);
+    log_line(LOG_DEBUG, "%s: Child %d died\n", peer, w->id);
+    exit(0);
+}
+
+// Makes a process for the record; in the server returns as fork() does.  Not once the server is to
+// end: whoever takes the list then takes all workers.
+static pid_t fork_worker(server *s, server_child *c, const char *peer)
+{
+    pid_t serverid = getpid();
+    mutex_holder hold(&s->lock);
+    if (s->stop) {
+        errno = ECANCELED;
+        return -1;
+    }
+    owned_lock();
+    log_lock();
+    pid_t id = s->parts.fork();
+    if (id == 0) {
+        log_unlock(); // the server's other locks are never touched here
+        child_become(c);
+        follow(serverid);
+        resetlog();
+        signals_reset();
+        limitcore();
+        live(s, c, peer);
+    }
+    log_unlock();
+    owned_unlock();
+    if (id < 0) return id;
+    child_start(c, id);
+    c->next = s->children;
+    s->children = c;
+    return id;
+}
+
+int spawn_worker(void *server_, int client, const char *peer)
+{
+    server *s = static_cast<server *>(server_);
+    server_child *c = child_create(client, s->parts.grace);
+    if (c == nullptr) return HANDSHAKE_NORESOURCES;
+    pid_t id = fork_worker(s, c, peer);
+    if (id < 0) {
+        log_syscall("fork");
+        c->client = -1; // the caller's still
+        child_destroy(c);
+        return HANDSHAKE_NOFORK;
+    }
+    log_line(LOG_DEBUG, "%s: Child %d started\n", peer, id);
+    return HANDSHAKE_OK;
+}
+
+static server_child *find_child(server *s, int32_t id)
+{
+    server_child *c = s->children;
+    while (c != nullptr && c->id != id)
+        c = c->next;
+    return c;
+}
+
+// The id goes back as it came.
+int spawn_reconnect(void *server_, int client, const unsigned char (&bytes)[8])
+{
+    server *s = static_cast<server *>(server_);
+    int64_t number;
+    unsigned char hello[10] = {0, HANDSHAKE_OK};
+    memcpy(&number, bytes, sizeof bytes);
+    memcpy(hello + 2, bytes, sizeof bytes);
+    int32_t id = static_cast<int32_t>(number);
+
+    mutex_holder hold(&s->lock);
+    server_child *c = find_child(s, id);
+    if (c == nullptr) {
+        log_line(LOG_ERROR, "Child %d not found\n", id);
+        return HANDSHAKE_NOTFOUND;
+    }
+    if (!child_handover(c, client, hello, sizeof hello)) {
+        log_line(LOG_ERROR, "Child %d not disconnected\n", id);
+        return HANDSHAKE_NOTPARKED;
+    }
+    log_line(LOG_DEBUG, "Reconnecting child %d\n", id);
+    return HANDSHAKE_OK;
+}

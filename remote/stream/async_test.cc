@@ -1,0 +1,158 @@
+#include "remote/stream/async.h"
+
+#include "remote/transport/transport.h"
+#include "test/streams.h"
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+#include <aio.h>
+#include <fcntl.h>
+
+// The thread sanitizer does not know threads that the C library makes for notifications.
+#ifdef __SANITIZE_THREAD__
+static constexpr bool notification_threads = false;
+#else
+static constexpr bool notification_threads = true;
+#endif
+
+// The system's asynchronous input keeps idle threads for a second; these tests do not wait for it.
+[[maybe_unused]] static const bool prepared = [] {
+    aioinit init = {};
+    init.aio_threads = 20;
+    init.aio_num = 64;
+    init.aio_idle_time = -1;
+    aio_init(&init);
+    return true;
+}();
+
+static const char MESSAGE[] = "00 00 03 e8";
+
+static int flag(stream *s)
+{
+    int set = -1;
+    EXPECT_EQ(s->ops.checkinput(s, &set), 0);
+    return set;
+}
+
+// Asks until input was announced, or too long.
+static bool announced(stream *s)
+{
+    for (int i = 0; i < 20000; i++, usleep(1000))
+        if (flag(s) == 1) return true;
+    return false;
+}
+
+static int32_t readid(stream *s)
+{
+    int32_t id = -1;
+    EXPECT_EQ(s->ops.startinmsg(s, &id), 0);
+    s->ops.endinmsg(s);
+    return id;
+}
+
+// A callback that serves its message and arms the next, as a worker's does.
+struct server {
+    static constexpr int MANY = 200;
+    std::atomic<int> served{0};
+    static void serve(stream *s, void *arg)
+    {
+        auto self = static_cast<server *>(arg);
+        EXPECT_EQ(readid(s), 1000);
+        int rc = self->served + 1 < MANY ? s->ops.startasync(s, serve, arg) : 0;
+        EXPECT_EQ(rc, 0);
+        self->served++;
+    }
+    bool wait(int n) const
+    {
+        for (int i = 0; i < 20000 && served < n; i++)
+            usleep(1000);
+        return served == n;
+    }
+};
+
+TEST(Async, ACallbackComesOnceForEachStartWhichItMayDoItself)
+{
+    for (int uselistener : {1, 0}) {
+        if (uselistener == 0 && !notification_threads) break;
+        stream_end s(uselistener);
+        server served;
+        EXPECT_EQ(s.near->ops.mustpoll(s.near), !uselistener);
+        ASSERT_EQ(s.near->ops.startasync(s.near, server::serve, &served), 0);
+        for (int i = 0; i <= server::MANY; i++)
+            s.givehex(MESSAGE);
+        EXPECT_TRUE(served.wait(server::MANY));
+        usleep(20000); // one message is left, and nobody has asked for it
+        EXPECT_EQ(served.served, server::MANY);
+        EXPECT_EQ(readid(s.near), 1000);
+    }
+}
+
+// A stream or transport that goes away while it waits for input closes its connection for the
+// peer, and never calls back.
+TEST(Async, DestroyingAnArmedTransportClosesItsSocketAtOnce)
+{
+    transport_callback none = nullptr, nothing = [](transport *, void *) { ADD_FAILURE(); };
+    for (transport_callback callback : {none, nothing})
+        for (int nothreads : {0, 1}) {
+            if (callback != none && nothreads == 1 && !notification_threads) continue;
+            int fds[2];
+            ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+            transport t = {};
+            ASSERT_EQ(fdtransport_setup(&t, fds[0], fds[0], nothreads, 0, nullptr), 0);
+            ASSERT_EQ(fdtransport_startasync(&t, callback, nullptr), 0);
+            fdtransport_teardown(&t);
+            EXPECT_EQ(take_from(fds[1], 1), ""); // the end, not a wait for ever
+            close(fds[1]);
+        }
+}
+
+// Signals of one kind are merged while one is pending, and none may end the process.
+TEST(Async, SignalsAnnounceTheInputOfManyStreamsOnceEach)
+{
+    sigset_t blocked, before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    stream_end s[4] = {stream_end(0), stream_end(0), stream_end(0), stream_end(0)};
+    EXPECT_EQ(flag(s[0].near), 0); // never started
+    for (int round = 0; round < 3; round++) {
+        pthread_sigmask(SIG_BLOCK, &blocked, &before);
+        for (stream_end &e : s) {
+            ASSERT_EQ(e.near->ops.startasync(e.near, nullptr, nullptr), 0);
+            EXPECT_EQ(flag(e.near), 0);
+            e.givehex(MESSAGE);
+        }
+        usleep(20000);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        for (stream_end &e : s) {
+            EXPECT_TRUE(announced(e.near));
+            EXPECT_EQ(flag(e.near), 0);
+            EXPECT_EQ(readid(e.near), 1000); // the byte that was read ahead comes first
+        }
+    }
+}
+
+TEST(Async, AReadBeforeTheAnnouncementWaitsForItsByte)
+{
+    stream_end s(0);
+    int32_t id;
+    ASSERT_EQ(s.near->ops.startasync(s.near, nullptr, nullptr), 0);
+    *s.near->ops.getreadtimeout(s.near) = milliseconds(20);
+    EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    s.near->ops.getreadtimeout(s.near)->enabled = 0;
+    std::thread peer([&] {
+        usleep(20000);
+        s.givehex(MESSAGE);
+    });
+    EXPECT_EQ(readid(s.near), 1000);
+    peer.join();
+    // What was announced of that byte is stale with the next start.
+    ASSERT_EQ(s.near->ops.startasync(s.near, nullptr, nullptr), 0);
+    usleep(20000);
+    EXPECT_EQ(flag(s.near), 0);
+    s.hangup(); // the end of the input is announced as well
+    EXPECT_TRUE(announced(s.near));
+    EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
+}

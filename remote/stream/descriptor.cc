@@ -1,0 +1,136 @@
+#include "remote/stream/descriptor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static constexpr int64_t NANOSECONDS = 1000000000;
+
+bool descriptor_issocket(int fd)
+{
+    struct stat st;
+    return fstat(fd, &st) == 0 && S_ISSOCK(st.st_mode);
+}
+
+static int64_t now(void)
+{
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return t.tv_sec * NANOSECONDS + t.tv_nsec;
+}
+
+// Limits beyond a century count as a century, so that sums of times do not overflow.
+static int64_t duration(const timeval *limit)
+{
+    int64_t seconds = std::clamp<int64_t>(limit->tv_sec, 0, 3200000000);
+    return seconds * NANOSECONDS + limit->tv_usec * 1000;
+}
+
+deadline deadline_after(const timeval *limit)
+{
+    return limit != nullptr ? deadline{false, now() + duration(limit)} : deadline{true, 0};
+}
+
+timespec deadline_left(const deadline &d)
+{
+    int64_t left = std::max<int64_t>(d.at - now(), 0);
+    return {left / NANOSECONDS, left % NANOSECONDS};
+}
+
+int descriptor_wait(int fd, short events, const timeval *limit)
+{
+    pollfd p = {fd, events, 0};
+    deadline end = deadline_after(limit);
+    for (;;) {
+        timespec left = deadline_left(end);
+        int n = ppoll(&p, 1, end.never ? nullptr : &left, nullptr);
+        if (n > 0) return 0;
+        if (n < 0 && errno == EINTR) continue;
+        if (n == 0) errno = ETIMEDOUT;
+        return MESSAGE_IO;
+    }
+}
+
+int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, size_t *got)
+{
+    bool wait = timeout->enabled != 0;
+    for (;;) {
+        if (wait) {
+            int rc = descriptor_wait(fd, POLLIN, timeout_limit(timeout));
+            if (rc != 0) return rc;
+        }
+        ssize_t r = read(fd, to, n);
+        if (r > 0) {
+            *got = static_cast<size_t>(r);
+            return 0;
+        }
+        if (r == 0) errno = ECONNRESET;
+        if (r < 0 && errno == EINTR) continue;
+        if (r == 0 || errno != EAGAIN) return MESSAGE_IO;
+        wait = true; // the descriptor does not block by itself
+    }
+}
+
+static ssize_t send_pieces(int fd, bool socket, bool patient, const iovec pieces[2])
+{
+    iovec v[2] = {pieces[0], pieces[1]};
+    if (socket) {
+        msghdr m = {};
+        m.msg_iov = v;
+        m.msg_iovlen = 2;
+        return sendmsg(fd, &m, MSG_NOSIGNAL | (patient ? 0 : MSG_DONTWAIT));
+    }
+    if (!patient) {
+        // A pipe that shows room takes this much without blocking.
+        v[0].iov_len = std::min<size_t>(v[0].iov_len, PIPE_BUF);
+        v[1].iov_len = std::min<size_t>(v[1].iov_len, PIPE_BUF - v[0].iov_len);
+    }
+    return writev(fd, v, 2);
+}
+
+// Whether a descriptor that must not be waited for has room now.
+static bool hasroom(int fd)
+{
+    pollfd p = {fd, POLLOUT, 0};
+    return poll(&p, 1, 0) != 0;
+}
+
+int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool patient,
+                     const iovec pieces[2], size_t *sent)
+{
+    bool limited = timeout->enabled != 0;
+    bool wait = limited && patient;
+    *sent = 0;
+    for (;;) {
+        if (wait) {
+            int rc = descriptor_wait(fd, POLLOUT, timeout_limit(timeout));
+            if (rc != 0) return rc;
+        }
+        if (!patient && !socket && !hasroom(fd)) return 0;
+        ssize_t n = send_pieces(fd, socket, patient && !limited, pieces);
+        if (n > 0) {
+            *sent = static_cast<size_t>(n);
+            return 0;
+        }
+        if (n == 0) errno = EIO;
+        if (n < 0 && errno == EINTR) continue;
+        if (n == 0 || errno != EAGAIN) return MESSAGE_IO;
+        if (!patient) return 0;
+        wait = true; // the descriptor does not block by itself
+    }
+}
+
+void descriptor_advance(iovec pieces[2], size_t sent)
+{
+    for (int i = 0; i < 2; i++) {
+        size_t n = std::min(sent, pieces[i].iov_len);
+        pieces[i].iov_base = static_cast<char *>(pieces[i].iov_base) + n;
+        pieces[i].iov_len -= n;
+        sent -= n;
+    }
+}

@@ -1,0 +1,51 @@
+// descriptor.h: waiting for a descriptor and moving bytes over it, the awkward cases included:
+// interrupted calls, descriptors above 1023, closed peers, descriptors that do not block.
+//
+// Threads: any.
+//
+// Errors: 0 or MESSAGE_IO, with errno telling why: ETIMEDOUT for a time-out, ECONNRESET for the
+// end of the input.
+
+#pragma once
+
+#include "remote/stream/stream.h"
+
+#include <ctime>
+#include <sys/types.h>
+#include <sys/uio.h>
+
+// Whether the descriptor is a socket, which can be told not to raise SIGPIPE.
+bool descriptor_issocket(int fd);
+
+// A moment by the clock that does not jump; null for a limit is never.
+struct deadline {
+    bool never;
+    int64_t at; // nanoseconds
+};
+deadline deadline_after(const timeval *limit);
+
+// What is left until then: at least 0.
+timespec deadline_left(const deadline &d);
+
+// What an enabled time-out allows; null for one that is not.
+inline const timeval *timeout_limit(const fdio_timeout *t)
+{
+    return t->enabled != 0 ? &t->active : nullptr;
+}
+
+// Waits until `events` (POLLIN or POLLOUT), an error or a hang-up show on the descriptor.  A null
+// limit waits for ever; an interrupted wait goes on with the time that is left.
+int descriptor_wait(int fd, short events, const timeval *limit);
+
+// Reads at least one and at most `n` > 0 bytes; `*got` says how many.
+int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, size_t *got);
+
+// Writes at least one byte of the two pieces, in this order; `*sent` says how many.  Does not wait
+// for more than that when `timeout` is enabled or `patient` is false: then a socket takes what it
+// has room for, and another descriptor, once it shows room, what a pipe then takes for sure.
+// When not patient nothing at all may be sent: `*sent` is 0 then and the result 0.
+int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool patient,
+                     const iovec pieces[2], size_t *sent);
+
+// Takes `sent` bytes off the front of the pieces.
+void descriptor_advance(iovec pieces[2], size_t sent);

@@ -1,0 +1,62 @@
+// fdio.h: the stream over a pair of descriptors, one to read from and one to write to, which may
+// be the same socket.
+//
+// Writes are gathered in a buffer and leave when it is full or the message ends.  Reads take
+// exactly the bytes of a value and never more, so that whoever waits for the descriptor sees
+// whether anything is left.
+//
+// Ownership: the stream owns its record, log file and listener thread.  The descriptors are the
+// caller's and outlive the stream, or fdio_stopasync has been called before they are closed.
+//
+// Threads: one may write while another reads.  The writing side uses the writer's part and
+// writetimeout, the reading side curinmsg, the bytes read ahead and readtimeout.
+//
+// Errors: 0 or a code.  MESSAGE_IO is the end of the connection: what was to be sent stays in the
+// buffer, and a message half read stays half read.
+
+#pragma once
+
+#include "remote/stream/writer.h"
+
+#include <cstdio>
+#include <pthread.h>
+
+struct fdio_notice; // an asynchronous read that announces input
+
+struct fdio : fdio_writer {
+    int32_t infd;
+    int32_t outfd;
+    bool outsocket;   // outfd is a socket
+    int32_t curinmsg; // -1 between messages
+
+    // The listener thread: waits for input when told to.
+    bool listening; // the thread and what follows exist
+    pthread_t listener;
+    pthread_mutex_t listenerlock; // guards command, callback and callbackarg
+    pthread_cond_t listenercondition;
+    int32_t command; // 0 none, 1 wait for input, 2 stop
+    int32_t wakefd;  // an eventfd that ends a wait for input
+    stream_callback callback;
+    void *callbackarg;
+
+    fdio_notice *notice; // null until asynchronous reads are used
+
+    // Bytes that have been taken from the descriptor but not been read yet.
+    int64_t preread;
+    unsigned char ahead[8];
+
+    FILE *log; // may be null; closed with the stream
+    fdio_timeout readtimeout;
+    fdio_timeout writetimeout;
+};
+
+// Makes a stream.  A null time-out is none.
+// Errors: NOMEMORY.
+int fdio_create(stream **out, int infd, int outfd, int uselistener, const fdio_timeout *readtimeout,
+                const fdio_timeout *writetimeout);
+
+// Takes down the stream; descriptors stay open.  Null is fine.
+int fdio_destroy(stream *s);
+
+fdio_timeout *fdio_getreadtimeout(stream *s);
+fdio_timeout *fdio_getwritetimeout(stream *s);

@@ -1,0 +1,384 @@
+#include "remote/stream/reader.h"
+
+#include "remote/base/byteorder.h"
+#include "remote/stream/async.h"
+#include "remote/stream/descriptor.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+// Blocks that promise more than this start with it and double as their bytes arrive.
+static constexpr uint64_t FIRST_BLOCK = 1 << 20;
+
+// Read and brought into host order at a time, while it is in the processor's cache.
+static constexpr uint64_t PIECE = 262144;
+
+static fdio *reader(stream *s)
+{
+    return static_cast<fdio *>(s);
+}
+
+// Moves bytes that were read ahead; returns how many.
+static size_t takeahead(fdio *f, void *to, size_t n)
+{
+    if (f->preread <= 0) return 0;
+    size_t held = static_cast<size_t>(f->preread);
+    n = std::min(n, held);
+    memcpy(to, f->ahead, n);
+    memmove(f->ahead, f->ahead + n, held - n);
+    f->preread -= static_cast<int64_t>(n);
+    return n;
+}
+
+// Reads `n` bytes; `*got` tells how many came, also after an error.
+static int fillcount(fdio *f, void *to, size_t n, size_t *got)
+{
+    *got = 0;
+    int rc = async_collect(f);
+    if (rc == 0) *got = takeahead(f, to, n);
+    while (rc == 0 && *got < n) {
+        size_t more = 0;
+        rc = descriptor_read(f->infd, &f->readtimeout, static_cast<char *>(to) + *got, n - *got,
+                             &more);
+        *got += more;
+    }
+    return rc;
+}
+
+static int fill(fdio *f, void *to, size_t n)
+{
+    size_t got;
+    return fillcount(f, to, n, &got);
+}
+
+template <class value> static int get(fdio *f, value *v)
+{
+    unsigned char bytes[sizeof(value)];
+    int rc = fill(f, bytes, sizeof bytes);
+    if (rc == 0) *v = wire_get<value>(bytes);
+    return rc;
+}
+
+// Reads `n` bytes for nobody.
+static int skip(fdio *f, uint64_t n)
+{
+    char nowhere[16384];
+    int rc = 0;
+    for (uint64_t piece; rc == 0 && n > 0; n -= piece) {
+        piece = std::min<uint64_t>(n, sizeof nowhere);
+        rc = fill(f, nowhere, piece);
+    }
+    return rc;
+}
+
+int fdio_startinmsg(stream *s, int32_t *id)
+{
+    fdio *f = reader(s);
+    unsigned char bytes[4];
+    size_t got;
+    int rc = fillcount(f, bytes, sizeof bytes, &got);
+    if (rc != 0) {
+        // Whoever tries again after a time-out finds the id whole.
+        if (got > 0) {
+            memcpy(f->ahead, bytes, got);
+            f->preread = static_cast<int64_t>(got);
+        }
+        return rc;
+    }
+    *id = f->curinmsg = wire_get<int32_t>(bytes);
+    return 0;
+}
+
+int fdio_getcurrentinmsg(stream *s)
+{
+    return reader(s)->curinmsg;
+}
+
+int fdio_endinmsg(stream *s)
+{
+    reader(s)->curinmsg = -1;
+    return 0;
+}
+
+#define DEFINE(kind, type)                                                                         \
+    int fdio_read##kind(stream *s, const char *, type *value)                                      \
+    {                                                                                              \
+        return get(reader(s), value);                                                              \
+    }
+FDIO_NUMBERS(DEFINE)
+#undef DEFINE
+
+// Reads elements straight into their place.
+static int fillelements(fdio *f, char *to, uint64_t bytes, size_t width)
+{
+    for (uint64_t at = 0; at < bytes; at += PIECE) {
+        uint64_t n = std::min(PIECE, bytes - at);
+        int rc = fill(f, to + at, n);
+        if (rc != 0) return rc;
+        byteorder_swap(to + at, to + at, n / width, width);
+    }
+    return 0;
+}
+
+// Reads `count` elements into a new block, `*out`.  When memory runs out and `consume` is true the
+// elements are taken off the stream nevertheless.
+static int readblock(fdio *f, uint64_t count, size_t width, bool consume, void **out)
+{
+    uint64_t bytes = count * width;
+    uint64_t room = 0;
+    char *data = nullptr;
+    int rc = 0;
+    *out = nullptr;
+    do {
+        uint64_t got = room;
+        room = std::min(bytes, std::max(2 * got, FIRST_BLOCK));
+        auto grown = static_cast<char *>(realloc(data, std::max(room, width) + MESSAGE_SPARE));
+        if (grown == nullptr) {
+            rc = consume ? skip(f, bytes - got) : 0;
+            if (rc == 0) rc = MESSAGE_NOMEMORY;
+            break;
+        }
+        data = grown;
+        rc = fillelements(f, data + got, room - got, width);
+    } while (rc == 0 && room < bytes);
+    if (rc != 0) {
+        free(data);
+        return rc;
+    }
+    memset(data + bytes, 0, std::max(bytes, uint64_t(width)) + MESSAGE_SPARE - bytes);
+    *out = data;
+    return 0;
+}
+
+struct string_head {
+    uint32_t present;
+    uint32_t length; // bytes that follow
+};
+static constexpr size_t HEAD = 8; // bytes on the wire
+
+static string_head parsehead(const unsigned char *bytes)
+{
+    uint32_t present = wire_get<uint32_t>(bytes);
+    return {present, present != 0 ? wire_get<uint32_t>(bytes + 4) : 0};
+}
+
+static int readhead(fdio *f, string_head *head)
+{
+    unsigned char bytes[HEAD];
+    int rc = fill(f, bytes, sizeof bytes);
+    if (rc == 0) *head = parsehead(bytes);
+    return rc;
+}
+
+// Reads the bytes of a string whose head has been read.
+static int readbody(fdio *f, string_head head, bool consume, message_string *value)
+{
+    void *data = nullptr;
+    int rc = head.length > 0 ? readblock(f, head.length, 1, consume, &data) : 0;
+    if (rc == 0) *value = {head.present, head.length, static_cast<char *>(data), 0};
+    return rc;
+}
+
+static int readstring(fdio *f, message_string *value)
+{
+    string_head head;
+    *value = {};
+    int rc = readhead(f, &head);
+    return rc == 0 ? readbody(f, head, false, value) : rc;
+}
+
+int fdio_readstring(stream *s, const char *, message_string *value)
+{
+    return readstring(reader(s), value);
+}
+
+static int skipstrings(fdio *f, uint32_t count)
+{
+    int rc = 0;
+    for (; rc == 0 && count > 0; count--) {
+        string_head head;
+        rc = readhead(f, &head);
+        if (rc == 0) rc = skip(f, head.length);
+    }
+    return rc;
+}
+
+// Grows a table of `elements` that is full at `*room` entries, up to `most`.  New entries are zero.
+template <class element> static bool grow(element **table, uint32_t *room, uint32_t most)
+{
+    uint64_t first = FIRST_BLOCK / sizeof(element);
+    uint64_t wanted = std::min<uint64_t>(most, std::max<uint64_t>(2 * uint64_t(*room), first));
+    void *grown = realloc(static_cast<void *>(*table), wanted * sizeof(element));
+    if (grown == nullptr) return false;
+    *table = static_cast<element *>(grown);
+    memset(static_cast<void *>(*table + *room), 0, (wanted - *room) * sizeof(element));
+    *room = static_cast<uint32_t>(wanted);
+    return true;
+}
+
+static void freestrings(message_string *strings, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; i++)
+        free(strings[i].data);
+    free(strings);
+}
+
+// Strings up to this length are read in one go with the head of the string behind them.
+static constexpr uint32_t SHORT_STRING = 65536;
+
+// Reads a string whose head has been read, and the head of the next one.
+static int readbodyandhead(fdio *f, string_head *head, message_string *value)
+{
+    uint32_t n = head->length;
+    if (n == 0 || n > SHORT_STRING) {
+        int rc = readbody(f, *head, true, value);
+        return rc == 0 ? readhead(f, head) : rc;
+    }
+    static_assert(HEAD >= MESSAGE_SPARE);
+    auto data = static_cast<unsigned char *>(malloc(n + HEAD));
+    int rc = data != nullptr ? fill(f, data, n + HEAD) : skip(f, n);
+    if (data == nullptr) return rc == 0 ? MESSAGE_NOMEMORY : rc;
+    if (rc != 0) {
+        free(data);
+        return rc;
+    }
+    *value = {head->present, n, reinterpret_cast<char *>(data), 0};
+    *head = parsehead(data + n);
+    memset(data + n, 0, HEAD);
+    return 0;
+}
+
+static int readstrings(fdio *f, uint32_t count, void **out)
+{
+    message_string *strings = nullptr;
+    string_head head = {};
+    uint32_t room = 0;
+    uint32_t most = std::max<uint32_t>(count, 1);
+    uint32_t i = 0;
+    int rc = grow(&strings, &room, most) ? 0 : MESSAGE_NOMEMORY;
+    if (rc == 0 && count > 0) rc = readhead(f, &head);
+    while (rc == 0 && i < count) {
+        bool last = ++i == count;
+        if (i > room && !grow(&strings, &room, most)) {
+            rc = skip(f, head.length);
+            if (rc == 0) rc = MESSAGE_NOMEMORY;
+        } else if (last) {
+            rc = readbody(f, head, true, &strings[i - 1]);
+        } else {
+            rc = readbodyandhead(f, &head, &strings[i - 1]);
+        }
+    }
+    if (rc == 0) {
+        *out = strings;
+        return 0;
+    }
+    freestrings(strings, std::min(i, room));
+    if (rc != MESSAGE_NOMEMORY) return rc;
+    rc = skipstrings(f, count - i); // the first i are off the stream, kept or not
+    return rc != 0 ? rc : MESSAGE_NOMEMORY;
+}
+
+static int readelements(fdio *f, uint32_t type, uint32_t count, void **out)
+{
+    if (type == TYPE_STRING) return readstrings(f, count, out);
+    return readblock(f, count, message_elementsize(type), true, out);
+}
+
+static int skipchunks(fdio *f, uint32_t type, uint32_t n)
+{
+    int rc = 0;
+    for (; rc == 0 && n > 0; n--) {
+        uint32_t count;
+        rc = get(f, &count);
+        if (rc != 0) return rc;
+        rc = type == TYPE_STRING ? skipstrings(f, count)
+                                 : skip(f, uint64_t(count) * message_elementsize(type));
+    }
+    return rc;
+}
+
+static int readchunk(fdio *f, uint32_t type, message_chunk *chunk)
+{
+    uint32_t count;
+    int rc = get(f, &count);
+    if (rc == 0) rc = readelements(f, type, count, &chunk->data);
+    if (rc == 0) chunk->count = count;
+    return rc;
+}
+
+// Reads `n` chunks into an array that has its type and none yet.
+static int readchunks(fdio *f, uint32_t n, message_array *a)
+{
+    uint32_t type = a->type;
+    uint32_t room = 0;
+    int rc = 0;
+    while (rc == 0 && a->nchunks < n) {
+        if (a->nchunks == room && !grow(&a->chunks, &room, n)) {
+            rc = MESSAGE_NOMEMORY;
+            break;
+        }
+        rc = readchunk(f, type, &a->chunks[a->nchunks]);
+        a->nchunks++; // its bytes are off the stream, whether they were kept or not
+    }
+    if (rc == 0) return 0;
+    uint32_t left = n - a->nchunks;
+    message_uncopy_array(a);
+    if (rc != MESSAGE_NOMEMORY) return rc;
+    rc = skipchunks(f, type, left);
+    return rc != 0 ? rc : MESSAGE_NOMEMORY;
+}
+
+static int readarray(fdio *f, message_array *value)
+{
+    unsigned char head[12];
+    uint32_t n;
+    *value = {};
+    int rc = fill(f, head, sizeof head);
+    if (rc != 0) return rc;
+    int64_t total = wire_get<int64_t>(head);
+    uint32_t type = wire_get<uint32_t>(head + 8);
+    if (type != TYPE_NONE && total >= 1) {
+        rc = get(f, &n);
+        // An array without chunks is taken whatever its type says.
+        if (rc == 0 && n > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
+        value->type = type;
+        if (rc == 0) rc = readchunks(f, n, value);
+        if (rc != 0) {
+            *value = {};
+            return rc;
+        }
+    }
+    value->total = total;
+    value->type = type;
+    return 0;
+}
+
+int fdio_readarray(stream *s, const char *, message_array *value)
+{
+    return readarray(reader(s), value);
+}
+
+int fdio_readfile(stream *s, const char *, message_file *value)
+{
+    *value = {};
+    int rc = readstring(reader(s), &value->name);
+    if (rc == 0) rc = readarray(reader(s), &value->contents);
+    if (rc != 0) message_uncopy_string(&value->name);
+    return rc;
+}
+
+void fdio_freestring(stream *, message_string *value)
+{
+    message_uncopy_string(value);
+}
+
+void fdio_freearray(stream *, message_array *value)
+{
+    message_uncopy_array(value);
+}
+
+void fdio_freefile(stream *, message_file *value)
+{
+    message_uncopy_file(value);
+}

@@ -1,0 +1,86 @@
+#include "remote/stream/reader.h"
+
+#include "test/allocations.h"
+#include "test/streams.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <thread>
+
+// Whatever the peer promises: a size without bytes behind it costs little memory.
+TEST(Reader, MemoryGrowsWithTheBytesReceivedNotWithThosePromised)
+{
+    const char *wires[] = {
+        // The name of a file; then as its contents doubles, strings, chunks.
+        "00 00 00 01 ff ff ff ff 61",
+        "00 00 00 01 00 00 00 01 6d 00 00 00 00 ff ff ff ff 00 00 00 0a 00 00 00 01 ff ff ff ff",
+        "00 00 00 01 00 00 00 01 6d 00 00 00 00 ff ff ff ff 00 00 00 0b 00 00 00 01 ff ff ff ff",
+        "00 00 00 01 00 00 00 01 6d 00 00 00 00 ff ff ff ff 00 00 00 0b ff ff ff ff 00 00 00 00",
+    };
+    for (const char *wire : wires) {
+        stream_end s;
+        message_file f;
+        int64_t before = allocations_held();
+        s.givehex(wire);
+        s.finish();
+        allocations_limit(4 << 20);
+        EXPECT_EQ(s.near->ops.readfile(s.near, "f", &f), MESSAGE_IO) << wire;
+        allocations_limit(0);
+        EXPECT_EQ(allocations_held(), before);
+        EXPECT_TRUE(f.name.data == nullptr && f.contents.chunks == nullptr);
+    }
+}
+
+TEST(Reader, ASilentPeerIsATimeoutAndTheIdIsFoundWholeLater)
+{
+    stream_end s;
+    int32_t id = 0;
+    *s.near->ops.getreadtimeout(s.near) = milliseconds(20);
+    s.givehex("00 00 03");
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
+        EXPECT_EQ(errno, ETIMEDOUT);
+        EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), -1);
+    }
+    s.givehex("e8");
+    EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), 0);
+    EXPECT_EQ(id, 1000);
+    EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), 1000);
+    EXPECT_EQ(s.near->ops.endinmsg(s.near), 0);
+    EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), -1);
+    s.hangup();
+    EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
+    EXPECT_EQ(errno, ECONNRESET);
+}
+
+// Signals without a restart flag interrupt every call; a wait goes on with the time that is left.
+TEST(Reader, SignalsDoNotEndAWaitNorProlongIt)
+{
+    static constexpr int MANY = 1000;
+    struct sigaction action = {}, before;
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR2, &action, &before);
+    for (bool limited : {false, true}) {
+        stream_end s;
+        int32_t id = 0;
+        std::atomic<bool> over{false};
+        int rounds = 0;
+        if (limited) *s.near->ops.getreadtimeout(s.near) = milliseconds(100);
+        pthread_t self = pthread_self();
+        std::thread disturber([&] {
+            for (; !over && rounds < MANY; rounds++) {
+                usleep(10000);
+                pthread_kill(self, SIGUSR2);
+                if (!limited && rounds == 20) s.givehex("00 00 03 e8");
+            }
+        });
+        errno = 0;
+        EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), limited ? MESSAGE_IO : 0);
+        EXPECT_EQ(errno == ETIMEDOUT, limited);
+        over = true;
+        disturber.join();
+        EXPECT_LT(rounds, MANY);
+    }
+    sigaction(SIGUSR2, &before, nullptr);
+}

@@ -1,0 +1,148 @@
+// Typed values from a stream to its bytes, and back.
+#include "remote/stream/reader.h"
+#include "remote/stream/writer.h"
+
+#include "test/arrays.h"
+#include "test/streams.h"
+
+#include <numeric>
+#include <thread>
+
+typedef stream_operations operations;
+
+template <class value> using write_slot = int (*operations::*)(stream *, const char *, value);
+
+// Writes a value as a message's only one and returns its bytes.
+template <class value>
+static std::string written(stream_end &s, write_slot<value> write, const value &v)
+{
+    EXPECT_EQ(s.near->ops.startoutmsg(s.near, 1000, nullptr, nullptr), 0);
+    EXPECT_EQ((s.near->ops.*write)(s.near, "f", v), 0);
+    EXPECT_EQ(s.near->ops.endoutmsg(s.near), 0);
+    EXPECT_EQ(s.takehex(4), "00 00 03 e8");
+    return s.takehex(size_t(s.arrived()));
+}
+
+// Reads a value from these bytes, of which it must take all, and none behind them.
+template <class value>
+static value taken(stream_end &s, write_slot<value *> read, const std::string &wire)
+{
+    value back = {};
+    s.givehex(wire + " aa");
+    EXPECT_EQ((s.near->ops.*read)(s.near, "f", &back), 0) << wire;
+    EXPECT_EQ(hex(take_from(s.own, 1)), "aa") << wire;
+    return back;
+}
+
+template <class value>
+static void number(write_slot<value> write, write_slot<value *> read, value v, const char *wire)
+{
+    stream_end s;
+    EXPECT_EQ(written(s, write, v), wire);
+    EXPECT_EQ(taken(s, read, wire), v) << wire;
+}
+
+TEST(Values, NumbersTravelBigEndian)
+{
+    typedef operations o;
+    number<int8_t>(&o::writebyte, &o::readbyte, -1, "ff");
+    number<int16_t>(&o::writeshort, &o::readshort, -2, "ff fe");
+    number<int32_t>(&o::writeint, &o::readint, 0x01020304, "01 02 03 04");
+    number<int64_t>(&o::writelong, &o::readlong, -2, "ff ff ff ff ff ff ff fe");
+    number<uint8_t>(&o::writeubyte, &o::readubyte, 200, "c8");
+    number<uint16_t>(&o::writeushort, &o::readushort, 0xfffe, "ff fe");
+    number<uint32_t>(&o::writeuint, &o::readuint, 0xfffffffe, "ff ff ff fe");
+    number<uint64_t>(&o::writeulong, &o::readulong, 1, "00 00 00 00 00 00 00 01");
+    number<float>(&o::writefloat, &o::readfloat, 1.0f, "3f 80 00 00");
+    number<double>(&o::writedouble, &o::readdouble, 1.0, "3f f0 00 00 00 00 00 00");
+}
+
+TEST(Values, StringsCarryTheirFlagAndLength)
+{
+    stream_end s;
+    const message_string absent = {0, 5, nullptr, 0}, empty = {1, 0, nullptr, 0};
+    const message_string two = borrowed("ab");
+    EXPECT_EQ(written(s, &operations::writestring, &absent), "00 00 00 00 00 00 00 00");
+    EXPECT_EQ(written(s, &operations::writestring, &empty), "00 00 00 01 00 00 00 00");
+    EXPECT_EQ(written(s, &operations::writestring, &two), "00 00 00 01 00 00 00 02 61 62");
+
+    for (const char *wire : {"00 00 00 00 00 00 00 09", "00 00 00 01 00 00 00 00"}) {
+        message_string none = taken(s, &operations::readstring, wire);
+        EXPECT_TRUE(none.length == 0 && none.data == nullptr);
+    }
+    message_string back = taken(s, &operations::readstring, "00 00 01 02 00 00 00 02 61 62");
+    EXPECT_EQ(back.present, 258u); // the flag travels as it stands
+    EXPECT_EQ(std::string(back.data, 2 + MESSAGE_SPARE), std::string("ab\0\0\0\0", 6));
+    s.near->ops.freestring(s.near, &back);
+    EXPECT_EQ(back.data, nullptr);
+}
+
+TEST(Values, ArraysCarryTotalTypeAndChunks)
+{
+    chunked<int32_t> ints{{1}, {2, -1}};
+    chunked<message_string> strings{{borrowed("x"), {}}};
+    const message_array nochunks = {3, TYPE_DOUBLE, 0, nullptr, {}};
+    const message_array none = {-3, TYPE_DOUBLE, 0, nullptr, {}}, *null = nullptr;
+    const struct {
+        const message_array *array;
+        const char *wire;
+    } cases[] = {
+        {&ints.a, "00 00 00 00 00 00 00 03 00 00 00 03 00 00 00 02 "
+                  "00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 02 ff ff ff ff"},
+        {&strings.a, "00 00 00 00 00 00 00 02 00 00 00 0b 00 00 00 01 00 00 00 02 "
+                     "00 00 00 01 00 00 00 01 78 00 00 00 00 00 00 00 00"},
+        {&nochunks, "00 00 00 00 00 00 00 03 00 00 00 0a 00 00 00 00"},
+    };
+    stream_end s;
+    for (auto &c : cases) {
+        EXPECT_EQ(written(s, &operations::writearray, c.array), c.wire);
+        message_array back = taken(s, &operations::readarray, c.wire);
+        EXPECT_EQ(image(back), image(*c.array)) << c.wire;
+        s.near->ops.freearray(s.near, &back);
+        EXPECT_EQ(back.chunks, nullptr);
+    }
+    EXPECT_EQ(written(s, &operations::writearray, null), "00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(written(s, &operations::writearray, &none), "00 00 00 00 00 00 00 00 00 00 00 0a");
+
+    message_array unknown = {1, 12, 0, nullptr, {}};
+    EXPECT_EQ(s.near->ops.writearray(s.near, "f", &unknown), MESSAGE_INVALID);
+    EXPECT_EQ(s.record()->outlen, 0u);
+}
+
+// From stream to stream, behind `shift` bytes that are in the writer's buffer already.
+static void expect_to_arrive(const message_array &a, int shift)
+{
+    stream_end s;
+    message_array back;
+    int8_t before;
+    std::thread writer([&] {
+        for (int i = 0; i < shift; i++)
+            s.far->ops.writebyte(s.far, "f", 0);
+        EXPECT_EQ(s.far->ops.writearray(s.far, "f", &a), 0);
+        EXPECT_EQ(s.far->ops.endoutmsg(s.far), 0);
+    });
+    for (int i = 0; i < shift; i++)
+        s.near->ops.readbyte(s.near, "f", &before);
+    EXPECT_EQ(s.near->ops.readarray(s.near, "f", &back), 0);
+    writer.join();
+    EXPECT_TRUE(image(a) == image(back)) << a.type << ", " << a.total << ", " << shift;
+    s.near->ops.freearray(s.near, &back);
+}
+
+// Bytes around the sizes of the buffer, of small blocks, of the pieces that are read and written
+// at a time, and of the first block that is allocated.
+template <class element> static void expect_all_sizes(void)
+{
+    for (size_t bytes : {8180, 8192, 65536, 65537, 262144, 300001, 1048576, 1048577})
+        for (int shift : {0, 1}) {
+            chunked<element> a{std::vector<element>(bytes / sizeof(element) + 1)};
+            std::iota(a.chunks[0].begin(), a.chunks[0].end(), element(1));
+            expect_to_arrive(a.a, shift);
+        }
+}
+
+TEST(Values, BlocksOfAllSizesArriveWhole)
+{
+    expect_all_sizes<char>(); // which travel as they are
+    expect_all_sizes<double>();
+}

@@ -1,0 +1,167 @@
+#include "remote/stream/writer.h"
+
+#include "remote/base/byteorder.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+// Blocks up to this size pass through the buffer.  Larger ones leave in pieces of their own.
+static constexpr size_t SMALL_BLOCK = 65536;
+static constexpr size_t SCRATCH = 262144;
+
+static fdio_writer *writer(stream *s)
+{
+    return static_cast<fdio_writer *>(s);
+}
+
+void writer_init(fdio_writer *w, int32_t uselistener,
+                 int (*transmit)(fdio_writer *, const void *, size_t))
+{
+    w->tag = FDIO_TAG;
+    w->uselistener = uselistener;
+    w->curoutmsg = -1;
+    w->transmit = transmit;
+    w->outcap = FDIO_BUFFER;
+    w->outlen = 0;
+}
+
+void writer_release(fdio_writer *w)
+{
+    free(w->scratch);
+    w->scratch = nullptr;
+}
+
+// Makes room for `n` bytes, at most the buffer's size.
+static int makeroom(fdio_writer *w, size_t n)
+{
+    return w->outcap - w->outlen >= n ? 0 : w->transmit(w, nullptr, 0);
+}
+
+template <class value> static int put(fdio_writer *w, value v)
+{
+    int rc = makeroom(w, sizeof v);
+    if (rc != 0) return rc;
+    wire_put(w->outbuf + w->outlen, v);
+    w->outlen += sizeof v;
+    return 0;
+}
+
+// Passes elements through the buffer, as many at a time as fit whole.
+static int putsmall(fdio_writer *w, const char *data, size_t count, size_t width)
+{
+    while (count > 0) {
+        int rc = makeroom(w, width);
+        if (rc != 0) return rc;
+        size_t n = std::min(count, (w->outcap - w->outlen) / width);
+        byteorder_swap(w->outbuf + w->outlen, data, n, width);
+        w->outlen += static_cast<uint32_t>(n * width);
+        data += n * width;
+        count -= n;
+    }
+    return 0;
+}
+
+static bool havescratch(fdio_writer *w)
+{
+    if (w->scratch == nullptr) w->scratch = static_cast<unsigned char *>(malloc(SCRATCH));
+    return w->scratch != nullptr;
+}
+
+static int putlarge(fdio_writer *w, const char *data, size_t count, size_t width)
+{
+    if (width == 1) return w->transmit(w, data, count);
+    int rc = 0;
+    while (rc == 0 && count > 0) {
+        size_t n = std::min(count, SCRATCH / width);
+        byteorder_swap(w->scratch, data, n, width);
+        rc = w->transmit(w, w->scratch, n * width);
+        data += n * width;
+        count -= n;
+    }
+    return rc;
+}
+
+static int putelements(fdio_writer *w, const void *data, size_t count, size_t width)
+{
+    bool small = count * width <= SMALL_BLOCK || (width > 1 && !havescratch(w));
+    return (small ? putsmall : putlarge)(w, static_cast<const char *>(data), count, width);
+}
+
+int fdio_startoutmsg(stream *s, int32_t id, const void *, int *)
+{
+    int rc = put(writer(s), id);
+    if (rc == 0) writer(s)->curoutmsg = id;
+    return rc;
+}
+
+int fdio_getcurrentoutmsg(stream *s)
+{
+    return writer(s)->curoutmsg;
+}
+
+int fdio_endoutmsg(stream *s)
+{
+    fdio_writer *w = writer(s);
+    w->curoutmsg = -1;
+    return w->outlen > 0 ? w->transmit(w, nullptr, 0) : 0;
+}
+
+#define DEFINE(kind, type)                                                                         \
+    int fdio_write##kind(stream *s, const char *, type value)                                      \
+    {                                                                                              \
+        return put(writer(s), value);                                                              \
+    }
+FDIO_NUMBERS(DEFINE)
+#undef DEFINE
+
+static int putstring(fdio_writer *w, const message_string *value)
+{
+    uint32_t length = value->present != 0 ? value->length : 0;
+    int rc = put(w, value->present);
+    if (rc == 0) rc = put(w, length);
+    return rc == 0 ? putelements(w, value->data, length, 1) : rc;
+}
+
+int fdio_writestring(stream *s, const char *, const message_string *value)
+{
+    return putstring(writer(s), value);
+}
+
+static int putstrings(fdio_writer *w, const message_string *strings, uint32_t count)
+{
+    int rc = 0;
+    for (uint32_t i = 0; rc == 0 && i < count; i++)
+        rc = putstring(w, &strings[i]);
+    return rc;
+}
+
+static int putchunk(fdio_writer *w, const message_chunk *chunk, uint32_t type)
+{
+    int rc = put(w, chunk->count);
+    if (rc != 0) return rc;
+    if (type == TYPE_STRING)
+        return putstrings(w, static_cast<const message_string *>(chunk->data), chunk->count);
+    return putelements(w, chunk->data, chunk->count, message_elementsize(type));
+}
+
+int fdio_writearray(stream *s, const char *, const message_array *value)
+{
+    static constexpr message_array none = {};
+    fdio_writer *w = writer(s);
+    if (value == nullptr || value->type == TYPE_NONE) value = &none;
+    if (value->type > TYPE_LAST) return MESSAGE_INVALID;
+    int64_t total = std::max<int64_t>(value->total, 0);
+    int rc = put(w, total);
+    if (rc == 0) rc = put(w, value->type);
+    if (rc != 0 || total == 0) return rc;
+    rc = put(w, value->nchunks);
+    for (uint32_t i = 0; rc == 0 && i < value->nchunks; i++)
+        rc = putchunk(w, &value->chunks[i], value->type);
+    return rc;
+}
+
+int fdio_writefile(stream *s, const char *name, const message_file *value)
+{
+    int rc = fdio_writestring(s, name, &value->name);
+    return rc == 0 ? fdio_writearray(s, name, &value->contents) : rc;
+}

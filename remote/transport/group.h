@@ -1,0 +1,68 @@
+// group.h: sends one message to several descriptor transports at once and collects an answer from
+// each.
+//
+// Ownership: a group owns its codecs and its stream.  The member transports are the caller's and
+// outlive the group; none of them sends by itself while the group sends.
+//
+// Threads: sends are serialised by the group's lock.  Receiving goes through the members and takes
+// their receive locks; one thread at a time receives through the group, and no asynchronous input
+// is armed on a member meanwhile.
+//
+// Errors: 0 or a code.  A member that fails is marked and left out from then on, while the others
+// go on; the first failure is returned.  A member that failed while the group sent has part of a
+// message on its way: nothing more can be sent through it, it can only be destroyed.
+
+#pragma once
+
+#include "remote/stream/writer.h"
+#include "remote/transport/transport.h"
+
+enum member_state : uint8_t {
+    MEMBER_ACTIVE = 0, // gets what is sent and is waited for
+    MEMBER_FAILED = 1,
+    MEMBER_FINISHED = 2, // has answered
+};
+
+constexpr uint32_t TRANSPORTGROUP_TAG = 0x01020305;
+
+// Called for each message: `*done` is 1 and is set to 0 by who expects another message from this
+// member.  The message is the member's until its next receive.  A result that is not 0 marks the
+// member as failed.
+typedef int (*transport_group_callback)(transport *member, void *message, void *arg, int *done);
+
+struct fdiogroup;
+struct transport_group;
+
+// In slot order.
+struct transport_group_operations {
+    int (*sendmsg)(transport_group *g, const void *message);
+    int (*recvone)(transport_group *g, transport_group_callback callback, void *arg);
+    void (*getstate)(transport_group *g, uint8_t *states);       // one byte per member
+    void (*setstate)(transport_group *g, const uint8_t *states); // likewise
+    void (*destroy)(transport_group *g);                         // null is fine
+};
+
+struct transport_group {
+    transport_group_operations ops;
+    uint32_t tag;
+    uint32_t nmembers;
+    transport **members;
+    codec **codecs;
+    int64_t ncodecs;
+    fdiogroup *io;
+    pthread_mutex_t sendlock;
+};
+
+// Makes a group of descriptor transports whose codecs are alike.
+// Errors: INVALID for no members, a member of another kind or other codecs, NOMEMORY, LOCK, or the
+// code of a codec that could not be made.
+int fdtransport_mkgroup(transport_group **out, transport *const *members, int64_t count);
+
+int fdtransportgroup_sendmsg(transport_group *g, const void *message);
+
+// Waits for one message from each active member, or as many as the callback asks for.
+int fdtransportgroup_recvone(transport_group *g, transport_group_callback callback, void *arg);
+
+void fdtransportgroup_getstate(transport_group *g, uint8_t *states);
+void fdtransportgroup_setstate(transport_group *g, const uint8_t *states);
+void fdtransportgroup_destroy(transport_group *g);

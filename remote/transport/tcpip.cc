@@ -1,0 +1,362 @@
+#include "remote/transport/tcpip.h"
+
+#include "remote/base/log.h"
+#include "remote/codec/catalogue.h"
+#include "remote/transport/group.h"
+#include "remote/transport/handshake.h"
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <unistd.h>
+
+static const char *tcpiptransport_factoryname(void)
+{
+    return "tcpiptransport";
+}
+
+static int tcpiptransport_reconnectinfolen(void)
+{
+    return sizeof(tcpip_reconnectinfo);
+}
+
+static int tcpiptransport_disconnect(transport *t, void *info)
+{
+    if (info != nullptr) tcpip_fillinfo(t, static_cast<tcpip_reconnectinfo *>(info));
+    fdtransport_teardown(t);
+    free(t);
+    return 0;
+}
+
+static int tcpiptransport_destroy(transport *t)
+{
+    // The worker may be gone already; then there is nobody to tell.
+    vntmsg_TERMINATE terminate = {nullptr, VNTMESSAGEID_TERMINATE};
+    fdtransport_sendmsg(t, &terminate);
+    fdtransport_teardown(t);
+    free(t);
+    return 0;
+}
+
+// --- Time-outs -------------------------------------------------------------------------------
+
+static timeval milliseconds(int64_t ms)
+{
+    return {ms / 1000, ms % 1000 * 1000};
+}
+
+// The system's own time-out is set as well: it also holds for whoever uses the socket directly.
+static int settimeout(int fd, int option, fdio_timeout *timeout, int64_t ms)
+{
+    timeval value = milliseconds(ms > 0 ? ms : 0);
+    if (setsockopt(fd, SOL_SOCKET, option, &value, sizeof value) != 0) return MESSAGE_INVALID;
+    if (ms >= 0) timeout->active = value;
+    timeout->enabled = ms >= 0;
+    return 0;
+}
+
+static int64_t gettimeout(const fdio_timeout *timeout)
+{
+    if (timeout->enabled == 0) return -1;
+    return timeout->active.tv_sec * 1000 + timeout->active.tv_usec / 1000;
+}
+
+static int control(transport *t, int32_t key, int64_t *ms)
+{
+    fdio_timeout *read = t->io->ops.getreadtimeout(t->io);
+    fdio_timeout *write = t->io->ops.getwritetimeout(t->io);
+    switch (key) {
+    case CTRL_SET_READTIMEOUT: return settimeout(t->infd, SO_RCVTIMEO, read, *ms);
+    case CTRL_SET_WRITETIMEOUT: return settimeout(t->outfd, SO_SNDTIMEO, write, *ms);
+    case CTRL_GET_READTIMEOUT: *ms = gettimeout(read); return 0;
+    case CTRL_GET_WRITETIMEOUT: *ms = gettimeout(write); return 0;
+    default: return MESSAGE_INVALID;
+    }
+}
+
+static int tcpiptransport_ctrllong(transport *t, int32_t key, int64_t *value)
+{
+    return value != nullptr ? control(t, key, value) : MESSAGE_INVALID;
+}
+
+static int tcpiptransport_ctrlint(transport *t, int32_t key, int32_t *value)
+{
+    if (value == nullptr) return MESSAGE_INVALID;
+    int64_t ms = *value;
+    int rc = control(t, key, &ms);
+    *value = static_cast<int32_t>(ms < INT_MAX ? ms : INT_MAX);
+    return rc;
+}
+
+// 2^63 and more, and anything that is no number, cannot be counted in milliseconds.
+static int tcpiptransport_ctrldbl(transport *t, int32_t key, double *value)
+{
+    static constexpr double BEYOND = 9223372036854775808.0;
+    if (value == nullptr) return MESSAGE_INVALID;
+    bool sets = key == CTRL_SET_READTIMEOUT || key == CTRL_SET_WRITETIMEOUT;
+    if (sets && !(std::fabs(*value) < BEYOND)) return MESSAGE_INVALID;
+    int64_t ms = sets ? static_cast<int64_t>(*value) : 0;
+    int rc = control(t, key, &ms);
+    if (rc == 0 && !sets) *value = static_cast<double>(ms);
+    return rc;
+}
+
+static constexpr transport_operations tcpip_ops = {
+    .recvmsg = fdtransport_recvmsg,
+    .startasync = fdtransport_startasync,
+    .checkinput = fdtransport_checkinput,
+    .mustpoll = fdtransport_mustpoll,
+    .sendmsg = fdtransport_sendmsg,
+    .factoryname = tcpiptransport_factoryname,
+    .reconnectinfolen = tcpiptransport_reconnectinfolen,
+    .disconnect = tcpiptransport_disconnect,
+    .destroy = tcpiptransport_destroy,
+    .ctrlint = tcpiptransport_ctrlint,
+    .ctrllong = tcpiptransport_ctrllong,
+    .ctrldbl = tcpiptransport_ctrldbl,
+};
+
+// --- Making a transport ----------------------------------------------------------------------
+
+// Holds a descriptor until it is taken over.
+struct descriptor_holder {
+    int fd;
+    ~descriptor_holder()
+    {
+        if (fd >= 0) close(fd);
+    }
+};
+
+// Holds a transport that is not connected yet: the worker is not told of its end.
+struct transport_undo {
+    void operator()(tcpip_transport *t) const
+    {
+        int error = errno; // the failure's, which the caller wants to see
+        if (t->io != nullptr) fdtransport_teardown(t);
+        free(t);
+        errno = error;
+    }
+};
+using transport_holder = std::unique_ptr<tcpip_transport, transport_undo>;
+
+// Requests are small and wait for their answers, so they leave at once.  A peer that has vanished
+// without a word is found out in a minute and a half, whether or not bytes are on their way to it.
+static void tune(int fd)
+{
+    static constexpr struct {
+        int level, option, value;
+    } options[] = {
+        {IPPROTO_TCP, TCP_NODELAY, 1},   {SOL_SOCKET, SO_KEEPALIVE, 1},
+        {IPPROTO_TCP, TCP_KEEPIDLE, 60}, {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+        {IPPROTO_TCP, TCP_KEEPCNT, 3},   {IPPROTO_TCP, TCP_USER_TIMEOUT, 90000},
+    };
+    for (auto &o : options)
+        setsockopt(fd, o.level, o.option, &o.value, sizeof o.value); // other families lack them
+}
+
+// The time-outs begin with what the socket has, and disabled.
+static void inherittimeout(int fd, int option, fdio_timeout *timeout)
+{
+    socklen_t length = sizeof timeout->active;
+    if (getsockopt(fd, SOL_SOCKET, option, &timeout->active, &length) != 0) timeout->active = {};
+    timeout->enabled = 0;
+}
+
+static int opensocket(const tcpip_transport *t)
+{
+    int fd = socket(t->family, t->type | SOCK_CLOEXEC, t->protocol);
+    if (fd < 0) {
+        int error = errno;
+        trace_line(1, "connect: %d/%d\n", error, error);
+        errno = error;
+    }
+    return fd;
+}
+
+// Makes the transport that `info` describes and joins a worker: a new one, or that of info's id.
+static int create(transport **out, int ncodecs, const codec_factory *const *factories,
+                  const tcpip_reconnectinfo &info, uint32_t action)
+{
+    transport_holder t(static_cast<tcpip_transport *>(calloc(1, sizeof(tcpip_transport))));
+    if (t == nullptr) return MESSAGE_NOMEMORY;
+    memcpy(t->tcpiptag, "pIcT", sizeof t->tcpiptag);
+    t->nothreads = info.nothreads;
+    t->workerid = info.workerid;
+    t->family = info.family;
+    t->type = info.type;
+    t->protocol = info.protocol;
+    memcpy(t->address, info.address, sizeof t->address);
+    t->addresslen = info.addresslen;
+
+    descriptor_holder fd = {opensocket(t.get())};
+    if (fd.fd < 0) return MESSAGE_NOCONNECTION;
+    tune(fd.fd);
+    int rc = fdtransport_setup(t.get(), fd.fd, fd.fd, t->nothreads, ncodecs, factories);
+    if (rc != 0) return rc;
+    int connection = fd.fd;
+    fd.fd = -1; // the transport closes it from here on
+    inherittimeout(connection, SO_RCVTIMEO, t->io->ops.getreadtimeout(t->io));
+    inherittimeout(connection, SO_SNDTIMEO, t->io->ops.getwritetimeout(t->io));
+    rc = contactserver(t.get(), connection, action);
+    if (rc != 0) return rc;
+    t->ops = tcpip_ops;
+    *out = t.release();
+    return 0;
+}
+
+static int tcpiptransport_reconnect(transport **out, int ncodecs,
+                                    const codec_factory *const *factories, const void *bytes)
+{
+    *out = nullptr;
+    if (ncodecs < 1) return MESSAGE_INVALID;
+    tcpip_reconnectinfo info;
+    memcpy(&info, bytes, sizeof info);
+    if (info.addresslen > sizeof info.address) return MESSAGE_INVALID;
+    return create(out, ncodecs, factories, info, ACTION_RECONNECT);
+}
+
+// --- Arguments -------------------------------------------------------------------------------
+
+static constexpr size_t ADDRESS_MAX = 1024; // of an "-address=" value, its terminator included
+static constexpr char DEFAULT_PORT[] = "12345";
+
+// Where the arguments lead to.  The strings are the arguments' or stand in `address`.
+struct destination {
+    const char *host;
+    const char *port;
+    int nothreads;
+    char address[ADDRESS_MAX];
+};
+
+static int parseport(destination *d, const char *text)
+{
+    char *end;
+    errno = 0;
+    unsigned long port = strtoul(text, &end, 10);
+    if (*text < '0' || *text > '9' || *end != '\0' || port > 65535) return MESSAGE_INVALID;
+    d->port = text;
+    return 0;
+}
+
+static int parseaddress(destination *d, const char *text)
+{
+    size_t length = strlen(text);
+    if (length >= ADDRESS_MAX) return MESSAGE_INVALID;
+    memcpy(d->address, text, length + 1);
+    d->host = d->address;
+    d->port = DEFAULT_PORT;
+    char *colon = strrchr(d->address, ':');
+    if (colon == nullptr) return 0;
+    *colon = '\0';
+    return parseport(d, colon + 1);
+}
+
+static int parseargument(destination *d, const char *text)
+{
+    if (strncmp(text, "-host=", 6) == 0) {
+        d->host = text + 6;
+        return 0;
+    }
+    if (strncmp(text, "-port=", 6) == 0) return parseport(d, text + 6);
+    if (strncmp(text, "-address=", 9) == 0) return parseaddress(d, text + 9);
+    if (strcmp(text, "-nothreads") != 0) return MESSAGE_INVALID;
+    d->nothreads = 1;
+    return 0;
+}
+
+static const char *fromenvironment(const char *name, const char *otherwise)
+{
+    const char *value = getenv(name);
+    return value != nullptr && *value != '\0' ? value : otherwise;
+}
+
+static int parseenvironment(destination *d)
+{
+    char address[ADDRESS_MAX];
+    int n = snprintf(address, sizeof address, "%s:%s",
+                     fromenvironment("TESK_VANTO_TCPIP_HOST", "127.0.0.1"),
+                     fromenvironment("TESK_VANTO_TCPIP_PORT", DEFAULT_PORT));
+    if (n < 0 || static_cast<size_t>(n) >= sizeof address) return MESSAGE_INVALID;
+    return parseaddress(d, address);
+}
+
+static int parse(destination *d, int argc, const char *const *argv)
+{
+    d->host = d->port = nullptr;
+    d->nothreads = 0;
+    if (argc == -2) return parseenvironment(d);
+    for (int i = 0; i < argc; i++) {
+        int rc = parseargument(d, argv[i]);
+        if (rc != 0) return rc;
+    }
+    bool complete = d->host != nullptr && *d->host != '\0' && d->port != nullptr;
+    return complete ? 0 : MESSAGE_INVALID;
+}
+
+// Looks the destination up; the first address is the one.
+static int resolve(const destination &d, tcpip_reconnectinfo *info)
+{
+    addrinfo hints = {};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG | AI_NUMERICSERV;
+    addrinfo *found = nullptr;
+    errno = 0;
+    if (getaddrinfo(d.host, d.port, &hints, &found) != 0 || found == nullptr)
+        return MESSAGE_NOCONNECTION;
+    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> holder(found, freeaddrinfo);
+    if (found->ai_addrlen > sizeof info->address) {
+        trace_line(1, "invalid address length: %lu/%lu\n",
+                   static_cast<unsigned long>(found->ai_addrlen),
+                   static_cast<unsigned long>(sizeof info->address));
+        return MESSAGE_NOCONNECTION;
+    }
+    info->nothreads = d.nothreads;
+    info->family = found->ai_family;
+    info->type = found->ai_socktype;
+    info->protocol = found->ai_protocol;
+    memcpy(info->address, found->ai_addr, found->ai_addrlen);
+    info->addresslen = found->ai_addrlen;
+    return 0;
+}
+
+static int tcpiptransport_connect(transport **out, int *created, int ncodecs,
+                                  const codec_factory *const *factories, int argc,
+                                  const char *const *argv)
+{
+    *out = nullptr;
+    if (ncodecs < 1 || (argc < 1 && argc != -2)) return MESSAGE_INVALID;
+    destination d;
+    int rc = parse(&d, argc, argv);
+    if (rc != 0) return rc;
+    tcpip_reconnectinfo info = {};
+    rc = resolve(d, &info);
+    if (rc == 0) rc = create(out, ncodecs, factories, info, ACTION_NEW);
+    if (rc == 0) *created = 1;
+    return rc;
+}
+
+static constexpr tcpip_factory factory = {
+    .name = "tcpiptransport",
+    .usage = "Transport layer that uses TCP/IP sockets.\n"
+             "Mandatory arguments:\n"
+             "  -host=<name>      Name or address of host.\n"
+             "  -port=<number>    Number of port to use.\n"
+             "  -address=<addr>   Accepts <addr> in the form <host>:<addr>.\n"
+             "Optional arguments:\n"
+             "  -nothreads        Don't use threads for asynchronous I/O.\n",
+    .connect = tcpiptransport_connect,
+    .mkgroup = fdtransport_mkgroup,
+    .reconnect = tcpiptransport_reconnect,
+};
+
+const tcpip_factory *tcpiptransport_getfactory(void)
+{
+    return &factory;
+}

@@ -1,0 +1,96 @@
+// tcpip.h: the transport that reaches a worker over TCP.
+//
+// It is the descriptor transport over one socket, with a handshake in front and with
+// disconnecting, reconnecting, ending the worker and time-outs in the later slots.
+//
+// Ownership: whoever connects destroys or disconnects; both free the transport.
+//
+// Threads: as remote/transport/transport.h says; the control requests belong to the thread that
+// receives (read time-out) or sends (write time-out).
+//
+// Errors: 0, a code of remote/message/errors.h, or 1 to 6, the server's handshake status.  After
+// NOCONNECTION and IO errno says why, as far as the system knows.
+
+#pragma once
+
+#include "remote/transport/transport.h"
+
+#include <cstring>
+#include <sys/socket.h>
+
+// What a caller keeps between disconnect and reconnect: 160 bytes, host byte order, no padding.
+#pragma pack(push, 1)
+struct tcpip_reconnectinfo {
+    int32_t nothreads;
+    int64_t workerid;
+    int32_t family;
+    int32_t type;
+    int32_t protocol;
+    char address[128];
+    uint64_t addresslen;
+};
+#pragma pack(pop)
+static_assert(sizeof(tcpip_reconnectinfo) == 160);
+
+struct tcpip_transport : transport {
+    char tcpiptag[4]; // "pIcT"
+    int32_t nothreads;
+    int64_t workerid;
+    int32_t family;
+    int32_t type;
+    int32_t protocol;
+    char address[128];
+    uint64_t addresslen;
+};
+
+// Transport control codes; values in milliseconds, -1 for none.
+enum tcpip_control : int32_t {
+    CTRL_SET_READTIMEOUT = 8192,
+    CTRL_GET_READTIMEOUT = 8193,
+    CTRL_SET_WRITETIMEOUT = 8194,
+    CTRL_GET_WRITETIMEOUT = 8195
+};
+
+// The first word of a connection, and the server's answers.
+enum handshake_action : uint32_t { ACTION_NEW = 1, ACTION_RECONNECT = 2 };
+enum handshake_status : uint16_t {
+    HANDSHAKE_OK = 0,
+    HANDSHAKE_NORESOURCES = 1,
+    HANDSHAKE_NOFORK = 2,
+    HANDSHAKE_NOID = 3,
+    HANDSHAKE_NOTPARKED = 4,
+    HANDSHAKE_NOTFOUND = 5,
+    HANDSHAKE_NOACTION = 6
+};
+
+// Fills in what leads back to the worker of a transport that is still connected.
+inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
+{
+    auto *t = static_cast<const tcpip_transport *>(io);
+    info->nothreads = t->nothreads;
+    info->workerid = t->workerid;
+    info->family = t->family;
+    info->type = t->type;
+    info->protocol = t->protocol;
+    memcpy(info->address, t->address, sizeof info->address);
+    info->addresslen = t->addresslen;
+}
+
+struct transport_group;
+
+struct tcpip_factory {
+    const char *name;  // "tcpiptransport"
+    const char *usage; // for people
+    // Arguments: "-host=", "-port=", "-address=", "-nothreads".  argc -2: there are none, the
+    // environment says where to go.
+    // Errors: INVALID for the arguments or no codecs, NOCONNECTION, IO when the handshake broke
+    // off, NOMEMORY, LOCK, a codec factory's code, a handshake status.
+    int (*connect)(transport **out, int *created, int ncodecs,
+                   const codec_factory *const *factories, int argc, const char *const *argv);
+    int (*mkgroup)(transport_group **out, transport *const *members, int64_t count);
+    // `info` is what disconnect filled in.  Errors: as connect's.
+    int (*reconnect)(transport **out, int ncodecs, const codec_factory *const *factories,
+                     const void *info);
+};
+
+extern "C" [[gnu::visibility("default")]] const tcpip_factory *tcpiptransport_getfactory(void);

@@ -1,0 +1,83 @@
+// transport.h: moves whole messages: a stream, an ordered list of codecs, and the table of
+// operations by which workers and callers use them.
+//
+// Ownership: a transport owns its stream, its codecs and its descriptors, and the message that it
+// handed out last: that one is valid until the next receive or the destroy.
+//
+// Threads: one may send while another receives; each side is serialised by its own lock.  Lock
+// order: sendlock before a codec's lock.
+//
+// Errors: 0, or the codec's or stream's code as it came; MESSAGE_UNKNOWN when no codec knows the
+// message, after which the input is out of step.
+
+#pragma once
+
+#include "remote/codec/codec.h"
+#include "remote/stream/stream.h"
+
+#include <pthread.h>
+
+struct transport;
+typedef void (*transport_callback)(transport *t, void *arg);
+
+// In slot order.  Empty slots are null: test before you call.
+struct transport_operations {
+    int (*recvmsg)(transport *t, void **message);
+    int (*startasync)(transport *t, transport_callback callback, void *arg);
+    int (*checkinput)(transport *t, int *flag);
+    int (*mustpoll)(transport *t);
+    int (*sendmsg)(transport *t, const void *message);
+    const char *(*factoryname)(void);
+    int (*reconnectinfolen)(void); // bytes; -1 where nothing can be taken up again
+    int (*disconnect)(transport *t, void *info);
+    int (*destroy)(transport *t); // takes any state that create can leave
+    int (*ctrlint)(transport *t, int32_t key, int32_t *value);
+    int (*ctrllong)(transport *t, int32_t key, int64_t *value);
+    int (*ctrldbl)(transport *t, int32_t key, double *value);
+};
+
+constexpr uint32_t TRANSPORT_TAG = 0x01020304; // a transport over a descriptor stream
+
+struct transport {
+    transport_operations ops;
+    uint32_t tag;
+    int32_t infd;
+    int32_t outfd;
+    stream *io;
+    codec **codecs;
+    int64_t ncodecs;
+    transport_callback callback;
+    void *callbackarg;
+    void *pending; // the message handed out last
+    pthread_mutex_t sendlock;
+    pthread_mutex_t recvlock;
+};
+
+// Fills a record that is zero, for transports of every kind: the tag, a stream over the
+// descriptors, one codec per factory in their order, the locks.  The caller sets the operations.
+// The descriptors are the transport's only when this succeeds; after an error nothing stands.
+// Errors: NOMEMORY, LOCK, or a codec factory's code.
+int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncodecs,
+                      const codec_factory *const *factories);
+
+// Takes down what setup made: asynchronous input, the descriptors, the pending message, the codecs
+// last first, the stream, the locks.  The record itself is left to the caller.
+void fdtransport_teardown(transport *t);
+
+// What the descriptor transport's creation is told: the "-infd=", "-outfd=", "-nothreads", "-log"
+// and "-libpath=" arguments of a worker; anything else is MESSAGE_INVALID.
+// Errors: INVALID, NOMEMORY, LOCK, or a codec factory's code.
+int fdtransport_create(transport **out, int ncodecs, const codec_factory *const *factories,
+                       int argc, const char *const *argv);
+
+// Offers the message to the codecs in order until one knows it.
+int codecs_send(codec *const *codecs, int64_t n, const void *message);
+
+int fdtransport_sendmsg(transport *t, const void *message);
+int fdtransport_recvmsg(transport *t, void **message);
+int fdtransport_startasync(transport *t, transport_callback callback, void *arg);
+int fdtransport_checkinput(transport *t, int *flag);
+int fdtransport_mustpoll(transport *t);
+const char *fdtransport_factoryname(void); // "fdtransport"
+int fdtransport_reconnectinfolen(void);    // -1
+int fdtransport_destroy(transport *t);

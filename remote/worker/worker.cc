@@ -1,0 +1,199 @@
+// The worker's main loop.
+
+#include "remote/base/log.h"
+#include "remote/handler/async.h"
+#include "remote/handler/child.h"
+#include "remote/worker/userfunctions.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+namespace {
+// What stands while the worker serves.
+struct worker_context {
+    handler *h;
+    transport *io;
+    library **libraries; // one slot for each argument, filled from the first; null without any
+};
+
+struct worker_options {
+    bool nothreads;
+    char *program; // where the program lies; the path's last directory
+    const char **directories;
+    int ndirectories;
+};
+} // namespace
+
+// The text behind the name of an option, null where the argument is another.
+static const char *optionvalue(const char *argument, const char *name)
+{
+    size_t length = strlen(name);
+    return strncmp(argument, name, length) == 0 ? argument + length : nullptr;
+}
+
+// The client gets its answer before anything can fail here: what fails later, it sees as the
+// connection's end.
+static void greet(const worker_child *child)
+{
+    int16_t status = 0;
+    int64_t id = child->id;
+    (void)!write(child->outfd, &status, sizeof status);
+    (void)!write(child->outfd, &id, sizeof id);
+}
+
+static void checkarguments(worker_options *o, int argc, char **argv)
+{
+    for (int i = 1; i < argc; i++) {
+        if (strcmp(argv[i], "-nothreads") == 0)
+            o->nothreads = true;
+        else if (optionvalue(argv[i], "-libpath=") == nullptr &&
+                 optionvalue(argv[i], "-userfunction=") == nullptr)
+            log_fatal("Unknown argument '%s' (try -help)\n", argv[i]);
+    }
+}
+
+// The folder of a program; its whole name where that has none.  Null when memory is out.
+static char *folder(const char *program)
+{
+    char *copy = strdup(program);
+    if (copy == nullptr) return nullptr;
+    char *end = strrchr(copy, '/');
+    if (end == nullptr) end = strrchr(copy, '\\');
+    if (end != nullptr) *end = '\0';
+    return copy;
+}
+
+static void makesearchpath(worker_options *o, int argc, char **argv)
+{
+    o->directories = static_cast<const char **>(calloc(argc + 1, sizeof(char *)));
+    if (o->directories == nullptr) log_fatal("Out of memory\n");
+    for (int i = 1; i < argc; i++) {
+        const char *directory = optionvalue(argv[i], "-libpath=");
+        if (directory != nullptr) o->directories[o->ndirectories++] = directory;
+    }
+    o->directories[o->ndirectories++] = ".";
+    o->program = folder(argv[0]);
+    if (o->program != nullptr) o->directories[o->ndirectories++] = o->program;
+}
+
+// The transport takes the descriptors.
+static transport *maketransport(worker_child *child, bool nothreads)
+{
+    char infd[32], outfd[32];
+    snprintf(infd, sizeof infd, "-infd=%d", child->infd);
+    snprintf(outfd, sizeof outfd, "-outfd=%d", child->outfd);
+    const char *argv[] = {infd, outfd, "-nothreads"};
+    int argc = nothreads ? 3 : 2;
+    log_line(LOG_DEBUG, "Creating transport:\n");
+    for (int i = 0; i < argc; i++)
+        log_line(LOG_DEBUG, "\t'%s'\n", argv[i]);
+
+    // In this order: the transport asks the codecs in theirs.
+    const codec_factory *factories[] = {builtin_getfactory(), vntcodec_getfactory()};
+    transport *t;
+    int rc = fdtransport_create(&t, 2, factories, argc, argv);
+    if (rc != 0) log_fatal("Failed to create transport: %d\n", rc);
+    child->infd = child->outfd = -1;
+    return t;
+}
+
+static handler *makehandler(transport *t)
+{
+    const handler_factory *factory = vntmsg_getfactory();
+    if (factory == nullptr) log_fatal("Failed to load handler factory.\n");
+    handler *h;
+    int rc = factory->create(&h, t);
+    if (rc != 0) log_fatal("Failed to create handler: %d\n", rc);
+    return h;
+}
+
+static void loadlibraries(worker_context *w, const worker_options *o, int argc, char **argv)
+{
+    if (argc <= 1) return;
+    w->libraries = static_cast<library **>(calloc(argc - 1, sizeof(library *)));
+    if (w->libraries == nullptr) log_fatal("Out of memory!\n");
+    search_path path = {o->directories, o->ndirectories};
+    int rc = loaduserfunctions(w->libraries, argc - 1, argv + 1, path, w->h);
+    if (rc != 0) log_fatal("Failed to load user function: %d\n", rc);
+}
+
+static uint32_t idof(const void *message)
+{
+    return static_cast<const vntmsg_TERMINATE *>(message)->messageid;
+}
+
+static void sendunknown(transport *t, uint32_t id)
+{
+    vntmsg_UNKNOWN unknown = {nullptr, VNTMESSAGEID_UNKNOWN, static_cast<int32_t>(id)};
+    int rc = t->ops.sendmsg(t, &unknown);
+    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
+}
+
+// Serves requests until the client ends the worker.  The stop flag is for others: here nothing but
+// a terminate message counts.  A message is the transport's; after handle() it may be gone, as the
+// handler may have received others meanwhile.
+static void serve(worker_context *w)
+{
+    static int32_t termcount; // terminate messages in a row
+    for (;;) {
+        void *message = nullptr;
+        int stopflag = 0;
+        int rc = w->io->ops.recvmsg(w->io, &message);
+        if (rc != 0) log_fatal("Failed to receive message: %d\n", rc);
+        uint32_t id = idof(message);
+        if (id == VNTMESSAGEID_TERMINATE) {
+            if (++termcount > 0) return;
+            continue;
+        }
+        termcount = 0;
+        rc = w->h->ops.handle(w->h, message, &stopflag);
+        // A rejected request is answered twice, by its NAK and here; one that the handler does
+        // not know is not answered at all.
+        if (rc == -1) sendunknown(w->io, id);
+    }
+}
+
+static void end(worker_context *w, const worker_child *child)
+{
+    int32_t regular = 0;
+    async_teardown();
+    log_line(LOG_DEBUG, "Terminating ...\n");
+    (void)!write(child->statusfd, &regular, sizeof regular);
+    log_line(LOG_DEBUG, "Destroying messages.handler %p ... ", static_cast<void *>(w->h));
+    w->h->ops.destroy(w->h);
+    log_line(LOG_DEBUG, "ok.\n");
+    log_line(LOG_DEBUG, "Destroying transport %p ... ", static_cast<void *>(w->io));
+    w->io->ops.destroy(w->io);
+    log_line(LOG_DEBUG, "ok.\n");
+    log_line(LOG_DEBUG, "Graceful worker shutdown.\n");
+}
+
+static void release(worker_context *w, worker_options *o, int argc)
+{
+    for (int i = 0; w->libraries != nullptr && i < argc - 1; i++)
+        library_close(w->libraries[i]);
+    free(w->libraries);
+    free(o->program);
+    free(o->directories);
+}
+
+void tcpipworker(worker_child *child, int argc, char **argv)
+{
+    worker_options options = {};
+    worker_context context = {};
+    workerchild = child;
+    greet(child);
+    checkarguments(&options, argc, argv);
+    makesearchpath(&options, argc, argv);
+    context.io = maketransport(child, options.nothreads);
+    context.h = makehandler(context.io);
+    loadlibraries(&context, &options, argc, argv);
+    log_line(LOG_DEBUG, "Starting main loop.\n");
+    int rc = async_setup(&context.h, 1);
+    if (rc != 0) log_fatal("Failed to initialize mutex: %d\n", rc);
+    serve(&context);
+    end(&context, child);
+    release(&context, &options, argc);
+}

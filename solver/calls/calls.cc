@@ -1,0 +1,41 @@
+#include "solver/calls/calls.h"
+
+#include <cctype>
+#include <cmath>
+#include <exception>
+
+// What is quoted from a file must not steer the terminal that shows it.
+void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept
+try {
+    if (env == nullptr) return;
+    std::string line = printed("%s: %s", call, text.c_str());
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char c) { return iscntrl(c) != 0; }, '?');
+    env->say(CHANNEL_ERROR, line + "\n");
+} catch (...) {
+    // Without memory for the text the status has to do.
+}
+
+int calls_failed(vntenv *env, const char *call) noexcept
+{
+    try {
+        throw;
+    } catch (const failure &f) {
+        if (!f.text.empty()) calls_complain(env, call, f.text);
+        return f.status;
+    } catch (const std::bad_alloc &) {
+        return VNTERR_NO_MEMORY;
+    } catch (const std::length_error &) {
+        return VNTERR_NO_MEMORY; // a size that no memory could hold
+    } catch (const std::exception &e) {
+        calls_complain(env, call, e.what());
+        return VNTERR_ENGINE;
+    } catch (...) {
+        return VNTERR_ENGINE;
+    }
+}
+
+double relative_gap(double incumbent, double bound)
+{
+    return std::fabs(incumbent - bound) / std::max(1e-10, std::fabs(incumbent));
+}

@@ -1,0 +1,71 @@
+// environment.h: what an environment holds, and the set of those that are open.
+//
+// Ownership: the registry owns the environments and an environment its problems, until they are
+// closed or freed.  A call holds its environment by a shared pointer, so a close on another thread
+// takes nothing from under it.
+//
+// Threads: a call holds the environment's lock for its whole length, with one exception: a solve
+// sets `solving` and runs without the lock, so that its callbacks can be called from it.  Whoever
+// finds `solving` set refuses its work with VNTERR_SOLVING.  The lock is recursive because the
+// functions that receive messages may call the library.
+
+#pragma once
+
+#include "solver/calls/parameters.h"
+#include "solver/problem/problem.h"
+
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+struct engine_progress;
+struct engine_reply;
+
+enum channel_number { CHANNEL_RESULTS, CHANNEL_WARNING, CHANNEL_ERROR, CHANNEL_LOG, CHANNELS };
+
+struct channel_destination {
+    void *handle;
+    void (*msgfunc)(void *handle, const char *text);
+};
+
+struct vntchannel {
+    std::vector<channel_destination> destinations;
+};
+
+// What the pause callback of a running solve may look at and answer, alive for that call.
+struct pause_window {
+    const engine_progress *progress;
+    engine_reply *reply;
+    int numcols;
+};
+
+struct vntenv {
+    std::recursive_mutex lock;
+    bool solving = false;
+    parameter_set parameters;
+    vntchannel channels[CHANNELS];
+    std::unordered_map<const vntlp *, std::unique_ptr<vntlp>> problems;
+    uint64_t ticks = 0; // deterministic work of all solves so far
+    std::string logname;
+    std::unique_ptr<FILE, int (*)(FILE *)> log = {nullptr, fclose};
+
+    // Control of a running solve.  Set before the solve starts, read by its thread alone.
+    volatile int *terminate = nullptr;
+    int (*terminatefunc)(vntenv *env, void *data) = nullptr;
+    void *terminatedata = nullptr;
+    int (*pausefunc)(vntenv *env, void *cbdata, uint64_t progress, void *data) = nullptr;
+    void *pausedata = nullptr;
+    pause_window *window = nullptr; // while the pause callback runs
+
+    // Sends a text to a channel, unless messages are switched off.
+    void say(channel_number channel, const std::string &text);
+};
+
+// Opens an environment; the registry owns it.
+vntenv *environment_open();
+
+// The open environment at that address; null for any other address.
+std::shared_ptr<vntenv> environment_find(const vntenv *env);
+
+// Takes the environment out of the registry.
+void environment_close(const vntenv *env);

@@ -1,0 +1,111 @@
+// MIP starts: points from which a search may begin.
+
+#include "solver/calls/calls.h"
+
+static void check_start(const vntlp &p, const matrix_lines &entries, const int *effort)
+{
+    matrix::check(entries, p.m.numcols());
+    for (int k = 0; k < entries.lines && effort != nullptr; k++) {
+        require(effort[k] >= 0, VNTERR_BAD_ARGUMENT);
+    }
+}
+
+static void fill(mip_start &start, const matrix_lines &entries, int k, const int *effort)
+{
+    int64_t first = entries.first(k), last = entries.last(k);
+    start.index.assign(entries.index + first, entries.index + last);
+    start.value.assign(entries.value + first, entries.value + last);
+    if (effort != nullptr) start.effort = effort[k];
+}
+
+int VNTLaddmipstarts(VNTENVptr env, VNTLPptr lp, int mcnt, int64_t nzcnt, const int64_t *beg,
+                     const int *varindices, const double *values, const int *effortlevel,
+                     const char *const *mipstartname)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        require(mcnt >= 0 && nzcnt >= 0, VNTERR_BAD_ARGUMENT);
+        require_there(beg, mcnt > 0);
+        matrix_lines entries = {mcnt, nzcnt, beg, nullptr, varindices, values};
+        check_start(p, entries, effortlevel);
+        for (int k = 0; k < mcnt; k++) {
+            mip_start start = {"m" + std::to_string(p.mipstarts.size() + 1), 0, {}, {}};
+            if (mipstartname != nullptr && mipstartname[k] != nullptr) start.name = mipstartname[k];
+            fill(start, entries, k, effortlevel);
+            p.mipstarts.push_back(std::move(start));
+        }
+    });
+}
+
+int VNTLchgmipstarts(VNTENVptr env, VNTLPptr lp, int mcnt, const int *mipstartindices,
+                     int64_t nzcnt, const int64_t *beg, const int *varindices, const double *values,
+                     const int *effortlevel)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        require_indices(mcnt, mipstartindices, static_cast<int>(p.mipstarts.size()));
+        require(nzcnt >= 0, VNTERR_BAD_ARGUMENT);
+        require_there(beg, mcnt > 0);
+        matrix_lines entries = {mcnt, nzcnt, beg, nullptr, varindices, values};
+        check_start(p, entries, effortlevel);
+        for (int k = 0; k < mcnt; k++) {
+            fill(p.mipstarts[mipstartindices[k]], entries, k, effortlevel);
+        }
+    });
+}
+
+int VNTLgetnummipstarts(VNTENVptr env, VNTLPptr lp)
+{
+    return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.mipstarts.size()); });
+}
+
+int VNTLgetmipstarts(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p, int64_t *beg, int *varindices,
+                     double *values, int *effortlevel, int64_t startspace, int64_t *surplus_p,
+                     int begin, int end)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        int count = range_count(begin, end, static_cast<int>(p.mipstarts.size()));
+        int64_t wanted = 0, at = 0;
+        for (int k = 0; k < count; k++)
+            wanted += static_cast<int64_t>(p.mipstarts[begin + k].index.size());
+        put(nzcnt_p, std::min(wanted, std::max<int64_t>(startspace, 0)));
+        require_space(wanted, startspace, surplus_p);
+        for (int k = 0; k < count; k++) {
+            const mip_start &start = p.mipstarts[begin + k];
+            if (beg != nullptr) beg[k] = at;
+            if (effortlevel != nullptr) effortlevel[k] = start.effort;
+            at += static_cast<int64_t>(start.index.size());
+            if (varindices != nullptr) {
+                varindices = std::copy(start.index.begin(), start.index.end(), varindices);
+            }
+            if (values != nullptr) {
+                values = std::copy(start.value.begin(), start.value.end(), values);
+            }
+        }
+    });
+}
+
+int VNTLgetmipstartname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore, int64_t storesz,
+                        int64_t *surplus_p, int begin, int end)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        put_names([&](int k) { return p.mipstarts[k].name; }, static_cast<int>(p.mipstarts.size()),
+                  name, namestore, storesz, surplus_p, begin, end);
+    });
+}
+
+int VNTLgetmipstartindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        require_there(lname_str);
+        put(index_p, place_named(p.mipstarts, lname_str));
+    });
+}
+
+int VNTLdelmipstarts(VNTENVptr env, VNTLPptr lp, int begin, int end)
+{
+    return with_problem(env, lp, [&](vntlp &p) { erase_range(p.mipstarts, begin, end); });
+}
+
+int VNTLdelsetmipstarts(VNTENVptr env, VNTLPptr lp, int *delstat)
+{
+    return with_problem(env, lp, [&](vntlp &p) { erase_marked(p.mipstarts, delstat); });
+}

@@ -1,0 +1,151 @@
+// Parameters of an environment.
+
+#include "solver/calls/calls.h"
+
+static const parameter &find_typed(int number, int type)
+{
+    const parameter &p = parameter_find(number);
+    require(p.type == type, VNTERR_PARAMETER_TYPE);
+    return p;
+}
+
+static void put_fixed(const std::string &text, char *where)
+{
+    if (where != nullptr) memcpy(where, text.c_str(), text.size() + 1);
+}
+
+int VNTLsetdefaults(VNTENVptr env)
+{
+    return with_environment(env, [](vntenv &e) { e.parameters = parameter_set(); });
+}
+
+int VNTLsetintparam(VNTENVptr env, int whichparam, int newvalue)
+{
+    return with_environment(env, [&](vntenv &e) { e.parameters.setint(whichparam, newvalue); });
+}
+
+int VNTLsetlongparam(VNTENVptr env, int whichparam, int64_t newvalue)
+{
+    return with_environment(env, [&](vntenv &e) { e.parameters.setlong(whichparam, newvalue); });
+}
+
+int VNTLsetdblparam(VNTENVptr env, int whichparam, double newvalue)
+{
+    return with_environment(env, [&](vntenv &e) { e.parameters.setdouble(whichparam, newvalue); });
+}
+
+int VNTLsetstrparam(VNTENVptr env, int whichparam, const char *newvalue_str)
+{
+    return with_environment(env,
+                            [&](vntenv &e) { e.parameters.setstring(whichparam, newvalue_str); });
+}
+
+int VNTLgetintparam(VNTENVptr env, int whichparam, int *value_p)
+{
+    return with_environment(env, [&](vntenv &e) { put(value_p, e.parameters.getint(whichparam)); });
+}
+
+int VNTLgetlongparam(VNTENVptr env, int whichparam, int64_t *value_p)
+{
+    return with_environment(env,
+                            [&](vntenv &e) { put(value_p, e.parameters.getlong(whichparam)); });
+}
+
+int VNTLgetdblparam(VNTENVptr env, int whichparam, double *value_p)
+{
+    return with_environment(env,
+                            [&](vntenv &e) { put(value_p, e.parameters.getdouble(whichparam)); });
+}
+
+int VNTLgetstrparam(VNTENVptr env, int whichparam, char *value_str)
+{
+    return with_environment(
+        env, [&](vntenv &e) { put_fixed(e.parameters.getstring(whichparam), value_str); });
+}
+
+int VNTLinfointparam(VNTENVptr env, int whichparam, int *defvalue_p, int *minvalue_p,
+                     int *maxvalue_p)
+{
+    return with_environment(env, [&](vntenv &) {
+        const parameter &p = find_typed(whichparam, VNT_PARAMTYPE_INT);
+        put(defvalue_p, static_cast<int>(p.standard.integer));
+        put(minvalue_p, static_cast<int>(p.least.integer));
+        put(maxvalue_p, static_cast<int>(p.greatest.integer));
+    });
+}
+
+int VNTLinfolongparam(VNTENVptr env, int whichparam, int64_t *defvalue_p, int64_t *minvalue_p,
+                      int64_t *maxvalue_p)
+{
+    return with_environment(env, [&](vntenv &) {
+        const parameter &p = find_typed(whichparam, VNT_PARAMTYPE_LONG);
+        put(defvalue_p, p.standard.integer);
+        put(minvalue_p, p.least.integer);
+        put(maxvalue_p, p.greatest.integer);
+    });
+}
+
+int VNTLinfodblparam(VNTENVptr env, int whichparam, double *defvalue_p, double *minvalue_p,
+                     double *maxvalue_p)
+{
+    return with_environment(env, [&](vntenv &) {
+        const parameter &p = find_typed(whichparam, VNT_PARAMTYPE_DOUBLE);
+        put(defvalue_p, p.standard.real);
+        put(minvalue_p, p.least.real);
+        put(maxvalue_p, p.greatest.real);
+    });
+}
+
+int VNTLinfostrparam(VNTENVptr env, int whichparam, char *defvalue_str)
+{
+    return with_environment(env, [&](vntenv &) {
+        put_fixed(find_typed(whichparam, VNT_PARAMTYPE_STRING).text, defvalue_str);
+    });
+}
+
+int VNTLgetparamname(VNTENVptr env, int whichparam, char *name_str)
+{
+    return with_environment(
+        env, [&](vntenv &) { put_fixed(parameter_find(whichparam).name, name_str); });
+}
+
+int VNTLgetparamhiername(VNTENVptr env, int whichparam, char *name_str)
+{
+    return with_environment(
+        env, [&](vntenv &) { put_fixed(parameter_find(whichparam).textname, name_str); });
+}
+
+int VNTLgetparamnum(VNTENVptr env, const char *name_str, int *whichparam_p)
+{
+    return with_environment(env, [&](vntenv &) {
+        require_there(name_str);
+        put(whichparam_p, parameter_find(name_str).number);
+    });
+}
+
+int VNTLgetparamtype(VNTENVptr env, int whichparam, int *paramtype)
+{
+    return with_environment(env,
+                            [&](vntenv &) { put(paramtype, parameter_find(whichparam).type); });
+}
+
+// No parameter's text is in another encoding than the program's.
+int VNTLEencodedstrparam(VNTENVptr env, int paramnum, int *isencoded_p)
+{
+    return with_environment(env, [&](vntenv &) {
+        find_typed(paramnum, VNT_PARAMTYPE_STRING);
+        put(isencoded_p, 0);
+    });
+}
+
+int VNTLgetchgparam(VNTENVptr env, int *cnt_p, int *paramnum, int pspace, int *surplus_p)
+{
+    return with_environment(env, [&](vntenv &e) {
+        std::vector<int> changed;
+        for (const parameter &p : parameter_list()) {
+            if (e.parameters.changed(p)) changed.push_back(p.number);
+        }
+        put(cnt_p, static_cast<int>(changed.size()));
+        put_list(changed, paramnum, pspace, surplus_p);
+    });
+}

@@ -1,0 +1,178 @@
+#include "solver/calls/solve.h"
+
+#include "solver/formats/solutionfile.h"
+#include "solver/problem/reformulation.h"
+
+#include <chrono>
+
+using steady = std::chrono::steady_clock;
+
+// The terminate callback is called in bursts, so that one that acts on every 100th call only acts
+// once in each.
+static constexpr int burst = 100;
+static constexpr auto between_bursts = std::chrono::milliseconds(10);
+
+// What a running solve calls back with.
+struct running_solve {
+    vntenv &env;
+    int numcols;
+    uint64_t ticks = 0; // the progress told so far; it never shrinks
+    steady::time_point nextburst = steady::now();
+};
+
+// Lets others find the environment busy instead of waiting for it.
+class solving_mark {
+  public:
+    explicit solving_mark(vntenv &env) : env(env)
+    {
+        env.solving = true;
+        env.lock.unlock();
+    }
+    ~solving_mark()
+    {
+        env.lock.lock();
+        env.solving = false;
+    }
+    solving_mark(const solving_mark &) = delete;
+
+  private:
+    vntenv &env;
+};
+
+static bool terminate_called(running_solve &r)
+{
+    if (r.env.terminatefunc == nullptr) return false;
+    steady::time_point now = steady::now();
+    if (now < r.nextburst) return false;
+    bool stop = false;
+    for (int i = 0; i < burst && !stop; i++) {
+        stop = r.env.terminatefunc(&r.env, r.env.terminatedata) != 0;
+    }
+    r.nextburst = steady::now() + between_bursts;
+    return stop;
+}
+
+static bool pause_called(running_solve &r, const engine_progress *progress, engine_reply *reply)
+{
+    if (r.env.pausefunc == nullptr) return false;
+    pause_window window = {progress, reply, r.numcols};
+    r.env.window = &window;
+    int rc = r.env.pausefunc(&r.env, &window, r.ticks, r.env.pausedata);
+    r.env.window = nullptr;
+    return rc != 0;
+}
+
+static void poll(void *arg, const engine_progress *progress, engine_reply *reply)
+{
+    running_solve &r = *static_cast<running_solve *>(arg);
+    r.ticks = std::max(r.ticks, progress->ticks);
+    if ((r.env.terminate != nullptr && *r.env.terminate != 0) || terminate_called(r) ||
+        pause_called(r, progress, reply)) {
+        reply->stop = true;
+    }
+}
+
+static void log(void *arg, int channel, const char *text)
+{
+    running_solve &r = *static_cast<running_solve *>(arg);
+    r.env.say(static_cast<channel_number>(channel), text);
+}
+
+static engine_params params_of(const parameter_set &set)
+{
+    engine_params params{};
+    params.timelimit = set.getdouble(VNT_PARAM_TIME_LIMIT);
+    params.iterationlimit = set.getlong(VNT_PARAM_ITERATION_LIMIT);
+    params.nodelimit = set.getlong(VNT_PARAM_NODE_LIMIT);
+    params.solutionlimit = set.getlong(VNT_PARAM_SOLUTION_LIMIT);
+    params.feasibility = set.getdouble(VNT_PARAM_FEASIBILITY);
+    params.optimality = set.getdouble(VNT_PARAM_OPTIMALITY);
+    params.integrality = set.getdouble(VNT_PARAM_INTEGRALITY);
+    params.relgap = set.getdouble(VNT_PARAM_REL_GAP);
+    params.absgap = set.getdouble(VNT_PARAM_ABS_GAP);
+    params.cutoff = set.getdouble(VNT_PARAM_CUTOFF);
+    params.presolve = set.getint(VNT_PARAM_PRESOLVE);
+    params.cuts = set.getint(VNT_PARAM_CUTS);
+    params.heuristics = set.getint(VNT_PARAM_HEURISTICS);
+    params.seed = set.getint(VNT_PARAM_SEED);
+    params.loglevel = set.getint(VNT_PARAM_LOG_LEVEL);
+    return params;
+}
+
+static void report(vntenv &env, const answer &last)
+{
+    if (env.parameters.getint(VNT_PARAM_LOG_LEVEL) == 0) return;
+    std::string text = status_text(last.status);
+    text[0] = static_cast<char>(toupper(text[0]));
+    if (last.there() && last.status != VNT_STAT_UNBOUNDED)
+        text += printed(", objective %.15g", last.objective);
+    text += printed(", %lld iterations", static_cast<long long>(last.iterations));
+    if (last.nodes > 0) text += printed(", %lld nodes", static_cast<long long>(last.nodes));
+    env.say(CHANNEL_RESULTS, text + "\n");
+}
+
+// Takes off what the reformulation added, and keeps what the queries need.
+static void settle(vntlp &p, bool discrete)
+{
+    answer &last = p.last;
+    int cols = p.m.numcols();
+    if (last.status == VNT_STAT_INFEASIBLE || last.status == VNT_STAT_INFEASIBLE_OR_UNBOUNDED) {
+        for (auto *values : {&last.x, &last.pi, &last.dj, &last.slack})
+            values->clear();
+    }
+    if (!last.x.empty() || (cols == 0 && last.status == VNT_STAT_OPTIMAL)) {
+        last.x.resize(cols);
+        last.slack = p.m.slacks(last.x.data());
+        bool basic = !last.cstat.empty() || !last.rstat.empty();
+        last.solution = discrete ? VNT_SOLUTION_PRIMAL
+                        : basic  ? VNT_SOLUTION_BASIC
+                                 : VNT_SOLUTION_NONBASIC;
+    }
+    if (!discrete) {
+        if (!last.cstat.empty() || !last.rstat.empty()) p.set_basis(last.cstat, last.rstat);
+        return;
+    }
+    for (std::vector<double> &x : last.solutions) {
+        x.resize(cols);
+        std::string name = "s" + std::to_string(last.pool.size() + 1);
+        last.pool.push_back({name, p.m.objective_at(x.data()), std::move(x)});
+    }
+    last.solutions.clear();
+}
+
+template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, const body &engine)
+{
+    reformulation in(p, discrete);
+    engine_params params = params_of(env.parameters);
+    running_solve run = {.env = env, .numcols = p.m.numcols()};
+    engine_hooks hooks = {&run, poll, log};
+    p.changed();
+    int rc;
+    {
+        solving_mark mark(env);
+        rc = engine(in.engine(), params, hooks, &p.last);
+    }
+    env.ticks += p.last.ticks;
+    if (rc != 0) {
+        p.changed();
+        throw failure{rc, rc == VNTERR_ENGINE ? "the engine failed" : ""};
+    }
+    settle(p, discrete);
+    report(env, p.last);
+}
+
+void solve_lp(vntenv &env, vntlp &p, engine_method method)
+{
+    require(p.m.type == VNT_PROB_LP || p.m.type == VNT_PROB_FIXED_MIP, VNTERR_NOT_LP);
+    solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
+        return engine_solvelp(in, params, method, true, hooks, out);
+    });
+}
+
+void solve_mip(vntenv &env, vntlp &p)
+{
+    require(p.m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
+    solve(env, p, true, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
+        return engine_solvemip(in, params, hooks, out);
+    });
+}

@@ -1,0 +1,16 @@
+// solve.h: one solve: the model goes into an engine as a copy, the answer comes back.
+//
+// Threads: called with the environment's lock; the engine runs without it, with `solving` set.
+// Everything that a running solve calls back is called on its thread.
+//
+// Errors: failures; how a solve ended is the answer's status.
+
+#pragma once
+
+#include "solver/calls/environment.h"
+
+// Solves a continuous problem.
+void solve_lp(vntenv &env, vntlp &p, engine_method method);
+
+// Solves a mixed-integer problem.
+void solve_mip(vntenv &env, vntlp &p);

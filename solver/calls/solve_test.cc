@@ -1,0 +1,360 @@
+#include "solver/calls/test_session.h"
+
+#include <atomic>
+#include <cmath>
+#include <functional>
+#include <random>
+#include <thread>
+
+struct solving : session {
+    // What a query tells of columns or rows 0 to count - 1.
+    std::vector<double> asked(decltype(VNTLgetx) *query, VNTLPptr lp, int count)
+    {
+        std::vector<double> values(count);
+        EXPECT_EQ(query(env, lp, values.data(), 0, count - 1), 0);
+        return values;
+    }
+    void expect_optimal(VNTLPptr lp, double optimum)
+    {
+        EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
+        EXPECT_NEAR(objective(lp), optimum, 1e-6 * std::max(1.0, std::fabs(optimum)));
+    }
+};
+
+TEST_F(solving, EveryMethodFindsTheOptimum)
+{
+    VNTLPptr lp = problem_of_file("afiro.mps");
+    for (auto *method : {VNTLlpopt, VNTLprimopt, VNTLdualopt, VNTLbaropt}) {
+        VNTLPptr fresh = VNTLcloneprob(env, lp, nullptr);
+        ASSERT_EQ(method(env, fresh), 0);
+        expect_optimal(fresh, -464.7531428571);
+        EXPECT_EQ(VNTLgetmethod(env, fresh), method == VNTLprimopt  ? VNT_METHOD_PRIMAL
+                                             : method == VNTLbaropt ? VNT_METHOD_BARRIER
+                                                                    : VNT_METHOD_DUAL);
+    }
+    EXPECT_NE(heard[CHANNEL_RESULTS].find("Optimal, objective -464.753142857"), std::string::npos);
+}
+
+TEST_F(solving, TheAnswersOfALinearProblemFitTogether)
+{
+    VNTLPptr lp = problem_of_file("israel.mps");
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, -896644.82186);
+    int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp), status = 0;
+    std::vector<double> x(cols), dj(cols), found(cols), pi(rows), slack(rows);
+    ASSERT_EQ(VNTLsolution(env, lp, &status, nullptr, x.data(), pi.data(), slack.data(), dj.data()),
+              0);
+    EXPECT_NEAR(VNTLEobjfromx(env, lp, x.data()), objective(lp), 1e-3);
+    ASSERT_EQ(VNTLdjfrompi(env, lp, pi.data(), found.data()), 0);
+    for (int j = 0; j < cols; j++)
+        EXPECT_NEAR(dj[j], found[j], 1e-6 * (1 + std::fabs(dj[j])));
+    std::vector<double> rhs = asked(VNTLgetrhs, lp, rows), activity = asked(VNTLgetax, lp, rows);
+    for (int i = 0; i < rows; i++)
+        EXPECT_EQ(rhs[i] - activity[i], slack[i]);
+    double most = 1;
+    ASSERT_EQ(VNTLgetdblquality(env, lp, &most, VNT_QUALITY_MAX_PRIMAL_INFEASIBILITY), 0);
+    EXPECT_LT(most, 1e-5);
+}
+
+TEST_F(solving, AChangeTakesTheAnswerAwayAndLeavesTheBasis)
+{
+    VNTLPptr lp = problem_from("max\n x + 2 y\nst\n c: x + y <= 4\n d: x - y <= 1\nend\n");
+    double value = 0, one = 1, five = 5;
+    int row = 0;
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    ASSERT_EQ(VNTLchgrhs(env, lp, 1, &row, &five), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_NONE);
+    EXPECT_EQ(VNTLgetobjval(env, lp, &value), VNTERR_NO_SOLUTION);
+    ASSERT_EQ(VNTLnewcols(env, lp, 1, &one, nullptr, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLnewrows(env, lp, 1, &one, "L", nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLchgcoef(env, lp, 2, 2, 1), 0);
+    EXPECT_EQ(VNTLEcangetbase(env, lp), 1) << "it was fitted";
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, 11);
+    ASSERT_EQ(VNTLdelrows(env, lp, 0, 0), 0); // a row that is not basic takes the basis along
+    EXPECT_EQ(VNTLEcangetbase(env, lp), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_UNBOUNDED);
+    double ray[3];
+    ASSERT_EQ(VNTLgetray(env, lp, ray), 0);
+    EXPECT_GT(ray[0] + 2 * ray[1] + ray[2], 0);
+}
+
+TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearchTheBestLast)
+{
+    VNTLPptr lp = problem_of_file("egout.mps");
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    expect_optimal(lp, 568.1007);
+    int cols = VNTLgetnumcols(env, lp), count = VNTLgetsolnpoolnumsolns(env, lp);
+    ASSERT_GT(count, 0);
+    std::vector<double> x(cols);
+    double value = 0;
+    for (int k = 0; k < count; k++) {
+        ASSERT_EQ(VNTLgetsolnpoolx(env, lp, k, x.data(), 0, cols - 1), 0);
+        ASSERT_EQ(VNTLgetsolnpoolobjval(env, lp, k, &value), 0);
+        EXPECT_NEAR(VNTLEobjfromx(env, lp, x.data()), value, 1e-6);
+    }
+    EXPECT_NEAR(value, objective(lp), 1e-6);
+    ASSERT_EQ(VNTLdelsolnpoolsolns(env, lp, 0, count - 1), 0);
+    EXPECT_EQ(VNTLgetsolnpoolnumsolns(env, lp), 0);
+    expect_optimal(lp, 568.1007); // the solution itself stays
+}
+
+TEST_F(solving, AMipIsFixedAtItsSolutionRelaxedAndItselfAgain)
+{
+    VNTLPptr lp = problem_of_file("egout.mps");
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    std::string before = all_of(lp);
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_FIXED_MIP), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, 568.1007);
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_MIP), 0);
+    EXPECT_EQ(all_of(lp), before);
+    ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_LP), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    expect_optimal(lp, 149.5887662);
+}
+
+TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBoundsAndNeedsThem)
+{
+    VNTLPptr lp = problem_of_file("semi-continuous.lp");
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    expect_optimal(lp, 8.2233333333);
+    VNTLPptr unbounded = problem_from("min\n x\nst\n c: x >= 1\nbounds\n x >= 2\nsemis\n x\nend\n");
+    EXPECT_EQ(VNTLmipopt(env, unbounded), VNTERR_NOT_SUPPORTED);
+    EXPECT_NE(heard[CHANNEL_ERROR].find("\"x\""), std::string::npos);
+    VNTLPptr open = problem_from("max\n x\nst\n r: x >= 0\nbinary\n z\nend\n");
+    int index = 0;
+    double value = 1;
+    ASSERT_EQ(VNTLaddindconstr(env, open, 1, 0, 1, 2, 'L', &index, &value, nullptr), 0);
+    EXPECT_EQ(VNTLmipopt(env, open), VNTERR_NOT_SUPPORTED) << "nor has an indicator's column";
+}
+
+TEST_F(solving, SpecialOrderedSetsHoldForContinuousColumnsAndForgetDeletedOnes)
+{
+    // One of 6, 4, 4 and 10; or neighbours in the order a, c, b, d.
+    for (auto [type, optimum] : {std::pair('1', 10), std::pair('2', 14)}) {
+        VNTLPptr lp =
+            problem_from("max\n 3 a + 2 b + 4 c - 2 d\nst\n r: a + b + c + d <= 9\nbounds\n"
+                         " a <= 2\n b <= 2\n c <= 1\n -5 <= d <= 5\nend\n");
+        int64_t begin = 0, count = 0, surplus = 0;
+        int index[] = {0, 1, 2, 3}, back[4];
+        double weight[] = {1, 3, 2, 4}, val[2];
+        ASSERT_EQ(VNTLaddsos(env, lp, 1, 4, &type, &begin, index, weight, nullptr), 0);
+        ASSERT_EQ(VNTLaddmipstarts(env, lp, 1, 2, &begin, index + 2, weight, nullptr, nullptr), 0);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0);
+        expect_optimal(lp, optimum);
+        ASSERT_EQ(VNTLdelcols(env, lp, 2, 2), 0);
+        ASSERT_EQ(VNTLgetsos(env, lp, &count, nullptr, &begin, back, nullptr, 3, &surplus, 0, 0),
+                  0);
+        EXPECT_EQ(back[2], 2) << "d moved down";
+        ASSERT_EQ(VNTLgetmipstarts(env, lp, &count, &begin, back, val, nullptr, 2, &surplus, 0, 0),
+                  0);
+        EXPECT_EQ(count, 1) << "a start forgets the column too";
+        EXPECT_EQ(back[0], 2);
+        EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/null", "mps"), VNTERR_FILE_FEATURE);
+    }
+}
+
+// Small random problems of integer columns, with sets and indicators, against all their points.
+struct enumerated : solving {
+    static constexpr int cols = 4, rows = 3;
+    std::mt19937 random;
+    VNTLPptr lp = nullptr;
+    double x[cols], low[cols], high[cols];
+
+    int below(int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); }
+
+    void build(unsigned seed)
+    {
+        random.seed(seed);
+        lp = problem();
+        for (int j = 0; j < cols; j++) {
+            char type = j == 0 ? 'B' : "BIIN"[below(4)];
+            double obj = below(13) - 6;
+            low[j] = type == 'B' ? 0 : type == 'N' ? 1 + below(2) : -below(3);
+            high[j] = type == 'B' ? 1 : low[j] + 1 + below(3);
+            ASSERT_EQ(VNTLnewcols(env, lp, 1, &obj, &low[j], &high[j], &type, nullptr), 0);
+        }
+        ASSERT_EQ(VNTLchgobjsen(env, lp, below(2) == 0 ? VNT_MIN : VNT_MAX), 0);
+        int64_t begin = 0;
+        int all[cols] = {0, 1, 2, 3};
+        double value[cols], weight[] = {2, 1, 3, 4};
+        for (int i = 0; i < rows; i++) {
+            for (double &v : value)
+                v = below(9) - 4;
+            double rhs = below(9) - 2;
+            char sense = below(6) == 0 ? 'E' : i == 0 ? 'G' : 'L';
+            ASSERT_EQ(VNTLaddrows(env, lp, 0, 1, cols, &rhs, &sense, &begin, all, value, nullptr,
+                                  nullptr),
+                      0);
+        }
+        if (below(2) == 0) {
+            char type = "12"[below(2)];
+            ASSERT_EQ(VNTLaddsos(env, lp, 1, cols, &type, &begin, all, weight, nullptr), 0);
+        }
+        for (double &v : value)
+            v = below(5) - 2;
+        if (below(2) == 0) {
+            ASSERT_EQ(VNTLaddindconstr(env, lp, 0, below(2), cols, below(5), "LGE"[below(3)], all,
+                                       value, nullptr),
+                      0);
+        }
+    }
+
+    bool feasible()
+    {
+        double beyond[cols + rows + 2] = {};
+        EXPECT_EQ(VNTLgetcolinfeas(env, lp, x, beyond, 0, cols - 1), 0);
+        EXPECT_EQ(VNTLgetrowinfeas(env, lp, x, beyond + cols, 0, rows - 1), 0);
+        VNTLgetsosinfeas(env, lp, x, beyond + cols + rows, 0, VNTLgetnumsos(env, lp) - 1);
+        VNTLgetindconstrinfeas(env, lp, x, beyond + cols + rows + 1, 0,
+                               VNTLgetnumindconstrs(env, lp) - 1);
+        return std::all_of(std::begin(beyond), std::end(beyond), [](double b) { return b == 0; });
+    }
+
+    // The best objective of the points from column j on, in the sense of a minimum.
+    double best(int j)
+    {
+        if (j == cols) {
+            return feasible() ? VNTLgetobjsen(env, lp) * VNTLEobjfromx(env, lp, x) : VNT_INFINITY;
+        }
+        double found = VNT_INFINITY;
+        for (x[j] = std::min(low[j], 0.0); x[j] <= high[j]; x[j]++)
+            found = std::min(found, best(j + 1));
+        return found;
+    }
+};
+
+TEST_F(enumerated, NoPointIsBetterThanTheOneFound)
+{
+    int solved = 0;
+    for (unsigned seed = 1; seed <= 400; seed++) {
+        SCOPED_TRACE(seed);
+        build(seed);
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_PRESOLVE, seed % 2), 0);
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_CUTS, seed % 3 != 0), 0);
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_HEURISTICS, seed % 5 != 0), 0);
+        double expected = best(0);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
+        if (expected == VNT_INFINITY) {
+            ASSERT_EQ(VNTLgetstat(env, lp), VNT_STAT_INFEASIBLE);
+            continue;
+        }
+        solved++;
+        ASSERT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
+        ASSERT_NEAR(VNTLgetobjsen(env, lp) * objective(lp), expected, 1e-6);
+        ASSERT_EQ(VNTLgetx(env, lp, x, 0, cols - 1), 0);
+        for (double &v : x)
+            v = std::round(v);
+        ASSERT_TRUE(feasible());
+        ASSERT_EQ(VNTLfreeprob(env, &lp), 0);
+    }
+    EXPECT_GT(solved, 130);
+}
+
+// What a running solve calls back.
+struct watched : solving {
+    int polls = 0, burst = 0, pauses = 0; // polls since the last pause, the most of them
+    volatile int terminate = 0;
+    std::function<bool()> stop = [] { return false; }; // asked at each pause
+    uint64_t lasttick = 0;
+    int columns = 0;
+    vntmipprogress seen = {};
+    double inject = 0;
+
+    void SetUp() override
+    {
+        solving::SetUp();
+        ASSERT_EQ(VNTEsetterminatefunc(env, poll, this), 0);
+        ASSERT_EQ(VNTEsetpausecallbackfunc(env, pause, this), 0);
+        ASSERT_EQ(VNTLEsetasyncterminate(env, &terminate), 0);
+    }
+    static int poll(VNTENVptr, void *data)
+    {
+        static_cast<watched *>(data)->polls++;
+        return 0;
+    }
+    static int pause(VNTENVptr env, void *cbdata, uint64_t ticks, void *data)
+    {
+        watched &w = *static_cast<watched *>(data);
+        EXPECT_TRUE(w.pauses == 0 || ticks >= w.lasttick);
+        w.lasttick = ticks;
+        w.pauses++;
+        w.burst = std::max(w.burst, std::exchange(w.polls, 0));
+        std::vector<double> x(w.columns + 1);
+        w.seen.sol = x.data();
+        EXPECT_EQ(VNTEgetasyncmipprogress(env, cbdata, w.columns, &w.seen, 4711), 0);
+        EXPECT_EQ(VNTEgetasyncmipprogress(env, &w, 0, &w.seen, 0), VNTERR_BAD_ARGUMENT);
+        EXPECT_EQ(VNTLsetdefaults(env), VNTERR_SOLVING) << "nothing changes under a solve";
+        if (w.inject != 0) {
+            EXPECT_EQ(VNTEasyncprogressinject(env, cbdata, w.inject, 1, 1e75), 0);
+        }
+        return w.stop() ? 13 : 0;
+    }
+    int solve(VNTLPptr lp)
+    {
+        pauses = 0; // each solve counts its ticks from 0
+        int mip = VNTLgetnumint(env, lp) + VNTLgetnumbin(env, lp);
+        EXPECT_EQ(mip > 0 ? VNTLmipopt(env, lp) : VNTLlpopt(env, lp), 0);
+        return VNTLgetstat(env, lp);
+    }
+};
+
+TEST_F(watched, ASolveTellsItsProgressAndEndsWhenItIsTold)
+{
+    VNTLPptr lp = problem_of_file("25fv47.mps");
+    stop = [this] { return pauses == 20; };
+    EXPECT_EQ(solve(lp), VNT_STAT_STOPPED);
+    stop = [] { return false; };
+    terminate = 1;
+    EXPECT_EQ(solve(lp), VNT_STAT_STOPPED);
+    terminate = 0;
+    EXPECT_EQ(solve(lp), VNT_STAT_OPTIMAL);
+    expect_optimal(lp, 5501.8458883);
+    EXPECT_GT(pauses, 10);
+    EXPECT_GE(burst, 100) << "one reaches a handler that acts on every 100th call";
+    EXPECT_EQ(seen.incumbent, 4711) << "the reference, without an incumbent";
+    EXPECT_EQ(VNTEgetasyncmipprogress(env, this, 0, &seen, 0), VNTERR_BAD_ARGUMENT)
+        << "only from inside the callback";
+}
+
+TEST_F(watched, ASearchTellsItsIncumbentAndKeepsItWhenStopped)
+{
+    VNTLPptr lp = problem_of_file("misc07.mps");
+    columns = VNTLgetnumcols(env, lp);
+    stop = [this] { return seen.solcount > 0 && seen.phase == 1; };
+    EXPECT_EQ(solve(lp), VNT_STAT_STOPPED);
+    EXPECT_EQ(seen.solcount, columns);
+    EXPECT_LE(seen.bound, 2810 + 1e-6);
+    EXPECT_NEAR(objective(lp), seen.incumbent, 1e-6 * std::fabs(seen.incumbent));
+}
+
+TEST_F(watched, AnInjectedObjectiveCutsOffWhatIsNoBetter)
+{
+    inject = 3000; // the optimum is 3089
+    EXPECT_EQ(solve(problem_of_file("p0033.mps")), VNT_STAT_CUTOFF);
+}
+
+TEST_F(watched, OtherThreadsFindTheEnvironmentBusy)
+{
+    VNTLPptr lp = problem_of_file("afiro.mps"), copy = lp;
+    VNTENVptr same = env;
+    std::atomic<bool> inside = false, go = false;
+    stop = [&] {
+        inside = true;
+        inside.notify_all();
+        go.wait(false);
+        return false;
+    };
+    std::thread solver([&] { EXPECT_EQ(VNTLlpopt(env, lp), 0); });
+    inside.wait(false);
+    EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_SOLVING);
+    EXPECT_EQ(VNTLfreeprob(env, &copy), VNTERR_SOLVING);
+    EXPECT_EQ(VNTLcloseVANTO(&same), VNTERR_SOLVING);
+    EXPECT_EQ(VNTLgetnumcols(env, lp), 0);
+    go = true;
+    go.notify_all();
+    solver.join();
+    EXPECT_EQ(VNTLgetnumcols(env, lp), 32);
+}

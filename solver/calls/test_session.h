@@ -1,0 +1,126 @@
+// test_session.h: what tests of the solver share: an open environment that notes its channels, and
+// problems as text, so that two of them can be compared by one look.
+
+#pragma once
+
+#include "solver/calls/environment.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+
+struct session : testing::Test {
+    VNTENVptr env = nullptr;
+    std::string heard[CHANNELS];
+
+    void SetUp() override
+    {
+        int status = -1;
+        env = VNTLopenVANTO(&status);
+        ASSERT_EQ(status, 0);
+        VNTCHANNELptr channels[CHANNELS];
+        ASSERT_EQ(VNTLgetchannels(env, &channels[0], &channels[1], &channels[2], &channels[3]), 0);
+        for (int i = 0; i < CHANNELS; i++) {
+            ASSERT_EQ(VNTLaddfuncdest(env, channels[i], &heard[i], hear), 0);
+        }
+    }
+    void TearDown() override { EXPECT_EQ(VNTLcloseVANTO(&env), 0); }
+
+    static void hear(void *heard, const char *text) { *static_cast<std::string *>(heard) += text; }
+
+    VNTLPptr problem(const char *name = "test")
+    {
+        int status = -1;
+        VNTLPptr lp = VNTLcreateprob(env, &status, name);
+        EXPECT_EQ(status, 0);
+        return lp;
+    }
+
+    // A problem read from text.
+    int read(VNTLPptr lp, const std::string &text, const char *kind)
+    {
+        return VNTEreadcopyprob(env, lp, "text", text.data(), static_cast<int64_t>(text.size()),
+                                kind);
+    }
+    VNTLPptr problem_from(const std::string &text, const char *kind = "lp")
+    {
+        VNTLPptr lp = problem();
+        EXPECT_EQ(read(lp, text, kind), 0) << heard[CHANNEL_ERROR];
+        return lp;
+    }
+    VNTLPptr problem_of_file(const std::string &name)
+    {
+        VNTLPptr lp = problem();
+        std::string path = std::string(VNT_SOURCE_DIR) + "/test/models/" + name;
+        EXPECT_EQ(VNTEreadcopyprob(env, lp, path.c_str(), nullptr, 0, nullptr), 0)
+            << heard[CHANNEL_ERROR];
+        return lp;
+    }
+
+    // All that the queries tell of a problem, numbers to the last bit.
+    std::string all_of(VNTLPptr lp)
+    {
+        int rows = VNTLgetnumrows(env, lp), cols = VNTLgetnumcols(env, lp);
+        int64_t nz = VNTLgetnumnz(env, lp);
+        std::ostringstream out;
+        double offset = -1;
+        EXPECT_EQ(VNTLgetobjoffset(env, lp, &offset), 0);
+        out << "type " << VNTLgetprobtype(env, lp) << " sense " << VNTLgetobjsen(env, lp)
+            << std::hexfloat << " offset " << offset << " nz " << nz << "\n";
+        std::vector<double> obj(cols), lb(cols), ub(cols), rhs(rows), rng(rows);
+        std::string ctype(cols, '-'), sense(rows, '-');
+        EXPECT_EQ(VNTLgetobj(env, lp, obj.data(), 0, cols - 1), 0);
+        EXPECT_EQ(VNTLgetlb(env, lp, lb.data(), 0, cols - 1), 0);
+        EXPECT_EQ(VNTLgetub(env, lp, ub.data(), 0, cols - 1), 0);
+        VNTLgetctype(env, lp, ctype.data(), 0, cols - 1);
+        EXPECT_EQ(VNTLgetrhs(env, lp, rhs.data(), 0, rows - 1), 0);
+        EXPECT_EQ(VNTLgetrngval(env, lp, rng.data(), 0, rows - 1), 0);
+        EXPECT_EQ(VNTLgetsense(env, lp, sense.data(), 0, rows - 1), 0);
+        std::vector<int64_t> beg(std::max(rows, cols) + 1);
+        std::vector<int> ind(nz);
+        std::vector<double> val(nz);
+        auto lines = [&](int count) {
+            beg[count] = nz;
+            for (int k = 0; k < count; k++) {
+                for (int64_t e = beg[k]; e < beg[k + 1]; e++)
+                    out << ind[e] << ":" << val[e] << " ";
+                out << "| ";
+            }
+            out << "\n";
+        };
+        int64_t surplus = -1;
+        EXPECT_EQ(VNTLgetcols(env, lp, nullptr, beg.data(), ind.data(), val.data(), nz, &surplus, 0,
+                              cols - 1),
+                  0);
+        EXPECT_EQ(surplus, 0);
+        lines(cols);
+        EXPECT_EQ(VNTLgetrows(env, lp, nullptr, beg.data(), ind.data(), val.data(), nz, &surplus, 0,
+                              rows - 1),
+                  0);
+        lines(rows);
+        for (int j = 0; j < cols; j++) {
+            out << name_of(lp, VNTLgetcolname, j) << " " << obj[j] << " [" << lb[j] << "," << ub[j]
+                << "] " << ctype[j] << "\n";
+        }
+        for (int i = 0; i < rows; i++) {
+            out << name_of(lp, VNTLgetrowname, i) << " " << sense[i] << " " << rhs[i] << " "
+                << rng[i] << "\n";
+        }
+        return out.str();
+    }
+
+    std::string name_of(VNTLPptr lp, decltype(VNTLgetcolname) *ask, int i)
+    {
+        char *name = nullptr, store[300];
+        int64_t surplus;
+        EXPECT_EQ(ask(env, lp, &name, store, sizeof store, &surplus, i, i), 0);
+        return name != nullptr ? name : "";
+    }
+
+    double objective(VNTLPptr lp)
+    {
+        double value = 0;
+        EXPECT_EQ(VNTLgetobjval(env, lp, &value), 0);
+        return value;
+    }
+};

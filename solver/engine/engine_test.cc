@@ -1,0 +1,424 @@
+#include "solver/engine/engine.h"
+#include "solver/engine/enginemodel.h"
+#include "solver/formats/files.h"
+#include "solver/formats/lpformat.h"
+#include "solver/formats/mps.h"
+#include "solver/problem/reformulation.h"
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <functional>
+#include <gtest/gtest.h>
+#include <optional>
+#include <random>
+#include <thread>
+
+namespace {
+
+constexpr engine_method methods[] = {ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER};
+
+// A problem, and its model as the engines take it.
+struct problem : vntlp {
+    problem() = default;
+    explicit problem(const std::string &lptext) { m = lp_read(lptext, &remarks); }
+
+    // As it is now.  It is good until the next time.
+    const engine_model &model(bool discrete)
+    {
+        taken = std::make_shared<reformulation>(*this, discrete);
+        return taken->engine();
+    }
+    std::string remarks;
+    std::shared_ptr<reformulation> taken;
+};
+
+problem fromfile(const std::string &name)
+{
+    problem p;
+    std::string path = VNT_SOURCE_DIR "/test/models/" + name;
+    p.m = mps_read(file_contents(path.c_str(), nullptr, 0), &p.remarks);
+    return p;
+}
+
+// The two calls with hooks that record, and what a test does at a poll point.
+struct solver {
+    engine_params params = {.loglevel = 2};
+    std::function<void(const engine_progress &, engine_reply &)> onpoll;
+    std::string logged;
+    uint64_t polls = 0, lastticks = 0;
+
+    engine_hooks hooks()
+    {
+        lastticks = 0;
+        return {
+            this,
+            [](void *arg, const engine_progress *progress, engine_reply *reply) {
+                solver &s = *static_cast<solver *>(arg);
+                EXPECT_GT(progress->ticks, s.lastticks);
+                s.lastticks = progress->ticks;
+                s.polls++;
+                if (s.onpoll) s.onpoll(*progress, *reply);
+            },
+            [](void *arg, int, const char *text) { static_cast<solver *>(arg)->logged += text; }};
+    }
+    engine_result lp(problem &p, engine_method method = ENGINE_DUAL, bool crossover = true)
+    {
+        engine_result r;
+        EXPECT_EQ(engine_solvelp(p.model(false), params, method, crossover, hooks(), &r), 0);
+        return r;
+    }
+    engine_result mip(problem &p)
+    {
+        engine_result r;
+        EXPECT_EQ(engine_solvemip(p.model(true), params, hooks(), &r), 0);
+        return r;
+    }
+};
+
+// Feasible on both sides and with equal values: optimal, whoever computed it.
+void expectoptimal(problem &p, const engine_result &r, double objective)
+{
+    const engine_model &m = p.model(false);
+    ASSERT_EQ(r.status, VNT_STAT_OPTIMAL);
+    EXPECT_NEAR(r.objective, objective, 1e-7 * (1 + std::fabs(objective)));
+    EXPECT_EQ(r.bound, r.objective);
+    EXPECT_LT(engine_violation(m, r.x.data()), 1e-6);
+    EXPECT_LT(engine_dualviolation(m, r), 1e-5);
+    std::vector<double> dj = engine_reducedcosts(m, m.objective, r.pi.data());
+    for (int j = 0; j < m.numcols; j++)
+        EXPECT_NEAR(dj[j], r.dj[j], 1e-6) << j;
+    for (int i = 0; i < m.numrows; i++) {
+        double side = !engine_isinf(m.rowupper[i])   ? m.rowupper[i]
+                      : !engine_isinf(m.rowlower[i]) ? m.rowlower[i]
+                                                     : 0;
+        EXPECT_EQ(r.slack[i], side - r.activity[i]) << i;
+    }
+}
+
+void expectmip(problem &p, const engine_result &r, double objective)
+{
+    const engine_model &m = p.model(true);
+    ASSERT_EQ(r.status, VNT_STAT_OPTIMAL);
+    EXPECT_NEAR(r.objective, objective, 1e-6 * (1 + std::fabs(objective)));
+    EXPECT_EQ(r.bound, r.objective);
+    EXPECT_EQ(engine_fraction(m, r.x.data()), 0);
+    EXPECT_LT(engine_violation(m, r.x.data()), 1e-6);
+    EXPECT_EQ(r.solutions.back(), r.x);
+    EXPECT_EQ(r.nodesleft, 0);
+}
+
+// The same problem to be minimised and to be maximised.
+problem turned(problem p, int sense)
+{
+    if (p.m.sense == sense) return p;
+    p.m.sense = sense;
+    for (double &c : p.m.objective)
+        c = -c;
+    return p;
+}
+
+TEST(EngineLp, EveryMethodFindsTheSameOptimumInBothSenses)
+{
+    const problem twocolumns(
+        "max\n 3 x + 2 y\nst\n x + y <= 4\n x + 3 y <= 9\nbounds\n x <= 3\nend\n");
+    for (int sense : {VNT_MIN, VNT_MAX})
+        for (engine_method method : methods) {
+            SCOPED_TRACE(testing::Message() << "sense " << sense << " method " << method);
+            problem p = turned(twocolumns, sense);
+            p.m.offset = 100;
+            engine_result r = solver().lp(p, method);
+            expectoptimal(p, r, 100 - 11 * sense);
+            EXPECT_DOUBLE_EQ(r.x[0], 3);
+            EXPECT_DOUBLE_EQ(r.x[1], 1);
+            EXPECT_DOUBLE_EQ(r.pi[0], -2 * sense);
+            EXPECT_DOUBLE_EQ(r.dj[0], -1 * sense);
+            EXPECT_EQ(r.cstat, (std::vector<int>{VNT_BASIS_UPPER, VNT_BASIS_BASIC}));
+            EXPECT_EQ(r.rstat, (std::vector<int>{VNT_BASIS_LOWER, VNT_BASIS_BASIC}));
+        }
+    problem p = twocolumns;
+    engine_result inside = solver().lp(p, ENGINE_BARRIER, false);
+    EXPECT_NEAR(inside.objective, 11, 1e-3);
+    EXPECT_TRUE(inside.cstat.empty() && inside.rstat.empty()) << "without crossover";
+}
+
+TEST(EngineLp, InfeasibleAndUnboundedProblemsComeWithAProof)
+{
+    problem rows("min\n x + y\nst\n x + y >= 5\n 2 x + 2 y <= 3\nend\n");
+    problem both(
+        "min\n - x\nst\n x - y >= 0\n 0 x + z >= 2\n z + y <= 1\nend\n"); // no limit either
+    problem crossed("min\n x\nst\n x + y >= 5\nbounds\n 3 <= x <= 2\nend\n");
+    problem cone("min\n - x - y\nst\n c: x - y <= 2\n d: - x + y <= 2\nend\n");
+    for (engine_method method : methods)
+        for (int presolve : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << method << presolve);
+            solver s;
+            s.params.presolve = presolve;
+            engine_result r = s.lp(rows, method);
+            EXPECT_EQ(r.status, VNT_STAT_INFEASIBLE);
+            EXPECT_TRUE(engine_provesinfeasible(rows.model(false), r.farkas));
+            EXPECT_EQ(s.lp(both, method).status, VNT_STAT_INFEASIBLE);
+            EXPECT_EQ(s.lp(crossed, method).status, VNT_STAT_INFEASIBLE);
+            r = s.lp(cone, method);
+            EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
+            EXPECT_TRUE(engine_provesunbounded(cone.model(false), r.ray));
+        }
+}
+
+TEST(EngineLp, LimitsAndStopEndWithTheirStatus)
+{
+    problem p = fromfile("israel.mps");
+    solver limited;
+    limited.params.iterationlimit = 20;
+    engine_result r = limited.lp(p);
+    EXPECT_EQ(r.status, VNT_STAT_ITERATION_LIMIT);
+    EXPECT_EQ(r.iterations, 20);
+    for (engine_method method : methods) {
+        solver stopped;
+        stopped.onpoll = [](const engine_progress &progress, engine_reply &reply) {
+            reply.stop = progress.ticks >= 12;
+        };
+        EXPECT_EQ(stopped.lp(p, method).status, VNT_STAT_STOPPED);
+        EXPECT_EQ(stopped.polls, 12u) << "nothing is asked after a stop";
+    }
+}
+
+// 13 at (2, 0, 1).
+const char *const threeintegers =
+    "max\n 5 a + 4 b + 3 c\nst\n 2 a + 3 b + c <= 5\n 4 a + b + 2 c <= 11\n"
+    " 3 a + 4 b + 2 c <= 8\nbounds\n a <= 10\n b <= 10\n c <= 10\ngeneral\n a\n b\n c\nend\n";
+
+TEST(EngineMip, ImpossibleProblemsAreToldApart)
+{
+    const char *const infeasible[] = {
+        // no integer point, though a relaxation
+        "min\n x + y\nst\n 2 x + 2 y = 3\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n y\nend\n",
+        // not even that
+        "min\n x + y\nst\n x + y >= 30\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n y\nend\n",
+        // no integer between the bounds of a column
+        "min\n x\nst\n x <= 1\nbounds\n 0.3 <= x <= 0.7\ngeneral\n x\nend\n",
+        // the relaxation has no limit, and there is no integer point
+        "max\n x + y\nst\n x - y + z <= 3\n 2 w = 1\ngeneral\n x\nbinary\n z\n w\nend\n"};
+    problem unbounded("max\n x + y\nst\n x - y + z <= 3\ngeneral\n x\nbinary\n z\nend\n");
+    for (int presolve : {0, 1}) {
+        SCOPED_TRACE(testing::Message() << "presolve " << presolve);
+        solver s;
+        s.params.presolve = presolve;
+        for (const char *text : infeasible) {
+            problem p(text);
+            EXPECT_EQ(s.mip(p).status, VNT_STAT_INFEASIBLE) << text;
+        }
+        engine_result r = s.mip(unbounded);
+        EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
+        EXPECT_TRUE(engine_provesunbounded(unbounded.model(true), r.ray));
+        EXPECT_LT(engine_violation(unbounded.model(true), r.x.data()), 1e-6);
+    }
+}
+
+TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
+{
+    for (int sense : {VNT_MIN, VNT_MAX}) {
+        problem p = turned(fromfile("p0033.mps"), sense); // 3089
+        for (double cutoff : {3089.0, 3000.0}) {
+            solver injected;
+            injected.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
+                reply.inject = progress.ticks == 2;
+                reply.cutoff = sense * cutoff;
+            };
+            engine_result r = injected.mip(p);
+            EXPECT_EQ(r.status, VNT_STAT_CUTOFF);
+            EXPECT_EQ(r.bound, sense * cutoff);
+            EXPECT_TRUE(r.solutions.empty());
+        }
+    }
+    problem p = fromfile("stein27.mps"); // 18
+    solver search;                       // has an incumbent when the cutoff comes
+    search.onpoll = [](const engine_progress &progress, engine_reply &reply) {
+        reply.inject = progress.nodes >= 3 && progress.solution != nullptr;
+        reply.cutoff = 17;
+    };
+    engine_result r = search.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_CUTOFF);
+    EXPECT_EQ(r.bound, 17);
+    EXPECT_GE(r.objective, 18);
+}
+
+TEST(EngineMip, ACutoffBetweenTwoStepsOfTheObjectiveLeavesTheBetterOne)
+{
+    for (double scale : {1.0, 0.25, 1.0 / 3}) // steps of the objective, and none that is seen
+        for (int sense : {VNT_MIN, VNT_MAX}) {
+            problem p = turned(problem(threeintegers), sense);
+            for (double &c : p.m.objective)
+                c *= scale;
+            p.m.offset = 0.5;
+            double best = 0.5 - sense * 13 * scale;
+            solver s;
+            s.params.cutoff = best + sense * 0.01 * scale;
+            expectmip(p, s.mip(p), best);
+            for (double cutoff : {best, best - sense * 0.01 * scale}) {
+                s.params.cutoff = cutoff;
+                EXPECT_EQ(s.mip(p).status, VNT_STAT_CUTOFF);
+            }
+        }
+}
+
+TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
+{
+    problem p(threeintegers);
+    solver s;
+    s.params.solutionlimit = 1;
+    p.start = {1, 0, 2}; // 11
+    EXPECT_EQ(s.mip(p).x, p.start);
+    p.start = {1, NAN, NAN}; // completes to 12 with b = 1 and c = 1, or less
+    engine_result r = s.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_SOLUTION_LIMIT);
+    EXPECT_EQ(r.x[0], 1);
+    p.start = {9, 9, 9}; // infeasible: of no use, no harm
+    expectmip(p, solver().mip(p), 13);
+}
+
+TEST(EngineMip, LimitsEndWithTheirStatusAndTimeHeldInThePollDoesNotCount)
+{
+    problem p = fromfile("p0201.mps"), small = fromfile("p0033.mps");
+    solver nodes;
+    nodes.params.nodelimit = 5;
+    engine_result r = nodes.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_NODE_LIMIT);
+    EXPECT_LE(r.nodes, 6);
+    EXPECT_GT(r.nodesleft, 0);
+    solver gap;
+    gap.params.relgap = 0.9;
+    r = gap.mip(p);
+    EXPECT_EQ(r.status, VNT_STAT_OPTIMAL_TOLERANCE);
+    EXPECT_LT(r.bound, r.objective);
+    solver time;
+    time.params.timelimit = 0;
+    EXPECT_EQ(time.mip(p).status, VNT_STAT_TIME_LIMIT);
+    time.params.timelimit = 1;
+    time.onpoll = [](const engine_progress &progress, engine_reply &) {
+        if (progress.ticks == 100) std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    };
+    expectmip(small, time.mip(small), 3089);
+}
+
+TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)
+{
+    problem p = fromfile("p0201.mps");
+    struct sigaction before;
+    sigaction(SIGINT, nullptr, &before);
+    solver s;
+    double bound = -VNT_INFINITY;
+    int64_t nodes = 0, iterations = 0;
+    bool changed = false;
+    s.onpoll = [&](const engine_progress &progress, engine_reply &) {
+        struct sigaction now;
+        sigaction(SIGINT, nullptr, &now);
+        changed = changed || now.sa_handler != before.sa_handler;
+        EXPECT_GE(progress.nodes, nodes);
+        EXPECT_GE(progress.iterations, iterations);
+        EXPECT_GE(progress.bound, bound);
+        EXPECT_TRUE(progress.solution == nullptr || progress.bound <= progress.incumbent);
+        nodes = progress.nodes;
+        iterations = progress.iterations;
+        bound = progress.bound;
+    };
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    engine_result r = s.mip(p);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    expectmip(p, r, 7615);
+    EXPECT_FALSE(changed);
+    EXPECT_NE(s.logged.find("* incumbent 7615 "), std::string::npos);
+}
+
+// A problem with small whole numbers in it, now and then without a feasible point, without rows,
+// without columns, with empty or fixed ones.
+problem randomproblem(std::mt19937 &random, int most)
+{
+    auto number = [&](int low, int high) {
+        return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
+    };
+    problem p;
+    p.m.type = VNT_PROB_MIP;
+    p.m.sense = number(0, 1) ? VNT_MIN : VNT_MAX;
+    p.m.offset = number(-3, 3);
+    int columns = number(0, most), rows = number(0, most);
+    for (int j = 0; j < columns; j++) {
+        double cost = number(-4, 4), low = number(-2, 1), high = low + number(0, 3);
+        p.m.append_cols({1, &cost, &low, &high, "I", nullptr}, nullptr);
+    }
+    for (int i = 0; i < rows; i++) {
+        double side = number(-4, 6), range = -number(0, 4);
+        p.m.append_rows({1, &side, &"LLLERG"[number(0, 5)], &range, nullptr}, nullptr);
+        for (int j = 0; j < columns; j++)
+            p.m.a.set(i, j, number(-3, 3));
+    }
+    return p;
+}
+
+// Two integer columns with equal costs; preprocessing, allowed to merge them, answered -5.
+TEST(EngineMip, PreprocessingLosesNoSolution)
+{
+    problem p("max\n 2 a + b + 4 c - d + 4 e - 1\nst\n 2 b + c + d - e >= 3\n"
+              " 3 a - 3 b - c + 2 d - e >= -3\n -2 a + 3 c - d - e = 0\n"
+              "bounds\n 1 <= a <= 3\n b <= 1\n -inf <= c <= 1\n 1 <= d <= 3\n e >= -2\n"
+              "general\n a\n b\n d\nend\n");
+    expectmip(p, solver().mip(p), 5);
+}
+
+// With continuous columns and columns without bounds there is no enumeration; but what is switched
+// on to be faster must not change the answer.
+TEST(EngineMip, RandomMixedProblemsAreAnsweredAlikeWhateverIsSwitchedOn)
+{
+    std::mt19937 random(35);
+    for (int i = 0; i < 1000; i++) {
+        SCOPED_TRACE(testing::Message() << "problem " << i);
+        problem p = randomproblem(random, 8);
+        for (int j = 0; j < p.m.numcols(); j++) {
+            unsigned kind = random() % 6;
+            bool open = random() % 3 == 0;
+            if (kind < 3) p.m.ctype[j] = 'C';
+            if (kind == 1 || (kind == 5 && open)) p.m.upper[j] = VNT_INFINITY;
+            if (kind == 2 || (kind == 0 && open)) p.m.lower[j] = -VNT_INFINITY;
+        }
+        solver bare;
+        bare.params.presolve = bare.params.cuts = bare.params.heuristics = 0;
+        engine_result expected = bare.mip(p), r = solver().mip(p);
+        if (expected.status != VNT_STAT_OPTIMAL && expected.status != VNT_STAT_OPTIMAL_TOLERANCE) {
+            EXPECT_EQ(r.status, expected.status);
+            continue;
+        }
+        EXPECT_NEAR(r.objective, expected.objective, 1e-5 * (1 + std::fabs(r.objective)));
+        EXPECT_LT(engine_violation(p.model(true), r.x.data()), 1e-6);
+        EXPECT_EQ(engine_fraction(p.model(true), r.x.data()), 0);
+    }
+}
+
+// The methods check each other, and each answer comes with what proves it.
+TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
+{
+    std::mt19937 random(20240301);
+    for (int i = 0; i < 400; i++) {
+        problem p = randomproblem(random, 5);
+        for (double &upper : p.m.upper) // and let some columns go
+            if (random() % 2) upper = VNT_INFINITY;
+        std::optional<int> status;
+        for (engine_method method : methods) {
+            SCOPED_TRACE(testing::Message() << "problem " << i << " method " << method);
+            solver s;
+            s.params.presolve = i % 2;
+            engine_result r = s.lp(p, method);
+            EXPECT_EQ(r.status, status.value_or(r.status));
+            status = r.status;
+            if (r.status == VNT_STAT_OPTIMAL)
+                expectoptimal(p, r, r.objective);
+            else if (r.status == VNT_STAT_UNBOUNDED)
+                EXPECT_TRUE(engine_provesunbounded(p.model(false), r.ray));
+            else
+                EXPECT_TRUE(r.farkas.empty() || engine_provesinfeasible(p.model(false), r.farkas));
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,84 @@
+#include "solver/engine/engineclp.h"
+
+#include <CoinFinite.hpp>
+
+#include <climits>
+#include <new>
+#include <stdexcept>
+
+int engine_events::event(Event which)
+{
+    switch (which) {
+    case endOfIteration: return iteration() ? 0 : -1;
+    case endOfFactorization:
+    case endOfValuesPass: return poll->tick() ? 0 : -1;
+    default:
+        // To most of the other events 0 is a different answer than "stop".
+        poll->tick();
+        return -1;
+    }
+}
+
+bool engine_events::iteration()
+{
+    double infeasibility = model_->sumPrimalInfeasibilities();
+    bool primal = model_->algorithm() > 0;
+    return poll->iteration(model_->objectiveValue(), infeasibility, primal && infeasibility > 0);
+}
+
+static std::vector<double> withinfinity(const double *bounds, int count)
+{
+    std::vector<double> result(bounds, bounds + count);
+    for (double &bound : result) {
+        if (bound >= VNT_INFINITY) bound = COIN_DBL_MAX;
+        if (bound <= -VNT_INFINITY) bound = -COIN_DBL_MAX;
+    }
+    return result;
+}
+
+engine_arrays::engine_arrays(const engine_model &model)
+    : collower(withinfinity(model.collower, model.numcols)),
+      colupper(withinfinity(model.colupper, model.numcols)),
+      rowlower(withinfinity(model.rowlower, model.numrows)),
+      rowupper(withinfinity(model.rowupper, model.numrows)),
+      objective(model.objective, model.objective + model.numcols)
+{
+    if (model.begin[model.numcols] > INT_MAX) throw std::length_error("nonzeros");
+    begin.assign(model.begin, model.begin + model.numcols + 1);
+    for (double &c : objective)
+        c *= model.sense;
+}
+
+void engine_load(const engine_model &model, const engine_params &params, engine_poll &poll,
+                 engine_silence &silence, ClpSimplex *clp)
+{
+    engine_arrays a(model);
+    clp->passInMessageHandler(&silence);
+    clp->setLogLevel(0);
+    engine_events events(poll);
+    clp->passInEventHandler(&events);
+    clp->loadProblem(model.numcols, model.numrows, a.begin.data(), model.index, model.value,
+                     a.collower.data(), a.colupper.data(), a.objective.data(), a.rowlower.data(),
+                     a.rowupper.data());
+    clp->setObjectiveOffset(-model.sense * model.offset);
+    clp->setPrimalTolerance(params.feasibility);
+    clp->setDualTolerance(params.optimality);
+    if (params.seed > 0) clp->setRandomSeed(params.seed);
+}
+
+int engine_guard(engine_result *result, const std::function<void()> &solve)
+{
+    int status;
+    try {
+        solve();
+        return 0;
+    } catch (const std::bad_alloc &) {
+        status = VNTERR_NO_MEMORY;
+    } catch (const std::length_error &) {
+        status = VNTERR_NOT_SUPPORTED;
+    } catch (...) { // most often a CoinError, which is no std::exception
+        status = VNTERR_ENGINE;
+    }
+    *result = engine_result();
+    return status;
+}

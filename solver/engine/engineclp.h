@@ -1,0 +1,54 @@
+// engineclp.h: what both engines do with the linear solver: load a model, hook it up, run it.
+
+#pragma once
+
+#include "solver/engine/enginemodel.h"
+#include "solver/engine/enginepoll.h"
+
+#include <ClpEventHandler.hpp>
+#include <ClpSimplex.hpp>
+#include <CoinMessageHandler.hpp>
+
+#include <functional>
+
+// Swallows every message.  One lives as long as what it is passed to.
+class engine_silence : public CoinMessageHandler {
+  public:
+    engine_silence() { setLogLevel(0); }
+    engine_silence(const engine_silence &) = default;
+    CoinMessageHandler *clone() const override { return new engine_silence(*this); }
+    int print() override { return 0; }
+};
+
+// Carries the linear solver's events to the poll point.  The linear solver clones it into every
+// problem that is made of this one: presolved, in a heuristic, at a node.
+class engine_events : public ClpEventHandler {
+  public:
+    explicit engine_events(engine_poll &poll) : poll(&poll) {}
+    engine_events(const engine_events &) = default;
+    ClpEventHandler *clone() const override { return new engine_events(*this); }
+    int event(Event which) override;
+
+  private:
+    bool iteration();
+
+    engine_poll *poll;
+};
+
+// Arrays as the engines want them: minimising, with their own infinity.
+struct engine_arrays {
+    explicit engine_arrays(const engine_model &model); // throws std::length_error when too large
+    std::vector<int> begin;
+    std::vector<double> collower, colupper, rowlower, rowupper, objective;
+};
+
+// Loads the model and sets tolerances, seed, events and silence.
+void engine_load(const engine_model &model, const engine_params &params, engine_poll &poll,
+                 engine_silence &silence, ClpSimplex *clp);
+
+// Solves a continuous problem at a poll point that others use as well.
+void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
+                  bool crossover, engine_poll &poll, engine_result *result);
+
+// Runs `solve`, which fills the result, and turns what it throws into a status.
+int engine_guard(engine_result *result, const std::function<void()> &solve);

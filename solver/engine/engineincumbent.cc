@@ -1,0 +1,76 @@
+#include "solver/engine/engineincumbent.h"
+
+#include <algorithm>
+#include <cmath>
+
+engine_incumbent::engine_incumbent(const engine_model &model, const engine_params &params,
+                                   engine_poll &poll, engine_result &result)
+    : model(model), params(params), poll(poll), result(result),
+      best(std::numeric_limits<double>::infinity())
+{
+}
+
+static void roundintegers(const engine_model &model, std::vector<double> *x)
+{
+    for (int j = 0; j < model.numcols; j++)
+        if (engine_isint(model, j)) (*x)[j] = std::round((*x)[j]) + 0.0; // no -0
+}
+
+std::vector<double> engine_fixandsolve(const engine_model &model, const engine_params &params,
+                                       engine_poll &poll, const std::vector<double> &x)
+{
+    engine_silence silence;
+    ClpSimplex clp;
+    engine_load(model, params, poll, silence, &clp);
+    for (int j = 0; j < model.numcols; j++) {
+        if (!engine_isint(model, j) || std::isnan(x[j])) continue;
+        double value = std::round(x[j]);
+        if (value < model.collower[j] || value > model.colupper[j]) return {};
+        clp.setColumnBounds(j, value, value);
+    }
+    clp.dual();
+    if (clp.status() != 0) return {};
+    const double *found = clp.primalColumnSolution();
+    return std::vector<double>(found, found + model.numcols);
+}
+
+bool engine_incumbent::complete(std::vector<double> *x)
+{
+    engine_poll::shelter shelter(poll);
+    *x = engine_fixandsolve(model, params, poll, *x);
+    if (x->empty() || engine_fraction(model, x->data()) > params.integrality) return false;
+    roundintegers(model, x);
+    return engine_violation(model, x->data()) <= 10 * params.feasibility;
+}
+
+// Better by more than the noise of the arithmetic.
+bool engine_incumbent::better(double value) const
+{
+    double least = 1e-12 * std::max(1.0, std::fabs(value));
+    return value < best - least && value < poll.cutoff() - least;
+}
+
+bool engine_incumbent::offer(std::vector<double> x)
+{
+    if (static_cast<int>(x.size()) != model.numcols) return false;
+    if (engine_fraction(model, x.data()) > 1e-4) return false;
+    roundintegers(model, &x);
+    if (engine_violation(model, x.data()) > params.feasibility && !complete(&x)) return false;
+    double value = model.sense * engine_objective(model, x.data());
+    if (!better(value)) return false;
+    take(std::move(x), value);
+    return true;
+}
+
+void engine_incumbent::take(std::vector<double> x, double value)
+{
+    best = value;
+    result.bestnode = poll.seen.nodes;
+    result.solutions.push_back(std::move(x));
+    poll.seen.solution = result.solutions.back().data();
+    poll.seen.incumbent = model.sense * value;
+    poll.seen.solutions = static_cast<int64_t>(result.solutions.size());
+    poll.log(1, 3, "* incumbent %.10g after %lld nodes\n", poll.seen.incumbent,
+             static_cast<long long>(poll.seen.nodes));
+    if (poll.seen.solutions >= params.solutionlimit) poll.end(VNT_STAT_SOLUTION_LIMIT);
+}

@@ -1,0 +1,278 @@
+// Continuous problems.
+
+#include "solver/engine/enginebarrier.h"
+
+#include <ClpSolve.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace {
+
+class lp_solve {
+  public:
+    lp_solve(const engine_model &model, const engine_params &params, engine_poll &poll,
+             engine_result *result)
+        : model(model), params(params), poll(poll), result(*result)
+    {
+    }
+    void run(engine_method method, bool crossover);
+
+  private:
+    bool solvedalready();
+    void load();
+    void startbasis();
+    void solve(engine_method method, bool crossover);
+    void settle();
+    bool findray();
+    bool doubtful(bool basis) const;
+    int verdict();
+    void fill(bool basis);
+    void fillbasis();
+
+    const engine_model &model;
+    const engine_params &params;
+    engine_poll &poll;
+    engine_silence silence;
+    std::unique_ptr<ClpSimplex> clp;
+    engine_result &result;
+};
+
+int methodnumber(engine_method method)
+{
+    switch (method) {
+    case ENGINE_PRIMAL: return VNT_METHOD_PRIMAL;
+    case ENGINE_DUAL: return VNT_METHOD_DUAL;
+    default: return VNT_METHOD_BARRIER;
+    }
+}
+
+bool lp_solve::solvedalready()
+{
+    if (engine_crossed(model, params.feasibility)) {
+        result.status = VNT_STAT_INFEASIBLE;
+        return true;
+    }
+    return engine_solveempty(model, params.feasibility, &result);
+}
+
+ClpSimplex::Status rowstatus(int status, double lower, double upper)
+{
+    if (status == VNT_BASIS_BASIC) return ClpSimplex::basic;
+    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
+    if (islower && isupper && lower != upper)
+        return status == VNT_BASIS_UPPER ? ClpSimplex::atUpperBound : ClpSimplex::atLowerBound;
+    if (isupper) return ClpSimplex::atUpperBound;
+    return islower ? ClpSimplex::atLowerBound : ClpSimplex::isFree;
+}
+
+ClpSimplex::Status colstatus(int status, double lower, double upper)
+{
+    if (status == VNT_BASIS_BASIC) return ClpSimplex::basic;
+    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
+    if (status == VNT_BASIS_UPPER && isupper) return ClpSimplex::atUpperBound;
+    if (status == VNT_BASIS_FREE && !islower && !isupper) return ClpSimplex::isFree;
+    if (islower) return ClpSimplex::atLowerBound;
+    return isupper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
+}
+
+void lp_solve::load()
+{
+    clp = std::make_unique<ClpSimplex>();
+    engine_load(model, params, poll, silence, clp.get());
+}
+
+void lp_solve::startbasis()
+{
+    clp->createStatus();
+    for (int j = 0; j < model.numcols; j++)
+        clp->setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
+    for (int i = 0; i < model.numrows; i++)
+        clp->setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
+}
+
+void lp_solve::solve(engine_method method, bool crossover)
+{
+    bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
+    if (warm) {
+        startbasis();
+        method == ENGINE_PRIMAL ? clp->primal() : clp->dual();
+        return;
+    }
+    if (method == ENGINE_BARRIER) {
+        engine_runbarrier(params, poll, crossover, clp.get());
+        return;
+    }
+    ClpSolve options;
+    options.setPresolveType(params.presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
+    options.setSpecialOption(2, 1); // leaves SIGINT alone
+    if (method == ENGINE_PRIMAL) {
+        options.setSolveType(ClpSolve::usePrimal);
+        options.setSpecialOption(1,
+                                 4); // from slacks: the other starts print, and run long unpolled
+    } else {
+        options.setSolveType(ClpSolve::useDual);
+    }
+    clp->initialSolve(options);
+}
+
+// Keeps the ray that comes with "infeasible" or "unbounded" if it proves that; it has no sign that
+// one could rely on.
+bool lp_solve::findray()
+{
+    bool infeasible = clp->status() == 1;
+    if (!infeasible && clp->status() != 2) return false;
+    std::unique_ptr<double[]> raw(infeasible ? clp->infeasibilityRay() : clp->unboundedRay());
+    if (raw == nullptr) return false;
+    std::vector<double> ray(raw.get(), raw.get() + (infeasible ? model.numrows : model.numcols));
+    auto proves = infeasible ? engine_provesinfeasible : engine_provesunbounded;
+    if (!proves(model, ray)) {
+        for (double &v : ray)
+            v = 0 - v; // no -0
+        if (!proves(model, ray)) return false;
+    }
+    (infeasible ? result.farkas : result.ray) = ray;
+    return true;
+}
+
+// "Infeasible" and "unbounded" are taken with a proof alone: the engine mixes them up when the
+// method that finds out is not the one that can tell, and gives up on some problems that are both.
+// Without a proof the problem is solved afresh and without its objective, which says whether it is
+// feasible; if so the primal method goes on from there with the objective.
+void lp_solve::settle()
+{
+    bool feasible = engine_violation(model, result.x.data()) <= params.feasibility;
+    if (findray() && (clp->status() == 1 || feasible)) return;
+    result.ray.clear();
+    load();
+    clp->scaling(0);
+    std::vector<double> objective(clp->objective(), clp->objective() + model.numcols);
+    std::fill_n(clp->objective(), model.numcols, 0.0);
+    clp->dual();
+    if (clp->status() != 0 && !findray() && poll.ended() == 0) {
+        clp->allSlackBasis(true);
+        clp->primal();
+    }
+    std::copy(objective.begin(), objective.end(), clp->objective());
+    if (clp->status() != 0 || poll.ended() != 0) return;
+    clp->primal();
+    findray();
+}
+
+// Whether to go over it once more: the engine gave up; what is feasible in its scaled numbers is
+// not in the model's; or the barrier method took an unbounded problem for a solved one.
+bool lp_solve::doubtful(bool basis) const
+{
+    if (clp->status() != 0) return clp->status() == 4;
+    double costs = 1;
+    for (int j = 0; j < model.numcols; j++)
+        costs = std::max(costs, std::fabs(model.objective[j]));
+    return engine_violation(model, result.x.data()) > 10 * params.feasibility ||
+           engine_dualviolation(model, result) > (basis ? 1e-5 : 1e-3) * costs;
+}
+
+// The status of the engine in our terms.
+int lp_solve::verdict()
+{
+    switch (clp->status()) {
+    case 0: return VNT_STAT_OPTIMAL;
+    case 1: return VNT_STAT_INFEASIBLE;
+    case 2: return VNT_STAT_UNBOUNDED;
+    case 3: return VNT_STAT_ITERATION_LIMIT;
+    default: return VNT_STAT_NUMERICAL;
+    }
+}
+
+void lp_solve::run(engine_method method, bool crossover)
+{
+    result.method = methodnumber(method);
+    result.cutoff = model.sense * VNT_INFINITY;
+    result.bound = model.sense * -VNT_INFINITY;
+    if (solvedalready()) return;
+    load();
+    solve(method, crossover);
+    bool basis = method != ENGINE_BARRIER || crossover;
+    fill(basis);
+    if (poll.ended() == 0 && doubtful(basis)) {
+        clp->scaling(0);
+        clp->primal();
+        fill(basis);
+    }
+    if (poll.ended() == 0 && clp->status() != 0) {
+        settle();
+        fill(basis);
+    }
+}
+
+void lp_solve::fill(bool basis)
+{
+    result.status = verdict();
+    if (poll.ended() != 0 && clp->status() != 0) result.status = poll.ended();
+    result.iterations = poll.seen.iterations;
+    result.phase1iterations = poll.phase1iterations;
+    result.barrieriterations = poll.barrieriterations;
+    result.ticks = poll.seen.ticks;
+    const double *x = clp->primalColumnSolution();
+    result.x.assign(x, x + model.numcols);
+    engine_fillrows(model, &result);
+    const double *pi = clp->dualRowSolution(), *dj = clp->dualColumnSolution();
+    result.pi.assign(pi, pi + model.numrows);
+    result.dj.assign(dj, dj + model.numcols);
+    if (model.sense < 0) {
+        for (double &v : result.pi)
+            v = 0 - v; // no -0
+        for (double &v : result.dj)
+            v = 0 - v; // no -0
+    }
+    if (basis) fillbasis();
+    bool optimal = result.status == VNT_STAT_OPTIMAL;
+    result.primalfeasible =
+        optimal || engine_violation(model, result.x.data()) <= params.feasibility;
+    result.dualfeasible = optimal || engine_dualviolation(model, result) <= params.optimality;
+    if (optimal) result.bound = result.objective;
+}
+
+void lp_solve::fillbasis()
+{
+    auto number = [](ClpSimplex::Status status) -> int {
+        switch (status) {
+        case ClpSimplex::basic: return VNT_BASIS_BASIC;
+        case ClpSimplex::atUpperBound: return VNT_BASIS_UPPER;
+        case ClpSimplex::isFree:
+        case ClpSimplex::superBasic: return VNT_BASIS_FREE;
+        default: return VNT_BASIS_LOWER;
+        }
+    };
+    result.cstat.resize(model.numcols);
+    result.rstat.resize(model.numrows);
+    for (int j = 0; j < model.numcols; j++)
+        result.cstat[j] = number(clp->getColumnStatus(j));
+    for (int i = 0; i < model.numrows; i++) {
+        bool basic = clp->getRowStatus(i) == ClpSimplex::basic;
+        double lower = model.rowlower[i], upper = model.rowupper[i];
+        bool ranged = !engine_isinf(lower) && !engine_isinf(upper) && lower != upper;
+        bool atupper = ranged && clp->getRowStatus(i) == ClpSimplex::atUpperBound;
+        result.rstat[i] = basic ? VNT_BASIS_BASIC : atupper ? VNT_BASIS_UPPER : VNT_BASIS_LOWER;
+    }
+}
+
+} // namespace
+
+void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
+                  bool crossover, engine_poll &poll, engine_result *result)
+{
+    lp_solve(model, params, poll, result).run(method, crossover);
+}
+
+int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
+                   bool crossover, const engine_hooks &hooks, engine_result *result)
+{
+    return engine_guard(result, [&] {
+        *result = engine_result();
+        engine_poll poll(params, hooks, model.sense);
+        engine_model continuous = model;
+        continuous.ctype = nullptr;
+        engine_runlp(continuous, params, method, crossover, poll, result);
+    });
+}

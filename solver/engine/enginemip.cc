@@ -1,0 +1,615 @@
+// Mixed-integer problems: a driver of the branch-and-cut library, in place of its own, which takes
+// SIGINT for good and forgets the incumbent when it is stopped.
+//
+// The road: the relaxation; the caller's start; preprocessing; branch and cut with cuts and
+// heuristics that are bounded in work, never in time.  Each solution is carried back to the model's
+// own columns at the moment it is found.
+
+#include "solver/engine/engineincumbent.h"
+
+#include <CbcCompareDefault.hpp>
+#include <CbcCutGenerator.hpp>
+#include <CbcEventHandler.hpp>
+#include <CbcHeuristic.hpp>
+#include <CbcHeuristicDiveCoefficient.hpp>
+#include <CbcHeuristicFPump.hpp>
+#include <CbcHeuristicGreedy.hpp>
+#include <CbcHeuristicLocal.hpp>
+#include <CbcHeuristicRINS.hpp>
+#include <CbcModel.hpp>
+#include <CbcTree.hpp>
+#include <CglClique.hpp>
+#include <CglFlowCover.hpp>
+#include <CglGomory.hpp>
+#include <CglKnapsackCover.hpp>
+#include <CglMixedIntegerRounding2.hpp>
+#include <CglPreProcess.hpp>
+#include <CglProbing.hpp>
+#include <CglTwomir.hpp>
+#include <ClpSolve.hpp>
+#include <OsiClpSolverInterface.hpp>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <memory>
+
+namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+class mip_search {
+  public:
+    // A search within a search, for a start with gaps or a question of feasibility, leaves what the
+    // caller is told about nodes and bound to the outer one.
+    mip_search(const engine_model &model, const engine_params &params, engine_poll &poll,
+               engine_result &result, bool inner = false)
+        : model(model), params(params), poll(poll), result(result), inner(inner), bounds(model),
+          incumbent(model, params, poll, result)
+    {
+    }
+    void run();
+
+    // What the events of the search tree bring.
+    void solution(const double *x);
+    void treestatus();
+
+  private:
+    bool relax();
+    void unbounded(const engine_result &relaxed);
+    void start();
+    void completestart();
+    void reduce();
+    void unreduce();
+    void setbounds();
+    bool lost() const;
+    void search();
+    void leaf();
+    void setup();
+    void usualoptions();
+    void addcuts();
+    void addheuristics();
+    void limits();
+    int verdict();
+    void conclude();
+    void fill();
+    void raise(double proved);
+    double strictly(double cutoff) const;
+    void applycutoff();
+    void byobjective();
+    std::vector<double> lift(const double *x);
+
+    const engine_model &model;
+    const engine_params &params;
+    engine_poll &poll;
+    engine_result &result;
+    const bool inner;
+    const engine_arrays bounds;
+    engine_incumbent incumbent;
+    engine_silence silence;
+
+    std::unique_ptr<OsiClpSolverInterface> original;
+    std::unique_ptr<CglPreProcess> process; // owns what it makes
+    OsiSolverInterface *reduced = nullptr;  // of `process`, or `original` without
+    std::unique_ptr<CbcModel> cbc;
+    double applied = infinity; // the cutoff that the search has
+    double claimed = infinity; // the best value it said it had found
+    double bound = -infinity;  // proved so far, minimising
+    bool exhausted = false;    // everything has been looked at
+};
+
+// Hands the events of the search to its driver.  The library clones it into the searches that its
+// heuristics run, whose events count as work and nothing else.
+class mip_events : public CbcEventHandler {
+  public:
+    mip_events(mip_search &search, engine_poll &poll, const CbcModel *top)
+        : search(&search), poll(&poll), top(top)
+    {
+    }
+    mip_events(const mip_events &) = default;
+    CbcEventHandler *clone() const override { return new mip_events(*this); }
+
+    CbcAction event(CbcEvent which) override
+    {
+        if (model_ == top && poll->ended() == 0) {
+            if (which == solution || which == heuristicSolution)
+                search->solution(top->bestSolution());
+            if (which == treeStatus) search->treestatus();
+        }
+        return poll->tick() ? stop : noAction;
+    }
+    CbcAction event(CbcEvent, void *) override { return poll->tick() ? killSolution : noAction; }
+
+  private:
+    mip_search *search;
+    engine_poll *poll;
+    const CbcModel *top;
+};
+
+// The solver interface around a model, silent and without a hand on SIGINT.
+std::unique_ptr<OsiClpSolverInterface> wrap(const engine_model &model, const engine_params &params,
+                                            engine_poll &poll, engine_silence &silence)
+{
+    auto clp = std::make_unique<ClpSimplex>();
+    engine_load(model, params, poll, silence, clp.get());
+    auto osi = std::make_unique<OsiClpSolverInterface>(clp.release(), true);
+    osi->passInMessageHandler(&silence);
+    osi->setHintParam(OsiDoReducePrint, true, OsiHintTry);
+    ClpSolve options;
+    options.setSpecialOption(2, 1);
+    osi->setSolveOptions(options);
+    osi->setIntParam(OsiMaxNumIterationHotStart, 100);
+    for (int j = 0; j < model.numcols; j++)
+        if (engine_isint(model, j)) osi->setInteger(j);
+    return osi;
+}
+
+void mip_search::run()
+{
+    result.method = VNT_METHOD_MIP;
+    if (engine_crossed(model, params.feasibility)) {
+        result.status = VNT_STAT_INFEASIBLE;
+        return;
+    }
+    if (engine_solveempty(model, params.feasibility, &result)) {
+        if (result.status == VNT_STAT_OPTIMAL) result.solutions.push_back(result.x);
+        return;
+    }
+    original = wrap(model, params, poll, silence);
+    if (!relax()) return;
+    start();
+    reduce();
+    search();
+    if (exhausted && lost()) {
+        poll.log(1, 1, "Preprocessing has lost a solution: searching without it.\n");
+        unreduce();
+        search();
+    }
+    conclude();
+}
+
+// Gives a solver the basis of a solved relaxation.  The side that a row without basic status is at
+// is left to the solver.
+void startfrom(const engine_result &r, OsiClpSolverInterface *osi)
+{
+    static constexpr CoinWarmStartBasis::Status status[] = {
+        CoinWarmStartBasis::atLowerBound, CoinWarmStartBasis::basic,
+        CoinWarmStartBasis::atUpperBound, CoinWarmStartBasis::isFree};
+    CoinWarmStartBasis basis;
+    basis.setSize(static_cast<int>(r.cstat.size()), static_cast<int>(r.rstat.size()));
+    for (size_t j = 0; j < r.cstat.size(); j++)
+        basis.setStructStatus(static_cast<int>(j), status[r.cstat[j]]);
+    for (size_t i = 0; i < r.rstat.size(); i++)
+        basis.setArtifStatus(static_cast<int>(i), status[r.rstat[i]]);
+    osi->setWarmStart(&basis);
+    osi->resolve();
+}
+
+// Solves the relaxation.  False when that was all: it has no feasible point, no limit, or was
+// stopped.
+bool mip_search::relax()
+{
+    engine_model relaxation = model;
+    relaxation.ctype = nullptr;
+    engine_result r;
+    engine_runlp(relaxation, params, ENGINE_DUAL, true, poll, &r);
+    if (r.status == VNT_STAT_OPTIMAL) {
+        raise(model.sense * r.objective);
+        startfrom(r, original.get());
+        return true;
+    }
+    if (r.status == VNT_STAT_UNBOUNDED) {
+        unbounded(r);
+        return false;
+    }
+    result.status = r.status;
+    result.farkas = std::move(r.farkas);
+    fill();
+    return false;
+}
+
+// Without a limit in its relaxation a problem is unbounded, as its data are rational, unless it has
+// no feasible point at all.  A search without objective looks for one.
+void mip_search::unbounded(const engine_result &relaxed)
+{
+    std::vector<double> zero(model.numcols, 0.0);
+    engine_model feasibility = model;
+    feasibility.objective = zero.data();
+    feasibility.start = nullptr;
+    poll.ignorecutoff = true;
+    engine_result r;
+    mip_search(feasibility, params, poll, r, true).run();
+    poll.seen.solution = nullptr;
+    if (r.solutions.empty()) {
+        result.status = r.status;
+        fill();
+        return;
+    }
+    incumbent.offer(r.solutions.back());
+    fill();
+    result.status = VNT_STAT_UNBOUNDED;
+    result.ray = relaxed.ray;
+}
+
+// The caller's start: its integer columns are held, the others found.
+void mip_search::start()
+{
+    if (model.start == nullptr) return;
+    std::vector<double> given(model.start, model.start + model.numcols);
+    std::vector<double> x = engine_fixandsolve(model, params, poll, given);
+    if (x.empty()) {
+        poll.log(1, 1, "The start given is not feasible.\n");
+        return;
+    }
+    if (engine_fraction(model, x.data()) <= params.integrality)
+        incumbent.offer(std::move(x));
+    else
+        completestart();
+}
+
+// A start that leaves integer columns open is completed by a short search.
+void mip_search::completestart()
+{
+    engine_arrays held(model);
+    for (int j = 0; j < model.numcols; j++)
+        if (engine_isint(model, j) && !std::isnan(model.start[j]))
+            held.collower[j] = held.colupper[j] = std::round(model.start[j]);
+    engine_model rest = model;
+    rest.collower = held.collower.data();
+    rest.colupper = held.colupper.data();
+    rest.start = nullptr;
+    engine_params brief = params;
+    brief.nodelimit = 200;
+    brief.solutionlimit = INT64_MAX;
+    engine_result r;
+    mip_search(rest, brief, poll, r, true).run();
+    poll.seen.solution = nullptr;
+    if (!r.solutions.empty()) incumbent.offer(r.solutions.back());
+}
+
+// Preprocesses.  When that says there is no feasible point, which is not always so, the model is
+// searched as it is.
+void mip_search::reduce()
+{
+    unreduce();
+    if (!params.presolve || poll.ended() != 0) return;
+    process = std::make_unique<CglPreProcess>();
+    process->passInMessageHandler(&silence);
+    CglProbing probing; // bounded: unlimited, one call takes seconds
+    probing.setUsingObjective(1);
+    probing.setMaxPass(1);
+    probing.setMaxPassRoot(1);
+    probing.setMaxProbeRoot(std::min(2000, model.numcols));
+    probing.setMaxElements(200);
+    probing.setMaxElementsRoot(300);
+    probing.setMaxLookRoot(20);
+    probing.setRowCuts(2); // with both kinds it cuts off solutions now and then
+    process->addCutGenerator(&probing);
+    constexpr int passes = 10, keepduplicates = 4096; // merging integer columns loses solutions
+    reduced = process->preProcessNonDefault(*original, 0, passes, keepduplicates);
+    if (reduced == nullptr)
+        unreduce();
+    else
+        poll.log(2, 3, "reduced to %d rows, %d columns (%d integer)\n", reduced->getNumRows(),
+                 reduced->getNumCols(), reduced->getNumIntegers());
+}
+
+void mip_search::unreduce()
+{
+    cbc.reset();
+    process.reset();
+    reduced = original.get();
+    setbounds();
+    applied = claimed = infinity;
+    exhausted = false;
+}
+
+// Preprocessing and its undoing leave the original with bounds of their own.
+void mip_search::setbounds()
+{
+    original->setColLower(bounds.collower.data());
+    original->setColUpper(bounds.colupper.data());
+}
+
+// Whether the search had a better solution than all that came through lift(), or no limit where
+// the relaxation has one: then preprocessing has cheated.
+bool mip_search::lost() const
+{
+    if (process == nullptr) return false;
+    double value = std::min(incumbent.value(), poll.cutoff());
+    return (cbc != nullptr && cbc->isContinuousUnbounded()) ||
+           claimed < value - 1e-5 * std::max(1.0, std::fabs(claimed));
+}
+
+void mip_search::search()
+{
+    if (poll.ended() != 0) return;
+    reduced->setIntParam(OsiMaxNumIterationHotStart, 100);
+    if (reduced->getNumCols() == 0 || reduced->getNumIntegers() == 0) {
+        leaf();
+        return;
+    }
+    cbc = std::make_unique<CbcModel>(*reduced);
+    setup();
+    poll.atend = [this] { cbc->setMaximumSeconds(-1); }; // the search looks there most often
+    poll.seen.search = true;
+    if (poll.ended() == 0) cbc->initialSolve();
+    if (poll.ended() == 0) cbc->branchAndBound();
+    poll.atend = nullptr;
+    exhausted = poll.ended() == 0 && cbc->status() == 0;
+    for (int i = 0; i < cbc->numberCutGenerators(); i++)
+        result.cuts += cbc->cutGenerator(i)->numberCutsActive();
+}
+
+// What preprocessing left has no integer column: a linear problem.
+void mip_search::leaf()
+{
+    reduced->resolve();
+    if (reduced->isProvenOptimal()) {
+        claimed = reduced->getObjValue();
+        incumbent.offer(lift(reduced->getColSolution()));
+    }
+    exhausted = poll.ended() == 0;
+}
+
+void mip_search::setup()
+{
+    cbc->passInMessageHandler(&silence);
+    cbc->setLogLevel(0);
+    usualoptions();
+    mip_events events(*this, poll, cbc.get());
+    cbc->passInEventHandler(&events);
+    CbcCompareDefault order;
+    cbc->setNodeComparison(order);
+    limits();
+    if (params.cuts) addcuts();
+    if (params.heuristics) addheuristics();
+}
+
+// What the library's own driver sets for all but special models; together they halve the time.
+void mip_search::usualoptions()
+{
+    auto *solver = dynamic_cast<OsiClpSolverInterface *>(cbc->solver());
+    constexpr int keepregions = 1, ownmodel = 1024;
+    solver->setSpecialOptions(keepregions | ownmodel);
+    ClpSimplex *clp = solver->getModelPtr();
+    clp->setSpecialOptions(clp->specialOptions() | COIN_CBC_USING_CLP);
+    constexpr int checkfrombasis = 2;
+    cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis);
+    cbc->setFastNodeDepth(-12); // deep nodes of small problems are finished off in one go
+}
+
+void mip_search::limits()
+{
+    auto clamped = [](int64_t limit) {
+        return static_cast<int>(std::min<int64_t>(limit, INT_MAX));
+    };
+    cbc->setMaximumNodes(clamped(params.nodelimit));
+    cbc->setIntegerTolerance(std::max(params.integrality, 1e-9));
+    cbc->setAllowableGap(params.absgap);
+    cbc->setAllowableFractionGap(params.relgap);
+    cbc->setPrintFrequency(1); // the event of a clean tree, at every node
+    cbc->setNumberStrong(5);
+    int columns = reduced->getNumCols();
+    cbc->setNumberBeforeTrust(columns <= 50    ? 1000
+                              : columns <= 100 ? 100
+                              : columns <= 300 ? 50
+                                               : 10);
+    if (params.seed > 0) cbc->setRandomSeed(params.seed);
+    applycutoff();
+}
+
+// Each generator's work is bounded: they run for as long as it takes otherwise, without a poll.
+void mip_search::addcuts()
+{
+    constexpr int if_it_helps = -98; // at the root; in the tree while it moves the bound
+    CglProbing probing;
+    probing.setUsingObjective(1);
+    probing.setMaxPass(1);
+    probing.setMaxPassRoot(1);
+    probing.setMaxProbe(123);
+    probing.setMaxProbeRoot(123);
+    probing.setMaxLook(10);
+    probing.setMaxLookRoot(20);
+    probing.setMaxElements(200);
+    probing.setMaxElementsRoot(300);
+    probing.setRowCuts(3);
+    CglGomory gomory;
+    gomory.setLimitAtRoot(1000);
+    gomory.setLimit(50);
+    gomory.setAwayAtRoot(0.005);
+    CglKnapsackCover knapsack;
+    CglClique clique;
+    clique.setStarCliqueReport(false);
+    clique.setRowCliqueReport(false);
+    clique.setMinViolation(0.1);
+    CglMixedIntegerRounding2 mir;
+    mir.setDoPreproc(1);
+    CglFlowCover flow;
+    CglTwomir twomir;
+    twomir.setMaxElements(250);
+    twomir.setAwayAtRoot(0.005);
+    twomir.setAway(0.01);
+
+    struct {
+        CglCutGenerator *generator;
+        const char *name;
+        int inaccuracy;
+    } const rows[] = {
+        {&probing, "probing", 5},
+        {&gomory, "Gomory", 3},
+        {&knapsack, "knapsack", 1},
+        {&clique, "clique", 0},
+        {&mir, "mixed integer rounding", 2},
+        {&flow, "flow cover", 2},
+        {&twomir, "two-step rounding", 4},
+    };
+    for (const auto &row : rows) {
+        cbc->addCutGenerator(row.generator, if_it_helps, row.name);
+        CbcCutGenerator *added = cbc->cutGenerator(cbc->numberCutGenerators() - 1);
+        added->setInaccuracy(row.inaccuracy);
+        added->setSwitchOffIfLessThan(row.generator == &twomir);
+    }
+    int columns = reduced->getNumCols();
+    cbc->setMaximumCutPassesAtRoot(columns < 500 ? -100 : columns < 5000 ? 100 : 50);
+    cbc->setMaximumCutPasses(4);
+    double value = std::fabs(reduced->getObjValue());
+    cbc->setMinimumDrop(std::min(5e-2, value * 1e-5 + 1e-5));
+}
+
+void mip_search::addheuristics()
+{
+    CbcHeuristicFPump pump(*cbc);
+    pump.setMaximumPasses(20);
+    pump.setMaximumRetries(2);
+    pump.setFractionSmall(0.5);
+    pump.setWhen(13);
+    cbc->addHeuristic(&pump, "feasibility pump");
+    CbcRounding rounding(*cbc);
+    cbc->addHeuristic(&rounding, "rounding");
+    CbcHeuristicGreedyCover cover(*cbc);
+    cbc->addHeuristic(&cover, "greedy cover");
+    CbcHeuristicGreedyEquality equality(*cbc);
+    cbc->addHeuristic(&equality, "greedy equality");
+    CbcHeuristicDiveCoefficient dive(*cbc);
+    dive.setWhen(3);
+    dive.setMaxTime(infinity);
+    cbc->addHeuristic(&dive, "coefficient diving");
+    CbcHeuristicRINS neighbours(*cbc);
+    neighbours.setFractionSmall(0.5);
+    neighbours.setDecayFactor(5);
+    cbc->addHeuristic(&neighbours, "neighbourhood");
+    CbcHeuristicLocal combine(*cbc);
+    combine.setFractionSmall(0.5);
+    combine.setSearchType(1);
+    cbc->addHeuristic(&combine, "combine solutions");
+}
+
+void mip_search::solution(const double *x)
+{
+    if (x == nullptr || cbc->getMinimizationObjValue() >= incumbent.value()) return;
+    claimed = std::min(claimed, cbc->getMinimizationObjValue());
+    incumbent.offer(lift(x));
+}
+
+// Between two nodes: the tree is whole, and its bounds hold for everything that is left.
+void mip_search::treestatus()
+{
+    applycutoff();
+    if (inner) return;
+    // Nodes that were finished off in one go are counted apart until the search ends.
+    poll.seen.nodes = cbc->getNodeCount() + cbc->getExtraNodeCount();
+    poll.seen.nodesleft = cbc->tree()->size();
+    raise(cbc->getBestPossibleObjValue());
+    // The event goes over the whole tree; in a large one it comes less often.
+    cbc->setPrintFrequency(1 + cbc->tree()->size() / 1000);
+}
+
+// What is proved is told, but never as better than the incumbent or a cutoff: beyond these the
+// search did not look.
+void mip_search::raise(double proved)
+{
+    bound = std::max(bound, std::min({proved, incumbent.value(), poll.cutoff()}));
+    if (!inner) poll.seen.bound = model.sense * std::min(bound, incumbent.value());
+}
+
+// What to hold solutions against so that only better ones than the cutoff pass: better by more than
+// noise, or by a whole step where the objective moves in steps.
+double mip_search::strictly(double cutoff) const
+{
+    double noise = 1e-7 * std::max(1.0, std::fabs(cutoff));
+    double step = engine_objectivestep(model), origin = model.sense * model.offset;
+    if (step <= 10 * noise) return cutoff - noise;
+    double next = std::ceil((cutoff - noise - origin) / step) - 1;
+    return origin + next * step + 0.1 * step;
+}
+
+void mip_search::applycutoff()
+{
+    double cutoff = std::min(poll.cutoff(), incumbent.value());
+    if (cutoff >= applied) return;
+    applied = cutoff;
+    cutoff = strictly(cutoff);
+    if (cutoff >= cbc->getCutoff()) return;
+    cbc->setCutoff(cutoff);
+    if (!incumbent.there()) byobjective();
+}
+
+// Without a solution the search goes deep to find one.  Where a cutoff is known, the aim is rather
+// to show that nothing beats it: it takes the nodes by their objective then, as it does later on.
+void mip_search::byobjective()
+{
+    auto *order = dynamic_cast<CbcCompareDefault *>(cbc->nodeComparison());
+    order->setWeight(0);
+    if (cbc->tree()->size() > 0) cbc->tree()->setComparison(*order);
+}
+
+// A point of the reduced problem in the model's columns: the integer columns are held, the rest is
+// found again, and the steps of preprocessing are undone, all on copies.
+std::vector<double> mip_search::lift(const double *x)
+{
+    if (process == nullptr) return std::vector<double>(x, x + model.numcols);
+    engine_poll::shelter shelter(poll);
+    std::unique_ptr<OsiSolverInterface> point(reduced->clone());
+    for (int j = 0; j < reduced->getNumCols(); j++)
+        if (reduced->isInteger(j)) point->setColBounds(j, std::round(x[j]), std::round(x[j]));
+    point->resolve();
+    process->postProcess(*point, 0);
+    std::vector<double> found(original->getColSolution(),
+                              original->getColSolution() + model.numcols);
+    setbounds();
+    return found;
+}
+
+// The status of a search that came to its end by itself.
+int mip_search::verdict()
+{
+    double best = incumbent.value(), cutoff = poll.cutoff();
+    bool ongap = cbc != nullptr && cbc->secondaryStatus() == 2;
+    raise(ongap ? cbc->getBestPossibleObjValue() : infinity);
+    if (std::isfinite(cutoff) && best > cutoff + 1e-9 * std::max(1.0, std::fabs(cutoff)))
+        return VNT_STAT_CUTOFF;
+    if (!incumbent.there()) return VNT_STAT_INFEASIBLE;
+    bool closed = best - bound <= 1e-9 * std::max(1.0, std::fabs(best));
+    return closed ? VNT_STAT_OPTIMAL : VNT_STAT_OPTIMAL_TOLERANCE;
+}
+
+void mip_search::conclude()
+{
+    if (exhausted)
+        result.status = verdict();
+    else if (poll.ended() != 0)
+        result.status = poll.ended();
+    else
+        result.status = cbc->isNodeLimitReached() ? VNT_STAT_NODE_LIMIT : VNT_STAT_NUMERICAL;
+    if (cbc != nullptr && !inner) poll.seen.nodes = cbc->getNodeCount();
+    fill();
+}
+
+void mip_search::fill()
+{
+    result.cutoff = model.sense * std::min(poll.cutoff(), VNT_INFINITY);
+    result.bound = model.sense * std::clamp(bound, -VNT_INFINITY, VNT_INFINITY);
+    result.iterations = poll.seen.iterations;
+    result.phase1iterations = poll.phase1iterations;
+    result.nodes = poll.seen.nodes;
+    result.nodesleft = exhausted ? 0 : poll.seen.nodesleft;
+    result.ticks = poll.seen.ticks;
+    if (!incumbent.there()) return;
+    result.x = result.solutions.back();
+    result.primalfeasible = true;
+    engine_fillrows(model, &result);
+    if (result.status == VNT_STAT_OPTIMAL) result.bound = result.objective;
+}
+
+} // namespace
+
+int engine_solvemip(const engine_model &model, const engine_params &params,
+                    const engine_hooks &hooks, engine_result *result)
+{
+    return engine_guard(result, [&] {
+        *result = engine_result();
+        engine_poll poll(params, hooks, model.sense);
+        mip_search(model, params, poll, *result).run();
+    });
+}

@@ -1,0 +1,253 @@
+#include "solver/engine/enginemodel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+// Values below this, relative to the largest beside them, are what arithmetic leaves of a zero.
+static constexpr double noise = 1e-9;
+
+double engine_objective(const engine_model &model, const double *x)
+{
+    double sum = 0;
+    for (int j = 0; j < model.numcols; j++)
+        sum += model.objective[j] * x[j];
+    return sum + model.offset;
+}
+
+std::vector<double> engine_activity(const engine_model &model, const double *x)
+{
+    std::vector<double> activity(model.numrows, 0.0);
+    for (int j = 0; j < model.numcols; j++) {
+        if (x[j] == 0) continue;
+        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++)
+            activity[model.index[k]] += model.value[k] * x[j];
+    }
+    return activity;
+}
+
+std::vector<double> engine_reducedcosts(const engine_model &model, const double *c, const double *y)
+{
+    std::vector<double> dj(model.numcols);
+    for (int j = 0; j < model.numcols; j++) {
+        double sum = c == nullptr ? 0 : c[j];
+        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++)
+            sum -= y[model.index[k]] * model.value[k];
+        dj[j] = sum;
+    }
+    return dj;
+}
+
+// Whether all costs are whole numbers when multiplied by scale; their common divisor if so.
+static bool commondivisor(const engine_model &model, double scale, int64_t *divisor)
+{
+    *divisor = 0;
+    for (int j = 0; j < model.numcols; j++) {
+        double cost = std::fabs(model.objective[j]) * scale;
+        if (cost > 1e9 || std::fabs(cost - std::round(cost)) > 1e-9 * cost) return false;
+        *divisor = std::gcd(*divisor, std::llround(cost));
+    }
+    return true;
+}
+
+double engine_objectivestep(const engine_model &model)
+{
+    for (int j = 0; j < model.numcols; j++)
+        if (model.objective[j] != 0 && !engine_isint(model, j)) return 0;
+    for (double scale : {1.0, 10.0, 100.0, 1000.0, 1e4}) {
+        int64_t divisor;
+        if (commondivisor(model, scale, &divisor)) return static_cast<double>(divisor) / scale;
+    }
+    return 0;
+}
+
+static double outside(double value, double lower, double upper)
+{
+    if (std::isnan(value)) return VNT_INFINITY;
+    double worst = 0;
+    if (!engine_isinf(lower)) worst = (lower - value) / std::max(1.0, std::fabs(lower));
+    if (!engine_isinf(upper))
+        worst = std::max(worst, (value - upper) / std::max(1.0, std::fabs(upper)));
+    return worst;
+}
+
+double engine_violation(const engine_model &model, const double *x)
+{
+    double worst = 0;
+    for (int j = 0; j < model.numcols; j++)
+        worst = std::max(worst, outside(x[j], model.collower[j], model.colupper[j]));
+    std::vector<double> activity = engine_activity(model, x);
+    for (int i = 0; i < model.numrows; i++)
+        worst = std::max(worst, outside(activity[i], model.rowlower[i], model.rowupper[i]));
+    return worst;
+}
+
+double engine_fraction(const engine_model &model, const double *x)
+{
+    double worst = 0;
+    for (int j = 0; j < model.numcols; j++)
+        if (engine_isint(model, j)) worst = std::max(worst, std::fabs(x[j] - std::round(x[j])));
+    return worst;
+}
+
+// A price may be positive where the value is at its lower bound, negative where it is at its upper.
+static double wrongsign(double price, double value, double lower, double upper)
+{
+    constexpr double near = 1e-6;
+    bool atlower = !engine_isinf(lower) && value <= lower + near * std::max(1.0, std::fabs(lower));
+    bool atupper = !engine_isinf(upper) && value >= upper - near * std::max(1.0, std::fabs(upper));
+    if (price > 0) return atlower ? 0 : price;
+    return atupper ? 0 : -price;
+}
+
+double engine_dualviolation(const engine_model &model, const engine_result &result)
+{
+    double worst = 0;
+    for (int j = 0; j < model.numcols; j++)
+        worst = std::max(worst, wrongsign(model.sense * result.dj[j], result.x[j],
+                                          model.collower[j], model.colupper[j]));
+    for (int i = 0; i < model.numrows; i++)
+        worst = std::max(worst, wrongsign(model.sense * result.pi[i], result.activity[i],
+                                          model.rowlower[i], model.rowupper[i]));
+    return worst;
+}
+
+bool engine_crossed(const engine_model &model, double tolerance)
+{
+    auto crossed = [tolerance](double lower, double upper) {
+        return lower > upper + tolerance || lower >= VNT_INFINITY || upper <= -VNT_INFINITY;
+    };
+    for (int j = 0; j < model.numcols; j++) {
+        double lower = model.collower[j], upper = model.colupper[j];
+        if (crossed(lower, upper)) return true;
+        if (engine_isint(model, j) && std::ceil(lower - tolerance) > std::floor(upper + tolerance))
+            return true;
+    }
+    for (int i = 0; i < model.numrows; i++)
+        if (crossed(model.rowlower[i], model.rowupper[i])) return true;
+    return false;
+}
+
+// The best value of a column that stands alone, and whether there is one.
+static bool bestalone(const engine_model &model, int j, double tolerance, double *value)
+{
+    double lower = model.collower[j], upper = model.colupper[j];
+    if (engine_isint(model, j)) {
+        lower = std::ceil(lower - tolerance);
+        upper = std::floor(upper + tolerance);
+    }
+    double cost = model.sense * model.objective[j];
+    double wanted = cost > 0 ? lower : cost < 0 ? upper : engine_isinf(lower) ? upper : lower;
+    if (!engine_isinf(wanted)) {
+        *value = wanted;
+        return true;
+    }
+    *value = std::clamp(0.0, lower, upper);
+    return cost == 0;
+}
+
+static int restingplace(double value, double lower, double upper)
+{
+    if (value == lower) return VNT_BASIS_LOWER;
+    return value == upper ? VNT_BASIS_UPPER : VNT_BASIS_FREE;
+}
+
+bool engine_solveempty(const engine_model &model, double tolerance, engine_result *result)
+{
+    if (model.begin[model.numcols] > 0) return false;
+    result->bound = model.sense * -VNT_INFINITY;
+    for (int i = 0; i < model.numrows; i++)
+        if (model.rowlower[i] > tolerance || model.rowupper[i] < -tolerance) {
+            result->status = VNT_STAT_INFEASIBLE;
+            return true;
+        }
+    result->x.assign(model.numcols, 0.0);
+    result->ray.assign(model.numcols, 0.0);
+    result->cstat.resize(model.numcols);
+    result->rstat.assign(model.numrows, VNT_BASIS_BASIC);
+    bool bounded = true;
+    for (int j = 0; j < model.numcols; j++) {
+        if (!bestalone(model, j, tolerance, &result->x[j])) {
+            bounded = false;
+            result->ray[j] = model.sense * model.objective[j] > 0 ? -1 : 1;
+        }
+        result->cstat[j] = restingplace(result->x[j], model.collower[j], model.colupper[j]);
+    }
+    result->primalfeasible = true;
+    result->dualfeasible = bounded;
+    result->status = bounded ? VNT_STAT_OPTIMAL : VNT_STAT_UNBOUNDED;
+    engine_fillrows(model, result);
+    if (!bounded) return true;
+    result->ray.clear();
+    result->bound = result->objective;
+    result->pi.assign(model.numrows, 0.0);
+    result->dj.assign(model.objective, model.objective + model.numcols);
+    return true;
+}
+
+static double largest(const std::vector<double> &v)
+{
+    double most = 0;
+    for (double a : v)
+        most = std::max(most, std::fabs(a));
+    return most;
+}
+
+bool engine_provesinfeasible(const engine_model &model, const std::vector<double> &y)
+{
+    double scale = largest(y), asked = 0, reach = 0, size = 1;
+    if (scale == 0 || !std::isfinite(scale)) return false;
+    for (int i = 0; i < model.numrows; i++) {
+        if (std::fabs(y[i]) <= noise * scale) continue;
+        double bound = y[i] > 0 ? model.rowlower[i] : model.rowupper[i];
+        if (engine_isinf(bound)) return false;
+        asked += y[i] * bound;
+        size = std::max(size, std::fabs(y[i] * bound));
+    }
+    std::vector<double> weight = engine_reducedcosts(model, nullptr, y.data());
+    double most = std::max(scale, largest(weight));
+    for (int j = 0; j < model.numcols; j++) {
+        double g = -weight[j];
+        double bound = g > 0 ? model.colupper[j] : model.collower[j];
+        if (engine_isinf(bound)) {
+            if (std::fabs(g) > noise * most) return false;
+            continue;
+        }
+        reach += g * bound;
+        size = std::max(size, std::fabs(g * bound));
+    }
+    return asked - reach > noise * size;
+}
+
+bool engine_provesunbounded(const engine_model &model, const std::vector<double> &d)
+{
+    double scale = largest(d);
+    if (scale == 0 || !std::isfinite(scale)) return false;
+    auto leaves = [](double step, double size, double lower, double upper) {
+        if (std::fabs(step) <= noise * size) return false;
+        return !engine_isinf(step > 0 ? upper : lower);
+    };
+    double gain = 0, costs = 0;
+    for (int j = 0; j < model.numcols; j++) {
+        if (leaves(d[j], scale, model.collower[j], model.colupper[j])) return false;
+        gain += model.sense * model.objective[j] * d[j];
+        costs = std::max(costs, std::fabs(model.objective[j]));
+    }
+    std::vector<double> step = engine_activity(model, d.data());
+    double most = std::max(scale, largest(step));
+    for (int i = 0; i < model.numrows; i++)
+        if (leaves(step[i], most, model.rowlower[i], model.rowupper[i])) return false;
+    return gain < -noise * scale * costs;
+}
+
+void engine_fillrows(const engine_model &model, engine_result *result)
+{
+    result->objective = engine_objective(model, result->x.data());
+    result->activity = engine_activity(model, result->x.data());
+    result->slack.resize(model.numrows);
+    for (int i = 0; i < model.numrows; i++) {
+        double lower = model.rowlower[i], upper = model.rowupper[i];
+        double side = !engine_isinf(upper) ? upper : !engine_isinf(lower) ? lower : 0;
+        result->slack[i] = side - result->activity[i];
+    }
+}

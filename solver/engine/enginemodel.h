@@ -1,0 +1,54 @@
+// enginemodel.h: questions about a model that need no engine.
+//
+// The points that engines return are judged here, by one measure and in the model's own rows,
+// columns and sense.  Nothing here is changed or owned.
+
+#pragma once
+
+#include "solver/engine/engine.h"
+
+// Bounds that are no bounds.
+inline bool engine_isinf(double bound)
+{
+    return bound <= -VNT_INFINITY || bound >= VNT_INFINITY;
+}
+
+// Whether column j must be integer.
+inline bool engine_isint(const engine_model &model, int j)
+{
+    return model.ctype != nullptr && (model.ctype[j] == 'B' || model.ctype[j] == 'I');
+}
+
+double engine_objective(const engine_model &model, const double *x); // offset included
+std::vector<double> engine_activity(const engine_model &model, const double *x);
+
+// c - A'y, or -A'y where c is null: the reduced costs that row prices leave.
+std::vector<double> engine_reducedcosts(const engine_model &model, const double *c,
+                                        const double *y);
+
+// How far x is outside of the bounds of columns and rows: the largest distance, each divided by
+// the magnitude of its bound where that is above one.
+double engine_violation(const engine_model &model, const double *x);
+
+// How far x's integer columns are from integers, at most.
+double engine_fraction(const engine_model &model, const double *x);
+
+// The same for the signs of reduced costs and row prices at x, in the model's sense.
+double engine_dualviolation(const engine_model &model, const engine_result &result);
+
+// The distance of the values that the objective can take in integer points: all are the offset and
+// a multiple of this.  0 where they are not so regular, as with a cost on a continuous column.
+double engine_objectivestep(const engine_model &model);
+
+// Whether two bounds of a row or column exclude each other.
+bool engine_crossed(const engine_model &model, double tolerance);
+
+// A model without nonzeros is solved column by column; true when it was one.
+bool engine_solveempty(const engine_model &model, double tolerance, engine_result *result);
+
+// Whether y shows that no x is feasible, or d that the objective has no limit; see the result.
+bool engine_provesinfeasible(const engine_model &model, const std::vector<double> &y);
+bool engine_provesunbounded(const engine_model &model, const std::vector<double> &d);
+
+// Fills activity and slack of a result from its x, and its objective.
+void engine_fillrows(const engine_model &model, engine_result *result);

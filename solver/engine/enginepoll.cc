@@ -1,0 +1,107 @@
+#include "solver/engine/enginepoll.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+
+static constexpr std::chrono::milliseconds shelter_time(300);
+static constexpr double no_time_limit = 1e9; // seconds; some thirty years
+
+engine_poll::engine_poll(const engine_params &params, const engine_hooks &hooks, int sense)
+    : params(params), hooks(hooks), sense(sense), begin(clock::now()),
+      nextline(begin + std::chrono::seconds(1))
+{
+    if (std::fabs(params.cutoff) < VNT_INFINITY) given = sense * params.cutoff;
+    seen.bound = seen.incumbent = sense * -VNT_INFINITY;
+}
+
+bool engine_poll::tick()
+{
+    seen.ticks++;
+    clock::time_point now = clock::now();
+    ask(now);
+    writeline(now);
+    return mustend(now);
+}
+
+bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
+{
+    seen.iterations++;
+    seen.objective = sense * objective;
+    seen.infeasibility = infeasibility;
+    if (phase1) phase1iterations++;
+    return tick();
+}
+
+bool engine_poll::barrieriteration(double objective, double complementarity)
+{
+    barrieriterations++;
+    seen.objective = sense * objective;
+    seen.infeasibility = complementarity;
+    return tick();
+}
+
+void engine_poll::end(int status)
+{
+    if (reason != 0) return;
+    reason = status;
+    end_at = clock::now();
+    if (atend) atend();
+}
+
+// After the end nothing more is asked: the caller has had its say, and the search unwinds.
+void engine_poll::ask(clock::time_point now)
+{
+    if (hooks.poll == nullptr || reason != 0) return;
+    engine_reply reply = {};
+    hooks.poll(hooks.arg, &seen, &reply);
+    held += clock::now() - now;
+    if (reply.inject && !std::isnan(reply.cutoff)) given = std::min(given, sense * reply.cutoff);
+    if (reply.stop) end(VNT_STAT_STOPPED);
+}
+
+bool engine_poll::mustend(clock::time_point now)
+{
+    if (std::max(seen.iterations, barrieriterations) >= params.iterationlimit)
+        end(VNT_STAT_ITERATION_LIMIT);
+    if (params.timelimit < no_time_limit && seconds() >= params.timelimit) end(VNT_STAT_TIME_LIMIT);
+    if (reason == 0) return false;
+    return sheltered == 0 || now - end_at > shelter_time;
+}
+
+double engine_poll::seconds() const
+{
+    return std::chrono::duration<double>(clock::now() - begin - held).count();
+}
+
+void engine_poll::writeline(clock::time_point now)
+{
+    if (now < nextline || reason != 0) return;
+    nextline = now + std::chrono::seconds(1);
+    if (!seen.search) {
+        log(2, 3, "%10lld iterations  objective %-16.10g infeasibility %-10.4g %8.1f s\n",
+            static_cast<long long>(seen.iterations), seen.objective, seen.infeasibility, seconds());
+        return;
+    }
+    char incumbent[64] = "none", gap[64] = "";
+    if (seen.solution != nullptr) {
+        snprintf(incumbent, sizeof incumbent, "%.10g", seen.incumbent);
+        double scale = std::max(std::fabs(seen.incumbent), 1e-10);
+        snprintf(gap, sizeof gap, "%.2f%%", 100 * std::fabs(seen.incumbent - seen.bound) / scale);
+    }
+    log(2, 3, "%10lld nodes %8lld left  incumbent %-16s bound %-16.10g gap %-8s %8.1f s\n",
+        static_cast<long long>(seen.nodes), static_cast<long long>(seen.nodesleft), incumbent,
+        seen.bound, gap, seconds());
+}
+
+void engine_poll::log(int level, int channel, const char *format, ...)
+{
+    if (hooks.log == nullptr || params.loglevel < level) return;
+    char text[256];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    hooks.log(hooks.arg, channel, text);
+}

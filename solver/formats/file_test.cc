@@ -1,0 +1,247 @@
+#include "solver/calls/test_session.h"
+#include "solver/formats/files.h"
+
+#include <cstdlib>
+#include <random>
+#include <unistd.h>
+
+struct model_files : session {
+    std::string folder;
+
+    void SetUp() override
+    {
+        session::SetUp();
+        char name[] = "/tmp/vanto-files-XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        folder = name;
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
+        session::TearDown();
+    }
+    std::string path(const std::string &name) { return folder + "/" + name; }
+
+    // What comes back after a model was written to a file of that name.
+    std::string through(VNTLPptr lp, const std::string &name)
+    {
+        EXPECT_EQ(VNTLwriteprob(env, lp, path(name).c_str(), nullptr), 0) << heard[CHANNEL_ERROR];
+        VNTLPptr back = problem();
+        EXPECT_EQ(VNTEreadcopyprob(env, back, path(name).c_str(), nullptr, 0, nullptr), 0)
+            << heard[CHANNEL_ERROR];
+        return all_of(back);
+    }
+
+    // Bounds, types, senses and numbers of all kinds; ranges only where the format keeps them.
+    VNTLPptr random_model(unsigned seed, bool ranges)
+    {
+        std::mt19937 random(seed);
+        auto below = [&](int n) { return static_cast<int>(random() % n); };
+        auto number = [&] {
+            return (below(2) ? 1 : -1) * std::ldexp(random() + 1.0, below(60) - 60);
+        };
+        VNTLPptr lp = problem();
+        for (int j = 0; j < 12; j++) {
+            double low[] = {0, -VNT_INFINITY, number(), 1, 0, -2}, obj = below(3) ? number() : 0;
+            double lb = low[below(6)], ub = below(2) ? VNT_INFINITY : std::max(lb, number());
+            char type = "CCCIISNB"[below(8)];
+            if (type == 'B' && below(2)) lb = 0, ub = 1;
+            if (type == 'S' || type == 'N') ub = std::max(lb, 0.0) + 10;
+            EXPECT_EQ(VNTLnewcols(env, lp, 1, &obj, &lb, &ub, &type, nullptr), 0);
+        }
+        for (int i = 0; i < 8; i++) {
+            char sense = "LGER"[below(ranges ? 4 : 3)];
+            double rhs = below(4) ? number() : 0, rng = number();
+            EXPECT_EQ(VNTLnewrows(env, lp, 1, &rhs, &sense, &rng, nullptr), 0);
+            for (int k = below(5); k > 0; k--) {
+                EXPECT_EQ(VNTLchgcoef(env, lp, i, below(12), number()), 0);
+            }
+        }
+        EXPECT_EQ(VNTLchgobjsen(env, lp, below(2) ? VNT_MIN : VNT_MAX), 0);
+        EXPECT_EQ(VNTLchgobjoffset(env, lp, number()), 0);
+        return lp;
+    }
+};
+
+TEST_F(model_files, ModelsComeBackFromTheirFilesBitForBit)
+{
+    for (unsigned seed = 1; seed <= 60; seed++) {
+        SCOPED_TRACE(seed);
+        VNTLPptr lp = random_model(seed, true);
+        ASSERT_EQ(through(lp, "m.mps"), all_of(lp));
+        lp = random_model(seed, false);
+        ASSERT_EQ(through(lp, "m.lp"), all_of(lp));
+    }
+    VNTLPptr israel = problem_of_file("israel.mps");
+    EXPECT_EQ(through(israel, "m.mps.gz"), all_of(israel));
+    EXPECT_EQ(through(israel, "m.lp.gz"), all_of(israel));
+}
+
+TEST_F(model_files, MpsIsReadAsItsWritersMeanIt)
+{
+    VNTLPptr lp = problem_from("* a comment\n"
+                               "NAME          two words\n"
+                               "OBJSENSE\n    MAX\n"
+                               "ROWS\n N obj\n N other\n L l\n G g\n E e\n E f\n"
+                               "COLUMNS\n"
+                               " a obj 1 l 1\n a other 3\n"
+                               " M1 'MARKER' 'INTORG'\n"
+                               " b l 1 g 1\n c e 1\n"
+                               " M2 'MARKER' 'INTEND'\n"
+                               " d f -1.5e1\n s g 2\n"
+                               "RHS\n obj -7\n RHS l 4 g 2\n"
+                               "RANGES\n R l 3 g 2.5\n R e -1 f 1\n"
+                               "BOUNDS\n"
+                               " UP bnd a -3\n"
+                               " LO bnd c 2\n"
+                               " FR d\n"
+                               " SC bnd s 9\n LO bnd s 4\n"
+                               "ENDATA\n",
+                               "mps");
+    EXPECT_EQ(all_of(lp), "type 1 sense -1 offset 0x1.cp+2 nz 6\n"
+                          "0:0x1p+0 | 0:0x1p+0 1:0x1p+0 | 2:0x1p+0 | 3:-0x1.ep+3 | 1:0x1p+1 | \n"
+                          "0:0x1p+0 1:0x1p+0 | 1:0x1p+0 4:0x1p+1 | 2:0x1p+0 | 3:-0x1.ep+3 | \n"
+                          "a 0x1p+0 [-0x1.5af1d78b58c4p+66,-0x1.8p+1] C\n"
+                          "b 0x0p+0 [0x0p+0,0x1p+0] I\n"
+                          "c 0x0p+0 [0x1p+1,0x1.5af1d78b58c4p+66] I\n"
+                          "d 0x0p+0 [-0x1.5af1d78b58c4p+66,0x1.5af1d78b58c4p+66] C\n"
+                          "s 0x0p+0 [0x1p+2,0x1.2p+3] S\n"
+                          "l R 0x1p+2 -0x1.8p+1\n"
+                          "g R 0x1p+1 0x1.4p+1\n"
+                          "e R 0x0p+0 -0x1p+0\n"
+                          "f R 0x0p+0 0x1p+0\n");
+    EXPECT_NE(heard[CHANNEL_WARNING].find("below 0"), std::string::npos);
+
+    // Names with blanks stand in the columns of the fixed format.
+    VNTLPptr fixed = problem_from("NAME          FIXED\n"
+                                  "ROWS\n"
+                                  " N  COST\n"
+                                  " G  ROW ONE\n"
+                                  "COLUMNS\n"
+                                  "    COL ONE   COST                 1   ROW ONE              2\n"
+                                  "RHS\n"
+                                  "              ROW ONE              3\n"
+                                  "ENDATA\n",
+                                  "mps");
+    EXPECT_NE(all_of(fixed).find("COL ONE 0x1p+0"), std::string::npos);
+    EXPECT_NE(all_of(fixed).find("ROW ONE G 0x1.8p+1"), std::string::npos);
+}
+
+TEST_F(model_files, LpIsReadAsItsWritersMeanIt)
+{
+    VNTLPptr lp = problem_from("\\ a comment\nMAX\n cost: 3 x + 2y - z + 1 + x\n"
+                               "Subject To\n"
+                               " x + y <= 4\n" // without a name, before a row with a sign
+                               " -x + 2 y >= -2.5e0\n"
+                               " both: 1 <= x - z <= 3\n"
+                               " less: 5 >= z\n"
+                               "Bounds\n -inf <= x <= 8\n z free\n 2 <= w\n v = 3\n u <= -1\n"
+                               "General\n y\nBinary\n b\nEnd\n");
+    EXPECT_EQ(all_of(lp), "type 1 sense -1 offset 0x1p+0 nz 7\n"
+                          "0:0x1p+0 1:-0x1p+0 2:0x1p+0 | 0:0x1p+0 1:0x1p+1 | "
+                          "2:-0x1p+0 3:0x1p+0 | | | | | \n"
+                          "0:0x1p+0 1:0x1p+0 | 0:-0x1p+0 1:0x1p+1 | 0:0x1p+0 2:-0x1p+0 | "
+                          "2:0x1p+0 | \n"
+                          "x 0x1p+2 [-0x1.5af1d78b58c4p+66,0x1p+3] C\n"
+                          "y 0x1p+1 [0x0p+0,0x1.5af1d78b58c4p+66] I\n"
+                          "z -0x1p+0 [-0x1.5af1d78b58c4p+66,0x1.5af1d78b58c4p+66] C\n"
+                          "w 0x0p+0 [0x1p+1,0x1.5af1d78b58c4p+66] C\n"
+                          "v 0x0p+0 [0x1.8p+1,0x1.8p+1] C\n"
+                          "u 0x0p+0 [-0x1.5af1d78b58c4p+66,-0x1p+0] C\n"
+                          "b 0x0p+0 [0x0p+0,0x1p+0] B\n"
+                          "c1 L 0x1p+2 0x0p+0\n"
+                          "c2 G -0x1.4p+1 0x0p+0\n"
+                          "both R 0x1p+0 0x1p+1\n"
+                          "less L 0x1.4p+2 0x0p+0\n");
+}
+
+TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
+{
+    static const std::string rows = "NAME t\nROWS\n N o\n L r\nCOLUMNS\n x o 1 r 1\n";
+    struct {
+        const char *kind;
+        std::string text;
+        int status;
+        const char *says;
+    } cases[] = {
+        {"mps", "hello\n", VNTERR_FILE_FORMAT, "line 1"},
+        {"mps", "\x1b[2J\n", VNTERR_FILE_FORMAT, "?[2J"}, // nothing for a terminal to obey
+        {"mps", "ROWS\n L r\n L r\nENDATA\n", VNTERR_FILE_FORMAT, "line 3"},
+        {"mps", rows + " y q 1\nENDATA\n", VNTERR_FILE_FORMAT, "no row \"q\""},
+        {"mps", rows + " y r 1x\nENDATA\n", VNTERR_FILE_FORMAT, "\"1x\" is no number"},
+        {"mps", rows + " x r 2\nENDATA\n", VNTERR_FILE_FORMAT, "twice"},
+        {"mps", rows + "BOUNDS\n UP b q 1\nENDATA\n", VNTERR_FILE_FORMAT, "no column \"q\""},
+        {"mps", rows, VNTERR_FILE_FORMAT, "without ENDATA"},
+        {"mps", rows + "SOS\n", VNTERR_FILE_FEATURE, "SOS"},
+        {"lp", "x + y\n", VNTERR_FILE_FORMAT, "line 1"},
+        {"lp", "min\n x\nst\n x + y\nend\n", VNTERR_FILE_FORMAT, "line 5"},
+        {"lp", "min\n x\nst\n x >= 1\n", VNTERR_FILE_FORMAT, "without end"},
+        {"lp", "min\n [ x ^ 2 ]\nst\n x >= 1\nend\n", VNTERR_FILE_FEATURE, "quadratic"},
+        {"lp", std::string("\x1f\x8b\x08 no", 6), VNTERR_FILE_FORMAT, "damaged"},
+        {"txt", "min\n x\nend\n", VNTERR_FILE_TYPE, "txt"},
+    };
+    VNTLPptr lp = problem_from("min\n x\nst\n c: x + y >= 1\nend\n");
+    std::string before = all_of(lp);
+    for (auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        heard[CHANNEL_ERROR].clear();
+        EXPECT_EQ(read(lp, c.text, c.kind), c.status);
+        EXPECT_NE(heard[CHANNEL_ERROR].find(c.says), std::string::npos) << heard[CHANNEL_ERROR];
+        EXPECT_EQ(all_of(lp), before);
+    }
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, path("none.mps").c_str(), nullptr, 0, nullptr),
+              VNTERR_FILE_OPEN);
+    EXPECT_EQ(VNTLwriteprob(env, lp, path("no/where.mps").c_str(), nullptr), VNTERR_FILE_CREATE);
+}
+
+// Damaged files: any status will do, but no crash, and the problem stays unless all was read.
+TEST_F(model_files, AFileWithAFlippedByteIsReadOrRefused)
+{
+    std::string good =
+        file_contents((std::string(VNT_SOURCE_DIR) + "/test/models/afiro.mps").c_str(), nullptr, 0);
+    VNTLPptr lp = problem_of_file("afiro.mps");
+    ASSERT_EQ(VNTLwriteprob(env, lp, path("m.lp").c_str(), nullptr), 0);
+    ASSERT_EQ(VNTLwriteprob(env, lp, path("m.mps.gz").c_str(), nullptr), 0);
+    std::mt19937 random(3);
+    for (std::string name : {"m.lp", "m.mps.gz", ""}) {
+        std::string text = name.empty() ? good : file_contents(path(name).c_str(), nullptr, 0);
+        for (int k = 0; k < 500; k++) {
+            std::string bad = text;
+            bad[random() % bad.size()] ^= static_cast<char>(1 << random() % 8);
+            if (k % 5 == 0) bad.resize(random() % bad.size());
+            VNTLPptr into = problem();
+            int status = read(into, bad, name == "m.lp" ? "lp" : "mps");
+            ASSERT_TRUE(status == 0 || VNTLgetnumcols(env, into) == 0);
+            ASSERT_EQ(VNTLfreeprob(env, &into), 0);
+        }
+    }
+}
+
+TEST_F(model_files, ABasisComesBackFromItsFile)
+{
+    VNTLPptr lp = problem_of_file("israel.mps");
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    ASSERT_EQ(VNTLmbasewrite(env, lp, path("b").c_str()), 0);
+    int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp);
+    std::vector<int> cstat(cols), rstat(rows), cback(cols), rback(rows);
+    ASSERT_EQ(VNTLgetbase(env, lp, cstat.data(), rstat.data()), 0);
+    VNTLPptr fresh = problem_of_file("israel.mps");
+    ASSERT_EQ(VNTEreadcopybase(env, fresh, path("b").c_str(), nullptr, 0), 0)
+        << heard[CHANNEL_ERROR];
+    ASSERT_EQ(VNTLgetbase(env, fresh, cback.data(), rback.data()), 0);
+    EXPECT_EQ(cback, cstat);
+    EXPECT_EQ(rback, rstat);
+    ASSERT_EQ(VNTLdualopt(env, fresh), 0);
+    EXPECT_EQ(VNTLgetitcnt(env, fresh), 0) << "it is optimal already";
+}
+
+TEST_F(model_files, SolutionsAreWrittenAsText)
+{
+    VNTLPptr lp = problem_from("max\n x + 2 y\nst\n c: x + y <= 4\n d: x - y = 1\nend\n");
+    EXPECT_EQ(VNTLsolwrite(env, lp, path("s").c_str()), VNTERR_NO_SOLUTION);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    ASSERT_EQ(VNTLsolwrite(env, lp, path("s").c_str()), 0);
+    EXPECT_EQ(file_contents(path("s").c_str(), nullptr, 0),
+              "solution of test\nstatus 1 optimal\nobjective 5.5\n"
+              "columns 2\n2.5 0 x\n1.5 0 y\nrows 2\n4 0 1.5 c\n1 0 -0.5 d\n");
+}

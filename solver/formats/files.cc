@@ -1,0 +1,195 @@
+#include "solver/formats/files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <zlib.h>
+
+using file_holder = std::unique_ptr<FILE, int (*)(FILE *)>;
+
+static std::string read_all(const char *name)
+{
+    file_holder file(fopen(name, "rbe"), fclose);
+    if (file == nullptr) {
+        throw failure{VNTERR_FILE_OPEN, printed("cannot open %s: %s", name, strerror(errno))};
+    }
+    std::string text;
+    char piece[65536];
+    while (size_t got = fread(piece, 1, sizeof piece, file.get()))
+        text.append(piece, got);
+    if (ferror(file.get())) {
+        throw failure{VNTERR_FILE_IO, printed("cannot read %s: %s", name, strerror(errno))};
+    }
+    return text;
+}
+
+static bool packed(std::string_view bytes)
+{
+    return bytes.substr(0, 2) == "\x1f\x8b";
+}
+
+// A packed file may consist of several members, one after the other.
+static std::string unpack(std::string_view bytes)
+{
+    z_stream z = {};
+    require(inflateInit2(&z, 16 + MAX_WBITS) == Z_OK, VNTERR_NO_MEMORY);
+    std::unique_ptr<z_stream, int (*)(z_stream *)> holder(&z, inflateEnd);
+    std::string text;
+    char piece[65536];
+    z.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
+    size_t left = bytes.size();
+    for (int rc = Z_OK;
+         rc != Z_STREAM_END || (left > 0 && packed(bytes.substr(bytes.size() - left)));) {
+        if (rc == Z_STREAM_END) inflateReset(&z);
+        z.avail_in = static_cast<uInt>(std::min<size_t>(left, 1 << 30));
+        uInt offered = z.avail_in;
+        z.next_out = reinterpret_cast<Bytef *>(piece);
+        z.avail_out = sizeof piece;
+        rc = inflate(&z, Z_NO_FLUSH);
+        if (rc != Z_OK && rc != Z_STREAM_END) {
+            throw failure{VNTERR_FILE_FORMAT, "the packed file is damaged or cut short"};
+        }
+        left -= offered - z.avail_in;
+        text.append(piece, sizeof piece - z.avail_out);
+    }
+    return text;
+}
+
+std::string file_contents(const char *name, const char *contents, int64_t length)
+{
+    std::string text;
+    if (contents != nullptr) {
+        require(length >= 0, VNTERR_BAD_ARGUMENT);
+        text.assign(contents, static_cast<size_t>(length));
+    } else {
+        require_there(name);
+        text = read_all(name);
+    }
+    return packed(text) ? unpack(text) : text;
+}
+
+static bool ends_in(std::string_view text, std::string_view end)
+{
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+static bool write_packed(const char *name, const std::string &text)
+{
+    gzFile file = gzopen(name, "wbe");
+    require(file != nullptr, VNTERR_FILE_CREATE);
+    size_t done = 0;
+    while (done < text.size()) {
+        auto piece = static_cast<unsigned>(std::min<size_t>(text.size() - done, 1 << 30));
+        if (gzwrite(file, text.data() + done, piece) != static_cast<int>(piece)) break;
+        done += piece;
+    }
+    bool closed = gzclose(file) == Z_OK;
+    return closed && done == text.size();
+}
+
+static bool write_plain(const char *name, const std::string &text)
+{
+    file_holder file(fopen(name, "wbe"), fclose);
+    if (file == nullptr) {
+        throw failure{VNTERR_FILE_CREATE, printed("cannot create %s: %s", name, strerror(errno))};
+    }
+    bool written = fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    return (fclose(file.release()) == 0) & written;
+}
+
+void file_write(const char *name, const std::string &text)
+{
+    require_there(name);
+    bool written = ends_in(name, ".gz") ? write_packed(name, text) : write_plain(name, text);
+    if (!written) throw failure{VNTERR_FILE_IO, printed("cannot write %s", name)};
+}
+
+std::string file_kind(const char *name, const char *filetype)
+{
+    std::string kind;
+    if (filetype != nullptr && filetype[0] != '\0') {
+        kind = filetype;
+    } else if (name != nullptr) {
+        kind = name;
+    }
+    for (char &c : kind)
+        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    if (ends_in(kind, ".gz")) kind.resize(kind.size() - 3);
+    size_t dot = kind.rfind('.');
+    if (dot != std::string::npos) kind.erase(0, dot + 1);
+    return kind;
+}
+
+void append_number(double value, std::string *text)
+{
+    char digits[32];
+    text->append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+}
+
+std::string number_text(double value)
+{
+    std::string text;
+    append_number(value, &text);
+    return text;
+}
+
+bool number_read(std::string_view text, double *value)
+{
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+    const char *end = text.data() + text.size();
+    auto [stop, error] = std::from_chars(text.data(), end, *value);
+    if (error == std::errc::result_out_of_range && stop == end) {
+        // Too small or too large: an exponent below zero tells which.
+        bool small = text.find("e-") != text.npos || text.find("E-") != text.npos;
+        *value = small ? 0 : text[0] == '-' ? -HUGE_VAL : HUGE_VAL;
+        return true;
+    }
+    return error == std::errc() && stop == end && !std::isnan(*value);
+}
+
+void file_malformed(int line, const char *format, ...)
+{
+    char text[512];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    throw failure{VNTERR_FILE_FORMAT, printed("line %d: %s", line, text)};
+}
+
+bool line_reader::next(std::string_view *line)
+{
+    if (rest.empty()) return false;
+    size_t end = std::min(rest.find('\n'), rest.size());
+    *line = rest.substr(0, end);
+    if (!line->empty() && line->back() == '\r') line->remove_suffix(1);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    count++;
+    return true;
+}
+
+line_words words_of(std::string_view line)
+{
+    line_words words;
+    auto blank = [&](size_t i) { return line[i] == ' ' || line[i] == '\t'; };
+    for (size_t at = 0;;) {
+        while (at < line.size() && blank(at))
+            at++;
+        if (at == line.size()) return words;
+        size_t end = at;
+        while (end < line.size() && !blank(end))
+            end++;
+        words.add(line.substr(at, end - at));
+        at = end;
+    }
+}
+
+std::string one_line(std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    return text;
+}

@@ -1,0 +1,99 @@
+// matrix.h: the coefficients of a problem, for building and for asking by column or by row.
+//
+// The entries lie column by column, rows ascending, without zeros.  Entries that come in another
+// order (rows added, single coefficients) wait in a list that the next look at the matrix merges
+// in, so that a model built row by row costs no more than one built at once.  The copy that lies
+// row by row is made when first asked for.
+//
+// Threads: looking merges, so even readers need the environment's lock.
+//
+// Errors: failures, before anything has changed, for indices out of range, for what is no finite
+// number, and for the same place twice in one list of rows or columns.
+
+#pragma once
+
+#include "solver/model/failure.h"
+
+#include <algorithm>
+#include <vector>
+
+// Room for more elements, at least doubled, so that many small additions stay cheap.  What is
+// then added within that room cannot fail.
+template <class list> void make_room(list &values, size_t more)
+{
+    if (values.capacity() - values.size() < more) {
+        values.reserve(std::max(values.size() + more, values.size() * 2));
+    }
+}
+
+// One direction of the matrix: entries begin[k] to begin[k + 1] belong to line k.
+struct matrix_view {
+    const int64_t *begin;
+    const int *index;
+    const double *value;
+};
+
+// Rows or columns that come in: line k is entries begin[k] on, count[k] of them, or up to the next
+// line's begin where count is null.
+struct matrix_lines {
+    int lines;
+    int64_t entries; // -1 where the lines alone tell
+    const int64_t *begin;
+    const int *count;
+    const int *index;
+    const double *value;
+
+    int64_t first(int line) const { return begin[line]; }
+    int64_t last(int line) const // one past the end
+    {
+        if (count != nullptr) return begin[line] + count[line];
+        return line + 1 < lines ? begin[line + 1] : entries;
+    }
+};
+
+class matrix {
+  public:
+    int rows() const { return numrows; }
+    int cols() const { return numcols; }
+    int64_t entries() const;
+
+    // Fails unless the lines are well formed and lead to indices below `width`.
+    static void check(const matrix_lines &lines, int width);
+
+    void grow(int rows, int cols); // empty ones, at the end
+    void append_cols(const matrix_lines &lines);
+    void append_rows(const matrix_lines &lines);
+    void set(int row, int col, double value);
+    double get(int row, int col) const;
+
+    // Takes entries of magnitude up to eps away; tells whether there were any.
+    bool drop(double eps);
+
+    // Element i of `place` is what row or column i becomes, -1 where it goes.
+    void keep_rows(const std::vector<int> &place, int left);
+    void keep_cols(const std::vector<int> &place, int left);
+
+    matrix_view by_column() const;
+    matrix_view by_row() const;
+
+  private:
+    struct entry {
+        int row, col;
+        double value;
+    };
+
+    void merge() const;
+    double *find(int row, int col) const;
+    void append_sorted_col(const matrix_lines &lines, int line);
+
+    int numrows = 0;
+    int numcols = 0;
+    mutable std::vector<int64_t> begin = {0};
+    mutable std::vector<int> index;
+    mutable std::vector<double> value;
+    std::vector<std::pair<int, double>> sorting; // room for one column
+    mutable std::vector<entry> waiting;          // in the order they came; the last one counts
+    mutable std::vector<int64_t> rowbegin;       // empty while there is no copy by rows
+    mutable std::vector<int> rowindex;
+    mutable std::vector<double> rowvalue;
+};

@@ -1,0 +1,125 @@
+// model.h: a problem in its caller's terms: columns, rows, coefficients, names.
+//
+// A model answers every query about the problem and takes every change.  Engines see a copy, made
+// at each solve.  Numbers of magnitude VNT_INFINITY and more are kept as VNT_INFINITY.
+//
+// Errors: a failing change leaves the model as it was.  Failures: VNTERR_INDEX_RANGE,
+// VNTERR_BAD_NUMBER, VNTERR_BAD_SENSE, VNTERR_BAD_CTYPE, VNTERR_BAD_BOUND, VNTERR_DUPLICATE_ENTRY.
+
+#pragma once
+
+#include "solver/model/matrix.h"
+#include "solver/model/names.h"
+
+// New columns; null lists stand for costs of 0, bounds 0 and infinity (0 and 1 for binaries) and
+// continuous columns.
+struct new_columns {
+    int count;
+    const double *objective;
+    const double *lower;
+    const double *upper;
+    const char *ctype;
+    const char *const *names;
+};
+
+// New rows; null lists stand for right-hand sides and ranges of 0 and equations.
+struct new_rows {
+    int count;
+    const double *rhs;
+    const char *sense;
+    const double *range;
+    const char *const *names;
+};
+
+// A starting point of the search: values of some columns.
+struct mip_start {
+    std::string name;
+    int effort;
+    std::vector<int> index;
+    std::vector<double> value;
+};
+
+// A special ordered set: of its columns, in the order of their weights, at most one (type 1) or two
+// neighbours (type 2) are other than 0.
+struct special_set {
+    std::string name;
+    char type; // '1' or '2'
+    std::vector<int> index;
+    std::vector<double> weight;
+};
+
+// A row that holds where its column is 1, or 0 when complemented.
+struct indicator {
+    std::string name;
+    int type; // INDICATOR_IF
+    int column;
+    bool complemented;
+    char sense; // L, G or E
+    double rhs;
+    std::vector<int> index;
+    std::vector<double> value;
+};
+static constexpr int INDICATOR_IF = 1;
+
+// Which column the search should branch on first: the greater the priority, the earlier.
+struct branching {
+    int column;
+    int priority;
+    int direction; // -1 down, 1 up, 0 as the solver likes
+};
+
+struct model {
+    std::string name;
+    std::string objname = "obj";
+    int type = VNT_PROB_LP;
+    int sense = VNT_MIN;
+    double offset = 0;
+
+    std::vector<double> objective, lower, upper;
+    std::string ctype; // kept while the type is LP, where it does not count
+    name_list colnames{'x'};
+
+    // A row of sense R lies between rhs and rhs + range, in whatever order; others have range 0.
+    std::vector<double> rhs, range;
+    std::string rowsense;
+    name_list rownames{'c'};
+
+    matrix a;
+
+    std::vector<special_set> sets;
+    std::vector<indicator> indicators;
+    std::vector<branching> order;
+
+    int numcols() const { return a.cols(); }
+    int numrows() const { return a.rows(); }
+    bool discrete() const { return type == VNT_PROB_MIP; }
+    double rowlower(int i) const;
+    double rowupper(int i) const;
+
+    // `entries` may be null where the new lines are empty.
+    void append_cols(const new_columns &cols, const matrix_lines *entries);
+    void append_rows(const new_rows &rows, const matrix_lines *entries);
+    void keep_cols(const std::vector<int> &place, int left);
+    void keep_rows(const std::vector<int> &place, int left);
+
+    static void check_cols(const new_columns &cols);
+    static void check_rows(const new_rows &rows);
+    static void check_sense(char sense);
+    static void check_ctype(char type);
+    static void check_bound(char which, double value); // which: L, U or B
+
+    // For arguments that were checked.
+    void set_bound(int j, char which, double value);
+    void set_sense(int i, char sense);
+    void set_ctype(int j, char type);
+
+    std::vector<double> activities(const double *x) const;             // one per row
+    std::vector<double> slacks(const double *x) const;                 // rhs - activity
+    double objective_at(const double *x) const;                        // the offset included
+    double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
+};
+
+// The number as it is kept, a negative zero as zero; fails for what is no number.
+double model_number(double value);
+// Likewise a number that must be finite.
+double model_finite(double value);

@@ -1,0 +1,53 @@
+// problem.h: a problem of an environment: its model, where a solve may start, and what the last
+// solve left.
+//
+// Every change of the model drops the answer; the basis and the MIP starts stay, fitted to the
+// change, as the start of the next solve.
+
+#pragma once
+
+#include "solver/engine/engine.h"
+#include "solver/model/model.h"
+
+struct pool_solution {
+    std::string name;
+    double objective;
+    std::vector<double> x;
+};
+
+// What a solve left.  The vectors are empty where there is nothing.
+struct answer : engine_result {
+    int solution = VNT_SOLUTION_NONE;
+    std::vector<pool_solution> pool;
+
+    // A solution of no columns is one, too.
+    bool there() const { return solution != VNT_SOLUTION_NONE; }
+};
+
+struct vntlp {
+    model m;
+    answer last;
+    std::vector<int> cstat, rstat; // a basis, both empty without one
+    std::vector<double> start;     // values of all columns to start from, may be empty
+    std::vector<mip_start> mipstarts;
+    std::vector<double> free_lower, free_upper; // a fixed MIP's bounds before they were fixed
+
+    bool has_basis() const { return !cstat.empty() || !rstat.empty(); }
+    void set_basis(std::vector<int> cols, std::vector<int> rows);
+    void forget_basis();
+    int resting_place(int j) const; // where column j is while not basic, VNT_BASIS_*
+
+    void changed() { last = answer(); }
+
+    // Takes a new model in place of the old one and of all that belonged to it.
+    void replace(model &&fresh);
+
+    void append_cols(const new_columns &cols, const matrix_lines *entries);
+    void append_rows(const new_rows &rows, const matrix_lines *entries);
+    void keep_cols(const std::vector<int> &place, int left);
+    void keep_rows(const std::vector<int> &place, int left);
+
+    // Changes the type; a fixed MIP has the discrete columns fixed at the last solution, or at
+    // `values`, and goes back to its own bounds with the next type.
+    void set_type(int type, const std::vector<double> &values);
+};

@@ -1,3 +1,0 @@
-#include "worker/child.h"
-
-worker_child *workerchild = nullptr;
