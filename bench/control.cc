@@ -17,6 +17,8 @@
 #include <random>
 #include <thread>
 
+using namespace vnt;
+
 using steady = std::chrono::steady_clock;
 
 static constexpr double latest = 5; // seconds into a solve at which it is ended

@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <vector>
 
+namespace vnt {
+
 static constexpr size_t blocksize = 65536;
 
 struct order {
@@ -141,3 +143,5 @@ void relay::exchange(const char *upbytes, size_t up, char *downbytes, size_t dow
                 write_all(fd, upbytes + first, up - first) && read_all(fd, downbytes, down);
     must(fine ? 0 : -1, "relay");
 }
+
+} // namespace vnt

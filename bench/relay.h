@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <sys/types.h>
 
+namespace vnt {
+
 class relay {
   public:
     relay();
@@ -24,3 +26,5 @@ class relay {
     pid_t server;
     int fd;
 };
+
+} // namespace vnt

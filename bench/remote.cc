@@ -16,6 +16,8 @@
 #include <cstdlib>
 #include <functional>
 
+using namespace vnt;
+
 static constexpr size_t MiB = 1 << 20;
 static constexpr size_t large = 256 * MiB;
 static constexpr int trips = 2000; // round trips in one measurement

@@ -4,6 +4,8 @@
 
 #include <initializer_list>
 
+namespace vnt {
+
 // The size of what a range of the request asks for, null when the call has no such output.
 static const call_size *range_of(const call_request *r)
 {
@@ -133,3 +135,5 @@ int ask_for_little(call_request *r, call_return *c, bool *answered)
     put_index(r, space, offered);
     return rc;
 }
+
+} // namespace vnt

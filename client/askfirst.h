@@ -11,6 +11,8 @@
 
 #include "client/callrecords.h"
 
+namespace vnt {
+
 // Asks for the ends of a long range alone.  `refused` says whether one was refused, the answer
 // then being in `c`.
 int ask_ends(call_request *r, call_return *c, bool *refused);
@@ -18,3 +20,5 @@ int ask_ends(call_request *r, call_return *c, bool *refused);
 // Offers little space, then what is needed.  `answered` says whether that brought the answer, which
 // is then in `c`.
 int ask_for_little(call_request *r, call_return *c, bool *answered);
+
+} // namespace vnt

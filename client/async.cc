@@ -6,12 +6,15 @@
 // that is sent when the call has ended.
 #include "client/clock.h"
 #include "client/connection.h"
+#include "remote/base/entry.h"
 #include "remote/handler/asynccall.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <string>
+
+namespace vnt {
 
 // How often a pause callback is called, in seconds.
 static constexpr double PAUSE_INTERVAL = 0.1;
@@ -330,7 +333,7 @@ static int findstarted(VNTENVptr env, client_env **e)
     return rc;
 }
 
-int vntclient_start(VNTENVptr env)
+VNT_ENTRY int vntclient_start(VNTENVptr env)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -341,7 +344,7 @@ int vntclient_start(VNTENVptr env)
     return 0;
 }
 
-int vntclient_test(VNTENVptr env, int *state_p)
+VNT_ENTRY int vntclient_test(VNTENVptr env, int *state_p)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -351,14 +354,14 @@ int vntclient_test(VNTENVptr env, int *state_p)
     return rc;
 }
 
-int vntclient_kill(VNTENVptr env)
+VNT_ENTRY int vntclient_kill(VNTENVptr env)
 {
     client_env *e;
     int rc = findstarted(env, &e);
     return rc == 0 ? kill(e) : rc;
 }
 
-int vntclient_terminate(VNTENVptr env)
+VNT_ENTRY int vntclient_terminate(VNTENVptr env)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -385,7 +388,7 @@ static int halt(client_env *e, int *state, bool *halted)
     return rc;
 }
 
-int vntclient_setlimits(VNTENVptr env, int64_t progress, double seconds)
+VNT_ENTRY int vntclient_setlimits(VNTENVptr env, int64_t progress, double seconds)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -401,7 +404,7 @@ int vntclient_setlimits(VNTENVptr env, int64_t progress, double seconds)
     return halted ? sendcontinue(e, remaining(e)) : sendlimits(e, e->limits);
 }
 
-int vntclient_continue(VNTENVptr env, int64_t progress, double seconds)
+VNT_ENTRY int vntclient_continue(VNTENVptr env, int64_t progress, double seconds)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -411,7 +414,7 @@ int vntclient_continue(VNTENVptr env, int64_t progress, double seconds)
     return sendcontinue(e, e->limits);
 }
 
-int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *progress)
+VNT_ENTRY int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *progress)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -429,7 +432,7 @@ int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *progress)
     return rc != 0 ? rc : goon;
 }
 
-int vntclient_inject(VNTENVptr env, double objval)
+VNT_ENTRY int vntclient_inject(VNTENVptr env, double objval)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -451,7 +454,7 @@ static int finishstarted(client_env *e)
     return rc;
 }
 
-int vntclient_join(VNTENVptr env)
+VNT_ENTRY int vntclient_join(VNTENVptr env)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -560,8 +563,8 @@ static int lookin(client_env *e, bool *ended, bool *ending, int (*look)(VNTENVpt
     return *ending ? kill(e) : 0;
 }
 
-int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
-                            int (*look)(VNTENVptr env, void *data), void *data)
+VNT_ENTRY int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
+                                      int (*look)(VNTENVptr env, void *data), void *data)
 {
     client_env *e;
     int rc = findstarted(env, &e);
@@ -580,7 +583,8 @@ int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
 
 // --- What a pause callback asks --------------------------------------------------------------
 
-int VNTEgetasyncmipprogress(VNTENVptr env, void *, int sollen, vntmipprogress *progress, double)
+VNT_ENTRY int VNTEgetasyncmipprogress(VNTENVptr env, void *, int sollen, vntmipprogress *progress,
+                                      double)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -592,7 +596,7 @@ int VNTEgetasyncmipprogress(VNTENVptr env, void *, int sollen, vntmipprogress *p
 }
 
 // The solver takes the value times the sense, and so does the worker from its message.
-int VNTEasyncprogressinject(VNTENVptr env, void *, double objval, double sense, double)
+VNT_ENTRY int VNTEasyncprogressinject(VNTENVptr env, void *, double objval, double sense, double)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -601,3 +605,5 @@ int VNTEasyncprogressinject(VNTENVptr env, void *, double objval, double sense, 
     if (!e->attending) return client_fail(VNTERR_NO_SOLUTION, "this is no pause callback");
     return inject(e, objval * sense);
 }
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+namespace vnt {
+
 static bool lends_array(call_word word)
 {
     return word == CALL_IN || word == CALL_INOUT || word == CALL_NAMES;
@@ -433,3 +435,5 @@ void call_remote(const solver_call *call, const call_value *args, call_value *re
     else
         *result = back.result;
 }
+
+} // namespace vnt

@@ -13,7 +13,11 @@
 
 #include "remote/calls/solvercall.h"
 
+namespace vnt {
+
 // Carries out the call.  `args` are the function's arguments in order, a pointer in p, a char
 // in i.  When the call does not reach its end, `result` holds the status where the function
 // returns one, 0 where it counts, and null where it creates, the status then at its pointer.
 void call_remote(const solver_call *call, const call_value *args, call_value *result);
+
+} // namespace vnt

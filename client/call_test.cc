@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <iterator>
 
+namespace vnt {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -161,3 +163,5 @@ TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
     EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 3) << "nothing is left beside them";
     EXPECT_EQ(VNTEreadcopyprob(env, lp, "missing", nullptr, 0, "LP"), VNTERR_FILE_OPEN);
 }
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 
 #include <cstddef>
 
+namespace vnt {
+
 // What is needed to bring the answer to the caller.  It has no pointers into the request, which
 // is gone when a started call is joined.
 struct call_return {
@@ -40,3 +42,5 @@ struct call_request {
 // Copies the response to where the caller wants it.  `memory` is the call_return.  Returns the
 // call's status.
 int finish_call(client_env *e, const void *response, void *memory);
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <ctime>
 
+namespace vnt {
+
 inline timespec clock_now()
 {
     timespec now;
@@ -30,3 +32,5 @@ inline void clock_nap(double seconds)
     while (nanosleep(&left, &left) != 0)
         ;
 }
+
+} // namespace vnt

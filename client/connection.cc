@@ -1,5 +1,6 @@
 #include "client/connection.h"
 
+#include "remote/base/entry.h"
 #include "remote/handler/asynccall.h"
 
 #include <cerrno>
@@ -7,9 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace vnt {
+
 static thread_local char errortext[512];
 
-const char *vntclient_errortext(void)
+VNT_ENTRY const char *vntclient_errortext(void)
 {
     return errortext;
 }
@@ -255,3 +258,5 @@ int client_query(client_env *e, uint64_t lp, uint64_t net, call_query query, int
 {
     return client_probinfo(e, lp, net, selector(query), 0, value);
 }
+
+} // namespace vnt

@@ -24,6 +24,8 @@
 #include <cstddef>
 #include <ctime>
 
+namespace vnt {
+
 enum client_state : uint8_t {
     CLIENT_OPEN,
     CLIENT_AWAY, // disconnected; the worker waits to be joined again
@@ -214,3 +216,5 @@ void client_abandoncall(client_env *e);
 bool client_isgroupcall(const client_env *e);
 int client_groupexchange(client_env *e, void *request, uint32_t responseid, const void **response);
 void client_leavegroup(client_env *e);
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+namespace vnt {
+
 namespace {
 
 bool says(const std::string &word)
@@ -188,3 +190,5 @@ TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
     EXPECT_EQ(tologs, "one\n");
     EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), 1u);
 }
+
+} // namespace vnt

@@ -1,6 +1,7 @@
 // detach.cc: leaving a worker, coming back to it, and the record that carries an environment to
 // another process.
 #include "client/connection.h"
+#include "remote/base/entry.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -9,6 +10,8 @@
 #include <mutex>
 #include <netinet/in.h>
 #include <vector>
+
+namespace vnt {
 
 // The environments that this process has left.  The lock guards the list only.
 static std::mutex awaylock;
@@ -114,7 +117,7 @@ int client_rejoin(client_env *e)
     return rc == 0 ? client_greet(e) : rc;
 }
 
-int vntclient_disconnect(VNTENVptr env, void *info)
+VNT_ENTRY int vntclient_disconnect(VNTENVptr env, void *info)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -165,7 +168,7 @@ static int takeup(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prepa
     return rc;
 }
 
-int vntclient_reconnect(const void *bytes, VNTENVptr *env)
+VNT_ENTRY int vntclient_reconnect(const void *bytes, VNTENVptr *env)
 {
     if (bytes == nullptr || env == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
@@ -223,7 +226,7 @@ static void pack(const client_env *e, const std::vector<client_object> &list, ch
     }
 }
 
-int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p)
+VNT_ENTRY int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -263,7 +266,7 @@ static int unpack(client_env *e, const packed_head &head, const char *record)
     return 0;
 }
 
-int vntclient_attach(const void *record, int64_t length, VNTENVptr *env)
+VNT_ENTRY int vntclient_attach(const void *record, int64_t length, VNTENVptr *env)
 {
     if (record == nullptr || env == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
@@ -288,12 +291,14 @@ static int listed(VNTENVptr env, client_kind kind, int space, Handle *handles)
     return count;
 }
 
-int vntclient_getproblems(VNTENVptr env, int space, VNTLPptr *lps)
+VNT_ENTRY int vntclient_getproblems(VNTENVptr env, int space, VNTLPptr *lps)
 {
     return listed(env, CLIENT_LP, space, lps);
 }
 
-int vntclient_getnetworks(VNTENVptr env, int space, VNTNETptr *nets)
+VNT_ENTRY int vntclient_getnetworks(VNTENVptr env, int space, VNTNETptr *nets)
 {
     return listed(env, CLIENT_NET, space, nets);
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+namespace vnt {
+
 namespace {
 
 struct detached : opened {
@@ -136,3 +138,5 @@ TEST(Detach, AWorkerThatIsGoneIsToldFromOneThatCannotBeReachedNow)
     EXPECT_EQ(back, nullptr);
     EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST) << "gone for good";
 }
+
+} // namespace vnt

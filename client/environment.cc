@@ -2,11 +2,14 @@
 // their own carries.
 #include "client/connection.h"
 
+#include "remote/base/entry.h"
 #include "remote/handler/asynccall.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+
+namespace vnt {
 
 const codec_factory *const *client_codecs()
 {
@@ -106,7 +109,7 @@ static int open(int argc, const char *const *argv, VNTENVptr *out)
     return 0;
 }
 
-VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p)
+VNT_ENTRY VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p)
 {
     VNTENVptr env;
     int rc = open(argc, argv, &env);
@@ -114,7 +117,7 @@ VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p)
     return env;
 }
 
-VNTENVptr VNTLopenVANTO(int *status_p)
+VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
 {
     return vntclient_open(-2, nullptr, status_p);
 }
@@ -135,7 +138,7 @@ static int closeremote(client_env *e)
     return rc == 0 ? static_cast<const vntmsg_CLOSEVANTO_RES *>(response)->status : rc;
 }
 
-int VNTLcloseVANTO(VNTENVptr *env)
+VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)
 {
     if (env == nullptr) return client_fail(VNTERR_NULL_POINTER, "the environment is missing");
     client_env *e;
@@ -158,7 +161,7 @@ int client_settimeouts(client_env *e)
     return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_errortext(rc));
 }
 
-int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
+VNT_ENTRY int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -169,7 +172,7 @@ int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
     return client_settimeouts(e);
 }
 
-int VNTLversionnumber(VNTENVptr env, int *version_p)
+VNT_ENTRY int VNTLversionnumber(VNTENVptr env, int *version_p)
 {
     static constexpr int32_t VERSION = 22;
     client_env *e;
@@ -183,7 +186,7 @@ int VNTLversionnumber(VNTENVptr env, int *version_p)
 
 // A presolved problem is the worker's own: no message hands it out.  That there is none can be
 // told.
-int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
+VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 {
     client_env *e;
     uint64_t remote = 0;
@@ -201,7 +204,7 @@ int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 
 // The worker cannot look into this process: while a call that may take long is under way the
 // library itself watches the cell and asks the callbacks.
-int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
+VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -210,7 +213,8 @@ int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
     return rc;
 }
 
-int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, void *data), void *data)
+VNT_ENTRY int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, void *data),
+                                   void *data)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -221,10 +225,10 @@ int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, void *data), 
     return 0;
 }
 
-int VNTEsetpausecallbackfunc(VNTENVptr env,
-                             int (*func)(VNTENVptr env, void *cbdata, uint64_t progress,
-                                         void *data),
-                             void *data)
+VNT_ENTRY int VNTEsetpausecallbackfunc(VNTENVptr env,
+                                       int (*func)(VNTENVptr env, void *cbdata, uint64_t progress,
+                                                   void *data),
+                                       void *data)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -234,3 +238,5 @@ int VNTEsetpausecallbackfunc(VNTENVptr env,
     e->pausedata = data;
     return 0;
 }
+
+} // namespace vnt

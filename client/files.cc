@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace vnt {
+
 namespace {
 struct descriptor {
     int fd;
@@ -163,3 +165,5 @@ int client_outfile_store(const char *path, const message_file *f)
     // The directory may take no new file, or none of so long a name.
     return rc == VNTERR_FILE_CREATE ? write_through(path, &f->contents) : rc;
 }
+
+} // namespace vnt

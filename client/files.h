@@ -11,6 +11,8 @@
 
 #include "remote/message/containers.h"
 
+namespace vnt {
+
 // A file to send.  It borrows the path and the contents given; release it with unset.
 struct client_infile {
     message_file file;
@@ -25,3 +27,5 @@ void client_infile_unset(client_infile *f);
 // Writes the contents to the file at `path`.  An ordinary file is replaced as a whole: whoever
 // looks at the path sees the old one or the new one.  Anything else there is written through.
 int client_outfile_store(const char *path, const message_file *f);
+
+} // namespace vnt

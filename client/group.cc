@@ -6,10 +6,13 @@
 #include "remote/transport/group.h"
 #include "client/clock.h"
 #include "client/connection.h"
+#include "remote/base/entry.h"
 #include "remote/handler/asynccall.h"
 
 #include <algorithm>
 #include <vector>
+
+namespace vnt {
 
 // A problem or network that a group call created: its value in each member, 0 where it failed.
 struct group_object {
@@ -17,13 +20,17 @@ struct group_object {
     std::vector<uint64_t> remotes;
 };
 
+} // namespace vnt
+
 struct vntclient_group {
-    std::vector<client_env *> members; // null: out
+    std::vector<vnt::client_env *> members; // null: out
     std::vector<int> statuses;
-    std::vector<group_object> objects;
-    bool armed;          // the leader's next call goes to all
-    transport_group *io; // over the members that are in; null when that has changed
+    std::vector<vnt::group_object> objects;
+    bool armed;               // the leader's next call goes to all
+    vnt::transport_group *io; // over the members that are in; null when that has changed
 };
+
+namespace vnt {
 
 // --- Who is in -------------------------------------------------------------------------------
 
@@ -356,7 +363,7 @@ static int create(int count, const VNTENVptr *envs, VNTCLIENTGROUPptr *out)
     return 0;
 }
 
-VNTCLIENTGROUPptr vntclient_group_create(int count, const VNTENVptr *envs, int *status_p)
+VNT_ENTRY VNTCLIENTGROUPptr vntclient_group_create(int count, const VNTENVptr *envs, int *status_p)
 {
     VNTCLIENTGROUPptr group;
     int rc = create(count, envs, &group);
@@ -364,7 +371,7 @@ VNTCLIENTGROUPptr vntclient_group_create(int count, const VNTENVptr *envs, int *
     return group;
 }
 
-void vntclient_group_destroy(VNTCLIENTGROUPptr *group)
+VNT_ENTRY void vntclient_group_destroy(VNTCLIENTGROUPptr *group)
 {
     if (group == nullptr || *group == nullptr) return;
     vntclient_group *g = *group;
@@ -375,7 +382,7 @@ void vntclient_group_destroy(VNTCLIENTGROUPptr *group)
     *group = nullptr;
 }
 
-int vntclient_group_call(VNTCLIENTGROUPptr group)
+VNT_ENTRY int vntclient_group_call(VNTCLIENTGROUPptr group)
 {
     if (group == nullptr) return client_fail(VNTERR_NULL_POINTER, "the group is missing");
     client_env *leader = group->members[0];
@@ -386,7 +393,7 @@ int vntclient_group_call(VNTCLIENTGROUPptr group)
     return 0;
 }
 
-int vntclient_group_statuses(VNTCLIENTGROUPptr group, int *statuses)
+VNT_ENTRY int vntclient_group_statuses(VNTCLIENTGROUPptr group, int *statuses)
 {
     if (group == nullptr || statuses == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
@@ -394,7 +401,7 @@ int vntclient_group_statuses(VNTCLIENTGROUPptr group, int *statuses)
     return 0;
 }
 
-VNTLPptr vntclient_group_problem(VNTCLIENTGROUPptr group, VNTLPptr lp, int member)
+VNT_ENTRY VNTLPptr vntclient_group_problem(VNTCLIENTGROUPptr group, VNTLPptr lp, int member)
 {
     client_object object;
     if (group == nullptr || member < 0 || static_cast<size_t>(member) >= group->members.size())
@@ -425,7 +432,7 @@ static bool look(VNTCLIENTGROUPptr group, int *member_p)
     return running;
 }
 
-int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, int *member_p)
+VNT_ENTRY int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, int *member_p)
 {
     if (group == nullptr || member_p == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
@@ -438,3 +445,5 @@ int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, int *member_
     }
     return 0;
 }
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <mutex>
 
+namespace vnt {
+
 // A handle's bits, from the top: the mark, which no address of a process has, then how often the
 // slot was used, then the slot's place.
 static constexpr uint64_t MARK = 0xC11E;
@@ -153,3 +155,5 @@ uint64_t client_takehandle(const message_array *a)
     memcpy(&remote, a->chunks->data, sizeof remote);
     return remote;
 }
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 
 #include "remote/message/containers.h"
 
+namespace vnt {
+
 struct client_env;
 
 enum client_kind : uint8_t {
@@ -52,3 +54,5 @@ void client_puthandle(message_array *a, char (&bytes)[16], uint64_t remote);
 
 // Reads a worker's value out of a message.  0 for a null array or anything that is not a handle.
 uint64_t client_takehandle(const message_array *a);
+
+} // namespace vnt

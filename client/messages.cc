@@ -1,8 +1,11 @@
 // messages.cc: what the worker says unasked, and the worker's user function.
 #include "client/connection.h"
+#include "remote/base/entry.h"
 
 #include <cstdlib>
 #include <memory>
+
+namespace vnt {
 
 thread_local client_handlers client_defaulthandlers;
 
@@ -77,7 +80,8 @@ int client_enablechannels(client_env *e)
     return rc;
 }
 
-int vntclient_setchannelhandler(VNTENVptr env, vntclient_channelhandler handler, void *data)
+VNT_ENTRY int vntclient_setchannelhandler(VNTENVptr env, vntclient_channelhandler handler,
+                                          void *data)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -87,7 +91,7 @@ int vntclient_setchannelhandler(VNTENVptr env, vntclient_channelhandler handler,
     return handler != nullptr ? client_enablechannels(e) : 0;
 }
 
-int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void *data)
+VNT_ENTRY int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void *data)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -97,14 +101,14 @@ int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void 
     return 0;
 }
 
-void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channeldata,
-                               vntclient_infohandler info, void *infodata)
+VNT_ENTRY void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channeldata,
+                                         vntclient_infohandler info, void *infodata)
 {
     client_defaulthandlers = {channel, channeldata, info, infodata};
 }
 
-int VNTLgetchannels(VNTENVptr env, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
-                    VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
+VNT_ENTRY int VNTLgetchannels(VNTENVptr env, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
+                              VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -121,8 +125,8 @@ int VNTLgetchannels(VNTENVptr env, VNTCHANNELptr *results_p, VNTCHANNELptr *warn
     return 0;
 }
 
-int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle,
-                    void (*msgfunc)(void *handle, const char *text))
+VNT_ENTRY int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle,
+                              void (*msgfunc)(void *handle, const char *text))
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -173,8 +177,8 @@ static int finish_userfunction(client_env *, const void *response, void *memory)
     return res->status;
 }
 
-int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inputlen, void *output,
-                           int64_t space, int64_t *outputlen_p)
+VNT_ENTRY int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inputlen,
+                                     void *output, int64_t space, int64_t *outputlen_p)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -198,7 +202,7 @@ int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inp
     return rc != 0 ? rc : result;
 }
 
-int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p)
+VNT_ENTRY int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p)
 {
     client_env *e;
     int rc = client_findenv(env, &e);
@@ -212,3 +216,5 @@ int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p)
     *value_p = found.remote;
     return 0;
 }
+
+} // namespace vnt

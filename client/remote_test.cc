@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+namespace vnt {
+
 namespace {
 
 // 6 at (2, 2).
@@ -272,3 +274,5 @@ TEST_F(remote, OneCallReachesAGroupAndEachMemberAnswersForItself)
     VNTLcloseVANTO(&envs[1]);
     VNTLcloseVANTO(&envs[2]);
 }
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace vnt {
+
 template <class element> constexpr uint32_t element_type = TYPE_NONE;
 template <> inline constexpr uint32_t element_type<char> = TYPE_BYTE;
 template <> inline constexpr uint32_t element_type<int16_t> = TYPE_SHORT;
@@ -93,3 +95,5 @@ inline std::string image(const message_file &f)
 {
     return image(f.name) + image(f.contents);
 }
+
+} // namespace vnt

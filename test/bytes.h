@@ -12,6 +12,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // "00 00 03 e8" as the bytes themselves.
 inline std::string bytes(const std::string &text)
 {
@@ -75,3 +77,5 @@ inline sockaddr_in loopback(int port)
     a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return a;
 }
+
+} // namespace vnt

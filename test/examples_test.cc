@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 static const std::string folder = VNT_BUILD_DIR "/examples/";
 
 TEST(Examples, AUserFunctionSendsTheColumnsThatAreNotZero)
@@ -30,3 +32,5 @@ TEST(Examples, AConductedSolveFindsTheOptimum)
     EXPECT_EQ(conduct.status, 0) << conduct.err << s.log();
     EXPECT_NE(conduct.out.find("7615, found by player "), std::string::npos) << conduct.out;
 }
+
+} // namespace vnt

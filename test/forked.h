@@ -19,6 +19,8 @@
 #include <unistd.h>
 #include <vector>
 
+namespace vnt {
+
 class forked_process {
   public:
     typedef std::function<int(int argc, char **argv)> function;
@@ -81,3 +83,5 @@ class forked_process {
     int status = 0;
     bool reaped = false;
 };
+
+} // namespace vnt

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 TEST(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
 {
     server remote;
@@ -88,3 +90,5 @@ TEST_P(Outliving, AResilientSolveOutlivesItsClient)
 }
 
 INSTANTIATE_TEST_SUITE_P(Slow, Outliving, testing::Values(0.7, 2.0, 4.3));
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 #include <sstream>
 #include <unistd.h>
 
+namespace vnt {
+
 static std::string library(const std::string &name)
 {
     return VNT_BUILD_DIR "/lib/" + name;
@@ -88,3 +90,5 @@ TEST(Library, AnInstalledCopyRunsFromItsFolder)
     EXPECT_NE(ldd.out.find(folder), std::string::npos) << "its own libraries, not the build's";
     run({"rm", "-r", folder});
 }
+
+} // namespace vnt

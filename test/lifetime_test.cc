@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <list>
 
+namespace vnt {
+
 static const std::string longmodel = VNT_SOURCE_DIR "/test/models/misc07.mps";
 static const std::string shortmodel = VNT_SOURCE_DIR "/test/models/afiro.mps";
 
@@ -122,3 +124,5 @@ TEST(Lifetime, SilentConnectionsDelayNobody)
         run({built("vntsolve"), shortmodel, "--server", s.address()}, {}, seconds(50));
     EXPECT_EQ(honest.status, 0) << honest.err;
 }
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 // The least value of a column with this bound, which a worker has to be asked for.
 static double solve_bounded(VNTENVptr env, double bound)
 {
@@ -115,3 +117,5 @@ TEST_F(Many, AWorkerIsLeftAndJoinedAThousandTimes)
     VNTLcloseVANTO(&env);
     expect_back_to(before, s);
 }
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <memory>
 
+namespace vnt {
+
 // A namespace joined to this one by a link, which can be cut.  Its four addresses, of a network
 // meant for tests, are the process's own, so that others may run beside it.
 class far_network {
@@ -105,3 +107,5 @@ TEST_F(SlowNetwork, BothEndsNoticeACutLinkAndAParkedWorkerStays)
     EXPECT_EQ(back.status, 0) << back.err;
     EXPECT_EQ(member(back.out, "objective"), "2810");
 }
+
+} // namespace vnt

@@ -13,6 +13,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // With a sanitizer libraries are not looked for beside the program, and a preloaded one comes
 // before the sanitizer's own.
 static void please_sanitizer()
@@ -142,3 +144,5 @@ std::string file_text(const std::string &path)
     text << std::ifstream(path).rdbuf(); // a file of a process may end with it while it is read
     return text.str();
 }
+
+} // namespace vnt

@@ -13,6 +13,8 @@
 #include <sys/types.h>
 #include <vector>
 
+namespace vnt {
+
 // Whether the build has a sanitizer that stands between a program and the loader and allocator.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool sanitized = true;
@@ -82,3 +84,5 @@ std::string built(const std::string &name);
 
 // All that a file holds.
 std::string file_text(const std::string &path);
+
+} // namespace vnt

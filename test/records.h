@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
+namespace vnt {
+
 // Runs an action on a field of a record, whatever its kind.
 template <class Action> void with_field(void *record, const message_field &f, Action action)
 {
@@ -78,3 +80,5 @@ inline const char *record_difference(void *a, void *b)
     }
     return nullptr;
 }
+
+} // namespace vnt

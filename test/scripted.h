@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+namespace vnt {
+
 // What one connection of a test's server does: it gets the connected socket.
 using script = std::function<void(int fd)>;
 
@@ -53,3 +55,5 @@ class scripted_server {
     int listener;
     std::thread thread;
 };
+
+} // namespace vnt

@@ -3,6 +3,8 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 static std::vector<std::string> joined(std::vector<std::string> all,
                                        const std::vector<std::string> &more)
 {
@@ -53,3 +55,5 @@ std::vector<std::string> server::environment() const
 {
     return {"TESK_VANTO_TCPIP_HOST=127.0.0.1", "TESK_VANTO_TCPIP_PORT=" + port()};
 }
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 class server {
   public:
     // Starts it and waits until it listens.  Further arguments go to the program as they are; a
@@ -45,3 +47,5 @@ inline VNTENVptr open_at(const server &s)
     EXPECT_EQ(status, 0) << vntclient_errortext();
     return env;
 }
+
+} // namespace vnt

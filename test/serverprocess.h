@@ -10,6 +10,8 @@
 #include <cstring>
 #include <filesystem>
 
+namespace vnt {
+
 // A server on a free port of 127.0.0.1.
 class server_process : public forked_process {
   public:
@@ -102,3 +104,5 @@ class raw_client {
     bool connected;
     int64_t id = 0;
 };
+
+} // namespace vnt

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 struct known_model {
     const char *file;
     const char *status;
@@ -144,3 +146,5 @@ TEST_P(Ends, AnInterruptEndsASolveWithTheBestSolution)
     EXPECT_EQ(client.wait(seconds(10)), 9) << client.err();
     EXPECT_NE(client.out().find("stopped by the user"), std::string::npos) << client.out();
 }
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
+namespace vnt {
+
 // A stream over one end of a socket pair.  The test plays the peer at the other.
 struct stream_end {
     stream *near = nullptr;
@@ -64,3 +66,5 @@ inline fdio_timeout milliseconds(int64_t ms)
 {
     return {{0, 0}, {ms / 1000, ms % 1000 * 1000}, 1};
 }
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <unistd.h>
 
+namespace vnt {
+
 inline std::string model(const std::string &name)
 {
     return VNT_SOURCE_DIR "/test/models/" + name;
@@ -59,3 +61,5 @@ inline std::string digits(const std::string &json)
             kept += line + '\n';
     return kept;
 }
+
+} // namespace vnt

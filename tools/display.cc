@@ -7,6 +7,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr auto interval = std::chrono::milliseconds(500); // a line each second, however busy
 
 std::string progress_text(double seconds, const vntmipprogress &progress)
@@ -88,3 +90,5 @@ void display::erase() const
 {
     if (terminal && !line.empty()) output_note("\r\033[K");
 }
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 #include <chrono>
 #include <string>
 
+namespace vnt {
+
 // How far a solve is after so many seconds, in one line without its break.
 std::string progress_text(double seconds, const vntmipprogress &progress);
 
@@ -39,3 +41,5 @@ class display {
     std::chrono::steady_clock::time_point next;
     std::string line; // what stands on the terminal now
 };
+
+} // namespace vnt

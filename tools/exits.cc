@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+namespace vnt {
+
 std::string exits_help()
 {
     std::string text = "Exit status:\n";
@@ -9,3 +11,5 @@ std::string exits_help()
 #include "tools/exits.def"
     return text;
 }
+
+} // namespace vnt

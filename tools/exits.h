@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace vnt {
+
 enum exit_status : int {
 #define EXIT(name, status, text) EXIT_##name = status,
 #include "tools/exits.def"
@@ -19,3 +21,5 @@ struct failure {
 
 // The statuses and their meanings, one a line, for --help.
 std::string exits_help();
+
+} // namespace vnt

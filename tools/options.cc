@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <fmt/format.h>
 
+namespace vnt {
+
 static constexpr const char *defaulthost = "127.0.0.1";
 static constexpr const char *defaultport = "12345";
 
@@ -143,3 +145,5 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
     check_options(o);
     return o;
 }
+
+} // namespace vnt

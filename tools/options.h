@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace vnt {
+
 struct server_address {
     std::string host;
     std::string port;
@@ -39,3 +41,5 @@ server_address address_parse(const std::string &text);
 
 // HOST:PORT, with brackets around a host that has colons itself.
 std::string address_text(const server_address &address);
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace vnt {
+
 void output_begin()
 {
     signal(SIGPIPE, SIG_IGN); // a reader that is gone is found when writing, as a full disk is
@@ -35,3 +37,5 @@ void output_complaint(const std::string &message)
 {
     output_note("vntsolve: " + message + "\n");
 }
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace vnt {
+
 // Gives the descriptors 0, 1 and 2 something to be where the caller closed them, so that no
 // connection takes their place.  Writing to one of these fails, as it would have; so does writing
 // to a pipe without a reader, which does not end the program.
@@ -21,3 +23,5 @@ void output_note(const std::string &text);
 
 // A line that begins with the program's name, the same way.
 void output_complaint(const std::string &message);
+
+} // namespace vnt

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <iterator>
 
+namespace vnt {
+
 // How each end of a solve is told: to programs in one of five words, to people, and to the shell.
 struct outcome {
     int stat;
@@ -111,3 +113,5 @@ std::string report_json(const solve_report &report)
                    report.server.empty() ? "null" : json_string(report.server));
     return text + "}\n";
 }
+
+} // namespace vnt

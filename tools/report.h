@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace vnt {
+
 struct named_value {
     std::string name;
     double value;
@@ -39,3 +41,5 @@ std::string report_summary(const solve_report &report);
 // One JSON object, a member a line, numbers with 17 significant digits; what is not there or not
 // finite is null.
 std::string report_json(const solve_report &report);
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+namespace vnt {
+
 typedef int (*solve_call)(VNTENVptr env, VNTLPptr lp);
 
 static solve_call method(session &s)
@@ -106,3 +108,5 @@ bool run(session &s)
     session_check(s, status, s.model);
     return true;
 }
+
+} // namespace vnt

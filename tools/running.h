@@ -6,6 +6,10 @@
 
 #include "tools/session.h"
 
+namespace vnt {
+
 // Solves, or waits for a solve that was attached.  Returns false when the worker was left with the
 // solve, so that there is nothing to report.
 bool run(session &s);
+
+} // namespace vnt

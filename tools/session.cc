@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static bool is_remote(const solve_options &options)
 {
     return options.server || !options.attachfile.empty();
@@ -263,3 +265,5 @@ void session_told(session &s)
     s.untold = false;
     if (!s.options.resilientfile.empty()) unlink(s.options.resilientfile.c_str());
 }
+
+} // namespace vnt

@@ -14,6 +14,8 @@
 #include "tools/solverlib.h"
 #include "tools/ticket.h"
 
+namespace vnt {
+
 struct session {
     const solve_options &options;
     solver_library solver;
@@ -49,3 +51,5 @@ void session_leave(session &s);
 
 // The result of a solve has reached the user.
 void session_told(session &s);
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 #include <numeric>
 
+namespace vnt {
+
 static constexpr size_t largestcount = 5; // variables that the summary shows
 
 static std::string column_name(session &s, int column)
@@ -114,3 +116,5 @@ std::optional<solve_report> solve(session &s)
     write_files(s, &report);
     return report;
 }
+
+} // namespace vnt

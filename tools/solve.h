@@ -7,7 +7,11 @@
 
 #include <optional>
 
+namespace vnt {
+
 // Log lines and progress go to standard error as they come.  Returns no report when the worker was
 // left with the solve.
 // Errors: throws failure.
 std::optional<solve_report> solve(session &s);
+
+} // namespace vnt

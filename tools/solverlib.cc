@@ -4,6 +4,8 @@
 
 #include <dlfcn.h>
 
+namespace vnt {
+
 static void *find(void *library, const char *function)
 {
     void *address = dlsym(library, function);
@@ -24,3 +26,5 @@ solver_library solverlib_open(bool remote)
 #undef FILL
     return table;
 }
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 
 #include "vanto_client.h"
 
+namespace vnt {
+
 // clang-format off
 #define SOLVER_FUNCTIONS(F)                                                                        \
     F(VNTLopenVANTO) F(VNTLcloseVANTO) F(VNTLgetchannels) F(VNTLaddfuncdest)                       \
@@ -42,3 +44,5 @@ struct solver_library {
 
 // Opens libvanto.so, or libvantoclient.so for remote calls.
 solver_library solverlib_open(bool remote);
+
+} // namespace vnt

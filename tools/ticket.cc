@@ -11,6 +11,8 @@
 #include <sstream>
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr const char *firstline = "vntsolve ticket 1";
 
 [[noreturn]] static void fail(const std::string &file)
@@ -83,3 +85,5 @@ ticket ticket_read(const std::string &file)
         std::chrono::milliseconds(static_cast<int64_t>(started * 1000)));
     return t;
 }
+
+} // namespace vnt

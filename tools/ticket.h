@@ -10,6 +10,8 @@
 #include <chrono>
 #include <string>
 
+namespace vnt {
+
 struct ticket {
     std::string server; // HOST:PORT
     std::string model;
@@ -21,3 +23,5 @@ struct ticket {
 void ticket_write(const std::string &file, const ticket &t);
 
 ticket ticket_read(const std::string &file);
+
+} // namespace vnt

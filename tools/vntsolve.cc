@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+using namespace vnt;
+
 // A failed solve has its object, too, for the program that reads it.
 static int fail(const solve_options &options, const failure &what)
 {

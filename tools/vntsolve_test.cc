@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static solve_options parse(std::vector<const char *> arguments)
 {
     arguments.insert(arguments.begin(), "vntsolve");
@@ -115,3 +117,5 @@ TEST(Ticket, ComesBackAsItWasWritten)
     EXPECT_THROW(ticket_read(file), failure);
     unlink(file.c_str());
 }
+
+} // namespace vnt

@@ -1,5 +1,7 @@
 #include "remote/base/byteorder.h"
 
+namespace vnt {
+
 // One plain loop for each width; the copies through memcpy allow for blocks that are not aligned.
 template <class element>
 [[gnu::always_inline]] static inline void swap(void *to, const void *from, size_t count)
@@ -41,3 +43,5 @@ void byteorder_swap(void *to, const void *from, size_t count, size_t width)
     else
         swapall(to, from, count, width);
 }
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace vnt {
+
 // The unsigned integer of a number of bytes.
 template <size_t width> struct word_of;
 template <> struct word_of<1> {
@@ -71,3 +73,5 @@ template <class value> value wire_get(const unsigned char *from)
 // Copies `count` elements of 1, 2, 4 or 8 bytes with the order of their bytes reversed.  `to` and
 // `from` are the same block or do not overlap.
 void byteorder_swap(void *to, const void *from, size_t count, size_t width);
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #include <pthread.h>
 
+namespace vnt {
+
 // Holds a mutex for as long as it stands.
 struct mutex_holder {
     explicit mutex_holder(pthread_mutex_t *m) : mutex(m) { pthread_mutex_lock(mutex); }
@@ -12,3 +14,5 @@ struct mutex_holder {
     mutex_holder &operator=(const mutex_holder &) = delete;
     pthread_mutex_t *const mutex;
 };
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace vnt {
+
 int64_t clock_ms(void)
 {
     struct timespec now;
@@ -117,3 +119,5 @@ bool socket_alive(int fd)
     while (n < 0 && errno == EINTR);
     return n > 0 || (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
 }
+
+} // namespace vnt

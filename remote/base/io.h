@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <sys/types.h>
 
+namespace vnt {
+
 // Milliseconds on a clock that nobody sets.
 int64_t clock_ms(void);
 
@@ -38,3 +40,5 @@ bool socket_silent(int fd, int milliseconds);
 
 // Whether the peer of a socket is still there, as far as can be seen without waiting.
 bool socket_alive(int fd);
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static pthread_mutex_t loglock = PTHREAD_MUTEX_INITIALIZER;
 static FILE *logstream = stderr;
 static int loglevel = LOG_WARNING;
@@ -125,3 +127,5 @@ void trace_line(int level, const char *format, ...)
     writetext(stderr, format, args);
     va_end(args);
 }
+
+} // namespace vnt

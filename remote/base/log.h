@@ -11,6 +11,8 @@
 
 #include <cstdio>
 
+namespace vnt {
+
 enum log_level : int { LOG_ERROR = 1, LOG_WARNING = 2, LOG_INFO = 3, LOG_DEBUG = 4 };
 
 // Writes one line when the log is open and its level is at least `level`.
@@ -42,3 +44,5 @@ void log_unlock(void);
 
 // Formats onto standard error and flushes it.
 [[gnu::format(printf, 1, 2)]] void message_printstderr(const char *format, ...);
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <string>
 #include <unistd.h>
 
+namespace vnt {
+
 // The lines of the log itself are compared by the tests of those who write them.
 TEST(Trace, TheVariableIsReadAfreshForEachLine)
 {
@@ -18,3 +20,5 @@ TEST(Trace, TheVariableIsReadAfreshForEachLine)
     }
     unsetenv("TESK_VANTO_REMOTE_OBJECT_TRACE");
 }
+
+} // namespace vnt

@@ -1,5 +1,7 @@
 #include "remote/calls/callsize.h"
 
+namespace vnt {
+
 bool size_known(const call_size &size, const size_answers &answers)
 {
     if (size.unsized) return false;
@@ -25,3 +27,5 @@ int64_t size_of(const call_size &size, const void *request, const size_answers &
         if (__builtin_add_overflow(sum, term_value(term, request, answers), &sum)) return INT64_MAX;
     return sum > 0 ? sum : 0;
 }
+
+} // namespace vnt

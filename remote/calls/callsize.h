@@ -6,6 +6,8 @@
 
 #include "remote/calls/solvercall.h"
 
+namespace vnt {
+
 // What the solver has said about sizes.
 struct size_answers {
     uint32_t asked; // a bit for each query with an answer
@@ -22,3 +24,5 @@ bool size_known(const call_size &size, const size_answers &answers);
 
 // The size, 0 when negative, INT64_MAX when it is beyond counting.  What was not asked counts 0.
 int64_t size_of(const call_size &size, const void *request, const size_answers &answers);
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vnt {
+
 // What an empty array points at: it is there, so it must not be null.
 static char empty[sizeof(double)];
 
@@ -144,3 +146,5 @@ void handle_put(message_array *a, char (&bytes)[16], const void *object)
     a->chunks = &a->inlinechunk;
     a->inlinechunk = {sizeof bytes, bytes};
 }
+
+} // namespace vnt

@@ -16,6 +16,8 @@
 
 #include "remote/message/containers.h"
 
+namespace vnt {
+
 // The elements of an array in one block; null for an absent array, not null for an empty one.
 // Copies, bytes of TYPE_BYTE above all, are followed by MESSAGE_SPARE zero bytes.
 struct flat_array {
@@ -57,3 +59,5 @@ struct encoded_strings {
 };
 
 uint32_t encoded_strlen(const message_strlen *self, const char *text);
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+namespace vnt {
+
 void *solver_find(solver_import *import)
 {
     void *address = __atomic_load_n(&import->address, __ATOMIC_ACQUIRE);
@@ -12,3 +14,5 @@ void *solver_find(solver_import *import)
     if (address != nullptr) __atomic_store_n(&import->address, address, __ATOMIC_RELEASE);
     return address;
 }
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 
 #include "vanto.h"
 
+namespace vnt {
+
 // A function's name and, once looked up, its address.
 struct solver_import {
     const char *name;
@@ -24,3 +26,5 @@ void *solver_find(solver_import *import);
         static solver_import import = {#function, nullptr};                                        \
         return reinterpret_cast<decltype(&function)>(solver_find(&import));                        \
     }())
+
+} // namespace vnt

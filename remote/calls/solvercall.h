@@ -16,6 +16,8 @@
 #include "remote/calls/solver.h"
 #include "remote/codec/catalogue.h"
 
+namespace vnt {
+
 struct handler_frame;
 
 // One word for each kind of parameter; solvercalls.def tells what they mean.
@@ -124,3 +126,5 @@ int solvercall_run(handler_frame *frame, const solver_call *call);
 #define SOLVER_CALL(name, function, ...)                                                           \
     int vnthandler_VNTMESSAGEID_##name##_REQ_run(handler_frame *frame);
 #include "remote/calls/solvercalls.def"
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <type_traits>
 #include <utility>
 
+namespace vnt {
+
 // What a parameter is to the solver: a value, a pointer that it reads from or writes through, an
 // object, the address of one.
 enum access : uint8_t { ODD, BY_VALUE, READS, WRITES, AN_ENV, AN_LP, A_NET, LP_CELL, NET_CELL };
@@ -395,3 +397,5 @@ static constexpr bool ids_ascend()
     return true;
 }
 static_assert(ids_ascend(), "solvercalls.def: the rows are not in ascending order of request id");
+
+} // namespace vnt

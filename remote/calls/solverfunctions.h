@@ -12,9 +12,12 @@
 
 #pragma once
 
+#include "remote/base/entry.h"
 #include "remote/calls/solvercall.h"
 
 #include <type_traits>
+
+namespace vnt {
 
 // The type of a function's parameter.
 template <class function, size_t i> struct parameter_at;
@@ -116,7 +119,7 @@ template <class type> type unpack(const call_value &v)
 #define PACKED_24 PACKED_23, pack(a23)
 
 #define SOLVER_FUNCTION(name, function, ...)                                                       \
-    extern "C" result_of_function<decltype(function)> function(                                    \
+    VNT_ENTRY result_of_function<decltype(function)> function(                                     \
         JOIN(PARAMETERS_, COUNT_WORDS(__VA_ARGS__))(function))                                     \
     {                                                                                              \
         const call_value args[] = {JOIN(PACKED_, COUNT_WORDS(__VA_ARGS__))};                       \
@@ -124,3 +127,5 @@ template <class type> type unpack(const call_value &v)
         solver_function(&solvercalls[SOLVERCALL_##name], args, &value);                            \
         return unpack<result_of_function<decltype(function)>>(value);                              \
     }
+
+} // namespace vnt

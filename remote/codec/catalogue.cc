@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace vnt {
+
 #define FIELD(kind, type, field) {#field, offsetof(record, field), KIND_##kind},
 #define MESSAGE(number, name, ...)                                                                 \
     namespace fields_##name                                                                        \
@@ -45,3 +47,5 @@ const message_layout *catalogue_find(uint32_t id)
 {
     return layout_find(catalogue_begin, catalogue_end, id);
 }
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 
 #include <cstring>
 
+namespace vnt {
+
 enum : uint32_t {
 #define MESSAGE(number, name, ...) VNTMESSAGEID_##name = number,
 #include "remote/codec/catalogue.def"
@@ -84,3 +86,5 @@ template <class type> type &field_at(void *record, size_t offset)
 {
     return *reinterpret_cast<type *>(static_cast<char *>(record) + offset);
 }
+
+} // namespace vnt

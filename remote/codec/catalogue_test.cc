@@ -5,6 +5,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace vnt {
+
 static const char *kindname(message_kind kind)
 {
     switch (kind) {
@@ -40,3 +42,5 @@ TEST(Catalogue, IsWhatWasAgreedOn)
     golden << file.rdbuf();
     EXPECT_EQ(listing(), golden.str());
 }
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vnt {
+
 // The stretch of the catalogue that a codec of one name knows.
 struct codec_range {
     const char *name;
@@ -249,3 +251,5 @@ const codec_factory *vntcodec_getfactory(void)
     static constexpr codec_factory factory = {vntcodec_create};
     return &factory;
 }
+
+} // namespace vnt

@@ -18,6 +18,8 @@
 
 #include <pthread.h>
 
+namespace vnt {
+
 struct codec;
 
 // In slot order.
@@ -47,3 +49,5 @@ struct codec_factory {
 
 const codec_factory *builtin_getfactory(void);
 const codec_factory *vntcodec_getfactory(void);
+
+} // namespace vnt

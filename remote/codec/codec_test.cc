@@ -5,6 +5,8 @@
 #include "test/records.h"
 #include "test/streams.h"
 
+namespace vnt {
+
 // The codecs at both ends of a socket pair.
 struct codec_pair : stream_end {
     codec *builtin, *solver;
@@ -125,3 +127,5 @@ TEST(Copy, EveryMessageOfTheSolverCodecCopiesAndReleasesWhatItOwns)
         EXPECT_EQ(allocations_held(), before) << m->name;
     }
 }
+
+} // namespace vnt

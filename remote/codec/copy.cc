@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vnt {
+
 // Ids below it are the builtin codec's.
 static constexpr uint32_t FIRST_COPIED = 1000;
 
@@ -72,3 +74,5 @@ void vntmsg_uncopy(void **slot)
     *slot = nullptr;
     uncopy(copy);
 }
+
+} // namespace vnt

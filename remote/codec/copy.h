@@ -11,6 +11,8 @@
 
 #pragma once
 
+namespace vnt {
+
 // Null for null, when memory is out, and for ids outside the solver's codec.
 void *vntmsg_copy(const void *record);
 
@@ -19,3 +21,5 @@ void uncopy(void *copy);
 
 // Takes the copy out of the slot and frees it.  The slot must hold one; a null slot is ignored.
 void vntmsg_uncopy(void **slot);
+
+} // namespace vnt

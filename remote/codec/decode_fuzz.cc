@@ -6,6 +6,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static int input(const uint8_t *data, size_t size)
 {
     static const int fd = memfd_create("input", MFD_CLOEXEC);
@@ -27,3 +29,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fdio_destroy(s);
     return 0;
 }
+
+} // namespace vnt

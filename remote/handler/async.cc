@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+namespace vnt {
+
 async_record globalasync = {
     .dispatchers = nullptr,
     .count = 0,
@@ -369,3 +371,5 @@ int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data)
     pthread_mutex_unlock(&h->pauselock);
     return result;
 }
+
+} // namespace vnt

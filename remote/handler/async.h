@@ -19,6 +19,8 @@
 
 #include "remote/handler/handler.h"
 
+namespace vnt {
+
 enum async_mode : int32_t {
     ASYNC_NONE = 0,
     ASYNC_POLLING = 1,
@@ -87,3 +89,5 @@ void asyncpoll_begin(bool singlethreaded);
 // The solver's pause callback; `data` is the handler.  Holds the solver once the progress limit or
 // the time limit is reached, until told to continue (0) or to terminate (13).
 int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
+
+} // namespace vnt

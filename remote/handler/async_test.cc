@@ -6,6 +6,8 @@
 #include <climits>
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 // Every control session runs in both modes: a listener's thread, and polls from the solver.
 class Async : public testing::TestWithParam<bool> {
   protected:
@@ -232,3 +234,5 @@ TEST(AsyncDeath, NamesEachMisuse)
     EXPECT_EQ(async_stop(), 1);
     EXPECT_EQ(async_block(&t), 1); // and is over
 }
+
+} // namespace vnt

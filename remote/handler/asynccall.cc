@@ -7,6 +7,8 @@
 
 #include <cstdlib>
 
+namespace vnt {
+
 // Where the transport cannot listen by itself, the solver's terminate poll reads for it.
 static void install_poll(handler *h, VNTENVptr env)
 {
@@ -156,3 +158,5 @@ void asynccall_end(handler *h, VNTENVptr env)
     free_progress(h);
     cell_set(h->terminate, 0); // a late kill must not end the next call
 }
+
+} // namespace vnt

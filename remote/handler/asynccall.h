@@ -7,6 +7,8 @@
 
 #include "remote/handler/async.h"
 
+namespace vnt {
+
 constexpr int32_t FLAG_ASYNCHRONOUS = 1;
 constexpr int32_t FLAG_USEDEFAULTS = 2;
 
@@ -17,3 +19,5 @@ int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNT
 
 // Waits until the result has been asked for, and undoes what begin did.
 void asynccall_end(handler *h, VNTENVptr env);
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+namespace vnt {
+
 int vnthandler_VNTMESSAGEID_ASYNCTEST_REQ_run(handler_frame *frame)
 {
     handler *h = frame->owner;
@@ -161,3 +163,5 @@ int vnthandler_VNTMESSAGEID_EASYNCMIPPROGRESS_REQ_run(handler_frame *frame)
     serializer_release(&packed);
     return 0;
 }
+
+} // namespace vnt

@@ -1,3 +1,7 @@
 #include "remote/handler/child.h"
 
+namespace vnt {
+
 worker_child *workerchild = nullptr;
+
+} // namespace vnt

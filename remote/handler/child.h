@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+namespace vnt {
+
 struct worker_child {
     int32_t infd;      // requests; this and the next are -1 once a transport has taken them
     int32_t outfd;     // responses
@@ -23,3 +25,5 @@ extern worker_child *workerchild;
 // Every failure is logged and ends the process with abort().  argv is the server's, less the
 // server's own options.
 void tcpipworker(worker_child *child, int argc, char **argv);
+
+} // namespace vnt

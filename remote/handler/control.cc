@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <unistd.h>
 
+namespace vnt {
+
 // Forwards the four channels of the environment.  They stay silent until the caller asks for them.
 static void forward_channels(handler *h, VNTENVptr env)
 {
@@ -133,3 +135,5 @@ int vnthandler_VNTMESSAGEID_RECONNECT_REQ_run(handler_frame *frame)
     const vntmsg_RECONNECT_RES response = {nullptr, VNTMESSAGEID_RECONNECT_RES};
     return frame_respond(frame, &response); // behind everything that was said meanwhile
 }
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <iterator>
 
+namespace vnt {
+
 // The requests that are no call of the solver.
 #define CONTROL_REQUESTS(ROW)                                                                      \
     ROW(GETRES)                                                                                    \
@@ -215,3 +217,5 @@ const handler_factory *vntmsg_getfactory(void)
     sort_actions();
     return &VNTHANDLER_FACTORY;
 }
+
+} // namespace vnt

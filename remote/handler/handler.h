@@ -23,6 +23,8 @@
 #include <ctime>
 #include <type_traits>
 
+namespace vnt {
+
 struct handler;
 
 struct handler_operations {
@@ -137,3 +139,5 @@ int handle_take(const message_array *a, void **object);
 
 // Points `a` at `bytes`, filled with the object's value; null gives a null array.
 void handle_put(message_array *a, char (&bytes)[16], const void *object);
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 TEST(Handler, RejectsWithNakAndTheLoopAddsUnknown)
 {
     worker_double w;
@@ -86,3 +88,5 @@ TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
     w.release(0); // the server stops
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
 }
+
+} // namespace vnt

@@ -1,9 +1,12 @@
 #include "remote/handler/info.h"
 
+#include "remote/base/entry.h"
 #include "remote/handler/registry.h"
 #include "vanto_remote.h"
 
 #include <cstdlib>
+
+namespace vnt {
 
 // A queued message, with its own copy of the text or the array.
 struct handler_info {
@@ -157,7 +160,7 @@ static int send_info(VNTENVptr env, int32_t tag, int64_t count, uint32_t type, c
 
 // Each kind of element has an entry point under each of the solver's three families of names.
 #define SENDINFO(function, element, type)                                                          \
-    int function(VNTENVptr env, int32_t tag, int64_t count, const element *data)                   \
+    VNT_ENTRY int function(VNTENVptr env, int32_t tag, int64_t count, const element *data)         \
     {                                                                                              \
         return send_info(env, tag, count, type, data);                                             \
     }
@@ -170,3 +173,5 @@ SENDINFO_FAMILIES(short, int16_t, TYPE_SHORT)
 SENDINFO_FAMILIES(int, int32_t, TYPE_INT)
 SENDINFO_FAMILIES(long, int64_t, TYPE_LONG)
 SENDINFO_FAMILIES(double, double, TYPE_DOUBLE)
+
+} // namespace vnt

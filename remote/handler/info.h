@@ -17,6 +17,8 @@
 
 #include "remote/handler/handler.h"
 
+namespace vnt {
+
 // Sends or queues a CHANNEL or an INFO message.  Returns 0, the transport's code, a solver status,
 // or -1 for any other message.
 int enqueueinfo(handler *h, const void *message);
@@ -29,3 +31,5 @@ void discardinfo(handler *h);
 
 // What the solver calls with the text of a channel; `channel` is a handler_channel.
 void channelcallback(void *channel, const char *text);
+
+} // namespace vnt

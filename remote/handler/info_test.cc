@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 static void open_with_channels(worker_double &w)
 {
     w.ask("OPENVANTO_REQ 0");
@@ -109,3 +111,5 @@ TEST(Info, OfOneThreadArrivesInOrderAndNoneBehindTheAnswerToADisconnect)
     for (std::thread &t : talkers)
         t.join();
 }
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static const char *behind_last(const char *text, char separator)
 {
     const char *last = strrchr(text, separator);
@@ -71,3 +73,5 @@ void outfile_destroy(outfile *f)
     free(f->path);
     *f = {nullptr, -1};
 }
+
+} // namespace vnt

@@ -13,6 +13,8 @@
 
 #include "remote/message/containers.h"
 
+namespace vnt {
+
 struct outfile {
     char *path; // null while there is none
     int fd;
@@ -29,3 +31,5 @@ int outfile_attach(const outfile *f, message_file *to);
 
 // Takes any state, all zero included.
 void outfile_destroy(outfile *f);
+
+} // namespace vnt

@@ -3,6 +3,8 @@
 #include "remote/calls/solver.h"
 #include "remote/handler/asynccall.h"
 
+namespace vnt {
+
 struct probinfo_query {
     VNTENVptr env;
     VNTLPptr lp;
@@ -190,3 +192,5 @@ int vnthandler_VNTMESSAGEID_PROBINFO_REQ_run(handler_frame *frame)
                                           found.info};
     return frame_respond(frame, &response);
 }
+
+} // namespace vnt

@@ -1,5 +1,7 @@
 #include "remote/handler/queries.h"
 
+namespace vnt {
+
 static constexpr uint32_t REDUCED = query_bit(QUERY_REDNUMCOLS) | query_bit(QUERY_REDNUMROWS);
 static constexpr uint32_t CONFLICT = query_bit(QUERY_CONFNUMROWS) | query_bit(QUERY_CONFNUMCOLS);
 static constexpr uint32_t NETWORK = query_bit(QUERY_NUMNODES) | query_bit(QUERY_NUMARCS);
@@ -108,3 +110,5 @@ void queries_ask(size_queries *q, const solver_call *call)
     else
         ask_all(q);
 }
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 
 #include "remote/calls/callsize.h"
 
+namespace vnt {
+
 struct size_queries {
     VNTENVptr env; // the objects to ask about
     VNTLPptr lp;
@@ -22,3 +24,5 @@ struct size_queries {
 // Asks all that the row needs.  Around what looks at networks, presolved problems and conflicts
 // VNT_PARAM_MESSAGES is read and written back.  Check `missing` afterwards.
 void queries_ask(size_queries *q, const solver_call *call);
+
+} // namespace vnt

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vnt {
+
 struct env2handler_pair {
     VNTENVptr env;
     handler *owner;
@@ -114,3 +116,5 @@ handler *env2handler_find(VNTENVptr env)
     pthread_mutex_unlock(&registrylock);
     return owner;
 }
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 
 #include "remote/handler/handler.h"
 
+namespace vnt {
+
 // Count the handlers of the process; the first brings the registry's lock, the last takes it away.
 // Errors: LOCK.
 int env2handler_hold(void);
@@ -27,3 +29,5 @@ void env2handler_forget(const handler *h);
 
 // Null when no handler has opened the environment.
 handler *env2handler_find(VNTENVptr env);
+
+} // namespace vnt

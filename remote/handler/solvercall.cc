@@ -8,6 +8,8 @@
 
 #include <cstdlib>
 
+namespace vnt {
+
 namespace {
 
 // One argument under way.
@@ -435,3 +437,5 @@ int solvercall_run(handler_frame *frame, const solver_call *call)
         return solvercall_run(frame, &solvercalls[SOLVERCALL_##name]);                             \
     }
 #include "remote/calls/solvercalls.def"
+
+} // namespace vnt

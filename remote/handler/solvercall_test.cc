@@ -1,3 +1,4 @@
+#include "remote/base/entry.h"
 #include "remote/calls/solvercall.h"
 
 #include "remote/calls/flatten.h"
@@ -10,6 +11,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+
+namespace vnt {
 
 namespace fs = std::filesystem;
 
@@ -25,31 +28,29 @@ static void say(const std::string &text)
     said.push_back(text);
 }
 
-extern "C" {
-int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
+VNT_ENTRY int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
 {
     *nulbytes_p = terminator;
     return 0;
 }
-int VNTLchgobj(VNTENVptr, VNTLPptr, int cnt, const int *indices, const double *)
+VNT_ENTRY int VNTLchgobj(VNTENVptr, VNTLPptr, int cnt, const int *indices, const double *)
 {
     if (during) during();
     pointer = indices;
     say("chgobj " + std::to_string(indices[cnt - 1]));
     return status;
 }
-int VNTLgetprobname(VNTENVptr, VNTLPptr, char *buf, int64_t space, int64_t *surplus_p)
+VNT_ENTRY int VNTLgetprobname(VNTENVptr, VNTLPptr, char *buf, int64_t space, int64_t *surplus_p)
 {
     memcpy(buf, "ab\0\0cd", static_cast<size_t>(space < 6 ? space : 6));
     *surplus_p = 0;
     return status;
 }
-int VNTLwriteprob(VNTENVptr, VNTLPptr, const char *filename, const char *filetype)
+VNT_ENTRY int VNTLwriteprob(VNTENVptr, VNTLPptr, const char *filename, const char *filetype)
 {
     say(filename);
     if (filetype != nullptr) std::ofstream(filename) << filetype;
     return status;
-}
 }
 
 // What the run function sends.
@@ -223,3 +224,5 @@ TEST_F(SolverCall, AnAsynchronousCallOutlivesItsRequest)
 }
 
 } // namespace
+
+} // namespace vnt

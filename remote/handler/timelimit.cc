@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdlib>
 
+namespace vnt {
+
 // Less than this is nothing left.
 static constexpr double LEAST = 1e-6;
 
@@ -90,3 +92,5 @@ int wallclock_tilim_apply(handler *h, double seconds)
     if (status == 0) h->timerarmed = 1;
     return status;
 }
+
+} // namespace vnt

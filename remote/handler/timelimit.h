@@ -12,6 +12,8 @@
 
 #include <csignal>
 
+namespace vnt {
+
 // The timer's notification; the value is the flag.
 void settilimexpired(sigval flag);
 
@@ -37,3 +39,5 @@ int wallclock_tilim_apply(handler *h, double seconds);
 
 // A relative one-shot expiry.
 itimerspec wallclock_tilim_expiry(double seconds);
+
+} // namespace vnt

@@ -1,5 +1,6 @@
 // The worker's user function: storing it, and the request that calls it.
 
+#include "remote/base/entry.h"
 #include "remote/calls/flatten.h"
 #include "remote/codec/copy.h"
 #include "remote/handler/asynccall.h"
@@ -7,9 +8,11 @@
 
 #include <cstdlib>
 
+namespace vnt {
+
 // Each under the solver's three families of names.
 #define SETUSERFUNCTION(name)                                                                      \
-    int name(void *owner, VNTUSERFUNCTION function, void *data)                                    \
+    VNT_ENTRY int name(void *owner, VNTUSERFUNCTION function, void *data)                          \
     {                                                                                              \
         static_cast<handler *>(owner)->userfunction = function;                                    \
         static_cast<handler *>(owner)->userdata = data;                                            \
@@ -20,7 +23,7 @@ SETUSERFUNCTION(VNTSsetuserfunction)
 SETUSERFUNCTION(VNTLsetuserfunction)
 
 #define GETUSERFUNCTION(name)                                                                      \
-    int name(void *owner, VNTUSERFUNCTION *function, void **data)                                  \
+    VNT_ENTRY int name(void *owner, VNTUSERFUNCTION *function, void **data)                        \
     {                                                                                              \
         *function = static_cast<handler *>(owner)->userfunction;                                   \
         *data = static_cast<handler *>(owner)->userdata;                                           \
@@ -145,3 +148,5 @@ int vnthandler_VNTMESSAGEID_USERFUNCTION_REQ_run(handler_frame *frame)
     if (!fit_output(&call)) return frame_reject(frame, msg2vnt(MESSAGE_NOMEMORY));
     return respond(frame, &call, status);
 }
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 // Answers its input in a doubled form, or what `mode` says.
 struct echo_data {
     int64_t reported = -2; // output length to report in place of the input's
@@ -85,3 +87,5 @@ TEST(UserFunction, RunsAsynchronouslyToo)
     EXPECT_EQ(w.hear(), "UNKNOWN 1019");
     EXPECT_EQ(w.fetch(), "USERFUNCTION_RES 6 abcd");
 }
+
+} // namespace vnt

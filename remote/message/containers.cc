@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr uint8_t element_sizes[] = {0, 1, 2, 4, 8, 1,
                                             2, 4, 8, 4, 8, sizeof(message_string)};
 
@@ -249,3 +251,5 @@ void message_uncopy_file(message_file *f)
     message_uncopy_array(&f->contents);
     *f = {};
 }
+
+} // namespace vnt

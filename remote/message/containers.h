@@ -17,6 +17,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace vnt {
+
 struct message_string {
     uint32_t present; // nonzero when a string is there
     uint32_t length;  // bytes at data; counts the terminating zero where there is one
@@ -106,3 +108,5 @@ int message_copy_file(message_file *to, const message_file *from);
 void message_uncopy_string(message_string *s);
 void message_uncopy_array(message_array *a);
 void message_uncopy_file(message_file *f);
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+namespace vnt {
+
 TEST(Containers, AnArrayPointsAtTheCallersDataAndAllocatesNothing)
 {
     int32_t data[5] = {1, 2, 3, 4, 5};
@@ -49,3 +51,5 @@ TEST(Containers, AFileIsMappedAndItsCopyStandsAlone)
     message_uncopy_file(&copy);
     EXPECT_EQ(allocations_held(), before);
 }
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+namespace vnt {
+
 struct error_row {
     int code;
     int status;
@@ -32,3 +34,5 @@ const char *message_errortext(int code)
     const error_row *row = find(code);
     return row != nullptr ? row->text : "unknown error";
 }
+
+} // namespace vnt

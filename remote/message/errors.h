@@ -4,6 +4,8 @@
 
 #pragma once
 
+namespace vnt {
+
 enum message_error : int {
 #define MESSAGE_ERROR(name, code, status, text) MESSAGE_##name = code,
 #include "remote/message/errors.def"
@@ -14,3 +16,5 @@ int msg2vnt(int code);
 
 // What the code means, for messages to people.  Never null.
 const char *message_errortext(int code);
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+namespace vnt {
+
 static constexpr int OUT_OF_MEMORY = 1001;
 static constexpr uint64_t FIRST_CAPACITY = 1024;
 
@@ -68,3 +70,5 @@ void serializer_release(serializer *s)
     free(s->buffer);
     *s = {};
 }
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 
 #include <cstdint>
 
+namespace vnt {
+
 struct serializer;
 
 // In slot order.  A count below 1 adds nothing.
@@ -39,3 +41,5 @@ struct serializer {
 // Makes an empty serializer with room for `room` bytes; 0 leaves the buffer to the first value.
 int serializer_init(serializer *s, uint64_t room);
 void serializer_release(serializer *s);
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 // What it writes is compared with a progress as it travels.
 TEST(Serializer, GrowsByDoublingOrToWhatIsNeededOrStaysAsItWas)
 {
@@ -24,3 +26,5 @@ TEST(Serializer, GrowsByDoublingOrToWhatIsNeededOrStaysAsItWas)
     EXPECT_EQ(s.buffer[0], 7);
     serializer_release(&s);
 }
+
+} // namespace vnt

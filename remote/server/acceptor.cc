@@ -16,6 +16,8 @@
 #include <netdb.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static int openlistener(const struct addrinfo *address)
 {
     static const unsigned longest = 128;
@@ -190,3 +192,5 @@ bool acceptor_serve(server *s)
     }
     return true;
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #pragma once
 
+namespace vnt {
+
 struct server;
 
 // Listens where the options say.  Returns 0, or -1 when that failed, which has been said.
@@ -15,3 +17,5 @@ void acceptor_announce(const server *s);
 // Serves connections, none of which keeps another waiting, until the server is to end.  Returns
 // false when listening failed.
 bool acceptor_serve(server *s);
+
+} // namespace vnt

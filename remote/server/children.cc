@@ -15,6 +15,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // All pipes of an unprivileged user share 64 MiB; beyond that a new one holds 8 KiB.  A few
 // workers get room for throughput; where there are many, the rest must go round.
 static constexpr int WIDE_PIPES = 1 << 20;
@@ -230,3 +232,5 @@ void child_destroy(server_child *c)
     free(c);
     standing--;
 }
+
+} // namespace vnt

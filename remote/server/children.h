@@ -21,6 +21,8 @@
 #include <pthread.h>
 #include <sys/types.h>
 
+namespace vnt {
+
 // What `pending` says beside the descriptor of a client that is to be taken.
 enum : int { PENDING_NONE = -1, PENDING_TEARDOWN = -2 };
 
@@ -83,3 +85,5 @@ void child_drain(server_child *c, int64_t deadline);
 
 // Ends the pumps, closes everything, frees the record.  Takes any state that create can leave.
 void child_destroy(server_child *c);
+
+} // namespace vnt

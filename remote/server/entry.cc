@@ -1,11 +1,16 @@
 // The server of real workers.
 
+#include "remote/base/entry.h"
 #include "remote/server/server.h"
 #include "vanto_remote.h"
 
-int32_t VNTWORKERtcpip(int32_t argc, char **argv)
+namespace vnt {
+
+VNT_ENTRY int32_t VNTWORKERtcpip(int32_t argc, char **argv)
 {
     server_parts parts = {};
     parts.worker = tcpipworker;
     return server_run(parts, argc, argv);
 }
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr int DRAIN_TIME = 1000; // milliseconds
 
 static uint32_t bigendian(const unsigned char *b)
@@ -128,3 +130,5 @@ void handshakes_closeall(handshakes *h)
     while (h->count > 0)
         owned_close(h->open[--h->count].fd);
 }
+
+} // namespace vnt

@@ -16,6 +16,8 @@
 #include <cstdint>
 #include <poll.h>
 
+namespace vnt {
+
 // More than that wait in the system's queue.  It is many, as silent connections hold their places
 // until their deadlines, and keep others out meanwhile.
 constexpr int HANDSHAKES_MAX = 1024;
@@ -60,3 +62,5 @@ void handshakes_closeall(handshakes *h);
 
 // Answers with a status.  It is not worth waiting for.
 void handshake_refuse(int fd, int status);
+
+} // namespace vnt

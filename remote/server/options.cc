@@ -10,6 +10,8 @@
 #include <iterator>
 #include <unistd.h>
 
+namespace vnt {
+
 // Some line breaks are missing; the text is known as it is.
 static const char usage[] = "VANTO remote object for file descriptor based transports\n"
                             "Usage: %s <options>\n"
@@ -275,3 +277,5 @@ void options_release(server_options *o)
     free(o->libraries);
     o->libraries = nullptr;
 }
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 
 #include <cstdint>
 
+namespace vnt {
+
 struct server_options {
     int argc;              // what is left for the workers
     char **argv;           // with the server's own options moved behind the counted ones
@@ -30,3 +32,5 @@ int options_read(server_options *o, int argc, char **argv);
 
 // Closes the log, unless it is standard error, and the libraries, newest first.
 void options_release(server_options *o);
+
+} // namespace vnt

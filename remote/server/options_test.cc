@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <vector>
 
+namespace vnt {
+
 // A command line read: the answer, what was left for the workers, what was said.
 struct reading {
     explicit reading(std::vector<std::string> arguments)
@@ -87,3 +89,5 @@ TEST(Options, WhatIsWrongIsSaidAndEndsTheStart)
         EXPECT_EQ(r.said, said) << argument;
     }
 }
+
+} // namespace vnt

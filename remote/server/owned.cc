@@ -11,6 +11,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static uint64_t *noted; // one bit per descriptor
 static int64_t words;
@@ -95,3 +97,5 @@ void owned_closeothers(const int *keep, int count)
             close(static_cast<int>(w * 64 + __builtin_ctzll(noted[w])));
     }
 }
+
+} // namespace vnt

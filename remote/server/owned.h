@@ -9,6 +9,8 @@
 
 #pragma once
 
+namespace vnt {
+
 // Makes the table, for as many descriptors as the process may open.  Errors: -1 and errno.
 int owned_create(void);
 void owned_destroy(void);
@@ -29,3 +31,5 @@ void owned_unlock(void);
 
 // In a new worker, the lock held: closes all noted descriptors but those of `keep`.
 void owned_closeothers(const int *keep, int count);
+
+} // namespace vnt

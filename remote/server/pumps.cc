@@ -13,6 +13,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // Until the process is known: a quick client's bytes must not be on the way before, because a
 // failure on the way is answered by killing it.  False when there will be no process.
 static bool await_start(server_child *c)
@@ -299,3 +301,5 @@ void *pump_fromchild(void *child)
     pthread_cond_broadcast(&c->changed);
     return nullptr;
 }
+
+} // namespace vnt

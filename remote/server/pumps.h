@@ -9,6 +9,10 @@
 
 #pragma once
 
+namespace vnt {
+
 // Thread functions; the argument is the server_child.
 void *pump_tochild(void *child);
 void *pump_fromchild(void *child);
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 #include <ctime>
 #include <sys/wait.h>
 
+namespace vnt {
+
 // How long the last words of workers that have ended may take to reach their clients.
 static constexpr int DRAIN_TIME = 1000;
 
@@ -152,3 +154,5 @@ void *reaper_thread(void *server_)
         collect(s);
     server_cleanup(s);
 }
+
+} // namespace vnt

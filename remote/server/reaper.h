@@ -2,5 +2,9 @@
 
 #pragma once
 
+namespace vnt {
+
 // Thread function; the argument is the server.  It ends the process.
 void *reaper_thread(void *server);
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <sys/resource.h>
 
+namespace vnt {
+
 // A worker takes six descriptors here.
 static void raiselimit(void)
 {
@@ -83,3 +85,5 @@ int server_run(const server_parts &parts, int argc, char **argv)
     undo(s);
     return rc > 0 ? 0 : -1;
 }
+
+} // namespace vnt

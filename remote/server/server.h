@@ -20,6 +20,8 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // What a server is made of, so that tests can take other parts.
 struct server_parts {
     void (*worker)(worker_child *child, int argc, char **argv); // what a worker does
@@ -44,3 +46,5 @@ struct server {
 // Runs the server.  Returns 0 after help, -1 when an option or listening failed; otherwise it ends
 // the process.  One server per process.
 int server_run(const server_parts &parts, int argc, char **argv);
+
+} // namespace vnt

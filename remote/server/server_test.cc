@@ -10,6 +10,8 @@
 #include <sys/resource.h>
 #include <thread>
 
+namespace vnt {
+
 namespace fs = std::filesystem;
 
 static constexpr size_t BLOCK = 4 << 20;
@@ -320,3 +322,5 @@ TEST(Server, RudeClientsLeaveNothing)
     EXPECT_TRUE(eventually(
         [&] { return process_children(server.pid).empty() && server.count("fd") == descriptors; }));
 }
+
+} // namespace vnt

@@ -3,6 +3,8 @@
 #include "remote/base/log.h"
 #include "remote/server/server.h"
 
+namespace vnt {
+
 static server *served;
 
 static void sighup_handler(int, siginfo_t *, void *)
@@ -63,3 +65,5 @@ void signals_reset(void)
     ownsignals(&set);
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
+
+} // namespace vnt

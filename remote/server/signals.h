@@ -10,6 +10,8 @@
 
 #include <csignal>
 
+namespace vnt {
+
 struct server;
 
 // Blocks them, before any thread is started, and gives back the mask that was.
@@ -24,3 +26,5 @@ void signals_openmask(sigset_t *mask);
 // In a new worker: the signals as a fresh process has them, but for SIGPIPE: a server that has
 // gone is an error of its writes.
 void signals_reset(void);
+
+} // namespace vnt

@@ -5,6 +5,8 @@
 #include <pthread.h>
 #include <sys/mman.h>
 
+namespace vnt {
+
 static constexpr int SLABS_PER_BLOCK = 16;
 
 namespace {
@@ -50,3 +52,5 @@ void slab_give(slab *s)
     mutex_holder hold(&lock);
     putback(s);
 }
+
+} // namespace vnt

@@ -12,6 +12,8 @@
 
 #include <cstddef>
 
+namespace vnt {
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool SANITIZED = true;
 #else
@@ -30,3 +32,5 @@ struct slab {
 // Null and errno when there is no memory.
 slab *slab_take(void);
 void slab_give(slab *s); // null is fine
+
+} // namespace vnt

@@ -16,6 +16,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static void resetlog(void)
 {
     FILE *stream = log_getstream();
@@ -135,3 +137,5 @@ int spawn_reconnect(void *server_, int client, const unsigned char (&bytes)[8])
     log_line(LOG_DEBUG, "Reconnecting child %d\n", id);
     return HANDSHAKE_OK;
 }
+
+} // namespace vnt

@@ -6,6 +6,8 @@
 
 #pragma once
 
+namespace vnt {
+
 struct server;
 
 // Forks a worker for the client.
@@ -13,3 +15,5 @@ int spawn_worker(void *server, int client, const char *peer);
 
 // Hands the client to the worker of that id, of which only the low half counts.
 int spawn_reconnect(void *server, int client, const unsigned char (&id)[8]);
+
+} // namespace vnt

@@ -15,6 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // A listener's commands.
 enum : int32_t { COMMAND_NONE = 0, COMMAND_ARM = 1, COMMAND_STOP = 2 };
 
@@ -417,3 +419,5 @@ void fdio_stopasync(fdio *f, bool closing)
     stoplistener(f);
     dropnotice(f, closing);
 }
+
+} // namespace vnt

@@ -17,6 +17,8 @@
 
 #include "remote/stream/fdio.h"
 
+namespace vnt {
+
 int fdio_mustpoll(stream *s);
 int fdio_checkinput(stream *s, int *flag);
 int fdio_startasync(stream *s, stream_callback callback, void *arg);
@@ -30,3 +32,5 @@ void fdio_stopasync(fdio *f, bool closing);
 // Takes over the byte of an asynchronous read, waiting for it when the read is in flight.
 // Errors: IO.
 int async_collect(fdio *f);
+
+} // namespace vnt

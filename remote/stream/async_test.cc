@@ -10,6 +10,8 @@
 #include <aio.h>
 #include <fcntl.h>
 
+namespace vnt {
+
 // The thread sanitizer does not know threads that the C library makes for notifications.
 #ifdef __SANITIZE_THREAD__
 static constexpr bool notification_threads = false;
@@ -156,3 +158,5 @@ TEST(Async, AReadBeforeTheAnnouncementWaitsForItsByte)
     EXPECT_TRUE(announced(s.near));
     EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
 }
+
+} // namespace vnt

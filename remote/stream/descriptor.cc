@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr int64_t NANOSECONDS = 1000000000;
 
 bool descriptor_issocket(int fd)
@@ -134,3 +136,5 @@ void descriptor_advance(iovec pieces[2], size_t sent)
         sent -= n;
     }
 }
+
+} // namespace vnt

@@ -14,6 +14,8 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 
+namespace vnt {
+
 // Whether the descriptor is a socket, which can be told not to raise SIGPIPE.
 bool descriptor_issocket(int fd);
 
@@ -49,3 +51,5 @@ int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool pati
 
 // Takes `sent` bytes off the front of the pieces.
 void descriptor_advance(iovec pieces[2], size_t sent);
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vnt {
+
 static constexpr stream_operations fdio_ops = {
     .startoutmsg = fdio_startoutmsg,
     .getcurrentoutmsg = fdio_getcurrentoutmsg,
@@ -114,3 +116,5 @@ fdio_timeout *fdio_getwritetimeout(stream *s)
 {
     return &static_cast<fdio *>(s)->writetimeout;
 }
+
+} // namespace vnt

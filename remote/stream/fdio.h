@@ -21,6 +21,8 @@
 #include <cstdio>
 #include <pthread.h>
 
+namespace vnt {
+
 struct fdio_notice; // an asynchronous read that announces input
 
 struct fdio : fdio_writer {
@@ -60,3 +62,5 @@ int fdio_destroy(stream *s);
 
 fdio_timeout *fdio_getreadtimeout(stream *s);
 fdio_timeout *fdio_getwritetimeout(stream *s);
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 
 #include <poll.h>
 
+namespace vnt {
+
 typedef std::unique_ptr<pollfd, void (*)(void *)> poll_table;
 
 static fdiogroup *group(stream *s)
@@ -238,3 +240,5 @@ int fdiogroup_recvone(fdiogroup *g, fdiogroup_callback callback, void *arg)
         }
     }
 }
+
+} // namespace vnt

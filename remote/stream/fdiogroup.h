@@ -16,6 +16,8 @@
 #include "remote/stream/descriptor.h"
 #include "remote/stream/fdio.h"
 
+namespace vnt {
+
 struct fdiogroup_member {
     fdio *io;
     uint8_t state;  // member_state
@@ -41,3 +43,5 @@ void fdiogroup_setstate(fdiogroup *g, const uint8_t *states);
 // active.  `*done` is 1; the callback clears it to be called for this member again.
 typedef int (*fdiogroup_callback)(void *arg, int64_t member, int *done);
 int fdiogroup_recvone(fdiogroup *g, fdiogroup_callback callback, void *arg);
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vnt {
+
 // Blocks that promise more than this start with it and double as their bytes arrive.
 static constexpr uint64_t FIRST_BLOCK = 1 << 20;
 
@@ -382,3 +384,5 @@ void fdio_freefile(stream *, message_file *value)
 {
     message_uncopy_file(value);
 }
+
+} // namespace vnt

@@ -16,6 +16,8 @@
 
 #include "remote/stream/fdio.h"
 
+namespace vnt {
+
 int fdio_startinmsg(stream *s, int32_t *id);
 int fdio_getcurrentinmsg(stream *s);
 int fdio_endinmsg(stream *s);
@@ -30,3 +32,5 @@ int fdio_readfile(stream *s, const char *name, message_file *value);
 void fdio_freestring(stream *s, message_string *value);
 void fdio_freearray(stream *s, message_array *value);
 void fdio_freefile(stream *s, message_file *value);
+
+} // namespace vnt

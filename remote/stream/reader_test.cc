@@ -8,6 +8,8 @@
 #include <csignal>
 #include <thread>
 
+namespace vnt {
+
 // Whatever the peer promises: a size without bytes behind it costs little memory.
 TEST(Reader, MemoryGrowsWithTheBytesReceivedNotWithThosePromised)
 {
@@ -84,3 +86,5 @@ TEST(Reader, SignalsDoNotEndAWaitNorProlongIt)
     }
     sigaction(SIGUSR2, &before, nullptr);
 }
+
+} // namespace vnt

@@ -14,6 +14,8 @@
 
 #include <sys/time.h>
 
+namespace vnt {
+
 struct stream;
 
 // A time-out as a stream keeps it.
@@ -76,3 +78,5 @@ struct stream_operations {
 struct stream {
     stream_operations ops;
 };
+
+} // namespace vnt

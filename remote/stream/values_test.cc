@@ -8,6 +8,8 @@
 #include <numeric>
 #include <thread>
 
+namespace vnt {
+
 typedef stream_operations operations;
 
 template <class value> using write_slot = int (*operations::*)(stream *, const char *, value);
@@ -146,3 +148,5 @@ TEST(Values, BlocksOfAllSizesArriveWhole)
     expect_all_sizes<char>(); // which travel as they are
     expect_all_sizes<double>();
 }
+
+} // namespace vnt

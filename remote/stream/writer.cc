@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+namespace vnt {
+
 // Blocks up to this size pass through the buffer.  Larger ones leave in pieces of their own.
 static constexpr size_t SMALL_BLOCK = 65536;
 static constexpr size_t SCRATCH = 262144;
@@ -165,3 +167,5 @@ int fdio_writefile(stream *s, const char *name, const message_file *value)
     int rc = fdio_writestring(s, name, &value->name);
     return rc == 0 ? fdio_writearray(s, name, &value->contents) : rc;
 }
+
+} // namespace vnt

@@ -21,6 +21,8 @@
 
 #include "remote/stream/stream.h"
 
+namespace vnt {
+
 constexpr uint32_t FDIO_TAG = 0x03050801; // a stream over descriptors, or a group of them
 constexpr uint32_t FDIO_BUFFER = 8192;    // bytes
 
@@ -62,3 +64,5 @@ FDIO_NUMBERS(DECLARE)
 int fdio_writestring(stream *s, const char *name, const message_string *value);
 int fdio_writearray(stream *s, const char *name, const message_array *value);
 int fdio_writefile(stream *s, const char *name, const message_file *value);
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 
 #include <fcntl.h>
 
+namespace vnt {
+
 static stream *begun(stream_end &s)
 {
     EXPECT_EQ(s.near->ops.startoutmsg(s.near, 1000, nullptr, nullptr), 0);
@@ -61,3 +63,5 @@ TEST(Writer, AClosedPeerIsAnErrorAndNoSignal)
     EXPECT_EQ(s.near->ops.getcurrentoutmsg(s.near), -1);
     EXPECT_EQ(s.record()->outlen, 4u); // what was to be sent stays
 }
+
+} // namespace vnt

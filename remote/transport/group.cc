@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <memory>
 
+namespace vnt {
+
 static constexpr transport_group_operations group_ops = {
     .sendmsg = fdtransportgroup_sendmsg,
     .recvone = fdtransportgroup_recvone,
@@ -137,3 +139,5 @@ void fdtransportgroup_destroy(transport_group *g)
     free(g->members);
     free(g);
 }
+
+} // namespace vnt

@@ -17,6 +17,8 @@
 #include "remote/stream/writer.h"
 #include "remote/transport/transport.h"
 
+namespace vnt {
+
 enum member_state : uint8_t {
     MEMBER_ACTIVE = 0, // gets what is sent and is waited for
     MEMBER_FAILED = 1,
@@ -66,3 +68,5 @@ int fdtransportgroup_recvone(transport_group *g, transport_group_callback callba
 void fdtransportgroup_getstate(transport_group *g, uint8_t *states);
 void fdtransportgroup_setstate(transport_group *g, const uint8_t *states);
 void fdtransportgroup_destroy(transport_group *g);
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <future>
 #include <thread>
 
+namespace vnt {
+
 static const codec_factory *const factories[] = {builtin_getfactory(), vntcodec_getfactory()};
 
 static const vntmsg_ACK ack = {nullptr, VNTMESSAGEID_ACK, 1, 2, 3};
@@ -98,3 +100,5 @@ TEST_F(Group, ASlowMemberDoesNotHoldUpTheOthers)
     EXPECT_EQ(g->ops.sendmsg(g, &large), 0);
     peer.join();
 }
+
+} // namespace vnt

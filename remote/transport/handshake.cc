@@ -7,6 +7,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // A connect that a signal has interrupted goes on by itself: its outcome is waited for.
 static int connected(int fd)
 {
@@ -90,3 +92,5 @@ int contactserver(tcpip_transport *t, int fd, uint32_t action)
     if (rc == 0) rc = ask(t, fd, action);
     return rc == 0 ? answer(t, fd) : rc;
 }
+
+} // namespace vnt

@@ -8,7 +8,11 @@
 
 #include "remote/transport/tcpip.h"
 
+namespace vnt {
+
 // Connects `fd` to the transport's address and asks for a worker.  For ACTION_RECONNECT the
 // transport's worker id says which; the id that comes back is stored there.  The descriptor stays
 // the caller's.
 int contactserver(tcpip_transport *t, int fd, uint32_t action);
+
+} // namespace vnt

@@ -1,5 +1,6 @@
 #include "remote/transport/tcpip.h"
 
+#include "remote/base/entry.h"
 #include "remote/base/log.h"
 #include "remote/codec/catalogue.h"
 #include "remote/transport/group.h"
@@ -15,6 +16,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <unistd.h>
+
+namespace vnt {
 
 static const char *tcpiptransport_factoryname(void)
 {
@@ -356,7 +359,9 @@ static constexpr tcpip_factory factory = {
     .reconnect = tcpiptransport_reconnect,
 };
 
-const tcpip_factory *tcpiptransport_getfactory(void)
+VNT_ENTRY const tcpip_factory *tcpiptransport_getfactory(void)
 {
     return &factory;
 }
+
+} // namespace vnt

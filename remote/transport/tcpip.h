@@ -18,6 +18,8 @@
 #include <cstring>
 #include <sys/socket.h>
 
+namespace vnt {
+
 // What a caller keeps between disconnect and reconnect: 160 bytes, host byte order, no padding.
 #pragma pack(push, 1)
 struct tcpip_reconnectinfo {
@@ -78,6 +80,8 @@ inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
 
 struct transport_group;
 
+} // namespace vnt
+
 struct tcpip_factory {
     const char *name;  // "tcpiptransport"
     const char *usage; // for people
@@ -85,11 +89,11 @@ struct tcpip_factory {
     // environment says where to go.
     // Errors: INVALID for the arguments or no codecs, NOCONNECTION, IO when the handshake broke
     // off, NOMEMORY, LOCK, a codec factory's code, a handshake status.
-    int (*connect)(transport **out, int *created, int ncodecs,
-                   const codec_factory *const *factories, int argc, const char *const *argv);
-    int (*mkgroup)(transport_group **out, transport *const *members, int64_t count);
+    int (*connect)(vnt::transport **out, int *created, int ncodecs,
+                   const vnt::codec_factory *const *factories, int argc, const char *const *argv);
+    int (*mkgroup)(vnt::transport_group **out, vnt::transport *const *members, int64_t count);
     // `info` is what disconnect filled in.  Errors: as connect's.
-    int (*reconnect)(transport **out, int ncodecs, const codec_factory *const *factories,
+    int (*reconnect)(vnt::transport **out, int ncodecs, const vnt::codec_factory *const *factories,
                      const void *info);
 };
 

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <optional>
 
+namespace vnt {
+
 namespace {
 
 const codec_factory *const codecs[] = {builtin_getfactory(), vntcodec_getfactory()};
@@ -181,3 +183,5 @@ TEST_F(Tcpip, TimeoutsAreOffUntilTheyAreSet)
     EXPECT_EQ(t->ops.recvmsg(t, &message), MESSAGE_IO);
     EXPECT_EQ(errno, ETIMEDOUT);
 }
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr transport_operations fdtransport_ops = {
     .recvmsg = fdtransport_recvmsg,
     .startasync = fdtransport_startasync,
@@ -247,3 +249,5 @@ int fdtransport_destroy(transport *t)
     free(t);
     return 0;
 }
+
+} // namespace vnt

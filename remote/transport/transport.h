@@ -17,6 +17,8 @@
 
 #include <pthread.h>
 
+namespace vnt {
+
 struct transport;
 typedef void (*transport_callback)(transport *t, void *arg);
 
@@ -81,3 +83,5 @@ int fdtransport_mustpoll(transport *t);
 const char *fdtransport_factoryname(void); // "fdtransport"
 int fdtransport_reconnectinfolen(void);    // -1
 int fdtransport_destroy(transport *t);
+
+} // namespace vnt

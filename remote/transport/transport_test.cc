@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace vnt {
+
 static const codec_factory *const factories[] = {builtin_getfactory(), vntcodec_getfactory()};
 
 // A transport over one end of a socket pair.
@@ -72,3 +74,5 @@ TEST_F(Transport, AMessageIsFreedByTheNextReceiveOrTheDestroy)
     destroy();
     EXPECT_EQ(allocations_held(), before);
 }
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <dlfcn.h>
 
+namespace vnt {
+
 int library_open(library **out, const char *file)
 {
     size_t size = strlen(file) + 1;
@@ -44,3 +46,5 @@ void library_close(library *l)
     dlclose(l->handle);
     free(l);
 }
+
+} // namespace vnt

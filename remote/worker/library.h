@@ -6,6 +6,8 @@
 
 #pragma once
 
+namespace vnt {
+
 // The longest path that is tried, its terminating zero included.
 constexpr int LIBRARY_PATHMAX = 4096;
 
@@ -22,3 +24,5 @@ int library_open(library **out, const char *file);
 int library_openname(library **out, const char *name);
 
 void library_close(library *l); // null is fine
+
+} // namespace vnt

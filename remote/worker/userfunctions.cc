@@ -8,6 +8,8 @@
 #include <cstring>
 #include <dlfcn.h>
 
+namespace vnt {
+
 typedef void (*registration)(void *h);
 
 static registration lookup(void *handle, const char *function)
@@ -83,3 +85,5 @@ int loaduserfunctions(library **table, int argc, char *const *argv, const search
     }
     return 0;
 }
+
+} // namespace vnt

@@ -8,6 +8,8 @@
 #include "remote/handler/handler.h"
 #include "remote/worker/library.h"
 
+namespace vnt {
+
 // Where libraries are looked for, after the places that the loader knows.
 struct search_path {
     const char *const *directories;
@@ -21,3 +23,5 @@ struct search_path {
 // no path name at all ends the process.
 int loaduserfunctions(library **table, int argc, char *const *argv, const search_path &path,
                       handler *h);
+
+} // namespace vnt

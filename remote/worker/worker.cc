@@ -10,6 +10,8 @@
 #include <cstring>
 #include <unistd.h>
 
+namespace vnt {
+
 namespace {
 // What stands while the worker serves.
 struct worker_context {
@@ -197,3 +199,5 @@ void tcpipworker(worker_child *child, int argc, char **argv)
     end(&context, child);
     release(&context, &options, argc);
 }
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+namespace vnt {
+
 // Big-endian words, as messages without strings and arrays are made of.
 static std::string words(std::initializer_list<uint32_t> values)
 {
@@ -96,3 +98,5 @@ TEST(Worker, AFaultEndsItWithALine)
         EXPECT_EQ(o.status, "");
     }
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace vnt;
+
 static answer &answer_of(vntlp &p)
 {
     require(p.last.there(), VNTERR_NO_SOLUTION);

@@ -2,6 +2,8 @@
 
 #include "solver/calls/calls.h"
 
+using namespace vnt;
+
 static VNTLPptr add_problem(vntenv &e, std::unique_ptr<vntlp> p)
 {
     VNTLPptr lp = p.get();

@@ -3,6 +3,8 @@
 #include <limits>
 #include <random>
 
+namespace vnt {
+
 static constexpr double infinity = VNT_INFINITY;
 
 // A model with every kind of row and column, in the lists that the calls take.
@@ -208,3 +210,5 @@ TEST(Matrix, AgreesWithATableAfterAnyChanges)
         ASSERT_EQ(m.entries(), k);
     }
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <exception>
 
+namespace vnt {
+
 // What is quoted from a file must not steer the terminal that shows it.
 void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept
 try {
@@ -39,3 +41,5 @@ double relative_gap(double incumbent, double bound)
 {
     return std::fabs(incumbent - bound) / std::max(1e-10, std::fabs(incumbent));
 }
+
+} // namespace vnt

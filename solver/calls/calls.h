@@ -17,6 +17,8 @@
 #include <cstring>
 #include <utility>
 
+namespace vnt {
+
 // Says on the error channel why the call failed.  Never throws.
 void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept;
 
@@ -184,3 +186,5 @@ inline const double *point_of(const vntlp &p, const double *x)
     require(p.last.there() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
     return p.last.x.data();
 }
+
+} // namespace vnt

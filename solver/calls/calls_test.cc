@@ -3,6 +3,8 @@
 
 #include <set>
 
+namespace vnt {
+
 // Every call of the list with the same number in all its numbers and nothing in its pointers.
 struct bare_arguments {
     VNTENVptr env;
@@ -125,3 +127,5 @@ TEST_F(any_call, BearsAnyNumbersAndNoPointers)
         }
     }
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace vnt;
+
 // How far a value lies above, or as a negative number below, its range.
 static double beyond(double value, double low, double high)
 {

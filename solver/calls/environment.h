@@ -18,6 +18,8 @@
 #include <mutex>
 #include <unordered_map>
 
+namespace vnt {
+
 struct engine_progress;
 struct engine_reply;
 
@@ -28,9 +30,13 @@ struct channel_destination {
     void (*msgfunc)(void *handle, const char *text);
 };
 
+} // namespace vnt
+
 struct vntchannel {
-    std::vector<channel_destination> destinations;
+    std::vector<vnt::channel_destination> destinations;
 };
+
+namespace vnt {
 
 // What the pause callback of a running solve may look at and answer, alive for that call.
 struct pause_window {
@@ -39,11 +45,13 @@ struct pause_window {
     int numcols;
 };
 
+} // namespace vnt
+
 struct vntenv {
     std::recursive_mutex lock;
     bool solving = false;
-    parameter_set parameters;
-    vntchannel channels[CHANNELS];
+    vnt::parameter_set parameters;
+    vntchannel channels[vnt::CHANNELS];
     std::unordered_map<const vntlp *, std::unique_ptr<vntlp>> problems;
     uint64_t ticks = 0; // deterministic work of all solves so far
     std::string logname;
@@ -55,11 +63,13 @@ struct vntenv {
     void *terminatedata = nullptr;
     int (*pausefunc)(vntenv *env, void *cbdata, uint64_t progress, void *data) = nullptr;
     void *pausedata = nullptr;
-    pause_window *window = nullptr; // while the pause callback runs
+    vnt::pause_window *window = nullptr; // while the pause callback runs
 
     // Sends a text to a channel, unless messages are switched off.
-    void say(channel_number channel, const std::string &text);
+    void say(vnt::channel_number channel, const std::string &text);
 };
+
+namespace vnt {
 
 // Opens an environment; the registry owns it.
 vntenv *environment_open();
@@ -69,3 +79,5 @@ std::shared_ptr<vntenv> environment_find(const vntenv *env);
 
 // Takes the environment out of the registry.
 void environment_close(const vntenv *env);
+
+} // namespace vnt

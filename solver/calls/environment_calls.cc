@@ -8,6 +8,8 @@
 #include <ctime>
 #include <thread>
 
+using namespace vnt;
+
 static constexpr int version_number = 100; // 10000 major + 100 minor + fix
 
 VNTENVptr VNTLopenVANTO(int *status_p)

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+namespace vnt {
+
 using environment_test = session;
 
 TEST_F(environment_test, AParameterTakesItsRangeAndNothingBeyond)
@@ -41,3 +43,5 @@ TEST(Parameters, AFileOfThemIsTakenWholeOrNotAtAll)
         EXPECT_EQ(copy.getint(VNT_PARAM_SEED), 1);
     }
 }
+
+} // namespace vnt

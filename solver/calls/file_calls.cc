@@ -7,6 +7,8 @@
 #include "solver/formats/mps.h"
 #include "solver/formats/solutionfile.h"
 
+using namespace vnt;
+
 static bool mps_kind(const std::string &kind)
 {
     return kind == "mps" || kind == "qps";

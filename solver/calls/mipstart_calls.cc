@@ -2,6 +2,8 @@
 
 #include "solver/calls/calls.h"
 
+using namespace vnt;
+
 static void check_start(const vntlp &p, const matrix_lines &entries, const int *effort)
 {
     matrix::check(entries, p.m.numcols());

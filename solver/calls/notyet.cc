@@ -10,6 +10,8 @@
 #include <tuple>
 #include <type_traits>
 
+namespace vnt {
+
 template <class function> struct prototype;
 template <class out, class... parameters> struct prototype<out(parameters...)> {
     using result = out;
@@ -98,3 +100,5 @@ static out notyet(const char *call, vntenv *env, rest... arguments)
         }                                                                                          \
     }
 #include "remote/calls/solvercalls.def"
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include "solver/calls/calls.h"
 
+using namespace vnt;
+
 static const parameter &find_typed(int number, int type)
 {
     const parameter &p = parameter_find(number);

@@ -8,6 +8,8 @@
 #include <strings.h>
 #include <utility>
 
+namespace vnt {
+
 static constexpr int numbers[] = {
 #define INT(name, ...) VNT_PARAM_##name,
 #define LONG INT
@@ -247,3 +249,5 @@ void parameter_set::read(const std::string &text)
     }
     *this = std::move(fresh);
 }
+
+} // namespace vnt

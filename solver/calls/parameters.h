@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+namespace vnt {
+
 // What an int, long or double parameter holds: one number in the form of its type.
 struct parameter_number {
     int64_t integer = 0;
@@ -73,3 +75,5 @@ class parameter_set {
 
     std::vector<value> values;
 };
+
+} // namespace vnt

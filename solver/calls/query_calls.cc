@@ -2,6 +2,8 @@
 
 #include "solver/calls/calls.h"
 
+using namespace vnt;
+
 int VNTLgetnumcols(VNTENVptr env, VNTLPptr lp)
 {
     return count_of(env, lp, [](vntlp &p) { return p.m.numcols(); });

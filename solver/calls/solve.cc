@@ -5,6 +5,8 @@
 
 #include <chrono>
 
+namespace vnt {
+
 using steady = std::chrono::steady_clock;
 
 // The terminate callback is called in bursts, so that one that acts on every 100th call only acts
@@ -176,3 +178,5 @@ void solve_mip(vntenv &env, vntlp &p)
         return engine_solvemip(in, params, hooks, out);
     });
 }
+
+} // namespace vnt

@@ -9,8 +9,12 @@
 
 #include "solver/calls/environment.h"
 
+namespace vnt {
+
 // Solves a continuous problem.
 void solve_lp(vntenv &env, vntlp &p, engine_method method);
 
 // Solves a mixed-integer problem.
 void solve_mip(vntenv &env, vntlp &p);
+
+} // namespace vnt

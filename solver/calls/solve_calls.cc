@@ -3,6 +3,8 @@
 #include "solver/calls/calls.h"
 #include "solver/calls/solve.h"
 
+using namespace vnt;
+
 static int optimize(VNTENVptr env, VNTLPptr lp, engine_method method, const char *call)
 {
     return with_environment(

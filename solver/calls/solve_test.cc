@@ -6,6 +6,8 @@
 #include <random>
 #include <thread>
 
+namespace vnt {
+
 struct solving : session {
     // What a query tells of columns or rows 0 to count - 1.
     std::vector<double> asked(decltype(VNTLgetx) *query, VNTLPptr lp, int count)
@@ -358,3 +360,5 @@ TEST_F(watched, OtherThreadsFindTheEnvironmentBusy)
     solver.join();
     EXPECT_EQ(VNTLgetnumcols(env, lp), 32);
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace vnt;
+
 // What makes a continuous problem a mixed-integer one.
 static void structured(vntlp &p)
 {

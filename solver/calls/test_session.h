@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
+namespace vnt {
+
 struct session : testing::Test {
     VNTENVptr env = nullptr;
     std::string heard[CHANNELS];
@@ -124,3 +126,5 @@ struct session : testing::Test {
         return value;
     }
 };
+
+} // namespace vnt

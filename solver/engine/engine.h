@@ -26,6 +26,8 @@
 #include <string>
 #include <vector>
 
+namespace vnt {
+
 // A model, column by column.  Bounds are infinite from VNT_INFINITY on.
 struct engine_model {
     int numrows = 0;
@@ -138,3 +140,5 @@ int engine_solvelp(const engine_model &model, const engine_params &params, engin
 // integer columns and solve that for them.
 int engine_solvemip(const engine_model &model, const engine_params &params,
                     const engine_hooks &hooks, engine_result *result);
+
+} // namespace vnt

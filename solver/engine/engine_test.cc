@@ -14,6 +14,8 @@
 #include <random>
 #include <thread>
 
+namespace vnt {
+
 namespace {
 
 constexpr engine_method methods[] = {ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER};
@@ -422,3 +424,5 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
 }
 
 } // namespace
+
+} // namespace vnt

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace vnt {
+
 namespace {
 
 // The interior point, with a look at what it keeps to itself.
@@ -167,3 +169,5 @@ void engine_runbarrier(const engine_params &params, engine_poll &poll, bool toba
         clp->setProblemStatus(0);
     }
 }
+
+} // namespace vnt

@@ -8,7 +8,11 @@
 
 #include "solver/engine/engineclp.h"
 
+namespace vnt {
+
 // Solves the problem in clp, with presolve as params say, and leaves it there: with a basis after
 // crossover, else as a point alone.
 void engine_runbarrier(const engine_params &params, engine_poll &poll, bool crossover,
                        ClpSimplex *clp);
+
+} // namespace vnt

@@ -6,6 +6,8 @@
 #include <new>
 #include <stdexcept>
 
+namespace vnt {
+
 int engine_events::event(Event which)
 {
     switch (which) {
@@ -82,3 +84,5 @@ int engine_guard(engine_result *result, const std::function<void()> &solve)
     *result = engine_result();
     return status;
 }
+
+} // namespace vnt

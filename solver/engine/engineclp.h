@@ -11,6 +11,8 @@
 
 #include <functional>
 
+namespace vnt {
+
 // Swallows every message.  One lives as long as what it is passed to.
 class engine_silence : public CoinMessageHandler {
   public:
@@ -52,3 +54,5 @@ void engine_runlp(const engine_model &model, const engine_params &params, engine
 
 // Runs `solve`, which fills the result, and turns what it throws into a status.
 int engine_guard(engine_result *result, const std::function<void()> &solve);
+
+} // namespace vnt

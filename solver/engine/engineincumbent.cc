@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace vnt {
+
 engine_incumbent::engine_incumbent(const engine_model &model, const engine_params &params,
                                    engine_poll &poll, engine_result &result)
     : model(model), params(params), poll(poll), result(result),
@@ -74,3 +76,5 @@ void engine_incumbent::take(std::vector<double> x, double value)
              static_cast<long long>(poll.seen.nodes));
     if (poll.seen.solutions >= params.solutionlimit) poll.end(VNT_STAT_SOLUTION_LIMIT);
 }
+
+} // namespace vnt

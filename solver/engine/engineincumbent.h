@@ -8,6 +8,8 @@
 
 #include "solver/engine/engineclp.h"
 
+namespace vnt {
+
 class engine_incumbent {
   public:
     engine_incumbent(const engine_model &model, const engine_params &params, engine_poll &poll,
@@ -37,3 +39,5 @@ class engine_incumbent {
 // there are none.  A linear problem.
 std::vector<double> engine_fixandsolve(const engine_model &model, const engine_params &params,
                                        engine_poll &poll, const std::vector<double> &x);
+
+} // namespace vnt

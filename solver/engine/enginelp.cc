@@ -8,6 +8,8 @@
 #include <cmath>
 #include <memory>
 
+namespace vnt {
+
 namespace {
 
 class lp_solve {
@@ -276,3 +278,5 @@ int engine_solvelp(const engine_model &model, const engine_params &params, engin
         engine_runlp(continuous, params, method, crossover, poll, result);
     });
 }
+
+} // namespace vnt

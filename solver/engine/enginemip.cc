@@ -34,6 +34,8 @@
 #include <cmath>
 #include <memory>
 
+namespace vnt {
+
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -613,3 +615,5 @@ int engine_solvemip(const engine_model &model, const engine_params &params,
         mip_search(model, params, poll, *result).run();
     });
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+namespace vnt {
+
 // Values below this, relative to the largest beside them, are what arithmetic leaves of a zero.
 static constexpr double noise = 1e-9;
 
@@ -251,3 +253,5 @@ void engine_fillrows(const engine_model &model, engine_result *result)
         result->slack[i] = side - result->activity[i];
     }
 }
+
+} // namespace vnt

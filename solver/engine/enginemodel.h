@@ -7,6 +7,8 @@
 
 #include "solver/engine/engine.h"
 
+namespace vnt {
+
 // Bounds that are no bounds.
 inline bool engine_isinf(double bound)
 {
@@ -52,3 +54,5 @@ bool engine_provesunbounded(const engine_model &model, const std::vector<double>
 
 // Fills activity and slack of a result from its x, and its objective.
 void engine_fillrows(const engine_model &model, engine_result *result);
+
+} // namespace vnt

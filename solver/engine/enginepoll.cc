@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+namespace vnt {
+
 static constexpr std::chrono::milliseconds shelter_time(300);
 static constexpr double no_time_limit = 1e9; // seconds; some thirty years
 
@@ -105,3 +107,5 @@ void engine_poll::log(int level, int channel, const char *format, ...)
     va_end(args);
     hooks.log(hooks.arg, channel, text);
 }
+
+} // namespace vnt

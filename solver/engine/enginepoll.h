@@ -20,6 +20,8 @@
 #include <functional>
 #include <limits>
 
+namespace vnt {
+
 class engine_poll {
   public:
     engine_poll(const engine_params &params, const engine_hooks &hooks, int sense);
@@ -80,3 +82,5 @@ class engine_poll {
     int reason = 0;
     int sheltered = 0;
 };
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include "solver/formats/files.h"
 
+namespace vnt {
+
 std::string basis_write(const vntlp &p)
 {
     const model &m = p.m;
@@ -65,3 +67,5 @@ void basis_read(vntlp &p, const std::string &text)
     if (!ended) file_malformed(lines.number(), "the file ends without ENDATA");
     p.set_basis(std::move(cols), std::move(rows));
 }
+
+} // namespace vnt

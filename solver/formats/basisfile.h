@@ -10,5 +10,9 @@
 
 #include "solver/problem/problem.h"
 
+namespace vnt {
+
 std::string basis_write(const vntlp &p);
 void basis_read(vntlp &p, const std::string &text);
+
+} // namespace vnt

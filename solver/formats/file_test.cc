@@ -5,6 +5,8 @@
 #include <random>
 #include <unistd.h>
 
+namespace vnt {
+
 struct model_files : session {
     std::string folder;
 
@@ -245,3 +247,5 @@ TEST_F(model_files, SolutionsAreWrittenAsText)
               "solution of test\nstatus 1 optimal\nobjective 5.5\n"
               "columns 2\n2.5 0 x\n1.5 0 y\nrows 2\n4 0 1.5 c\n1 0 -0.5 d\n");
 }
+
+} // namespace vnt

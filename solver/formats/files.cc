@@ -8,6 +8,8 @@
 #include <memory>
 #include <zlib.h>
 
+namespace vnt {
+
 using file_holder = std::unique_ptr<FILE, int (*)(FILE *)>;
 
 static std::string read_all(const char *name)
@@ -193,3 +195,5 @@ std::string one_line(std::string text)
         text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
     return text;
 }
+
+} // namespace vnt

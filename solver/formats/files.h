@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+namespace vnt {
+
 // The contents of a file.  `contents` may be null: then the file is opened.
 std::string file_contents(const char *name, const char *contents, int64_t length);
 
@@ -63,3 +65,5 @@ line_words words_of(std::string_view line);
 
 // The text with blanks for line ends.
 std::string one_line(std::string text);
+
+} // namespace vnt

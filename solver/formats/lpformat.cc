@@ -8,6 +8,8 @@
 #include <cmath>
 #include <unordered_map>
 
+namespace vnt {
+
 // Tokens: a number, a name, a relation, a sign, a colon; or the beginning of a section.
 enum lp_token {
     TOKEN_END,
@@ -677,3 +679,5 @@ std::string lp_write(const model &m, bool *made)
     write_types(m, names, "semi-continuous", "SN", &out);
     return out + "end\n";
 }
+
+} // namespace vnt

@@ -26,7 +26,11 @@
 
 #include <string>
 
+namespace vnt {
+
 model lp_read(const std::string &text, std::string *remarks);
 
 // `made` tells whether names had to be made because the format has no place for the model's own.
 std::string lp_write(const model &m, bool *made);
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include <unordered_set>
 
+namespace vnt {
+
 void model_parts::add_row(char s, std::string_view n)
 {
     if (rowwise) begin.push_back(static_cast<int64_t>(index.size()));
@@ -99,3 +101,5 @@ file_names::file_names(const model &m, const std::function<bool(const std::strin
     while (taken())
         objective += "_";
 }
+
+} // namespace vnt

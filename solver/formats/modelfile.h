@@ -10,6 +10,8 @@
 #include <functional>
 #include <string_view>
 
+namespace vnt {
+
 struct model_parts {
     std::string name, objname = "obj";
     int sense = VNT_MIN;
@@ -44,3 +46,5 @@ struct file_names {
     std::string objective;
     bool made = false; // were names made?
 };
+
+} // namespace vnt

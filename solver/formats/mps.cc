@@ -7,6 +7,8 @@
 #include <cmath>
 #include <unordered_map>
 
+namespace vnt {
+
 using words = line_words;
 
 // Where a row name leads that is no row of the model.
@@ -479,3 +481,5 @@ std::string mps_write(const model &m, bool *made)
     }
     return out + "ENDATA\n";
 }
+
+} // namespace vnt

@@ -16,8 +16,12 @@
 
 #include <string>
 
+namespace vnt {
+
 // `remarks` gets a line for whatever was read with a grain of salt.
 model mps_read(const std::string &text, std::string *remarks);
 
 // `made` tells whether names had to be made because the format has no place for the model's own.
 std::string mps_write(const model &m, bool *made);
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include "solver/formats/files.h"
 
+namespace vnt {
+
 const char *status_text(int status)
 {
     switch (status) {
@@ -44,3 +46,5 @@ std::string solution_write(const model &m, const solution_text &s)
     }
     return out;
 }
+
+} // namespace vnt

@@ -18,6 +18,8 @@
 
 #include <string>
 
+namespace vnt {
+
 // The text of a status, such as "optimal".
 const char *status_text(int status);
 
@@ -28,3 +30,5 @@ struct solution_text {
     const std::vector<double> &x, &pi, &dj; // pi and dj may be empty
 };
 std::string solution_write(const model &m, const solution_text &s);
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <string>
 
+namespace vnt {
+
 struct failure {
     int status;       // VNTERR_*
     std::string text; // what the error channel gets; empty says that the status tells all
@@ -47,3 +49,5 @@ template <class type> void put(type *where, type value)
 {
     if (where != nullptr) *where = value;
 }
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+namespace vnt {
+
 int64_t matrix::entries() const
 {
     merge();
@@ -249,3 +251,5 @@ matrix_view matrix::by_row() const
     }
     return {rowbegin.data(), rowindex.data(), rowvalue.data()};
 }
+
+} // namespace vnt

@@ -17,6 +17,8 @@
 #include <algorithm>
 #include <vector>
 
+namespace vnt {
+
 // Room for more elements, at least doubled, so that many small additions stay cheap.  What is
 // then added within that room cannot fail.
 template <class list> void make_room(list &values, size_t more)
@@ -97,3 +99,5 @@ class matrix {
     mutable std::vector<int> rowindex;
     mutable std::vector<double> rowvalue;
 };
+
+} // namespace vnt

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+namespace vnt {
+
 double model_number(double value)
 {
     require(!std::isnan(value), VNTERR_BAD_NUMBER);
@@ -257,3 +259,5 @@ double model::indicator_slack(const indicator &c, const double *x) const
         slack -= c.value[k] * x[c.index[k]];
     return slack;
 }
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 #include "solver/model/matrix.h"
 #include "solver/model/names.h"
 
+namespace vnt {
+
 // New columns; null lists stand for costs of 0, bounds 0 and infinity (0 and 1 for binaries) and
 // continuous columns.
 struct new_columns {
@@ -123,3 +125,5 @@ struct model {
 double model_number(double value);
 // Likewise a number that must be finite.
 double model_finite(double value);
+
+} // namespace vnt

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+namespace vnt {
+
 std::vector<std::string> name_list::copies(int count, const char *const *names)
 {
     std::vector<std::string> list(count);
@@ -13,7 +15,7 @@ std::vector<std::string> name_list::copies(int count, const char *const *names)
 
 void name_list::make_room(int count)
 {
-    ::make_room(own, count);
+    vnt::make_room(own, count);
 }
 
 void name_list::append(std::vector<std::string> &&fresh) noexcept
@@ -82,3 +84,5 @@ void name_list::keep(const std::vector<int> &place, int left)
     own.resize(left);
     indexed = false;
 }
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
+namespace vnt {
+
 class name_list {
   public:
     explicit name_list(char letter) : letter(letter) {}
@@ -36,3 +38,5 @@ class name_list {
     mutable bool indexed = false; // is `places` there?  It is made at the first look-up.
     mutable std::unordered_map<std::string, int> places;
 };
+
+} // namespace vnt

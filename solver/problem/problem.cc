@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+using namespace vnt;
+
 void vntlp::set_basis(std::vector<int> cols, std::vector<int> rows)
 {
     cstat = std::move(cols);

@@ -9,6 +9,8 @@
 #include "solver/engine/engine.h"
 #include "solver/model/model.h"
 
+namespace vnt {
+
 struct pool_solution {
     std::string name;
     double objective;
@@ -24,12 +26,14 @@ struct answer : engine_result {
     bool there() const { return solution != VNT_SOLUTION_NONE; }
 };
 
+} // namespace vnt
+
 struct vntlp {
-    model m;
-    answer last;
+    vnt::model m;
+    vnt::answer last;
     std::vector<int> cstat, rstat; // a basis, both empty without one
     std::vector<double> start;     // values of all columns to start from, may be empty
-    std::vector<mip_start> mipstarts;
+    std::vector<vnt::mip_start> mipstarts;
     std::vector<double> free_lower, free_upper; // a fixed MIP's bounds before they were fixed
 
     bool has_basis() const { return !cstat.empty() || !rstat.empty(); }
@@ -37,13 +41,13 @@ struct vntlp {
     void forget_basis();
     int resting_place(int j) const; // where column j is while not basic, VNT_BASIS_*
 
-    void changed() { last = answer(); }
+    void changed() { last = vnt::answer(); }
 
     // Takes a new model in place of the old one and of all that belonged to it.
-    void replace(model &&fresh);
+    void replace(vnt::model &&fresh);
 
-    void append_cols(const new_columns &cols, const matrix_lines *entries);
-    void append_rows(const new_rows &rows, const matrix_lines *entries);
+    void append_cols(const vnt::new_columns &cols, const vnt::matrix_lines *entries);
+    void append_rows(const vnt::new_rows &rows, const vnt::matrix_lines *entries);
     void keep_cols(const std::vector<int> &place, int left);
     void keep_rows(const std::vector<int> &place, int left);
 

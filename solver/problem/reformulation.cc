@@ -4,6 +4,8 @@
 #include <limits>
 #include <numeric>
 
+namespace vnt {
+
 reformulation::reformulation(const vntlp &p, bool discrete)
 {
     const model &m = p.m;
@@ -209,3 +211,5 @@ void reformulation::copy_start(const vntlp &p)
     }
     out.start = start.data();
 }
+
+} // namespace vnt

@@ -10,6 +10,8 @@
 
 #include "solver/problem/problem.h"
 
+namespace vnt {
+
 class reformulation {
   public:
     // A relaxed one is continuous, whatever the columns' types.
@@ -37,3 +39,5 @@ class reformulation {
     std::string ctype;
     matrix a; // used where rows or columns are added
 };
+
+} // namespace vnt

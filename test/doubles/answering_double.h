@@ -17,6 +17,8 @@
 #include <optional>
 #include <vector>
 
+namespace vnt {
+
 class worker_double {
   public:
     static constexpr uint64_t env = 0x7700;
@@ -179,3 +181,5 @@ struct opened : testing::Test {
         worker.end(); // before the test takes away what the answers use
     }
 };
+
+} // namespace vnt

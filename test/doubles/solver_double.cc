@@ -1,9 +1,12 @@
 #include "test/doubles/solver_double.h"
+#include "remote/base/entry.h"
 
 #include <algorithm>
 #include <chrono>
 #include <climits>
 #include <new>
+
+namespace vnt {
 
 solver_double solver;
 
@@ -26,21 +29,21 @@ static void note(const char *name)
     solver.calls += std::string(" ") + name;
 }
 
-VNTENVptr VNTLopenVANTO(int *status_p)
+VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
 {
     *status_p = solver.openstatus;
     return solver.openstatus == 0 ? double_env : nullptr;
 }
 
-int VNTLcloseVANTO(VNTENVptr *env)
+VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)
 {
     note(*env == double_env ? "close" : *env == nullptr ? "close-null" : "close-foreign");
     *env = nullptr;
     return 0;
 }
 
-int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
-                    VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
+VNT_ENTRY int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
+                              VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
 {
     VNTCHANNELptr *const out[] = {results_p, warning_p, error_p, log_p};
     for (int i = 0; i < 4; i++)
@@ -48,8 +51,8 @@ int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_
     return 0;
 }
 
-int VNTLaddfuncdest(VNTENVptr, VNTCHANNELptr channel, void *handle,
-                    void (*msgfunc)(void *handle, const char *text))
+VNT_ENTRY int VNTLaddfuncdest(VNTENVptr, VNTCHANNELptr channel, void *handle,
+                              void (*msgfunc)(void *handle, const char *text))
 {
     const auto i = reinterpret_cast<int *>(channel) - places;
     solver.channelfunc[i] = msgfunc;
@@ -57,7 +60,7 @@ int VNTLaddfuncdest(VNTENVptr, VNTCHANNELptr channel, void *handle,
     return 0;
 }
 
-int VNTLEsetasyncterminate(VNTENVptr, volatile int *terminate_p)
+VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr, volatile int *terminate_p)
 {
     solver.terminate = terminate_p;
     return 0;
@@ -65,7 +68,7 @@ int VNTLEsetasyncterminate(VNTENVptr, volatile int *terminate_p)
 
 // Counts: each its own number, so that no selector can be mistaken for another.
 #define COUNT(function, number)                                                                    \
-    int function(VNTENVptr, VNTLPptr lp)                                                           \
+    VNT_ENTRY int function(VNTENVptr, VNTLPptr lp)                                                 \
     {                                                                                              \
         return lp == reduced_lp ? 1000 + number : number;                                          \
     }
@@ -83,30 +86,30 @@ COUNT(VNTLgetnumdblannotations, 30)
 COUNT(VNTLgetnumlongannotations, 31)
 // VNTLgetnumsos is what this solver lacks.
 
-int VNTLgetnumcols(VNTENVptr, VNTLPptr lp)
+VNT_ENTRY int VNTLgetnumcols(VNTENVptr, VNTLPptr lp)
 {
     return lp == reduced_lp ? 1013 : solver.columns;
 }
 
-int VNTLNETgetnumarcs(VNTENVptr, VNTNETptr net)
+VNT_ENTRY int VNTLNETgetnumarcs(VNTENVptr, VNTNETptr net)
 {
     return net == double_net ? 19 : 0;
 }
 
-int VNTLNETgetnumnodes(VNTENVptr, VNTNETptr net)
+VNT_ENTRY int VNTLNETgetnumnodes(VNTENVptr, VNTNETptr net)
 {
     return net == double_net ? 20 : 0;
 }
 
-int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
+VNT_ENTRY int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
 {
     *redlp_p = reduced_lp;
     solver.intparams[VNT_PARAM_MESSAGES] = 0; // the handler is to put it back
     return 0;
 }
 
-int VNTLgetconflict(VNTENVptr, VNTLPptr, int *confstat_p, int *, int *, int *confnumrows_p, int *,
-                    int *, int *confnumcols_p)
+VNT_ENTRY int VNTLgetconflict(VNTENVptr, VNTLPptr, int *confstat_p, int *, int *,
+                              int *confnumrows_p, int *, int *, int *confnumcols_p)
 {
     *confstat_p = 0;
     *confnumrows_p = 28;
@@ -114,49 +117,49 @@ int VNTLgetconflict(VNTENVptr, VNTLPptr, int *confstat_p, int *, int *, int *con
     return 0;
 }
 
-int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
+VNT_ENTRY int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
 {
     *nulbytes_p = 1;
     return 0;
 }
 
-int VNTLEencodedstrparam(VNTENVptr, int paramnum, int *isencoded_p)
+VNT_ENTRY int VNTLEencodedstrparam(VNTENVptr, int paramnum, int *isencoded_p)
 {
     *isencoded_p = paramnum;
     return 0;
 }
 
-int VNTLversionnumber(VNTENVptr, int *version_p)
+VNT_ENTRY int VNTLversionnumber(VNTENVptr, int *version_p)
 {
     *version_p = 32;
     return 0;
 }
 
-int VNTLgetintparam(VNTENVptr, int whichparam, int *value_p)
+VNT_ENTRY int VNTLgetintparam(VNTENVptr, int whichparam, int *value_p)
 {
     *value_p = solver.intparams[whichparam];
     return 0;
 }
 
-int VNTLsetintparam(VNTENVptr, int whichparam, int newvalue)
+VNT_ENTRY int VNTLsetintparam(VNTENVptr, int whichparam, int newvalue)
 {
     solver.intparams[whichparam] = newvalue;
     return 0;
 }
 
-int VNTLgetobjsen(VNTENVptr, VNTLPptr)
+VNT_ENTRY int VNTLgetobjsen(VNTENVptr, VNTLPptr)
 {
     return solver.maximise ? VNT_MAX : VNT_MIN;
 }
 
-int VNTEsetterminatefunc(VNTENVptr, int (*func)(VNTENVptr env, void *data), void *data)
+VNT_ENTRY int VNTEsetterminatefunc(VNTENVptr, int (*func)(VNTENVptr env, void *data), void *data)
 {
     solver.terminatefunc = func;
     solver.terminatedata = data;
     return 0;
 }
 
-int VNTEsetpausecallbackfunc(
+VNT_ENTRY int VNTEsetpausecallbackfunc(
     VNTENVptr, int (*func)(VNTENVptr env, void *cbdata, uint64_t progress, void *data), void *data)
 {
     solver.pausefunc = func;
@@ -164,7 +167,8 @@ int VNTEsetpausecallbackfunc(
     return 0;
 }
 
-int VNTEgetasyncmipprogress(VNTENVptr, void *, int sollen, vntmipprogress *progress, double refobj)
+VNT_ENTRY int VNTEgetasyncmipprogress(VNTENVptr, void *, int sollen, vntmipprogress *progress,
+                                      double refobj)
 {
     solver.reference = refobj;
     *progress = {.nodes = 5,
@@ -181,7 +185,7 @@ int VNTEgetasyncmipprogress(VNTENVptr, void *, int sollen, vntmipprogress *progr
     return 0;
 }
 
-int VNTEasyncprogressinject(VNTENVptr, void *, double objval, double sense, double)
+VNT_ENTRY int VNTEasyncprogressinject(VNTENVptr, void *, double objval, double sense, double)
 {
     solver.injected = objval * 10 + sense;
     return solver.injectstatus;
@@ -202,7 +206,7 @@ static bool step(VNTENVptr env)
 }
 
 // Returns 0 after the last step, 13 when it was stopped before.
-int VNTLmipopt(VNTENVptr env, VNTLPptr)
+VNT_ENTRY int VNTLmipopt(VNTENVptr env, VNTLPptr)
 {
     while (solver.steps > 0) {
         if (!step(env)) return 13;
@@ -210,3 +214,5 @@ int VNTLmipopt(VNTENVptr env, VNTLPptr)
     }
     return 0;
 }
+
+} // namespace vnt

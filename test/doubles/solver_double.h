@@ -12,6 +12,8 @@
 #include <string>
 #include <thread>
 
+namespace vnt {
+
 struct solver_double {
     std::atomic<int> steps; // of the next solve; it counts them down and ends
     std::atomic<uint64_t> progress;
@@ -46,3 +48,5 @@ void solver_reset(void);
 extern const VNTENVptr double_env;
 extern const VNTLPptr double_lp;
 extern const VNTNETptr double_net;
+
+} // namespace vnt

@@ -14,6 +14,8 @@
 #include <sstream>
 #include <unistd.h>
 
+namespace vnt {
+
 static constexpr int PATIENCE = 10000; // milliseconds
 
 static bool readable(int fd, int milliseconds)
@@ -294,3 +296,5 @@ void worker_double::release(int32_t word)
 {
     EXPECT_EQ(write(controlfd, &word, sizeof word), 4);
 }
+
+} // namespace vnt

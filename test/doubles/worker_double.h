@@ -18,6 +18,8 @@
 #include <thread>
 #include <vector>
 
+namespace vnt {
+
 class worker_double {
   public:
     explicit worker_double(bool nothreads = false);
@@ -53,3 +55,5 @@ class worker_double {
     int controlfd = -1;
     std::thread mainthread;
 };
+
+} // namespace vnt

@@ -6,6 +6,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+namespace vnt {
+
 guarded::guarded(size_t size, int filling)
 {
     const size_t page = static_cast<size_t>(getpagesize());
@@ -117,3 +119,5 @@ void find_server(const server &s)
         setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
     }
 }
+
+} // namespace vnt

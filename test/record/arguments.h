@@ -10,6 +10,8 @@
 #include <memory>
 #include <optional>
 
+namespace vnt {
+
 // Memory that ends where a page without access begins: what reads or writes one byte too many
 // ends the test.
 struct guarded {
@@ -66,3 +68,5 @@ struct arguments {
 
 // Makes the process's environment tell where the server is.
 void find_server(const server &s);
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+using namespace vnt;
+
 namespace fs = std::filesystem;
 
 static std::string fields(const message_layout *layout)
@@ -39,7 +41,8 @@ static const std::string &handler_tests(void)
 {
     static const std::string text = [] {
         std::string all;
-        for (const fs::directory_entry &e : fs::directory_iterator(VNT_SOURCE_DIR "/remote/handler")) {
+        for (const fs::directory_entry &e :
+             fs::directory_iterator(VNT_SOURCE_DIR "/remote/handler")) {
             if (e.path().string().find("_test.cc") == std::string::npos) continue;
             std::ifstream in(e.path());
             all.append(std::istreambuf_iterator<char>(in), {});

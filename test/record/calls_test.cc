@@ -14,6 +14,8 @@
 #include <memory>
 #include <unistd.h>
 
+namespace vnt {
+
 namespace fs = std::filesystem;
 
 static const std::map<std::string, void *> functions = {
@@ -444,3 +446,5 @@ TEST_F(Requests, MalformedAreRefusedAndTheNextIsServed)
 }
 
 } // namespace
+
+} // namespace vnt

@@ -13,6 +13,8 @@
 #include <set>
 #include <unistd.h>
 
+namespace vnt {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -306,3 +308,5 @@ INSTANTIATE_TEST_SUITE_P(Models, Differential, testing::ValuesIn(models()), [](a
 });
 
 } // namespace
+
+} // namespace vnt

@@ -7,6 +7,8 @@
 #include <iomanip>
 #include <sstream>
 
+namespace vnt {
+
 static std::vector<std::string> split(const std::string &text, char separator)
 {
     std::vector<std::string> parts;
@@ -283,3 +285,5 @@ std::string call_text(const listed_function &f, const call_value *args)
             text += " " + f.parameters[i].name + "=" + argument(f, i, args);
     return text;
 }
+
+} // namespace vnt

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+namespace vnt {
+
 enum direction { IN, OUT, INOUT, LOCAL };
 
 // One C parameter.  The three of a file that is read have the types "filename", "contents" and
@@ -72,3 +74,5 @@ constexpr uint64_t RECORD_ENV = 0xE000;
 constexpr uint64_t RECORD_LP = 0xA000;
 constexpr uint64_t RECORD_NET = 0xB000;
 constexpr uint64_t RECORD_REDUCED = 0xC000;
+
+} // namespace vnt

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <unistd.h>
 
+namespace vnt {
+
 static void note(const std::string &text)
 {
     const char *path = getenv("VNT_RECORD_FILE");
@@ -110,35 +112,35 @@ static int noted(const char *function)
     return 0;
 }
 
-VNTENVptr VNTLopenVANTO(int *status_p)
+VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
 {
     *status_p = noted(__func__);
     return reinterpret_cast<VNTENVptr>(RECORD_ENV);
 }
-int VNTLcloseVANTO(VNTENVptr *env)
+VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)
 {
     *env = nullptr;
     return noted(__func__);
 }
-int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
-                    VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
+VNT_ENTRY int VNTLgetchannels(VNTENVptr, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
+                              VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
 {
     *results_p = *warning_p = *error_p = *log_p = nullptr;
     return noted(__func__);
 }
-int VNTLversionnumber(VNTENVptr, int *version_p)
+VNT_ENTRY int VNTLversionnumber(VNTENVptr, int *version_p)
 {
     *version_p = 4711;
     return noted(__func__);
 }
-int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
+VNT_ENTRY int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
 {
     *redlp_p = reinterpret_cast<VNTLPptr>(RECORD_REDUCED);
     return noted(__func__);
 }
 
 #define NOTED(function, ...)                                                                       \
-    int function(__VA_ARGS__)                                                                      \
+    VNT_ENTRY int function(__VA_ARGS__)                                                            \
     {                                                                                              \
         return noted(#function);                                                                   \
     }
@@ -148,3 +150,5 @@ NOTED(VNTEsetterminatefunc, VNTENVptr, int (*)(VNTENVptr, void *), void *)
 NOTED(VNTEsetpausecallbackfunc, VNTENVptr, int (*)(VNTENVptr, void *, uint64_t, void *), void *)
 NOTED(VNTEgetasyncmipprogress, VNTENVptr, void *, int, vntmipprogress *, double)
 NOTED(VNTEasyncprogressinject, VNTENVptr, void *, double, double, double)
+
+} // namespace vnt

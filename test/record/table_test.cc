@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vnt {
+
 TEST(CallsTable, InTheDocumentsIsTheOneOfTheListsAndAllIsTested)
 {
     const std::string table = run({VNT_BUILD_DIR "/test/calls_table"}).out;
@@ -9,3 +11,5 @@ TEST(CallsTable, InTheDocumentsIsTheOneOfTheListsAndAllIsTested)
         << "build/test/calls_table > docs/calls.md";
     EXPECT_NE(table.find("444 requests, 444 tested."), std::string::npos);
 }
+
+} // namespace vnt

@@ -1,0 +1,8 @@
+// entry.h: marks the definition of a function that a library shows to its users.
+//
+// The declaration stands in a header of include/.  Everything else lives in namespace vnt, where a
+// definition would neither have C linkage nor be visible by itself.
+
+#pragma once
+
+#define VNT_ENTRY extern "C" [[gnu::visibility("default")]]
