@@ -3,7 +3,7 @@
 #include "client/connection.h"
 
 #include "remote/base/entry.h"
-#include "remote/handler/asynccall.h"
+#include "remote/calls/flags.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -7,7 +7,7 @@
 #include "client/clock.h"
 #include "client/connection.h"
 #include "remote/base/entry.h"
-#include "remote/handler/asynccall.h"
+#include "remote/calls/flags.h"
 
 #include <algorithm>
 #include <vector>

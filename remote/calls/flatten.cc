@@ -1,7 +1,5 @@
 #include "remote/calls/flatten.h"
 
-#include "remote/handler/handler.h"
-
 #include <cstdlib>
 #include <cstring>
 
@@ -122,29 +120,6 @@ uint32_t encoded_strlen(const message_strlen *self, const char *text)
         limit = strings->space - static_cast<int64_t>(offset);
     if (limit > UINT32_MAX) limit = UINT32_MAX;
     return static_cast<uint32_t>(vntstrleninbytes(strings->width, text, limit));
-}
-
-int handle_take(const message_array *a, void **object)
-{
-    *object = nullptr;
-    if (a->type == TYPE_NONE) return 0;
-    if (a->type != TYPE_BYTE || a->total != 16 || a->nchunks != 1 || a->chunks[0].count != 16)
-        return MESSAGE_INVALID;
-    memcpy(object, a->chunks[0].data, sizeof *object);
-    return 0;
-}
-
-void handle_put(message_array *a, char (&bytes)[16], const void *object)
-{
-    memset(bytes, 0, sizeof bytes);
-    memcpy(bytes, &object, sizeof object);
-    *a = {};
-    if (object == nullptr) return;
-    a->total = sizeof bytes;
-    a->type = TYPE_BYTE;
-    a->nchunks = 1;
-    a->chunks = &a->inlinechunk;
-    a->inlinechunk = {sizeof bytes, bytes};
 }
 
 } // namespace vnt

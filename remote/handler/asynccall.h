@@ -5,12 +5,10 @@
 
 #pragma once
 
+#include "remote/calls/flags.h"
 #include "remote/handler/async.h"
 
 namespace vnt {
-
-constexpr int32_t FLAG_ASYNCHRONOUS = 1;
-constexpr int32_t FLAG_USEDEFAULTS = 2;
 
 // Prepares the handler, starts serving control requests and sends the ACK.  `lp` may be null.
 // Returns 0, or a solver status, after which nothing has been started or sent.

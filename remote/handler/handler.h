@@ -15,6 +15,7 @@
 
 #pragma once
 
+#include "remote/calls/handle.h"
 #include "remote/codec/catalogue.h"
 #include "remote/transport/transport.h"
 #include "vanto_remote.h"
@@ -132,12 +133,5 @@ int frame_lacking(handler_frame *frame, const char *function);
 
 // Flushes queued info, then sends the response.  Returns 0.
 int frame_respond(handler_frame *frame, const void *response);
-
-// A solver object out of a message: null for an absent array.  INVALID for anything but an absent
-// array or 16 bytes of TYPE_BYTE in one chunk.
-int handle_take(const message_array *a, void **object);
-
-// Points `a` at `bytes`, filled with the object's value; null gives a null array.
-void handle_put(message_array *a, char (&bytes)[16], const void *object);
 
 } // namespace vnt

@@ -1,7 +1,5 @@
 #include "remote/stream/fdiogroup.h"
 
-#include "remote/transport/group.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>

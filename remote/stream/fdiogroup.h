@@ -18,6 +18,12 @@
 
 namespace vnt {
 
+enum member_state : uint8_t {
+    MEMBER_ACTIVE = 0, // gets what is sent and is waited for
+    MEMBER_FAILED = 1,
+    MEMBER_FINISHED = 2, // has answered
+};
+
 struct fdiogroup_member {
     fdio *io;
     uint8_t state;  // member_state

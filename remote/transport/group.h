@@ -14,16 +14,10 @@
 
 #pragma once
 
-#include "remote/stream/writer.h"
+#include "remote/stream/fdiogroup.h"
 #include "remote/transport/transport.h"
 
 namespace vnt {
-
-enum member_state : uint8_t {
-    MEMBER_ACTIVE = 0, // gets what is sent and is waited for
-    MEMBER_FAILED = 1,
-    MEMBER_FINISHED = 2, // has answered
-};
 
 constexpr uint32_t TRANSPORTGROUP_TAG = 0x01020305;
 
@@ -32,7 +26,6 @@ constexpr uint32_t TRANSPORTGROUP_TAG = 0x01020305;
 // member as failed.
 typedef int (*transport_group_callback)(transport *member, void *message, void *arg, int *done);
 
-struct fdiogroup;
 struct transport_group;
 
 // In slot order.
