@@ -157,8 +157,8 @@ static int receive(client_env *e, const void **message)
 int client_refusal(const void *message)
 {
     auto *nak = static_cast<const vntmsg_NAK *>(message);
-    // A worker says -1 where it could not even read the request.
-    if (nak->status == -1)
+    // A worker says -1 where it could not even read the request; 0 must not pass for success.
+    if (nak->status == -1 || nak->status == 0)
         return client_fail(VNTERR_BAD_ARGUMENT, "the worker rejected request %d", nak->message);
     return client_fail(nak->status, "the worker refused request %d with status %d", nak->message,
                        nak->status);
@@ -166,6 +166,7 @@ int client_refusal(const void *message)
 
 int client_await(client_env *e, uint32_t responseid, const void **response)
 {
+    *response = nullptr;
     const void *message;
     int rc = receive(e, &message);
     if (rc != 0) return rc;

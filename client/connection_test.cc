@@ -49,6 +49,10 @@ TEST_F(opened, ARefusalGivesItsStatusAndTheNextCallGoesOn)
     VNTLPptr lp = problem();
     EXPECT_EQ(VNTLprimopt(env, lp), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLdualopt(env, lp), 0) << "the unknown message behind the refusal is passed over";
+    worker.on[VNTMESSAGEID_BAROPT_REQ] = [](transport *io, const void *) {
+        return worker_double::refuse(io, VNTMESSAGEID_BAROPT_REQ, 0);
+    };
+    EXPECT_EQ(VNTLbaropt(env, lp), VNTERR_BAD_ARGUMENT) << "a refusal is no success";
 }
 
 TEST_F(opened, ObjectsOfOthersNeverReachTheWorker)
