@@ -13,7 +13,7 @@ fail() {
 
 scripts/install-packages
 echo "building" >&2
-scripts/build build -- vntworker vntsolve
+scripts/build --preset default build -- vntworker vntsolve
 
 dir=$(mktemp -d)
 server=

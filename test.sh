@@ -5,22 +5,28 @@
 #   ./test.sh --all                    the slow ones as well
 #   ./test.sh --sanitize=address,undefined
 #   ./test.sh --sanitize=thread        the same under a sanitizer, in a build folder of its own
+#
+# A new build folder takes any compiler's warnings; "scripts/build build" before it makes one that
+# does not.
 set -eu
 cd "$(dirname "$0")"
 
 folder=build
-options=
+preset=default
 select="--label-exclude slow"
 for argument; do
     case $argument in
     --all) select= ;;
-    --sanitize=*)
-        sanitizer=${argument#--sanitize=}
-        folder=build-${sanitizer%%,*}
-        options=-DVNT_SANITIZE=$sanitizer
+    --sanitize=address,undefined)
+        folder=build-asan
+        preset=asan
+        ;;
+    --sanitize=thread)
+        folder=build-tsan
+        preset=tsan
         ;;
     *)
-        echo "test.sh: unknown option $argument (there are --all and --sanitize=NAME)" >&2
+        echo "test.sh: unknown option $argument (there are --all, --sanitize=address,undefined and --sanitize=thread)" >&2
         exit 2
         ;;
     esac
@@ -28,7 +34,7 @@ done
 
 scripts/install-packages
 echo "building" >&2
-scripts/build "$folder" $options
+scripts/build --preset "$preset" "$folder"
 echo "testing" >&2
 # Most tests wait more than they compute, so that three share a core well.
 ctest --test-dir "$folder" $select --output-on-failure --parallel $((3 * $(nproc))) \
