@@ -262,31 +262,8 @@ bool client_iswatched(const client_env *e, const void *request)
     if (e->terminatecell == nullptr && e->terminatefunc == nullptr && e->pausefunc == nullptr)
         return false;
     if (e->started.running || e->attending) return false;
-    switch (message_id(request)) {
-    case VNTMESSAGEID_LPOPT_REQ:
-    case VNTMESSAGEID_PRIMOPT_REQ:
-    case VNTMESSAGEID_DUALOPT_REQ:
-    case VNTMESSAGEID_BAROPT_REQ:
-    case VNTMESSAGEID_HYBBAROPT_REQ:
-    case VNTMESSAGEID_HYBNETOPT_REQ:
-    case VNTMESSAGEID_SIFTOPT_REQ:
-    case VNTMESSAGEID_QPOPT_REQ:
-    case VNTMESSAGEID_MIPOPT_REQ:
-    case VNTMESSAGEID_DISTMIPOPT_REQ:
-    case VNTMESSAGEID_BENDERSOPT_REQ:
-    case VNTMESSAGEID_NETPRIMOPT_REQ:
-    case VNTMESSAGEID_POPULATE_REQ:
-    case VNTMESSAGEID_TUNEPARAM_REQ:
-    case VNTMESSAGEID_FEASOPT_REQ:
-    case VNTMESSAGEID_FEASOPTEXT_REQ:
-    case VNTMESSAGEID_EFEASOPT_REQ:
-    case VNTMESSAGEID_STRONGBRANCH_REQ:
-    case VNTMESSAGEID_REFINECONFLICT_REQ:
-    case VNTMESSAGEID_REFINECONFLICTEXT_REQ:
-    case VNTMESSAGEID_REFINEMIPSTARTCONFLICT_REQ:
-    case VNTMESSAGEID_REFINEMIPSTARTCONFLICTEXT_REQ: return true;
-    default: return false;
-    }
+    const solver_call *call = solvercalls_find(message_id(request));
+    return call != nullptr && call->runs_long;
 }
 
 int client_watchedcall(client_env *e, void *request, uint32_t responseid, const void **response)

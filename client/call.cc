@@ -347,28 +347,13 @@ static int fetch_result(client_env *e, call_return *c, const void *response)
     }
 }
 
-// What a call returns for an object that is none.  These few return a value where others return
-// their status.
-static int status_or_nothing(const solver_call *call, int status)
-{
-    if (status != VNTERR_NO_ENVIRONMENT && status != VNTERR_NO_PROBLEM) return status;
-    switch (call->request) {
-    case VNTMESSAGEID_GETPROBTYPE_REQ: return -1;
-    case VNTMESSAGEID_GETSTAT_REQ:
-    case VNTMESSAGEID_GETSUBSTAT_REQ:
-    case VNTMESSAGEID_GETSUBMETHOD_REQ:
-    case VNTMESSAGEID_GETOBJSEN_REQ:
-    case VNTMESSAGEID_NETGETSTAT_REQ:
-    case VNTMESSAGEID_NETGETOBJSEN_REQ: return 0;
-    default: return status;
-    }
-}
-
 // What the function returns when the call has not been carried out to its end.
 static void fail(const solver_call *call, const call_value *args, int status, call_value *result)
 {
     *result = {};
-    if (call->result == RESULT_STATUS) result->i = status_or_nothing(call, status);
+    bool unknown = status == VNTERR_NO_ENVIRONMENT || status == VNTERR_NO_PROBLEM;
+    if (call->result == RESULT_STATUS)
+        result->i = call->gives_value && unknown ? call->nothing : status;
     if (call->result != RESULT_LP && call->result != RESULT_NET) return;
     int *status_p = status_pointer(call, args);
     result->p = nullptr;

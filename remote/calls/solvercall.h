@@ -100,6 +100,9 @@ struct solver_call {
     uint16_t response_size;
     call_result result;
     uint16_t result_at; // offset in the response
+    bool runs_long;     // a solve and its like, which a caller may want to end
+    bool gives_value;   // "status" carries a value: `nothing` where there is no such problem
+    int8_t nothing;
     uint16_t nargs;
     const call_argument *args;
     // Calls `function`, which must have the row's prototype.
@@ -117,6 +120,9 @@ enum : int {
     SOLVERCALL_COUNT
 };
 extern const solver_call solvercalls[SOLVERCALL_COUNT];
+
+// The row of a request's id, null when the request is no call of the solver.
+const solver_call *solvercalls_find(uint32_t request);
 
 // Carries out the request of `frame`.  Returns what a run function returns: 0, or -1 for a
 // malformed request, which has been answered with a NAK of status -1.

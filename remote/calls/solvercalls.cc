@@ -1,5 +1,6 @@
 #include "remote/calls/solvercall.h"
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <type_traits>
@@ -374,8 +375,7 @@ template <class type> constexpr bool result_fits(result_place place)
     }
 #include "remote/calls/solvercalls.def"
 
-constexpr solver_call solvercalls[SOLVERCALL_COUNT] = {
-#define SOLVER_CALL(name, function, ...)                                                           \
+#define ROW(name, function, runs_long, gives_value, nothing)                                       \
     {#name,                                                                                        \
      #function,                                                                                    \
      VNTMESSAGEID_##name##_REQ,                                                                    \
@@ -384,9 +384,17 @@ constexpr solver_call solvercalls[SOLVERCALL_COUNT] = {
      sizeof(row_##name::response),                                                                 \
      result_kind(row_##name::result),                                                              \
      row_##name::result.field.at,                                                                  \
+     runs_long,                                                                                    \
+     gives_value,                                                                                  \
+     nothing,                                                                                      \
      row_##name::args.size(),                                                                      \
      row_##name::args.data(),                                                                      \
      row_##name::solver::invoke},
+
+constexpr solver_call solvercalls[SOLVERCALL_COUNT] = {
+#define SOLVER_CALL(name, function, ...) ROW(name, function, false, false, 0)
+#define SOLVER_RUN(name, function, ...) ROW(name, function, true, false, 0)
+#define SOLVER_VALUE(name, nothing, function, ...) ROW(name, function, false, true, nothing)
 #include "remote/calls/solvercalls.def"
 };
 
@@ -397,5 +405,13 @@ static constexpr bool ids_ascend()
     return true;
 }
 static_assert(ids_ascend(), "solvercalls.def: the rows are not in ascending order of request id");
+
+const solver_call *solvercalls_find(uint32_t request)
+{
+    const solver_call *row =
+        std::partition_point(std::begin(solvercalls), std::end(solvercalls),
+                             [request](const solver_call &call) { return call.request < request; });
+    return row != std::end(solvercalls) && row->request == request ? row : nullptr;
+}
 
 } // namespace vnt
