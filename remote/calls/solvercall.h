@@ -16,6 +16,8 @@
 #include "remote/calls/solver.h"
 #include "remote/codec/catalogue.h"
 
+#include <type_traits>
+
 namespace vnt {
 
 struct handler_frame;
@@ -80,6 +82,32 @@ union call_value {
     double d;
     void *p;
 };
+
+template <class type> call_value call_pack(type value)
+{
+    call_value v{};
+    if constexpr (std::is_pointer_v<type>)
+        v.p = const_cast<void *>(static_cast<const void *>(value));
+    else if constexpr (std::is_same_v<type, double>)
+        v.d = value;
+    else if constexpr (std::is_same_v<type, int64_t>)
+        v.l = value;
+    else
+        v.i = value;
+    return v;
+}
+
+template <class type> type call_unpack(const call_value &v)
+{
+    if constexpr (std::is_pointer_v<type>)
+        return static_cast<type>(v.p);
+    else if constexpr (std::is_same_v<type, double>)
+        return v.d;
+    else if constexpr (std::is_same_v<type, int64_t>)
+        return v.l;
+    else
+        return static_cast<type>(v.i);
+}
 
 // Where the solver function's own result goes: an int that is a status, a value, a new object.
 enum call_result : uint8_t {

@@ -1,5 +1,7 @@
 #include "remote/calls/solvercall.h"
 
+#include "remote/calls/prototype.h"
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -9,8 +11,18 @@
 namespace vnt {
 
 // What a parameter is to the solver: a value, a pointer that it reads from or writes through, an
-// object, the address of one.
-enum access : uint8_t { ODD, BY_VALUE, READS, WRITES, AN_ENV, AN_LP, A_NET, LP_CELL, NET_CELL };
+// object, the address of a variable that holds one.
+enum access : uint8_t {
+    ODD,
+    BY_VALUE,
+    READS,
+    WRITES,
+    AN_ENVIRONMENT,
+    A_PROBLEM,
+    A_NETWORK,
+    PROBLEM_ADDRESS,
+    NETWORK_ADDRESS
+};
 
 struct parameter {
     access how;
@@ -29,40 +41,14 @@ template <class type> constexpr parameter parameter_of = {BY_VALUE, type_of<type
 template <class type> constexpr parameter parameter_of<type *> = {WRITES, type_of<type>};
 template <class type> constexpr parameter parameter_of<const type *> = {READS, type_of<type>};
 template <> constexpr parameter parameter_of<const char **> = {ODD, TYPE_NONE};
-template <> constexpr parameter parameter_of<VNTENVptr> = {AN_ENV, TYPE_NONE};
-template <> constexpr parameter parameter_of<VNTLPptr> = {AN_LP, TYPE_NONE};
-template <> constexpr parameter parameter_of<VNTNETptr> = {A_NET, TYPE_NONE};
-template <> constexpr parameter parameter_of<VNTLPptr *> = {LP_CELL, TYPE_NONE};
-template <> constexpr parameter parameter_of<VNTNETptr *> = {NET_CELL, TYPE_NONE};
-
-template <class type> static type value_get(const call_value &v)
-{
-    if constexpr (std::is_pointer_v<type>)
-        return static_cast<type>(v.p);
-    else if constexpr (std::is_same_v<type, double>)
-        return v.d;
-    else if constexpr (std::is_same_v<type, int64_t>)
-        return v.l;
-    else
-        return static_cast<type>(v.i);
-}
-
-template <class type> static void value_set(call_value *v, type value)
-{
-    if constexpr (std::is_pointer_v<type>)
-        v->p = value;
-    else if constexpr (std::is_same_v<type, double>)
-        v->d = value;
-    else if constexpr (std::is_same_v<type, int64_t>)
-        v->l = value;
-    else
-        v->i = value;
-}
+template <> constexpr parameter parameter_of<VNTENVptr> = {AN_ENVIRONMENT, TYPE_NONE};
+template <> constexpr parameter parameter_of<VNTLPptr> = {A_PROBLEM, TYPE_NONE};
+template <> constexpr parameter parameter_of<VNTNETptr> = {A_NETWORK, TYPE_NONE};
+template <> constexpr parameter parameter_of<VNTLPptr *> = {PROBLEM_ADDRESS, TYPE_NONE};
+template <> constexpr parameter parameter_of<VNTNETptr *> = {NETWORK_ADDRESS, TYPE_NONE};
 
 // All that is made of a prototype, shared by the functions that have it.
-template <class function> struct prototype;
-
-template <class outcome, class... params> struct prototype<outcome(params...)> {
+template <class outcome, class... params> struct solver_function {
     using result = outcome;
     static constexpr size_t count = sizeof...(params);
     static constexpr parameter parameters[] = {parameter_of<params>...};
@@ -70,11 +56,11 @@ template <class outcome, class... params> struct prototype<outcome(params...)> {
     template <size_t... i>
     static outcome spread(void *function, const call_value *args, std::index_sequence<i...>)
     {
-        return reinterpret_cast<outcome (*)(params...)>(function)(value_get<params>(args[i])...);
+        return reinterpret_cast<outcome (*)(params...)>(function)(call_unpack<params>(args[i])...);
     }
     static void invoke(void *function, const call_value *args, call_value *result)
     {
-        value_set(result, spread(function, args, std::index_sequence_for<params...>()));
+        *result = call_pack(spread(function, args, std::index_sequence_for<params...>()));
     }
 };
 
@@ -183,11 +169,11 @@ constexpr bool is_scalar(parameter p, access how)
 constexpr bool fits(const written &w, parameter p)
 {
     switch (w.word) {
-    case CALL_ENV: return p.how == AN_ENV && w.asked.kind == KIND_ARRAY;
-    case CALL_LP: return p.how == AN_LP && w.asked.kind == KIND_ARRAY;
-    case CALL_NET: return p.how == A_NET && w.asked.kind == KIND_ARRAY;
-    case CALL_LP_BY_ADDRESS: return p.how == LP_CELL && w.asked.kind == KIND_ARRAY;
-    case CALL_NET_BY_ADDRESS: return p.how == NET_CELL && w.asked.kind == KIND_ARRAY;
+    case CALL_ENV: return p.how == AN_ENVIRONMENT && w.asked.kind == KIND_ARRAY;
+    case CALL_LP: return p.how == A_PROBLEM && w.asked.kind == KIND_ARRAY;
+    case CALL_NET: return p.how == A_NETWORK && w.asked.kind == KIND_ARRAY;
+    case CALL_LP_BY_ADDRESS: return p.how == PROBLEM_ADDRESS && w.asked.kind == KIND_ARRAY;
+    case CALL_NET_BY_ADDRESS: return p.how == NETWORK_ADDRESS && w.asked.kind == KIND_ARRAY;
     case CALL_VALUE:
     case CALL_INDEX: return is_scalar(p, BY_VALUE) && w.asked.kind == scalar_kind(p.type);
     case CALL_STRING: return is(p, READS, TYPE_BYTE) && w.asked.kind == KIND_STRING;
@@ -350,7 +336,7 @@ template <class type> constexpr bool result_fits(result_place place)
     {                                                                                              \
         using request = vntmsg_##name##_REQ;                                                       \
         using response = vntmsg_##name##_RES;                                                      \
-        using solver = prototype<decltype(function)>;                                              \
+        using solver = prototype<decltype(function)>::of<solver_function>;                         \
         constexpr written words[] = {__VA_ARGS__};                                                 \
         constexpr result_place result = result_field<response>();                                  \
         static_assert(std::size(words) == solver::count,                                           \
