@@ -1,5 +1,7 @@
 #include "remote/calls/flatten.h"
 
+#include "vanto.h"
+
 #include <cstdlib>
 #include <cstring>
 
@@ -50,7 +52,7 @@ int flattenarray(flat_array *out, const message_array *a, uint32_t type)
         out->owned = true;
         if (out->data == nullptr) {
             *out = {};
-            return 1001;
+            return VNTERR_NO_MEMORY;
         }
     }
     return 0;
@@ -79,7 +81,7 @@ int getargSTRINGARRAY(string_table *out, const message_array *a)
     if (a->total < 1) return 0;
     if (!array_whole(a)) return -1;
     out->pointers = static_cast<char **>(calloc(static_cast<size_t>(a->total), sizeof(char *)));
-    if (out->pointers == nullptr) return 1001;
+    if (out->pointers == nullptr) return VNTERR_NO_MEMORY;
     out->owned = true;
     for (uint32_t i = 0; i < a->nchunks; i++) {
         const message_string *strings = static_cast<const message_string *>(a->chunks[i].data);

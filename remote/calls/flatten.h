@@ -10,7 +10,7 @@
 // Threads: any.
 //
 // Errors: 0; -1 for an array that is not what the call takes: of another element type, or with a
-// total that its chunks do not make; 1001 when memory is out.
+// total that its chunks do not make; VNTERR_NO_MEMORY.
 
 #pragma once
 

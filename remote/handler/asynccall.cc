@@ -48,7 +48,7 @@ static void remove_pause(handler *h, VNTENVptr env)
     h->pauseinstalled = 0;
 }
 
-// Answers 1813 when the timer cannot be set.
+// Answers VNTERR_REMOTE when the timer cannot be set.
 static int arm_timelimit(handler *h)
 {
     pthread_mutex_lock(&h->statelock);

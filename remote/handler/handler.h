@@ -128,7 +128,7 @@ struct handler_frame {
 int frame_reject(handler_frame *frame, int32_t status);
 
 // The answer where the solver lacks a function: a log line that names it, and a NAK of status
-// 1811.  Returns 0.
+// VNTERR_UNKNOWN_CALL.  Returns 0.
 int frame_lacking(handler_frame *frame, const char *function);
 
 // Flushes queued info, then sends the response.  Returns 0.

@@ -1,5 +1,7 @@
 #include "remote/handler/outfile.h"
 
+#include "vanto.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -31,14 +33,14 @@ int outfile_create(outfile *f, const char *name)
     const char *component = behind_last(behind_last(name != nullptr ? name : "", '/'), '\\');
     size_t size = strlen(component) + sizeof "tmp" + 2 * 11; // the longest two numbers
     f->path = static_cast<char *>(malloc(size));
-    if (f->path == nullptr) return 1001;
+    if (f->path == nullptr) return VNTERR_NO_MEMORY;
     for (int n = 0; f->fd < 0; n++) {
         snprintf(f->path, size, "tmp%d%d%s", static_cast<int>(getpid()), n, component);
         f->fd = open_new(f->path);
         if (f->fd >= 0 || errno == EEXIST) continue;
         free(f->path);
         f->path = nullptr;
-        return 1422;
+        return VNTERR_FILE_CREATE;
     }
     return 0;
 }

@@ -21,7 +21,7 @@ struct outfile {
 };
 
 // Makes an empty file of a new name.  `name` may be null.
-// Errors, as solver statuses: 1001, 1422 when it cannot be created.
+// Errors: VNTERR_NO_MEMORY, VNTERR_FILE_CREATE when it cannot be created.
 int outfile_create(outfile *f, const char *name);
 
 // Maps what has been written and takes the file out of its directory.  An empty file gives empty

@@ -76,7 +76,7 @@ static int copy_request(solver_run *run)
     run->flags = request_flags(run->request);
     if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
     run->copy = vntmsg_copy(run->request);
-    if (run->copy == nullptr) return 1001;
+    if (run->copy == nullptr) return VNTERR_NO_MEMORY;
     run->request = run->copy;
     return 0;
 }
@@ -222,9 +222,9 @@ static int make_block(passing *p, int64_t count, size_t size)
     p->value.p = nullptr;
     if (count == 0) return 0;
     size_t bytes;
-    if (__builtin_mul_overflow(static_cast<uint64_t>(count), size, &bytes)) return 1001;
+    if (__builtin_mul_overflow(static_cast<uint64_t>(count), size, &bytes)) return VNTERR_NO_MEMORY;
     p->value.p = p->owned = calloc(1, bytes);
-    return p->owned != nullptr ? 0 : 1001;
+    return p->owned != nullptr ? 0 : VNTERR_NO_MEMORY;
 }
 
 // The solver changes a copy, as long as it expects: the request stays as it came.  An array that
@@ -258,7 +258,7 @@ static int make_room(solver_run *run, const call_argument &arg, passing *p)
     case CALL_OUTFILE:
         run->failure = outfile_create(&run->file, static_cast<const char *>(p->value.p));
         p->value.p = run->file.path;
-        return run->failure == 1001 ? 1001 : 0;
+        return run->failure == VNTERR_NO_MEMORY ? VNTERR_NO_MEMORY : 0;
     default: return 0;
     }
 }

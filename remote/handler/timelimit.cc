@@ -72,7 +72,7 @@ int wallclock_tilim_arm(handler *h, double seconds)
     }
     const itimerspec expiry = wallclock_tilim_expiry(seconds);
     cell_set(*h->timeexpired, 0);
-    return timer_settime(h->timer, 0, &expiry, nullptr) == 0 ? 0 : 1813;
+    return timer_settime(h->timer, 0, &expiry, nullptr) == 0 ? 0 : VNTERR_REMOTE;
 }
 
 void wallclock_tilim_disarm(handler *h)

@@ -26,8 +26,8 @@ void wallclock_tilim_destroy(handler *h);
 // Whether `seconds` limits anything: neither HANDLER_INFINITE or more nor NaN.
 bool wallclock_tilim_limits(double seconds);
 
-// Starts the timer, or sets the flag at once where nothing is left.  Returns 0, or 1813 when the
-// timer cannot be set.
+// Starts the timer, or sets the flag at once where nothing is left.  Returns 0, or VNTERR_REMOTE
+// when the timer cannot be set.
 int wallclock_tilim_arm(handler *h, double seconds);
 
 // Stops the timer; the flag stays as it is.

@@ -1,5 +1,7 @@
 #include "remote/message/errors.h"
 
+#include "vanto.h"
+
 #include <iterator>
 
 namespace vnt {
@@ -26,7 +28,7 @@ static const error_row *find(int code)
 int msg2vnt(int code)
 {
     const error_row *row = find(code);
-    return row != nullptr ? row->status : 1813;
+    return row != nullptr ? row->status : VNTERR_REMOTE;
 }
 
 const char *message_errortext(int code)

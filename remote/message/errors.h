@@ -11,7 +11,7 @@ enum message_error : int {
 #include "remote/message/errors.def"
 };
 
-// The solver status for a code: 0 for 0, 1813 for a code without a row.
+// The solver status for a code: 0 for 0, VNTERR_REMOTE for a code without a row.
 int msg2vnt(int code);
 
 // What the code means, for messages to people.  Never null.

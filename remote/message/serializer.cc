@@ -1,12 +1,13 @@
 #include "remote/message/serializer.h"
 
 #include "remote/base/byteorder.h"
+#include "vanto.h"
 
 #include <cstdlib>
 
 namespace vnt {
 
-static constexpr int OUT_OF_MEMORY = 1001;
+static constexpr int OUT_OF_MEMORY = VNTERR_NO_MEMORY;
 static constexpr uint64_t FIRST_CAPACITY = 1024;
 
 static int resize(serializer *s, uint64_t capacity)

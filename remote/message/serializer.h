@@ -4,8 +4,7 @@
 //
 // Threads: one at a time.
 //
-// Errors: 0, or 1001, the solver's code for being out of memory, after which the buffer is as it
-// was.
+// Errors: 0, or VNTERR_NO_MEMORY, after which the buffer is as it was.
 
 #pragma once
 
