@@ -230,34 +230,15 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
     return response->status;
 }
 
-static int32_t selector(call_query query)
-{
-    switch (query) {
-    case QUERY_NUMROWS: return 0;
-    case QUERY_NUMCOLS: return 3;
-    case QUERY_REDNUMROWS: return 4;
-    case QUERY_REDNUMCOLS: return 5;
-    case QUERY_NUMMIPSTARTS: return 6;
-    case QUERY_NUMFILTERS: return 7;
-    case QUERY_NUMSOLNS: return 8;
-    case QUERY_NUMARCS: return 9;
-    case QUERY_NUMNODES: return 10;
-    case QUERY_NUMSOS: return 11;
-    case QUERY_NUMPWL: return 12;
-    case QUERY_NUMQCONSTRS: return 13;
-    case QUERY_NUMINDCONSTRS: return 14;
-    case QUERY_CONFNUMROWS: return 18;
-    case QUERY_CONFNUMCOLS: return 19;
-    case QUERY_NUMDBLANNOTATIONS: return 20;
-    case QUERY_NUMLONGANNOTATIONS: return 21;
-    case QUERY_COUNT: break;
-    }
-    return -1;
-}
+// The number by which each query is asked.
+static constexpr int32_t selectors[] = {
+#define SIZE_QUERY(name, selector) selector,
+#include "remote/calls/queries.def"
+};
 
 int client_query(client_env *e, uint64_t lp, uint64_t net, call_query query, int64_t *value)
 {
-    return client_probinfo(e, lp, net, selector(query), 0, value);
+    return client_probinfo(e, lp, net, selectors[query], 0, value);
 }
 
 } // namespace vnt

@@ -4,6 +4,7 @@
 
 #include "remote/base/entry.h"
 #include "remote/calls/flags.h"
+#include "remote/calls/probinfo.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -174,12 +175,11 @@ VNT_ENTRY int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
 
 VNT_ENTRY int VNTLversionnumber(VNTENVptr env, int *version_p)
 {
-    static constexpr int32_t VERSION = 22;
     client_env *e;
     int rc = client_findenv(env, &e);
     if (rc != 0) return rc;
     int64_t version;
-    rc = client_probinfo(e, 0, 0, VERSION, 0, &version);
+    rc = client_probinfo(e, 0, 0, PROBINFO_VERSION, 0, &version);
     if (rc == 0 && version_p != nullptr) *version_p = static_cast<int>(version);
     return rc;
 }

@@ -1,6 +1,7 @@
 // messages.cc: what the worker says unasked, and the worker's user function.
 #include "client/connection.h"
 #include "remote/base/entry.h"
+#include "remote/calls/probinfo.h"
 
 #include <cstdlib>
 #include <memory>
@@ -71,12 +72,10 @@ bool client_dispatch(client_env *e, const void *message)
 
 int client_enablechannels(client_env *e)
 {
-    static constexpr int32_t SWITCH = 23;
-    static constexpr int64_t ON = 0x1234;
     if (e->channelsenabled) return 0;
     int64_t answer;
-    int rc = client_probinfo(e, 0, 0, SWITCH, ON, &answer);
-    e->channelsenabled = rc == 0 && answer == ON;
+    int rc = client_probinfo(e, 0, 0, PROBINFO_CHANNELS, CHANNELS_ON, &answer);
+    e->channelsenabled = rc == 0 && answer == CHANNELS_ON;
     return rc;
 }
 

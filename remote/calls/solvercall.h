@@ -50,7 +50,7 @@ enum call_word : uint8_t {
 
 // What a handler asks the solver to size an output.
 enum call_query : uint8_t {
-#define SOLVER_QUERY(name) QUERY_##name,
+#define SIZE_QUERY(name, selector) QUERY_##name,
 #include "remote/calls/queries.def"
     QUERY_COUNT
 };

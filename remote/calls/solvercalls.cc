@@ -328,7 +328,7 @@ template <class type> constexpr bool result_fits(result_place place)
 #define RANGE(first, last) size_of_range(ASKED(first), ASKED(last))
 #define FIXED(number) size_of_number(number)
 #define UNSIZED size_unknown()
-#define SOLVER_QUERY(name) static constexpr call_size name = size_of_query(QUERY_##name);
+#define SIZE_QUERY(name, selector) static constexpr call_size name = size_of_query(QUERY_##name);
 #include "remote/calls/queries.def"
 
 #define SOLVER_CALL(name, function, ...)                                                           \

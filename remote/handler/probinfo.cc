@@ -1,5 +1,6 @@
 // The request that asks for one size or property: a selector says which.
 
+#include "remote/calls/probinfo.h"
 #include "remote/calls/solver.h"
 #include "remote/handler/asynccall.h"
 
@@ -23,11 +24,6 @@ template <class object> struct counter {
     const char *name;
     int (*count)(VNTENVptr env, object *of);
 };
-#define COUNTER(function)                                                                          \
-    {                                                                                              \
-#function, SOLVER(function)                                                                \
-    }
-
 template <class object>
 static probinfo_answer count_with(const counter<object> &c, VNTENVptr env, object *of)
 {
@@ -35,25 +31,26 @@ static probinfo_answer count_with(const counter<object> &c, VNTENVptr env, objec
     return {0, c.count(env, of), nullptr};
 }
 
-static counter<vntlp> problem_counter(int32_t selector)
+// No name for a selector that counts something else.
+static counter<vntlp> problem_counter(int32_t wanted)
 {
-    switch (selector) {
-    case 0: return COUNTER(VNTLgetnumrows);
-    case 1: return COUNTER(VNTLgetnumobjs);
-    case 2: return COUNTER(VNTLEgetnumprios);
-    case 3: return COUNTER(VNTLgetnumcols);
-    case 6: return COUNTER(VNTLgetnummipstarts);
-    case 7: return COUNTER(VNTLgetsolnpoolnumfilters);
-    case 8: return COUNTER(VNTLgetsolnpoolnumsolns);
-    case 11: return COUNTER(VNTLgetnumsos);
-    case 12: return COUNTER(VNTLgetnumpwl);
-    case 13: return COUNTER(VNTLgetnumqconstrs);
-    case 14: return COUNTER(VNTLgetnumindconstrs);
-    case 15: return COUNTER(VNTLgetnumquad);
-    case 20: return COUNTER(VNTLgetnumdblannotations);
-    case 21: return COUNTER(VNTLgetnumlongannotations);
-    default: return {};
-    }
+#define PROBLEM_QUERY(name, function, selector)                                                    \
+    if (wanted == PROBINFO_##name) return {#function, SOLVER(function)};
+#define COUNT_QUERY PROBLEM_QUERY
+#define NETWORK_QUERY(name, function, selector)
+#define OTHER_QUERY(name, selector)
+#include "remote/calls/queries.def"
+    return {};
+}
+
+static counter<vntnet> network_counter(int32_t wanted)
+{
+#define NETWORK_QUERY(name, function, selector)                                                    \
+    if (wanted == PROBINFO_##name) return {#function, SOLVER(function)};
+#define PROBLEM_QUERY(name, function, selector)
+#define OTHER_QUERY(name, selector)
+#include "remote/calls/queries.def"
+    return {};
 }
 
 static probinfo_answer presolved_count(const probinfo_query &q)
@@ -63,14 +60,13 @@ static probinfo_answer presolved_count(const probinfo_query &q)
     VNTLPptr reduced = nullptr;
     const int status = getredlp(q.env, q.lp, &reduced);
     if (status != 0) return {status, 0, nullptr};
-    return count_with(problem_counter(q.selector == 4 ? 0 : 3), q.env, reduced);
+    const bool rows = q.selector == PROBINFO_REDNUMROWS;
+    return count_with(problem_counter(rows ? PROBINFO_NUMROWS : PROBINFO_NUMCOLS), q.env, reduced);
 }
 
 static probinfo_answer network_count(const probinfo_query &q)
 {
-    const counter<vntnet> arcs = COUNTER(VNTLNETgetnumarcs);
-    const counter<vntnet> nodes = COUNTER(VNTLNETgetnumnodes);
-    return count_with(q.selector == 9 ? arcs : nodes, q.env, q.net);
+    return count_with(network_counter(q.selector), q.env, q.net);
 }
 
 static probinfo_answer conflict_count(const probinfo_query &q)
@@ -82,7 +78,7 @@ static probinfo_answer conflict_count(const probinfo_query &q)
     int columns = 0;
     const int status =
         getconflict(q.env, q.lp, &confstat, nullptr, nullptr, &rows, nullptr, nullptr, &columns);
-    return {status, q.selector == 18 ? rows : columns, nullptr};
+    return {status, q.selector == PROBINFO_CONFNUMROWS ? rows : columns, nullptr};
 }
 
 // These queries must not leave a trace in the parameter that switches the solver's messages.
@@ -128,26 +124,24 @@ static probinfo_answer version(const probinfo_query &q)
 
 static probinfo_answer switch_channels(handler *h, int64_t argument)
 {
-    static constexpr int64_t ON = 0x1234;
-    static constexpr int64_t OFF = 0x2345;
-    if (argument != ON && argument != OFF) return {0, 0, nullptr};
-    cell_set(h->channelsenabled, argument == ON);
+    if (argument != CHANNELS_ON && argument != CHANNELS_OFF) return {0, 0, nullptr};
+    cell_set(h->channelsenabled, argument == CHANNELS_ON);
     return {0, argument, nullptr};
 }
 
 static probinfo_answer answer(handler *h, const probinfo_query &q)
 {
     switch (q.selector) {
-    case 4:
-    case 5: return with_messages_kept(q, presolved_count);
-    case 9:
-    case 10: return with_messages_kept(q, network_count);
-    case 16: return terminator_width(q);
-    case 17: return encoded_parameter(q);
-    case 18:
-    case 19: return with_messages_kept(q, conflict_count);
-    case 22: return version(q);
-    case 23: return switch_channels(h, q.argument);
+    case PROBINFO_REDNUMROWS:
+    case PROBINFO_REDNUMCOLS: return with_messages_kept(q, presolved_count);
+    case PROBINFO_NUMARCS:
+    case PROBINFO_NUMNODES: return with_messages_kept(q, network_count);
+    case PROBINFO_NULBYTES: return terminator_width(q);
+    case PROBINFO_ENCODED: return encoded_parameter(q);
+    case PROBINFO_CONFNUMROWS:
+    case PROBINFO_CONFNUMCOLS: return with_messages_kept(q, conflict_count);
+    case PROBINFO_VERSION: return version(q);
+    case PROBINFO_CHANNELS: return switch_channels(h, q.argument);
     default:
         const counter<vntlp> found = problem_counter(q.selector);
         if (found.name == nullptr) return {VNTERR_BAD_ARGUMENT, 0, nullptr};

@@ -46,14 +46,14 @@ static void ask_width(size_queries *q)
 
 static void ask_counts(size_queries *q)
 {
-#define PROBLEM_QUERY(name, function)                                                              \
+#define PROBLEM_QUERY(name, function, selector)                                                    \
     if (q->sizes.asked & query_bit(QUERY_##name))                                                  \
         if (auto count = NEEDED(q, function)) q->sizes.answers[QUERY_##name] = count(q->env, q->lp);
-#define NETWORK_QUERY(name, function)                                                              \
+#define NETWORK_QUERY(name, function, selector)                                                    \
     if (q->sizes.asked & query_bit(QUERY_##name))                                                  \
         if (auto count = NEEDED(q, function))                                                      \
             q->sizes.answers[QUERY_##name] = count(q->env, q->net);
-#define OTHER_QUERY(name)
+#define OTHER_QUERY(name, selector)
 #include "remote/calls/queries.def"
 }
 

@@ -228,10 +228,10 @@ std::vector<std::string> models(void)
 // How long the arrays of a model are.
 void set_sizes(const library &l)
 {
-#define PROBLEM_QUERY(name, function)                                                              \
+#define PROBLEM_QUERY(name, function, selector)                                                    \
     set_recorded_size(#name, l.find<int(VNTENVptr, VNTLPptr)>(#function)(l.env(), l.lp()));
-#define NETWORK_QUERY(name, function) set_recorded_size(#name, 0);
-#define OTHER_QUERY(name) set_recorded_size(#name, 0);
+#define NETWORK_QUERY(name, function, selector) set_recorded_size(#name, 0);
+#define OTHER_QUERY(name, selector) set_recorded_size(#name, 0);
 #include "remote/calls/queries.def"
 }
 
