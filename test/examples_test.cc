@@ -3,6 +3,7 @@
 #include "test/vntsolve.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace vnt {
 
@@ -31,6 +32,16 @@ TEST(Examples, AConductedSolveFindsTheOptimum)
     process_result conduct = run({folder + "conduct", s.address(), model("p0201.mps")});
     EXPECT_EQ(conduct.status, 0) << conduct.err << s.log();
     EXPECT_NE(conduct.out.find("7615, found by player "), std::string::npos) << conduct.out;
+}
+
+// The wire as the document tells it, and in another language.
+TEST(Examples, TheProtocolIsSpokenByItsDocumentAlone)
+{
+    if (access("/usr/bin/python3", X_OK) != 0) GTEST_SKIP() << "there is no python3";
+    server s;
+    process_result talk = run({VNT_SOURCE_DIR "/examples/protocol.py", s.address()});
+    EXPECT_EQ(talk.status, 0) << talk.err << s.log();
+    EXPECT_EQ(talk.out, "solved: x = 3 y = 1\nsolved while away: x = 0 y = 2\n");
 }
 
 } // namespace vnt
