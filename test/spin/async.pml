@@ -1,21 +1,61 @@
-// async.pml: the asynchronous call as a model for spin: the record, the handler's state and the
-// locks, as async.cc, asynccall.cc and asynccontrol.cc use them.  test/spin/check runs it in
-// both modes.
+// async.pml: the asynchronous call of remote/handler as a model for spin.  test/spin/check runs it
+// in both modes, POLLING 0 (a listener thread serves) and 1 (-nothreads: the solver's hooks serve).
 //
-// Checked: no deadlock, which a lost wake-up would be, since the client waits for what it has
-// asked for; the ACK comes before every other answer; one thread receives at a time, the main
-// thread in mode 0 alone; callbacks find the listener's mode.
+// One worker, one caller, two threads of the solver, any number of calls one after another.  The
+// caller does what it likes, in any order, as long as it waits for answers: starts calls, steers
+// them and steers nothing, solves synchronously before, between and while a call runs, leaves and
+// comes back, vanishes.
 //
-// A client may fetch the result of a call that could still pause: nobody reads then, so that the
-// call ends instead.
+// Checked:
+//  - Nothing hangs.  A caller that waits is answered, a call that was told to pause, go on or end
+//    does so, a call without an end of its own can be halted, and a worker whose caller has
+//    vanished ends.  When all stands still, Watch looks whether it may.
+//  - The ACK comes before every other answer, and a start while a call runs is refused.
+//  - One thread serves at a time, and no request is received while one is in service: receiving
+//    frees the record of the last one.
+//  - ASYNCTEST answers "ended" when the solver has returned and not before, and "paused" while it
+//    waits in its pause callback and only then.
+//  - The call's state changes as it should: no word wakes an idle call, none overrides the word to
+//    end.  A solve ends by a kill only if it was the one to be killed.
+//  - The time limit holds the solver after its deadline and never before.
+//
+// Left out: the info lock, the progress lock and the record's lock are leaves, nothing waits under
+// them; what they guard changes in one step here.  The generation is left out: asynccall_begin
+// takes the callback lock, so no callback of an earlier call is on its way then.
 
 #ifndef POLLING
 #define POLLING 0
 #endif
-#define ROUNDS 2
+#ifndef TIMED
+#define TIMED 0
+#endif
 
-mtype = { START, TEST, CONTINUE, TERMINATE, KILL, FETCH };
+mtype = { START, SOLVE, TEST, LIMITS, CONTINUE, TERMINATE, KILL, FETCH, LEAVE, BACK, GONE };
 mtype = { ACK, NAK, ANSWER, RESULT };
+
+// The transport.  A request is an id and, for LIMITS and CONTINUE, a limit: none, a progress limit
+// that the solver has passed already, or a wall-clock limit.  GONE is the end of the file.
+
+#define NO_LIMIT 0
+#define AT_ONCE 1
+#define IN_TIME 2
+
+chan requests = [2] of { mtype, byte };
+chan responses = [4] of { mtype };
+chan control = [1] of { bit }; // the pipe by which the server tells that a caller is back
+bool armed = false;            // fdtransport_startasync: input will be announced, once
+
+// globalasync (async.cc).  Both kinds of "started" and "stopped" are one here.
+
+#define NONE 0
+#define STARTED 1
+#define STOPPED 2
+
+byte mode = NONE;
+bool blocked = false; // block_listener waits on the record's condition
+bool away = false;    // awayfd: the caller has left, and the solver goes on (polling)
+
+// The handler's part of it.
 
 #define IDLE 0
 #define RUNNING 1
@@ -23,251 +63,565 @@ mtype = { ACK, NAK, ANSWER, RESULT };
 #define CONTINUED 3
 #define TERMINATED 4
 
-#define NONE 0
-#define STARTED 1
-#define STOPPED 2
+byte state = IDLE;
+bool statewaits = false; // a thread waits on the state's condition
+bool pending = false;    // the result has not been asked for
+bool terminate = false;  // the cell that makes the solver end
+bool installed = false;  // the solver has our hooks: asyncpollfunc, asyncchecklimit
+bool limitcell = false;  // the progress limit is set, and passed
+byte timelimit = NO_LIMIT;
+bool expired = false;    // timeexpired: what the timer's notification sets
+bool passed = false;     // the deadline of the time limit lies behind us
 
-chan requests = [2] of { mtype };
-chan responses = [4] of { mtype };
+bool callbacks = false; // asynccallbackmutex
+bool pauselock = false, statelock = false, polllock = false;
 
-byte mode = NONE;      // the record's; both kinds of "started" and "stopped" are one here
-byte generation = 0;
-byte state = IDLE;     // the handler's
-bool armed = false;    // the transport's: one notification
-bool kill = false;     // the terminate cell
-bool maypause = false; // the caller has set a limit
-bool pending = false;  // the result has not been asked for
-byte receiving = 0;
+// The system's timer: it runs; notifications that are on their way.
+bool ticking = false;
+bool flying = false;
 
-bool callbacks = false, record = false, statelock = false, pauselock = false, progress = false;
+// Who serves a request: a thread-local flag in the code.  Hooks do nothing on such a thread.
+
+#define NOBODY 0
+#define MAIN 1
+#define SECOND 2
+#define LISTENER 3
+
+byte server = NOBODY;
+mtype m = 0;          // the request in service, the transport's
+byte limit = NO_LIMIT;
+
+// The solver.
+bool solving = false; // both threads may call hooks
+bool inside = false;  // the second one does
+bool stopall = false; // a hook has said that it is over
+
+// What only the checks look at.
+bool endless = false; // the solver does not end by itself
+bool acknowledged = true; // the ACK has left
+bool joining = false; // asynccall_end waits for the caller
+bool halted = false;  // a thread of the solver waits in asyncchecklimit
+bool unlimited = false; // a paused call was told to go on without a limit
+bool due = false;     // the present time limit has run out
+bool dead = false;    // abort(): the input has ended
+bool done = false;    // the caller has had enough
+
 inline lock(mutex) { atomic { !mutex -> mutex = true } }
-inline unlock(mutex) { assert(mutex); mutex = false }
+inline unlock(mutex) { atomic { assert(mutex); mutex = false } }
 
-// A signal that nobody waits for is lost.
-bool recordwaits = false, statewaits = false;
-inline wait(waits, mutex) { atomic { waits = true; mutex = false }; !waits; lock(mutex) }
+// pthread_cond_wait: a signal that nobody waits for is lost.
+inline wait(waits, mutex) { atomic { waits = true; unlock(mutex) }; !waits; lock(mutex) }
 inline signal(waits) { waits = false }
 
-// Serving one request, on whatever thread.
-
-inline receive(m)
+// A write of the state, under its lock.
+inline become(word)
 {
-    atomic { receiving++; assert(receiving == 1) };
-    requests?m;
-    receiving--
+    atomic {
+        assert(statelock);
+        assert(word != RUNNING || state == IDLE || state == CONTINUED);
+        assert(word != PAUSED || state == RUNNING || state == CONTINUED);
+        assert(word != PAUSED || !unlimited);
+        assert(word != CONTINUED || state == RUNNING || state == PAUSED || state == CONTINUED);
+        assert(word != TERMINATED || state != IDLE);
+        state = word
+    }
 }
 
-inline tell(word)
+// wallclock_tilim_apply (timelimit.cc), under the state lock.
+inline apply_timelimit(limit)
+{
+    ticking = false;
+    expired = false;
+    passed = false;
+    atomic { due = false; ticking = (limit == IN_TIME) }
+}
+
+// The timer and its notification's thread, which may be late.
+active proctype Timer()
+{
+end:
+    do
+    :: atomic { ticking -> ticking = false; passed = true; due = true; flying = true }
+    :: atomic { flying -> flying = false; expired = true }
+    od
+}
+
+// asynccontrol.cc and control.cc: the run functions.
+
+inline store_limits(limit)
+{
+    atomic { limitcell = (limit == AT_ONCE); unlimited = (state == PAUSED && limit == NO_LIMIT) };
+    timelimit = (limit == IN_TIME -> IN_TIME : NO_LIMIT)
+}
+
+inline set_limits(limit)
 {
     lock(statelock);
+    store_limits(limit);
     if
-    :: state == IDLE || (state == TERMINATED && word == CONTINUED) -> skip
-    :: else -> state = word; signal(statewaits)
+    :: state != IDLE || timelimit == NO_LIMIT -> apply_timelimit(timelimit)
+    :: else -> skip // it counts from the start
     fi;
     unlock(statelock)
 }
 
-inline stop()
+inline continue_call(limit)
 {
-    lock(record);
-    assert(mode == STARTED);
-    mode = STOPPED;
-    generation = 1 - generation;
-    signal(recordwaits);
-    unlock(record)
+    lock(statelock);
+    store_limits(limit);
+    apply_timelimit(timelimit);
+    if
+    :: state != IDLE && state != TERMINATED -> become(CONTINUED); signal(statewaits)
+    :: else -> skip
+    fi;
+    unlock(statelock)
 }
 
-inline serve(m)
+inline end_call(kill)
 {
-    receive(m);
-    if
-    :: m == START -> responses!NAK
-    :: m == TEST -> lock(statelock); unlock(statelock); responses!ANSWER
-    :: m == CONTINUE -> tell(CONTINUED); responses!ANSWER
-    :: m == TERMINATE -> tell(TERMINATED); responses!ANSWER
-    :: m == KILL -> tell(TERMINATED); kill = true; responses!ANSWER
-    :: m == FETCH ->
-        pending = false;
+    atomic {
         lock(statelock);
         if
-        :: state == PAUSED -> state = TERMINATED; signal(statewaits)
+        :: state != IDLE ->
+            become(TERMINATED);
+            signal(statewaits);
+            if
+            :: kill -> terminate = true
+            :: else -> skip
+            fi
         :: else -> skip
         fi;
-        unlock(statelock);
-        stop()
+        unlock(statelock)
+    }
+}
+
+inline test_call()
+{
+    atomic {
+        lock(statelock);
+        assert(state != IDLE || !solving);
+        assert(state == IDLE || !joining);
+        assert(state != PAUSED || halted);
+        unlock(statelock)
+    }
+}
+
+inline free_request() { atomic { server = NOBODY; m = 0; limit = NO_LIMIT } }
+
+// async_stop (async.cc).  The message is not touched any more: whoever waits receives the next.
+inline stop_call()
+{
+    atomic {
+        assert(mode == STARTED);
+        mode = STOPPED;
+        free_request();
+        signal(blocked)
+    }
+}
+
+// vnthandler_GETRES: from now on nobody hears a word that would let a paused call go on.
+inline fetch_result()
+{
+    pending = false;
+    atomic {
+        lock(statelock);
+        if
+        :: state == PAUSED -> become(TERMINATED); signal(statewaits)
+        :: else -> skip
+        fi;
+        unlock(statelock)
+    };
+    stop_call()
+}
+
+// vnthandler_disconnect and async_away: the answer, the worker's id on its status, then the wait.
+inline leave()
+{
+    assert(empty(control));
+    responses!ANSWER;
+    if
+    :: POLLING && mode == STARTED -> away = true
+    :: else -> control?_
     fi
 }
 
-inline poll(m)
+// A synchronous solve.  Its hooks are called on the thread that serves.
+inline solve_here(me)
 {
     if
-    :: armed && nempty(requests) ->
-        armed = false;
-        serve(m);
-        if
-        :: mode == STARTED -> armed = true
-        :: else -> skip
-        fi
-    :: !armed || empty(requests) -> skip
+    :: installed -> enter!me; back?_
+    :: else -> skip
+    fi;
+    assert(state != IDLE || !terminate);
+    responses!ANSWER
+}
+
+chan enter = [0] of { byte };
+chan back = [0] of { bit };
+
+// serve (async.cc) from the receipt on, and serve (worker.cc) but for what starts a call.
+inline handle(me)
+{
+    if
+    :: m == START -> responses!NAK // prepare (solvercall.cc): one runs already
+    :: m == SOLVE -> solve_here(me)
+    :: m == TEST -> test_call(); responses!ANSWER
+    :: m == LIMITS -> set_limits(limit); responses!ANSWER
+    :: m == CONTINUE -> continue_call(limit); responses!ANSWER
+    :: m == TERMINATE -> end_call(false); responses!ANSWER
+    :: m == KILL -> end_call(true); responses!ANSWER
+    :: m == FETCH -> fetch_result()
+    :: m == LEAVE -> leave()
+    :: m == BACK -> assert(empty(control) && !away); responses!ANSWER
     fi
 }
 
+// fdtransport_recvmsg: it frees the record of the last request.  A failure is fatal.
+inline receive(me)
+{
+    atomic { assert(server == NOBODY && m == 0); server = me };
+    requests?m, limit;
+    if
+    :: m == GONE -> dead = true; false
+    :: else -> skip
+    fi
+}
+
+inline serve(me)
+{
+    receive(me);
+    assert(acknowledged);
+    handle(me);
+    if
+    :: server == me && m != FETCH -> free_request()
+    :: else -> skip
+    fi
+}
+
+// Listener mode: asynccallback on the transport's thread.
 proctype Listener()
 {
-    mtype m;
-    byte seen;
 end:
     do
     :: atomic { armed && nempty(requests) -> armed = false };
         lock(callbacks);
         assert(mode == STARTED);
-        seen = generation;
-        serve(m);
-        lock(record);
-        if
-        :: mode == STARTED && generation == seen -> armed = true
-        :: else -> skip
-        fi;
-        unlock(record);
+        serve(LISTENER);
+        atomic { // listen_again
+            if
+            :: mode == STARTED -> armed = true
+            :: else -> skip
+            fi
+        };
         unlock(callbacks)
     od
 }
 
-// The main thread, which is the solver's as well.
+// Polling mode: async_poll, and whether there is something to do for it.
+#define POLLABLE ((away && nempty(control)) || (!away && armed && nempty(requests)))
 
-inline pause_solver(m, stopped)
+inline poll(me)
 {
-    lock(pauselock);
-    lock(statelock);
     if
-    :: state == TERMINATED || !pending -> stopped = true
-    :: state != TERMINATED && pending ->
-        lock(progress);
-        unlock(progress);
-        state = PAUSED;
-        do
-        :: state == PAUSED ->
-            if
-            :: POLLING -> unlock(statelock); armed && nempty(requests); poll(m); lock(statelock)
-            :: else -> wait(statewaits, statelock)
-            fi
-        :: else -> break
-        od;
+    :: away && nempty(control) -> control?_; away = false // is_away
+    :: else -> skip
+    fi;
+    if
+    :: !away && armed && nempty(requests) ->
+        armed = false;
+        serve(me);
         if
-        :: state == TERMINATED -> stopped = true
-        :: state == CONTINUED -> state = RUNNING
+        :: mode == STARTED -> armed = true
         :: else -> skip
         fi
-    fi;
-    unlock(statelock);
-    unlock(pauselock)
+    :: else -> skip
+    fi
 }
 
-inline solve(m)
+// asyncpollfunc, which the solver calls now and then.  It polls on the thread alone that began the
+// call.
+#define POLLS(me) (server != me && me != SECOND)
+
+inline poll_hook(me)
 {
-    bool stopped = false;
+    if
+    :: !POLLS(me) -> skip
+    :: POLLS(me) -> lock(polllock); poll(me); unlock(polllock)
+    fi
+}
+
+// asyncchecklimit, which the solver's threads call now and then.
+#define MAY_GO_ON (!limitcell && !(expired && passed))
+#define HALTS(me) (server != me && !MAY_GO_ON)
+
+// With the state lock held, which is free while waiting.  For the 5 ms of sleep stands the
+// condition under which the next round does something.
+inline wait_for_word(me)
+{
+    if
+    :: POLLING ->
+        unlock(statelock);
+        POLLABLE || state != PAUSED;
+        lock(polllock);
+        poll(me);
+        unlock(polllock);
+        lock(statelock)
+    :: else -> wait(statewaits, statelock)
+    fi
+}
+
+inline pause_solver(me, stopped)
+{
+    if
+    :: state == TERMINATED || !pending -> stopped = true
+    :: !(state == TERMINATED || !pending) ->
+        atomic { become(PAUSED); halted = true };
+        do
+        :: state == PAUSED -> wait_for_word(me)
+        :: else -> break
+        od;
+        halted = false;
+        if
+        :: state == TERMINATED -> stopped = true
+        :: state == CONTINUED -> become(RUNNING)
+        fi
+    fi
+}
+
+inline pause_hook(me, stopped)
+{
+    if
+    :: !HALTS(me) -> skip
+    :: HALTS(me) ->
+        lock(pauselock);
+        if
+        :: MAY_GO_ON -> skip
+        :: atomic { !MAY_GO_ON -> assert(limitcell || due) };
+            lock(statelock);
+            pause_solver(me, stopped);
+            unlock(statelock)
+        fi;
+        unlock(pauselock)
+    fi
+}
+
+// The solver's second thread.
+proctype Second()
+{
+    bool stopped;
+end:
     do
-    :: kill || stopped -> break
-    :: !kill && !stopped && POLLING -> poll(m)
-    :: !kill && !stopped && maypause -> pause_solver(m, stopped)
-    :: !kill && !stopped -> break // it is done
+    :: atomic { solving && !stopall && HALTS(SECOND) -> inside = true };
+        pause_hook(SECOND, stopped);
+        atomic { stopall = stopall || stopped; stopped = false; inside = false }
     od
 }
 
-inline begin()
+// The thread that serves, while it is inside a synchronous solve: as a process of its own, since
+// in Promela nothing calls itself.
+active proctype Inner()
+{
+    byte me;
+    bool stopped;
+end:
+    do
+    :: enter?me;
+        if
+        :: pause_hook(me, stopped)
+        :: POLLING -> poll_hook(me)
+        fi;
+        atomic { stopped = false; me = NOBODY; back!0 }
+    od
+}
+
+// The main thread: worker.cc's loop, solvercall_run for a call, and the solver's first thread.
+
+inline solve()
+{
+    bool stopped = false;
+    solving = true;
+    do
+    :: atomic { terminate -> assert(state == TERMINATED) }; break
+    :: stopall || stopped || !endless -> break
+    :: POLLING && POLLABLE && POLLS(MAIN) -> poll_hook(MAIN)
+    :: HALTS(MAIN) -> pause_hook(MAIN, stopped)
+    od;
+    stopall = true;
+    atomic { !inside -> solving = false; stopall = false; stopped = false }
+}
+
+inline acknowledge()
+{
+    assert(mode == NONE && !armed);
+    armed = true; // async_start
+    mode = STARTED;
+    pending = true;
+    atomic { lock(statelock); become(RUNNING); unlock(statelock) };
+    atomic { responses!ACK; acknowledged = true }
+}
+
+inline asynccall_begin()
 {
     lock(callbacks);
-    kill = false;
-    assert(mode == NONE && !armed);
-    armed = true;
-    lock(record);
-    mode = STARTED;
-    unlock(record);
-    pending = true;
+    atomic { due = false; acknowledged = false };
     lock(statelock);
-    state = RUNNING;
+    apply_timelimit(timelimit);
     unlock(statelock);
-    responses!ACK;
+    terminate = false;
+    installed = true;
+    acknowledge();
     unlock(callbacks)
 }
 
-inline end_call(m)
+inline block_listener()
 {
-    lock(statelock);
-    state = IDLE;
-    unlock(statelock);
+    do
+    :: atomic { mode != STOPPED -> blocked = true }; !blocked
+    :: atomic { else -> mode = NONE }; break
+    od
+}
+
+inline block_polling()
+{
+    do
+    :: mode == STARTED ->
+        if
+        :: away -> control?_; away = false // await_return: nothing is held up
+        :: else -> skip
+        fi;
+        armed && nempty(requests);
+        poll(MAIN)
+    :: else -> break
+    od;
+    mode = NONE
+}
+
+inline asynccall_end()
+{
+    atomic {
+        lock(statelock);
+        terminate = false; // a kill is for the call that ran
+        become(IDLE);
+        unlock(statelock)
+    };
+    joining = true;
     if
-    :: POLLING ->
-        do
-        :: mode == STARTED -> armed && nempty(requests); poll(m)
-        :: else -> break
-        od;
-        mode = NONE
-    :: else ->
-        lock(record);
-        do
-        :: mode != STOPPED -> wait(recordwaits, record)
-        :: else -> break
-        od;
-        mode = NONE;
-        unlock(record)
+    :: POLLING -> block_polling()
+    :: else -> block_listener()
     fi;
-    kill = false
+    joining = false;
+    atomic { lock(statelock); ticking = false; unlock(statelock) }; // disarm_timelimit
+    installed = false
 }
 
 active proctype Main()
 {
-    mtype m;
     if
     :: POLLING -> skip
     :: else -> run Listener()
+    fi;
+    if
+    :: TIMED -> skip
+    :: else -> run Second()
     fi;
 end:
     do
     :: nempty(requests) ->
         assert(mode == NONE && !armed);
-        receive(m);
+        receive(MAIN);
         if
-        :: m == START -> begin(); solve(m); end_call(m); responses!RESULT
-        :: else -> responses!ANSWER // steering nothing
+        :: m == START ->
+            free_request(); // the request is copied, the thread is the solver's
+            asynccall_begin();
+            solve();
+            asynccall_end();
+            responses!RESULT
+        :: else -> handle(MAIN); free_request()
         fi
     od
 }
 
-// A client in whatever mood.  It may send before it has heard.
+// The caller.
 
-inline steer(word)
+inline ask(id, limit)
 {
-    requests!word;
+    requests!id, limit;
     responses?ANSWER
 }
 
+inline set_limit(id)
+{
+    atomic {
+        if
+        :: told = NO_LIMIT
+        :: !TIMED -> told = AT_ONCE
+        :: TIMED -> told = IN_TIME
+        fi;
+        requests!id, told
+    };
+    responses?ANSWER
+}
+
+// Whether a running call comes to a halt, be it for now.
+#define WILL_HALT (!endless || killed || told != NO_LIMIT)
+
 active proctype Client()
 {
-    byte round = 0;
+    bool running = false; // a call was started and not fetched
+    bool killed = false;
+    byte told = NO_LIMIT; // the limit that counts
     do
-    :: round == ROUNDS -> break
-    :: else ->
-        maypause = false;
+    :: !running ->
+        atomic {
+            if
+            :: endless = true
+            :: skip
+            fi;
+            requests!START, 0
+        };
         if
-        :: maypause = true
+        :: responses?ACK
+        :: requests!TEST, 0; responses?ACK; responses?ANSWER
+        :: requests!START, 0; responses?ACK; responses?NAK
+        fi;
+        running = true
+    :: ask(TEST, 0)
+    :: !TIMED -> ask(SOLVE, 0)
+    :: ask(TERMINATE, 0)
+    :: atomic { killed = running; requests!KILL, 0 }; responses?ANSWER
+    :: set_limit(LIMITS)
+    :: set_limit(CONTINUE)
+    :: !TIMED -> ask(LEAVE, 0);
+        if
+        :: running && WILL_HALT -> state == IDLE || state == PAUSED // a call goes on meanwhile
         :: skip
         fi;
-        requests!START;
+        control!0;
         if
-        :: requests!TEST; responses?ACK; responses?ANSWER
-        :: requests!START; responses?ACK; responses?NAK
-        :: responses?ACK
-        fi;
-        do
-        :: steer(TEST)
-        :: steer(CONTINUE)
-        :: steer(KILL); break
-        :: steer(TERMINATE); break
+        :: ask(BACK, 0)
+        :: break // it was the server's end
+        fi
+    // Asks until the call has ended or paused.
+    :: running && WILL_HALT -> state == IDLE || state == PAUSED; ask(TEST, 0)
+    :: running && (!endless || state == IDLE || state == PAUSED) ->
+        requests!FETCH, 0;
+        if
+        :: atomic { responses?RESULT -> running = false; killed = false; endless = false }
         :: break
-        od;
-        requests!FETCH;
-        responses?RESULT;
-        round++
-    od
+        fi
+    :: break
+    :: !running -> done = true; goto over
+    od;
+    requests!GONE, 0;
+over:
+    skip
+}
+
+// When nothing moves any more.
+active proctype Watch()
+{
+    timeout;
+    assert(done || dead);
+    assert(dead || (mode == NONE && state == IDLE && !armed && !terminate && !ticking));
+    assert(dead || (!callbacks && !pauselock && !statelock && !polllock))
 }
