@@ -4,13 +4,13 @@
 // The worker acknowledges such a call at once and serves control requests while it runs.  Its
 // answer leaves once GETRES has asked for it; after GETRES nothing else is served until then, so
 // that is sent when the call has ended.
-#include "client/clock.h"
 #include "client/connection.h"
+#include "remote/base/byteorder.h"
+#include "remote/base/clock.h"
 #include "remote/base/entry.h"
 #include "remote/calls/flags.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <string>
 
@@ -90,40 +90,21 @@ static int test(client_env *e, int *state)
     return rc;
 }
 
-// Reads big-endian values off a block of bytes.
-struct unpacker {
-    const char *at;
-    const char *end;
-
-    template <class Bits> Bits take()
-    {
-        Bits bits = 0;
-        if (static_cast<size_t>(end - at) < sizeof bits) return 0;
-        for (size_t i = 0; i < sizeof bits; i++)
-            bits = static_cast<Bits>(bits << 8 | static_cast<unsigned char>(*at++));
-        return bits;
-    }
-    int32_t takeint() { return static_cast<int32_t>(take<uint32_t>()); }
-    int64_t takelong() { return static_cast<int64_t>(take<uint64_t>()); }
-    double takedouble() { return std::bit_cast<double>(take<uint64_t>()); }
-    int64_t left() const { return end - at; }
-};
-
-static void unpackprogress(unpacker from, int sollen, vntmipprogress *progress)
+static void unpackprogress(byte_reader from, int sollen, vntmipprogress *progress)
 {
-    progress->nodes = from.takelong();
-    progress->phase = from.takeint();
-    progress->bound = from.takedouble();
-    progress->iterations = from.takelong();
-    progress->incumbent = from.takedouble();
-    progress->gap = from.takedouble();
-    progress->solutions = from.takeint();
-    int64_t count = from.takelong();
+    progress->nodes = from.take<int64_t>();
+    progress->phase = from.take<int32_t>();
+    progress->bound = from.take<double>();
+    progress->iterations = from.take<int64_t>();
+    progress->incumbent = from.take<double>();
+    progress->gap = from.take<double>();
+    progress->solutions = from.take<int32_t>();
+    int64_t count = from.take<int64_t>();
     if (progress->sol == nullptr) sollen = 0;
-    count = std::min({count, int64_t(sollen), from.left() / int64_t(sizeof(double))});
+    count = std::min({count, int64_t(sollen), static_cast<int64_t>(from.left() / sizeof(double))});
     progress->solcount = std::max<int64_t>(count, 0);
     for (int64_t i = 0; i < progress->solcount; i++)
-        progress->sol[i] = from.takedouble();
+        progress->sol[i] = from.take<double>();
 }
 
 static int fetchprogress(client_env *e, int sollen, vntmipprogress *progress)
@@ -136,8 +117,7 @@ static int fetchprogress(client_env *e, int sollen, vntmipprogress *progress)
     const message_array &bytes = response->progress_p;
     if (bytes.type != TYPE_BYTE || bytes.nchunks != 1)
         return client_fail(VNTERR_NO_SOLUTION, "the worker has no progress to tell");
-    auto *block = static_cast<const char *>(bytes.chunks->data);
-    unpackprogress({block, block + bytes.chunks->count}, sollen, progress);
+    unpackprogress({bytes.chunks->data, bytes.chunks->count}, sollen, progress);
     return 0;
 }
 
@@ -227,7 +207,7 @@ static int atpause(client_env *e, bool started)
 // so that short calls are not delayed and long ones not disturbed.
 static int attend(client_env *e, bool started)
 {
-    timespec begin = clock_now();
+    int64_t begin = clock_now();
     int rc = e->pausefunc != nullptr ? sendlimits(e, {1, VNTCLIENT_NONE}) : 0;
     bool ending = false;
     while (rc == 0) {
@@ -242,7 +222,7 @@ static int attend(client_env *e, bool started)
         if (state == VNTCLIENT_PAUSED)
             rc = atpause(e, started);
         else
-            clock_nap(std::clamp(clock_elapsed(begin) / 16, 0.0001, 0.02));
+            clock_sleep(std::clamp(clock_elapsed(begin) / 16, 0.0001, 0.02));
     }
     if (rc == 0 && e->pausefunc != nullptr) rc = sendlimits(e, e->limits);
     return rc;
@@ -286,9 +266,9 @@ void client_abandoncall(client_env *e)
     const void *response;
     int state = VNTCLIENT_RUNNING;
     int rc = kill(e);
-    timespec begin = clock_now();
+    int64_t begin = clock_now();
     while (rc == 0 && state != VNTCLIENT_ENDED && clock_elapsed(begin) < LAST_MOMENTS) {
-        clock_nap(std::min(clock_elapsed(begin) / 4, 0.01));
+        clock_sleep(std::min(clock_elapsed(begin) / 4, 0.01));
         rc = test(e, &state);
     }
     if (rc != 0) return;
@@ -354,11 +334,11 @@ static int halt(client_env *e, int *state, bool *halted)
     int rc = test(e, state);
     if (rc != 0 || *state != VNTCLIENT_RUNNING) return rc;
     rc = sendlimits(e, {1, VNTCLIENT_NONE});
-    timespec begin = clock_now();
+    int64_t begin = clock_now();
     while (rc == 0 && clock_elapsed(begin) < 1) {
         rc = test(e, state);
         if (rc != 0 || *state != VNTCLIENT_RUNNING) break;
-        clock_nap(std::clamp(clock_elapsed(begin) / 4, 0.0001, 0.01));
+        clock_sleep(std::clamp(clock_elapsed(begin) / 4, 0.0001, 0.01));
     }
     *halted = rc == 0 && *state == VNTCLIENT_PAUSED;
     if (rc == 0 && !*halted) rc = sendlimits(e, e->limits);
@@ -454,7 +434,7 @@ static void tellaway(client_env *e)
 static int persist(client_env *e, double patience, int (*step)(client_env *e, int *state),
                    int *state)
 {
-    timespec begin = clock_now();
+    int64_t begin = clock_now();
     bool told = false;
     for (;;) {
         int rc = step(e, state);
@@ -466,7 +446,7 @@ static int persist(client_env *e, double patience, int (*step)(client_env *e, in
         }
         if (gone > SHORT_PATIENCE && !told) tellaway(e);
         told = gone > SHORT_PATIENCE;
-        clock_nap(0.25);
+        clock_sleep(0.25);
     }
 }
 
@@ -519,7 +499,7 @@ static int leave(client_env *e, double interval, double patience, bool look)
     int rc = onarrival(e, client_disconnect(e));
     if (e->state != CLIENT_AWAY) return rc;
     do {
-        clock_nap(interval);
+        clock_sleep(interval);
         if (look || wantsend(e)) break;
         rc = persist(e, patience, visit, &state);
     } while (rc == 0 && state == VNTCLIENT_RUNNING);

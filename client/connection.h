@@ -22,7 +22,6 @@
 #include "vanto_client.h"
 
 #include <cstddef>
-#include <ctime>
 
 namespace vnt {
 
@@ -93,7 +92,7 @@ struct client_env {
     client_started started;
     bool attending;         // inside the wait for a started call
     client_limits limits;   // what the caller wants
-    timespec limitsset;     // when the limits, or the call, began to count
+    int64_t limitsset;      // when the limits, or the call, began to count
     vntclient_group *group; // null outside of groups
 };
 

@@ -2,24 +2,24 @@
 // another process.
 #include "client/connection.h"
 #include "remote/base/entry.h"
+#include "remote/base/holders.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
-#include <mutex>
 #include <netinet/in.h>
 #include <vector>
 
 namespace vnt {
 
 // The environments that this process has left.  The lock guards the list only.
-static std::mutex awaylock;
+static pthread_mutex_t awaylock = PTHREAD_MUTEX_INITIALIZER;
 static client_env *away;
 
 static void remember(client_env *e)
 {
-    std::lock_guard hold(awaylock);
+    mutex_holder hold(&awaylock);
     e->nextaway = away;
     away = e;
 }
@@ -27,7 +27,7 @@ static void remember(client_env *e)
 // Takes the environment out of the list that fits; null when none does.
 template <class Fits> static client_env *take(Fits fits)
 {
-    std::lock_guard hold(awaylock);
+    mutex_holder hold(&awaylock);
     for (client_env **at = &away; *at != nullptr; at = &(*at)->nextaway) {
         client_env *e = *at;
         if (!fits(e)) continue;

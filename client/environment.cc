@@ -3,6 +3,7 @@
 #include "client/connection.h"
 
 #include "remote/base/entry.h"
+#include "remote/base/environment.h"
 #include "remote/calls/flags.h"
 #include "remote/calls/probinfo.h"
 
@@ -44,19 +45,13 @@ int client_connectstatus(int rc, const char *place)
     }
 }
 
-static const char *fromenvironment(const char *name, const char *otherwise)
-{
-    const char *value = getenv(name);
-    return value != nullptr && *value != '\0' ? value : otherwise;
-}
-
 // The place that arguments lead to, for people.
 static void describe(char (&place)[256], int argc, const char *const *argv)
 {
-    const char *host = "127.0.0.1", *port = "12345";
+    const char *host = VNTREMOTE_DEFAULT_HOST, *port = VNTREMOTE_DEFAULT_PORT;
     if (argc == -2) {
-        host = fromenvironment("TESK_VANTO_TCPIP_HOST", host);
-        port = fromenvironment("TESK_VANTO_TCPIP_PORT", port);
+        host = environment_host(host);
+        port = environment_port(port);
     }
     for (int i = 0; i < argc; i++) {
         if (strncmp(argv[i], "-host=", 6) == 0) host = argv[i] + 6;

@@ -1,5 +1,7 @@
 #include "client/files.h"
 
+#include "remote/base/holders.h"
+#include "remote/base/io.h"
 #include "vanto.h"
 
 #include <cerrno>
@@ -13,17 +15,6 @@
 namespace vnt {
 
 namespace {
-struct descriptor {
-    int fd;
-    explicit descriptor(int f) : fd(f) {}
-    ~descriptor()
-    {
-        if (fd >= 0) close(fd);
-    }
-    descriptor(const descriptor &) = delete;
-    descriptor &operator=(const descriptor &) = delete;
-};
-
 struct text {
     char *data;
     explicit text(size_t size) : data(static_cast<char *>(malloc(size))) {}
@@ -55,7 +46,7 @@ static ssize_t read_some(int fd, char *to, size_t size)
 // Pipes, empty files and what the system makes up as it is read have no mapping.
 static int read_whole(client_infile *f, const char *path, size_t *length)
 {
-    descriptor d(open_file(path, O_RDONLY, 0));
+    descriptor_holder d(open_file(path, O_RDONLY, 0));
     if (d.fd < 0) return VNTERR_FILE_OPEN;
     size_t space = 0;
     for (*length = 0;;) {
@@ -102,31 +93,18 @@ void client_infile_unset(client_infile *f)
     *f = {};
 }
 
-static int write_all(int fd, const char *from, size_t size)
-{
-    while (size > 0) {
-        ssize_t put = write(fd, from, size);
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) return VNTERR_FILE_IO;
-        from += put;
-        size -= static_cast<size_t>(put);
-    }
-    return 0;
-}
-
 static int write_contents(int fd, const message_array *contents)
 {
     for (uint32_t i = 0; i < contents->nchunks; i++) {
         const message_chunk &chunk = contents->chunks[i];
-        int rc = write_all(fd, static_cast<const char *>(chunk.data), chunk.count);
-        if (rc != 0) return rc;
+        if (io_writeall(fd, chunk.data, chunk.count, -1, CLOCK_NEVER) != 0) return VNTERR_FILE_IO;
     }
     return 0;
 }
 
 static int write_through(const char *path, const message_array *contents)
 {
-    descriptor d(open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
+    descriptor_holder d(open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
     if (d.fd < 0) return VNTERR_FILE_CREATE;
     return write_contents(d.fd, contents);
 }
@@ -147,7 +125,7 @@ static int replace(const char *path, const message_array *contents)
     size_t size = strlen(path) + sizeof ".tmp." + 2 * 11; // the longest two numbers
     text beside(size);
     if (beside.data == nullptr) return VNTERR_NO_MEMORY;
-    descriptor d(open_beside(path, beside.data, size));
+    descriptor_holder d(open_beside(path, beside.data, size));
     if (d.fd < 0) return VNTERR_FILE_CREATE;
     int rc = write_contents(d.fd, contents);
     if (rc == 0 && rename(beside.data, path) != 0) rc = VNTERR_FILE_CREATE;

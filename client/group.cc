@@ -4,8 +4,8 @@
 // names by the same values, which workers of one server mostly do, else one by one with the
 // member's own values put in.  The answers are read as they come.
 #include "remote/transport/group.h"
-#include "client/clock.h"
 #include "client/connection.h"
+#include "remote/base/clock.h"
 #include "remote/base/entry.h"
 #include "remote/calls/flags.h"
 
@@ -437,11 +437,11 @@ VNT_ENTRY int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, in
     if (group == nullptr || member_p == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
     *member_p = -1;
-    timespec begin = clock_now();
+    int64_t begin = clock_now();
     while (look(group, member_p) && *member_p < 0) {
         double gone = clock_elapsed(begin);
         if (milliseconds >= 0 && gone * 1000 >= milliseconds) break;
-        clock_nap(std::clamp(gone / 16, 0.0005, 0.02));
+        clock_sleep(std::clamp(gone / 16, 0.0005, 0.02));
     }
     return 0;
 }

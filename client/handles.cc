@@ -1,9 +1,10 @@
 #include "client/handles.h"
 
+#include "remote/base/holders.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 namespace vnt {
 
@@ -21,7 +22,7 @@ struct slot {
 };
 
 // Places count from 1; 0 ends the list of free slots.
-static std::mutex lock;
+static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static slot *slots;
 static uint64_t capacity;
 static uint64_t used = 1;
@@ -69,7 +70,7 @@ static uint64_t take()
 
 void *client_addhandle(client_kind kind, client_env *env, uint64_t remote)
 {
-    std::lock_guard hold(lock);
+    mutex_holder hold(&lock);
     uint64_t place = take();
     if (place == 0) return nullptr;
     void *handle = make(place);
@@ -79,7 +80,7 @@ void *client_addhandle(client_kind kind, client_env *env, uint64_t remote)
 
 bool client_findhandle(const void *handle, client_kind kind, client_object *object)
 {
-    std::lock_guard hold(lock);
+    mutex_holder hold(&lock);
     const slot *s = find(handle);
     if (s == nullptr || s->object.kind != kind) return false;
     *object = s->object;
@@ -97,21 +98,21 @@ static void release(slot *s)
 
 void client_forgethandle(const void *handle)
 {
-    std::lock_guard hold(lock);
+    mutex_holder hold(&lock);
     slot *s = find(handle);
     if (s != nullptr) release(s);
 }
 
 void client_forgetall(const client_env *env)
 {
-    std::lock_guard hold(lock);
+    mutex_holder hold(&lock);
     for (uint64_t i = 1; i < used; i++)
         if (slots[i].object.env == env && slots[i].object.kind != CLIENT_NONE) release(&slots[i]);
 }
 
 size_t client_listhandles(const client_env *env, client_object *objects, size_t space)
 {
-    std::lock_guard hold(lock);
+    mutex_holder hold(&lock);
     size_t count = 0;
     for (uint64_t i = 1; i < used; i++) {
         const client_object &o = slots[i].object;
@@ -126,7 +127,7 @@ size_t client_listhandles(const client_env *env, client_object *objects, size_t 
 
 void *client_knownhandle(const client_env *env, client_kind kind, uint64_t remote)
 {
-    std::lock_guard hold(lock);
+    mutex_holder hold(&lock);
     for (uint64_t i = 1; i < used; i++) {
         const client_object &o = slots[i].object;
         if (o.env == env && o.kind == kind && o.remote == remote) return o.handle;

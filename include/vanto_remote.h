@@ -17,6 +17,10 @@ extern "C" {
 
 #define VNTREMOTE_API __attribute__((visibility("default")))
 
+/* Where a server listens, and a client looks for it, when nothing else is said. */
+#define VNTREMOTE_DEFAULT_HOST "127.0.0.1"
+#define VNTREMOTE_DEFAULT_PORT "12345"
+
 /* Turns the calling process into a worker server.  The options, of which -help prints most:
  *
  *   -host=NAME -port=NUMBER -address=HOST:PORT   where to listen; otherwise TESK_VANTO_TCPIP_HOST

@@ -1,6 +1,7 @@
 #include "tools/options.h"
 
 #include "tools/output.h"
+#include "vanto_remote.h"
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -9,9 +10,6 @@
 #include <fmt/format.h>
 
 namespace vnt {
-
-static constexpr const char *defaulthost = "127.0.0.1";
-static constexpr const char *defaultport = "12345";
 
 static std::string nonempty(const char *text, const char *otherwise)
 {
@@ -30,7 +28,7 @@ server_address address_parse(const std::string &text)
     size_t colon = text.rfind(':');
     if (!text.empty() && text.back() == ']') colon = std::string::npos;
     std::string host = text.substr(0, colon);
-    std::string port = colon == std::string::npos ? defaultport : text.substr(colon + 1);
+    std::string port = colon == std::string::npos ? VNTREMOTE_DEFAULT_PORT : text.substr(colon + 1);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
     if (host.empty() || !is_port(port))
@@ -50,7 +48,8 @@ static std::optional<server_address> address_fromenvironment()
     const char *host = getenv("TESK_VANTO_TCPIP_HOST");
     const char *port = getenv("TESK_VANTO_TCPIP_PORT");
     if (nonempty(host, "").empty() && nonempty(port, "").empty()) return std::nullopt;
-    return server_address{nonempty(host, defaulthost), nonempty(port, defaultport)};
+    return server_address{nonempty(host, VNTREMOTE_DEFAULT_HOST),
+                          nonempty(port, VNTREMOTE_DEFAULT_PORT)};
 }
 
 static std::pair<std::string, std::string> param_parse(const std::string &text)

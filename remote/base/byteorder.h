@@ -70,6 +70,24 @@ template <class value> value wire_get(const unsigned char *from)
     return from_wire<value>(w);
 }
 
+// Takes numbers in the order of the wire off a block of bytes.  Past its end they are 0.
+struct byte_reader {
+    const unsigned char *at;
+    const unsigned char *end;
+
+    byte_reader(const void *bytes, size_t n)
+        : at(static_cast<const unsigned char *>(bytes)), end(at + n)
+    {
+    }
+    template <class value> value take(void)
+    {
+        if (left() < sizeof(value)) return 0;
+        at += sizeof(value);
+        return wire_get<value>(at - sizeof(value));
+    }
+    size_t left(void) const { return static_cast<size_t>(end - at); }
+};
+
 // Copies `count` elements of 1, 2, 4 or 8 bytes with the order of their bytes reversed.  `to` and
 // `from` are the same block or do not overlap.
 void byteorder_swap(void *to, const void *from, size_t count, size_t width);

@@ -1,8 +1,14 @@
 // holders.h: small owners that undo on every way out of a function.
+//
+// Every lock of the product is a pthread_mutex_t.  It can live in a record that is born zeroed,
+// its creation can fail with a code instead of an exception, it pairs with conditions that wait by
+// the clock of base/clock.h, and what a fork() does to it is defined.
 
 #pragma once
 
+#include <cerrno>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace vnt {
 
@@ -13,6 +19,29 @@ struct mutex_holder {
     mutex_holder(const mutex_holder &) = delete;
     mutex_holder &operator=(const mutex_holder &) = delete;
     pthread_mutex_t *const mutex;
+};
+
+// Closes a descriptor, -1 for none, unless it is released before.  errno stays as it was.
+struct descriptor_holder {
+    explicit descriptor_holder(int descriptor) : fd(descriptor) {}
+    ~descriptor_holder()
+    {
+        if (fd < 0) return;
+        int error = errno;
+        close(fd);
+        errno = error;
+    }
+    descriptor_holder(const descriptor_holder &) = delete;
+    descriptor_holder &operator=(const descriptor_holder &) = delete;
+
+    int release(void)
+    {
+        int released = fd;
+        fd = -1;
+        return released;
+    }
+
+    int fd;
 };
 
 } // namespace vnt

@@ -1,123 +1,79 @@
 #include "remote/base/io.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <ctime>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace vnt {
 
-int64_t clock_ms(void)
+int io_wait(int fd, short events, int stopfd, int64_t deadline)
 {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * int64_t(1000) + now.tv_nsec / 1000000;
-}
-
-int await_fd(int fd, short events, int milliseconds)
-{
-    return await_fd_or(fd, events, -1, milliseconds);
-}
-
-int await_fd_or(int fd, short events, int stopfd, int milliseconds)
-{
-    int64_t end = clock_ms() + milliseconds;
+    pollfd fds[2] = {{fd, events, 0}, {stopfd, POLLIN, 0}}; // poll() passes over -1
     for (;;) {
-        struct pollfd fds[2] = {{fd, events, 0}, {stopfd, POLLIN, 0}}; // poll() passes over -1
-        int ready = poll(fds, 2, milliseconds);
-        if (ready > 0) return fds[1].revents != 0 ? -1 : 1;
-        if (ready == 0) return 0;
-        if (milliseconds >= 0) {
-            int64_t left = end - clock_ms();
-            milliseconds = left > 0 ? static_cast<int>(left) : 0;
+        int ready = poll(fds, 2, clock_leftms(deadline));
+        if (ready > 0 && fds[1].revents == 0) return 1;
+        if (ready > 0) errno = ECANCELED;
+        if (ready > 0 || (ready < 0 && errno != EINTR)) return -1;
+        if (ready == 0 && clock_left(deadline) == 0) {
+            errno = ETIMEDOUT;
+            return 0;
         }
     }
 }
 
-ssize_t safe_write(int fd, const void *bytes, size_t n, int stopfd)
+static ssize_t writesome(int fd, const void *bytes, size_t n)
 {
-    const char *next = static_cast<const char *>(bytes);
-    for (size_t left = n; left > 0;) {
-        ssize_t done = write(fd, next, left);
+    ssize_t done = send(fd, bytes, n, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (done < 0 && errno == ENOTSOCK) done = write(fd, bytes, n);
+    if (done == 0) errno = EIO;
+    return done;
+}
+
+static ssize_t readsome(int fd, void *bytes, size_t n)
+{
+    ssize_t done = recv(fd, bytes, n, MSG_DONTWAIT);
+    if (done < 0 && errno == ENOTSOCK) done = read(fd, bytes, n);
+    if (done == 0) errno = ECONNRESET;
+    return done;
+}
+
+// After a call that moved nothing: returns whether to call again.
+static bool retry(ssize_t done, int fd, short events, int stopfd, int64_t deadline)
+{
+    if (done == 0) return false;
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+    return io_wait(fd, events, stopfd, deadline) > 0;
+}
+
+int io_writeall(int fd, const void *bytes, size_t n, int stopfd, int64_t deadline)
+{
+    auto next = static_cast<const char *>(bytes);
+    while (n > 0) {
+        ssize_t done = writesome(fd, next, n);
         if (done > 0) {
             next += done;
-            left -= static_cast<size_t>(done);
-        } else if (done == 0) {
-            errno = EIO;
-            return -1;
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            if (await_fd_or(fd, POLLOUT, stopfd, -1) < 0) {
-                errno = ECANCELED;
-                return -1;
-            }
-        } else if (errno != EINTR) {
+            n -= static_cast<size_t>(done);
+        } else if (!retry(done, fd, POLLOUT, stopfd, deadline)) {
             return -1;
         }
     }
-    return static_cast<ssize_t>(n);
+    return 0;
 }
 
-static void addressname(const struct sockaddr_storage *address, char (&text)[SOCKNAM_SIZE])
+int io_readall(int fd, void *bytes, size_t n, int stopfd, int64_t deadline)
 {
-    char name[INET6_ADDRSTRLEN] = "";
-    if (address->ss_family == AF_INET) {
-        auto in = reinterpret_cast<const struct sockaddr_in *>(address);
-        inet_ntop(AF_INET, &in->sin_addr, name, sizeof name);
-        snprintf(text, sizeof text, "%s:%d", name, ntohs(in->sin_port));
-    } else if (address->ss_family == AF_INET6) {
-        auto in6 = reinterpret_cast<const struct sockaddr_in6 *>(address);
-        inet_ntop(AF_INET6, &in6->sin6_addr, name, sizeof name);
-        snprintf(text, sizeof text, "%s:%d", name, ntohs(in6->sin6_port));
-    } else {
-        snprintf(text, sizeof text, "unknown(%d):%d", address->ss_family, -1);
+    auto next = static_cast<char *>(bytes);
+    while (n > 0) {
+        ssize_t done = readsome(fd, next, n);
+        if (done > 0) {
+            next += done;
+            n -= static_cast<size_t>(done);
+        } else if (!retry(done, fd, POLLIN, stopfd, deadline)) {
+            return -1;
+        }
     }
-}
-
-void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE])
-{
-    struct sockaddr_storage address = {};
-    socklen_t length = sizeof address;
-    auto where = reinterpret_cast<struct sockaddr *>(&address);
-    int rc = peer ? getpeername(fd, where, &length) : getsockname(fd, where, &length);
-    if (rc != 0)
-        snprintf(text, sizeof text, "unknown");
-    else
-        addressname(&address, text);
-}
-
-void socket_tune(int fd)
-{
-    auto set = [fd](int level, int option, int value) {
-        setsockopt(fd, level, option, &value, sizeof value);
-    };
-    set(IPPROTO_TCP, TCP_NODELAY, 1);
-    set(SOL_SOCKET, SO_KEEPALIVE, 1);
-    set(IPPROTO_TCP, TCP_KEEPIDLE, 60);
-    set(IPPROTO_TCP, TCP_KEEPINTVL, 10);
-    set(IPPROTO_TCP, TCP_KEEPCNT, 3);
-}
-
-bool socket_silent(int fd, int milliseconds)
-{
-    struct tcp_info info = {};
-    socklen_t length = sizeof info;
-    return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) == 0 && info.tcpi_unacked > 0 &&
-           info.tcpi_last_ack_recv > static_cast<uint32_t>(milliseconds);
-}
-
-bool socket_alive(int fd)
-{
-    char byte;
-    ssize_t n;
-    do
-        n = recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
-    while (n < 0 && errno == EINTR);
-    return n > 0 || (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
+    return 0;
 }
 
 } // namespace vnt

@@ -1,11 +1,11 @@
 #include "remote/handler/async.h"
 
+#include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/calls/solver.h"
 
 #include <cerrno>
 #include <cmath>
-#include <poll.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -198,13 +198,8 @@ static int awayfd = -1; // in polling mode, where the word to go on will come fr
 static void await_word(int controlfd)
 {
     char word[4];
-    size_t got = 0;
-    while (got < sizeof word) {
-        const ssize_t n = TEMP_FAILURE_RETRY(read(controlfd, word + got, sizeof word - got));
-        if (n < 0) log_syscall("read");
-        if (n <= 0) return;
-        got += static_cast<size_t>(n);
-    }
+    const int rc = io_readall(controlfd, word, sizeof word, -1, CLOCK_NEVER);
+    if (rc != 0 && errno != ECONNRESET) log_syscall("read");
 }
 
 void async_away(int controlfd)
@@ -225,8 +220,7 @@ static void await_return(void)
 static bool is_away(void)
 {
     if (awayfd < 0) return false;
-    pollfd control = {awayfd, POLLIN, 0};
-    if (poll(&control, 1, 0) <= 0) return true;
+    if (io_wait(awayfd, POLLIN, -1, 0) <= 0) return true;
     await_return();
     return false;
 }

@@ -2,6 +2,7 @@
 
 #include "remote/base/io.h"
 #include "remote/base/log.h"
+#include "remote/base/socket.h"
 #include "remote/server/handshakes.h"
 #include "remote/server/owned.h"
 #include "remote/server/server.h"
@@ -123,7 +124,7 @@ static void refusebriefly(int fd)
 {
     char dropped[16];
     handshake_refuse(fd, HANDSHAKE_NORESOURCES);
-    if (await_fd(fd, POLLIN, 20) > 0) (void)!read(fd, dropped, sizeof dropped);
+    if (io_wait(fd, POLLIN, -1, clock_afterms(20)) > 0) (void)!read(fd, dropped, sizeof dropped);
     owned_close(fd);
 }
 

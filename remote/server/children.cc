@@ -3,6 +3,7 @@
 #include "remote/base/holders.h"
 #include "remote/base/io.h"
 #include "remote/base/log.h"
+#include "remote/base/socket.h"
 #include "remote/server/owned.h"
 #include "remote/server/pumps.h"
 
@@ -186,7 +187,7 @@ bool child_handover(server_child *c, int client, const void *hello, size_t lengt
     }
     if (c->pending != PENDING_NONE) return false;
     // Ten bytes into a fresh connection: there is room, or nobody.
-    if (safe_write(client, hello, length, c->stopfd) < 0) log_syscall("safe_write");
+    if (io_writeall(client, hello, length, c->stopfd, CLOCK_NEVER) != 0) log_syscall("safe_write");
     c->pending = client;
     pthread_cond_broadcast(&c->changed);
     return true;

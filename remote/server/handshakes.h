@@ -10,7 +10,8 @@
 
 #pragma once
 
-#include "remote/base/io.h"
+#include "remote/base/clock.h"
+#include "remote/base/socket.h"
 
 #include <cstddef>
 #include <cstdint>

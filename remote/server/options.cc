@@ -1,5 +1,6 @@
 #include "remote/server/options.h"
 
+#include "remote/base/environment.h"
 #include "remote/base/log.h"
 #include "remote/message/errors.h"
 
@@ -228,21 +229,15 @@ static int readpass(server_options *o, int first, const option_list &list)
     return 0;
 }
 
-static const char *environment(const char *name)
-{
-    const char *value = getenv(name);
-    return value != nullptr && *value != '\0' ? value : nullptr;
-}
-
 static void applydefaults(server_options *o)
 {
     if (o->host == nullptr) {
-        o->host = "127.0.0.1";
+        o->host = VNTREMOTE_DEFAULT_HOST;
         log_line(LOG_WARNING, "No host specified (use -host=<hostname>)!\n");
         log_line(LOG_WARNING, "Using default host %s [deprecated]\n", o->host);
     }
     if (o->port == nullptr) {
-        o->port = "12345";
+        o->port = VNTREMOTE_DEFAULT_PORT;
         log_line(LOG_ERROR, "No port specified (use -port=<number>)!\n");
         log_line(LOG_WARNING, "Using default port %s [deprecated]\n", o->port);
     }
@@ -261,8 +256,8 @@ int options_read(server_options *o, int argc, char **argv)
     // The log first, so that it holds all the rest; libraries before anything that they may serve.
     int rc = readpass(o, 1, {logoptions, std::size(logoptions)});
     if (rc != 0) return rc;
-    o->host = environment("TESK_VANTO_TCPIP_HOST");
-    o->port = environment("TESK_VANTO_TCPIP_PORT");
+    o->host = environment_host(nullptr);
+    o->port = environment_port(nullptr);
     rc = readpass(o, 0, {libraryoptions, std::size(libraryoptions)});
     if (rc == 0) rc = readpass(o, 1, {otheroptions, std::size(otheroptions)});
     if (rc == 0) applydefaults(o);

@@ -3,6 +3,7 @@
 #include "remote/base/holders.h"
 #include "remote/base/io.h"
 #include "remote/base/log.h"
+#include "remote/base/socket.h"
 #include "remote/server/children.h"
 #include "remote/server/owned.h"
 
@@ -52,6 +53,18 @@ static int unread(int fd)
     return fd >= 0 && ioctl(fd, FIONREAD, &bytes) == 0 ? bytes : 0;
 }
 
+// Waits for ever; false when the pump must end.
+static bool await(const server_child *c, int fd, short events)
+{
+    return io_wait(fd, events, c->stopfd, CLOCK_NEVER) > 0;
+}
+
+// Writes all of it, however long that takes; false when that fails or the pump must end.
+static bool pass(const server_child *c, int fd, const void *bytes, ssize_t n)
+{
+    return io_writeall(fd, bytes, static_cast<size_t>(n), c->stopfd, CLOCK_NEVER) == 0;
+}
+
 // Moves bytes from a socket to a pipe or back without looking at them.
 static ssize_t move(int from, int to)
 {
@@ -67,7 +80,7 @@ static relay_result copy_request(server_child *c)
     if (n < 0 && again()) return RELAY_MORE;
     if (n <= 0) return RELAY_END;
     log_line(LOG_DEBUG, "pump_tochild: %d bytes read\n", static_cast<int>(n));
-    if (safe_write(c->requestfd, buffer, static_cast<size_t>(n), c->stopfd) >= 0) return RELAY_MORE;
+    if (pass(c, c->requestfd, buffer, n)) return RELAY_MORE;
     fail(c, "safe_write");
     return RELAY_STOP;
 }
@@ -78,7 +91,7 @@ static relay_result move_request(server_child *c)
     if (n >= 0) return n > 0 ? RELAY_MORE : RELAY_END;
     switch (errno) {
     case EAGAIN: // the pipe is full
-        return await_fd_or(c->requestfd, POLLOUT, c->stopfd, -1) > 0 ? RELAY_MORE : RELAY_STOP;
+        return await(c, c->requestfd, POLLOUT) ? RELAY_MORE : RELAY_STOP;
     case EINTR: return RELAY_MORE;
     case EPIPE: // said also when the client has gone and nothing was left to move
         if (!socket_alive(c->client)) return RELAY_END;
@@ -97,7 +110,7 @@ static constexpr int LISTENING = 5000;
 static bool await_request(server_child *c)
 {
     for (;;) {
-        int ready = await_fd_or(c->client, POLLIN, c->stopfd, LISTENING);
+        int ready = io_wait(c->client, POLLIN, c->stopfd, clock_afterms(LISTENING));
         if (ready != 0) return ready > 0;
         if (socket_silent(c->client, SILENCE)) shutdown(c->client, SHUT_RDWR);
     }
@@ -128,8 +141,8 @@ static word_result await_word(server_child *c, int32_t *word)
         if (unread(c->requestfd) > 0) end = clock_ms() + c->grace;
         int64_t left = end - clock_ms();
         if (left <= 0) return WORD_MISSING;
-        int wait = static_cast<int>(std::min<int64_t>(left, c->grace / 10 + 1));
-        int ready = await_fd_or(c->statusfd, POLLIN, c->stopfd, wait);
+        int64_t wait = std::min<int64_t>(left, c->grace / 10 + 1);
+        int ready = io_wait(c->statusfd, POLLIN, c->stopfd, clock_afterms(wait));
         if (ready < 0) return WORD_STOPPED;
         if (ready == 0) continue;
         ssize_t n = read(c->statusfd, word, sizeof *word); // written at once, and so read
@@ -184,7 +197,7 @@ static bool take_client(server_child *c)
 // Releases the waiting worker: with its id when a client is back, with 0 when none will be.
 static bool release(server_child *c, int32_t word)
 {
-    if (safe_write(c->controlfd, &word, sizeof word, c->stopfd) == sizeof word) return true;
+    if (pass(c, c->controlfd, &word, sizeof word)) return true;
     // A waiting worker that somebody else has ended is no fault of the server's.
     if (errno == EPIPE)
         child_kill(c);
@@ -248,7 +261,7 @@ static relay_result copy_response(server_child *c, bool heard)
     if (n <= 0) return RELAY_END;
     log_line(LOG_DEBUG, "pump_fromchild: %d bytes read\n", static_cast<int>(n));
     if (!heard) return RELAY_MORE;
-    if (safe_write(c->client, buffer, static_cast<size_t>(n), c->stopfd) >= 0)
+    if (pass(c, c->client, buffer, n))
         log_line(LOG_DEBUG, "pump_fromchild: %d bytes written\n", static_cast<int>(n));
     else
         turn_deaf(c);
@@ -261,7 +274,7 @@ static relay_result move_response(server_child *c)
     if (n >= 0) return n > 0 ? RELAY_MORE : RELAY_END;
     switch (errno) {
     case EAGAIN: // the socket is full
-        return await_fd_or(c->client, POLLOUT, c->stopfd, -1) > 0 ? RELAY_MORE : RELAY_STOP;
+        return await(c, c->client, POLLOUT) ? RELAY_MORE : RELAY_STOP;
     case EINTR: break;
     case EINVAL: c->copying = true; break; // no socket for this
     default: turn_deaf(c);
@@ -293,7 +306,7 @@ void *pump_fromchild(void *child)
 {
     server_child *c = static_cast<server_child *>(child);
     if (await_start(c))
-        while (await_fd_or(c->responsefd, POLLIN, c->stopfd, -1) > 0 && relay_response(c)) {
+        while (await(c, c->responsefd, POLLIN) && relay_response(c)) {
         }
     log_line(LOG_DEBUG, "pump_fromchild: exit\n");
     mutex_holder hold(&c->lock);

@@ -1,7 +1,7 @@
 #include "remote/server/reaper.h"
 
+#include "remote/base/clock.h"
 #include "remote/base/holders.h"
-#include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/server/owned.h"
 #include "remote/server/server.h"
@@ -17,12 +17,6 @@ namespace vnt {
 // How long the last words of workers that have ended may take to reach their clients.
 static constexpr int DRAIN_TIME = 1000;
 
-static void nap(void)
-{
-    struct timespec millisecond = {0, 1000000};
-    nanosleep(&millisecond, nullptr);
-}
-
 // Waits for the polling interval.  Returns true when the server is to end.  The nanoseconds are
 // not carried into the seconds: a deadline that is none for that reason counts as passed.
 static bool await_stop(server *s)
@@ -32,7 +26,7 @@ static bool await_stop(server *s)
     deadline.tv_sec += s->options.polling / 1000;
     deadline.tv_nsec += s->options.polling % 1000 * 1000000;
     if (sem_timedwait(&s->wakeup, &deadline) == 0) return true;
-    if (errno != ETIMEDOUT || s->options.polling == 0) nap(); // it did not wait
+    if (errno != ETIMEDOUT || s->options.polling == 0) clock_sleep(0.001); // it did not wait
     return false;
 }
 

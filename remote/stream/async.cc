@@ -1,5 +1,6 @@
 #include "remote/stream/async.h"
 
+#include "remote/base/io.h"
 #include "remote/stream/descriptor.h"
 
 #include <atomic>
@@ -9,7 +10,6 @@
 
 #include <aio.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <semaphore.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -144,13 +144,13 @@ static int neednotice(fdio *f)
 }
 
 // Waits for the end of the read in flight.
-static int awaitread(fdio_notice *n, const timeval *limit)
+static int awaitread(fdio_notice *n, int64_t deadline)
 {
     const aiocb *list[] = {&n->control};
-    deadline end = deadline_after(limit);
     while (aio_error(&n->control) == EINPROGRESS) {
-        timespec left = deadline_left(end);
-        if (aio_suspend(list, 1, end.never ? nullptr : &left) == 0 || errno == EINTR) continue;
+        timespec left = clock_span(clock_left(deadline));
+        const timespec *limit = deadline != CLOCK_NEVER ? &left : nullptr;
+        if (aio_suspend(list, 1, limit) == 0 || errno == EINTR) continue;
         if (errno == EAGAIN) errno = ETIMEDOUT;
         return MESSAGE_IO;
     }
@@ -175,7 +175,7 @@ int async_collect(fdio *f)
     pthread_mutex_lock(&n->lock);
     int rc = 0;
     if (n->pending) {
-        rc = awaitread(n, timeout_limit(&f->readtimeout));
+        rc = awaitread(n, timeout_deadline(&f->readtimeout));
         if (rc == 0) rc = collectlocked(n, f);
     }
     pthread_mutex_unlock(&n->lock);
@@ -289,7 +289,7 @@ static void dropnotice(fdio *f, bool closing)
     n->owner = nullptr;
     while (n->relaying > 0)
         pthread_cond_wait(&n->rest, &n->lock);
-    if (closing && n->pending && shutdown(n->fd, SHUT_RD) == 0) awaitread(n, nullptr);
+    if (closing && n->pending && shutdown(n->fd, SHUT_RD) == 0) awaitread(n, CLOCK_NEVER);
     pthread_mutex_unlock(&n->lock);
     settle(n);
     f->notice = nullptr;
@@ -299,10 +299,7 @@ static void dropnotice(fdio *f, bool closing)
 // Waits for input; false when it was woken for another command.
 static bool awaitinput(fdio *f)
 {
-    pollfd p[2] = {{f->infd, POLLIN, 0}, {f->wakefd, POLLIN, 0}};
-    while (poll(p, 2, -1) < 1) {
-    }
-    return p[1].revents == 0;
+    return io_wait(f->infd, POLLIN, f->wakefd, CLOCK_NEVER) > 0;
 }
 
 static void *listen(void *arg)

@@ -1,17 +1,16 @@
 #include "remote/stream/descriptor.h"
 
+#include "remote/base/io.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace vnt {
-
-static constexpr int64_t NANOSECONDS = 1000000000;
 
 bool descriptor_issocket(int fd)
 {
@@ -19,43 +18,21 @@ bool descriptor_issocket(int fd)
     return fstat(fd, &st) == 0 && S_ISSOCK(st.st_mode);
 }
 
-static int64_t now(void)
-{
-    timespec t;
-    clock_gettime(CLOCK_MONOTONIC, &t);
-    return t.tv_sec * NANOSECONDS + t.tv_nsec;
-}
-
 // Limits beyond a century count as a century, so that sums of times do not overflow.
-static int64_t duration(const timeval *limit)
+static int64_t span(const timeval &limit)
 {
-    int64_t seconds = std::clamp<int64_t>(limit->tv_sec, 0, 3200000000);
-    return seconds * NANOSECONDS + limit->tv_usec * 1000;
+    int64_t seconds = std::clamp<int64_t>(limit.tv_sec, 0, 3200000000);
+    return seconds * CLOCK_SECOND + limit.tv_usec * 1000;
 }
 
-deadline deadline_after(const timeval *limit)
+int64_t timeout_deadline(const fdio_timeout *t)
 {
-    return limit != nullptr ? deadline{false, now() + duration(limit)} : deadline{true, 0};
+    return t->enabled != 0 ? clock_after(span(t->active)) : CLOCK_NEVER;
 }
 
-timespec deadline_left(const deadline &d)
+static int await(int fd, short events, const fdio_timeout *timeout)
 {
-    int64_t left = std::max<int64_t>(d.at - now(), 0);
-    return {left / NANOSECONDS, left % NANOSECONDS};
-}
-
-int descriptor_wait(int fd, short events, const timeval *limit)
-{
-    pollfd p = {fd, events, 0};
-    deadline end = deadline_after(limit);
-    for (;;) {
-        timespec left = deadline_left(end);
-        int n = ppoll(&p, 1, end.never ? nullptr : &left, nullptr);
-        if (n > 0) return 0;
-        if (n < 0 && errno == EINTR) continue;
-        if (n == 0) errno = ETIMEDOUT;
-        return MESSAGE_IO;
-    }
+    return io_wait(fd, events, -1, timeout_deadline(timeout)) > 0 ? 0 : MESSAGE_IO;
 }
 
 int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, size_t *got)
@@ -63,7 +40,7 @@ int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, siz
     bool wait = timeout->enabled != 0;
     for (;;) {
         if (wait) {
-            int rc = descriptor_wait(fd, POLLIN, timeout_limit(timeout));
+            int rc = await(fd, POLLIN, timeout);
             if (rc != 0) return rc;
         }
         ssize_t r = read(fd, to, n);
@@ -98,8 +75,7 @@ static ssize_t send_pieces(int fd, bool socket, bool patient, const iovec pieces
 // Whether a descriptor that must not be waited for has room now.
 static bool hasroom(int fd)
 {
-    pollfd p = {fd, POLLOUT, 0};
-    return poll(&p, 1, 0) != 0;
+    return io_wait(fd, POLLOUT, -1, 0) != 0;
 }
 
 int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool patient,
@@ -110,7 +86,7 @@ int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool pati
     *sent = 0;
     for (;;) {
         if (wait) {
-            int rc = descriptor_wait(fd, POLLOUT, timeout_limit(timeout));
+            int rc = await(fd, POLLOUT, timeout);
             if (rc != 0) return rc;
         }
         if (!patient && !socket && !hasroom(fd)) return 0;

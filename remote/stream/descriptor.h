@@ -10,7 +10,6 @@
 
 #include "remote/stream/stream.h"
 
-#include <ctime>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -19,25 +18,8 @@ namespace vnt {
 // Whether the descriptor is a socket, which can be told not to raise SIGPIPE.
 bool descriptor_issocket(int fd);
 
-// A moment by the clock that does not jump; null for a limit is never.
-struct deadline {
-    bool never;
-    int64_t at; // nanoseconds
-};
-deadline deadline_after(const timeval *limit);
-
-// What is left until then: at least 0.
-timespec deadline_left(const deadline &d);
-
-// What an enabled time-out allows; null for one that is not.
-inline const timeval *timeout_limit(const fdio_timeout *t)
-{
-    return t->enabled != 0 ? &t->active : nullptr;
-}
-
-// Waits until `events` (POLLIN or POLLOUT), an error or a hang-up show on the descriptor.  A null
-// limit waits for ever; an interrupted wait goes on with the time that is left.
-int descriptor_wait(int fd, short events, const timeval *limit);
+// When a wait that begins now is over; CLOCK_NEVER for a time-out that is not enabled.
+int64_t timeout_deadline(const fdio_timeout *t);
 
 // Reads at least one and at most `n` > 0 bytes; `*got` says how many.
 int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, size_t *got);

@@ -1,5 +1,7 @@
 #include "remote/stream/fdiogroup.h"
 
+#include "remote/base/clock.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -31,11 +33,6 @@ static void fail(fdiogroup *g, fdiogroup_member *m, int code)
     g->error_errno = errno;
 }
 
-static deadline stall_of(const fdio *io)
-{
-    return deadline_after(timeout_limit(&io->writetimeout));
-}
-
 // Sends the member what it takes now of the two pieces.  Returns whether it took anything.
 static bool push(fdiogroup *g, fdiogroup_member *m, const iovec all[2])
 {
@@ -47,29 +44,17 @@ static bool push(fdiogroup *g, fdiogroup_member *m, const iovec all[2])
     if (rc != 0) fail(g, m, rc);
     if (rc != 0 || sent == 0) return false;
     m->left -= sent;
-    m->stall = stall_of(m->io);
+    m->stall = timeout_deadline(&m->io->writetimeout);
     return true;
 }
 
-// Milliseconds, rounded up, until the first of the members that are waited for has stalled.
-static int patience(const fdiogroup *g)
+// The deadline of the first of the members that are waited for.
+static int64_t firststall(const fdiogroup *g)
 {
-    int64_t shortest = -1;
-    for (int64_t i = 0; i < g->nmembers; i++) {
-        const fdiogroup_member *m = &g->members[i];
-        if (m->left == 0 || m->stall.never) continue;
-        timespec left = deadline_left(m->stall);
-        int64_t ms =
-            std::min<int64_t>(left.tv_sec, 86400) * 1000 + (left.tv_nsec + 999999) / 1000000;
-        if (shortest < 0 || ms < shortest) shortest = ms;
-    }
-    return static_cast<int>(shortest);
-}
-
-static bool over(const deadline &d)
-{
-    timespec left = deadline_left(d);
-    return !d.never && left.tv_sec == 0 && left.tv_nsec == 0;
+    int64_t first = CLOCK_NEVER;
+    for (int64_t i = 0; i < g->nmembers; i++)
+        if (g->members[i].left > 0) first = std::min(first, g->members[i].stall);
+    return first;
 }
 
 // Waits until a member that has something left shows room.  Members that have waited too long fail.
@@ -78,12 +63,12 @@ static int awaitroom(fdiogroup *g, pollfd *table)
     nfds_t n = 0;
     for (int64_t i = 0; i < g->nmembers; i++)
         if (g->members[i].left > 0) table[n++] = {g->members[i].io->outfd, POLLOUT, 0};
-    int ready = poll(table, n, patience(g));
+    int ready = poll(table, n, clock_leftms(firststall(g)));
     if (ready > 0 || (ready < 0 && errno == EINTR)) return 0;
     if (ready < 0) return MESSAGE_IO;
     for (int64_t i = 0; i < g->nmembers; i++) {
         errno = ETIMEDOUT;
-        if (g->members[i].left > 0 && over(g->members[i].stall))
+        if (g->members[i].left > 0 && clock_left(g->members[i].stall) == 0)
             fail(g, &g->members[i], MESSAGE_IO);
     }
     return 0;
@@ -112,7 +97,7 @@ static int transmit(fdio_writer *w, const void *block, size_t n)
     for (int64_t i = 0; i < g->nmembers; i++) {
         fdiogroup_member *m = &g->members[i];
         m->left = m->state == MEMBER_ACTIVE ? w->outlen + n : 0;
-        m->stall = stall_of(m->io);
+        m->stall = timeout_deadline(&m->io->writetimeout);
     }
     poll_table table = maketable(g);
     while (unsent(g)) {

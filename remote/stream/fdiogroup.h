@@ -26,9 +26,9 @@ enum member_state : uint8_t {
 
 struct fdiogroup_member {
     fdio *io;
-    uint8_t state;  // member_state
-    size_t left;    // bytes still to send of what is being sent
-    deadline stall; // when a member that takes nothing has failed
+    uint8_t state; // member_state
+    size_t left;   // bytes still to send of what is being sent
+    int64_t stall; // the deadline of a member that takes nothing
 };
 
 struct fdiogroup : fdio_writer {

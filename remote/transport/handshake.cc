@@ -1,20 +1,17 @@
 #include "remote/transport/handshake.h"
 
+#include "remote/base/io.h"
 #include "remote/base/log.h"
 
 #include <cerrno>
 #include <endian.h>
-#include <poll.h>
-#include <unistd.h>
 
 namespace vnt {
 
 // A connect that a signal has interrupted goes on by itself: its outcome is waited for.
 static int connected(int fd)
 {
-    pollfd p = {fd, POLLOUT, 0};
-    while (poll(&p, 1, -1) < 0)
-        if (errno != EINTR) return -1;
+    if (io_wait(fd, POLLOUT, -1, CLOCK_NEVER) < 0) return -1;
     int error = 0;
     socklen_t length = sizeof error;
     if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) return -1;
@@ -34,33 +31,6 @@ static int reach(const tcpip_transport *t, int fd)
     return MESSAGE_NOCONNECTION;
 }
 
-static int sendall(int fd, const void *bytes, size_t n)
-{
-    auto *at = static_cast<const char *>(bytes);
-    while (n > 0) {
-        ssize_t w = send(fd, at, n, MSG_NOSIGNAL);
-        if (w < 0 && errno == EINTR) continue;
-        if (w <= 0) return MESSAGE_IO;
-        at += w;
-        n -= static_cast<size_t>(w);
-    }
-    return 0;
-}
-
-static int recvall(int fd, void *bytes, size_t n)
-{
-    auto *at = static_cast<char *>(bytes);
-    while (n > 0) {
-        ssize_t r = recv(fd, at, n, 0);
-        if (r < 0 && errno == EINTR) continue;
-        if (r == 0) errno = ECONNRESET;
-        if (r <= 0) return MESSAGE_IO;
-        at += r;
-        n -= static_cast<size_t>(r);
-    }
-    return 0;
-}
-
 static int ask(const tcpip_transport *t, int fd, uint32_t action)
 {
     if (action != ACTION_NEW && action != ACTION_RECONNECT) return MESSAGE_INVALID;
@@ -68,21 +38,25 @@ static int ask(const tcpip_transport *t, int fd, uint32_t action)
     uint32_t word = htobe32(action);
     memcpy(request, &word, sizeof word);
     memcpy(request + sizeof word, &t->workerid, sizeof t->workerid);
-    return sendall(fd, request, action == ACTION_NEW ? sizeof word : sizeof request);
+    size_t n = action == ACTION_NEW ? sizeof word : sizeof request;
+    return io_writeall(fd, request, n, -1, CLOCK_NEVER) == 0 ? 0 : MESSAGE_IO;
+}
+
+static bool receive(int fd, void *bytes, size_t n)
+{
+    return io_readall(fd, bytes, n, -1, CLOCK_NEVER) == 0;
 }
 
 static int answer(tcpip_transport *t, int fd)
 {
     uint16_t status;
-    int rc = recvall(fd, &status, sizeof status);
-    if (rc != 0) return rc;
+    if (!receive(fd, &status, sizeof status)) return MESSAGE_IO;
     status = be16toh(status);
     if (status != HANDSHAKE_OK) {
         trace_line(1, "Error code from worker: %d\n", status);
         return status;
     }
-    rc = recvall(fd, &t->workerid, sizeof t->workerid);
-    if (rc != 0) return rc;
+    if (!receive(fd, &t->workerid, sizeof t->workerid)) return MESSAGE_IO;
     return t->workerid != 0 ? 0 : MESSAGE_NOCONNECTION;
 }
 

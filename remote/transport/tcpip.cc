@@ -1,7 +1,10 @@
 #include "remote/transport/tcpip.h"
 
 #include "remote/base/entry.h"
+#include "remote/base/environment.h"
+#include "remote/base/holders.h"
 #include "remote/base/log.h"
+#include "remote/base/socket.h"
 #include "remote/codec/catalogue.h"
 #include "remote/transport/group.h"
 #include "remote/transport/handshake.h"
@@ -127,15 +130,6 @@ static constexpr transport_operations tcpip_ops = {
 
 // --- Making a transport ----------------------------------------------------------------------
 
-// Holds a descriptor until it is taken over.
-struct descriptor_holder {
-    int fd;
-    ~descriptor_holder()
-    {
-        if (fd >= 0) close(fd);
-    }
-};
-
 // Holds a transport that is not connected yet: the worker is not told of its end.
 struct transport_undo {
     void operator()(tcpip_transport *t) const
@@ -148,19 +142,13 @@ struct transport_undo {
 };
 using transport_holder = std::unique_ptr<tcpip_transport, transport_undo>;
 
-// Requests are small and wait for their answers, so they leave at once.  A peer that has vanished
-// without a word is found out in a minute and a half, whether or not bytes are on their way to it.
+// A peer that has vanished without a word is found out in a minute and a half, also with bytes on
+// their way to it.
 static void tune(int fd)
 {
-    static constexpr struct {
-        int level, option, value;
-    } options[] = {
-        {IPPROTO_TCP, TCP_NODELAY, 1},   {SOL_SOCKET, SO_KEEPALIVE, 1},
-        {IPPROTO_TCP, TCP_KEEPIDLE, 60}, {IPPROTO_TCP, TCP_KEEPINTVL, 10},
-        {IPPROTO_TCP, TCP_KEEPCNT, 3},   {IPPROTO_TCP, TCP_USER_TIMEOUT, 90000},
-    };
-    for (auto &o : options)
-        setsockopt(fd, o.level, o.option, &o.value, sizeof o.value); // other families lack them
+    static constexpr int USER_TIMEOUT = 90000;
+    socket_tune(fd);
+    setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &USER_TIMEOUT, sizeof USER_TIMEOUT);
 }
 
 // The time-outs begin with what the socket has, and disabled.
@@ -197,13 +185,12 @@ static int create(transport **out, int ncodecs, const codec_factory *const *fact
     memcpy(t->address, info.address, sizeof t->address);
     t->addresslen = info.addresslen;
 
-    descriptor_holder fd = {opensocket(t.get())};
+    descriptor_holder fd(opensocket(t.get()));
     if (fd.fd < 0) return MESSAGE_NOCONNECTION;
     tune(fd.fd);
     int rc = fdtransport_setup(t.get(), fd.fd, fd.fd, t->nothreads, ncodecs, factories);
     if (rc != 0) return rc;
-    int connection = fd.fd;
-    fd.fd = -1; // the transport closes it from here on
+    int connection = fd.release(); // the transport closes it from here on
     inherittimeout(connection, SO_RCVTIMEO, t->io->ops.getreadtimeout(t->io));
     inherittimeout(connection, SO_SNDTIMEO, t->io->ops.getwritetimeout(t->io));
     rc = contactserver(t.get(), connection, action);
@@ -227,7 +214,6 @@ static int tcpiptransport_reconnect(transport **out, int ncodecs,
 // --- Arguments -------------------------------------------------------------------------------
 
 static constexpr size_t ADDRESS_MAX = 1024; // of an "-address=" value, its terminator included
-static constexpr char DEFAULT_PORT[] = "12345";
 
 // Where the arguments lead to.  The strings are the arguments' or stand in `address`.
 struct destination {
@@ -253,7 +239,7 @@ static int parseaddress(destination *d, const char *text)
     if (length >= ADDRESS_MAX) return MESSAGE_INVALID;
     memcpy(d->address, text, length + 1);
     d->host = d->address;
-    d->port = DEFAULT_PORT;
+    d->port = VNTREMOTE_DEFAULT_PORT;
     char *colon = strrchr(d->address, ':');
     if (colon == nullptr) return 0;
     *colon = '\0';
@@ -273,18 +259,11 @@ static int parseargument(destination *d, const char *text)
     return 0;
 }
 
-static const char *fromenvironment(const char *name, const char *otherwise)
-{
-    const char *value = getenv(name);
-    return value != nullptr && *value != '\0' ? value : otherwise;
-}
-
 static int parseenvironment(destination *d)
 {
     char address[ADDRESS_MAX];
-    int n = snprintf(address, sizeof address, "%s:%s",
-                     fromenvironment("TESK_VANTO_TCPIP_HOST", "127.0.0.1"),
-                     fromenvironment("TESK_VANTO_TCPIP_PORT", DEFAULT_PORT));
+    int n = snprintf(address, sizeof address, "%s:%s", environment_host(VNTREMOTE_DEFAULT_HOST),
+                     environment_port(VNTREMOTE_DEFAULT_PORT));
     if (n < 0 || static_cast<size_t>(n) >= sizeof address) return MESSAGE_INVALID;
     return parseaddress(d, address);
 }
