@@ -1,61 +1,117 @@
 #include "remote/base/log.h"
 
-#include "remote/base/holders.h"
+#include "remote/base/io.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <pthread.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vnt {
 
-static pthread_mutex_t loglock = PTHREAD_MUTEX_INITIALIZER;
-static FILE *logstream = stderr;
-static int loglevel = LOG_WARNING;
+static constexpr int LINE_WAIT = 100; // milliseconds
 
-void log_lock(void)
+static std::atomic<int> logfd = STDERR_FILENO;
+static int reopenedfd = -1; // what log_setfd() opened
+static std::atomic<int> loglevel = LOG_WARNING;
+static std::atomic<unsigned> dropped; // lines, since the last that was written
+
+namespace {
+// Restores errno: callers log in the middle of handling an error.
+struct errno_keeper {
+    ~errno_keeper() { errno = saved; }
+    const int saved = errno;
+};
+
+// A pipe takes so much in one piece.
+struct log_text {
+    char bytes[PIPE_BUF];
+    size_t length = 0;
+};
+} // namespace
+
+[[gnu::format(printf, 2, 0)]] static void text_vadd(log_text *t, const char *format, va_list args)
 {
-    pthread_mutex_lock(&loglock);
-}
-void log_unlock(void)
-{
-    pthread_mutex_unlock(&loglock);
+    size_t room = sizeof t->bytes - t->length;
+    int n = vsnprintf(t->bytes + t->length, room, format, args);
+    if (n > 0) t->length += std::min<size_t>(static_cast<size_t>(n), room - 1);
 }
 
-static void writetext(FILE *stream, const char *format, va_list args)
+[[gnu::format(printf, 2, 3)]] static void text_add(log_text *t, const char *format, ...)
 {
-    vfprintf(stream, format, args);
-    fflush(stream);
+    va_list args;
+    va_start(args, format);
+    text_vadd(t, format, args);
+    va_end(args);
+}
+
+static void text_addprefix(log_text *t, int level)
+{
+    text_add(t, "[%10d:%04d] ", static_cast<int>(getpid()), level);
+}
+
+// The wait comes first: where the descriptor could not be opened once more, writing may block.
+static bool text_write(const log_text *t, int64_t deadline)
+{
+    int fd = logfd;
+    return io_wait(fd, POLLOUT, -1, deadline) > 0 &&
+           io_writeall(fd, t->bytes, t->length, -1, deadline) == 0;
+}
+
+static bool dropped_tell(int64_t deadline)
+{
+    unsigned count = dropped.exchange(0);
+    if (count == 0) return true;
+    log_text t;
+    text_addprefix(&t, LOG_ERROR);
+    text_add(&t, "%u log lines were dropped\n", count);
+    if (text_write(&t, deadline)) return true;
+    dropped += count;
+    return false;
+}
+
+static void text_writeordrop(const log_text *t)
+{
+    int64_t deadline = clock_afterms(dropped == 0 ? LINE_WAIT : 0);
+    if (!dropped_tell(deadline) || !text_write(t, deadline)) dropped++;
 }
 
 void tcpiplogmsg(const char *format, ...)
 {
-    if (logstream == nullptr) return;
+    if (logfd < 0) return;
+    errno_keeper keep;
+    log_text t;
     va_list args;
     va_start(args, format);
-    writetext(logstream, format, args);
+    text_vadd(&t, format, args);
     va_end(args);
+    text_writeordrop(&t);
 }
 
-static void writeline(int level, const char *format, va_list args)
+static void line_vwrite(int level, const char *format, va_list args)
 {
-    int saved = errno; // callers log in the middle of handling an error
-    mutex_holder hold(&loglock);
-    if (logstream != nullptr && loglevel >= level) {
-        tcpiplogmsg("[%10d:%04d] ", static_cast<int>(getpid()), level);
-        writetext(logstream, format, args);
-    }
-    errno = saved;
+    if (logfd < 0 || loglevel < level) return;
+    errno_keeper keep;
+    log_text t;
+    text_addprefix(&t, level);
+    text_vadd(&t, format, args);
+    if (t.length == sizeof t.bytes - 1) t.bytes[t.length - 1] = '\n';
+    text_writeordrop(&t);
 }
 
 void log_line(int level, const char *format, ...)
 {
     va_list args;
     va_start(args, format);
-    writeline(level, format, args);
+    line_vwrite(level, format, args);
     va_end(args);
 }
 
@@ -63,7 +119,7 @@ void log_fatal(const char *format, ...)
 {
     va_list args;
     va_start(args, format);
-    writeline(LOG_ERROR, format, args);
+    line_vwrite(LOG_ERROR, format, args);
     va_end(args);
     abort();
 }
@@ -78,40 +134,54 @@ void log_syscall(const char *name)
         log_line(LOG_ERROR, "%s(): Unknown error %d\n", name, code);
 }
 
-void log_setstream(FILE *stream)
+// The same pipe or terminal, in non-blocking mode; -1 for what never blocks for long, and where
+// that cannot be done.
+static int reopen(int fd)
 {
-    mutex_holder hold(&loglock);
-    logstream = stream;
+    struct stat status;
+    if (fd < 0 || fstat(fd, &status) != 0) return -1;
+    if (!S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode)) return -1;
+    char path[32];
+    snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
+    return open(path, O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-FILE *log_getstream(void)
+void log_setfd(int fd)
 {
-    mutex_holder hold(&loglock);
-    return logstream;
+    errno_keeper keep;
+    int old = reopenedfd;
+    reopenedfd = reopen(fd);
+    logfd = reopenedfd >= 0 ? reopenedfd : fd;
+    dropped = 0; // in a new worker, they are the server's
+    if (old >= 0) close(old);
 }
 
 void log_setlevel(int level)
 {
-    mutex_holder hold(&loglock);
     loglevel = level;
 }
 
 int log_getlevel(void)
 {
-    mutex_holder hold(&loglock);
     return loglevel;
+}
+
+[[gnu::format(printf, 1, 0)]] static void stderr_vprint(const char *format, va_list args)
+{
+    vfprintf(stderr, format, args);
+    fflush(stderr);
 }
 
 void message_printstderr(const char *format, ...)
 {
     va_list args;
     va_start(args, format);
-    writetext(stderr, format, args);
+    stderr_vprint(format, args);
     va_end(args);
 }
 
 // The variable is read afresh for each line, so that it can be switched in a running process.
-static int tracelevel(void)
+static int tracelevel_get(void)
 {
     const char *text = getenv("TESK_VANTO_REMOTE_OBJECT_TRACE");
     return text != nullptr ? static_cast<int32_t>(atol(text)) : INT32_MIN;
@@ -119,13 +189,14 @@ static int tracelevel(void)
 
 void trace_line(int level, const char *format, ...)
 {
-    if (tracelevel() < level) return;
-    mutex_holder hold(&loglock);
+    if (tracelevel_get() < level) return;
+    flockfile(stderr); // keeps prefix and text together
     fprintf(stderr, "VANTO REMOTE OBJECT [%ld] %2d ", static_cast<long>(getpid()), level);
     va_list args;
     va_start(args, format);
-    writetext(stderr, format, args);
+    stderr_vprint(format, args);
     va_end(args);
+    funlockfile(stderr);
 }
 
 } // namespace vnt

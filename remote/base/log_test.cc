@@ -1,13 +1,69 @@
 #include "remote/base/log.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
 
 namespace vnt {
 
-// The lines of the log itself are compared by the tests of those who write them.
+static std::string line(int level, const std::string &text)
+{
+    std::string id = std::to_string(getpid());
+    id.insert(0, 10 - id.size(), ' ');
+    return "[" + id + ":000" + std::to_string(level) + "] " + text + "\n";
+}
+
+// Up to n bytes that are here.
+static std::string drain(int fd, size_t n)
+{
+    std::string text(n, '\0');
+    text.resize(static_cast<size_t>(std::max<ssize_t>(read(fd, text.data(), n), 0)));
+    return text;
+}
+
+// The server stopped for good, SIGTERM included, when its standard error was a full pipe.
+TEST(Log, APipeWithoutAReaderCostsLinesAndNotTheProcess)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    log_setfd(ends[1]);
+    const std::string first = line(2, "a line");
+    size_t lines = static_cast<size_t>(fcntl(ends[1], F_GETPIPE_SZ)) / first.size() + 2;
+    for (size_t i = 0; i < lines; i++)
+        log_line(LOG_WARNING, "a line\n");
+    log_line(LOG_DEBUG, "is not due\n");
+    std::string text = drain(ends[0], 1 << 20);
+    size_t written = text.size() / first.size();
+    EXPECT_LE(written, lines - 2);
+    EXPECT_EQ(text.substr(0, first.size()), first);
+    log_line(LOG_WARNING, "has room\n");
+    EXPECT_EQ(drain(ends[0], 1 << 20),
+              line(1, std::to_string(lines - written) + " log lines were dropped") +
+                  line(2, "has room"));
+    EXPECT_EQ(fcntl(ends[1], F_GETFL) & O_NONBLOCK, 0) << "the mode is shared with others";
+    log_setfd(-1);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(Log, ALongLineIsCutAndStaysALine)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    log_setfd(ends[1]);
+    for (int length : {4075, 4076, 4077}) {
+        log_line(LOG_ERROR, "%0*d\n", length, 7);
+        std::string text = drain(ends[0], 1 << 16);
+        EXPECT_EQ(text.size(), std::min(18u + 1 + length, 4095u)) << length;
+        EXPECT_EQ(text.find('\n'), text.size() - 1) << length;
+    }
+    log_setfd(-1);
+    close(ends[0]);
+    close(ends[1]);
+}
+
 TEST(Trace, TheVariableIsReadAfreshForEachLine)
 {
     const std::string line =

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <iterator>
 #include <unistd.h>
 
@@ -31,8 +32,8 @@ static const char usage[] = "VANTO remote object for file descriptor based trans
                             "                     registers the user function.\n"
                             "  -help              Show this help.\n";
 
-// A number with nothing behind it.  What is wrong with another is said.
-static bool parsenumber(const char *text, int base, int64_t least, int64_t most, int64_t *number)
+// Parses the whole text as a number; prints what is wrong otherwise.
+static bool number_parse(const char *text, int base, int64_t least, int64_t most, int64_t *number)
 {
     char *end;
     errno = 0;
@@ -45,25 +46,31 @@ static bool parsenumber(const char *text, int base, int64_t least, int64_t most,
     return errno == 0;
 }
 
-static void closelog(void)
+static void fd_close(int *fd)
 {
-    FILE *old = log_getstream();
-    log_setstream(stderr);
-    if (old != nullptr && old != stderr) fclose(old);
+    if (*fd >= 0) close(*fd);
+    *fd = -1;
+}
+
+static void log_switch(server_options *o, int fd)
+{
+    log_setfd(fd >= 0 ? fd : STDERR_FILENO);
+    fd_close(&o->logfd);
+    o->logfd = fd;
 }
 
 // The functions of the options: `value` is what stands behind the "=".  They return as
 // options_read does.
 
-static int read_logfile(server_options *, const char *value)
+// Appending lets others truncate the file, as log rotation does, or write to it.
+static int read_logfile(server_options *o, const char *value)
 {
-    FILE *file = fopen(value, "we");
-    if (file == nullptr) {
+    int fd = open(value, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
+    if (fd < 0) {
         perror("fopen");
         return -1;
     }
-    closelog();
-    log_setstream(file);
+    log_switch(o, fd);
     return 0;
 }
 
@@ -85,22 +92,19 @@ static int read_library(server_options *o, const char *value)
     log_fatal("Failed to load libraries: %d\n", rc);
 }
 
-static int read_pidfile(server_options *, const char *value)
+static int read_pidfile(server_options *o, const char *value)
 {
-    FILE *file = fopen(value, "we");
-    if (file == nullptr) {
-        fprintf(stderr, "Failed to open pid file %s\n", value);
-        return -1;
-    }
-    fprintf(file, "%d", static_cast<int>(getpid()));
-    fclose(file);
-    return 0;
+    fd_close(&o->pidfd);
+    o->pidfd = open(value, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (o->pidfd >= 0) return 0;
+    fprintf(stderr, "Failed to open pid file %s\n", value);
+    return -1;
 }
 
 static int read_actiontimeout(server_options *o, const char *value)
 {
     int64_t seconds;
-    if (!parsenumber(value, 10, INT32_MIN, INT32_MAX, &seconds)) return -1;
+    if (!number_parse(value, 10, INT32_MIN, INT32_MAX, &seconds)) return -1;
     o->actiontimeout = static_cast<int32_t>(seconds);
     return 0;
 }
@@ -109,7 +113,7 @@ static int read_actiontimeout(server_options *o, const char *value)
 static int read_polling(server_options *o, const char *value)
 {
     int64_t milliseconds;
-    if (!parsenumber(value, 9, 0, UINT32_MAX, &milliseconds)) return -1;
+    if (!number_parse(value, 9, 0, UINT32_MAX, &milliseconds)) return -1;
     o->polling = static_cast<uint32_t>(milliseconds);
     return 0;
 }
@@ -152,7 +156,7 @@ static int read_debug(server_options *, const char *)
     return 0;
 }
 
-// A level out of range is said and taken all the same.
+// A level out of range is reported, and used all the same.
 static int read_loglevel(server_options *, const char *value)
 {
     long level = atol(value);
@@ -250,7 +254,8 @@ int options_read(server_options *o, int argc, char **argv)
     o->argv = argv;
     o->polling = 1000;
     o->actiontimeout = 10;
-    log_setstream(stderr);
+    o->logfd = o->pidfd = -1;
+    log_setfd(STDERR_FILENO);
     log_setlevel(LOG_WARNING);
 
     // The log first, so that it holds all the rest; libraries before anything that they may serve.
@@ -264,9 +269,17 @@ int options_read(server_options *o, int argc, char **argv)
     return rc;
 }
 
+void options_writepid(server_options *o)
+{
+    if (o->pidfd < 0) return;
+    if (ftruncate(o->pidfd, 0) != 0 || dprintf(o->pidfd, "%d", getpid()) < 0) log_syscall("write");
+    fd_close(&o->pidfd);
+}
+
 void options_release(server_options *o)
 {
-    closelog();
+    log_switch(o, -1);
+    fd_close(&o->pidfd);
     while (o->nlibraries > 0)
         library_close(o->libraries[--o->nlibraries]);
     free(o->libraries);

@@ -1,7 +1,7 @@
 // options.h: what the command line and the environment tell the server.
 //
-// Ownership: the strings belong to the argument vector and the environment; the log stream and
-// the libraries are released by options_release.
+// Ownership: the strings belong to the argument vector and the environment; the log, the pid file
+// and the libraries are released by options_release.
 //
 // Threads: one, before any other is started.
 
@@ -23,12 +23,18 @@ struct server_options {
     int32_t actiontimeout; // seconds
     library **libraries;   // in the order of their options
     int nlibraries;
+    int logfd; // -1 where the log is standard error
+    int pidfd; // -1 without a pid file, and once that is written
 };
 
 // Reads everything and sets up the log.  Returns 0 to go on, 1 when help was asked for and given,
 // -1 when something is wrong and has been said.  A library that cannot be loaded ends the process.
 // The options are to be released in any case.
 int options_read(server_options *o, int argc, char **argv);
+
+// Writes the process id into the pid file, which only a server that listens may do: the file may be
+// that of a running one.
+void options_writepid(server_options *o);
 
 // Closes the log, unless it is standard error, and the libraries, newest first.
 void options_release(server_options *o);

@@ -7,9 +7,21 @@
 #include "remote/server/signals.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/resource.h>
 
 namespace vnt {
+
+// A server may be started with its standard descriptors closed.  Left free, they would go to
+// clients, who would then get what is written to standard error.
+static void occupystandard(void)
+{
+    int fd;
+    do
+        fd = open("/dev/null", O_RDWR);
+    while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd >= 0) close(fd);
+}
 
 // A worker takes six descriptors here.
 static void raiselimit(void)
@@ -46,6 +58,7 @@ static int start(server *s)
         return -1;
     }
     if (acceptor_open(s) != 0) return -1;
+    options_writepid(&s->options);
     errno = pthread_mutex_init(&s->lock, nullptr);
     if (errno == 0) return startreaper(s);
     log_syscall("mutex_init");
@@ -78,6 +91,7 @@ int server_run(const server_parts &parts, int argc, char **argv)
 {
     static server theserver;
     server *s = &theserver;
+    occupystandard();
     s->parts = parts;
     s->listenfd = s->reservefd = -1;
     int rc = options_read(&s->options, argc, argv);

@@ -5,10 +5,10 @@
 // dies of what a worker or a client does.
 //
 // Threads: the server's lock guards the list of workers and the listening socket.  It is taken
-// before a worker's lock; the locks of owned.h and of the log come last.  The main thread holds
-// the descriptors' and the log's lock across fork(), and the server's until the new worker is in
-// the list with its id.  So the worker starts out of a settled state, and touches no lock but the
-// log's, and nobody looks for a worker that is not there yet.
+// before a worker's lock; the lock of owned.h comes last.  The main thread holds that across
+// fork(), and the server's until the new worker is in the list with its id.  So the worker starts
+// from a settled table of descriptors, touches no lock of the server, and is never looked up before
+// it is there.
 
 #pragma once
 

@@ -11,21 +11,17 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <stdio_ext.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace vnt {
 
-static void resetlog(void)
+// A worker logs to standard error, wherever the server logs.
+static void resetlog(server *s)
 {
-    FILE *stream = log_getstream();
-    if (stream != nullptr && stream != stderr) {
-        __fpurge(stream); // what a full disk did not take is the server's
-        fclose(stream);
-    }
-    log_setstream(stderr);
+    log_setfd(STDERR_FILENO);
+    if (s->options.logfd >= 0) close(s->options.logfd);
 }
 
 // A worker does not outlive its server, also where the server is killed.  The signal is bound to
@@ -70,18 +66,15 @@ static pid_t fork_worker(server *s, server_child *c, const char *peer)
         return -1;
     }
     owned_lock();
-    log_lock();
     pid_t id = s->parts.fork();
     if (id == 0) {
-        log_unlock(); // the server's other locks are never touched here
-        child_become(c);
+        child_become(c); // no lock of the server is touched here
         follow(serverid);
-        resetlog();
+        resetlog(s);
         signals_reset();
         limitcore();
         live(s, c, peer);
     }
-    log_unlock();
     owned_unlock();
     if (id < 0) return id;
     child_start(c, id);
