@@ -36,7 +36,7 @@ static int openlistener(const struct addrinfo *address)
         fprintf(stderr, "Invalid address length (%u vs. %u)\n", address->ai_addrlen, longest);
     else if (bind(fd, address->ai_addr, address->ai_addrlen) != 0)
         failed = "bind";
-    else if (listen(fd, 10) != 0)
+    else if (listen(fd, SOMAXCONN) != 0)
         failed = "listen";
     else
         return fd;
@@ -55,8 +55,8 @@ void acceptor_announce(const server *s)
         log_line(LOG_INFO, "Server started on %s\n", name);
 }
 
-// A port that is none would be taken for the one that its last 16 bits make.
-static bool isport(const char *text)
+// Ports above 65535 would wrap around; reject them.
+static bool port_isvalid(const char *text)
 {
     return strtoul(text, nullptr, 10) <= UINT16_MAX;
 }
@@ -68,7 +68,7 @@ int acceptor_open(server *s)
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG | AI_NUMERICSERV;
     int code = EAI_SERVICE;
-    if (isport(s->options.port))
+    if (port_isvalid(s->options.port))
         code = getaddrinfo(s->options.host, s->options.port, &hints, &found);
     if (code != 0) {
         int saved = errno;
@@ -174,7 +174,9 @@ bool acceptor_serve(server *s)
     open.timeout = s->options.actiontimeout * int64_t(1000);
     open.actions = {s, spawn_worker, spawn_reconnect};
     int64_t resume = 0; // when accepting goes on
-    while (!s->stop) {
+    for (;;) {
+        signals_take();
+        if (s->stop) return true;
         struct pollfd fds[1 + HANDSHAKES_MAX];
         int wait = handshakes_poll(&open, fds + 1);
         int64_t pause = resume - clock_ms();
@@ -191,7 +193,6 @@ bool acceptor_serve(server *s)
         if (paused < 0) return false;
         if (paused > 0) resume = clock_ms() + paused;
     }
-    return true;
 }
 
 } // namespace vnt

@@ -16,6 +16,7 @@ namespace vnt {
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static uint64_t *noted; // one bit per descriptor
 static int64_t words;
+static int64_t usedwords; // up to the highest descriptor ever noted
 
 void owned_lock(void)
 {
@@ -49,7 +50,7 @@ void owned_destroy(void)
 {
     free(noted);
     noted = nullptr;
-    words = 0;
+    words = usedwords = 0;
 }
 
 int owned_add(int fd)
@@ -62,6 +63,7 @@ int owned_add(int fd)
         return -1;
     }
     if (!isnoted(fd)) flip(fd);
+    usedwords = std::max<int64_t>(usedwords, fd / 64 + 1);
     return fd;
 }
 
@@ -92,7 +94,8 @@ void owned_closeothers(const int *keep, int count)
 {
     for (int i = 0; i < count; i++)
         flip(keep[i]);
-    for (int64_t w = 0; w < words; w++) {
+    // Not the whole table: where a process may open 2^30 descriptors, that is 128 MiB.
+    for (int64_t w = 0; w < usedwords; w++) {
         for (; noted[w] != 0; noted[w] &= noted[w] - 1)
             close(static_cast<int>(w * 64 + __builtin_ctzll(noted[w])));
     }

@@ -16,6 +16,7 @@ static void sighup_handler(int, siginfo_t *, void *)
 static void sigchild_handler(int, siginfo_t *, void *) {}
 
 static constexpr int stopsignals[] = {SIGHUP, SIGINT, SIGTERM};
+static constexpr int ignoredsignals[] = {SIGPIPE, SIGUSR1, SIGUSR2};
 
 static void ownsignals(sigset_t *set)
 {
@@ -46,7 +47,8 @@ void signals_catch(server *s)
     handle(SIGCHLD, sigchild_handler, SA_RESTART);
     for (int signal : stopsignals)
         handle(signal, sighup_handler, 0);
-    signal(SIGPIPE, SIG_IGN);
+    for (int s : ignoredsignals)
+        signal(s, SIG_IGN);
 }
 
 void signals_openmask(sigset_t *mask)
@@ -56,8 +58,18 @@ void signals_openmask(sigset_t *mask)
         sigdelset(mask, signal);
 }
 
+void signals_take(void)
+{
+    sigset_t open, before;
+    signals_openmask(&open);
+    pthread_sigmask(SIG_SETMASK, &open, &before);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 void signals_reset(void)
 {
+    for (int s : {SIGUSR1, SIGUSR2})
+        signal(s, SIG_DFL);
     signal(SIGCHLD, SIG_DFL);
     for (int s : stopsignals)
         signal(s, SIG_DFL);
