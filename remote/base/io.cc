@@ -1,5 +1,6 @@
 #include "remote/base/io.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -37,11 +38,16 @@ static ssize_t readsome(int fd, void *bytes, size_t n)
     return done;
 }
 
+static constexpr int SHORTAGE_WAIT = 10; // milliseconds until memory may be there again
+
 // After a call that moved nothing: returns whether to call again.
 static bool retry(ssize_t done, int fd, short events, int stopfd, int64_t deadline)
 {
     if (done == 0) return false;
     if (errno == EINTR) return true;
+    if (errno == ENOMEM || errno == ENOBUFS)
+        return io_wait(-1, 0, stopfd, std::min(clock_afterms(SHORTAGE_WAIT), deadline)) == 0 &&
+               clock_left(deadline) > 0;
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
     return io_wait(fd, events, stopfd, deadline) > 0;
 }

@@ -45,16 +45,17 @@ void socket_tune(int fd)
     };
     set(IPPROTO_TCP, TCP_NODELAY, 1);
     set(SOL_SOCKET, SO_KEEPALIVE, 1);
-    set(IPPROTO_TCP, TCP_KEEPIDLE, 60);
-    set(IPPROTO_TCP, TCP_KEEPINTVL, 10);
-    set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, 25);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, 5);
+    set(IPPROTO_TCP, TCP_KEEPCNT, 4);
 }
 
 bool socket_silent(int fd, int milliseconds)
 {
     struct tcp_info info = {};
     socklen_t length = sizeof info;
-    return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) == 0 && info.tcpi_unacked > 0 &&
+    if (getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return false;
+    return info.tcpi_retransmits + info.tcpi_probes >= 2 &&
            info.tcpi_last_ack_recv > static_cast<uint32_t>(milliseconds);
 }
 

@@ -13,7 +13,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -25,32 +28,34 @@ static constexpr int WIDE_CHILDREN = 24;
 static constexpr int NARROW_PIPES = 4096;
 static std::atomic<int> standing; // records
 
-static void setnonblocking(int fd)
+static constexpr int HELLO_TIME = 1000; // milliseconds for the answer to a returning client
+
+static void fd_setnonblocking(int fd)
 {
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
 }
 
 // A pipe between `worker`, which blocks, and `server`, which does not.  The size is a wish.
-static int makepipe(int *readend, int *writeend, int *server, int size)
+static int pipe_make(int *readend, int *writeend, int *server, int size)
 {
     if (owned_pipe(readend, writeend) != 0) return -1;
     if (size > 0) fcntl(*readend, F_SETPIPE_SZ, size);
-    setnonblocking(*server);
+    fd_setnonblocking(*server);
     return 0;
 }
 
-static int makepipes(server_child *c)
+static int pipes_make(server_child *c)
 {
     int data = standing <= WIDE_CHILDREN ? WIDE_PIPES : 0;
-    int rc = makepipe(&c->worker.infd, &c->requestfd, &c->requestfd, data);
-    if (rc == 0) rc = makepipe(&c->worker.controlfd, &c->controlfd, &c->controlfd, NARROW_PIPES);
-    if (rc == 0) rc = makepipe(&c->responsefd, &c->worker.outfd, &c->responsefd, data);
-    if (rc == 0) rc = makepipe(&c->statusfd, &c->worker.statusfd, &c->statusfd, NARROW_PIPES);
+    int rc = pipe_make(&c->worker.infd, &c->requestfd, &c->requestfd, data);
+    if (rc == 0) rc = pipe_make(&c->worker.controlfd, &c->controlfd, &c->controlfd, NARROW_PIPES);
+    if (rc == 0) rc = pipe_make(&c->responsefd, &c->worker.outfd, &c->responsefd, data);
+    if (rc == 0) rc = pipe_make(&c->statusfd, &c->worker.statusfd, &c->statusfd, NARROW_PIPES);
     if (rc == 0) rc = c->stopfd = owned_add(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     return rc < 0 ? -1 : 0;
 }
 
-static int makelocks(server_child *c)
+static int locks_make(server_child *c)
 {
     errno = pthread_mutex_init(&c->lock, nullptr);
     if (errno != 0) {
@@ -75,8 +80,8 @@ static int makelocks(server_child *c)
 
 // A thread on a stack of the slab; on one of its own where the process keeps so much per thread
 // that the small one does not do.
-static int startthread(pthread_t *thread, char (&stack)[SLAB_STACK], void *(*body)(void *),
-                       void *arg)
+static int pump_start(pthread_t *thread, char (&stack)[SLAB_STACK], void *(*body)(void *),
+                      void *arg)
 {
     pthread_attr_t attributes;
     int rc = pthread_attr_init(&attributes);
@@ -87,12 +92,12 @@ static int startthread(pthread_t *thread, char (&stack)[SLAB_STACK], void *(*bod
     return rc != EINVAL ? rc : pthread_create(thread, nullptr, body, arg);
 }
 
-static int startpumps(server_child *c)
+static int pumps_start(server_child *c)
 {
     void *(*const bodies[2])(void *) = {pump_tochild, pump_fromchild};
     for (; c->npumps < 2; c->npumps++) {
         int i = c->npumps;
-        errno = startthread(&c->pumps[i], c->memory->stacks[i], bodies[i], c);
+        errno = pump_start(&c->pumps[i], c->memory->stacks[i], bodies[i], c);
         if (errno != 0) {
             log_syscall("thread_create");
             return -1;
@@ -106,22 +111,22 @@ static int startpumps(server_child *c)
     return 0;
 }
 
-static int build(server_child *c)
+static int child_build(server_child *c)
 {
     c->memory = slab_take();
     if (c->memory == nullptr) {
         log_syscall("malloc");
         return -1;
     }
-    if (makepipes(c) != 0) {
+    if (pipes_make(c) != 0) {
         log_syscall("pipe");
         return -1;
     }
-    if (makelocks(c) != 0) return -1;
-    return startpumps(c);
+    if (locks_make(c) != 0) return -1;
+    return pumps_start(c);
 }
 
-server_child *child_create(int client, int grace)
+server_child *child_create(int client, const char *peer, int grace)
 {
     server_child *c = static_cast<server_child *>(calloc(1, sizeof *c));
     if (c == nullptr) {
@@ -134,10 +139,11 @@ server_child *child_create(int client, int grace)
     c->client = -1;
     c->pending = PENDING_NONE;
     c->grace = grace;
-    // The lines of level 4 tell of every read, and those are to be of a readable size.
+    snprintf(c->peer, sizeof c->peer, "%s", peer);
+    // At level 4 the log has a line for each read, of a size that people can follow.
     c->copying = log_getlevel() >= LOG_DEBUG;
     c->chunk = c->copying ? 4096 : SLAB_BUFFER;
-    if (build(c) != 0) {
+    if (child_build(c) != 0) {
         child_destroy(c);
         return nullptr;
     }
@@ -145,7 +151,7 @@ server_child *child_create(int client, int grace)
     return c;
 }
 
-static void closeworkerends(server_child *c)
+static void workerends_close(server_child *c)
 {
     for (int *fd : {&c->worker.infd, &c->worker.outfd, &c->worker.statusfd, &c->worker.controlfd}) {
         owned_close(*fd);
@@ -155,9 +161,10 @@ static void closeworkerends(server_child *c)
 
 void child_start(server_child *c, pid_t id)
 {
-    closeworkerends(c);
+    workerends_close(c);
     mutex_holder hold(&c->lock);
     c->id = id;
+    c->started = clock_ms();
     pthread_cond_broadcast(&c->changed);
 }
 
@@ -173,22 +180,39 @@ void child_signal(server_child *c, int signal)
     if (!c->reaped && c->id > 0) kill(c->id, signal);
 }
 
-void child_kill(server_child *c)
+void child_kill(server_child *c, const char *reason)
 {
+    {
+        mutex_holder hold(&c->lock);
+        if (c->reason == nullptr) c->reason = reason;
+    }
     child_signal(c, SIGKILL);
+}
+
+// A client that gave up before the worker could be handed over.  Under the record's lock.
+static void pending_dropdead(server_child *c)
+{
+    if (c->pending < 0 || socket_alive(c->pending)) return;
+    owned_close(c->pending);
+    c->pending = PENDING_NONE;
 }
 
 bool child_handover(server_child *c, int client, const void *hello, size_t length)
 {
     mutex_holder hold(&c->lock);
-    if (c->pending >= 0 && !socket_alive(c->pending)) {
-        owned_close(c->pending); // it gave up before the worker was there to be taken
-        c->pending = PENDING_NONE;
-    }
+    pending_dropdead(c);
     if (c->pending != PENDING_NONE) return false;
-    // Ten bytes into a fresh connection: there is room, or nobody.
-    if (io_writeall(client, hello, length, c->stopfd, CLOCK_NEVER) != 0) log_syscall("safe_write");
+    // Ten bytes into a fresh connection: there is room, or the client has gone.
+    if (io_writeall(client, hello, length, c->stopfd, clock_afterms(HELLO_TIME)) != 0) {
+        log_syscall("safe_write");
+        owned_close(client); // with half a greeting it would wait for the rest for ever
+        return true;
+    }
     c->pending = client;
+    socknam(client, 1, c->peer);
+    // The network of the old client may have failed, and the system not know yet.  The to-child
+    // pump reads an end of file now.
+    if (c->left) shutdown(c->client, SHUT_RD);
     pthread_cond_broadcast(&c->changed);
     return true;
 }
@@ -202,16 +226,47 @@ void child_stop(server_child *c)
     pthread_cond_broadcast(&c->changed);
 }
 
-void child_drain(server_child *c, int64_t deadline)
+bool child_farewell(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    int bytes = 0;
+    return c->farewell || (ioctl(c->statusfd, FIONREAD, &bytes) == 0 && bytes > 0);
+}
+
+static child_traffic traffic_read(server_child *c)
+{
+    child_traffic now = {};
+    mutex_holder hold(&c->lock); // the socket must stay
+    ioctl(c->requestfd, FIONREAD, &now.unread);
+    ioctl(c->client, SIOCOUTQ, &now.unsent);
+    now.relayed = c->relayed;
+    now.since = clock_ms();
+    return now;
+}
+
+void child_measure(server_child *c, child_traffic *t)
+{
+    *t = traffic_read(c);
+}
+
+int64_t child_idletime(server_child *c, child_traffic *t)
+{
+    child_traffic now = traffic_read(c);
+    if (now.unread != t->unread || now.unsent != t->unsent || now.relayed != t->relayed) *t = now;
+    return now.since - t->since;
+}
+
+bool child_drain(server_child *c, int64_t deadline)
 {
     struct timespec end = {deadline / 1000, deadline % 1000 * 1000000};
     mutex_holder hold(&c->lock);
     int rc = 0;
     while (!c->drained && rc != ETIMEDOUT)
         rc = pthread_cond_timedwait(&c->changed, &c->lock, &end);
+    return c->drained;
 }
 
-static void endpumps(server_child *c)
+static void pumps_end(server_child *c)
 {
     if (c->npumps > 0) {
         child_stop(c);
@@ -223,8 +278,8 @@ static void endpumps(server_child *c)
 
 void child_destroy(server_child *c)
 {
-    endpumps(c);
-    closeworkerends(c);
+    pumps_end(c);
+    workerends_close(c);
     for (int fd : {c->client, c->requestfd, c->controlfd, c->responsefd, c->statusfd, c->stopfd})
         owned_close(fd);
     if (c->nlocks > 1) pthread_cond_destroy(&c->changed);

@@ -1,17 +1,20 @@
 // children.h: the server's records of its workers: four pipes, two pumps, a process and the socket
 // of its client.
 //
-// A record is made before its process, whose pumps wait until it is known.  From then on it stands
-// until the process has ended and the reaper, or the server's end, destroys it.
+// A record is made before its process, and its pumps wait until the process is known.  From then
+// on it stands until the process has ended and the reaper, or the server's end, destroys it.
 //
 // Ownership: a record owns its descriptors, all noted in owned.h, its pump threads and its slab.
 // The to-child pump alone replaces the client's socket and closes the worker's input early.
 //
 // Threads: the lock of a record guards what is marked so; it is taken after the server's lock.
 // Everything else is set before the pumps start or belongs to the thread that the comment names.
+//
+// Errors: a call that can fail logs what failed.
 
 #pragma once
 
+#include "remote/base/socket.h"
 #include "remote/handler/child.h"
 #include "remote/server/slabs.h"
 
@@ -26,6 +29,17 @@ namespace vnt {
 // What `pending` says beside the descriptor of a client that is to be taken.
 enum : int { PENDING_NONE = -1, PENDING_TEARDOWN = -2 };
 
+// Where a worker's report on its status pipe stands: not here yet, read, or never to come.
+enum report_state { REPORT_AWAITED, REPORT_READ, REPORT_BROKEN };
+
+// What moves between a worker and its client, and when it last did.
+struct child_traffic {
+    int unread;       // bytes in the worker's input
+    int unsent;       // bytes in the client's socket that the client has not acknowledged
+    uint64_t relayed; // bytes of the worker that the client's socket took
+    int64_t since;    // of clock_ms()
+};
+
 struct server_child {
     server_child *next;  // under the server's lock
     worker_child worker; // the worker's ends; -1 in the server once the process is forked
@@ -33,32 +47,42 @@ struct server_child {
     int controlfd;
     int responsefd; // the worker's output
     int statusfd;
-    int stopfd;   // readable once the pumps are to end
-    int grace;    // milliseconds that a vanished client's worker has to say that it is parked
-    size_t chunk; // how much the pumps read at once where they copy
-    std::atomic<bool> copying; // else bytes go from socket to pipe and back without being looked at
+    int stopfd;                    // readable once the pumps are to end
+    int grace;                     // milliseconds, see server.h
+    int64_t started;               // of clock_ms()
+    size_t chunk;                  // how much the pumps read at once where they copy
+    std::atomic<bool> copying;     // else bytes go from socket to pipe and back by splice()
+    std::atomic<uint64_t> relayed; // see child_traffic
+
+    report_state reported; // this and the next are the to-child pump's
+    int32_t report;        // 0 at a regular end, the worker's id when its client has left it
+    child_traffic ending;  // what the client still takes after the worker's end; the reaper's
 
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;
-    int32_t id;   // of the process; 0 until it is forked
-    int client;   // its socket; the to-child pump and, while relaying, the other may read it freely
-    int pending;  // the socket of a client that wants the worker, or one of PENDING_*
-    bool stopped; // the worker has ended, or is being ended
-    bool reaped;  // the process id is not ours any more
-    bool relaying; // the from-child pump is passing bytes on, so that `client` must stay
-    bool deaf;     // the client takes nothing any more: what the worker says is dropped
-    bool drained;  // the from-child pump is at its end
+    int32_t id;         // of the process; 0 until it is forked
+    int client;         // its socket; the to-child pump and, while relaying, the other may use it
+    int pending;        // the socket of a client that wants the worker, or one of PENDING_*
+    bool left;          // by its client, which has nothing to say any more
+    bool stopped;       // the worker has ended, or is being ended
+    bool reaped;        // the process id is not ours any more
+    bool relaying;      // the from-child pump is passing bytes on, so that `client` must stay
+    bool discarding;    // the client takes nothing any more: what the worker sends is dropped
+    bool drained;       // the from-child pump has ended
+    bool farewell;      // the worker has reported a regular end
+    const char *reason; // why the server has killed the worker; null when it has not
+    char peer[SOCKNAM_SIZE]; // the address of the client that came last
 
     slab *memory;
     pthread_t pumps[2]; // to the child, from the child
     int npumps;
-    int waiting; // pumps that have come to wait for the id
+    int waiting; // pumps that wait for the id
     int nlocks;  // of lock and changed, how many stand
 };
 
 // Makes a record with its pumps waiting.  `client` becomes the record's once it is started.
-// Returns null when something could not be made, which has been logged.
-server_child *child_create(int client, int grace);
+// Returns null when something could not be made.
+server_child *child_create(int client, const char *peer, int grace);
 
 // In the server, after fork(): closes the worker's ends and lets the pumps work.
 void child_start(server_child *c, pid_t id);
@@ -67,21 +91,30 @@ void child_start(server_child *c, pid_t id);
 // the worker's ends.
 void child_become(server_child *c);
 
-// SIGKILL, unless the process has been collected already.
-void child_kill(server_child *c);
+// Sends a signal, unless the process has been collected already.
 void child_signal(server_child *c, int signal);
 
+// SIGKILL.  The reason, a constant, is for the log; the first one counts, null is none.
+void child_kill(server_child *c, const char *reason);
+
 // Hands the worker to a client that says it has left it before.  `hello` is sent under the
-// record's lock, ahead of everything that the worker may send.  Returns false when there already
-// is such a client; the socket stays the caller's then.
+// record's lock, ahead of everything that the worker may send.  Returns false when another such
+// client waits already; the socket stays the caller's then.
 bool child_handover(server_child *c, int client, const void *hello, size_t length);
 
 // Says that the worker has ended, or is to end: waiting pumps wake up.
 void child_stop(server_child *c);
 
+// Whether a worker that exited with status 0 had served its client to the end before.
+bool child_farewell(server_child *c);
+
+// Begins to measure, and returns the milliseconds for which nothing has moved.
+void child_measure(server_child *c, child_traffic *t);
+int64_t child_idletime(server_child *c, child_traffic *t);
+
 // Waits until everything that the worker wrote has been passed on, but not beyond `deadline` of
-// clock_ms().
-void child_drain(server_child *c, int64_t deadline);
+// clock_ms().  Returns whether it has.
+bool child_drain(server_child *c, int64_t deadline);
 
 // Ends the pumps, closes everything, frees the record.  Takes any state that create can leave.
 void child_destroy(server_child *c);

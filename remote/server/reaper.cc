@@ -14,12 +14,14 @@
 
 namespace vnt {
 
-// How long the last words of workers that have ended may take to reach their clients.
+// How long a pass of the reaper waits for the last answers of ended workers to reach their
+// clients.  Those that are still moving after that are left to the next passes.
 static constexpr int DRAIN_TIME = 1000;
 
 // Waits for the polling interval.  Returns true when the server is to end.  The nanoseconds are
-// not carried into the seconds: a deadline that is none for that reason counts as passed.
-static bool await_stop(server *s)
+// meant not to be carried into the seconds: sem_timedwait() rejects a deadline with too many of
+// them at once, and that counts as the end of the interval.
+static bool stop_await(server *s)
 {
     struct timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
@@ -31,7 +33,7 @@ static bool await_stop(server *s)
 }
 
 // Takes the record of a process out of the list; null when there is none.
-static server_child *unlink_child(server *s, pid_t id)
+static server_child *child_unlink(server *s, pid_t id)
 {
     mutex_holder hold(&s->lock);
     for (server_child **link = &s->children; *link != nullptr; link = &(*link)->next) {
@@ -44,7 +46,7 @@ static server_child *unlink_child(server *s, pid_t id)
 }
 
 // From here on nobody kills the process: its id may soon be another's.
-static void mark_reaped(server_child *c)
+static void child_markreaped(server_child *c)
 {
     mutex_holder hold(&c->lock);
     c->reaped = true;
@@ -60,12 +62,22 @@ static void teardown(server_child *c)
     log_line(LOG_DEBUG, "Child %d cleaned.\n", id);
 }
 
-// Tears down the ended workers.  All of them have the same time to drain, in milliseconds.
-static void teardown_all(server *s, int draintime)
+// Tears down the ended workers whose last answers have been taken, or are not taken any more.
+static void teardown_settled(server *s)
 {
-    int64_t deadline = clock_ms() + draintime;
-    for (server_child *c = s->ended; c != nullptr; c = c->next)
-        child_drain(c, deadline);
+    for (server_child **link = &s->ended; *link != nullptr;) {
+        server_child *c = *link;
+        if (!child_drain(c, 0) && child_idletime(c, &c->ending) < c->grace) {
+            link = &c->next;
+            continue;
+        }
+        *link = c->next;
+        teardown(c);
+    }
+}
+
+static void teardown_all(server *s)
+{
     while (s->ended != nullptr) {
         server_child *c = s->ended;
         s->ended = c->next;
@@ -73,30 +85,51 @@ static void teardown_all(server *s, int draintime)
     }
 }
 
-// One ended process, not collected yet; 0 when there is none.
-static pid_t peek(void)
+// One ended process, not collected yet; its id is 0 when there is none.
+static siginfo_t ended_peek(void)
 {
     siginfo_t info = {};
-    int rc = waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT);
-    return rc == 0 ? info.si_pid : 0;
+    if (waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0) info.si_pid = 0;
+    return info;
 }
 
-static void collect(server *s)
+// A worker's end that its client did not ask for.
+static void exit_report(server_child *c, const siginfo_t *info)
 {
-    for (pid_t id = peek(); id != 0; id = peek()) {
-        server_child *c = unlink_child(s, id);
-        if (c != nullptr) mark_reaped(c);
-        waitpid(id, nullptr, 0);
-        log_line(LOG_DEBUG, "Child %d reaped.\n", id);
-        if (c == nullptr) continue; // not ours to know
-        child_stop(c);
-        c->next = s->ended;
-        s->ended = c;
-    }
-    teardown_all(s, DRAIN_TIME);
+    bool exited = info->si_code == CLD_EXITED;
+    if (exited && info->si_status == 0 && child_farewell(c)) return;
+    mutex_holder hold(&c->lock);
+    log_line(LOG_WARNING, "Child %d of client %s ended with %s %d after %lld s%s%s\n", c->id,
+             c->peer, exited ? "exit status" : "signal", info->si_status,
+             static_cast<long long>((clock_ms() - c->started) / 1000),
+             c->reason != nullptr ? ": " : "", c->reason != nullptr ? c->reason : "");
 }
 
-static void end_child(server_child *c)
+// Takes an ended process and the record of it.
+static void collect(server *s, const siginfo_t *info, int64_t deadline)
+{
+    server_child *c = child_unlink(s, info->si_pid);
+    if (c != nullptr) child_markreaped(c);
+    waitpid(info->si_pid, nullptr, 0);
+    log_line(LOG_DEBUG, "Child %d reaped.\n", info->si_pid);
+    if (c == nullptr) return; // a child of a loaded library
+    exit_report(c, info);
+    child_stop(c);
+    child_measure(c, &c->ending);
+    child_drain(c, deadline);
+    c->next = s->ended;
+    s->ended = c;
+}
+
+static void collect_all(server *s)
+{
+    int64_t deadline = clock_ms() + DRAIN_TIME;
+    for (siginfo_t info = ended_peek(); info.si_pid != 0; info = ended_peek())
+        collect(s, &info, deadline);
+    teardown_settled(s);
+}
+
+static void child_end(server_child *c)
 {
     log_line(LOG_DEBUG, "Reap %d\n", c->id);
     child_stop(c);
@@ -104,17 +137,17 @@ static void end_child(server_child *c)
     child_signal(c, SIGKILL);
 }
 
-static void await_end(server_child *c)
+static void exit_await(server_child *c)
 {
     siginfo_t info;
     while (waitid(P_PID, c->id, &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
     }
-    mark_reaped(c);
+    child_markreaped(c);
     waitpid(c->id, nullptr, 0);
 }
 
-// All workers have ended, as far as the list is concerned, and no more clients come.
-static void take_children(server *s)
+// Moves all workers into the list of ended ones, and closes the listening socket.
+static void children_take(server *s)
 {
     mutex_holder hold(&s->lock);
     owned_close(s->listenfd);
@@ -128,14 +161,15 @@ static void take_children(server *s)
 // taken.  Its lock and the semaphore are left standing, as it may be looking at them still.
 [[noreturn]] static void server_cleanup(server *s)
 {
-    take_children(s);
+    teardown_all(s); // those that have ended before
+    children_take(s);
     log_line(LOG_DEBUG, "Server is shutting down\n");
     log_line(LOG_INFO, "Server dies, reaping all children.\n");
     for (server_child *c = s->ended; c != nullptr; c = c->next)
-        end_child(c);
+        child_end(c);
     for (server_child *c = s->ended; c != nullptr; c = c->next)
-        await_end(c);
-    teardown_all(s, 0);
+        exit_await(c);
+    teardown_all(s);
     log_line(LOG_INFO, "Server stopped.\n");
     options_release(&s->options);
     exit(s->exitstatus);
@@ -144,8 +178,8 @@ static void take_children(server *s)
 void *reaper_thread(void *server_)
 {
     server *s = static_cast<server *>(server_);
-    while (!s->stop && !await_stop(s))
-        collect(s);
+    while (!s->stop && !stop_await(s))
+        collect_all(s);
     server_cleanup(s);
 }
 

@@ -25,7 +25,9 @@ namespace vnt {
 // What a server is made of, so that tests can take other parts.
 struct server_parts {
     void (*worker)(worker_child *child, int argc, char **argv); // what a worker does
-    int grace = 10000;                                          // milliseconds, see children.h
+    // How many milliseconds a worker may idle once its client has vanished, or after its regular
+    // end, before it is killed.
+    int grace = 10000;
     pid_t (*fork)(void) = ::fork;
 };
 

@@ -4,11 +4,28 @@
 #include "remote/transport/tcpip.h"
 #include "test/serverprocess.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <list>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <thread>
+
+// The server under test calls these instead of the system's.
+static int splice_error, send_error; // errno of each call, 0 for none
+extern "C" ssize_t splice(int in, off64_t *, int out, off64_t *, size_t n, unsigned flags)
+{
+    if (splice_error == 0) return syscall(SYS_splice, in, nullptr, out, nullptr, n, flags);
+    errno = splice_error;
+    return -1;
+}
+extern "C" ssize_t send(int fd, const void *bytes, size_t n, int flags)
+{
+    if (send_error == 0 || n < 100) return sendto(fd, bytes, n, flags, nullptr, 0);
+    errno = send_error;
+    return -1;
+}
 
 namespace vnt {
 
@@ -32,7 +49,8 @@ static std::string openfiles(void)
 }
 
 // t: end.  d: leave with the id, go on when released.  b: say a block.  s: think for a while.
-// p: listen no more.  c: crash.  f: name the open files.  Any other letter comes back.
+// p: listen no more.  e: end, but stay.  c: crash.  f: name the open files.  Any other letter comes
+// back.
 static void letters(worker_child *w, int, char **)
 {
     int32_t word = 0;
@@ -48,6 +66,7 @@ static void letters(worker_child *w, int, char **)
             break;
         case 'b': tell(w->outfd, std::string(BLOCK, 'b')); break;
         case 's': usleep(400000); break;
+        case 'e': tell(w->statusfd, std::string(4, '\0')); [[fallthrough]];
         case 'p':
             for (;;)
                 pause();
@@ -308,6 +327,169 @@ TEST(Server, AVanishedClientsWorkerEnds)
     raw_client back(server.port);
     ASSERT_EQ(back.reconnect(hasty.id), 0);
     EXPECT_EQ(back.say("x").hear(1), "x");
+}
+
+// A laptop that has changed networks: its old connection stays open for a minute or more.
+TEST(Server, AnOldConnectionDoesNotHoldAWorkerThatItsClientHasLeft)
+{
+    letter_server server;
+    raw_client first(server.port), second(server.port), third(server.port);
+    ASSERT_EQ(first.newworker(), 0);
+    EXPECT_EQ(first.say("d").hear(1), "d");
+    ASSERT_EQ(second.reconnect(first.id), 0);
+    EXPECT_EQ(second.say("x").hear(1), "x");
+    EXPECT_TRUE(first.closed());
+    // The same when the new client comes before the worker was left.
+    ASSERT_EQ(third.reconnect(first.id), 0);
+    EXPECT_EQ(second.say("xd").hear(2), "xd");
+    EXPECT_EQ(third.say("y").hear(1), "y");
+}
+
+TEST(Server, ASilentNewClientIsServedOrClosed)
+{
+    letter_server server;
+    raw_client old(server.port), next(server.port), last(server.port);
+    ASSERT_EQ(old.newworker(), 0);
+    EXPECT_EQ(old.say("dxd").hear(1), "d");
+    old.leave();
+    ASSERT_EQ(next.reconnect(old.id), 0);
+    EXPECT_EQ(next.hear(2), "xd") << "to what the old client said last";
+    next.leave();
+    ASSERT_EQ(last.reconnect(old.id), 0);
+    shutdown(last.fd, SHUT_WR);
+    EXPECT_TRUE(last.closed());
+    EXPECT_TRUE(process_alive(process_of(old)));
+}
+
+TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
+{
+    letter_server server({}, 50);
+    raw_client little(server.port), much(server.port), ended(server.port);
+    ASSERT_EQ(little.newworker() + much.newworker() + ended.newworker(), 0);
+    little.say("pxyz").leave();
+    // More than the pipe holds, so that the end of the connection cannot be read.
+    fcntl(much.fd, F_SETFL, O_NONBLOCK);
+    much.say("p");
+    for (std::string block(BLOCK / 4, 'x'); send(much.fd, block.data(), block.size(), 0) > 0;)
+        usleep(1000);
+    much.leave();
+    ended.say("e");
+    for (raw_client *c : {&little, &much, &ended})
+        EXPECT_TRUE(gone(*c));
+    EXPECT_TRUE(ended.closed());
+}
+
+// Whoever has closed only the sending side gets the whole answer, however long it takes.
+TEST(Server, AHalfClosedClientGetsItsAnswer)
+{
+    letter_server server({}, 500);
+    raw_client slow(server.port);
+    ASSERT_EQ(slow.newworker(), 0);
+    slow.say("bbb");
+    shutdown(slow.fd, SHUT_WR);
+    size_t heard = 0;
+    for (size_t n = 1; n > 0; heard += n) {
+        n = slow.hear(BLOCK / 16).size();
+        usleep(40000);
+    }
+    EXPECT_EQ(heard, 3 * BLOCK);
+    EXPECT_TRUE(gone(slow));
+}
+
+// A shortage of memory costs neither an answer nor a worker; what is really lost is not waited for.
+TEST(Server, FailingCallsOfTheSystemLeaveNobodyWaiting)
+{
+    for (int error : {ENOMEM, EINVAL, EIO}) {
+        splice_error = error;
+        letter_server server;
+        raw_client c(server.port);
+        ASSERT_EQ(c.newworker(), 0);
+        EXPECT_EQ(c.say("xby").hear(BLOCK + 2), "x" + std::string(BLOCK, 'b') + "y") << error;
+    }
+    send_error = EIO;
+    letter_server server;
+    splice_error = send_error = 0;
+    raw_client c(server.port);
+    ASSERT_EQ(c.newworker(), 0);
+    EXPECT_EQ(c.say("xb").hear(2), "x");
+    EXPECT_TRUE(c.closed());
+}
+
+TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
+{
+    letter_server server({}, 50);
+    raw_client good(server.port), bad(server.port), lost(server.port);
+    ASSERT_EQ(good.newworker() + bad.newworker() + lost.newworker(), 0);
+    sockaddr_in address = {};
+    socklen_t length = sizeof address;
+    getsockname(bad.fd, reinterpret_cast<sockaddr *>(&address), &length);
+    good.say("t");
+    bad.say("c");
+    lost.say("p").leave();
+    EXPECT_TRUE(gone(good) && gone(bad) && gone(lost));
+    auto line = [](const raw_client &c) { return ":0002] Child " + std::to_string(c.id) + " of "; };
+    auto logged = [&](const std::string &text) {
+        return eventually([&] { return server.written().find(text) != std::string::npos; });
+    };
+    EXPECT_TRUE(logged(line(bad) + "client 127.0.0.1:" + std::to_string(ntohs(address.sin_port)) +
+                       " ended with exit status 3 after 0 s\n"))
+        << server.written();
+    EXPECT_TRUE(logged(line(lost)));
+    EXPECT_TRUE(logged(" ended with signal 9 after 0 s: its client has vanished\n"))
+        << server.written();
+    EXPECT_EQ(server.written().find(line(good)), std::string::npos);
+}
+
+// poll() lets no signal in while a descriptor is ready at once.
+TEST(Server, AFloodOfConnectionsDoesNotKeepItFromStopping)
+{
+    letter_server server({"-loglevel=2"});
+    std::atomic<bool> over = false;
+    std::list<std::thread> flood;
+    for (int i = 0; i < 4; i++)
+        flood.emplace_back([&] {
+            while (!over)
+                raw_client(server.port).reset();
+        });
+    usleep(200000);
+    EXPECT_EQ(server.stop(SIGTERM), 0);
+    over = true;
+    for (std::thread &t : flood)
+        t.join();
+}
+
+TEST(Server, ASecondServerOnThePortAndStraySignalsLeaveTheFirstAlone)
+{
+    const std::string file = testing::TempDir() + "server_test.pid";
+    letter_server first({"-pidfile=" + file});
+    auto run = [](int argc, char **argv) { return server_run({letters}, argc, argv); };
+    forked_process second(run, {"server", "-host=127.0.0.1", "-port=" + std::to_string(first.port),
+                                "-pidfile=" + file});
+    EXPECT_EQ(second.wait(), 255);
+    EXPECT_EQ(file_text(file), std::to_string(first.pid));
+    kill(first.pid, SIGUSR1);
+    EXPECT_EQ(raw_client(first.port).newworker(), 0);
+    remove(file.c_str());
+}
+
+// Log lines would go to a client whose connection got number 2.
+TEST(Server, ClosedStandardDescriptorsAreReplaced)
+{
+    forked_process server(
+        [](int argc, char **argv) {
+            for (int fd : {0, 1, 2})
+                close(fd);
+            return server_run({letters}, argc, argv);
+        },
+        {"server", "-host=127.0.0.1", "-port=0"});
+    EXPECT_TRUE(eventually([&] {
+        std::error_code absent;
+        int found = 0;
+        for (const char *fd : {"0", "1", "2"})
+            found += fs::read_symlink("/proc/" + std::to_string(server.pid) + "/fd/" + fd,
+                                      absent) == "/dev/null";
+        return found == 3;
+    }));
 }
 
 TEST(Server, RudeClientsLeaveNothing)

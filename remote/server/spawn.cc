@@ -86,7 +86,7 @@ static pid_t fork_worker(server *s, server_child *c, const char *peer)
 int spawn_worker(void *server_, int client, const char *peer)
 {
     server *s = static_cast<server *>(server_);
-    server_child *c = child_create(client, s->parts.grace);
+    server_child *c = child_create(client, peer, s->parts.grace);
     if (c == nullptr) return HANDSHAKE_NORESOURCES;
     pid_t id = fork_worker(s, c, peer);
     if (id < 0) {
