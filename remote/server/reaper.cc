@@ -9,8 +9,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace vnt {
 
@@ -52,7 +55,7 @@ static void child_markreaped(server_child *c)
     c->reaped = true;
 }
 
-static void teardown(server_child *c)
+static void child_teardown(server_child *c)
 {
     int id = c->id;
     log_line(LOG_DEBUG, "Reaping child %d\n", id);
@@ -63,7 +66,7 @@ static void teardown(server_child *c)
 }
 
 // Tears down the ended workers whose last answers have been taken, or are not taken any more.
-static void teardown_settled(server *s)
+static void children_teardownsettled(server *s)
 {
     for (server_child **link = &s->ended; *link != nullptr;) {
         server_child *c = *link;
@@ -72,16 +75,16 @@ static void teardown_settled(server *s)
             continue;
         }
         *link = c->next;
-        teardown(c);
+        child_teardown(c);
     }
 }
 
-static void teardown_all(server *s)
+static void children_teardownall(server *s)
 {
     while (s->ended != nullptr) {
         server_child *c = s->ended;
         s->ended = c->next;
-        teardown(c);
+        child_teardown(c);
     }
 }
 
@@ -93,27 +96,43 @@ static siginfo_t ended_peek(void)
     return info;
 }
 
-// A worker's end that its client did not ask for.
+// The id of the last request of a process that has not been collected, 0 when it had none.  Workers
+// put it behind their process's name.
+static unsigned long request_findlast(pid_t id)
+{
+    char path[32], name[32] = "";
+    snprintf(path, sizeof path, "/proc/%d/comm", id);
+    int fd = owned_add(open(path, O_RDONLY | O_CLOEXEC));
+    if (fd >= 0) (void)!read(fd, name, sizeof name - 1);
+    owned_close(fd);
+    const char *number = strrchr(name, ' ');
+    return number != nullptr ? strtoul(number, nullptr, 10) : 0;
+}
+
+// Logs a worker's end that its client did not ask for.
 static void exit_report(server_child *c, const siginfo_t *info)
 {
     bool exited = info->si_code == CLD_EXITED;
     if (exited && info->si_status == 0 && child_farewell(c)) return;
+    char request[48] = "";
+    unsigned long last = request_findlast(c->id);
+    if (last > 0) snprintf(request, sizeof request, ", last request %lu", last);
     mutex_holder hold(&c->lock);
-    log_line(LOG_WARNING, "Child %d of client %s ended with %s %d after %lld s%s%s\n", c->id,
+    log_line(LOG_WARNING, "Child %d of client %s ended with %s %d after %lld s%s%s%s\n", c->id,
              c->peer, exited ? "exit status" : "signal", info->si_status,
-             static_cast<long long>((clock_ms() - c->started) / 1000),
+             static_cast<long long>((clock_ms() - c->started) / 1000), request,
              c->reason != nullptr ? ": " : "", c->reason != nullptr ? c->reason : "");
 }
 
 // Takes an ended process and the record of it.
-static void collect(server *s, const siginfo_t *info, int64_t deadline)
+static void ended_collect(server *s, const siginfo_t *info, int64_t deadline)
 {
     server_child *c = child_unlink(s, info->si_pid);
     if (c != nullptr) child_markreaped(c);
+    if (c != nullptr) exit_report(c, info);
     waitpid(info->si_pid, nullptr, 0);
     log_line(LOG_DEBUG, "Child %d reaped.\n", info->si_pid);
     if (c == nullptr) return; // a child of a loaded library
-    exit_report(c, info);
     child_stop(c);
     child_measure(c, &c->ending);
     child_drain(c, deadline);
@@ -121,12 +140,12 @@ static void collect(server *s, const siginfo_t *info, int64_t deadline)
     s->ended = c;
 }
 
-static void collect_all(server *s)
+static void ended_collectall(server *s)
 {
     int64_t deadline = clock_ms() + DRAIN_TIME;
     for (siginfo_t info = ended_peek(); info.si_pid != 0; info = ended_peek())
-        collect(s, &info, deadline);
-    teardown_settled(s);
+        ended_collect(s, &info, deadline);
+    children_teardownsettled(s);
 }
 
 static void child_end(server_child *c)
@@ -161,7 +180,7 @@ static void children_take(server *s)
 // taken.  Its lock and the semaphore are left standing, as it may be looking at them still.
 [[noreturn]] static void server_cleanup(server *s)
 {
-    teardown_all(s); // those that have ended before
+    children_teardownall(s); // those that have ended before
     children_take(s);
     log_line(LOG_DEBUG, "Server is shutting down\n");
     log_line(LOG_INFO, "Server dies, reaping all children.\n");
@@ -169,7 +188,7 @@ static void children_take(server *s)
         child_end(c);
     for (server_child *c = s->ended; c != nullptr; c = c->next)
         exit_await(c);
-    teardown_all(s);
+    children_teardownall(s);
     log_line(LOG_INFO, "Server stopped.\n");
     options_release(&s->options);
     exit(s->exitstatus);
@@ -179,7 +198,7 @@ void *reaper_thread(void *server_)
 {
     server *s = static_cast<server *>(server_);
     while (!s->stop && !stop_await(s))
-        collect_all(s);
+        ended_collectall(s);
     server_cleanup(s);
 }
 

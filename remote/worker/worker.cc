@@ -5,9 +5,11 @@
 #include "remote/handler/child.h"
 #include "remote/worker/userfunctions.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -136,6 +138,18 @@ static void sendunknown(transport *t, uint32_t id)
 // Serves requests until the client ends the worker.  The stop flag is for others: here nothing but
 // a terminate message counts.  A message is the transport's; after handle() it may be gone, as the
 // handler may have received others meanwhile.
+// Shows the request's id behind the process's name: people see it in ps, and the server logs it
+// when the worker ends unexpectedly.
+static void showrequest(uint32_t id)
+{
+    static char name[16]; // as long as the system takes them
+    static int length;
+    if (length == 0 && prctl(PR_GET_NAME, name) == 0)
+        length = static_cast<int>(std::min<size_t>(strlen(name), 10));
+    snprintf(name + length, sizeof name - length, " %u", id);
+    prctl(PR_SET_NAME, name);
+}
+
 static void serve(worker_context *w)
 {
     static int32_t termcount; // terminate messages in a row
@@ -145,6 +159,7 @@ static void serve(worker_context *w)
         int rc = w->io->ops.recvmsg(w->io, &message);
         if (rc != 0) log_fatal("Failed to receive message: %d\n", rc);
         uint32_t id = idof(message);
+        showrequest(id);
         if (id == VNTMESSAGEID_TERMINATE) {
             if (++termcount > 0) return;
             continue;
