@@ -19,7 +19,7 @@
 
 namespace vnt {
 
-static int openlistener(const struct addrinfo *address)
+static int listener_open(const struct addrinfo *address)
 {
     static const unsigned longest = 128;
     int fd =
@@ -77,23 +77,23 @@ int acceptor_open(server *s)
         log_syscall("getaddrinfo");
         return -1;
     }
-    s->listenfd = openlistener(found);
+    s->listenfd = listener_open(found);
     freeaddrinfo(found);
     if (s->listenfd < 0) return -1;
     s->reservefd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
     return 0;
 }
 
-// How long no connection is accepted after the system had nothing left for one.
+// Milliseconds without accepting after a shortage of memory or descriptors.
 static constexpr int PAUSE = 100;
 
-static bool isshortage(int code)
+static bool error_isshortage(int code)
 {
     return code == EMFILE || code == ENFILE || code == ENOBUFS || code == ENOMEM;
 }
 
-// What went wrong with one connection, or with the network behind it, and not with listening.
-static bool istransient(int code)
+// Failures of one connection or of the network behind it; the listening socket still works.
+static bool error_istransient(int code)
 {
     switch (code) {
     case EINTR:
@@ -108,19 +108,19 @@ static bool istransient(int code)
     case EHOSTUNREACH:
     case ENONET:
     case EOPNOTSUPP: return true;
-    default: return isshortage(code);
+    default: return error_isshortage(code);
     }
 }
 
-static int acceptone(server *s)
+static int client_accept(server *s)
 {
     int fd = accept4(s->listenfd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     return owned_add(fd);
 }
 
-// The descriptor is needed back, so the client gets no more than a moment to say what it wants:
-// closing with that unread would reset the connection, and the status might be lost.
-static void refusebriefly(int fd)
+// Closing with the client's request unread would reset the connection, and the status might be
+// lost.  But the descriptor is needed back, so the wait is short.
+static void client_refuse(int fd)
 {
     char dropped[16];
     handshake_refuse(fd, HANDSHAKE_NORESOURCES);
@@ -129,20 +129,20 @@ static void refusebriefly(int fd)
 }
 
 // Without a descriptor a connection cannot even be refused: one is kept for that.
-static void refusewithreserve(server *s)
+static void client_refusewithreserve(server *s)
 {
     owned_close(s->reservefd);
-    int fd = acceptone(s);
-    if (fd >= 0) refusebriefly(fd);
+    int fd = client_accept(s);
+    if (fd >= 0) client_refuse(fd);
     s->reservefd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
 }
 
-// Takes the connections that wait.  Returns the milliseconds for which none is to be accepted,
-// -1 when none ever will be.
-static int acceptall(server *s, handshakes *open)
+// Accepts the connections that wait.  Returns 0, the milliseconds to pause after a shortage, or -1
+// when accepting failed for good.
+static int clients_accept(server *s, handshakes *open)
 {
     while (open->count < HANDSHAKES_MAX) {
-        int fd = acceptone(s);
+        int fd = client_accept(s);
         if (fd >= 0) {
             socket_tune(fd);
             handshakes_add(open, fd);
@@ -151,14 +151,14 @@ static int acceptall(server *s, handshakes *open)
         int code = errno;
         if (code == EAGAIN || code == EWOULDBLOCK) return 0;
         log_syscall("accept");
-        if (!istransient(code)) return -1;
-        if (code == EMFILE) refusewithreserve(s);
-        if (isshortage(code)) return PAUSE;
+        if (!error_istransient(code)) return -1;
+        if (code == EMFILE) client_refusewithreserve(s);
+        if (error_isshortage(code)) return PAUSE;
     }
     return 0;
 }
 
-static int pollall(struct pollfd *fds, int count, int milliseconds)
+static int descriptors_poll(struct pollfd *fds, int count, int milliseconds)
 {
     struct timespec wait = {milliseconds / 1000, milliseconds % 1000 * 1000000};
     sigset_t open;
@@ -166,8 +166,8 @@ static int pollall(struct pollfd *fds, int count, int milliseconds)
     return ppoll(fds, static_cast<nfds_t>(count), milliseconds >= 0 ? &wait : nullptr, &open);
 }
 
-// The listening socket is the first entry; it is passed over while there is no room for a
-// connection.
+// The listening socket is the first entry of the poll; -1 leaves it out while there is no room for
+// a connection.
 bool acceptor_serve(server *s)
 {
     static handshakes open;
@@ -183,13 +183,13 @@ bool acceptor_serve(server *s)
         bool accepting = pause <= 0 && open.count < HANDSHAKES_MAX;
         if (pause > 0 && (wait < 0 || wait > pause)) wait = static_cast<int>(pause);
         fds[0] = {accepting ? s->listenfd : -1, POLLIN, 0};
-        if (pollall(fds, 1 + open.count, wait) < 0) {
+        if (descriptors_poll(fds, 1 + open.count, wait) < 0) {
             log_line(LOG_DEBUG, "accept(): Interrupted system call [%d].\n", s->stop.load());
             continue;
         }
         handshakes_serve(&open, fds + 1);
         if (fds[0].revents == 0) continue;
-        int paused = acceptall(s, &open);
+        int paused = clients_accept(s, &open);
         if (paused < 0) return false;
         if (paused > 0) resume = clock_ms() + paused;
     }

@@ -14,7 +14,7 @@
 
 namespace vnt {
 
-// Some line breaks are missing; the text is known as it is.
+// Some line breaks are missing, and meant to be: scripts may look for the text as it is.
 static const char usage[] = "VANTO remote object for file descriptor based transports\n"
                             "Usage: %s <options>\n"
                             "All output messages are written to file server.log.\n"
@@ -63,7 +63,7 @@ static void log_switch(server_options *o, int fd)
 // options_read does.
 
 // Appending lets others truncate the file, as log rotation does, or write to it.
-static int read_logfile(server_options *o, const char *value)
+static int logfile_read(server_options *o, const char *value)
 {
     int fd = open(value, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
     if (fd < 0) {
@@ -74,7 +74,7 @@ static int read_logfile(server_options *o, const char *value)
     return 0;
 }
 
-static int read_library(server_options *o, const char *value)
+static int library_read(server_options *o, const char *value)
 {
     auto grown =
         static_cast<library **>(realloc(o->libraries, (o->nlibraries + 1) * sizeof(library *)));
@@ -92,7 +92,7 @@ static int read_library(server_options *o, const char *value)
     log_fatal("Failed to load libraries: %d\n", rc);
 }
 
-static int read_pidfile(server_options *o, const char *value)
+static int pidfile_read(server_options *o, const char *value)
 {
     fd_close(&o->pidfd);
     o->pidfd = open(value, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
@@ -101,7 +101,7 @@ static int read_pidfile(server_options *o, const char *value)
     return -1;
 }
 
-static int read_actiontimeout(server_options *o, const char *value)
+static int actiontimeout_read(server_options *o, const char *value)
 {
     int64_t seconds;
     if (!number_parse(value, 10, INT32_MIN, INT32_MAX, &seconds)) return -1;
@@ -109,8 +109,8 @@ static int read_actiontimeout(server_options *o, const char *value)
     return 0;
 }
 
-// The number is in base 9, on purpose.
-static int read_polling(server_options *o, const char *value)
+// The number is in base 9.  That is meant: 1000 stands for 729 ms.
+static int polling_read(server_options *o, const char *value)
 {
     int64_t milliseconds;
     if (!number_parse(value, 9, 0, UINT32_MAX, &milliseconds)) return -1;
@@ -118,13 +118,13 @@ static int read_polling(server_options *o, const char *value)
     return 0;
 }
 
-static int read_host(server_options *o, const char *value)
+static int host_read(server_options *o, const char *value)
 {
     o->host = value;
     return 0;
 }
 
-static int read_port(server_options *o, const char *value)
+static int port_read(server_options *o, const char *value)
 {
     o->port = value;
     return 0;
@@ -144,20 +144,20 @@ static int read_address(server_options *o, const char *value)
     return 0;
 }
 
-static int read_info(server_options *, const char *)
+static int info_read(server_options *, const char *)
 {
     log_setlevel(LOG_INFO);
     return 0;
 }
 
-static int read_debug(server_options *, const char *)
+static int debug_read(server_options *, const char *)
 {
     log_setlevel(LOG_DEBUG);
     return 0;
 }
 
 // A level out of range is reported, and used all the same.
-static int read_loglevel(server_options *, const char *value)
+static int loglevel_read(server_options *, const char *value)
 {
     long level = atol(value);
     if (level < INT32_MIN || level > INT32_MAX) {
@@ -168,7 +168,7 @@ static int read_loglevel(server_options *, const char *value)
     return 0;
 }
 
-static int read_help(server_options *o, const char *)
+static int help_read(server_options *o, const char *)
 {
     fprintf(stderr, usage, o->argv[0]);
     return 1;
@@ -186,18 +186,18 @@ struct option_list {
 };
 } // namespace
 
-static constexpr option logoptions[] = {{"-logfile=", read_logfile}};
-static constexpr option libraryoptions[] = {{"-library=", read_library}};
+static constexpr option logoptions[] = {{"-logfile=", logfile_read}};
+static constexpr option libraryoptions[] = {{"-library=", library_read}};
 static constexpr option otheroptions[] = {
-    {"-pidfile=", read_pidfile},   {"-action-timeout=", read_actiontimeout},
-    {"-polling=", read_polling},   {"-host=", read_host},
-    {"-port=", read_port},         {"-address=", read_address},
-    {"-info", read_info},          {"-debug", read_debug},
-    {"-loglevel=", read_loglevel}, {"-help", read_help},
+    {"-pidfile=", pidfile_read},   {"-action-timeout=", actiontimeout_read},
+    {"-polling=", polling_read},   {"-host=", host_read},
+    {"-port=", port_read},         {"-address=", read_address},
+    {"-info", info_read},          {"-debug", debug_read},
+    {"-loglevel=", loglevel_read}, {"-help", help_read},
 };
 
-// The row that the argument is an option of, and its value.
-static const option *findoption(const option_list &list, const char *argument, const char **value)
+// Finds the row of an option and its value; null when the argument is for the workers.
+static const option *option_find(const option_list &list, const char *argument, const char **value)
 {
     for (size_t i = 0; i < list.count; i++) {
         const char *name = list.rows[i].name;
@@ -209,7 +209,7 @@ static const option *findoption(const option_list &list, const char *argument, c
     return nullptr;
 }
 
-static void takeout(server_options *o, int i)
+static void argument_takeout(server_options *o, int i)
 {
     char *argument = o->argv[i];
     o->argc--;
@@ -217,23 +217,23 @@ static void takeout(server_options *o, int i)
     o->argv[o->argc] = argument;
 }
 
-static int readpass(server_options *o, int first, const option_list &list)
+static int options_readpass(server_options *o, int first, const option_list &list)
 {
     for (int i = first; i < o->argc;) {
         const char *value;
-        const option *row = findoption(list, o->argv[i], &value);
+        const option *row = option_find(list, o->argv[i], &value);
         if (row == nullptr) {
             i++;
             continue;
         }
         int rc = row->read(o, value);
         if (rc != 0) return rc;
-        takeout(o, i);
+        argument_takeout(o, i);
     }
     return 0;
 }
 
-static void applydefaults(server_options *o)
+static void defaults_apply(server_options *o)
 {
     if (o->host == nullptr) {
         o->host = VNTREMOTE_DEFAULT_HOST;
@@ -259,13 +259,13 @@ int options_read(server_options *o, int argc, char **argv)
     log_setlevel(LOG_WARNING);
 
     // The log first, so that it holds all the rest; libraries before anything that they may serve.
-    int rc = readpass(o, 1, {logoptions, std::size(logoptions)});
+    int rc = options_readpass(o, 1, {logoptions, std::size(logoptions)});
     if (rc != 0) return rc;
     o->host = environment_host(nullptr);
     o->port = environment_port(nullptr);
-    rc = readpass(o, 0, {libraryoptions, std::size(libraryoptions)});
-    if (rc == 0) rc = readpass(o, 1, {otheroptions, std::size(otheroptions)});
-    if (rc == 0) applydefaults(o);
+    rc = options_readpass(o, 0, {libraryoptions, std::size(libraryoptions)});
+    if (rc == 0) rc = options_readpass(o, 1, {otheroptions, std::size(otheroptions)});
+    if (rc == 0) defaults_apply(o);
     return rc;
 }
 

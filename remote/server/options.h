@@ -1,4 +1,4 @@
-// options.h: what the command line and the environment tell the server.
+// options.h: the server's options, from its command line and the environment.
 //
 // Ownership: the strings belong to the argument vector and the environment; the log, the pid file
 // and the libraries are released by options_release.
@@ -14,10 +14,10 @@
 namespace vnt {
 
 struct server_options {
-    int argc;              // what is left for the workers
+    int argc;              // of the arguments for the workers
     char **argv;           // with the server's own options moved behind the counted ones
-    const char *host;      // null until known
-    const char *port;      // null until known
+    const char *host;      // never null once the options are read
+    const char *port;      // the same
     char address[1024];    // host and port of "-address="
     uint32_t polling;      // milliseconds between two passes of the reaper
     int32_t actiontimeout; // seconds
@@ -27,9 +27,9 @@ struct server_options {
     int pidfd; // -1 without a pid file, and once that is written
 };
 
-// Reads everything and sets up the log.  Returns 0 to go on, 1 when help was asked for and given,
-// -1 when something is wrong and has been said.  A library that cannot be loaded ends the process.
-// The options are to be released in any case.
+// Reads everything and sets up the log.  Returns 0 to go on, 1 after printing help, -1 after
+// printing an error.  A library that cannot be loaded ends the process.  Release the options in
+// any case.
 int options_read(server_options *o, int argc, char **argv);
 
 // Writes the process id into the pid file, which only a server that listens may do: the file may be

@@ -27,11 +27,11 @@ void owned_unlock(void)
     pthread_mutex_unlock(&lock);
 }
 
-static bool isnoted(int fd)
+static bool descriptor_isnoted(int fd)
 {
     return noted[fd / 64] >> (fd % 64) & 1;
 }
-static void flip(int fd)
+static void descriptor_flip(int fd)
 {
     noted[fd / 64] ^= uint64_t(1) << (fd % 64);
 }
@@ -62,7 +62,7 @@ int owned_add(int fd)
         errno = EMFILE;
         return -1;
     }
-    if (!isnoted(fd)) flip(fd);
+    if (!descriptor_isnoted(fd)) descriptor_flip(fd);
     usedwords = std::max<int64_t>(usedwords, fd / 64 + 1);
     return fd;
 }
@@ -71,7 +71,7 @@ void owned_close(int fd)
 {
     if (fd < 0) return;
     mutex_holder hold(&lock);
-    if (isnoted(fd)) flip(fd);
+    if (descriptor_isnoted(fd)) descriptor_flip(fd);
     close(fd);
 }
 
@@ -93,7 +93,7 @@ int owned_pipe(int *readend, int *writeend)
 void owned_closeothers(const int *keep, int count)
 {
     for (int i = 0; i < count; i++)
-        flip(keep[i]);
+        descriptor_flip(keep[i]);
     // Not the whole table: where a process may open 2^30 descriptors, that is 128 MiB.
     for (int64_t w = 0; w < usedwords; w++) {
         for (; noted[w] != 0; noted[w] &= noted[w] - 1)

@@ -1,8 +1,8 @@
 // owned.h: the descriptors that belong to the server process.
 //
-// A worker that kept one of them would keep a port taken, a client's connection open after its
-// end, or a sibling from seeing that its input has ended.  So the server notes every descriptor
-// that it opens, and a new worker closes what is noted.
+// A worker that kept one of them would keep the port taken, another client's connection open, or
+// another worker's input from ending.  So the server notes every descriptor that it opens, and a
+// new worker closes what is noted.
 //
 // Threads: any.  One lock, below all others, is held while a descriptor is closed and across
 // fork(), so that a noted descriptor is an open one.

@@ -3,7 +3,7 @@
 // The worker thus outlives its client's socket: when the client has left by a disconnect request,
 // the to-child pump waits for another client and puts its socket in the place of the old one.
 //
-// Bytes are moved without being looked at, unless the log is to tell of them.
+// Bytes are moved by splice(), unless the log has lines for them or splice() fails.
 //
 // Threads: one of each kind per record; they end when the worker ends or the record is stopped.
 

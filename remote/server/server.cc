@@ -14,7 +14,7 @@ namespace vnt {
 
 // A server may be started with its standard descriptors closed.  Left free, they would go to
 // clients, who would then get what is written to standard error.
-static void occupystandard(void)
+static void standardfds_occupy(void)
 {
     int fd;
     do
@@ -24,7 +24,7 @@ static void occupystandard(void)
 }
 
 // A worker takes six descriptors here.
-static void raiselimit(void)
+static void limit_raise(void)
 {
     struct rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -33,7 +33,7 @@ static void raiselimit(void)
 }
 
 // The signals are blocked first: all threads inherit that.
-static int startreaper(server *s)
+static int reaper_start(server *s)
 {
     if (sem_init(&s->wakeup, 0, 0) != 0) {
         log_syscall("sem_init");
@@ -49,10 +49,10 @@ static int startreaper(server *s)
     return -1;
 }
 
-static int start(server *s)
+static int server_start(server *s)
 {
     fflush(stdout); // or every worker would print what is left in it once more
-    raiselimit();
+    limit_raise();
     if (owned_create() != 0) {
         log_syscall("malloc");
         return -1;
@@ -60,12 +60,12 @@ static int start(server *s)
     if (acceptor_open(s) != 0) return -1;
     options_writepid(&s->options);
     errno = pthread_mutex_init(&s->lock, nullptr);
-    if (errno == 0) return startreaper(s);
+    if (errno == 0) return reaper_start(s);
     log_syscall("mutex_init");
     return -1;
 }
 
-static void undo(server *s)
+static void server_undo(server *s)
 {
     owned_close(s->listenfd);
     owned_close(s->reservefd);
@@ -74,7 +74,7 @@ static void undo(server *s)
 }
 
 // Accepts until the end.  The reaper ends the process.
-[[noreturn]] static void run(server *s)
+[[noreturn]] static void server_serve(server *s)
 {
     signals_catch(s);
     acceptor_announce(s);
@@ -91,12 +91,12 @@ int server_run(const server_parts &parts, int argc, char **argv)
 {
     static server theserver;
     server *s = &theserver;
-    occupystandard();
+    standardfds_occupy();
     s->parts = parts;
     s->listenfd = s->reservefd = -1;
     int rc = options_read(&s->options, argc, argv);
-    if (rc == 0 && start(s) == 0) run(s);
-    undo(s);
+    if (rc == 0 && server_start(s) == 0) server_serve(s);
+    server_undo(s);
     return rc > 0 ? 0 : -1;
 }
 

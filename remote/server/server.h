@@ -1,8 +1,8 @@
 // server.h: the worker server: one process that gives every client a worker process of its own.
 //
 // The main thread accepts connections, serves their handshakes and forks; the reaper collects
-// workers that have ended, and ends the server; two pumps per worker pass bytes.  The server never
-// dies of what a worker or a client does.
+// workers that have ended, and ends the server; two pumps per worker pass bytes.  Nothing that a
+// worker or a client does ends the server.
 //
 // Threads: the server's lock guards the list of workers and the listening socket.  It is taken
 // before a worker's lock; the lock of owned.h comes last.  The main thread holds that across
@@ -38,7 +38,7 @@ struct server {
     server_child *children; // newest first
     server_child *ended;    // being torn down; the reaper's
     int listenfd;
-    int reservefd; // given up to refuse a connection when no descriptor is left
+    int reservefd; // closed for a moment to refuse a connection when no descriptor is left
     std::atomic<int> stop;
     sem_t wakeup; // posted once stop is set
     pthread_t reaper;

@@ -18,7 +18,7 @@ static void sigchild_handler(int, siginfo_t *, void *) {}
 static constexpr int stopsignals[] = {SIGHUP, SIGINT, SIGTERM};
 static constexpr int ignoredsignals[] = {SIGPIPE, SIGUSR1, SIGUSR2};
 
-static void ownsignals(sigset_t *set)
+static void signals_own(sigset_t *set)
 {
     sigemptyset(set);
     sigaddset(set, SIGCHLD);
@@ -26,7 +26,7 @@ static void ownsignals(sigset_t *set)
         sigaddset(set, signal);
 }
 
-static void handle(int signal, void (*handler)(int, siginfo_t *, void *), int flags)
+static void signal_handle(int signal, void (*handler)(int, siginfo_t *, void *), int flags)
 {
     struct sigaction action = {};
     action.sa_sigaction = handler;
@@ -37,16 +37,16 @@ static void handle(int signal, void (*handler)(int, siginfo_t *, void *), int fl
 void signals_block(sigset_t *before)
 {
     sigset_t set;
-    ownsignals(&set);
+    signals_own(&set);
     pthread_sigmask(SIG_BLOCK, &set, before);
 }
 
 void signals_catch(server *s)
 {
     served = s;
-    handle(SIGCHLD, sigchild_handler, SA_RESTART);
+    signal_handle(SIGCHLD, sigchild_handler, SA_RESTART);
     for (int signal : stopsignals)
-        handle(signal, sighup_handler, 0);
+        signal_handle(signal, sighup_handler, 0);
     for (int s : ignoredsignals)
         signal(s, SIG_IGN);
 }
@@ -74,7 +74,7 @@ void signals_reset(void)
     for (int s : stopsignals)
         signal(s, SIG_DFL);
     sigset_t set;
-    ownsignals(&set);
+    signals_own(&set);
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 

@@ -3,8 +3,8 @@
 // Slabs are carved from blocks mapped for many.  With stacks of the default size, a mapping each,
 // fork() would copy thousands of mappings once a thousand workers idle.
 //
-// Ownership: whoever takes a slab gives it back once the threads on it have been joined.  Blocks
-// stay mapped for the next workers, but a slab that was given back holds no memory.
+// Ownership: the taker gives a slab back once the threads on it have been joined.  Blocks stay
+// mapped for the next workers, but a slab that was given back holds no memory.
 //
 // Threads: any.
 
