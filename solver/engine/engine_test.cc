@@ -1,5 +1,5 @@
 #include "solver/engine/engine.h"
-#include "solver/engine/enginemodel.h"
+#include "solver/engine/measure.h"
 #include "solver/formats/files.h"
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"

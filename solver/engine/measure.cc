@@ -1,4 +1,4 @@
-#include "solver/engine/enginemodel.h"
+#include "solver/engine/measure.h"
 
 #include <algorithm>
 #include <cmath>

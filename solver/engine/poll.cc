@@ -1,4 +1,4 @@
-#include "solver/engine/enginepoll.h"
+#include "solver/engine/poll.h"
 
 #include <algorithm>
 #include <cmath>

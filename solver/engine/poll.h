@@ -1,4 +1,4 @@
-// enginepoll.h: the one poll point of a solve.
+// poll.h: the one poll point of a solve.
 //
 // Every hook that an engine offers calls tick(): simplex and barrier iterations, presolve stages,
 // rounds of cuts, nodes, solutions.  tick() counts the work, tells the caller how the solve stands

@@ -1,4 +1,4 @@
-#include "solver/engine/engineclp.h"
+#include "solver/engine/clp.h"
 
 #include <CoinFinite.hpp>
 

@@ -1,4 +1,4 @@
-// enginemodel.h: questions about a model that need no engine.
+// measure.h: questions about a model that need no engine.
 //
 // The points that engines return are judged here, by one measure and in the model's own rows,
 // columns and sense.  Nothing here is changed or owned.

@@ -1,4 +1,4 @@
-#include "solver/engine/enginebarrier.h"
+#include "solver/engine/barrier.h"
 
 #include <ClpCholeskyBase.hpp>
 #include <ClpInterior.hpp>

@@ -1,9 +1,9 @@
-// engineclp.h: what both engines do with the linear solver: load a model, hook it up, run it.
+// clp.h: what both engines do with the linear solver: load a model, hook it up, run it.
 
 #pragma once
 
-#include "solver/engine/enginemodel.h"
-#include "solver/engine/enginepoll.h"
+#include "solver/engine/measure.h"
+#include "solver/engine/poll.h"
 
 #include <ClpEventHandler.hpp>
 #include <ClpSimplex.hpp>

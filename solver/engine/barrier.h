@@ -1,4 +1,4 @@
-// enginebarrier.h: the barrier method and the crossover to a basis.
+// barrier.h: the barrier method and the crossover to a basis.
 //
 // The library's barrier method is driven from here rather than by its own general entry because it
 // aborts the process when a problem that has no optimum lets it run off to infinity.  It is watched
@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "solver/engine/engineclp.h"
+#include "solver/engine/clp.h"
 
 namespace vnt {
 

@@ -1,4 +1,4 @@
-#include "solver/engine/engineincumbent.h"
+#include "solver/engine/incumbent.h"
 
 #include <algorithm>
 #include <cmath>

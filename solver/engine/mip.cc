@@ -5,7 +5,7 @@
 // heuristics that are bounded in work, never in time.  Each solution is carried back to the model's
 // own columns at the moment it is found.
 
-#include "solver/engine/engineincumbent.h"
+#include "solver/engine/incumbent.h"
 
 #include <CbcCompareDefault.hpp>
 #include <CbcCutGenerator.hpp>

@@ -1,6 +1,6 @@
 // Continuous problems.
 
-#include "solver/engine/enginebarrier.h"
+#include "solver/engine/barrier.h"
 
 #include <ClpSolve.hpp>
 

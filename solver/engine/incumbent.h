@@ -1,4 +1,4 @@
-// engineincumbent.h: the best solution of a mixed-integer problem, in the model's own columns.
+// incumbent.h: the best solution of a mixed-integer problem, in the model's own columns.
 //
 // Every solution that is found anywhere, in the search, by a heuristic or in the caller's start,
 // is offered here, and counts once it has been checked against the model itself.  So a solution
@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "solver/engine/engineclp.h"
+#include "solver/engine/clp.h"
 
 namespace vnt {
 
