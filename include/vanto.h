@@ -138,7 +138,7 @@ enum {
 // The place of a column or row in a basis.
 enum { VNT_BASIS_LOWER = 0, VNT_BASIS_BASIC = 1, VNT_BASIS_UPPER = 2, VNT_BASIS_FREE = 3 };
 
-// Bounds of this magnitude or more are infinite.
+// Bounds of this magnitude or more are infinite; costs and coefficients must be below it.
 #define VNT_INFINITY 1e20
 
 // The types of parameters, from VNTLgetparamtype.

@@ -103,6 +103,11 @@ TEST_F(building, AWrongListIsRefusedAndChangesNothing)
     double bad[2] = {1, std::numeric_limits<double>::quiet_NaN()}, fine[2] = {5, 6};
     EXPECT_EQ(VNTLchgobj(env, lp, 2, both, fine), VNTERR_INDEX_RANGE);
     EXPECT_EQ(VNTLchgobj(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
+    bad[1] = -VNT_INFINITY; // no finite cost: the engines end the process at some of them
+    EXPECT_EQ(VNTLchgobj(env, lp, 2, twice, bad), VNTERR_BAD_NUMBER);
+    EXPECT_EQ(VNTLchgcoef(env, lp, 0, 0, VNT_INFINITY), VNTERR_BAD_NUMBER);
+    EXPECT_EQ(VNTLnewcols(env, lp, 1, bad + 1, nullptr, nullptr, nullptr, nullptr),
+              VNTERR_BAD_NUMBER);
     EXPECT_EQ(VNTLnewcols(env, lp, INT_MAX, nullptr, nullptr, nullptr, nullptr, nullptr),
               VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLchgbds(env, lp, 2, twice, "UX", fine), VNTERR_BAD_BOUND);

@@ -377,8 +377,10 @@ void lp_reader::objective()
     std::string_view name = label();
     if (!name.empty()) parts.objname = name;
     lp_sum s = sum();
-    for (size_t k = 0; k < s.index.size(); k++)
+    for (size_t k = 0; k < s.index.size(); k++) {
+        if (!number_isfinite(s.value[k])) malformed("an infinite cost");
         parts.objective[s.index[k]] = s.value[k];
+    }
     parts.offset = s.constant;
 }
 
@@ -389,7 +391,7 @@ void lp_reader::finish_row(std::string_view name, lp_sum &s, double low, double 
     parts.rhs.back() = (sense == 'L' ? high : low) - s.constant;
     if (sense == 'R') parts.range.back() = high - low;
     for (size_t k = 0; k < s.index.size(); k++) {
-        if (!std::isfinite(s.value[k])) malformed("an infinite coefficient");
+        if (!number_isfinite(s.value[k])) malformed("an infinite coefficient");
         parts.add_entry(s.index[k], s.value[k]);
     }
 }

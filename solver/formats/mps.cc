@@ -212,7 +212,7 @@ void mps_reader::add_entry(std::string_view row, std::string_view word)
 {
     int i = row_of(row), col = static_cast<int>(parts.colnames.size()) - 1;
     double value = number(word);
-    if (!std::isfinite(value)) file_malformed(lines.number(), "an infinite coefficient");
+    if (!number_isfinite(value)) file_malformed(lines.number(), "an infinite coefficient");
     if (i == LEFT_OUT_ROW) return;
     int &last = i == OBJECTIVE_ROW ? entered.back() : entered[i];
     if (last == col) file_malformed(lines.number(), "the same row twice in a column");
@@ -249,7 +249,7 @@ void mps_reader::add_rhs(std::string_view row, double value)
 {
     int i = row_of(row);
     if (i == OBJECTIVE_ROW) {
-        if (!std::isfinite(value)) file_malformed(lines.number(), "an infinite constant");
+        if (!number_isfinite(value)) file_malformed(lines.number(), "an infinite constant");
         parts.offset = -value;
     } else if (i >= 0) {
         parts.rhs[i] = value;

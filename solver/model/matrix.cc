@@ -25,7 +25,7 @@ void matrix::check(const matrix_lines &lines, int width)
         for (int64_t k = first; k < last; k++) {
             int i = lines.index[k];
             require(i >= 0 && i < width, VNTERR_INDEX_RANGE);
-            require(std::isfinite(lines.value[k]), VNTERR_BAD_NUMBER);
+            require(number_isfinite(lines.value[k]), VNTERR_BAD_NUMBER);
             require(seen[i] != line, VNTERR_DUPLICATE_ENTRY);
             seen[i] = line;
         }

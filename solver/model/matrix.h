@@ -19,6 +19,12 @@
 
 namespace vnt {
 
+// Whether a cost or coefficient is finite, by the measure that bounds have.
+inline bool number_isfinite(double value)
+{
+    return value > -VNT_INFINITY && value < VNT_INFINITY;
+}
+
 // Room for more elements, at least doubled, so that many small additions stay cheap.  What is
 // then added within that room cannot fail.
 template <class list> void make_room(list &values, size_t more)

@@ -14,7 +14,7 @@ double model_number(double value)
 
 double model_finite(double value)
 {
-    require(std::isfinite(value), VNTERR_BAD_NUMBER);
+    require(number_isfinite(value), VNTERR_BAD_NUMBER);
     return value + 0.0;
 }
 

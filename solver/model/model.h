@@ -123,7 +123,7 @@ struct model {
 
 // The number as it is kept, a negative zero as zero; fails for what is no number.
 double model_number(double value);
-// Likewise a number that must be finite.
+// Likewise a number whose magnitude must be below VNT_INFINITY.
 double model_finite(double value);
 
 } // namespace vnt
