@@ -86,7 +86,10 @@ int VNTLgetslack(VNTENVptr env, VNTLPptr lp, double *slack, int begin, int end)
 
 int VNTLgetpi(VNTENVptr env, VNTLPptr lp, double *pi, int begin, int end)
 {
-    return with_problem(env, lp, [&](vntlp &p) { put_range(there(p.last.pi), pi, begin, end); });
+    return with_problem(env, lp, [&](vntlp &p) {
+        bool none = p.m.numrows() == 0 && p.last.there(); // no rows, no prices, and an answer
+        put_range(none ? p.last.pi : there(p.last.pi), pi, begin, end);
+    });
 }
 
 int VNTLgetdj(VNTENVptr env, VNTLPptr lp, double *dj, int begin, int end)

@@ -155,11 +155,9 @@ template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, co
         rc = engine(in.engine(), params, hooks, &p.last);
     }
     env.ticks += p.last.ticks;
-    if (rc != 0) {
-        p.changed();
-        throw failure{rc, rc == VNTERR_ENGINE ? "the engine failed" : ""};
-    }
-    settle(p, discrete);
+    if (rc != 0 && p.last.solutions.empty()) p.changed();
+    if (rc == 0 || !p.last.x.empty()) settle(p, discrete);
+    if (rc != 0) throw failure{rc, rc == VNTERR_ENGINE ? "the engine failed" : ""};
     report(env, p.last);
 }
 

@@ -1,9 +1,10 @@
 #include "solver/engine/clp.h"
 
+#include "solver/engine/guard.h"
+
 #include <CoinFinite.hpp>
 
 #include <climits>
-#include <new>
 #include <stdexcept>
 
 namespace vnt {
@@ -68,21 +69,39 @@ void engine_load(const engine_model &model, const engine_params &params, engine_
     if (params.seed > 0) clp->setRandomSeed(params.seed);
 }
 
-int engine_guard(engine_result *result, const std::function<void()> &solve)
+// Drops all but the solutions, to which the poll point's caller may hold a pointer.
+static void keepsolutions(engine_result *result)
 {
-    int status;
-    try {
-        solve();
-        return 0;
-    } catch (const std::bad_alloc &) {
-        status = VNTERR_NO_MEMORY;
-    } catch (const std::length_error &) {
-        status = VNTERR_NOT_SUPPORTED;
-    } catch (...) { // most often a CoinError, which is no std::exception
-        status = VNTERR_ENGINE;
+    engine_result kept;
+    kept.solutions = std::move(result->solutions);
+    kept.bestnode = result->bestnode;
+    *result = std::move(kept);
+}
+
+int engine_attempts(const engine_model &model, engine_poll &poll, engine_result *result,
+                    const std::function<void(bool again)> &solve)
+{
+    std::string cause;
+    int rc = guard_run([&] { solve(false); }, &cause);
+    if (!cause.empty()) {
+        poll.recover();
+        poll.log(0, 1, "The engine aborted in %.150s; trying again with safer settings.\n",
+                 cause.c_str());
+        keepsolutions(result);
+        rc = guard_run([&] { solve(true); }, &cause);
     }
-    *result = engine_result();
-    return status;
+    if (!cause.empty()) {
+        poll.recover();
+        poll.log(0, 2, "The engine aborted in %.150s.\n", cause.c_str());
+    }
+    if (rc == 0) return 0;
+    keepsolutions(result);
+    if (result->solutions.empty()) return rc;
+    result->status = VNT_STAT_NUMERICAL;
+    result->primalfeasible = true;
+    result->x = result->solutions.back();
+    engine_fillrows(model, result);
+    return rc;
 }
 
 } // namespace vnt

@@ -52,7 +52,10 @@ void engine_load(const engine_model &model, const engine_params &params, engine_
 void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
                   bool crossover, engine_poll &poll, engine_result *result);
 
-// Runs `solve`, which fills the result, and turns what it throws into a status.
-int engine_guard(engine_result *result, const std::function<void()> &solve);
+// Runs `solve`, which fills the result.  When the engine aborts it is run once more with `again`
+// set, which asks for safer settings; the poll point goes on counting, and the solutions found so
+// far stay in the result.  After an error they are all that the result has.
+int engine_attempts(const engine_model &model, engine_poll &poll, engine_result *result,
+                    const std::function<void(bool again)> &solve);
 
 } // namespace vnt

@@ -17,7 +17,9 @@
 // for as long as the caller likes; that time does not count towards the time limit.
 //
 // Errors: 0, VNTERR_NO_MEMORY, VNTERR_NOT_SUPPORTED (more than 2^31 - 1 nonzeros) or VNTERR_ENGINE;
-// how a solve ended is result.status.  Nothing is thrown, nothing printed, no signal handler set.
+// how a solve ended is result.status.  Nothing is thrown.  An engine that calls abort() is asked
+// again with safer settings, and a second abort is VNTERR_ENGINE; both are logged, and what the
+// engine had allocated is leaked.  SIGABRT has a handler for the length of a solve, see guard.h.
 
 #pragma once
 

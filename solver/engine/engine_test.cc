@@ -1,9 +1,10 @@
-#include "solver/engine/engine.h"
+#include "solver/engine/clp.h"
 #include "solver/engine/measure.h"
 #include "solver/formats/files.h"
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"
 #include "solver/problem/reformulation.h"
+#include "test/cross/random_model.h"
 
 #include <chrono>
 #include <cmath>
@@ -40,6 +41,26 @@ problem fromfile(const std::string &name)
     problem p;
     std::string path = VNT_SOURCE_DIR "/test/models/" + name;
     p.m = mps_read(file_contents(path.c_str(), nullptr, 0), &p.remarks);
+    return p;
+}
+
+problem fromrandom(const random_model &r)
+{
+    problem p;
+    p.m.type = VNT_PROB_MIP;
+    p.m.sense = r.sense;
+    p.m.offset = r.offset;
+    for (const random_column &c : r.columns)
+        p.m.append_cols({1, &c.cost, &c.lower, &c.upper, &c.type, nullptr}, nullptr);
+    for (const random_row &row : r.rows) {
+        bool below = row.upper<VNT_INFINITY, above = row.lower> - VNT_INFINITY;
+        char sense = row.lower == row.upper ? 'E' : below && above ? 'R' : below ? 'L' : 'G';
+        double range = row.upper - row.lower, rhs = sense == 'L' ? row.upper : row.lower;
+        int i = p.m.numrows();
+        p.m.append_rows({1, &rhs, &sense, &range, nullptr}, nullptr);
+        for (size_t k = 0; k < row.index.size(); k++)
+            p.m.a.set(i, row.index[k], row.value[k]);
+    }
     return p;
 }
 
@@ -190,11 +211,75 @@ const char *const threeintegers =
     "max\n 5 a + 4 b + 3 c\nst\n 2 a + 3 b + c <= 5\n 4 a + b + 2 c <= 11\n"
     " 3 a + 4 b + 2 c <= 8\nbounds\n a <= 10\n b <= 10\n c <= 10\ngeneral\n a\n b\n c\nend\n";
 
+// The stub engine: a solve that aborts at a poll point, as one of the libraries would.
+struct aborting {
+    int aborts = 0; // how many attempts do
+    int attempts = 0;
+    std::vector<bool> again;
+    std::string logged;
+
+    int solve(const engine_model &m, engine_result *r)
+    {
+        engine_params params;
+        engine_hooks hooks = {this, nullptr, [](void *arg, int, const char *text) {
+                                  static_cast<aborting *>(arg)->logged += text;
+                              }};
+        engine_poll poll(params, hooks, m.sense);
+        return engine_attempts(m, poll, r, [&](bool safer) {
+            again.push_back(safer);
+            if (attempts == 0) r->solutions.push_back({1, 0, 2});
+            if (attempts++ < aborts) abort();
+            r->status = VNT_STAT_OPTIMAL;
+        });
+    }
+};
+
+TEST(EngineGuard, AnAbortIsASecondAttemptAndThenAnErrorThatKeepsTheIncumbent)
+{
+    struct sigaction before, after;
+    sigaction(SIGABRT, nullptr, &before);
+    problem p(threeintegers);
+    for (int round = 0; round < 3; round++) {
+        aborting once, twice;
+        once.aborts = 1;
+        twice.aborts = 2;
+        engine_result r;
+        EXPECT_EQ(once.solve(p.model(true), &r), 0);
+        EXPECT_EQ(r.status, VNT_STAT_OPTIMAL);
+        EXPECT_EQ(once.again, (std::vector<bool>{false, true}));
+        EXPECT_NE(once.logged.find("aborted in "), std::string::npos) << once.logged;
+        r = engine_result();
+        EXPECT_EQ(twice.solve(p.model(true), &r), VNTERR_ENGINE);
+        EXPECT_EQ(r.x, (std::vector<double>{1, 0, 2}));
+        EXPECT_EQ(r.objective, 11);
+    }
+    sigaction(SIGABRT, nullptr, &after);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
+}
+
+TEST(EngineGuard, OtherAbortsGoTheirOldWay)
+{
+    problem p(threeintegers);
+    auto inside = [&](const std::function<void()> &act) {
+        solver s;
+        s.onpoll = [&](const engine_progress &, engine_reply &) { act(); };
+        s.mip(p);
+    };
+    EXPECT_EXIT(inside([] { abort(); }), testing::KilledBySignal(SIGABRT), "") << "a callback's";
+    EXPECT_EXIT(inside([] { std::thread(abort).join(); }), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(inside([] {
+                    kill(getpid(), SIGABRT);
+                    pause();
+                }),
+                testing::KilledBySignal(SIGABRT), "");
+}
+
 TEST(EngineMip, ImpossibleProblemsAreToldApart)
 {
     const char *const infeasible[] = {
         // no integer point, though a relaxation
-        "min\n x + y\nst\n 2 x + 2 y = 3\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n y\nend\n",
+        "min\n x + y\nst\n 2 x + 2 y = 3\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n "
+        "y\nend\n",
         // not even that
         "min\n x + y\nst\n x + y >= 30\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n y\nend\n",
         // no integer between the bounds of a column
@@ -359,6 +444,81 @@ problem randomproblem(std::mt19937 &random, int most)
     return p;
 }
 
+// A cutoff that comes between two nodes aborted the process in models with many cuts.
+TEST(EngineMip, ACutoffMayComeAtAnyNode)
+{
+    for (unsigned seed = 4; seed < 150; seed += 10) { // lot sizing
+        SCOPED_TRACE(seed);
+        problem p = fromrandom(random_model_make(seed));
+        engine_result expected = solver().mip(p);
+        for (int every : {1, 3}) {
+            solver injected;
+            double known = p.m.sense * VNT_INFINITY;
+            injected.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
+                reply.inject = progress.nodes > 0 && progress.nodes % every == 0;
+                double worse = p.m.sense * (2 + 30.0 / static_cast<double>(1 + progress.nodes));
+                reply.cutoff = known = expected.objective + worse;
+            };
+            engine_result r = injected.mip(p);
+            if (expected.status != VNT_STAT_OPTIMAL || r.status == VNT_STAT_CUTOFF) {
+                EXPECT_EQ(r.status, expected.status) << known;
+                continue;
+            }
+            EXPECT_NEAR(r.objective, expected.objective, 1e-6 * (1 + std::fabs(r.objective)));
+        }
+    }
+}
+
+// Each was once answered wrongly, or ended the process, for the reason beside it.
+TEST(EngineMip, ModelsThatFooledItAreAnsweredRightly)
+{
+    struct {
+        const char *what, *text;
+        int status;
+        double objective;
+    } const rows[] = {
+        {"kept work regions: an abort in crunch",
+         "min\n 2.1752 b - x\nst\n 4 x >= -11.9879\n -10.8936 b + 0.0184 x <= 0.02\n"
+         "bounds\n -1 <= x <= 2\ngeneral\n x\nbinary\n b\nend\n",
+         VNT_STAT_OPTIMAL, -1},
+        {"a continuous column declared integer",
+         "min\n - b - 4 p - q + s + 3.5\nst\n -4 o + 5 p + 4 q + 2 t - 2 s - 5 u <= 21\n"
+         "bounds\n -6 <= o <= -3\n 0 <= p <= 19\n q = 0\n -16 <= t <= 12\n -6 <= s <= 7\n"
+         " u <= 9\ngeneral\n q\n t\n s\n u\nbinary\n b\nend\n",
+         VNT_STAT_OPTIMAL, -68.7},
+        {"probing without finite bounds",
+         "max\n -0.4 x - 4.8 y\nst\n -1.93 x - 3.93 y = 13.72\nbounds\n x free\n y free\n"
+         "general\n x\n y\nend\n",
+         VNT_STAT_UNBOUNDED, 0},
+    };
+    for (const auto &row : rows)
+        for (int presolve : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << row.what << ", presolve " << presolve);
+            problem p(row.text);
+            solver s;
+            s.params.presolve = presolve;
+            engine_result r = s.mip(p);
+            ASSERT_EQ(r.status, row.status);
+            EXPECT_LT(engine_violation(p.model(true), r.x.data()), 1e-6);
+            if (row.status == VNT_STAT_OPTIMAL) expectmip(p, r, row.objective);
+        }
+}
+
+// A reduced cost of -4e-5 on a free column: "optimal".
+TEST(EngineLp, ASmallReducedCostOfAFreeColumnCounts)
+{
+    problem p("min\n - x\nst\n -2912.9121 x + 0.122 y = 2913.2781\n"
+              " -0.3612 x - 0.0023 y <= 1924.0504\nbounds\n x free\n y free\nend\n");
+    for (engine_method method : methods)
+        for (int presolve : {0, 1}) {
+            solver s;
+            s.params.presolve = presolve;
+            engine_result r = s.lp(p, method);
+            EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
+            EXPECT_TRUE(engine_provesunbounded(p.model(false), r.ray));
+        }
+}
+
 // Two integer columns with equal costs; preprocessing, allowed to merge them, answered -5.
 TEST(EngineMip, PreprocessingLosesNoSolution)
 {
@@ -422,7 +582,6 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
         }
     }
 }
-
 } // namespace
 
 } // namespace vnt

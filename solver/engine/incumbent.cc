@@ -10,6 +10,7 @@ engine_incumbent::engine_incumbent(const engine_model &model, const engine_param
     : model(model), params(params), poll(poll), result(result),
       best(std::numeric_limits<double>::infinity())
 {
+    if (there()) best = model.sense * engine_objective(model, result.solutions.back().data());
 }
 
 static void roundintegers(const engine_model &model, std::vector<double> *x)

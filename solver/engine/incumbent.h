@@ -12,6 +12,7 @@ namespace vnt {
 
 class engine_incumbent {
   public:
+    // The last of the result's solutions, where it has any, is the first incumbent.
     engine_incumbent(const engine_model &model, const engine_params &params, engine_poll &poll,
                      engine_result &result);
 

@@ -27,6 +27,7 @@ class lp_solve {
     void startbasis();
     void solve(engine_method method, bool crossover);
     void settle();
+    void beexact();
     bool findray();
     bool doubtful(bool basis) const;
     int verdict();
@@ -138,6 +139,14 @@ bool lp_solve::findray()
     return true;
 }
 
+// Unscaled numbers are the model's.  In them the engine is lenient with the reduced costs of free
+// columns, so that the tolerance makes up for that.
+void lp_solve::beexact()
+{
+    clp->scaling(0);
+    clp->setDualTolerance(std::min(params.optimality, 1e-9));
+}
+
 // "Infeasible" and "unbounded" are taken with a proof alone: the engine mixes them up when the
 // method that finds out is not the one that can tell, and gives up on some problems that are both.
 // Without a proof the problem is solved afresh and without its objective, which says whether it is
@@ -148,7 +157,7 @@ void lp_solve::settle()
     if (findray() && (clp->status() == 1 || feasible)) return;
     result.ray.clear();
     load();
-    clp->scaling(0);
+    beexact();
     std::vector<double> objective(clp->objective(), clp->objective() + model.numcols);
     std::fill_n(clp->objective(), model.numcols, 0.0);
     clp->dual();
@@ -171,7 +180,7 @@ bool lp_solve::doubtful(bool basis) const
     for (int j = 0; j < model.numcols; j++)
         costs = std::max(costs, std::fabs(model.objective[j]));
     return engine_violation(model, result.x.data()) > 10 * params.feasibility ||
-           engine_dualviolation(model, result) > (basis ? 1e-5 : 1e-3) * costs;
+           engine_dualviolation(model, result) > (basis ? 10 * params.optimality : 1e-3) * costs;
 }
 
 // The status of the engine in our terms.
@@ -197,7 +206,7 @@ void lp_solve::run(engine_method method, bool crossover)
     bool basis = method != ENGINE_BARRIER || crossover;
     fill(basis);
     if (poll.ended() == 0 && doubtful(basis)) {
-        clp->scaling(0);
+        beexact();
         clp->primal();
         fill(basis);
     }
@@ -270,12 +279,16 @@ void engine_runlp(const engine_model &model, const engine_params &params, engine
 int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
                    bool crossover, const engine_hooks &hooks, engine_result *result)
 {
-    return engine_guard(result, [&] {
-        *result = engine_result();
-        engine_poll poll(params, hooks, model.sense);
+    *result = engine_result();
+    engine_poll poll(params, hooks, model.sense);
+    return engine_attempts(model, poll, result, [&](bool again) {
         engine_model continuous = model;
         continuous.ctype = nullptr;
-        engine_runlp(continuous, params, method, crossover, poll, result);
+        engine_params safer = params;
+        safer.presolve = 0;
+        engine_method other = method == ENGINE_DUAL ? ENGINE_PRIMAL : ENGINE_DUAL;
+        engine_runlp(continuous, again ? safer : params, again ? other : method, crossover, poll,
+                     result);
     });
 }
 

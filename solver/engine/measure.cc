@@ -9,6 +9,15 @@ namespace vnt {
 // Values below this, relative to the largest beside them, are what arithmetic leaves of a zero.
 static constexpr double noise = 1e-9;
 
+bool engine_intsbounded(const engine_model &model)
+{
+    for (int j = 0; j < model.numcols; j++)
+        if (engine_isint(model, j) &&
+            (engine_isinf(model.collower[j]) || engine_isinf(model.colupper[j])))
+            return false;
+    return true;
+}
+
 double engine_objective(const engine_model &model, const double *x)
 {
     double sum = 0;

@@ -21,6 +21,9 @@ inline bool engine_isint(const engine_model &model, int j)
     return model.ctype != nullptr && (model.ctype[j] == 'B' || model.ctype[j] == 'I');
 }
 
+// Whether all integer columns have two finite bounds.  Probing loses solutions where one has not.
+bool engine_intsbounded(const engine_model &model);
+
 double engine_objective(const engine_model &model, const double *x); // offset included
 std::vector<double> engine_activity(const engine_model &model, const double *x);
 

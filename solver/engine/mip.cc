@@ -55,6 +55,7 @@ class mip_search {
     // What the events of the search tree bring.
     void solution(const double *x);
     void treestatus();
+    void applycutoff();
 
   private:
     bool relax();
@@ -62,6 +63,7 @@ class mip_search {
     void start();
     void completestart();
     void reduce();
+    void keepcontinuous();
     void unreduce();
     void setbounds();
     bool lost() const;
@@ -77,7 +79,6 @@ class mip_search {
     void fill();
     void raise(double proved);
     double strictly(double cutoff) const;
-    void applycutoff();
     void byobjective();
     std::vector<double> lift(const double *x);
 
@@ -125,6 +126,31 @@ class mip_events : public CbcEventHandler {
   private:
     mip_search *search;
     engine_poll *poll;
+    const CbcModel *top;
+};
+
+// Brings the cutoff, the caller's or that of the incumbent, to the search.  It comes as a heuristic
+// because the search expects its cutoff to fall there: set between two nodes, it prunes nodes whose
+// cuts are still counted, and the library aborts the process.
+class cutoff_carrier : public CbcHeuristic {
+  public:
+    cutoff_carrier(mip_search &search, CbcModel &top)
+        : CbcHeuristic(top), search(&search), top(&top)
+    {
+        setHeuristicName("cutoff");
+    }
+    cutoff_carrier(const cutoff_carrier &) = default;
+    CbcHeuristic *clone() const override { return new cutoff_carrier(*this); }
+    void resetModel(CbcModel *model) override { model_ = model; }
+    bool shouldHeurRun(int) override { return model_ == top; }
+    int solution(double &, double *) override
+    {
+        if (model_ == top) search->applycutoff();
+        return 0; // no solution found
+    }
+
+  private:
+    mip_search *search;
     const CbcModel *top;
 };
 
@@ -277,7 +303,7 @@ void mip_search::reduce()
     if (!params.presolve || poll.ended() != 0) return;
     process = std::make_unique<CglPreProcess>();
     process->passInMessageHandler(&silence);
-    CglProbing probing; // bounded: unlimited, one call takes seconds
+    CglProbing probing; // its work is bounded: without limits one call takes seconds
     probing.setUsingObjective(1);
     probing.setMaxPass(1);
     probing.setMaxPassRoot(1);
@@ -286,14 +312,24 @@ void mip_search::reduce()
     probing.setMaxElementsRoot(300);
     probing.setMaxLookRoot(20);
     probing.setRowCuts(2); // with both kinds it cuts off solutions now and then
-    process->addCutGenerator(&probing);
+    if (engine_intsbounded(model)) process->addCutGenerator(&probing);
     constexpr int passes = 10, keepduplicates = 4096; // merging integer columns loses solutions
     reduced = process->preProcessNonDefault(*original, 0, passes, keepduplicates);
-    if (reduced == nullptr)
+    if (reduced == nullptr) {
         unreduce();
-    else
-        poll.log(2, 3, "reduced to %d rows, %d columns (%d integer)\n", reduced->getNumRows(),
-                 reduced->getNumCols(), reduced->getNumIntegers());
+        return;
+    }
+    keepcontinuous();
+    poll.log(2, 3, "reduced to %d rows, %d columns (%d integer)\n", reduced->getNumRows(),
+             reduced->getNumCols(), reduced->getNumIntegers());
+}
+
+// Preprocessing declares continuous columns integer, at times where that loses solutions.
+void mip_search::keepcontinuous()
+{
+    const int *from = process->originalColumns();
+    for (int j = 0; j < reduced->getNumCols(); j++)
+        if (from[j] < model.numcols && !engine_isint(model, from[j])) reduced->setContinuous(j);
 }
 
 void mip_search::unreduce()
@@ -366,18 +402,21 @@ void mip_search::setup()
     limits();
     if (params.cuts) addcuts();
     if (params.heuristics) addheuristics();
+    cutoff_carrier carrier(*this, *cbc);
+    cbc->addHeuristic(&carrier);
 }
 
 // What the library's own driver sets for all but special models; together they halve the time.
 void mip_search::usualoptions()
 {
     auto *solver = dynamic_cast<OsiClpSolverInterface *>(cbc->solver());
-    constexpr int keepregions = 1, ownmodel = 1024;
-    solver->setSpecialOptions(keepregions | ownmodel);
+    // Not 1, "keep work regions": with it the library aborts the process now and then.
+    constexpr int ownmodel = 1024;
+    solver->setSpecialOptions(ownmodel);
     ClpSimplex *clp = solver->getModelPtr();
     clp->setSpecialOptions(clp->specialOptions() | COIN_CBC_USING_CLP);
-    constexpr int checkfrombasis = 2;
-    cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis);
+    constexpr int checkfrombasis = 2, carefulcuts = 4096; // without it an assertion fails at times
+    cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis | carefulcuts);
     cbc->setFastNodeDepth(-12); // deep nodes of small problems are finished off in one go
 }
 
@@ -426,6 +465,7 @@ void mip_search::addcuts()
     clique.setRowCliqueReport(false);
     clique.setMinViolation(0.1);
     CglMixedIntegerRounding2 mir;
+    mir.setMULTIPLY_(0); // rows multiplied by -1 yield cuts that lose solutions
     mir.setDoPreproc(1);
     CglFlowCover flow;
     CglTwomir twomir;
@@ -447,6 +487,7 @@ void mip_search::addcuts()
         {&twomir, "two-step rounding", 4},
     };
     for (const auto &row : rows) {
+        if (row.generator == &probing && !engine_intsbounded(model)) continue;
         cbc->addCutGenerator(row.generator, if_it_helps, row.name);
         CbcCutGenerator *added = cbc->cutGenerator(cbc->numberCutGenerators() - 1);
         added->setInaccuracy(row.inaccuracy);
@@ -497,7 +538,7 @@ void mip_search::solution(const double *x)
 // Between two nodes: the tree is whole, and its bounds hold for everything that is left.
 void mip_search::treestatus()
 {
-    applycutoff();
+    if (std::isfinite(applied) && !incumbent.there()) byobjective();
     if (inner) return;
     // Nodes that were finished off in one go are counted apart until the search ends.
     poll.seen.nodes = cbc->getNodeCount() + cbc->getExtraNodeCount();
@@ -532,9 +573,7 @@ void mip_search::applycutoff()
     if (cutoff >= applied) return;
     applied = cutoff;
     cutoff = strictly(cutoff);
-    if (cutoff >= cbc->getCutoff()) return;
-    cbc->setCutoff(cutoff);
-    if (!incumbent.there()) byobjective();
+    if (cutoff < cbc->getCutoff()) cbc->setCutoff(cutoff);
 }
 
 // Without a solution the search goes deep to find one.  Where a cutoff is known, the aim is rather
@@ -542,6 +581,7 @@ void mip_search::applycutoff()
 void mip_search::byobjective()
 {
     auto *order = dynamic_cast<CbcCompareDefault *>(cbc->nodeComparison());
+    if (order->getWeight() == 0) return;
     order->setWeight(0);
     if (cbc->tree()->size() > 0) cbc->tree()->setComparison(*order);
 }
@@ -609,10 +649,12 @@ void mip_search::fill()
 int engine_solvemip(const engine_model &model, const engine_params &params,
                     const engine_hooks &hooks, engine_result *result)
 {
-    return engine_guard(result, [&] {
-        *result = engine_result();
-        engine_poll poll(params, hooks, model.sense);
-        mip_search(model, params, poll, *result).run();
+    *result = engine_result();
+    engine_poll poll(params, hooks, model.sense);
+    return engine_attempts(model, poll, result, [&](bool again) {
+        engine_params safer = params;
+        safer.cuts = 0; // most aborts come from the counting of cuts
+        mip_search(model, again ? safer : params, poll, *result).run();
     });
 }
 

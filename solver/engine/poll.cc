@@ -1,5 +1,7 @@
 #include "solver/engine/poll.h"
 
+#include "solver/engine/guard.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
@@ -52,12 +54,22 @@ void engine_poll::end(int status)
     if (atend) atend();
 }
 
+void engine_poll::recover()
+{
+    sheltered = 0;
+    ignorecutoff = false;
+    atend = nullptr;
+}
+
 // After the end nothing more is asked: the caller has had its say, and the search unwinds.
 void engine_poll::ask(clock::time_point now)
 {
     if (hooks.poll == nullptr || reason != 0) return;
     engine_reply reply = {};
-    hooks.poll(hooks.arg, &seen, &reply);
+    {
+        guard_pause callers;
+        hooks.poll(hooks.arg, &seen, &reply);
+    }
     held += clock::now() - now;
     if (reply.inject && !std::isnan(reply.cutoff)) given = std::min(given, sense * reply.cutoff);
     if (reply.stop) end(VNT_STAT_STOPPED);
@@ -105,6 +117,7 @@ void engine_poll::log(int level, int channel, const char *format, ...)
     va_start(args, format);
     vsnprintf(text, sizeof text, format, args);
     va_end(args);
+    guard_pause callers;
     hooks.log(hooks.arg, channel, text);
 }
 

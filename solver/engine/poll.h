@@ -37,6 +37,9 @@ class engine_poll {
     // Ends the solve at a limit; the first reason stays.
     void end(int status);
 
+    // After an abort of the engine: what its lost calls left open is closed.
+    void recover();
+
     // The status that ended the solve, 0 while it goes on.
     int ended() const { return reason; }
 
