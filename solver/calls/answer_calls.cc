@@ -103,29 +103,11 @@ int VNTLgetray(VNTENVptr env, VNTLPptr lp, double *z)
                         [&](vntlp &p) { put_range(there(p.last.ray), z, 0, p.m.numcols() - 1); });
 }
 
-// How far apart the multipliers keep what the rows ask and the most that the columns allow.
-static double proof_of(const model &m, const std::vector<double> &y)
-{
-    double asked = 0, most = 0;
-    for (int i = 0; i < m.numrows(); i++) {
-        if (y[i] != 0) asked += y[i] * (y[i] > 0 ? m.rowlower(i) : m.rowupper(i));
-    }
-    matrix_view cols = m.a.by_column();
-    for (int j = 0; j < m.numcols(); j++) {
-        double weight = 0;
-        for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++) {
-            weight += y[cols.index[k]] * cols.value[k];
-        }
-        if (std::fabs(weight) > 1e-9) most += weight * (weight > 0 ? m.upper[j] : m.lower[j]);
-    }
-    return asked - most;
-}
-
 int VNTLdualfarkas(VNTENVptr env, VNTLPptr lp, double *y, double *proof_p)
 {
     return with_problem(env, lp, [&](vntlp &p) {
         put_range(there(p.last.farkas), y, 0, p.m.numrows() - 1);
-        put(proof_p, proof_of(p.m, p.last.farkas));
+        put(proof_p, p.last.proof);
     });
 }
 

@@ -122,6 +122,7 @@ static void settle(vntlp &p, bool discrete)
         for (auto *values : {&last.x, &last.pi, &last.dj, &last.slack})
             values->clear();
     }
+    if (last.farkas.size() != static_cast<size_t>(p.m.numrows())) last.farkas.clear();
     if (!last.x.empty() || (cols == 0 && last.status == VNT_STAT_OPTIMAL)) {
         last.x.resize(cols);
         last.slack = p.m.slacks(last.x.data());

@@ -1,8 +1,10 @@
 #include "solver/calls/test_session.h"
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <functional>
+#include <numeric>
 #include <random>
 #include <thread>
 
@@ -117,19 +119,120 @@ TEST_F(solving, AMipIsFixedAtItsSolutionRelaxedAndItselfAgain)
     expect_optimal(lp, 149.5887662);
 }
 
-TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBoundsAndNeedsThem)
+// A big M of 1e8 hides what it lets through, and an infinite one there is not.
+TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBoundsHoweverWide)
 {
     VNTLPptr lp = problem_of_file("semi-continuous.lp");
     ASSERT_EQ(VNTLmipopt(env, lp), 0);
     expect_optimal(lp, 8.2233333333);
-    VNTLPptr unbounded = problem_from("min\n x\nst\n c: x >= 1\nbounds\n x >= 2\nsemis\n x\nend\n");
-    EXPECT_EQ(VNTLmipopt(env, unbounded), VNTERR_NOT_SUPPORTED);
-    EXPECT_NE(heard[CHANNEL_ERROR].find("\"x\""), std::string::npos);
-    VNTLPptr open = problem_from("max\n x\nst\n r: x >= 0\nbinary\n z\nend\n");
-    int index = 0;
+    for (const char *bounds : {"5 <= x <= 1e8", "x >= 5"})
+        for (int presolve : {0, 1}) {
+            SCOPED_TRACE(bounds);
+            ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_PRESOLVE, presolve), 0);
+            lp = problem_from(
+                std::string("min\n x + 100 y\nst\n c: x + y >= 1\nbounds\n y <= 1\n ") + bounds +
+                "\nsemis\n x\nend\n");
+            ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
+            expect_optimal(lp, 5);
+        }
+    lp = problem_from("max\n x\nst\n c: x + y >= 1\nbounds\n x >= 2\nsemis\n x\nend\n");
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_UNBOUNDED);
+}
+
+TEST_F(solving, AnIndicatorNeedsNoBounds)
+{
+    VNTLPptr lp = problem_from("max\n x + 3 z - 0.001 y\nst\n r: x - y <= 5\nbinary\n z\nend\n");
+    int index = 0, z = 0;
     double value = 1;
-    ASSERT_EQ(VNTLaddindconstr(env, open, 1, 0, 1, 2, 'L', &index, &value, nullptr), 0);
-    EXPECT_EQ(VNTLmipopt(env, open), VNTERR_NOT_SUPPORTED) << "nor has an indicator's column";
+    ASSERT_EQ(VNTLgetcolindex(env, lp, "z", &z), 0);
+    ASSERT_EQ(VNTLgetcolindex(env, lp, "x", &index), 0);
+    ASSERT_EQ(VNTLaddindconstr(env, lp, z, 0, 1, 2, 'L', &index, &value, nullptr), 0);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_UNBOUNDED) << "where z is 0";
+    double cost = -2;
+    int y = 0;
+    ASSERT_EQ(VNTLgetcolindex(env, lp, "y", &y), 0);
+    ASSERT_EQ(VNTLchgobj(env, lp, 1, &y, &cost), 0);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    expect_optimal(lp, 5); // x = 5 with z = 0, or x = 2 with z = 1
+}
+
+// Infeasible at a glance, by a row, a column or what both cannot do together.
+TEST_F(solving, EveryInfeasibleLinearProblemHasAPositiveProof)
+{
+    for (const char *rest : {"c: 0 x >= 1\nend\n", "c: x + y >= 3\nbounds\n 3 <= x <= 2\nend\n",
+                             "c: x + y >= 5\n d: x + y <= 4\nend\n",
+                             "c: 1e-7 x + y >= 5\n d: 1e-7 x + y <= 4\nend\n"}) {
+        SCOPED_TRACE(rest);
+        VNTLPptr lp = problem_from(std::string("min\n x + y\nst\n ") + rest);
+        for (auto *method : {VNTLprimopt, VNTLdualopt, VNTLbaropt}) {
+            double weights[2] = {}, proof = 0;
+            ASSERT_EQ(method(env, lp), 0);
+            ASSERT_EQ(VNTLgetstat(env, lp), VNT_STAT_INFEASIBLE);
+            ASSERT_EQ(VNTLdualfarkas(env, lp, weights, &proof), 0);
+            EXPECT_GT(proof, 0);
+        }
+    }
+}
+
+// The duplicate columns took 17 s to find, past every limit.
+TEST_F(solving, ManyEqualColumnsDoNotHoldPresolveUp)
+{
+    constexpr int count = 300000;
+    VNTLPptr lp = problem();
+    std::vector<double> ones(count, 1);
+    std::vector<int> all(count);
+    std::iota(all.begin(), all.end(), 0);
+    double rhs = 7;
+    int64_t begin = 0;
+    ASSERT_EQ(VNTLnewcols(env, lp, count, ones.data(), nullptr, ones.data(), nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLaddrows(env, lp, 0, 1, count, &rhs, "G", &begin, all.data(), ones.data(), nullptr,
+                          nullptr),
+              0);
+    std::chrono::duration<double> took[2];
+    for (int presolve : {0, 1}) {
+        ASSERT_EQ(VNTLsetintparam(env, VNT_PARAM_PRESOLVE, presolve), 0);
+        auto begun = std::chrono::steady_clock::now();
+        VNTLPptr fresh = VNTLcloneprob(env, lp, nullptr);
+        ASSERT_EQ(VNTLlpopt(env, fresh), 0);
+        took[presolve] = std::chrono::steady_clock::now() - begun;
+        expect_optimal(fresh, 7);
+    }
+    EXPECT_LT(took[1], 8 * took[0]);
+}
+
+TEST_F(solving, StartsAreTriedInOrderAndTheOrderOfBranchingIsObeyed)
+{
+    VNTLPptr lp = problem_from("max\n 5 a + 4 b + 3 c\nst\n r: 2 a + 3 b + c <= 5\n"
+                               " s: 4 a + b + 2 c <= 11\n t: 3 a + 4 b + 2 c <= 8\n"
+                               "general\n a\n b\n c\nend\n");
+    int64_t begin[] = {0, 3, 6};
+    int index[] = {0, 1, 2, 0, 1, 2, 0, 1, 2};
+    double value[] = {9, 9, 9, 1, 0, 1, 1, 0, 2}; // infeasible, 8, 11
+    ASSERT_EQ(VNTLaddmipstarts(env, lp, 3, 9, begin, index, value, nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    expect_optimal(lp, 13);
+    ASSERT_GE(VNTLgetsolnpoolnumsolns(env, lp), 3);
+    for (auto [place, expected] : {std::pair(0, 8.0), std::pair(1, 11.0)}) {
+        double found = 0;
+        ASSERT_EQ(VNTLgetsolnpoolobjval(env, lp, place, &found), 0);
+        EXPECT_EQ(found, expected);
+    }
+    VNTLPptr ordered = problem_of_file("p0201.mps");
+    auto nodes = [&](int direction, bool back) {
+        int cols = VNTLgetnumcols(env, ordered);
+        std::vector<int> all(cols), priority(cols), ways(cols, direction);
+        std::iota(all.begin(), all.end(), 0);
+        std::iota(priority.begin(), priority.end(), 1);
+        if (back) std::reverse(priority.begin(), priority.end());
+        EXPECT_EQ(VNTLcopyorder(env, ordered, cols, all.data(), priority.data(), ways.data()), 0);
+        EXPECT_EQ(VNTLmipopt(env, ordered), 0);
+        expect_optimal(ordered, 7615);
+        return VNTLgetnodecnt(env, ordered);
+    };
+    EXPECT_NE(nodes(1, false), nodes(-1, false));
+    EXPECT_NE(nodes(1, false), nodes(1, true));
 }
 
 TEST_F(solving, SpecialOrderedSetsHoldForContinuousColumnsAndForgetDeletedOnes)

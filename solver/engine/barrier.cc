@@ -149,10 +149,12 @@ void crossover(ClpSimplex *lp)
 
 } // namespace
 
-void engine_runbarrier(const engine_params &params, engine_poll &poll, bool tobasis,
+void engine_runbarrier(const engine_params &params, engine_poll &poll, bool tobasis, bool equals,
                        ClpSimplex *clp)
 {
     ClpPresolve presolve;
+    presolve.setDoDupcol(equals);
+    presolve.setDoDuprow(equals);
     std::unique_ptr<ClpSimplex> small;
     if (params.presolve) small.reset(presolve.presolvedModel(*clp, 1e-8, false, 5, true));
     bool impossible = params.presolve && small == nullptr;

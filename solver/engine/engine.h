@@ -45,12 +45,22 @@ struct engine_model {
     double offset = 0;
     int sense = VNT_MIN;         // or VNT_MAX
     const char *ctype = nullptr; // C, B, I per column; null in a continuous problem
+    // Pairs of a binary column and another one, without negative values: where the first is 1, the
+    // second is 0.  Mixed-integer problems only.
+    int numpairs = 0;
+    const int *pairs = nullptr;
     // A start, null where there is none.  Basis statuses, for continuous problems; see rstat in the
-    // result for what they mean in a row.  Or a value for every column, for mixed-integer ones: the
-    // integer columns are held at theirs, those that are NaN and all continuous ones are found.
+    // result for what they mean in a row.  Or points for mixed-integer ones, which are tried in
+    // order: a value for every column; the integer columns are held at theirs, those that are NaN
+    // and all continuous ones are found.
     const int *cstat = nullptr;
     const int *rstat = nullptr;
-    const double *start = nullptr;
+    int numstarts = 0;
+    const double *const *starts = nullptr;
+    // The order of branching, null where it is the engine's: integer columns of the least rank come
+    // first, and go down first where the direction is -1, up where it is 1.
+    const int *rank = nullptr;
+    const int *direction = nullptr;
 };
 
 // The parameters that engines obey.
@@ -124,13 +134,14 @@ struct engine_result {
     int64_t iterations = 0, phase1iterations = 0, barrieriterations = 0;
     int64_t nodes = 0, nodesleft = 0, bestnode = 0;
     uint64_t ticks = 0;
-    std::vector<std::vector<double>> solutions; // incumbents, best last
+    std::vector<std::vector<double>> solutions; // the last 100 incumbents, best last
     std::vector<double> ray; // of an unbounded problem: a direction that improves for ever
     // Of an infeasible one, where it could be had: a multiplier per row, such that no x within the
     // columns' bounds takes the weighted sum of the rows as far as their bounds ask
     // (y_i > 0 weighs row i's lower bound, y_i < 0 its upper one).
     std::vector<double> farkas;
-    int cuts = 0; // added and in force at the root
+    double proof = 0; // how far the weighted sum stays behind; positive with a farkas vector
+    int cuts = 0;     // added and in force at the root
 };
 
 // Solves a continuous problem, or the relaxation of a mixed-integer one, by the method given.

@@ -10,6 +10,7 @@ engine_incumbent::engine_incumbent(const engine_model &model, const engine_param
     : model(model), params(params), poll(poll), result(result),
       best(std::numeric_limits<double>::infinity())
 {
+    found = static_cast<int64_t>(result.solutions.size());
     if (there()) best = model.sense * engine_objective(model, result.solutions.back().data());
 }
 
@@ -31,6 +32,8 @@ std::vector<double> engine_fixandsolve(const engine_model &model, const engine_p
         if (value < model.collower[j] || value > model.colupper[j]) return {};
         clp.setColumnBounds(j, value, value);
     }
+    for (int k = 0; k < model.numpairs; k++)
+        if (x[model.pairs[2 * k]] > 0.5) clp.setColumnUpper(model.pairs[2 * k + 1], 0);
     clp.dual();
     if (clp.status() != 0) return {};
     const double *found = clp.primalColumnSolution();
@@ -71,8 +74,9 @@ void engine_incumbent::take(std::vector<double> x, double value)
     result.bestnode = poll.seen.nodes;
     result.solutions.push_back(std::move(x));
     poll.seen.solution = result.solutions.back().data();
+    if (result.solutions.size() > kept) result.solutions.erase(result.solutions.begin());
     poll.seen.incumbent = model.sense * value;
-    poll.seen.solutions = static_cast<int64_t>(result.solutions.size());
+    poll.seen.solutions = ++found;
     poll.log(1, 3, "* incumbent %.10g after %lld nodes\n", poll.seen.incumbent,
              static_cast<long long>(poll.seen.nodes));
     if (poll.seen.solutions >= params.solutionlimit) poll.end(VNT_STAT_SOLUTION_LIMIT);

@@ -34,6 +34,8 @@ class engine_incumbent {
     engine_poll &poll;
     engine_result &result;
     double best;
+    int64_t found = 0;
+    static constexpr size_t kept = 100;
 };
 
 // Values of the columns with the integer ones held at x's (free where x is NaN), or nothing where

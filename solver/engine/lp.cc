@@ -25,10 +25,15 @@ class lp_solve {
     bool solvedalready();
     void load();
     void startbasis();
+    bool manyequal() const;
     void solve(engine_method method, bool crossover);
     void settle();
     void beexact();
+    void takeproof(std::vector<double> weights);
     bool findray();
+    void prove();
+    bool isbasis() const;
+    void settlebasis();
     bool doubtful(bool basis) const;
     int verdict();
     void fill(bool basis);
@@ -53,7 +58,7 @@ int methodnumber(engine_method method)
 
 bool lp_solve::solvedalready()
 {
-    if (engine_crossed(model, params.feasibility)) {
+    if (engine_triviallyinfeasible(model, params.feasibility, &result)) {
         result.status = VNT_STAT_INFEASIBLE;
         return true;
     }
@@ -95,6 +100,12 @@ void lp_solve::startbasis()
         clp->setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
 }
 
+// Presolve's search for equal columns and rows takes the square of their number, without a poll.
+bool lp_solve::manyequal() const
+{
+    return engine_mostequal(model) > 2000;
+}
+
 void lp_solve::solve(engine_method method, bool crossover)
 {
     bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
@@ -104,10 +115,12 @@ void lp_solve::solve(engine_method method, bool crossover)
         return;
     }
     if (method == ENGINE_BARRIER) {
-        engine_runbarrier(params, poll, crossover, clp.get());
+        engine_runbarrier(params, poll, crossover, !manyequal(), clp.get());
         return;
     }
     ClpSolve options;
+    options.setDoDupcol(!manyequal());
+    options.setDoDuprow(!manyequal());
     options.setPresolveType(params.presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
     options.setSpecialOption(2, 1); // leaves SIGINT alone
     if (method == ENGINE_PRIMAL) {
@@ -120,6 +133,20 @@ void lp_solve::solve(engine_method method, bool crossover)
     clp->initialSolve(options);
 }
 
+// Noise in weights that prove something would keep them from it where it meets an infinite bound.
+void lp_solve::takeproof(std::vector<double> weights)
+{
+    double most = 0;
+    for (double w : weights)
+        most = std::max(most, std::fabs(w));
+    for (double &w : weights)
+        if (std::fabs(w) <= 1e-9 * most) w = 0;
+    double proof = engine_infeasibilityproof(model, weights);
+    if (proof <= 0) return;
+    result.farkas = std::move(weights);
+    result.proof = proof;
+}
+
 // Keeps the ray that comes with "infeasible" or "unbounded" if it proves that; it has no sign that
 // one could rely on.
 bool lp_solve::findray()
@@ -129,14 +156,14 @@ bool lp_solve::findray()
     std::unique_ptr<double[]> raw(infeasible ? clp->infeasibilityRay() : clp->unboundedRay());
     if (raw == nullptr) return false;
     std::vector<double> ray(raw.get(), raw.get() + (infeasible ? model.numrows : model.numcols));
-    auto proves = infeasible ? engine_provesinfeasible : engine_provesunbounded;
-    if (!proves(model, ray)) {
+    for (int turn = 0; turn < 2; turn++) {
+        if (infeasible) takeproof(ray);
+        if (!infeasible && engine_provesunbounded(model, ray)) result.ray = ray;
+        if (!result.farkas.empty() || !result.ray.empty()) return true;
         for (double &v : ray)
             v = 0 - v; // no -0
-        if (!proves(model, ray)) return false;
     }
-    (infeasible ? result.farkas : result.ray) = ray;
-    return true;
+    return false;
 }
 
 // Unscaled numbers are the model's.  In them the engine is lenient with the reduced costs of free
@@ -156,6 +183,7 @@ void lp_solve::settle()
     bool feasible = engine_violation(model, result.x.data()) <= params.feasibility;
     if (findray() && (clp->status() == 1 || feasible)) return;
     result.ray.clear();
+    result.farkas.clear();
     load();
     beexact();
     std::vector<double> objective(clp->objective(), clp->objective() + model.numcols);
@@ -169,6 +197,79 @@ void lp_solve::settle()
     if (clp->status() != 0 || poll.ended() != 0) return;
     clp->primal();
     findray();
+}
+
+// Weights that prove infeasibility, by a problem that is always feasible: every row may miss its
+// bounds, at a price, and as little as possible is missed.  The row prices are the weights.
+void lp_solve::prove()
+{
+    load();
+    beexact();
+    std::fill_n(clp->objective(), model.numcols, 0.0);
+    for (int i = 0; i < model.numrows; i++)
+        for (double sign : {1.0, -1.0})
+            clp->addColumn(1, &i, &sign, 0, COIN_DBL_MAX, 1);
+    clp->primal();
+    const double *weights = clp->dualRowSolution();
+    if (clp->status() == 0) takeproof(std::vector<double>(weights, weights + model.numrows));
+}
+
+// Whether a place that is not basic is at a bound that it has, or at 0 without any.
+static bool rests(ClpSimplex::Status status, double value, double lower, double upper)
+{
+    double near = 1e-6 * std::max(1.0, std::fabs(value));
+    switch (status) {
+    case ClpSimplex::basic: return true;
+    case ClpSimplex::isFree: return engine_isinf(lower) && engine_isinf(upper) && value == 0;
+    case ClpSimplex::superBasic: return false;
+    case ClpSimplex::atUpperBound: return !engine_isinf(upper) && value >= upper - near;
+    default: return !engine_isinf(lower) && value <= lower + near;
+    }
+}
+
+// Whether the statuses are a basis for the point.  Presolve's undoing and the crossover leave too
+// many basic places at times, and others at bounds that they have not.
+bool lp_solve::isbasis() const
+{
+    int basic = 0;
+    for (int j = 0; j < model.numcols; j++) {
+        ClpSimplex::Status s = clp->getColumnStatus(j);
+        basic += s == ClpSimplex::basic;
+        if (!rests(s, result.x[j], model.collower[j], model.colupper[j])) return false;
+    }
+    for (int i = 0; i < model.numrows; i++) {
+        ClpSimplex::Status s = clp->getRowStatus(i);
+        basic += s == ClpSimplex::basic;
+        if (!rests(s, result.activity[i], model.rowlower[i], model.rowupper[i])) return false;
+    }
+    return basic == model.numrows;
+}
+
+// Puts a place that is not basic at the bound that is nearest, or at 0 without any.
+static ClpSimplex::Status nearest(ClpSimplex::Status status, double value, double lower,
+                                  double upper)
+{
+    if (status == ClpSimplex::basic) return status;
+    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
+    if (islower && isupper && upper - value < value - lower) return ClpSimplex::atUpperBound;
+    if (islower) return ClpSimplex::atLowerBound;
+    return isupper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
+}
+
+// Moves to a basis from an optimum without one: first from where it is, then from the slacks.
+void lp_solve::settlebasis()
+{
+    for (int attempt = 0; attempt < 2 && clp->status() == 0 && !isbasis(); attempt++) {
+        if (attempt == 1) load();
+        for (int j = 0; j < model.numcols && attempt == 0; j++)
+            clp->setColumnStatus(j, nearest(clp->getColumnStatus(j), result.x[j], model.collower[j],
+                                            model.colupper[j]));
+        for (int i = 0; i < model.numrows && attempt == 0; i++)
+            clp->setRowStatus(i, nearest(clp->getRowStatus(i), result.activity[i],
+                                         model.rowlower[i], model.rowupper[i]));
+        clp->primal();
+        fill(true);
+    }
 }
 
 // Whether to go over it once more: the engine gave up; what is feasible in its scaled numbers is
@@ -214,6 +315,8 @@ void lp_solve::run(engine_method method, bool crossover)
         settle();
         fill(basis);
     }
+    if (poll.ended() == 0 && clp->status() == 0 && basis) settlebasis();
+    if (poll.ended() == 0 && clp->status() == 1 && result.farkas.empty()) prove();
 }
 
 void lp_solve::fill(bool basis)
@@ -284,6 +387,7 @@ int engine_solvelp(const engine_model &model, const engine_params &params, engin
     return engine_attempts(model, poll, result, [&](bool again) {
         engine_model continuous = model;
         continuous.ctype = nullptr;
+        continuous.numpairs = 0;
         engine_params safer = params;
         safer.presolve = 0;
         engine_method other = method == ENGINE_DUAL ? ENGINE_PRIMAL : ENGINE_DUAL;

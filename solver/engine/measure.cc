@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numeric>
 
 namespace vnt {
@@ -16,6 +17,34 @@ bool engine_intsbounded(const engine_model &model)
             (engine_isinf(model.collower[j]) || engine_isinf(model.colupper[j])))
             return false;
     return true;
+}
+
+static int mostrepeated(std::vector<uint64_t> hashes)
+{
+    std::sort(hashes.begin(), hashes.end());
+    int most = 0;
+    for (size_t from = 0, to = 0; from < hashes.size(); from = to) {
+        while (to < hashes.size() && hashes[to] == hashes[from])
+            to++;
+        most = std::max(most, static_cast<int>(to - from));
+    }
+    return most;
+}
+
+int engine_mostequal(const engine_model &model)
+{
+    // Sums do not depend on the order of the entries.
+    auto hash = [](int place, double value) {
+        uint64_t h = (static_cast<uint64_t>(place) + 1) * 0x9e3779b97f4a7c15u;
+        return (h ^ (h >> 29) ^ std::hash<double>()(value)) * 0xbf58476d1ce4e5b9u;
+    };
+    std::vector<uint64_t> cols(model.numcols, 0), rows(model.numrows, 0);
+    for (int j = 0; j < model.numcols; j++)
+        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++) {
+            cols[j] += hash(model.index[k], model.value[k]);
+            rows[model.index[k]] += hash(j, model.value[k]);
+        }
+    return std::max(mostrepeated(std::move(cols)), mostrepeated(std::move(rows)));
 }
 
 double engine_objective(const engine_model &model, const double *x)
@@ -90,6 +119,9 @@ double engine_violation(const engine_model &model, const double *x)
     std::vector<double> activity = engine_activity(model, x);
     for (int i = 0; i < model.numrows; i++)
         worst = std::max(worst, outside(activity[i], model.rowlower[i], model.rowupper[i]));
+    for (int k = 0; k < model.numpairs; k++)
+        if (x[model.pairs[2 * k]] > 0.5)
+            worst = std::max(worst, std::fabs(x[model.pairs[2 * k + 1]]));
     return worst;
 }
 
@@ -123,20 +155,51 @@ double engine_dualviolation(const engine_model &model, const engine_result &resu
     return worst;
 }
 
-bool engine_crossed(const engine_model &model, double tolerance)
+static bool crossed(double lower, double upper, double tolerance)
 {
-    auto crossed = [tolerance](double lower, double upper) {
-        return lower > upper + tolerance || lower >= VNT_INFINITY || upper <= -VNT_INFINITY;
-    };
-    for (int j = 0; j < model.numcols; j++) {
-        double lower = model.collower[j], upper = model.colupper[j];
-        if (crossed(lower, upper)) return true;
-        if (engine_isint(model, j) && std::ceil(lower - tolerance) > std::floor(upper + tolerance))
-            return true;
+    return lower > upper + tolerance || lower >= VNT_INFINITY || upper <= -VNT_INFINITY;
+}
+
+static double distance(double lower, double upper)
+{
+    return lower > upper ? lower - upper : VNT_INFINITY; // both infinite, on the same side
+}
+
+// Where a column allows nothing, no weights are needed: the proof is the distance of its bounds.
+static double crossing(const engine_model &model, int j, double tolerance)
+{
+    double lower = model.collower[j], upper = model.colupper[j];
+    if (crossed(lower, upper, tolerance)) return distance(lower, upper);
+    if (!engine_isint(model, j)) return 0;
+    lower = std::ceil(lower - tolerance);
+    upper = std::floor(upper + tolerance);
+    return lower > upper ? lower - upper : 0;
+}
+
+// What a row asks of columns that cannot give it anything.
+static double rowasks(const engine_model &model, int i, bool empty, double tolerance)
+{
+    double lower = model.rowlower[i], upper = model.rowupper[i];
+    if (crossed(lower, upper, tolerance)) return distance(lower, upper);
+    if (!empty) return 0;
+    return lower > tolerance ? lower : upper < -tolerance ? upper : 0;
+}
+
+bool engine_triviallyinfeasible(const engine_model &model, double tolerance, engine_result *result)
+{
+    result->farkas.assign(model.numrows, 0.0);
+    for (int j = 0; j < model.numcols && result->proof == 0; j++)
+        result->proof = crossing(model, j, tolerance);
+    std::vector<char> used(model.numrows, 0);
+    for (int64_t k = 0; k < model.begin[model.numcols]; k++)
+        used[model.index[k]] = model.value[k] != 0;
+    for (int i = 0; i < model.numrows && result->proof == 0; i++) {
+        double by = rowasks(model, i, used[i] == 0, tolerance);
+        result->proof = std::fabs(by);
+        if (by != 0) result->farkas[i] = by > 0 ? 1 : -1;
     }
-    for (int i = 0; i < model.numrows; i++)
-        if (crossed(model.rowlower[i], model.rowupper[i])) return true;
-    return false;
+    if (result->proof == 0) result->farkas.clear();
+    return result->proof != 0;
 }
 
 // The best value of a column that stands alone, and whether there is one.
@@ -167,11 +230,6 @@ bool engine_solveempty(const engine_model &model, double tolerance, engine_resul
 {
     if (model.begin[model.numcols] > 0) return false;
     result->bound = model.sense * -VNT_INFINITY;
-    for (int i = 0; i < model.numrows; i++)
-        if (model.rowlower[i] > tolerance || model.rowupper[i] < -tolerance) {
-            result->status = VNT_STAT_INFEASIBLE;
-            return true;
-        }
     result->x.assign(model.numcols, 0.0);
     result->ray.assign(model.numcols, 0.0);
     result->cstat.resize(model.numcols);
@@ -204,14 +262,14 @@ static double largest(const std::vector<double> &v)
     return most;
 }
 
-bool engine_provesinfeasible(const engine_model &model, const std::vector<double> &y)
+double engine_infeasibilityproof(const engine_model &model, const std::vector<double> &y)
 {
-    double scale = largest(y), asked = 0, reach = 0, size = 1;
-    if (scale == 0 || !std::isfinite(scale)) return false;
+    double scale = largest(y), asked = 0, reach = 0, size = 0;
+    if (scale == 0 || !std::isfinite(scale)) return 0;
     for (int i = 0; i < model.numrows; i++) {
         if (std::fabs(y[i]) <= noise * scale) continue;
         double bound = y[i] > 0 ? model.rowlower[i] : model.rowupper[i];
-        if (engine_isinf(bound)) return false;
+        if (engine_isinf(bound)) return 0;
         asked += y[i] * bound;
         size = std::max(size, std::fabs(y[i] * bound));
     }
@@ -221,13 +279,13 @@ bool engine_provesinfeasible(const engine_model &model, const std::vector<double
         double g = -weight[j];
         double bound = g > 0 ? model.colupper[j] : model.collower[j];
         if (engine_isinf(bound)) {
-            if (std::fabs(g) > noise * most) return false;
+            if (std::fabs(g) > noise * most) return 0;
             continue;
         }
         reach += g * bound;
         size = std::max(size, std::fabs(g * bound));
     }
-    return asked - reach > noise * size;
+    return asked - reach > noise * size ? asked - reach : 0;
 }
 
 bool engine_provesunbounded(const engine_model &model, const std::vector<double> &d)

@@ -24,6 +24,9 @@ inline bool engine_isint(const engine_model &model, int j)
 // Whether all integer columns have two finite bounds.  Probing loses solutions where one has not.
 bool engine_intsbounded(const engine_model &model);
 
+// How many columns, or rows, have the same entries, at most; an estimate by hashes.
+int engine_mostequal(const engine_model &model);
+
 double engine_objective(const engine_model &model, const double *x); // offset included
 std::vector<double> engine_activity(const engine_model &model, const double *x);
 
@@ -32,7 +35,8 @@ std::vector<double> engine_reducedcosts(const engine_model &model, const double 
                                         const double *y);
 
 // How far x is outside of the bounds of columns and rows: the largest distance, each divided by
-// the magnitude of its bound where that is above one.
+// the magnitude of its bound where that is above one; and how far the second of a pair is from 0
+// where the first is 1.
 double engine_violation(const engine_model &model, const double *x);
 
 // How far x's integer columns are from integers, at most.
@@ -45,14 +49,18 @@ double engine_dualviolation(const engine_model &model, const engine_result &resu
 // a multiple of this.  0 where they are not so regular, as with a cost on a continuous column.
 double engine_objectivestep(const engine_model &model);
 
-// Whether two bounds of a row or column exclude each other.
-bool engine_crossed(const engine_model &model, double tolerance);
-
 // A model without nonzeros is solved column by column; true when it was one.
 bool engine_solveempty(const engine_model &model, double tolerance, engine_result *result);
 
-// Whether y shows that no x is feasible, or d that the objective has no limit; see the result.
-bool engine_provesinfeasible(const engine_model &model, const std::vector<double> &y);
+// How far apart the row weights y keep what the rows ask and the most that the columns allow, when
+// that shows that no x is feasible; else 0.
+double engine_infeasibilityproof(const engine_model &model, const std::vector<double> &y);
+
+// Whether two bounds of a row or column exclude each other, or a row without entries asks for
+// something; if so, weights and value of the proof go into the result.
+bool engine_triviallyinfeasible(const engine_model &model, double tolerance, engine_result *result);
+
+// Whether direction d shows that the objective has no limit.
 bool engine_provesunbounded(const engine_model &model, const std::vector<double> &d);
 
 // Fills activity and slack of a result from its x, and its objective.

@@ -17,6 +17,8 @@
 #include <CbcHeuristicLocal.hpp>
 #include <CbcHeuristicRINS.hpp>
 #include <CbcModel.hpp>
+#include <CbcSOS.hpp>
+#include <CbcSimpleInteger.hpp>
 #include <CbcTree.hpp>
 #include <CglClique.hpp>
 #include <CglFlowCover.hpp>
@@ -60,8 +62,11 @@ class mip_search {
   private:
     bool relax();
     void unbounded(const engine_result &relaxed);
+    void boxed();
+    void settleboxed(const std::vector<double> &x);
     void start();
-    void completestart();
+    bool trystart(const double *given);
+    void completestart(const double *given);
     void reduce();
     void keepcontinuous();
     void unreduce();
@@ -73,6 +78,8 @@ class mip_search {
     void usualoptions();
     void addcuts();
     void addheuristics();
+    void addpairs();
+    void setorder();
     void limits();
     int verdict();
     void conclude();
@@ -175,7 +182,7 @@ std::unique_ptr<OsiClpSolverInterface> wrap(const engine_model &model, const eng
 void mip_search::run()
 {
     result.method = VNT_METHOD_MIP;
-    if (engine_crossed(model, params.feasibility)) {
+    if (engine_triviallyinfeasible(model, params.feasibility, &result)) {
         result.status = VNT_STAT_INFEASIBLE;
         return;
     }
@@ -219,6 +226,7 @@ bool mip_search::relax()
 {
     engine_model relaxation = model;
     relaxation.ctype = nullptr;
+    relaxation.numpairs = 0;
     engine_result r;
     engine_runlp(relaxation, params, ENGINE_DUAL, true, poll, &r);
     if (r.status == VNT_STAT_OPTIMAL) {
@@ -227,11 +235,12 @@ bool mip_search::relax()
         return true;
     }
     if (r.status == VNT_STAT_UNBOUNDED) {
-        unbounded(r);
+        model.numpairs > 0 ? boxed() : unbounded(r);
         return false;
     }
     result.status = r.status;
     result.farkas = std::move(r.farkas);
+    result.proof = r.proof;
     fill();
     return false;
 }
@@ -243,7 +252,7 @@ void mip_search::unbounded(const engine_result &relaxed)
     std::vector<double> zero(model.numcols, 0.0);
     engine_model feasibility = model;
     feasibility.objective = zero.data();
-    feasibility.start = nullptr;
+    feasibility.numstarts = 0;
     poll.ignorecutoff = true;
     engine_result r;
     mip_search(feasibility, params, poll, r, true).run();
@@ -259,33 +268,78 @@ void mip_search::unbounded(const engine_result &relaxed)
     result.ray = relaxed.ray;
 }
 
-// The caller's start: its integer columns are held, the others found.
-void mip_search::start()
+// With pairs, a relaxation without a limit says little.  The search goes on in a box, and where its
+// answer rests there, the rest of the problem decides.
+void mip_search::boxed()
 {
-    if (model.start == nullptr) return;
-    std::vector<double> given(model.start, model.start + model.numcols);
-    std::vector<double> x = engine_fixandsolve(model, params, poll, given);
-    if (x.empty()) {
-        poll.log(1, 1, "The start given is not feasible.\n");
-        return;
+    constexpr double far = 1e7;
+    engine_arrays box(model);
+    for (int j = 0; j < model.numcols; j++) {
+        box.collower[j] = std::max(box.collower[j], std::min(-far, box.colupper[j]));
+        box.colupper[j] = std::min(box.colupper[j], std::max(far, box.collower[j]));
     }
-    if (engine_fraction(model, x.data()) <= params.integrality)
-        incumbent.offer(std::move(x));
-    else
-        completestart();
+    engine_model inside = model;
+    inside.collower = box.collower.data();
+    inside.colupper = box.colupper.data();
+    engine_result r;
+    mip_search(inside, params, poll, r, true).run();
+    poll.seen.solution = nullptr;
+    result.status = r.status;
+    if (!r.solutions.empty()) settleboxed(r.solutions.back());
+    fill();
 }
 
-// A start that leaves integer columns open is completed by a short search.
-void mip_search::completestart()
+void mip_search::settleboxed(const std::vector<double> &x)
 {
     engine_arrays held(model);
     for (int j = 0; j < model.numcols; j++)
-        if (engine_isint(model, j) && !std::isnan(model.start[j]))
-            held.collower[j] = held.colupper[j] = std::round(model.start[j]);
+        if (engine_isint(model, j)) held.collower[j] = held.colupper[j] = std::round(x[j]);
+    for (int k = 0; k < model.numpairs; k++)
+        if (x[model.pairs[2 * k]] > 0.5) held.colupper[model.pairs[2 * k + 1]] = 0;
     engine_model rest = model;
     rest.collower = held.collower.data();
     rest.colupper = held.colupper.data();
-    rest.start = nullptr;
+    rest.ctype = nullptr;
+    rest.numpairs = 0;
+    engine_result r;
+    engine_runlp(rest, params, ENGINE_DUAL, true, poll, &r);
+    incumbent.offer(x);
+    if (r.status == VNT_STAT_OPTIMAL) incumbent.offer(r.x);
+    if (r.status != VNT_STAT_UNBOUNDED) return;
+    result.status = VNT_STAT_UNBOUNDED;
+    result.ray = std::move(r.ray);
+}
+
+void mip_search::start()
+{
+    for (int k = 0; k < model.numstarts && poll.ended() == 0; k++)
+        if (!trystart(model.starts[k])) poll.log(1, 1, "Start %d is not feasible.\n", k + 1);
+}
+
+// One of the caller's starts: its integer columns are held, the others found.
+bool mip_search::trystart(const double *given)
+{
+    std::vector<double> x =
+        engine_fixandsolve(model, params, poll, std::vector<double>(given, given + model.numcols));
+    if (x.empty()) return false;
+    if (engine_fraction(model, x.data()) <= params.integrality)
+        incumbent.offer(std::move(x));
+    else
+        completestart(given);
+    return true;
+}
+
+// A start that leaves integer columns open is completed by a short search.
+void mip_search::completestart(const double *given)
+{
+    engine_arrays held(model);
+    for (int j = 0; j < model.numcols; j++)
+        if (engine_isint(model, j) && !std::isnan(given[j]))
+            held.collower[j] = held.colupper[j] = std::round(given[j]);
+    engine_model rest = model;
+    rest.collower = held.collower.data();
+    rest.colupper = held.colupper.data();
+    rest.numstarts = 0;
     engine_params brief = params;
     brief.nodelimit = 200;
     brief.solutionlimit = INT64_MAX;
@@ -300,7 +354,8 @@ void mip_search::completestart()
 void mip_search::reduce()
 {
     unreduce();
-    if (!params.presolve || poll.ended() != 0) return;
+    // Preprocessing knows no pairs.
+    if (!params.presolve || model.numpairs > 0 || poll.ended() != 0) return;
     process = std::make_unique<CglPreProcess>();
     process->passInMessageHandler(&silence);
     CglProbing probing; // its work is bounded: without limits one call takes seconds
@@ -401,7 +456,9 @@ void mip_search::setup()
     cbc->setNodeComparison(order);
     limits();
     if (params.cuts) addcuts();
-    if (params.heuristics) addheuristics();
+    if (params.heuristics && model.numpairs == 0) addheuristics(); // they know none, either
+    addpairs();
+    setorder();
     cutoff_carrier carrier(*this, *cbc);
     cbc->addHeuristic(&carrier);
 }
@@ -417,7 +474,8 @@ void mip_search::usualoptions()
     clp->setSpecialOptions(clp->specialOptions() | COIN_CBC_USING_CLP);
     constexpr int checkfrombasis = 2, carefulcuts = 4096; // without it an assertion fails at times
     cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis | carefulcuts);
-    cbc->setFastNodeDepth(-12); // deep nodes of small problems are finished off in one go
+    // Deep nodes of small problems are finished off in one go, which knows no pairs.
+    if (model.numpairs == 0) cbc->setFastNodeDepth(-12);
 }
 
 void mip_search::limits()
@@ -498,6 +556,34 @@ void mip_search::addcuts()
     cbc->setMaximumCutPasses(4);
     double value = std::fabs(reduced->getObjValue());
     cbc->setMinimumDrop(std::min(5e-2, value * 1e-5 + 1e-5));
+}
+
+void mip_search::addpairs()
+{
+    constexpr double weights[] = {1, 2};
+    std::vector<std::unique_ptr<CbcObject>> owned;
+    std::vector<CbcObject *> objects;
+    for (int k = 0; k < model.numpairs; k++) {
+        owned.push_back(std::make_unique<CbcSOS>(cbc.get(), 2, model.pairs + 2 * k, weights, k, 1));
+        objects.push_back(owned.back().get());
+    }
+    if (!objects.empty()) cbc->addObjects(static_cast<int>(objects.size()), objects.data());
+}
+
+// Columns that preprocessing made have no place in the caller's order.
+void mip_search::setorder()
+{
+    if (model.rank == nullptr) return;
+    cbc->findIntegers(false);
+    const int *from = process == nullptr ? nullptr : process->originalColumns();
+    for (int i = 0; i < cbc->numberObjects(); i++) {
+        auto *object = dynamic_cast<CbcSimpleInteger *>(cbc->modifiableObject(i));
+        if (object == nullptr) continue;
+        int j = from == nullptr ? object->columnNumber() : from[object->columnNumber()];
+        if (j < 0 || j >= model.numcols) continue;
+        object->setPriority(model.rank[j]);
+        object->setPreferredWay(model.direction[j]);
+    }
 }
 
 void mip_search::addheuristics()

@@ -23,7 +23,8 @@ reformulation::reformulation(const vntlp &p, bool discrete)
     copy_rows(m);
     if (discrete) {
         copy_discrete(m);
-        copy_start(p);
+        copy_starts(p);
+        copy_order(m);
     } else if (p.has_basis()) {
         out.cstat = p.cstat.data();
         out.rstat = p.rstat.data();
@@ -47,11 +48,12 @@ void reformulation::copy_discrete(const model &m)
     bool semi = ctype.find_first_of("SN") != std::string::npos;
     if (!semi && m.sets.empty() && m.indicators.empty()) return;
     copy_all(m);
+    reach = implied_bounds(m);
     add_semicontinuous(m);
     for (const special_set &s : m.sets)
-        add_set(m, s);
+        add_set(s);
     for (const indicator &c : m.indicators)
-        add_indicator(m, c);
+        add_indicator(c);
     point_out();
 }
 
@@ -63,15 +65,47 @@ void reformulation::copy_all(const model &m)
     objective = m.objective;
 }
 
-// A new column between 0 and 1; returns its place.
-int reformulation::add_binary()
+// A big M lets through its own size times the integrality tolerance.
+static bool serves_as_m(double bound)
+{
+    return bound >= -1e6 && bound <= 1e6;
+}
+
+// A new column; returns its place.
+int reformulation::add_column(double low, double high, char type)
 {
     a.grow(0, 1);
-    lower.push_back(0);
-    upper.push_back(1);
+    lower.push_back(low);
+    upper.push_back(high);
     objective.push_back(0);
-    ctype.push_back('B');
+    ctype.push_back(type);
     return a.cols() - 1;
+}
+
+int reformulation::add_binary()
+{
+    return add_column(0, 1, 'B');
+}
+
+// 1 - binary.
+int reformulation::add_negation(int binary)
+{
+    int z = add_binary();
+    add_row(1, 1, {binary, z}, {1, 1});
+    return z;
+}
+
+// Column j is 0 where the binary is 1.  Pairs are of columns without negative values, so that a
+// column that has some is represented by one that is its magnitude at least.
+void reformulation::add_pair(int binary, int j)
+{
+    if (lower[j] < 0) {
+        int magnitude = add_column(0, VNT_INFINITY, 'C');
+        add_row(0, VNT_INFINITY, {j, magnitude}, {1, 1});
+        add_row(0, VNT_INFINITY, {j, magnitude}, {-1, 1});
+        j = magnitude;
+    }
+    pairs.insert(pairs.end(), {binary, j});
 }
 
 void reformulation::add_row(double low, double high, const std::vector<int> &cols,
@@ -84,14 +118,6 @@ void reformulation::add_row(double low, double high, const std::vector<int> &col
     rowupper.push_back(high);
 }
 
-// A column with which nothing can be done without its bounds.
-static void require_bounds(const model &m, int j, double low, double high, const char *what)
-{
-    if (low > -VNT_INFINITY && high < VNT_INFINITY) return;
-    throw failure{VNTERR_NOT_SUPPORTED, printed("column \"%.200s\" %s and needs finite bounds",
-                                                m.colnames.at(j).c_str(), what)};
-}
-
 // A semi-continuous column is 0, or between its bounds where its binary companion z is 1:
 // lower z <= x <= upper z.
 void reformulation::add_semicontinuous(const model &m)
@@ -101,21 +127,28 @@ void reformulation::add_semicontinuous(const model &m)
         ctype[j] = ctype[j] == 'S' ? 'C' : 'I';
         double low = lower[j], high = upper[j];
         if (low <= 0 && high >= 0) continue; // 0 is between the bounds anyway
-        require_bounds(m, j, low, high, "is semi-continuous");
-        int z = add_binary();
-        add_row(-VNT_INFINITY, 0, {j, z}, {1, -high});
-        add_row(0, VNT_INFINITY, {j, z}, {1, -low});
         lower[j] = std::min(low, 0.0);
         upper[j] = std::max(high, 0.0);
+        int z = add_binary();
+        double near = low > 0 ? low : high, far = low > 0 ? reach.upper[j] : reach.lower[j];
+        add_row(low > 0 ? 0 : -VNT_INFINITY, low > 0 ? VNT_INFINITY : 0, {j, z}, {1, -near});
+        if (serves_as_m(far))
+            add_row(low > 0 ? -VNT_INFINITY : 0, low > 0 ? 0 : VNT_INFINITY, {j, z}, {1, -far});
+        else
+            add_pair(add_negation(z), j);
     }
 }
 
 // Lets a column be other than 0 only where one of the binaries is 1.
-void reformulation::bind(const model &m, int j, const std::vector<int> &binaries)
+void reformulation::bind(int j, const std::vector<int> &binaries)
 {
-    double low = std::min(lower[j], 0.0), high = std::max(upper[j], 0.0);
-    require_bounds(m, j, low, high, "is in a special ordered set");
+    double low = std::min(reach.lower[j], 0.0), high = std::max(reach.upper[j], 0.0);
     std::vector<int> cols = binaries;
+    if (!serves_as_m(low) || !serves_as_m(high)) {
+        cols.push_back(add_binary());
+        add_row(1, VNT_INFINITY, cols, std::vector<double>(cols.size(), 1));
+        return add_pair(cols.back(), j);
+    }
     cols.push_back(j);
     for (double bound : {low, high}) {
         std::vector<double> values(binaries.size(), -bound);
@@ -127,7 +160,7 @@ void reformulation::bind(const model &m, int j, const std::vector<int> &binaries
 
 // One binary for each place where the set may be other than 0: a column, or two neighbours.  One
 // of these places at most is taken.
-void reformulation::add_set(const model &m, const special_set &s)
+void reformulation::add_set(const special_set &s)
 {
     std::vector<int> order(s.index.size());
     std::iota(order.begin(), order.end(), 0);
@@ -145,25 +178,27 @@ void reformulation::add_set(const model &m, const special_set &s)
         for (int q = std::max(0, k - width + 1); q <= std::min(k, places - 1); q++) {
             around.push_back(first + q);
         }
-        bind(m, s.index[order[k]], around);
+        bind(s.index[order[k]], around);
     }
 }
 
 // The row times `sign` is at most its right-hand side while the indicator holds, and at most what
 // the columns' bounds allow at all while it does not.
-void reformulation::add_implied(const model &m, const indicator &c, double sign)
+void reformulation::add_implied(const indicator &c, double sign)
 {
     double most = 0, rhs = sign * c.rhs;
     std::vector<double> values;
     for (size_t k = 0; k < c.index.size(); k++) {
         double v = sign * c.value[k];
         int j = c.index[k];
-        double bound = v > 0 ? upper[j] : lower[j];
-        require_bounds(m, j, v > 0 ? 0 : bound, v > 0 ? bound : 0, "is in an indicator constraint");
+        double bound = v > 0 ? reach.upper[j] : reach.lower[j];
+        if (v == 0) bound = 0;
+        if (!serves_as_m(bound) || !serves_as_m(v * bound)) return add_paired(c, sign);
         most += v * bound;
         values.push_back(v);
     }
     if (most <= rhs) return; // it holds anyway
+    if (!serves_as_m(most - rhs)) return add_paired(c, sign);
     // The indicator's column may be one of the row's as well.
     std::vector<int> cols = c.index;
     size_t at = static_cast<size_t>(std::find(cols.begin(), cols.end(), c.column) - cols.begin());
@@ -175,10 +210,24 @@ void reformulation::add_implied(const model &m, const indicator &c, double sign)
     add_row(-VNT_INFINITY, c.complemented ? rhs : most, cols, values);
 }
 
-void reformulation::add_indicator(const model &m, const indicator &c)
+// The same without a big M: what the row exceeds its side by is 0 where the indicator holds.
+void reformulation::add_paired(const indicator &c, double sign)
 {
-    if (c.sense != 'G') add_implied(m, c, 1);
-    if (c.sense != 'L') add_implied(m, c, -1);
+    int excess = add_column(0, VNT_INFINITY, 'C');
+    std::vector<int> cols = c.index;
+    std::vector<double> values = c.value;
+    for (double &v : values)
+        v *= sign;
+    cols.push_back(excess);
+    values.push_back(-1);
+    add_row(-VNT_INFINITY, sign * c.rhs, cols, values);
+    add_pair(c.complemented ? add_negation(c.column) : c.column, excess);
+}
+
+void reformulation::add_indicator(const indicator &c)
+{
+    if (c.sense != 'G') add_implied(c, 1);
+    if (c.sense != 'L') add_implied(c, -1);
 }
 
 void reformulation::point_out()
@@ -195,21 +244,45 @@ void reformulation::point_out()
     out.rowlower = rowlower.data();
     out.rowupper = rowupper.data();
     out.ctype = ctype.data();
+    out.numpairs = static_cast<int>(pairs.size() / 2);
+    out.pairs = pairs.data();
 }
 
-// The first MIP start, or else the values of a general start.
-void reformulation::copy_start(const vntlp &p)
+// The MIP starts, in order, or else the values of a general start.
+void reformulation::copy_starts(const vntlp &p)
 {
-    if (p.mipstarts.empty() && p.start.empty()) return;
-    start = p.start;
-    if (!p.mipstarts.empty()) start.clear();
-    start.resize(out.numcols, std::numeric_limits<double>::quiet_NaN());
-    if (!p.mipstarts.empty()) {
-        const mip_start &first = p.mipstarts.front();
-        for (size_t k = 0; k < first.index.size(); k++)
-            start[first.index[k]] = first.value[k];
+    auto add = [&]() -> std::vector<double> & {
+        starts.emplace_back(out.numcols, std::numeric_limits<double>::quiet_NaN());
+        return starts.back();
+    };
+    for (const mip_start &given : p.mipstarts) {
+        std::vector<double> &x = add();
+        for (size_t k = 0; k < given.index.size(); k++)
+            x[given.index[k]] = given.value[k];
     }
-    out.start = start.data();
+    if (p.mipstarts.empty() && !p.start.empty())
+        std::copy(p.start.begin(), p.start.end(), add().begin());
+    for (const std::vector<double> &x : starts)
+        startpoints.push_back(x.data());
+    out.starts = startpoints.data();
+    out.numstarts = static_cast<int>(startpoints.size());
+}
+
+// Of a higher priority is branched first; the engine counts the other way.
+void reformulation::copy_order(const model &m)
+{
+    if (m.order.empty()) return;
+    int most = 0;
+    for (const branching &b : m.order)
+        most = std::max(most, b.priority);
+    rank.assign(out.numcols, most + 1);
+    direction.assign(out.numcols, 0);
+    for (const branching &b : m.order) {
+        rank[b.column] = 1 + most - b.priority;
+        direction[b.column] = b.direction;
+    }
+    out.rank = rank.data();
+    out.direction = direction.data();
 }
 
 } // namespace vnt

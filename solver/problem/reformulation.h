@@ -2,12 +2,14 @@
 //
 // Engines know continuous, binary and integer columns between bounds, and rows between bounds.
 // What else a model holds is put into such terms by further columns and rows at the end; the
-// columns of the problem keep their places.
+// columns of the problem keep their places.  A binary column stands for each choice.  It is bound
+// to what it rules by a big M where that is small enough, else by a pair: see engine_model.
 //
 // Ownership: engine() points into the problem and into this object.
 
 #pragma once
 
+#include "solver/problem/implied_bounds.h"
 #include "solver/problem/problem.h"
 
 namespace vnt {
@@ -24,18 +26,28 @@ class reformulation {
     void copy_discrete(const model &m);
     void copy_all(const model &m);
     void add_semicontinuous(const model &m);
-    void add_set(const model &m, const special_set &s);
-    void add_indicator(const model &m, const indicator &c);
-    void add_implied(const model &m, const indicator &c, double sign);
-    void bind(const model &m, int j, const std::vector<int> &binaries);
+    void add_set(const special_set &s);
+    void add_indicator(const indicator &c);
+    void add_implied(const indicator &c, double sign);
+    void add_paired(const indicator &c, double sign);
+    void bind(int j, const std::vector<int> &binaries);
     int add_binary();
+    int add_column(double low, double high, char type);
+    int add_negation(int binary);
+    void add_pair(int binary, int j);
     void add_row(double low, double high, const std::vector<int> &cols,
                  const std::vector<double> &values);
-    void copy_start(const vntlp &p);
+    void copy_starts(const vntlp &p);
+    void copy_order(const model &m);
     void point_out();
 
     engine_model out;
-    std::vector<double> rowlower, rowupper, lower, upper, objective, start;
+    std::vector<double> rowlower, rowupper, lower, upper, objective;
+    std::vector<std::vector<double>> starts;
+    std::vector<const double *> startpoints;
+    std::vector<int> rank, direction;
+    column_bounds reach; // what the problem's columns can be at all
+    std::vector<int> pairs;
     std::string ctype;
     matrix a; // used where rows or columns are added
 };

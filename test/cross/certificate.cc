@@ -54,10 +54,10 @@ std::string dual_bound(const random_model &m, const std::vector<double> &y, cons
 {
     double part;
     for (size_t i = 0; i < m.rows.size(); i++) {
-        double most = *std::max_element(y.begin(), y.end(), [](double a, double b) {
-            return std::fabs(a) < std::fabs(b);
-        });
-        if (!least(sense * y[i], std::max(1.0, std::fabs(most)), m.rows[i].lower, m.rows[i].upper, &part))
+        double most = *std::max_element(
+            y.begin(), y.end(), [](double a, double b) { return std::fabs(a) < std::fabs(b); });
+        if (!least(sense * y[i], std::max(1.0, std::fabs(most)), m.rows[i].lower, m.rows[i].upper,
+                   &part))
             return said("a price of the wrong sign on a row", y[i]);
         *bound += part;
         *size = std::max(*size, std::fabs(part));
@@ -97,8 +97,7 @@ std::string infeasible_fault(const random_model &m, const solver_answer &a)
 
 bool leaves(double step, double size, double lower, double upper)
 {
-    return std::fabs(step) > tolerance * size &&
-           std::fabs(step > 0 ? upper : lower) < VNT_INFINITY;
+    return std::fabs(step) > tolerance * size && std::fabs(step > 0 ? upper : lower) < VNT_INFINITY;
 }
 
 std::string unbounded_fault(const random_model &m, const solver_answer &a)
@@ -191,7 +190,8 @@ std::string basis_fault(const random_model &m, const solver_answer &a)
             size_t j = static_cast<size_t>(r.index[k]);
             side[i] -= r.value[k] * place[j];
             auto at = std::lower_bound(places.begin(), places.end(), r.index[k]);
-            if (at != places.end() && *at == r.index[k]) matrix[i][at - places.begin()] = r.value[k];
+            if (at != places.end() && *at == r.index[k])
+                matrix[i][at - places.begin()] = r.value[k];
         }
         auto at = std::lower_bound(places.begin(), places.end(), static_cast<int>(cols + i));
         if (at != places.end() && *at == static_cast<int>(cols + i))

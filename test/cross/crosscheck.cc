@@ -65,8 +65,8 @@ void copy_row(VNTENVptr env, VNTLPptr lp, const random_row &r, int place)
     double rhs = sense == 'L' ? r.upper : r.lower, range = r.upper - r.lower;
     int count = static_cast<int>(r.index.size());
     if (r.binary >= 0) {
-        must(VNTLaddindconstr(env, lp, r.binary, r.complemented, count, rhs, sense,
-                              r.index.data(), r.value.data(), nullptr),
+        must(VNTLaddindconstr(env, lp, r.binary, r.complemented, count, rhs, sense, r.index.data(),
+                              r.value.data(), nullptr),
              "addindconstr");
         return;
     }
@@ -174,9 +174,8 @@ solver_answer solve_apart(const random_model &m, const settings &s, std::string 
     solver_answer a;
     a.resize(m.columns.size(), m.rows.size());
     bool whole = true;
-    each_part(a, [&](void *where, size_t size) {
-        whole = whole && read_whole(ends[0], where, size);
-    });
+    each_part(a,
+              [&](void *where, size_t size) { whole = whole && read_whole(ends[0], where, size); });
     close(ends[0]);
     waitpid(child, &state, 0);
     death->clear();
@@ -205,7 +204,8 @@ bool has_optimum(int status)
 class check {
   public:
     explicit check(unsigned seed, bool verbose)
-        : seed(seed), verbose(verbose), random(seed * 2654435761u + 1), model(random_model_make(seed))
+        : seed(seed), verbose(verbose), random(seed * 2654435761u + 1),
+          model(random_model_make(seed))
     {
         if (model.known.size() != model.columns.size() ||
             !point_fault(model, model.known, 1e-9).empty())
@@ -313,13 +313,20 @@ int main(int argc, char **argv)
     bool verbose = false;
     for (int i = 1; i < argc; i++) {
         auto number = [&] { return i + 1 < argc ? atof(argv[++i]) : 0; };
-        if (strcmp(argv[i], "--models") == 0) models = static_cast<unsigned>(number());
-        else if (strcmp(argv[i], "--seed") == 0) seed = static_cast<unsigned>(number());
-        else if (strcmp(argv[i], "--seconds") == 0) seconds = number();
-        else if (strcmp(argv[i], "--settings") == 0) count = static_cast<int>(number());
-        else if (strcmp(argv[i], "--kind") == 0) kind = static_cast<int>(number());
-        else if (strcmp(argv[i], "--verbose") == 0) verbose = true;
-        else return fprintf(stderr, "crosscheck: unknown option %s\n", argv[i]), 2;
+        if (strcmp(argv[i], "--models") == 0)
+            models = static_cast<unsigned>(number());
+        else if (strcmp(argv[i], "--seed") == 0)
+            seed = static_cast<unsigned>(number());
+        else if (strcmp(argv[i], "--seconds") == 0)
+            seconds = number();
+        else if (strcmp(argv[i], "--settings") == 0)
+            count = static_cast<int>(number());
+        else if (strcmp(argv[i], "--kind") == 0)
+            kind = static_cast<int>(number());
+        else if (strcmp(argv[i], "--verbose") == 0)
+            verbose = true;
+        else
+            return fprintf(stderr, "crosscheck: unknown option %s\n", argv[i]), 2;
     }
     steady::time_point begin = steady::now();
     auto passed = [&] { return std::chrono::duration<double>(steady::now() - begin).count(); };
@@ -339,8 +346,12 @@ int main(int argc, char **argv)
     for (int k = 0; k < random_kinds; k++) {
         line(random_kind_name(k), kinds[k]);
         const tally &t = kinds[k];
-        all = {all.models + t.models, all.solves + t.solves, all.deaths + t.deaths,
-               all.wrong + t.wrong, all.enginefailures + t.enginefailures, all.limits + t.limits};
+        all = {all.models + t.models,
+               all.solves + t.solves,
+               all.deaths + t.deaths,
+               all.wrong + t.wrong,
+               all.enginefailures + t.enginefailures,
+               all.limits + t.limits};
     }
     line("all", all);
     printf("%.1f seconds\n", passed());

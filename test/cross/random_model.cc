@@ -195,7 +195,8 @@ void maker::fixedcharge()
                 balance.value.insert(balance.value.begin(), 1);
             }
             m.rows.push_back(balance);
-            m.rows.push_back({-infinite, 0, {at, at + 2}, {1, -static_cast<double>(number(60, 150))}});
+            m.rows.push_back(
+                {-infinite, 0, {at, at + 2}, {1, -static_cast<double>(number(60, 150))}});
         }
     }
     for (int t = 0; t < periods && chance(80); t++) {
@@ -252,8 +253,7 @@ void maker::sets()
 {
     int cols = number(3, 9);
     for (int j = 0; j < cols; j++)
-        add(coefficient(9), chance(20) ? -number(1, 4) : 0, number(1, 9),
-            chance(60) ? 'C' : 'I');
+        add(coefficient(9), chance(20) ? -number(1, 4) : 0, number(1, 9), chance(60) ? 'C' : 'I');
     for (int k = number(1, 2); k > 0; k--) {
         random_set s = {chance(50) ? '1' : '2', {}};
         for (int j = 0; j < cols; j++)
@@ -287,9 +287,10 @@ void maker::indicators()
             r.upper = infinite;
 }
 
-const char *const names[random_kinds] = {
-    "linear",        "mixed",         "knapsack",        "partitioning", "fixed charge",
-    "integer equations", "free integers", "semi-continuous", "sets",         "indicators"};
+const char *const names[random_kinds] = {"linear",        "mixed",           "knapsack",
+                                         "partitioning",  "fixed charge",    "integer equations",
+                                         "free integers", "semi-continuous", "sets",
+                                         "indicators"};
 
 random_model maker::make(int kind)
 {

@@ -28,7 +28,7 @@ struct random_row {
 };
 
 struct random_set {
-    char type; // '1' or '2'
+    char type;              // '1' or '2'
     std::vector<int> index; // in their order
 };
 
