@@ -1,0 +1,68 @@
+#include "remote/server/relay.h"
+
+#include "remote/base/holders.h"
+#include "remote/base/io.h"
+#include "remote/base/log.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace vnt {
+
+static constexpr int SHORTAGE_WAIT = 10; // milliseconds until memory may be there again
+
+bool relay_awaitprocess(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    c->waiting++;
+    pthread_cond_broadcast(&c->changed);
+    while (c->id == 0 && !c->stopped)
+        pthread_cond_wait(&c->changed, &c->lock);
+    return c->id != 0;
+}
+
+static bool child_isstopped(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    return c->stopped;
+}
+
+void relay_fail(server_child *c, const char *call)
+{
+    if (child_isstopped(c)) return;
+    log_syscall(call);
+    child_kill(c, nullptr);
+}
+
+int relay_countunread(int fd)
+{
+    int bytes = 0;
+    return fd >= 0 && ioctl(fd, FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
+bool relay_writeall(const server_child *c, int fd, const void *bytes, ssize_t n)
+{
+    return io_writeall(fd, bytes, static_cast<size_t>(n), c->stopfd, CLOCK_NEVER) == 0;
+}
+
+ssize_t relay_move(int from, int to)
+{
+    return splice(from, nullptr, to, nullptr, 1 << 20, SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+}
+
+bool relay_mayrepeat(const server_child *c)
+{
+    if (errno == ENOMEM || errno == ENOBUFS)
+        return io_wait(-1, 0, c->stopfd, clock_afterms(SHORTAGE_WAIT)) == 0;
+    return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;
+}
+
+bool relay_isover(int fd, short events)
+{
+    pollfd p = {fd, events, 0};
+    return poll(&p, 1, 0) > 0;
+}
+
+} // namespace vnt

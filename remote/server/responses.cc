@@ -1,0 +1,99 @@
+// The pump from a worker to its client.
+#include "remote/base/holders.h"
+#include "remote/base/io.h"
+#include "remote/base/log.h"
+#include "remote/server/pumps.h"
+#include "remote/server/relay.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace vnt {
+
+// The client takes nothing any more.  It has lost bytes, so if it is there after all, it must see
+// the connection's end instead of waiting for the rest.
+static void client_discard(server_child *c)
+{
+    if (errno != ECANCELED) {
+        log_syscall("safe_write");
+        log_line(LOG_DEBUG, "fd = %d\n", c->client);
+    }
+    mutex_holder hold(&c->lock);
+    c->discarding = true;
+    shutdown(c->client, SHUT_RDWR);
+}
+
+// The steps below pass on one piece of what the worker sends.  Meanwhile `relaying` is set, and the
+// client's socket stays the same.
+
+static relay_result response_copy(server_child *c, bool wanted)
+{
+    char *buffer = c->memory->buffers[1];
+    ssize_t n = read(c->responsefd, buffer, c->chunk);
+    if (n < 0 && relay_mayrepeat(c)) return RELAY_MORE;
+    if (n < 0) relay_fail(c, "read");
+    if (n <= 0) return RELAY_END;
+    log_line(LOG_DEBUG, "pump_fromchild: %d bytes read\n", static_cast<int>(n));
+    if (!wanted) return RELAY_MORE;
+    if (!relay_writeall(c, c->client, buffer, n)) {
+        client_discard(c);
+        return RELAY_MORE;
+    }
+    c->relayed += static_cast<uint64_t>(n);
+    log_line(LOG_DEBUG, "pump_fromchild: %d bytes written\n", static_cast<int>(n));
+    return RELAY_MORE;
+}
+
+static relay_result response_move(server_child *c)
+{
+    ssize_t n = relay_move(c->responsefd, c->client);
+    if (n == 0) return RELAY_END;
+    if (n > 0) {
+        c->relayed += static_cast<uint64_t>(n);
+        return RELAY_MORE;
+    }
+    if (errno == EINTR) return RELAY_MORE;
+    if (errno == EAGAIN) // the socket is full
+        return io_wait(c->client, POLLOUT, c->stopfd, CLOCK_NEVER) > 0 ? RELAY_MORE : RELAY_STOP;
+    if (relay_isover(c->client, 0))
+        client_discard(c);
+    else
+        c->copying = true; // whatever splice() lacks, nothing is lost yet
+    return RELAY_MORE;
+}
+
+// Says whether bytes are under way; returns whether the client takes them.
+static bool relaying_set(server_child *c, bool relaying)
+{
+    mutex_holder hold(&c->lock);
+    c->relaying = relaying;
+    if (!relaying) pthread_cond_broadcast(&c->changed);
+    return !c->discarding;
+}
+
+// Passes on one piece of what the worker sends, or drops it.  False at the end of its output.
+static bool response_relay(server_child *c)
+{
+    // Set before bytes leave the pipe: else the to-child pump could find it empty, and change the
+    // client, with a piece of an old answer still to come.
+    bool wanted = relaying_set(c, true);
+    relay_result result = wanted && !c->copying ? response_move(c) : response_copy(c, wanted);
+    relaying_set(c, false);
+    return result == RELAY_MORE;
+}
+
+void *pump_fromchild(void *child)
+{
+    server_child *c = static_cast<server_child *>(child);
+    if (relay_awaitprocess(c))
+        while (io_wait(c->responsefd, POLLIN, c->stopfd, CLOCK_NEVER) > 0 && response_relay(c)) {
+        }
+    log_line(LOG_DEBUG, "pump_fromchild: exit\n");
+    mutex_holder hold(&c->lock);
+    c->drained = true;
+    pthread_cond_broadcast(&c->changed);
+    return nullptr;
+}
+
+} // namespace vnt
