@@ -1,22 +1,19 @@
 #include "remote/server/handshakes.h"
 
+#include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/server/owned.h"
-#include "remote/transport/tcpip.h"
+#include "remote/transport/handshake.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace vnt {
 
 static constexpr int DRAIN_TIME = 1000; // milliseconds
-
-static uint32_t bigendian(const unsigned char *b)
-{
-    return uint32_t(b[0]) << 24 | uint32_t(b[1]) << 16 | uint32_t(b[2]) << 8 | b[3];
-}
 
 static void enter(handshake *h, decltype(handshake::phase) phase, int64_t milliseconds)
 {
@@ -47,9 +44,9 @@ int handshakes_poll(const handshakes *h, struct pollfd *fds)
 
 void handshake_refuse(int fd, int status)
 {
-    unsigned char bytes[2] = {static_cast<unsigned char>(status >> 8),
-                              static_cast<unsigned char>(status)};
-    if (write(fd, bytes, sizeof bytes) != sizeof bytes) log_syscall("safe_write");
+    handshake_answer answer;
+    size_t n = handshake_answer_put(answer, static_cast<uint16_t>(status), 0);
+    if (io_writeall(fd, answer, n, -1, 0) != 0) log_syscall("safe_write");
     shutdown(fd, SHUT_WR);
 }
 
@@ -80,8 +77,9 @@ static bool miss(handshake *c)
 static bool act(handshakes *h, handshake *c)
 {
     if (c->phase == handshake::ID)
-        return answer(c, h->actions.reconnect(h->actions.server, c->fd, c->bytes));
-    uint32_t action = bigendian(c->bytes);
+        return answer(c,
+                      h->actions.reconnect(h->actions.server, c->fd, handshake_id_get(c->bytes)));
+    uint32_t action = handshake_action_get(c->bytes);
     log_line(LOG_INFO, "%s: ACTION: %u\n", c->peer, action);
     if (action == ACTION_NEW)
         return answer(c, h->actions.newworker(h->actions.server, c->fd, c->peer));
@@ -95,14 +93,14 @@ static bool receive(handshakes *h, handshake *c)
 {
     char dropped[4096];
     bool drain = c->phase == handshake::DRAIN;
-    int wanted = c->phase == handshake::ID ? 8 : 4;
+    size_t wanted = c->phase == handshake::ID ? HANDSHAKE_ID : HANDSHAKE_ACTION;
     ssize_t n = drain ? read(c->fd, dropped, sizeof dropped)
-                      : read(c->fd, c->bytes + c->have, static_cast<size_t>(wanted - c->have));
+                      : read(c->fd, c->bytes + c->have, wanted - c->have);
     if (n < 0 && (errno == EAGAIN || errno == EINTR)) return true;
     if (n == 0) errno = ENODATA;
     if (n <= 0) return miss(c);
     if (drain) return true;
-    c->have += static_cast<int>(n);
+    c->have += static_cast<size_t>(n);
     return c->have < wanted || act(h, c);
 }
 
@@ -123,12 +121,6 @@ void handshakes_serve(handshakes *h, const struct pollfd *fds)
         memmove(&h->open[i], &h->open[i + 1], (h->count - i) * sizeof(handshake));
         return;
     }
-}
-
-void handshakes_closeall(handshakes *h)
-{
-    while (h->count > 0)
-        owned_close(h->open[--h->count].fd);
 }
 
 } // namespace vnt

@@ -23,19 +23,19 @@ namespace vnt {
 // until their deadlines, and keep others out meanwhile.
 constexpr int HANDSHAKES_MAX = 1024;
 
-// What the server does for a connection.  Each returns a status of tcpip.h: with 0 the connection
-// has become the server's.
+// What the server does for a connection.  Each returns a status of remote/transport/handshake.h:
+// with 0 the connection has become the server's.
 struct handshake_actions {
     void *server;
     int (*newworker)(void *server, int client, const char *peer);
-    int (*reconnect)(void *server, int client, const unsigned char (&id)[8]);
+    int (*reconnect)(void *server, int client, int64_t workerid);
 };
 
 struct handshake {
     int fd;
     enum { ACTION, ID, DRAIN } phase;
     unsigned char bytes[8]; // of the number that is awaited, `have` of them are here
-    int have;
+    size_t have;
     int64_t deadline; // of clock_ms()
     char peer[SOCKNAM_SIZE];
 };
@@ -58,8 +58,6 @@ int handshakes_poll(const handshakes *h, struct pollfd *fds);
 // enough for the system's short queue of connections to overflow, and who falls out of that waits
 // for seconds.
 void handshakes_serve(handshakes *h, const struct pollfd *fds);
-
-void handshakes_closeall(handshakes *h);
 
 // Answers with a status.  It is not worth waiting for.
 void handshake_refuse(int fd, int status);

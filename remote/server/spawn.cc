@@ -5,12 +5,11 @@
 #include "remote/server/owned.h"
 #include "remote/server/server.h"
 #include "remote/server/signals.h"
-#include "remote/transport/tcpip.h"
+#include "remote/transport/handshake.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -108,14 +107,12 @@ static server_child *find_child(server *s, int32_t id)
 }
 
 // The id goes back as it came.
-int spawn_reconnect(void *server_, int client, const unsigned char (&bytes)[8])
+int spawn_reconnect(void *server_, int client, int64_t workerid)
 {
     server *s = static_cast<server *>(server_);
-    int64_t number;
-    unsigned char hello[10] = {0, HANDSHAKE_OK};
-    memcpy(&number, bytes, sizeof bytes);
-    memcpy(hello + 2, bytes, sizeof bytes);
-    int32_t id = static_cast<int32_t>(number);
+    handshake_answer hello;
+    size_t length = handshake_answer_put(hello, HANDSHAKE_OK, workerid);
+    int32_t id = static_cast<int32_t>(workerid); // process ids have 32 bits; the others are ignored
 
     mutex_holder hold(&s->lock);
     server_child *c = find_child(s, id);
@@ -123,7 +120,7 @@ int spawn_reconnect(void *server_, int client, const unsigned char (&bytes)[8])
         log_line(LOG_ERROR, "Child %d not found\n", id);
         return HANDSHAKE_NOTFOUND;
     }
-    if (!child_handover(c, client, hello, sizeof hello)) {
+    if (!child_handover(c, client, hello, length)) {
         log_line(LOG_ERROR, "Child %d not disconnected\n", id);
         return HANDSHAKE_NOTPARKED;
     }

@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include <cstdint>
+
 namespace vnt {
 
 struct server;
@@ -14,6 +16,6 @@ struct server;
 int spawn_worker(void *server, int client, const char *peer);
 
 // Hands the client to the worker of that id, of which only the low half counts.
-int spawn_reconnect(void *server, int client, const unsigned char (&id)[8]);
+int spawn_reconnect(void *server, int client, int64_t workerid);
 
 } // namespace vnt

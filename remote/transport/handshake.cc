@@ -1,70 +1,72 @@
 #include "remote/transport/handshake.h"
 
+#include "remote/base/byteorder.h"
 #include "remote/base/io.h"
 #include "remote/base/log.h"
-
-#include <cerrno>
-#include <endian.h>
+#include "remote/message/errors.h"
 
 namespace vnt {
 
-// A connect that a signal has interrupted goes on by itself: its outcome is waited for.
-static int connected(int fd)
+static void putid(unsigned char *to, int64_t workerid)
 {
-    if (io_wait(fd, POLLOUT, -1, CLOCK_NEVER) < 0) return -1;
-    int error = 0;
-    socklen_t length = sizeof error;
-    if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) return -1;
-    errno = error;
-    return error == 0 ? 0 : -1;
+    memcpy(to, &workerid, HANDSHAKE_ID);
 }
 
-static int reach(const tcpip_transport *t, int fd)
+size_t handshake_request_put(handshake_request &to, uint32_t action, int64_t workerid)
 {
-    auto *address = reinterpret_cast<const sockaddr *>(t->address);
-    int rc = connect(fd, address, static_cast<socklen_t>(t->addresslen));
-    if (rc != 0 && errno == EINTR) rc = connected(fd);
-    if (rc == 0) return 0;
-    int error = errno;
-    trace_line(1, "connect: %d/%d\n", error, error);
-    errno = error;
-    return MESSAGE_NOCONNECTION;
+    wire_put(to, action);
+    if (action != ACTION_RECONNECT) return HANDSHAKE_ACTION;
+    putid(to + HANDSHAKE_ACTION, workerid);
+    return sizeof to;
 }
 
-static int ask(const tcpip_transport *t, int fd, uint32_t action)
+uint32_t handshake_action_get(const unsigned char *from)
 {
-    if (action != ACTION_NEW && action != ACTION_RECONNECT) return MESSAGE_INVALID;
-    char request[12];
-    uint32_t word = htobe32(action);
-    memcpy(request, &word, sizeof word);
-    memcpy(request + sizeof word, &t->workerid, sizeof t->workerid);
-    size_t n = action == ACTION_NEW ? sizeof word : sizeof request;
-    return io_writeall(fd, request, n, -1, CLOCK_NEVER) == 0 ? 0 : MESSAGE_IO;
+    return wire_get<uint32_t>(from);
 }
 
-static bool receive(int fd, void *bytes, size_t n)
+int64_t handshake_id_get(const unsigned char *from)
 {
-    return io_readall(fd, bytes, n, -1, CLOCK_NEVER) == 0;
+    int64_t workerid;
+    memcpy(&workerid, from, HANDSHAKE_ID);
+    return workerid;
 }
 
-static int answer(tcpip_transport *t, int fd)
+size_t handshake_answer_put(handshake_answer &to, uint16_t status, int64_t workerid)
 {
-    uint16_t status;
-    if (!receive(fd, &status, sizeof status)) return MESSAGE_IO;
-    status = be16toh(status);
+    wire_put(to, status);
+    if (status != HANDSHAKE_OK) return HANDSHAKE_STATUS;
+    putid(to + HANDSHAKE_STATUS, workerid);
+    return sizeof to;
+}
+
+static bool receive(int fd, unsigned char *bytes, size_t n, int64_t deadline)
+{
+    return io_readall(fd, bytes, n, -1, deadline) == 0;
+}
+
+// The id follows a status of 0 only, so the status is read first.
+static int hear(int fd, int64_t *workerid, int64_t deadline)
+{
+    handshake_answer answer;
+    if (!receive(fd, answer, HANDSHAKE_STATUS, deadline)) return MESSAGE_IO;
+    int status = wire_get<uint16_t>(answer);
     if (status != HANDSHAKE_OK) {
         trace_line(1, "Error code from worker: %d\n", status);
         return status;
     }
-    if (!receive(fd, &t->workerid, sizeof t->workerid)) return MESSAGE_IO;
-    return t->workerid != 0 ? 0 : MESSAGE_NOCONNECTION;
+    if (!receive(fd, answer + HANDSHAKE_STATUS, HANDSHAKE_ID, deadline)) return MESSAGE_IO;
+    *workerid = handshake_id_get(answer + HANDSHAKE_STATUS);
+    return *workerid != 0 ? 0 : MESSAGE_NOCONNECTION;
 }
 
-int contactserver(tcpip_transport *t, int fd, uint32_t action)
+int handshake_ask(int fd, uint32_t action, int64_t *workerid, int64_t deadline)
 {
-    int rc = reach(t, fd);
-    if (rc == 0) rc = ask(t, fd, action);
-    return rc == 0 ? answer(t, fd) : rc;
+    if (action != ACTION_NEW && action != ACTION_RECONNECT) return MESSAGE_INVALID;
+    handshake_request request;
+    size_t n = handshake_request_put(request, action, *workerid);
+    if (io_writeall(fd, request, n, -1, deadline) != 0) return MESSAGE_IO;
+    return hear(fd, workerid, deadline);
 }
 
 } // namespace vnt

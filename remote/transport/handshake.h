@@ -1,18 +1,51 @@
-// handshake.h: the first bytes of a connection: the client says what it wants, the server answers
-// with a status and the worker's id.
+// handshake.h: the first bytes of a connection, as both sides write and read them.
 //
-// Errors: 0, MESSAGE_IO when bytes did not come or go, MESSAGE_NOCONNECTION when nobody could be
-// reached or the id is zero, MESSAGE_INVALID for an unknown action, or the server's status, 1 to 6.
+//   client    action 4; with ACTION_RECONNECT the worker's id 8
+//   server    status 2; with HANDSHAKE_OK the worker's id 8
+//
+// Actions and statuses are big-endian.  An id travels as it stands in the server's memory; clients
+// keep its bytes and send them back.
+//
+// Threads: any.
 
 #pragma once
 
-#include "remote/transport/tcpip.h"
+#include <cstddef>
+#include <cstdint>
 
 namespace vnt {
 
-// Connects `fd` to the transport's address and asks for a worker.  For ACTION_RECONNECT the
-// transport's worker id says which; the id that comes back is stored there.  The descriptor stays
-// the caller's.
-int contactserver(tcpip_transport *t, int fd, uint32_t action);
+enum handshake_action : uint32_t { ACTION_NEW = 1, ACTION_RECONNECT = 2 };
+
+enum handshake_status : uint16_t {
+    HANDSHAKE_OK = 0,
+    HANDSHAKE_NORESOURCES = 1,
+    HANDSHAKE_NOFORK = 2,
+    HANDSHAKE_NOID = 3,
+    HANDSHAKE_NOTPARKED = 4,
+    HANDSHAKE_NOTFOUND = 5,
+    HANDSHAKE_NOACTION = 6
+};
+
+// Bytes of the parts.
+constexpr size_t HANDSHAKE_ACTION = 4;
+constexpr size_t HANDSHAKE_STATUS = 2;
+constexpr size_t HANDSHAKE_ID = 8;
+
+// What a client says.  Returns how many bytes that is: an id follows ACTION_RECONNECT only.
+typedef unsigned char handshake_request[HANDSHAKE_ACTION + HANDSHAKE_ID];
+size_t handshake_request_put(handshake_request &to, uint32_t action, int64_t workerid);
+uint32_t handshake_action_get(const unsigned char *from);
+int64_t handshake_id_get(const unsigned char *from);
+
+// What a server says.  Returns how many bytes that is: an id follows HANDSHAKE_OK only.
+typedef unsigned char handshake_answer[HANDSHAKE_STATUS + HANDSHAKE_ID];
+size_t handshake_answer_put(handshake_answer &to, uint16_t status, int64_t workerid);
+
+// A client's part over a connected socket: asks for a new worker or for that of `*workerid`, and
+// stores the id that comes back.  The descriptor stays the caller's.
+// Errors: MESSAGE_INVALID for another action, MESSAGE_IO and errno when bytes did not come or go
+// before the deadline, MESSAGE_NOCONNECTION for the id zero, or the server's status, above 0.
+int handshake_ask(int fd, uint32_t action, int64_t *workerid, int64_t deadline);
 
 } // namespace vnt

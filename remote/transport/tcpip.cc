@@ -3,11 +3,11 @@
 #include "remote/base/entry.h"
 #include "remote/base/environment.h"
 #include "remote/base/holders.h"
+#include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/base/socket.h"
 #include "remote/codec/catalogue.h"
 #include "remote/transport/group.h"
-#include "remote/transport/handshake.h"
 
 #include <cerrno>
 #include <climits>
@@ -159,6 +159,29 @@ static void inherittimeout(int fd, int option, fdio_timeout *timeout)
     timeout->enabled = 0;
 }
 
+// A connect that a signal has interrupted goes on by itself: its outcome is waited for.
+static int awaitconnected(int fd)
+{
+    if (io_wait(fd, POLLOUT, -1, CLOCK_NEVER) < 0) return -1;
+    int error = 0;
+    socklen_t length = sizeof error;
+    if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) return -1;
+    errno = error;
+    return error == 0 ? 0 : -1;
+}
+
+static int reach(const tcpip_transport *t, int fd)
+{
+    auto *address = reinterpret_cast<const sockaddr *>(t->address);
+    int rc = connect(fd, address, static_cast<socklen_t>(t->addresslen));
+    if (rc != 0 && errno == EINTR) rc = awaitconnected(fd);
+    if (rc == 0) return 0;
+    int error = errno;
+    trace_line(1, "connect: %d/%d\n", error, error);
+    errno = error;
+    return MESSAGE_NOCONNECTION;
+}
+
 static int opensocket(const tcpip_transport *t)
 {
     int fd = socket(t->family, t->type | SOCK_CLOEXEC, t->protocol);
@@ -193,7 +216,8 @@ static int create(transport **out, int ncodecs, const codec_factory *const *fact
     int connection = fd.release(); // the transport closes it from here on
     inherittimeout(connection, SO_RCVTIMEO, t->io->ops.getreadtimeout(t->io));
     inherittimeout(connection, SO_SNDTIMEO, t->io->ops.getwritetimeout(t->io));
-    rc = contactserver(t.get(), connection, action);
+    rc = reach(t.get(), connection);
+    if (rc == 0) rc = handshake_ask(connection, action, &t->workerid, CLOCK_NEVER);
     if (rc != 0) return rc;
     t->ops = tcpip_ops;
     *out = t.release();

@@ -13,6 +13,7 @@
 
 #pragma once
 
+#include "remote/transport/handshake.h"
 #include "remote/transport/transport.h"
 
 #include <cstring>
@@ -51,18 +52,6 @@ enum tcpip_control : int32_t {
     CTRL_GET_READTIMEOUT = 8193,
     CTRL_SET_WRITETIMEOUT = 8194,
     CTRL_GET_WRITETIMEOUT = 8195
-};
-
-// The first word of a connection, and the server's answers.
-enum handshake_action : uint32_t { ACTION_NEW = 1, ACTION_RECONNECT = 2 };
-enum handshake_status : uint16_t {
-    HANDSHAKE_OK = 0,
-    HANDSHAKE_NORESOURCES = 1,
-    HANDSHAKE_NOFORK = 2,
-    HANDSHAKE_NOID = 3,
-    HANDSHAKE_NOTPARKED = 4,
-    HANDSHAKE_NOTFOUND = 5,
-    HANDSHAKE_NOACTION = 6
 };
 
 // Fills in what leads back to the worker of a transport that is still connected.

@@ -1,8 +1,10 @@
 // The worker's main loop.
 
+#include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/handler/async.h"
 #include "remote/handler/child.h"
+#include "remote/transport/handshake.h"
 #include "remote/worker/userfunctions.h"
 
 #include <algorithm>
@@ -41,10 +43,9 @@ static const char *optionvalue(const char *argument, const char *name)
 // connection's end.
 static void greet(const worker_child *child)
 {
-    int16_t status = 0;
-    int64_t id = child->id;
-    (void)!write(child->outfd, &status, sizeof status);
-    (void)!write(child->outfd, &id, sizeof id);
+    handshake_answer greeting;
+    size_t n = handshake_answer_put(greeting, HANDSHAKE_OK, child->id);
+    (void)io_writeall(child->outfd, greeting, n, -1, CLOCK_NEVER);
 }
 
 static void checkarguments(worker_options *o, int argc, char **argv)
