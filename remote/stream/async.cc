@@ -20,7 +20,7 @@ namespace vnt {
 // A listener's commands.
 enum : int32_t { COMMAND_NONE = 0, COMMAND_ARM = 1, COMMAND_STOP = 2 };
 
-// Who has to do with a notice.  Zero means that it is being cleared.
+// What still uses a notice.  Zero means that it is being cleared.
 enum : uint32_t {
     NOTICE_FREE = 1,
     NOTICE_OWNED = 2,    // by a stream
@@ -242,6 +242,7 @@ static int startread(fdio_notice *n, bool bysignal)
 
 static int armlocked(fdio_notice *n, fdio *f, bool bysignal)
 {
+    if (n->owner == nullptr) return 0; // the stream is being destroyed; its callback arms in vain
     if (n->pending) {
         if (aio_error(&n->control) == EINPROGRESS) return 0; // is armed already
         int rc = collectlocked(n, f);
@@ -356,9 +357,11 @@ static int makelistener(fdio *f)
     return rc;
 }
 
+// A stop stays: a callback that arms again while the stream is destroyed must not replace it, or
+// the thread would wait for input for ever.
 static void tell(fdio *f, int32_t command)
 {
-    f->command = command;
+    if (f->command != COMMAND_STOP) f->command = command;
     pthread_cond_signal(&f->listenercondition);
 }
 

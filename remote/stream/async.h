@@ -8,7 +8,8 @@
 // notification still armed waits for that byte, and no callback follows.
 //
 // Threads: startasync, checkinput and reads from one thread at a time, or from the callback.  A
-// stream is not destroyed from its callback.
+// stream is not destroyed from its callback.  One that is destroyed waits for a callback under way,
+// which may still arm the stream, to no effect.
 //
 // Errors: IO when the asynchronous read could not be started, THREAD, LOCK, and NOCONNECTION when
 // the signal handler could not be installed.

@@ -110,6 +110,41 @@ TEST(Async, DestroyingAnArmedTransportClosesItsSocketAtOnce)
         }
 }
 
+// The callback arms the stream once its destruction has begun and waits for the callback.
+TEST(Async, ACallbackMayArmAStreamThatIsBeingDestroyed)
+{
+    struct late {
+        std::atomic<bool> called{false};
+        static bool ending(fdio *f)
+        {
+            if (f->notice != nullptr) return usleep(50000) == 0; // nothing shows from outside
+            pthread_mutex_lock(&f->listenerlock);
+            bool stop = f->command == 2;
+            pthread_mutex_unlock(&f->listenerlock);
+            return stop;
+        }
+        static void arm(stream *s, void *arg)
+        {
+            static_cast<late *>(arg)->called = true;
+            while (!ending(static_cast<fdio *>(s)))
+                usleep(1000);
+            EXPECT_EQ(s->ops.startasync(s, arm, arg), 0);
+        }
+    };
+    for (int uselistener : {1, 0}) {
+        if (uselistener == 0 && !notification_threads) break;
+        stream_end s(uselistener);
+        late callback;
+        ASSERT_EQ(s.near->ops.startasync(s.near, late::arm, &callback), 0);
+        s.givehex(MESSAGE);
+        while (!callback.called)
+            usleep(1000);
+        fdio_destroy(s.near); // returns
+        s.near = nullptr;
+        EXPECT_EQ(take_from(s.own, 4 - !uselistener).size(), size_t(4 - !uselistener));
+    }
+}
+
 // Signals of one kind are merged while one is pending, and none may end the process.
 TEST(Async, SignalsAnnounceTheInputOfManyStreamsOnceEach)
 {
