@@ -3,7 +3,9 @@
 #include "remote/base/byteorder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <unistd.h>
 
 namespace vnt {
 
@@ -146,26 +148,81 @@ static int putchunk(fdio_writer *w, const message_chunk *chunk, uint32_t type)
     return putelements(w, chunk->data, chunk->count, message_elementsize(type));
 }
 
+// Writes what precedes the chunks of an array.
+static int puthead(fdio_writer *w, const message_array *value)
+{
+    int64_t total = std::max<int64_t>(value->total, 0);
+    int rc = put(w, total);
+    if (rc == 0) rc = put(w, value->type);
+    return rc == 0 && total > 0 ? put(w, value->nchunks) : rc;
+}
+
 int fdio_writearray(stream *s, const char *, const message_array *value)
 {
     static constexpr message_array none = {};
     fdio_writer *w = writer(s);
     if (value == nullptr || value->type == TYPE_NONE) value = &none;
     if (value->type > TYPE_LAST) return MESSAGE_INVALID;
-    int64_t total = std::max<int64_t>(value->total, 0);
-    int rc = put(w, total);
-    if (rc == 0) rc = put(w, value->type);
-    if (rc != 0 || total == 0) return rc;
-    rc = put(w, value->nchunks);
+    int rc = puthead(w, value);
+    if (value->total < 1) return rc;
     for (uint32_t i = 0; rc == 0 && i < value->nchunks; i++)
         rc = putchunk(w, &value->chunks[i], value->type);
+    return rc;
+}
+
+// Reads all `n` bytes of a file from `at` on.
+static int readfile(int fd, unsigned char *to, size_t n, uint64_t at)
+{
+    while (n > 0) {
+        ssize_t got = pread(fd, to, n, static_cast<off_t>(at));
+        if (got < 0 && errno == EINTR) continue;
+        if (got == 0) errno = ENODATA; // it has shrunk
+        if (got <= 0) return MESSAGE_IO;
+        to += got;
+        n -= static_cast<size_t>(got);
+        at += static_cast<uint64_t>(got);
+    }
+    return 0;
+}
+
+// Large pieces go through the scratch block, others straight into the buffer.
+static int putfilepiece(fdio_writer *w, int fd, uint64_t at, size_t n, size_t *done)
+{
+    if (n > SMALL_BLOCK && havescratch(w)) {
+        *done = std::min(n, SCRATCH);
+        int rc = readfile(fd, w->scratch, *done, at);
+        return rc == 0 ? w->transmit(w, w->scratch, *done) : rc;
+    }
+    int rc = makeroom(w, 1);
+    if (rc != 0) return rc;
+    *done = std::min<size_t>(n, w->outcap - w->outlen);
+    rc = readfile(fd, w->outbuf + w->outlen, *done, at);
+    if (rc == 0) w->outlen += static_cast<uint32_t>(*done);
+    return rc;
+}
+
+// A file that is mapped is read nevertheless: it may have shrunk since, and the process would not
+// survive a touch of pages that are gone.
+static int putmapped(fdio_writer *w, const message_file *value)
+{
+    auto start = static_cast<const char *>(value->mapping->address);
+    int rc = puthead(w, &value->contents);
+    for (uint32_t i = 0; rc == 0 && i < value->contents.nchunks; i++) {
+        const message_chunk &chunk = value->contents.chunks[i];
+        auto at = static_cast<uint64_t>(static_cast<const char *>(chunk.data) - start);
+        rc = put(w, chunk.count);
+        for (size_t left = chunk.count, done; rc == 0 && left > 0; left -= done, at += done)
+            rc = putfilepiece(w, value->mapping->fd, at, left, &done);
+    }
     return rc;
 }
 
 int fdio_writefile(stream *s, const char *name, const message_file *value)
 {
     int rc = fdio_writestring(s, name, &value->name);
-    return rc == 0 ? fdio_writearray(s, name, &value->contents) : rc;
+    if (rc != 0) return rc;
+    return value->mapping != nullptr ? putmapped(writer(s), value)
+                                     : fdio_writearray(s, name, &value->contents);
 }
 
 } // namespace vnt

@@ -15,7 +15,7 @@
 // Threads: one writes at a time.
 //
 // Errors: 0, MESSAGE_INVALID for an unknown element type, before anything of the array is written,
-// or what `transmit` returned.
+// MESSAGE_IO for a file that is shorter than when it was mapped, or what `transmit` returned.
 
 #pragma once
 

@@ -1,5 +1,6 @@
 #include "remote/stream/writer.h"
 
+#include "remote/base/holders.h"
 #include "test/arrays.h"
 #include "test/streams.h"
 
@@ -51,6 +52,33 @@ TEST(Writer, WhatWasNotTakenFollowsLater)
     EXPECT_EQ(s.near->ops.endoutmsg(s.near), 0);
     peer.join();
     EXPECT_TRUE(got.substr(24) == expected);
+}
+
+// Of a mapping that was cut the rest of the page reads as zeros, and the pages behind end the
+// process.
+TEST(Writer, AFileThatHasShrunkIsAnErrorAndNoSignal)
+{
+    const struct {
+        size_t size, shrunk;
+    } cases[] = {{100, 99}, {65536, 0}, {65537, 65536}, {300000, 270000}, {300000, 300000}};
+    for (auto &c : cases) {
+        stream_end s;
+        std::string got, path = testing::TempDir() + "shrinking";
+        descriptor_holder file(open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        EXPECT_TRUE(give_to(file.fd, std::string(c.size, 'x')));
+        message_file sent;
+        ASSERT_EQ(message_set_file(&sent, path.c_str()), 0);
+        EXPECT_EQ(ftruncate(file.fd, static_cast<off_t>(c.shrunk)), 0);
+        std::thread peer([&] { got = s.take(SIZE_MAX); });
+        int rc = begun(s)->ops.writefile(s.near, "f", &sent);
+        s.near->ops.endoutmsg(s.near);
+        shutdown(s.own, SHUT_WR);
+        peer.join();
+        EXPECT_EQ(rc, c.shrunk == c.size ? 0 : MESSAGE_IO) << c.size;
+        EXPECT_TRUE(rc != 0 || got.ends_with(std::string(c.size, 'x')));
+        message_unset_file(&sent);
+        unlink(path.c_str());
+    }
 }
 
 TEST(Writer, AClosedPeerIsAnErrorAndNoSignal)
