@@ -1,5 +1,6 @@
 #include "remote/server/options.h"
 
+#include "remote/base/address.h"
 #include "remote/base/environment.h"
 #include "remote/base/log.h"
 #include "remote/message/errors.h"
@@ -137,10 +138,9 @@ static int read_address(server_options *o, const char *value)
         return -1;
     }
     strcpy(o->address, value);
-    char *colon = strrchr(o->address, ':');
-    if (colon != nullptr) *colon = '\0';
-    o->host = o->address;
-    o->port = colon != nullptr ? colon + 1 : nullptr;
+    char *host;
+    o->port = address_split(o->address, &host);
+    o->host = host;
     return 0;
 }
 

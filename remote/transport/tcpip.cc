@@ -1,5 +1,6 @@
 #include "remote/transport/tcpip.h"
 
+#include "remote/base/address.h"
 #include "remote/base/entry.h"
 #include "remote/base/environment.h"
 #include "remote/base/holders.h"
@@ -14,6 +15,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <memory>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -159,10 +161,10 @@ static void inherittimeout(int fd, int option, fdio_timeout *timeout)
     timeout->enabled = 0;
 }
 
-// A connect that a signal has interrupted goes on by itself: its outcome is waited for.
-static int awaitconnected(int fd)
+// Waits for the outcome of a connect that is under way.
+static int awaitconnected(int fd, int64_t deadline)
 {
-    if (io_wait(fd, POLLOUT, -1, CLOCK_NEVER) < 0) return -1;
+    if (io_wait(fd, POLLOUT, -1, deadline) <= 0) return -1;
     int error = 0;
     socklen_t length = sizeof error;
     if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) return -1;
@@ -170,11 +172,13 @@ static int awaitconnected(int fd)
     return error == 0 ? 0 : -1;
 }
 
-static int reach(const tcpip_transport *t, int fd)
+// Connects the socket, which blocks only afterwards.
+static int reach(const tcpip_transport *t, int fd, int64_t deadline)
 {
     auto *address = reinterpret_cast<const sockaddr *>(t->address);
     int rc = connect(fd, address, static_cast<socklen_t>(t->addresslen));
-    if (rc != 0 && errno == EINTR) rc = awaitconnected(fd);
+    if (rc != 0 && (errno == EINPROGRESS || errno == EINTR)) rc = awaitconnected(fd, deadline);
+    if (rc == 0) rc = fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     if (rc == 0) return 0;
     int error = errno;
     trace_line(1, "connect: %d/%d\n", error, error);
@@ -184,7 +188,7 @@ static int reach(const tcpip_transport *t, int fd)
 
 static int opensocket(const tcpip_transport *t)
 {
-    int fd = socket(t->family, t->type | SOCK_CLOEXEC, t->protocol);
+    int fd = socket(t->family, t->type | SOCK_CLOEXEC | SOCK_NONBLOCK, t->protocol);
     if (fd < 0) {
         int error = errno;
         trace_line(1, "connect: %d/%d\n", error, error);
@@ -193,9 +197,20 @@ static int opensocket(const tcpip_transport *t)
     return fd;
 }
 
+namespace {
+// What a transport is made of, but the address.
+struct connecting {
+    int ncodecs;
+    const codec_factory *const *factories;
+    uint32_t action;
+    int64_t deadline; // of all that is waited for
+    bool reached;     // a server has accepted the connection
+};
+} // namespace
+
 // Makes the transport that `info` describes and joins a worker: a new one, or that of info's id.
-static int create(transport **out, int ncodecs, const codec_factory *const *factories,
-                  const tcpip_reconnectinfo &info, uint32_t action)
+// `patience` is the deadline for reaching this address.
+static int create(transport **out, connecting *c, const tcpip_reconnectinfo &info, int64_t patience)
 {
     transport_holder t(static_cast<tcpip_transport *>(calloc(1, sizeof(tcpip_transport))));
     if (t == nullptr) return MESSAGE_NOMEMORY;
@@ -211,28 +226,37 @@ static int create(transport **out, int ncodecs, const codec_factory *const *fact
     descriptor_holder fd(opensocket(t.get()));
     if (fd.fd < 0) return MESSAGE_NOCONNECTION;
     tune(fd.fd);
-    int rc = fdtransport_setup(t.get(), fd.fd, fd.fd, t->nothreads, ncodecs, factories);
+    int rc = fdtransport_setup(t.get(), fd.fd, fd.fd, t->nothreads, c->ncodecs, c->factories);
     if (rc != 0) return rc;
     int connection = fd.release(); // the transport closes it from here on
     inherittimeout(connection, SO_RCVTIMEO, t->io->ops.getreadtimeout(t->io));
     inherittimeout(connection, SO_SNDTIMEO, t->io->ops.getwritetimeout(t->io));
-    rc = reach(t.get(), connection);
-    if (rc == 0) rc = handshake_ask(connection, action, &t->workerid, CLOCK_NEVER);
+    rc = reach(t.get(), connection, patience);
+    if (rc != 0) return rc;
+    c->reached = true;
+    rc = handshake_ask(connection, c->action, &t->workerid, c->deadline);
     if (rc != 0) return rc;
     t->ops = tcpip_ops;
     *out = t.release();
     return 0;
 }
 
-static int tcpiptransport_reconnect(transport **out, int ncodecs,
-                                    const codec_factory *const *factories, const void *bytes)
+int tcpip_reconnect(transport **out, int ncodecs, const codec_factory *const *factories,
+                    const void *bytes, int64_t timeout)
 {
     *out = nullptr;
     if (ncodecs < 1) return MESSAGE_INVALID;
     tcpip_reconnectinfo info;
     memcpy(&info, bytes, sizeof info);
     if (info.addresslen > sizeof info.address) return MESSAGE_INVALID;
-    return create(out, ncodecs, factories, info, ACTION_RECONNECT);
+    connecting c = {ncodecs, factories, ACTION_RECONNECT, clock_afterms(timeout), false};
+    return create(out, &c, info, c.deadline);
+}
+
+static int tcpiptransport_reconnect(transport **out, int ncodecs,
+                                    const codec_factory *const *factories, const void *info)
+{
+    return tcpip_reconnect(out, ncodecs, factories, info, TCPIP_CONNECT_TIMEOUT);
 }
 
 // --- Arguments -------------------------------------------------------------------------------
@@ -257,25 +281,35 @@ static int parseport(destination *d, const char *text)
     return 0;
 }
 
-static int parseaddress(destination *d, const char *text)
+static int copyaddress(destination *d, const char *text)
 {
     size_t length = strlen(text);
     if (length >= ADDRESS_MAX) return MESSAGE_INVALID;
     memcpy(d->address, text, length + 1);
-    d->host = d->address;
-    d->port = VNTREMOTE_DEFAULT_PORT;
-    char *colon = strrchr(d->address, ':');
-    if (colon == nullptr) return 0;
-    *colon = '\0';
-    return parseport(d, colon + 1);
+    return 0;
+}
+
+static int parseaddress(destination *d, const char *text)
+{
+    if (copyaddress(d, text) != 0) return MESSAGE_INVALID;
+    char *host;
+    const char *port = address_split(d->address, &host);
+    d->host = host;
+    return parseport(d, port != nullptr ? port : VNTREMOTE_DEFAULT_PORT);
+}
+
+static int parsehost(destination *d, const char *text)
+{
+    d->host = text;
+    if (text[0] != '[') return 0;
+    if (copyaddress(d, text) != 0) return MESSAGE_INVALID;
+    d->host = address_unbracket(d->address);
+    return 0;
 }
 
 static int parseargument(destination *d, const char *text)
 {
-    if (strncmp(text, "-host=", 6) == 0) {
-        d->host = text + 6;
-        return 0;
-    }
+    if (strncmp(text, "-host=", 6) == 0) return parsehost(d, text + 6);
     if (strncmp(text, "-port=", 6) == 0) return parseport(d, text + 6);
     if (strncmp(text, "-address=", 9) == 0) return parseaddress(d, text + 9);
     if (strcmp(text, "-nothreads") != 0) return MESSAGE_INVALID;
@@ -305,8 +339,9 @@ static int parse(destination *d, int argc, const char *const *argv)
     return complete ? 0 : MESSAGE_INVALID;
 }
 
-// Looks the destination up; the first address is the one.
-static int resolve(const destination &d, tcpip_reconnectinfo *info)
+typedef std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> address_list;
+
+static address_list resolve(const destination &d)
 {
     addrinfo hints = {};
     hints.ai_family = AF_UNSPEC;
@@ -314,38 +349,75 @@ static int resolve(const destination &d, tcpip_reconnectinfo *info)
     hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG | AI_NUMERICSERV;
     addrinfo *found = nullptr;
     errno = 0;
-    if (getaddrinfo(d.host, d.port, &hints, &found) != 0 || found == nullptr)
-        return MESSAGE_NOCONNECTION;
-    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> holder(found, freeaddrinfo);
-    if (found->ai_addrlen > sizeof info->address) {
+    if (getaddrinfo(d.host, d.port, &hints, &found) != 0) found = nullptr;
+    return address_list(found, freeaddrinfo);
+}
+
+static int fillinfo(tcpip_reconnectinfo *info, const addrinfo &address, int nothreads)
+{
+    if (address.ai_addrlen > sizeof info->address) {
         trace_line(1, "invalid address length: %lu/%lu\n",
-                   static_cast<unsigned long>(found->ai_addrlen),
+                   static_cast<unsigned long>(address.ai_addrlen),
                    static_cast<unsigned long>(sizeof info->address));
         return MESSAGE_NOCONNECTION;
     }
-    info->nothreads = d.nothreads;
-    info->family = found->ai_family;
-    info->type = found->ai_socktype;
-    info->protocol = found->ai_protocol;
-    memcpy(info->address, found->ai_addr, found->ai_addrlen);
-    info->addresslen = found->ai_addrlen;
+    *info = {};
+    info->nothreads = nothreads;
+    info->family = address.ai_family;
+    info->type = address.ai_socktype;
+    info->protocol = address.ai_protocol;
+    memcpy(info->address, address.ai_addr, address.ai_addrlen);
+    info->addresslen = address.ai_addrlen;
     return 0;
 }
 
-static int tcpiptransport_connect(transport **out, int *created, int ncodecs,
-                                  const codec_factory *const *factories, int argc,
-                                  const char *const *argv)
+static int64_t addresses(const addrinfo *list)
+{
+    int64_t n = 0;
+    for (; list != nullptr; list = list->ai_next)
+        n++;
+    return n;
+}
+
+// The time that is left is shared by the addresses that are, so that a silent one does not use up
+// what the others need.
+static int64_t patience(int64_t deadline, const addrinfo *list)
+{
+    return deadline == CLOCK_NEVER ? deadline : clock_after(clock_left(deadline) / addresses(list));
+}
+
+// The first address that accepts a connection is the one, whatever its server answers.
+static int createfirst(transport **out, connecting *c, const addrinfo *list, int nothreads)
+{
+    int rc = MESSAGE_NOCONNECTION;
+    for (; list != nullptr && rc == MESSAGE_NOCONNECTION && !c->reached; list = list->ai_next) {
+        tcpip_reconnectinfo info;
+        rc = fillinfo(&info, *list, nothreads);
+        if (rc == 0) rc = create(out, c, info, patience(c->deadline, list));
+    }
+    return rc;
+}
+
+int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factory *const *factories,
+                  int argc, const char *const *argv, int64_t timeout)
 {
     *out = nullptr;
     if (ncodecs < 1 || (argc < 1 && argc != -2)) return MESSAGE_INVALID;
     destination d;
     int rc = parse(&d, argc, argv);
     if (rc != 0) return rc;
-    tcpip_reconnectinfo info = {};
-    rc = resolve(d, &info);
-    if (rc == 0) rc = create(out, ncodecs, factories, info, ACTION_NEW);
+    connecting c = {ncodecs, factories, ACTION_NEW, clock_afterms(timeout), false};
+    address_list list = resolve(d);
+    rc = createfirst(out, &c, list.get(), d.nothreads);
     if (rc == 0) *created = 1;
     return rc;
+}
+
+static int tcpiptransport_connect(transport **out, int *created, int ncodecs,
+                                  const codec_factory *const *factories, int argc,
+                                  const char *const *argv)
+{
+    return tcpip_connect(out, created, ncodecs, factories, argc, argv, TCPIP_CONNECT_TIMEOUT);
 }
 
 static constexpr tcpip_factory factory = {

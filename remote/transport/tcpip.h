@@ -67,6 +67,18 @@ inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
     info->addresslen = t->addresslen;
 }
 
+// How long connecting and the handshake may take together, in milliseconds, unless said otherwise.
+constexpr int64_t TCPIP_CONNECT_TIMEOUT = 10000;
+
+// As connect and reconnect of the factory below, with a limit in milliseconds, -1 for none.  The
+// addresses of the host's name are tried in their order until one accepts the connection; those
+// that do not answer share the time.  Looking the name up is not limited.  Past the limit errno is
+// ETIMEDOUT: with NOCONNECTION when no address was reached, with IO when its server is silent.
+int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factory *const *factories,
+                  int argc, const char *const *argv, int64_t timeout);
+int tcpip_reconnect(transport **out, int ncodecs, const codec_factory *const *factories,
+                    const void *info, int64_t timeout);
+
 struct transport_group;
 
 } // namespace vnt

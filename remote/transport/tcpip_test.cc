@@ -1,5 +1,6 @@
 #include "remote/transport/tcpip.h"
 
+#include "remote/base/holders.h"
 #include "remote/codec/catalogue.h"
 #include "test/scripted.h"
 
@@ -98,6 +99,61 @@ TEST_F(Tcpip, ArgumentsThatLeadNowhereAreToldFromAServerThatIsNotThere)
     EXPECT_EQ(connect({"-host=127.0.0.1", "-port=65535"}), MESSAGE_NOCONNECTION);
     EXPECT_EQ(errno, ECONNREFUSED);
     EXPECT_EQ(connect({"-host=no host has this name", "-port=1"}), MESSAGE_NOCONNECTION);
+}
+
+TEST_F(Tcpip, AHostMayStandInBracketsAndAnyOfItsAddressesWillDo)
+{
+    const char *hosts[] = {"[127.0.0.1]", "localhost"}; // the latter often leads to ::1 first
+    for (const char *host : hosts)
+        for (bool joined : {true, false}) {
+            serve({answering(welcome(7))});
+            std::string port = std::to_string(server->port);
+            std::vector<std::string> apart = {std::string("-host=") + host, "-port=" + port};
+            std::vector<std::string> together = {std::string("-address=") + host + ":" + port};
+            EXPECT_EQ(connect(joined ? together : apart), 0) << host << joined;
+            destroy();
+        }
+}
+
+TEST_F(Tcpip, ASilentServerAndAHostThatDoesNotAnswerAreNotWaitedForLongerThanSaid)
+{
+    std::string heard;
+    int created = 0;
+    serve({answering("", &heard), [](int fd) { take_from(fd, SIZE_MAX); },
+           [](int fd) { take_from(fd, SIZE_MAX); }});
+    auto to = [&](int port) { return "-address=127.0.0.1:" + std::to_string(port); };
+    auto within = [&](int port, int64_t ms) {
+        std::string address = to(port);
+        const char *argv[] = {address.c_str()};
+        errno = 0;
+        return tcpip_connect(&t, &created, 2, codecs, 1, argv, ms);
+    };
+    EXPECT_EQ(within(server->port, -1), MESSAGE_IO);
+    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_EQ(within(server->port, 50), MESSAGE_IO);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    tcpip_reconnectinfo info = {};
+    sockaddr_in address = loopback(server->port);
+    info.family = AF_INET;
+    info.type = SOCK_STREAM;
+    info.addresslen = sizeof address;
+    memcpy(info.address, &address, sizeof address);
+    EXPECT_EQ(tcpip_reconnect(&t, 2, codecs, &info, 50), MESSAGE_IO);
+    EXPECT_EQ(errno, ETIMEDOUT);
+
+    // A listener whose queue is full answers no more than a host that is down.
+    descriptor_holder full(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    address = loopback(0);
+    socklen_t length = sizeof address;
+    auto *at = reinterpret_cast<sockaddr *>(&address);
+    ASSERT_EQ(bind(full.fd, at, length), 0);
+    ASSERT_EQ(listen(full.fd, 0), 0);
+    getsockname(full.fd, at, &length);
+    descriptor_holder first(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::connect(first.fd, at, length), 0);
+    EXPECT_EQ(within(ntohs(address.sin_port), 50), MESSAGE_NOCONNECTION);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_EQ(created, 0);
 }
 
 TEST_F(Tcpip, TheServersAnswerDecides)
