@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <malloc.h>
 
 extern "C" {
 void *__real_malloc(size_t);
@@ -27,9 +28,26 @@ static bool refused(uint64_t bytes)
     return large || counted;
 }
 
+static std::atomic<int64_t> heldbytes{0};
+static std::atomic<int64_t> peak{0};
+
+static int64_t size(void *block)
+{
+    return block != nullptr ? static_cast<int64_t>(malloc_usable_size(block) + sizeof(size_t)) : 0;
+}
+
+static void countbytes(int64_t change)
+{
+    int64_t now = heldbytes += change;
+    int64_t before = peak;
+    while (now > before && !peak.compare_exchange_weak(before, now)) {
+    }
+}
+
 static void *count(void *block)
 {
     if (block != nullptr) held++;
+    countbytes(size(block));
     return block;
 }
 
@@ -46,14 +64,23 @@ void *__wrap_calloc(size_t n, size_t size)
 void *__wrap_realloc(void *block, size_t n)
 {
     if (refused(n)) return nullptr;
+    int64_t before = size(block);
     void *grown = __real_realloc(block, n);
-    return block == nullptr ? count(grown) : grown;
+    if (block == nullptr) return count(grown);
+    if (grown != nullptr) countbytes(size(grown) - before);
+    return grown;
 }
 
 void __wrap_free(void *block)
 {
     if (block != nullptr) held--;
+    countbytes(-size(block));
     __real_free(block);
+}
+
+int64_t allocations_peak(void)
+{
+    return peak.exchange(heldbytes);
 }
 
 int64_t allocations_held(void)

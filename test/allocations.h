@@ -18,6 +18,9 @@ void allocations_fail_after(int64_t n);
 // Lets every allocation above so many bytes fail.  0: none.
 void allocations_limit(uint64_t bytes);
 
+// The most bytes held at once since the last call, the allocator's overhead included.
+int64_t allocations_peak(void);
+
 // Runs `action` with its first allocation failing, then its second and so on, until it returns
 // `good`.  Each failing run must return `bad` and hold no more than before.
 template <class Action> int64_t allocations_fail_each(int good, int bad, Action action);

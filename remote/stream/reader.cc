@@ -10,8 +10,8 @@
 
 namespace vnt {
 
-// Blocks that promise more than this start with it and double as their bytes arrive.
-static constexpr uint64_t FIRST_BLOCK = 1 << 20;
+// Blocks that promise more than this start with it and grow as their bytes arrive.
+static constexpr uint64_t FIRST_BLOCK = 1 << 18;
 
 // Read and brought into host order at a time, while it is in the processor's cache.
 static constexpr uint64_t PIECE = 262144;
@@ -206,26 +206,6 @@ static int skipstrings(fdio *f, uint32_t count)
     return rc;
 }
 
-// Grows a table of `elements` that is full at `*room` entries, up to `most`.  New entries are zero.
-template <class element> static bool grow(element **table, uint32_t *room, uint32_t most)
-{
-    uint64_t first = FIRST_BLOCK / sizeof(element);
-    uint64_t wanted = std::min<uint64_t>(most, std::max<uint64_t>(2 * uint64_t(*room), first));
-    void *grown = realloc(static_cast<void *>(*table), wanted * sizeof(element));
-    if (grown == nullptr) return false;
-    *table = static_cast<element *>(grown);
-    memset(static_cast<void *>(*table + *room), 0, (wanted - *room) * sizeof(element));
-    *room = static_cast<uint32_t>(wanted);
-    return true;
-}
-
-static void freestrings(message_string *strings, uint32_t count)
-{
-    for (uint32_t i = 0; i < count; i++)
-        free(strings[i].data);
-    free(strings);
-}
-
 // Strings up to this length are read in one go with the head of the string behind them.
 static constexpr uint32_t SHORT_STRING = 65536;
 
@@ -251,40 +231,73 @@ static int readbodyandhead(fdio *f, string_head *head, message_string *value)
     return 0;
 }
 
-static int readstrings(fdio *f, uint32_t count, void **out)
+namespace {
+// The chunk that is being read.
+struct filling {
+    char *data;
+    size_t width;   // bytes of an element
+    uint64_t count; // elements that are there
+    uint64_t room;  // elements that fit
+    bool exact;     // no further chunk will be joined to it
+};
+} // namespace
+
+// Makes room behind the elements, of which `promised` more are to come.
+static bool grow(filling *c, uint64_t promised)
 {
-    message_string *strings = nullptr;
-    string_head head = {};
-    uint32_t room = 0;
-    uint32_t most = std::max<uint32_t>(count, 1);
-    uint32_t i = 0;
-    int rc = grow(&strings, &room, most) ? 0 : MESSAGE_NOMEMORY;
-    if (rc == 0 && count > 0) rc = readhead(f, &head);
-    while (rc == 0 && i < count) {
-        bool last = ++i == count;
-        if (i > room && !grow(&strings, &room, most)) {
-            rc = skip(f, head.length);
-            if (rc == 0) rc = MESSAGE_NOMEMORY;
-        } else if (last) {
-            rc = readbody(f, head, true, &strings[i - 1]);
-        } else {
-            rc = readbodyandhead(f, &head, &strings[i - 1]);
+    uint64_t room = c->room + c->room / 2 + 8;
+    if (c->room == 0) room = std::max<uint64_t>(FIRST_BLOCK / c->width, 1);
+    if (c->exact || c->room == 0) room = std::min(room, c->count + promised);
+    void *grown = realloc(c->data, room * c->width + MESSAGE_SPARE);
+    if (grown == nullptr) return false;
+    c->data = static_cast<char *>(grown);
+    c->room = room;
+    return true;
+}
+
+static int appendnumbers(fdio *f, filling *c, uint64_t left)
+{
+    while (left > 0) {
+        if (c->count == c->room && !grow(c, left)) {
+            int rc = skip(f, left * c->width);
+            return rc != 0 ? rc : MESSAGE_NOMEMORY;
         }
+        uint64_t n = std::min(left, c->room - c->count);
+        int rc = fillelements(f, c->data + c->count * c->width, n * c->width, c->width);
+        if (rc != 0) return rc;
+        c->count += n;
+        left -= n;
     }
-    if (rc == 0) {
-        *out = strings;
-        return 0;
+    return 0;
+}
+
+// Reads a string whose head has been read, and the head behind it unless it is the last one.
+static int appendstring(fdio *f, filling *c, string_head *head, uint32_t left)
+{
+    if (c->count == c->room && !grow(c, left)) {
+        int rc = skip(f, head->length);
+        return rc != 0 ? rc : MESSAGE_NOMEMORY;
     }
-    freestrings(strings, std::min(i, room));
+    message_string *to = reinterpret_cast<message_string *>(c->data) + c->count++;
+    *to = {};
+    return left > 1 ? readbodyandhead(f, head, to) : readbody(f, *head, true, to);
+}
+
+static int appendstrings(fdio *f, filling *c, uint32_t left)
+{
+    string_head head;
+    int rc = left > 0 ? readhead(f, &head) : 0;
+    for (; rc == 0 && left > 0; left--)
+        rc = appendstring(f, c, &head, left);
     if (rc != MESSAGE_NOMEMORY) return rc;
-    rc = skipstrings(f, count - i); // the first i are off the stream, kept or not
+    rc = skipstrings(f, left); // the string that failed is off the stream
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
-static int readelements(fdio *f, uint32_t type, uint32_t count, void **out)
+static int skipelements(fdio *f, uint32_t type, uint32_t count)
 {
-    if (type == TYPE_STRING) return readstrings(f, count, out);
-    return readblock(f, count, message_elementsize(type), true, out);
+    if (type == TYPE_STRING) return skipstrings(f, count);
+    return skip(f, uint64_t(count) * message_elementsize(type));
 }
 
 static int skipchunks(fdio *f, uint32_t type, uint32_t n)
@@ -293,41 +306,69 @@ static int skipchunks(fdio *f, uint32_t type, uint32_t n)
     for (; rc == 0 && n > 0; n--) {
         uint32_t count;
         rc = get(f, &count);
-        if (rc != 0) return rc;
-        rc = type == TYPE_STRING ? skipstrings(f, count)
-                                 : skip(f, uint64_t(count) * message_elementsize(type));
+        if (rc == 0) rc = skipelements(f, type, count);
     }
     return rc;
 }
 
-static int readchunk(fdio *f, uint32_t type, message_chunk *chunk)
+// Adds the chunk to the array's table; each has a block, also without elements.
+static int endchunk(message_array *a, filling *c)
+{
+    bool grown = c->data != nullptr || grow(c, 1);
+    auto chunks = static_cast<message_chunk *>(
+        realloc(static_cast<void *>(a->chunks), (a->nchunks + 1) * sizeof(message_chunk)));
+    if (chunks != nullptr) a->chunks = chunks;
+    if (!grown || chunks == nullptr) return MESSAGE_NOMEMORY;
+    size_t bytes = c->count * c->width;
+    memset(c->data + bytes, 0, (c->count == 0 ? c->width : 0) + MESSAGE_SPARE);
+    chunks[a->nchunks++] = {static_cast<uint32_t>(c->count), c->data};
+    *c = {nullptr, c->width, 0, 0, c->exact};
+    return 0;
+}
+
+static void freechunk(filling *c, uint32_t type)
+{
+    auto strings = reinterpret_cast<message_string *>(c->data);
+    for (uint64_t i = 0; type == TYPE_STRING && i < c->count; i++)
+        free(strings[i].data);
+    free(c->data);
+}
+
+// An array of more chunks than that is joined into as few as it needs: otherwise a peer that sends
+// many small ones would make each of its bytes cost dozens here.
+static constexpr uint32_t MANY_CHUNKS = 1024;
+
+static int readchunk(fdio *f, message_array *a, filling *c, bool joined)
 {
     uint32_t count;
     int rc = get(f, &count);
-    if (rc == 0) rc = readelements(f, type, count, &chunk->data);
-    if (rc == 0) chunk->count = count;
+    if (rc != 0) return rc;
+    if (joined && c->count + count > MESSAGE_CHUNK_MAX && (rc = endchunk(a, c)) != 0) {
+        int skipped = skipelements(f, a->type, count);
+        return skipped != 0 ? skipped : rc;
+    }
+    if (rc == 0)
+        rc = a->type == TYPE_STRING ? appendstrings(f, c, count) : appendnumbers(f, c, count);
+    if (rc == 0 && !joined) rc = endchunk(a, c);
     return rc;
 }
 
-// Reads `n` chunks into an array that has its type and none yet.
+// Reads `n` > 0 chunks into an array that has its type and none yet.
 static int readchunks(fdio *f, uint32_t n, message_array *a)
 {
-    uint32_t type = a->type;
-    uint32_t room = 0;
+    bool joined = n > MANY_CHUNKS;
+    filling c = {nullptr, message_elementsize(a->type), 0, 0, !joined};
     int rc = 0;
-    while (rc == 0 && a->nchunks < n) {
-        if (a->nchunks == room && !grow(&a->chunks, &room, n)) {
-            rc = MESSAGE_NOMEMORY;
-            break;
-        }
-        rc = readchunk(f, type, &a->chunks[a->nchunks]);
-        a->nchunks++; // its bytes are off the stream, whether they were kept or not
-    }
+    uint32_t left = n;
+    for (; rc == 0 && left > 0; left--)
+        rc = readchunk(f, a, &c, joined);
+    if (rc == 0 && joined) rc = endchunk(a, &c);
     if (rc == 0) return 0;
-    uint32_t left = n - a->nchunks;
+    uint32_t type = a->type;
+    freechunk(&c, type);
     message_uncopy_array(a);
     if (rc != MESSAGE_NOMEMORY) return rc;
-    rc = skipchunks(f, type, left);
+    rc = skipchunks(f, type, left); // the chunk that failed is off the stream
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
@@ -345,7 +386,7 @@ static int readarray(fdio *f, message_array *value)
         // An array without chunks is taken whatever its type says.
         if (rc == 0 && n > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
         value->type = type;
-        if (rc == 0) rc = readchunks(f, n, value);
+        if (rc == 0 && n > 0) rc = readchunks(f, n, value);
         if (rc != 0) {
             *value = {};
             return rc;

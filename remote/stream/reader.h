@@ -1,7 +1,7 @@
 // reader.h: the reading half of a stream over descriptors; writer.h tells the layout.
 //
 // Sizes come from the peer and are not trusted: memory grows with the bytes received, never with
-// the bytes promised.
+// the bytes promised.  At no time it is more than eight times the bytes received, and a megabyte.
 //
 // Ownership: containers read own their memory; the free operations release it.  After an error
 // there is nothing to free.  Strings and byte blocks carry MESSAGE_SPARE zero bytes at their end.

@@ -1,11 +1,13 @@
 #include "remote/stream/reader.h"
 
+#include "remote/base/holders.h"
 #include "test/allocations.h"
 #include "test/streams.h"
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <sys/mman.h>
 #include <thread>
 
 namespace vnt {
@@ -32,6 +34,39 @@ TEST(Reader, MemoryGrowsWithTheBytesReceivedNotWithThosePromised)
         EXPECT_EQ(allocations_held(), before);
         EXPECT_TRUE(f.name.data == nullptr && f.contents.chunks == nullptr);
     }
+}
+
+TEST(Reader, AnyPrefixCostsAtMostEightTimesItsBytesAndAMegabyte)
+{
+    const struct {
+        const char *head;    // an array that promises everything
+        const char *element; // and keeps sending this
+    } peers[] = {
+        {"00 00 00 00 ff ff ff ff 00 00 00 0a ff ff ff ff", "00 00 00 00"},       // empty chunks
+        {"00 00 00 00 ff ff ff ff 00 00 00 01 ff ff ff ff", "00 00 00 01 61"},    // of a byte
+        {"00 00 00 00 ff ff ff ff 00 00 00 0b ff ff ff ff", "00 00 00 00"},       // of strings
+        {"00 00 00 00 ff ff ff ff 00 00 00 0b 00 00 00 01 ff ff ff ff",           // empty strings
+         "00 00 00 01 00 00 00 00"},                                              //
+        {"00 00 00 00 ff ff ff ff 00 00 00 0b 00 00 00 01 ff ff ff ff",           // of a byte
+         "00 00 00 01 00 00 00 01 61"},                                           //
+        {"00 00 00 00 ff ff ff ff 00 00 00 0a 00 00 00 01 ff ff ff ff", "40 00"}, // doubles
+    };
+    for (auto &p : peers)
+        for (size_t length : {0, 400000, 500000, 650000, 800000}) {
+            std::string wire = bytes(p.head), element = bytes(p.element);
+            while (wire.size() < length)
+                wire += element;
+            descriptor_holder file(memfd_create("prefix", MFD_CLOEXEC));
+            ASSERT_TRUE(give_to(file.fd, wire) && lseek(file.fd, 0, SEEK_SET) == 0);
+            stream *s;
+            message_array a;
+            ASSERT_EQ(fdio_create(&s, file.fd, -1, 1, nullptr, nullptr), 0);
+            allocations_peak();
+            EXPECT_EQ(s->ops.readarray(s, "f", &a), MESSAGE_IO);
+            auto most = static_cast<int64_t>(8 * wire.size() + (1 << 20));
+            EXPECT_LE(allocations_peak(), most) << p.head << " " << p.element << " " << length;
+            fdio_destroy(s);
+        }
 }
 
 TEST(Reader, ASilentPeerIsATimeoutAndTheIdIsFoundWholeLater)
