@@ -30,7 +30,7 @@ template <class Request, class Response> static int control(client_env *e, uint3
     request.messageid = id;
     if constexpr (requires { request.env; }) {
         if (e->remote == 0) request.flags |= FLAG_USEDEFAULTS;
-        client_puthandle(&request.env, env16, e->remote);
+        client_value_put(&request.env, env16, e->remote);
     }
     const void *message;
     int rc = client_roundtrip(e, &request, responseid, &message);
@@ -57,7 +57,7 @@ static int terminate(client_env *e)
     return CONTROL(EASYNCTERMINATE_REQ, EASYNCTERMINATE_RES, request);
 }
 
-static int sendlimits(client_env *e, client_limits limits)
+static int limits_send(client_env *e, client_limits limits)
 {
     vntmsg_EASYNCLIMITS_REQ request = {};
     request.dettime = limits.progress;
@@ -65,7 +65,7 @@ static int sendlimits(client_env *e, client_limits limits)
     return CONTROL(EASYNCLIMITS_REQ, EASYNCLIMITS_RES, request);
 }
 
-static int sendcontinue(client_env *e, client_limits limits)
+static int continue_send(client_env *e, client_limits limits)
 {
     vntmsg_EASYNCCONTINUE_REQ request = {};
     request.dettime = limits.progress;
@@ -90,7 +90,7 @@ static int test(client_env *e, int *state)
     return rc;
 }
 
-static void unpackprogress(byte_reader from, int sollen, vntmipprogress *progress)
+static void progress_unpack(byte_reader from, int sollen, vntmipprogress *progress)
 {
     progress->nodes = from.take<int64_t>();
     progress->phase = from.take<int32_t>();
@@ -107,7 +107,7 @@ static void unpackprogress(byte_reader from, int sollen, vntmipprogress *progres
         progress->sol[i] = from.take<double>();
 }
 
-static int fetchprogress(client_env *e, int sollen, vntmipprogress *progress)
+static int progress_fetch(client_env *e, int sollen, vntmipprogress *progress)
 {
     vntmsg_EASYNCMIPPROGRESS_REQ request = {};
     const vntmsg_EASYNCMIPPROGRESS_RES *response;
@@ -117,14 +117,14 @@ static int fetchprogress(client_env *e, int sollen, vntmipprogress *progress)
     const message_array &bytes = response->progress_p;
     if (bytes.type != TYPE_BYTE || bytes.nchunks != 1)
         return client_fail(VNTERR_NO_SOLUTION, "the worker has no progress to tell");
-    unpackprogress({bytes.chunks->data, bytes.chunks->count}, sollen, progress);
+    progress_unpack({bytes.chunks->data, bytes.chunks->count}, sollen, progress);
     return 0;
 }
 
 // --- The life of a started call --------------------------------------------------------------
 
 // Sends the request and waits for the acknowledgement.
-static int startremote(client_env *e, void *request)
+static int remote_start(client_env *e, void *request)
 {
     if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
     client_flags(request) |= FLAG_ASYNCHRONOUS;
@@ -137,14 +137,14 @@ static int startremote(client_env *e, void *request)
     return 0;
 }
 
-int client_startcall(client_env *e, void *request, uint32_t responseid, client_finish finish,
-                     const void *memory, size_t size)
+int client_call_start(client_env *e, void *request, uint32_t responseid, client_finish finish,
+                      const void *memory, size_t size)
 {
     e->armed = false;
     void *copy = malloc(size + 1);
     if (copy == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
     memcpy(copy, memory, size);
-    int rc = startremote(e, request);
+    int rc = remote_start(e, request);
     if (rc != 0) {
         free(copy);
         return rc;
@@ -156,7 +156,7 @@ int client_startcall(client_env *e, void *request, uint32_t responseid, client_f
 }
 
 // Asks for the answer of the call that has ended, and waits for it.
-static int fetchresult(client_env *e, const void **response)
+static int result_fetch(client_env *e, const void **response)
 {
     uint32_t responseid = e->started.response;
     e->started.running = false;
@@ -164,10 +164,10 @@ static int fetchresult(client_env *e, const void **response)
     request.messageid = VNTMESSAGEID_GETRES;
     int rc = client_send(e, &request);
     if (rc != 0) return rc;
-    return responseid != 0 ? client_await(e, responseid, response) : client_awaitany(e, response);
+    return responseid != 0 ? client_await(e, responseid, response) : client_await_any(e, response);
 }
 
-static bool haslimits(const client_limits &limits)
+static bool has_limits(const client_limits &limits)
 {
     return limits.progress > 0 || limits.seconds < VNTCLIENT_NONE;
 }
@@ -181,9 +181,9 @@ static client_limits remaining(const client_env *e)
     return limits;
 }
 
-static bool wantsend(client_env *e)
+static bool wants_end(client_env *e)
 {
-    volatile int *cell = e->terminatecell; // any thread may set it
+    volatile int *cell = e->terminateflag; // any thread may set it
     if (cell != nullptr && __atomic_load_n(cell, __ATOMIC_RELAXED) != 0) return true;
     return e->terminatefunc != nullptr && e->terminatefunc(e->handle, e->terminatedata) != 0;
 }
@@ -191,16 +191,16 @@ static bool wantsend(client_env *e)
 // What to do about a solve that has paused.  A limit that the caller has set is the caller's
 // matter when the call was started; without one, the pause is left over from a look at the
 // progress.
-static int atpause(client_env *e, bool started)
+static int serve_pause(client_env *e, bool started)
 {
     if (e->pausefunc != nullptr) {
         auto milliseconds = static_cast<uint64_t>(clock_elapsed(e->limitsset) * 1000);
         int rc = e->pausefunc(e->handle, e, milliseconds, e->pausedata);
-        return rc == 0 ? sendcontinue(e, {0, PAUSE_INTERVAL}) : terminate(e);
+        return rc == 0 ? continue_send(e, {0, PAUSE_INTERVAL}) : terminate(e);
     }
-    if (started && haslimits(e->limits))
+    if (started && has_limits(e->limits))
         return client_fail(VNTERR_SOLVING, "the solve has paused at a limit");
-    return sendcontinue(e, {0, VNTCLIENT_NONE});
+    return continue_send(e, {0, VNTCLIENT_NONE});
 }
 
 // Stays with the call until it has ended.  The looks at it come in 1/16 of the time that has gone,
@@ -208,10 +208,10 @@ static int atpause(client_env *e, bool started)
 static int attend(client_env *e, bool started)
 {
     int64_t begin = clock_now();
-    int rc = e->pausefunc != nullptr ? sendlimits(e, {1, VNTCLIENT_NONE}) : 0;
+    int rc = e->pausefunc != nullptr ? limits_send(e, {1, VNTCLIENT_NONE}) : 0;
     bool ending = false;
     while (rc == 0) {
-        if (!ending && wantsend(e)) {
+        if (!ending && wants_end(e)) {
             ending = true;
             rc = kill(e);
             if (rc != 0) break;
@@ -220,11 +220,11 @@ static int attend(client_env *e, bool started)
         rc = test(e, &state);
         if (rc != 0 || state == VNTCLIENT_ENDED) break;
         if (state == VNTCLIENT_PAUSED)
-            rc = atpause(e, started);
+            rc = serve_pause(e, started);
         else
             clock_sleep(std::clamp(clock_elapsed(begin) / 16, 0.0001, 0.02));
     }
-    if (rc == 0 && e->pausefunc != nullptr) rc = sendlimits(e, e->limits);
+    if (rc == 0 && e->pausefunc != nullptr) rc = limits_send(e, e->limits);
     return rc;
 }
 
@@ -237,30 +237,30 @@ static int attended(client_env *e, bool started)
     return rc;
 }
 
-bool client_iswatched(const client_env *e, const void *request)
+bool client_call_iswatched(const client_env *e, const void *request)
 {
-    if (e->terminatecell == nullptr && e->terminatefunc == nullptr && e->pausefunc == nullptr)
+    if (e->terminateflag == nullptr && e->terminatefunc == nullptr && e->pausefunc == nullptr)
         return false;
     if (e->started.running || e->attending) return false;
     const solver_call *call = solvercalls_find(message_id(request));
     return call != nullptr && call->runs_long;
 }
 
-int client_watchedcall(client_env *e, void *request, uint32_t responseid, const void **response)
+int client_call_watch(client_env *e, void *request, uint32_t responseid, const void **response)
 {
-    int rc = startremote(e, request);
+    int rc = remote_start(e, request);
     if (rc != 0) return rc;
     e->started.response = responseid;
     rc = attended(e, false);
     if (e->state != CLIENT_OPEN) return rc;
-    int answer = fetchresult(e, response);
+    int answer = result_fetch(e, response);
     return answer != 0 ? answer : rc;
 }
 
 // How long a call that was told to end may take to do so, in seconds.
 static constexpr double LAST_MOMENTS = 2;
 
-void client_abandoncall(client_env *e)
+void client_call_abandon(client_env *e)
 {
     if (!e->started.running || client_ready(e) != 0) return;
     const void *response;
@@ -273,7 +273,7 @@ void client_abandoncall(client_env *e)
     }
     if (rc != 0) return;
     if (state == VNTCLIENT_ENDED)
-        fetchresult(e, &response);
+        result_fetch(e, &response);
     else
         client_lose(e, "the call does not end"); // the server ends the worker
 }
@@ -281,9 +281,9 @@ void client_abandoncall(client_env *e)
 // --- What the caller sees --------------------------------------------------------------------
 
 // Finds an environment that has started a call.
-static int findstarted(VNTENVptr env, client_env **e)
+static int started_find(VNTENVptr env, client_env **e)
 {
-    int rc = client_findenv(env, e);
+    int rc = client_env_find(env, e);
     if (rc == 0) rc = client_ready(*e);
     if (rc == 0 && !(*e)->started.running)
         rc = client_fail(VNTERR_BAD_ARGUMENT, "no call was started");
@@ -293,7 +293,7 @@ static int findstarted(VNTENVptr env, client_env **e)
 VNT_ENTRY int vntclient_start(VNTENVptr env)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     if (e->started.running) return client_fail(VNTERR_SOLVING, "a started call was not joined");
@@ -304,7 +304,7 @@ VNT_ENTRY int vntclient_start(VNTENVptr env)
 VNT_ENTRY int vntclient_test(VNTENVptr env, int *state_p)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     int state;
     if (rc == 0) rc = test(e, &state);
     if (rc == 0 && state_p != nullptr) *state_p = state;
@@ -314,14 +314,14 @@ VNT_ENTRY int vntclient_test(VNTENVptr env, int *state_p)
 VNT_ENTRY int vntclient_kill(VNTENVptr env)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     return rc == 0 ? kill(e) : rc;
 }
 
 VNT_ENTRY int vntclient_terminate(VNTENVptr env)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     return rc == 0 ? terminate(e) : rc;
 }
 
@@ -333,7 +333,7 @@ static int halt(client_env *e, int *state, bool *halted)
     *halted = false;
     int rc = test(e, state);
     if (rc != 0 || *state != VNTCLIENT_RUNNING) return rc;
-    rc = sendlimits(e, {1, VNTCLIENT_NONE});
+    rc = limits_send(e, {1, VNTCLIENT_NONE});
     int64_t begin = clock_now();
     while (rc == 0 && clock_elapsed(begin) < 1) {
         rc = test(e, state);
@@ -341,40 +341,40 @@ static int halt(client_env *e, int *state, bool *halted)
         clock_sleep(std::clamp(clock_elapsed(begin) / 4, 0.0001, 0.01));
     }
     *halted = rc == 0 && *state == VNTCLIENT_PAUSED;
-    if (rc == 0 && !*halted) rc = sendlimits(e, e->limits);
+    if (rc == 0 && !*halted) rc = limits_send(e, e->limits);
     return rc;
 }
 
 VNT_ENTRY int vntclient_setlimits(VNTENVptr env, int64_t progress, double seconds)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
     e->limitsset = clock_now();
-    if (!e->started.running) return sendlimits(e, e->limits);
+    if (!e->started.running) return limits_send(e, e->limits);
     int state;
     bool halted;
     rc = halt(e, &state, &halted);
     if (rc != 0) return rc;
-    return halted ? sendcontinue(e, remaining(e)) : sendlimits(e, e->limits);
+    return halted ? continue_send(e, remaining(e)) : limits_send(e, e->limits);
 }
 
 VNT_ENTRY int vntclient_continue(VNTENVptr env, int64_t progress, double seconds)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     if (rc != 0) return rc;
     e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
     e->limitsset = clock_now();
-    return sendcontinue(e, e->limits);
+    return continue_send(e, e->limits);
 }
 
 VNT_ENTRY int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *progress)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     if (rc == VNTERR_BAD_ARGUMENT) return client_fail(VNTERR_NO_SOLUTION, "nothing is running");
     if (rc != 0) return rc;
     if (progress == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the progress");
@@ -383,25 +383,25 @@ VNT_ENTRY int vntclient_progress(VNTENVptr env, int sollen, vntmipprogress *prog
     rc = halt(e, &state, &halted);
     if (rc != 0) return rc;
     if (state == VNTCLIENT_ENDED) return client_fail(VNTERR_NO_SOLUTION, "the call has ended");
-    rc = fetchprogress(e, sollen, progress);
+    rc = progress_fetch(e, sollen, progress);
     if (!halted || e->state != CLIENT_OPEN) return rc;
-    int goon = sendcontinue(e, remaining(e));
-    return rc != 0 ? rc : goon;
+    int resumed = continue_send(e, remaining(e));
+    return rc != 0 ? rc : resumed;
 }
 
 VNT_ENTRY int vntclient_inject(VNTENVptr env, double objval)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     return rc == 0 ? inject(e, objval) : rc;
 }
 
 // Fetches the result and ends the call as its stub would have.
-static int finishstarted(client_env *e)
+static int started_finish(client_env *e)
 {
     client_started call = e->started;
     const void *response;
-    int rc = fetchresult(e, &response);
+    int rc = result_fetch(e, &response);
     e->started = {};
     // Every answer to a solver call begins with an int: its status, or what it counted.
     if (rc == 0)
@@ -414,16 +414,16 @@ static int finishstarted(client_env *e)
 VNT_ENTRY int vntclient_join(VNTENVptr env)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     if (rc == 0) rc = attended(e, true);
-    return rc == 0 ? finishstarted(e) : rc;
+    return rc == 0 ? started_finish(e) : rc;
 }
 
 // How long a worker is out of reach, in seconds, before that is told, and before somebody who
 // wants to end the solve is not kept waiting any more.
 static constexpr double SHORT_PATIENCE = 2;
 
-static void tellaway(client_env *e)
+static void warn_away(client_env *e)
 {
     std::string text = std::string(vntclient_errortext()) + "; it is tried again\n";
     client_warn(e, text.c_str());
@@ -440,27 +440,27 @@ static int persist(client_env *e, double patience, int (*step)(client_env *e, in
         int rc = step(e, state);
         if (rc == 0 || e->state != CLIENT_AWAY) return rc;
         double gone = clock_elapsed(begin);
-        if (gone > (wantsend(e) ? std::min(patience, SHORT_PATIENCE) : patience)) {
+        if (gone > (wants_end(e) ? std::min(patience, SHORT_PATIENCE) : patience)) {
             e->state = CLIENT_LOST;
             return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
         }
-        if (gone > SHORT_PATIENCE && !told) tellaway(e);
+        if (gone > SHORT_PATIENCE && !told) warn_away(e);
         told = gone > SHORT_PATIENCE;
         clock_sleep(0.25);
     }
 }
 
 // What is lost after the arrival may be found again.
-static int onarrival(client_env *e, int rc)
+static int keep_away(client_env *e, int rc)
 {
     if (e->state == CLIENT_LOST) e->state = CLIENT_AWAY;
     return rc;
 }
 
-static int comeback(client_env *e, int *)
+static int come_back(client_env *e, int *)
 {
     int rc = client_arrive(e);
-    return rc == 0 ? onarrival(e, client_greet(e)) : rc;
+    return rc == 0 ? keep_away(e, client_greet(e)) : rc;
 }
 
 // Asks how the call stands, in passing.  All is sent in one go: once it is under way the worker
@@ -488,7 +488,7 @@ static int ask(client_env *e, int *state)
 static int visit(client_env *e, int *state)
 {
     int rc = client_arrive(e);
-    return rc == 0 ? onarrival(e, ask(e, state)) : rc;
+    return rc == 0 ? keep_away(e, ask(e, state)) : rc;
 }
 
 // Leaves the worker for a while, and for longer when nobody wants to look: then it is only asked
@@ -496,27 +496,27 @@ static int visit(client_env *e, int *state)
 static int leave(client_env *e, double interval, double patience, bool look)
 {
     int state = VNTCLIENT_RUNNING;
-    int rc = onarrival(e, client_disconnect(e));
+    int rc = keep_away(e, client_disconnect(e));
     if (e->state != CLIENT_AWAY) return rc;
     do {
         clock_sleep(interval);
-        if (look || wantsend(e)) break;
+        if (look || wants_end(e)) break;
         rc = persist(e, patience, visit, &state);
     } while (rc == 0 && state == VNTCLIENT_RUNNING);
-    return e->state == CLIENT_AWAY ? persist(e, patience, comeback, &state) : rc;
+    return e->state == CLIENT_AWAY ? persist(e, patience, come_back, &state) : rc;
 }
 
 // Between two absences: whether the solve has ended, what it needs, what the caller wants.
-static int lookin(client_env *e, bool *ended, bool *ending, int (*look)(VNTENVptr env, void *data),
-                  void *data)
+static int look_in(client_env *e, bool *ended, bool *ending, int (*look)(VNTENVptr env, void *data),
+                   void *data)
 {
     int state;
     int rc = test(e, &state);
     *ended = rc == 0 && state == VNTCLIENT_ENDED;
     if (rc != 0 || *ended) return rc;
-    if (state == VNTCLIENT_PAUSED) rc = atpause(e, true);
+    if (state == VNTCLIENT_PAUSED) rc = serve_pause(e, true);
     if (rc != 0 || *ending) return rc;
-    *ending = (look != nullptr && look(e->handle, data) != 0) || wantsend(e);
+    *ending = (look != nullptr && look(e->handle, data) != 0) || wants_end(e);
     return *ending ? kill(e) : 0;
 }
 
@@ -524,18 +524,18 @@ VNT_ENTRY int vntclient_joinresilient(VNTENVptr env, double interval, double pat
                                       int (*look)(VNTENVptr env, void *data), void *data)
 {
     client_env *e;
-    int rc = findstarted(env, &e);
+    int rc = started_find(env, &e);
     if (rc != 0) return rc;
     if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
     e->attending = true;
     bool ended = false, ending = false;
     while (rc == 0) {
-        rc = lookin(e, &ended, &ending, look, data);
+        rc = look_in(e, &ended, &ending, look, data);
         if (rc != 0 || ended) break;
         rc = leave(e, ending ? 0 : interval, patience, look != nullptr || ending);
     }
     e->attending = false;
-    return rc == 0 ? finishstarted(e) : rc;
+    return rc == 0 ? started_finish(e) : rc;
 }
 
 // --- What a pause callback asks --------------------------------------------------------------
@@ -544,19 +544,19 @@ VNT_ENTRY int VNTEgetasyncmipprogress(VNTENVptr env, void *, int sollen, vntmipp
                                       double)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     if (!e->attending) return client_fail(VNTERR_NO_SOLUTION, "this is no pause callback");
     if (progress == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the progress");
-    return fetchprogress(e, sollen, progress);
+    return progress_fetch(e, sollen, progress);
 }
 
 // The solver takes the value times the sense, and so does the worker from its message.
 VNT_ENTRY int VNTEasyncprogressinject(VNTENVptr env, void *, double objval, double sense, double)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     if (!e->attending) return client_fail(VNTERR_NO_SOLUTION, "this is no pause callback");

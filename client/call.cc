@@ -35,14 +35,14 @@ call_request::~call_request()
 static int find_object(call_request *r, call_word word, void *object, uint64_t *remote)
 {
     if (word == CALL_ENV) {
-        int rc = client_findenv(static_cast<VNTENVptr>(object), &r->env);
+        int rc = client_env_find(static_cast<VNTENVptr>(object), &r->env);
         *remote = rc == 0 ? r->env->remote : 0;
         return rc;
     }
     if (object == nullptr) return 0;
     if (word == CALL_LP || word == CALL_LP_BY_ADDRESS)
-        return client_findlp(r->env, static_cast<VNTLPptr>(object), remote);
-    return client_findnet(r->env, static_cast<VNTNETptr>(object), remote);
+        return client_lp_find(r->env, static_cast<VNTLPptr>(object), remote);
+    return client_net_find(r->env, static_cast<VNTNETptr>(object), remote);
 }
 
 static int put_object(call_request *r, int i)
@@ -307,7 +307,7 @@ static void forget_freed(const call_return *c)
         call_word word = c->call->args[i].word;
         if (word != CALL_LP_BY_ADDRESS && word != CALL_NET_BY_ADDRESS) continue;
         void **object = static_cast<void **>(c->args[i].p);
-        client_forgethandle(*object);
+        client_handle_forget(*object);
         *object = nullptr;
     }
 }
@@ -329,9 +329,9 @@ static int fetch_object(client_env *e, call_return *c, const void *response)
     if (remote == nullptr) return 0;
     uint64_t value = reinterpret_cast<uint64_t>(remote);
     if (c->call->result == RESULT_LP)
-        c->result.p = client_addlp(e, value);
+        c->result.p = client_lp_add(e, value);
     else
-        c->result.p = client_addnet(e, value);
+        c->result.p = client_net_add(e, value);
     return c->result.p != nullptr ? 0 : VNTERR_NO_MEMORY;
 }
 

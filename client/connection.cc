@@ -26,49 +26,49 @@ int client_fail(int status, const char *format, ...)
     return status;
 }
 
-int client_findenv(VNTENVptr env, client_env **out)
+int client_env_find(VNTENVptr env, client_env **out)
 {
     client_object object;
-    if (!client_findhandle(env, CLIENT_ENV, &object))
+    if (!client_handle_find(env, CLIENT_ENV, &object))
         return client_fail(VNTERR_NO_ENVIRONMENT, "this is no open environment");
     *out = object.env;
     return 0;
 }
 
-static int findobject(const client_env *e, const void *handle, client_kind kind, uint64_t *remote)
+static int object_find(const client_env *e, const void *handle, client_kind kind, uint64_t *remote)
 {
     client_object object;
-    if (!client_findhandle(handle, kind, &object) || object.env != e)
+    if (!client_handle_find(handle, kind, &object) || object.env != e)
         return client_fail(VNTERR_NO_PROBLEM, "this is no problem of the environment");
     *remote = object.remote;
     return 0;
 }
 
-int client_findlp(const client_env *e, VNTLPptr lp, uint64_t *remote)
+int client_lp_find(const client_env *e, VNTLPptr lp, uint64_t *remote)
 {
-    return findobject(e, lp, CLIENT_LP, remote);
+    return object_find(e, lp, CLIENT_LP, remote);
 }
 
-int client_findnet(const client_env *e, VNTNETptr net, uint64_t *remote)
+int client_net_find(const client_env *e, VNTNETptr net, uint64_t *remote)
 {
-    return findobject(e, net, CLIENT_NET, remote);
+    return object_find(e, net, CLIENT_NET, remote);
 }
 
-VNTLPptr client_addlp(client_env *e, uint64_t remote)
+VNTLPptr client_lp_add(client_env *e, uint64_t remote)
 {
-    return remote == 0 ? nullptr : static_cast<VNTLPptr>(client_addhandle(CLIENT_LP, e, remote));
+    return remote == 0 ? nullptr : static_cast<VNTLPptr>(client_handle_add(CLIENT_LP, e, remote));
 }
 
-VNTNETptr client_addnet(client_env *e, uint64_t remote)
+VNTNETptr client_net_add(client_env *e, uint64_t remote)
 {
-    return remote == 0 ? nullptr : static_cast<VNTNETptr>(client_addhandle(CLIENT_NET, e, remote));
+    return remote == 0 ? nullptr : static_cast<VNTNETptr>(client_handle_add(CLIENT_NET, e, remote));
 }
 
-client_env *client_make(transport *io)
+client_env *client_env_create(transport *io)
 {
     auto *e = static_cast<client_env *>(calloc(1, sizeof(client_env)));
     if (e != nullptr) {
-        e->handle = static_cast<VNTENVptr>(client_addhandle(CLIENT_ENV, e, 0));
+        e->handle = static_cast<VNTENVptr>(client_handle_add(CLIENT_ENV, e, 0));
         if (e->handle == nullptr) {
             free(e);
             e = nullptr;
@@ -81,18 +81,18 @@ client_env *client_make(transport *io)
     }
     e->io = io;
     e->state = io != nullptr ? CLIENT_OPEN : CLIENT_AWAY;
-    e->handlers = client_defaulthandlers;
+    e->handlers = client_default_handlers;
     e->limits = {0, VNTCLIENT_NONE};
     e->readtimeout = e->writetimeout = -1;
     return e;
 }
 
-void client_free(client_env *e)
+void client_env_destroy(client_env *e)
 {
-    client_leavegroup(e);
-    client_forgetaway(e);
+    client_group_leave(e);
+    client_away_forget(e);
     if (e->io != nullptr) e->io->ops.destroy(e->io);
-    client_forgetall(e);
+    client_handles_forget(e);
     while (e->destinations != nullptr) {
         client_destination *next = e->destinations->next;
         free(e->destinations);
@@ -116,7 +116,7 @@ int client_ready(const client_env *e)
 int client_lose(client_env *e, const char *why)
 {
     client_fail(0, "the connection to the worker was lost: %s", why);
-    client_leavegroup(e);
+    client_group_leave(e);
     e->io->ops.disconnect(e->io, &e->info); // the worker's end is the server's care
     e->io = nullptr;
     e->state = CLIENT_LOST;
@@ -177,7 +177,7 @@ int client_await(client_env *e, uint32_t responseid, const void **response)
     return 0;
 }
 
-int client_awaitany(client_env *e, const void **response)
+int client_await_any(client_env *e, const void **response)
 {
     int rc = receive(e, response);
     if (rc == 0 && message_id(*response) == VNTMESSAGEID_NAK) return client_refusal(*response);
@@ -193,8 +193,9 @@ int client_roundtrip(client_env *e, const void *message, uint32_t responseid, co
 int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response)
 {
     if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
-    if (client_isgroupcall(e)) return client_groupexchange(e, request, responseid, response);
-    if (client_iswatched(e, request)) return client_watchedcall(e, request, responseid, response);
+    if (client_group_iscalled(e)) return client_group_exchange(e, request, responseid, response);
+    if (client_call_iswatched(e, request))
+        return client_call_watch(e, request, responseid, response);
     return client_roundtrip(e, request, responseid, response);
 }
 
@@ -202,7 +203,7 @@ int client_call(client_env *e, void *request, uint32_t responseid, client_finish
                 void *memory, size_t size, int *result)
 {
     *result = 0;
-    if (e->armed) return client_startcall(e, request, responseid, finish, memory, size);
+    if (e->armed) return client_call_start(e, request, responseid, finish, memory, size);
     const void *response;
     int rc = client_exchange(e, request, responseid, &response);
     if (rc == 0) *result = finish(e, response, memory);
@@ -217,9 +218,9 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
     vntmsg_PROBINFO_REQ request = {};
     request.messageid = VNTMESSAGEID_PROBINFO_REQ;
     request.flags = e->remote == 0 ? FLAG_USEDEFAULTS : 0;
-    client_puthandle(&request.env, env16, e->remote);
-    client_puthandle(&request.lp, lp16, lp);
-    client_puthandle(&request.net, net16, net);
+    client_value_put(&request.env, env16, e->remote);
+    client_value_put(&request.lp, lp16, lp);
+    client_value_put(&request.net, net16, net);
     request.whatinfo = selector;
     request.intarg = argument;
     const void *message;

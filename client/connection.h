@@ -22,7 +22,6 @@
 #include "vanto_client.h"
 
 #include <cstddef>
-
 namespace vnt {
 
 enum client_state : uint8_t {
@@ -82,7 +81,7 @@ struct client_env {
     VNTCHANNELptr channels[4];        // null until asked for
     bool channelsenabled;             // the worker sends channel texts
 
-    volatile int *terminatecell;
+    volatile int *terminateflag;
     int (*terminatefunc)(VNTENVptr env, void *data);
     void *terminatedata;
     int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
@@ -99,16 +98,16 @@ struct client_env {
 // --- For the functions of the library --------------------------------------------------------
 
 // Finds the environment behind a handle: 0 or VNTERR_NO_ENVIRONMENT.
-int client_findenv(VNTENVptr env, client_env **out);
+int client_env_find(VNTENVptr env, client_env **out);
 
 // Finds the worker's value of an environment's object.  VNTERR_NO_PROBLEM for anything else.
-int client_findlp(const client_env *e, VNTLPptr lp, uint64_t *remote);
-int client_findnet(const client_env *e, VNTNETptr net, uint64_t *remote);
+int client_lp_find(const client_env *e, VNTLPptr lp, uint64_t *remote);
+int client_net_find(const client_env *e, VNTNETptr net, uint64_t *remote);
 
 // Makes a handle for a problem or network that the worker has just created; null for a value of
-// 0 or when memory is out.  client_forgethandle() takes it back.
-VNTLPptr client_addlp(client_env *e, uint64_t remote);
-VNTNETptr client_addnet(client_env *e, uint64_t remote);
+// 0 or when memory is out.  client_handle_forget() takes it back.
+VNTLPptr client_lp_add(client_env *e, uint64_t remote);
+VNTNETptr client_net_add(client_env *e, uint64_t remote);
 
 // Sends the request of a solver call and waits for its answer, of id `responseid`.  The request's
 // flags are the exchange's to set.  A refusal (NAK) gives its status and no response.
@@ -138,17 +137,17 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
 
 // Makes the record and the handle of an environment over `io`, which it owns from then on; null
 // `io` makes one that is away.  Null when memory is out, and `io` is closed without a word.
-client_env *client_make(transport *io);
+client_env *client_env_create(transport *io);
 
 // Ends the worker, unless it is away, and frees the environment.
-void client_free(client_env *e);
+void client_env_destroy(client_env *e);
 
 // What transports are made with.
 constexpr int CLIENT_NCODECS = 2;
 const codec_factory *const *client_codecs();
 
 // What a transport's connect or reconnect said, as a status; `place` is for the text.
-int client_connectstatus(int rc, const char *place);
+int client_connect_fail(int rc, const char *place);
 
 // Whether an exchange is possible now: 0, or the status that says why not.
 int client_ready(const client_env *e);
@@ -163,7 +162,7 @@ int client_await(client_env *e, uint32_t responseid, const void **response);
 int client_refusal(const void *nak);
 
 // Waits for the answer to whatever call was started.
-int client_awaitany(client_env *e, const void **response);
+int client_await_any(client_env *e, const void **response);
 
 // Ends the connection without a word to the worker.  Returns VNTERR_CONNECTION_LOST.
 int client_lose(client_env *e, const char *why);
@@ -182,20 +181,20 @@ bool client_dispatch(client_env *e, const void *message);
 void client_warn(client_env *e, const char *text);
 
 // Gives the environment's time-outs to its connection.
-int client_settimeouts(client_env *e);
+int client_timeouts_apply(client_env *e);
 
 // Tells the worker to send channel texts, unless it does already.
-int client_enablechannels(client_env *e);
+int client_channels_enable(client_env *e);
 
 // The handlers with which the calling thread's environments are made.
-extern thread_local client_handlers client_defaulthandlers;
+extern thread_local client_handlers client_default_handlers;
 
 // A call that the terminate cell or a callback watches: has it run asynchronously and asks for
 // its end in between.
-bool client_iswatched(const client_env *e, const void *request);
-int client_watchedcall(client_env *e, void *request, uint32_t responseid, const void **response);
-int client_startcall(client_env *e, void *request, uint32_t responseid, client_finish finish,
-                     const void *memory, size_t size);
+bool client_call_iswatched(const client_env *e, const void *request);
+int client_call_watch(client_env *e, void *request, uint32_t responseid, const void **response);
+int client_call_start(client_env *e, void *request, uint32_t responseid, client_finish finish,
+                      const void *memory, size_t size);
 
 // Leaves the worker and comes back.  An environment that is not open when it goes is forgotten.
 // To leave is to be let go by the worker and then to depart, to rejoin is to arrive and to greet.
@@ -205,15 +204,15 @@ void client_depart(client_env *e);
 int client_rejoin(client_env *e);
 int client_arrive(client_env *e);
 int client_greet(client_env *e);
-void client_forgetaway(client_env *e);
+void client_away_forget(client_env *e);
 
 // Ends a started call without taking its result, before the connection goes; which goes now when
 // the call does not end.
-void client_abandoncall(client_env *e);
+void client_call_abandon(client_env *e);
 
 // Carries out the call on all members of the leader's group.
-bool client_isgroupcall(const client_env *e);
-int client_groupexchange(client_env *e, void *request, uint32_t responseid, const void **response);
-void client_leavegroup(client_env *e);
+bool client_group_iscalled(const client_env *e);
+int client_group_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
+void client_group_leave(client_env *e);
 
 } // namespace vnt

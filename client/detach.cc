@@ -38,12 +38,12 @@ template <class Fits> static client_env *take(Fits fits)
     return nullptr;
 }
 
-void client_forgetaway(client_env *e)
+void client_away_forget(client_env *e)
 {
     take([e](const client_env *other) { return other == e; });
 }
 
-static client_env *takeaway(const tcpip_reconnectinfo *info)
+static client_env *away_take(const tcpip_reconnectinfo *info)
 {
     return take([info](const client_env *e) {
         return e->info.workerid == info->workerid && e->info.addresslen == info->addresslen &&
@@ -53,7 +53,7 @@ static client_env *takeaway(const tcpip_reconnectinfo *info)
 
 void client_depart(client_env *e)
 {
-    client_leavegroup(e);
+    client_group_leave(e);
     e->io->ops.disconnect(e->io, &e->info);
     e->io = nullptr;
     e->state = CLIENT_AWAY;
@@ -96,11 +96,11 @@ int client_arrive(client_env *e)
         char place[128];
         describe(place, &e->info);
         if (rc == HANDSHAKE_NOTFOUND) e->state = CLIENT_LOST;
-        return client_connectstatus(rc, place);
+        return client_connect_fail(rc, place);
     }
     e->io = io;
     e->state = CLIENT_OPEN;
-    return client_settimeouts(e);
+    return client_timeouts_apply(e);
 }
 
 int client_greet(client_env *e)
@@ -120,7 +120,7 @@ int client_rejoin(client_env *e)
 VNT_ENTRY int vntclient_disconnect(VNTENVptr env, void *info)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     if (info == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the way back");
     if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
@@ -132,7 +132,7 @@ VNT_ENTRY int vntclient_disconnect(VNTENVptr env, void *info)
 }
 
 // A place that arguments of the outside name must be one that an address fits into.
-static bool leadsback(const tcpip_reconnectinfo *info)
+static bool isplace(const tcpip_reconnectinfo *info)
 {
     return info->workerid != 0 && info->addresslen > 0 && info->addresslen <= sizeof info->address;
 }
@@ -140,31 +140,31 @@ static bool leadsback(const tcpip_reconnectinfo *info)
 // An environment of this process or a new one, joined to its worker again.  `prepare` completes
 // a new one before messages arrive.
 template <class Prepare>
-static int takeup(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prepare)
+static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prepare)
 {
     *env = nullptr;
-    if (!leadsback(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
-    client_env *e = takeaway(&info);
+    if (!isplace(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
+    client_env *e = away_take(&info);
     bool known = e != nullptr;
     if (!known) {
-        e = client_make(nullptr);
+        e = client_env_create(nullptr);
         if (e == nullptr) return VNTERR_NO_MEMORY;
         e->info = info;
         int rc = prepare(e);
         if (rc != 0) {
-            client_free(e);
+            client_env_destroy(e);
             return rc;
         }
     }
     int rc = client_rejoin(e);
-    if (rc == 0 && e->handlers.channel != nullptr) rc = client_enablechannels(e);
+    if (rc == 0 && e->handlers.channel != nullptr) rc = client_channels_enable(e);
     if (rc == 0) {
         *env = e->handle;
         return 0;
     }
     if (known && e->state == CLIENT_AWAY) remember(e);
     if (!known && e->io != nullptr) client_lose(e, "it could not be taken up again");
-    if (!known) client_free(e);
+    if (!known) client_env_destroy(e);
     return rc;
 }
 
@@ -174,7 +174,7 @@ VNT_ENTRY int vntclient_reconnect(const void *bytes, VNTENVptr *env)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
     tcpip_reconnectinfo info;
     memcpy(&info, bytes, sizeof info);
-    return takeup(info, env, [](client_env *) { return 0; });
+    return take_up(info, env, [](client_env *) { return 0; });
 }
 
 // The record of vntclient_pack(), whose layout vanto_client.h tells.
@@ -201,8 +201,8 @@ static constexpr uint32_t PACKED_LP = 1, PACKED_NET = 2;
 
 static std::vector<client_object> objects(const client_env *e)
 {
-    std::vector<client_object> list(client_listhandles(e, nullptr, 0));
-    client_listhandles(e, list.data(), list.size());
+    std::vector<client_object> list(client_handles_list(e, nullptr, 0));
+    client_handles_list(e, list.data(), list.size());
     return list;
 }
 
@@ -229,7 +229,7 @@ static void pack(const client_env *e, const std::vector<client_object> &list, ch
 VNT_ENTRY int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     if (e->state == CLIENT_LOST) return client_ready(e);
     std::vector<client_object> list = objects(e);
@@ -260,7 +260,7 @@ static int unpack(client_env *e, const packed_head &head, const char *record)
         packed_object p;
         memcpy(&p, record + sizeof head + i * sizeof p, sizeof p);
         client_kind kind = p.kind == PACKED_LP ? CLIENT_LP : CLIENT_NET;
-        if (client_addhandle(kind, e, p.remote) == nullptr)
+        if (client_handle_add(kind, e, p.remote) == nullptr)
             return client_fail(VNTERR_NO_MEMORY, "out of memory");
     }
     return 0;
@@ -274,14 +274,14 @@ VNT_ENTRY int vntclient_attach(const void *record, int64_t length, VNTENVptr *en
     packed_head head;
     if (!readhead(bytes, length, &head))
         return client_fail(VNTERR_FILE_FORMAT, "this is no record of an environment");
-    return takeup(head.info, env, [&](client_env *e) { return unpack(e, head, bytes); });
+    return take_up(head.info, env, [&](client_env *e) { return unpack(e, head, bytes); });
 }
 
 template <class Handle>
 static int listed(VNTENVptr env, client_kind kind, int space, Handle *handles)
 {
     client_env *e;
-    if (client_findenv(env, &e) != 0) return 0;
+    if (client_env_find(env, &e) != 0) return 0;
     int count = 0;
     for (const client_object &o : objects(e)) {
         if (o.kind != kind) continue;

@@ -59,7 +59,7 @@ static int makeio(vntclient_group *g)
     return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_errortext(rc));
 }
 
-void client_leavegroup(client_env *e)
+void client_group_leave(client_env *e)
 {
     vntclient_group *g = e->group;
     if (g == nullptr) return;
@@ -68,7 +68,7 @@ void client_leavegroup(client_env *e)
     e->group = nullptr;
 }
 
-bool client_isgroupcall(const client_env *e)
+bool client_group_iscalled(const client_env *e)
 {
     return e->group != nullptr && e->group->armed && e->group->members[0] == e;
 }
@@ -76,7 +76,7 @@ bool client_isgroupcall(const client_env *e)
 void client_disarm(client_env *e)
 {
     e->armed = false;
-    if (client_isgroupcall(e)) e->group->armed = false;
+    if (client_group_iscalled(e)) e->group->armed = false;
 }
 
 // --- Messages --------------------------------------------------------------------------------
@@ -143,7 +143,7 @@ static std::vector<group_handle> requesthandles(const vntclient_group *g, const 
     eachfield(request, [&](const message_field &f) {
         client_kind kind = namedkind(f);
         if (kind == CLIENT_NONE) return;
-        uint64_t leaders = client_takehandle(&field_at<message_array>(request, f.offset));
+        uint64_t leaders = client_value_take(&field_at<message_array>(request, f.offset));
         if (leaders != 0 || kind == CLIENT_ENV)
             list.push_back({f.offset, kind, membervalues(g, kind, leaders), {}});
     });
@@ -163,7 +163,7 @@ static bool alike(const std::vector<size_t> &who, const std::vector<group_handle
 static void puthandles(void *request, std::vector<group_handle> &handles, size_t member)
 {
     for (group_handle &h : handles) {
-        client_puthandle(&field_at<message_array>(request, h.offset), h.bytes, h.remotes[member]);
+        client_value_put(&field_at<message_array>(request, h.offset), h.bytes, h.remotes[member]);
         if (h.kind == CLIENT_ENV && h.remotes[member] == 0)
             client_flags(request) |= FLAG_USEDEFAULTS;
     }
@@ -235,7 +235,7 @@ static void takeanswer(group_answers *a, size_t member, const void *message)
     eachfield(message, [&](const message_field &f) {
         if (createdkind(f) == CLIENT_NONE) return;
         a->kind = createdkind(f);
-        a->created[member] = client_takehandle(&field_at<message_array>(message, f.offset));
+        a->created[member] = client_value_take(&field_at<message_array>(message, f.offset));
     });
 }
 
@@ -280,7 +280,7 @@ static void keepcreated(vntclient_group *g, const group_answers &a)
     if (a.created[0] == 0) return;
     for (size_t i : present(g)) {
         if (i == 0 || a.created[i] == 0) continue;
-        client_addhandle(a.kind, g->members[i], a.created[i]);
+        client_handle_add(a.kind, g->members[i], a.created[i]);
     }
     g->objects.push_back({a.kind, a.created});
 }
@@ -294,14 +294,14 @@ static void forgetfreed(vntclient_group *g, const void *request,
     const group_handle &h = handles.back();
     for (size_t i : present(g))
         if (i != 0 && g->statuses[i] == 0)
-            client_forgethandle(client_knownhandle(g->members[i], h.kind, h.remotes[i]));
+            client_handle_forget(client_handle_known(g->members[i], h.kind, h.remotes[i]));
     if (g->statuses[0] != 0) return;
     std::erase_if(g->objects, [&](const group_object &o) {
         return o.kind == h.kind && o.remotes[0] == h.remotes[0];
     });
 }
 
-int client_groupexchange(client_env *e, void *request, uint32_t responseid, const void **response)
+int client_group_exchange(client_env *e, void *request, uint32_t responseid, const void **response)
 {
     vntclient_group *g = e->group;
     g->armed = false;
@@ -335,7 +335,7 @@ static int find(int count, const VNTENVptr *envs, std::vector<client_env *> &mem
         return client_fail(VNTERR_BAD_ARGUMENT, "a group needs a member");
     for (int i = 0; i < count; i++) {
         client_env *e;
-        int rc = client_findenv(envs[i], &e);
+        int rc = client_env_find(envs[i], &e);
         if (rc == 0) rc = client_ready(e);
         if (rc != 0) return rc;
         if (e->group != nullptr || std::find(members.begin(), members.end(), e) != members.end())
@@ -407,12 +407,12 @@ VNT_ENTRY VNTLPptr vntclient_group_problem(VNTCLIENTGROUPptr group, VNTLPptr lp,
     if (group == nullptr || member < 0 || static_cast<size_t>(member) >= group->members.size())
         return nullptr;
     size_t i = static_cast<size_t>(member);
-    if (group->members[i] == nullptr || !client_findhandle(lp, CLIENT_LP, &object) ||
+    if (group->members[i] == nullptr || !client_handle_find(lp, CLIENT_LP, &object) ||
         object.env != group->members[0])
         return nullptr;
     uint64_t remote = membervalues(group, CLIENT_LP, object.remote)[i];
     if (remote == 0) return nullptr;
-    return static_cast<VNTLPptr>(client_knownhandle(group->members[i], CLIENT_LP, remote));
+    return static_cast<VNTLPptr>(client_handle_known(group->members[i], CLIENT_LP, remote));
 }
 
 // Looks at the running members in turn.  Returns whether any is running.

@@ -68,7 +68,7 @@ static uint64_t take()
     return used++;
 }
 
-void *client_addhandle(client_kind kind, client_env *env, uint64_t remote)
+void *client_handle_add(client_kind kind, client_env *env, uint64_t remote)
 {
     mutex_holder hold(&lock);
     uint64_t place = take();
@@ -78,7 +78,7 @@ void *client_addhandle(client_kind kind, client_env *env, uint64_t remote)
     return handle;
 }
 
-bool client_findhandle(const void *handle, client_kind kind, client_object *object)
+bool client_handle_find(const void *handle, client_kind kind, client_object *object)
 {
     mutex_holder hold(&lock);
     const slot *s = find(handle);
@@ -96,21 +96,21 @@ static void release(slot *s)
     firstfree = static_cast<uint64_t>(s - slots);
 }
 
-void client_forgethandle(const void *handle)
+void client_handle_forget(const void *handle)
 {
     mutex_holder hold(&lock);
     slot *s = find(handle);
     if (s != nullptr) release(s);
 }
 
-void client_forgetall(const client_env *env)
+void client_handles_forget(const client_env *env)
 {
     mutex_holder hold(&lock);
     for (uint64_t i = 1; i < used; i++)
         if (slots[i].object.env == env && slots[i].object.kind != CLIENT_NONE) release(&slots[i]);
 }
 
-size_t client_listhandles(const client_env *env, client_object *objects, size_t space)
+size_t client_handles_list(const client_env *env, client_object *objects, size_t space)
 {
     mutex_holder hold(&lock);
     size_t count = 0;
@@ -125,7 +125,7 @@ size_t client_listhandles(const client_env *env, client_object *objects, size_t 
     return count;
 }
 
-void *client_knownhandle(const client_env *env, client_kind kind, uint64_t remote)
+void *client_handle_known(const client_env *env, client_kind kind, uint64_t remote)
 {
     mutex_holder hold(&lock);
     for (uint64_t i = 1; i < used; i++) {
@@ -133,28 +133,6 @@ void *client_knownhandle(const client_env *env, client_kind kind, uint64_t remot
         if (o.env == env && o.kind == kind && o.remote == remote) return o.handle;
     }
     return nullptr;
-}
-
-void client_puthandle(message_array *a, char (&bytes)[16], uint64_t remote)
-{
-    *a = {};
-    if (remote == 0) return;
-    memset(bytes, 0, sizeof bytes);
-    memcpy(bytes, &remote, sizeof remote);
-    a->total = sizeof bytes;
-    a->type = TYPE_BYTE;
-    a->nchunks = 1;
-    a->chunks = &a->inlinechunk;
-    a->inlinechunk = {sizeof bytes, bytes};
-}
-
-uint64_t client_takehandle(const message_array *a)
-{
-    uint64_t remote = 0;
-    if (a->type != TYPE_BYTE || a->total != 16 || a->nchunks != 1 || a->chunks->count != 16)
-        return 0;
-    memcpy(&remote, a->chunks->data, sizeof remote);
-    return remote;
 }
 
 } // namespace vnt

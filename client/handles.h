@@ -10,7 +10,7 @@
 
 #pragma once
 
-#include "remote/message/containers.h"
+#include "remote/calls/handle.h"
 
 namespace vnt {
 
@@ -33,26 +33,33 @@ struct client_object {
     void *handle;
 };
 
-// Makes a handle.  Null when memory is out.
-void *client_addhandle(client_kind kind, client_env *env, uint64_t remote);
+// Makes a handle.  Null when memory fails.
+void *client_handle_add(client_kind kind, client_env *env, uint64_t remote);
 
 // Finds the live object behind a handle.  Returns whether there is one of that kind.
-bool client_findhandle(const void *handle, client_kind kind, client_object *object);
+bool client_handle_find(const void *handle, client_kind kind, client_object *object);
 
-void client_forgethandle(const void *handle);
-void client_forgetall(const client_env *env);
+void client_handle_forget(const void *handle);
+void client_handles_forget(const client_env *env);
 
 // Copies the objects of an environment, its own handle left out, oldest first.  Returns how many
 // there are; with less space the first so many places of the table are listed.
-size_t client_listhandles(const client_env *env, client_object *objects, size_t space);
+size_t client_handles_list(const client_env *env, client_object *objects, size_t space);
 
 // The handle under which an environment's object is known, null when it is not.
-void *client_knownhandle(const client_env *env, client_kind kind, uint64_t remote);
+void *client_handle_known(const client_env *env, client_kind kind, uint64_t remote);
 
 // Lends a worker's value to a message: 16 bytes at `bytes`, or a null array for 0.
-void client_puthandle(message_array *a, char (&bytes)[16], uint64_t remote);
+inline void client_value_put(message_array *a, char (&bytes)[16], uint64_t remote)
+{
+    handle_put(a, bytes, reinterpret_cast<const void *>(remote));
+}
 
 // Reads a worker's value out of a message.  0 for a null array or anything that is not a handle.
-uint64_t client_takehandle(const message_array *a);
+inline uint64_t client_value_take(const message_array *a)
+{
+    void *object;
+    return handle_take(a, &object) == 0 ? reinterpret_cast<uint64_t>(object) : 0;
+}
 
 } // namespace vnt

@@ -8,7 +8,7 @@
 
 namespace vnt {
 
-thread_local client_handlers client_defaulthandlers;
+thread_local client_handlers client_default_handlers;
 
 struct block_free {
     void operator()(void *block) const { free(block); }
@@ -30,7 +30,7 @@ static const void *inonepiece(const message_array &a, std::unique_ptr<char, bloc
     return joined.get();
 }
 
-static void dispatchtext(client_env *e, const vntmsg_CHANNEL *message)
+static void text_dispatch(client_env *e, const vntmsg_CHANNEL *message)
 {
     // Text that a stream has read has zero bytes behind it.
     const char *text = message->message.data != nullptr ? message->message.data : "";
@@ -48,7 +48,7 @@ void client_warn(client_env *e, const char *text)
     client_dispatch(e, &message);
 }
 
-static void dispatchinfo(client_env *e, const vntmsg_INFO *message)
+static void info_dispatch(client_env *e, const vntmsg_INFO *message)
 {
     if (e->handlers.info == nullptr) return;
     std::unique_ptr<char, block_free> joined;
@@ -62,15 +62,15 @@ bool client_dispatch(client_env *e, const void *message)
 {
     e->receiving = true;
     uint32_t id = message_id(message);
-    if (id == VNTMESSAGEID_CHANNEL) dispatchtext(e, static_cast<const vntmsg_CHANNEL *>(message));
-    if (id == VNTMESSAGEID_INFO) dispatchinfo(e, static_cast<const vntmsg_INFO *>(message));
+    if (id == VNTMESSAGEID_CHANNEL) text_dispatch(e, static_cast<const vntmsg_CHANNEL *>(message));
+    if (id == VNTMESSAGEID_INFO) info_dispatch(e, static_cast<const vntmsg_INFO *>(message));
     e->receiving = false;
     // A worker follows the refusal of a malformed request with an "unknown" message, which says
     // nothing new.
     return id == VNTMESSAGEID_CHANNEL || id == VNTMESSAGEID_INFO || id == VNTMESSAGEID_UNKNOWN;
 }
 
-int client_enablechannels(client_env *e)
+int client_channels_enable(client_env *e)
 {
     if (e->channelsenabled) return 0;
     int64_t answer;
@@ -83,17 +83,17 @@ VNT_ENTRY int vntclient_setchannelhandler(VNTENVptr env, vntclient_channelhandle
                                           void *data)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     e->handlers.channel = handler;
     e->handlers.channeldata = data;
-    return handler != nullptr ? client_enablechannels(e) : 0;
+    return handler != nullptr ? client_channels_enable(e) : 0;
 }
 
 VNT_ENTRY int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void *data)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     e->handlers.info = handler;
     e->handlers.infodata = data;
@@ -103,21 +103,21 @@ VNT_ENTRY int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler hand
 VNT_ENTRY void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channeldata,
                                          vntclient_infohandler info, void *infodata)
 {
-    client_defaulthandlers = {channel, channeldata, info, infodata};
+    client_default_handlers = {channel, channeldata, info, infodata};
 }
 
 VNT_ENTRY int VNTLgetchannels(VNTENVptr env, VNTCHANNELptr *results_p, VNTCHANNELptr *warning_p,
                               VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     VNTCHANNELptr *const places[4] = {results_p, warning_p, error_p, log_p};
     for (uint64_t i = 0; i < 4; i++) {
         VNTCHANNELptr &channel = e->channels[i];
         if (channel == nullptr)
-            channel = static_cast<VNTCHANNELptr>(client_addhandle(CLIENT_CHANNEL, e, i));
+            channel = static_cast<VNTCHANNELptr>(client_handle_add(CLIENT_CHANNEL, e, i));
         if (channel == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
         if (places[i] != nullptr) *places[i] = channel;
     }
@@ -128,13 +128,13 @@ VNT_ENTRY int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle
                               void (*msgfunc)(void *handle, const char *text))
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     client_object object;
-    if (!client_findhandle(channel, CLIENT_CHANNEL, &object) || object.env != e)
+    if (!client_handle_find(channel, CLIENT_CHANNEL, &object) || object.env != e)
         return client_fail(VNTERR_BAD_ARGUMENT, "this is no channel of the environment");
     if (msgfunc == nullptr) return client_fail(VNTERR_NULL_POINTER, "a function is missing");
-    rc = client_enablechannels(e);
+    rc = client_channels_enable(e);
     if (rc != 0) return rc;
     auto *d = static_cast<client_destination *>(calloc(1, sizeof(client_destination)));
     if (d == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
@@ -180,7 +180,7 @@ VNT_ENTRY int vntclient_userfunction(VNTENVptr env, int id, const void *input, i
                                      void *output, int64_t space, int64_t *outputlen_p)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     if (inputlen < 0 || space < 0 || (input == nullptr && inputlen > 0) ||
         (output == nullptr && space > 0))
@@ -188,7 +188,7 @@ VNT_ENTRY int vntclient_userfunction(VNTENVptr env, int id, const void *input, i
     char env16[16];
     vntmsg_USERFUNCTION_REQ request = {};
     request.messageid = VNTMESSAGEID_USERFUNCTION_REQ;
-    client_puthandle(&request.env, env16, e->remote);
+    client_value_put(&request.env, env16, e->remote);
     request.id = id;
     request.maxout = space;
     rc = message_set_bytearray(&request.input, inputlen, input);
@@ -204,12 +204,12 @@ VNT_ENTRY int vntclient_userfunction(VNTENVptr env, int id, const void *input, i
 VNT_ENTRY int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     if (value_p == nullptr) return client_fail(VNTERR_NULL_POINTER, "no place for the value");
     client_object found;
-    bool known = client_findhandle(object, CLIENT_LP, &found) ||
-                 client_findhandle(object, CLIENT_NET, &found);
+    bool known = client_handle_find(object, CLIENT_LP, &found) ||
+                 client_handle_find(object, CLIENT_NET, &found);
     if (!known || found.env != e)
         return client_fail(VNTERR_NO_PROBLEM, "this is no problem of the environment");
     *value_p = found.remote;

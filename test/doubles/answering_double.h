@@ -32,7 +32,7 @@ class worker_double {
         on[VNTMESSAGEID_OPENVANTO_REQ] = [](transport *io, const void *) {
             char bytes[16];
             vntmsg_OPENVANTO_RES response = {nullptr, VNTMESSAGEID_OPENVANTO_RES, 0, {}};
-            client_puthandle(&response.env, bytes, env);
+            client_value_put(&response.env, bytes, env);
             return give(io, response);
         };
         on[VNTMESSAGEID_PROBINFO_REQ] = [](transport *io, const void *message) {
@@ -43,7 +43,7 @@ class worker_double {
         on[VNTMESSAGEID_CREATEPROB_REQ] = [this](transport *io, const void *) {
             char bytes[16];
             vntmsg_CREATEPROB_RES response = {nullptr, VNTMESSAGEID_CREATEPROB_RES, {}, 0};
-            client_puthandle(&response.outlp, bytes, nextlp++);
+            client_value_put(&response.outlp, bytes, nextlp++);
             return give(io, response);
         };
     }

@@ -297,7 +297,7 @@ class Requests : public Calls {
         Calls::SetUp();
         solverlp = solvernet = 0; // the worker has no problem that it would take by itself
         client_env *e = nullptr;
-        ASSERT_EQ(client_findenv(env, &e), 0);
+        ASSERT_EQ(client_env_find(env, &e), 0);
         changer = this;
         send = e->io->ops.sendmsg;
         e->io->ops.sendmsg = [](transport *io, const void *request) {

@@ -19,7 +19,7 @@ const codec_factory *const *client_codecs()
     return list;
 }
 
-int client_connectstatus(int rc, const char *place)
+int client_connect_fail(int rc, const char *place)
 {
     switch (rc) {
     case HANDSHAKE_NORESOURCES:
@@ -65,7 +65,7 @@ static void describe(char (&place)[256], int argc, const char *const *argv)
 }
 
 // Opens the environment in a fresh worker.
-static int openremote(client_env *e)
+static int remote_open(client_env *e)
 {
     vntmsg_OPENVANTO_REQ request = {};
     request.messageid = VNTMESSAGEID_OPENVANTO_REQ;
@@ -73,12 +73,12 @@ static int openremote(client_env *e)
     int rc = client_roundtrip(e, &request, VNTMESSAGEID_OPENVANTO_RES, &message);
     if (rc != 0) return rc;
     auto *response = static_cast<const vntmsg_OPENVANTO_RES *>(message);
-    e->remote = client_takehandle(&response->env);
+    e->remote = client_value_take(&response->env);
     if (response->status != 0 || e->remote == 0) {
         int status = response->status != 0 ? response->status : VNTERR_REMOTE;
         return client_fail(status, "the worker's solver did not open: status %d", status);
     }
-    return e->handlers.channel != nullptr ? client_enablechannels(e) : 0;
+    return e->handlers.channel != nullptr ? client_channels_enable(e) : 0;
 }
 
 static int open(int argc, const char *const *argv, VNTENVptr *out)
@@ -92,13 +92,13 @@ static int open(int argc, const char *const *argv, VNTENVptr *out)
     if (rc != 0) {
         char place[256];
         describe(place, argc, argv);
-        return client_connectstatus(rc, place);
+        return client_connect_fail(rc, place);
     }
-    client_env *e = client_make(io);
+    client_env *e = client_env_create(io);
     if (e == nullptr) return VNTERR_NO_MEMORY;
-    rc = openremote(e);
+    rc = remote_open(e);
     if (rc != 0) {
-        client_free(e);
+        client_env_destroy(e);
         return rc;
     }
     *out = e->handle;
@@ -119,16 +119,16 @@ VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
 }
 
 // Closes the environment in the worker.  Without its value the end of the worker has to do.
-static int closeremote(client_env *e)
+static int remote_close(client_env *e)
 {
     if (e->state == CLIENT_AWAY) return 0;
-    client_abandoncall(e);
+    client_call_abandon(e);
     int rc = client_ready(e);
     if (rc != 0 || e->remote == 0) return rc;
     char env16[16];
     vntmsg_CLOSEVANTO_REQ request = {};
     request.messageid = VNTMESSAGEID_CLOSEVANTO_REQ;
-    client_puthandle(&request.env, env16, e->remote);
+    client_value_put(&request.env, env16, e->remote);
     const void *response;
     rc = client_roundtrip(e, &request, VNTMESSAGEID_CLOSEVANTO_RES, &response);
     return rc == 0 ? static_cast<const vntmsg_CLOSEVANTO_RES *>(response)->status : rc;
@@ -138,19 +138,19 @@ VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)
 {
     if (env == nullptr) return client_fail(VNTERR_NULL_POINTER, "the environment is missing");
     client_env *e;
-    int rc = client_findenv(*env, &e);
+    int rc = client_env_find(*env, &e);
     if (rc != 0) return rc;
     if (e->receiving) return client_ready(e);
     if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
-    rc = closeremote(e);
+    rc = remote_close(e);
     // What the solver refuses to close stays; what has no connection is gone all the same.
     if (rc != 0 && e->state == CLIENT_OPEN) return rc;
-    client_free(e);
+    client_env_destroy(e);
     *env = nullptr;
     return rc;
 }
 
-int client_settimeouts(client_env *e)
+int client_timeouts_apply(client_env *e)
 {
     int rc = e->io->ops.ctrlint(e->io, CTRL_SET_READTIMEOUT, &e->readtimeout);
     if (rc == 0) rc = e->io->ops.ctrlint(e->io, CTRL_SET_WRITETIMEOUT, &e->writetimeout);
@@ -160,18 +160,18 @@ int client_settimeouts(client_env *e)
 VNT_ENTRY int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     e->readtimeout = read_ms;
     e->writetimeout = write_ms;
-    return client_settimeouts(e);
+    return client_timeouts_apply(e);
 }
 
 VNT_ENTRY int VNTLversionnumber(VNTENVptr env, int *version_p)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     int64_t version;
     rc = client_probinfo(e, 0, 0, PROBINFO_VERSION, 0, &version);
@@ -186,9 +186,9 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
     client_env *e;
     uint64_t remote = 0;
     int64_t rows = 0, columns = 0;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
-    if (rc == 0 && lp != nullptr) rc = client_findlp(e, lp, &remote);
+    if (rc == 0 && lp != nullptr) rc = client_lp_find(e, lp, &remote);
     if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMROWS, &rows);
     if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMCOLS, &columns);
     if (rc != 0) return rc;
@@ -202,9 +202,9 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
-    if (rc == 0) e->terminatecell = terminate_p;
+    if (rc == 0) e->terminateflag = terminate_p;
     return rc;
 }
 
@@ -212,7 +212,7 @@ VNT_ENTRY int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, voi
                                    void *data)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     e->terminatefunc = func;
@@ -226,7 +226,7 @@ VNT_ENTRY int VNTEsetpausecallbackfunc(VNTENVptr env,
                                        void *data)
 {
     client_env *e;
-    int rc = client_findenv(env, &e);
+    int rc = client_env_find(env, &e);
     if (rc == 0) rc = client_ready(e);
     if (rc != 0) return rc;
     e->pausefunc = func;
