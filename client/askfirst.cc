@@ -1,6 +1,7 @@
 #include "client/askfirst.h"
 
 #include "client/connection.h"
+#include "client/group.h"
 
 #include <initializer_list>
 

@@ -1,6 +1,8 @@
-// detach.cc: leaving a worker, coming back to it, and the record that carries an environment to
-// another process.
+#include "client/detach.h"
+
 #include "client/connection.h"
+#include "client/group.h"
+#include "client/messages.h"
 #include "remote/base/entry.h"
 #include "remote/base/holders.h"
 
@@ -260,8 +262,7 @@ static int unpack(client_env *e, const packed_head &head, const char *record)
         packed_object p;
         memcpy(&p, record + sizeof head + i * sizeof p, sizeof p);
         client_kind kind = p.kind == PACKED_LP ? CLIENT_LP : CLIENT_NET;
-        if (client_handle_add(kind, e, p.remote) == nullptr)
-            return client_fail(VNTERR_NO_MEMORY, "out of memory");
+        if (client_handle_add(kind, e, p.remote) == nullptr) return client_fail_memory();
     }
     return 0;
 }

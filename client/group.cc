@@ -1,13 +1,14 @@
-// group.cc: one call on many workers.
-//
 // The leader's request goes to every member: in one message to all when they know the objects it
 // names by the same values, which workers of one server mostly do, else one by one with the
 // member's own values put in.  The answers are read as they come.
-#include "remote/transport/group.h"
+#include "client/group.h"
+
 #include "client/connection.h"
+#include "client/messages.h"
 #include "remote/base/clock.h"
 #include "remote/base/entry.h"
 #include "remote/calls/flags.h"
+#include "remote/transport/group.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,4 +1,5 @@
-// messages.cc: what the worker says unasked, and the worker's user function.
+#include "client/messages.h"
+
 #include "client/connection.h"
 #include "remote/base/entry.h"
 #include "remote/calls/probinfo.h"
@@ -110,15 +111,14 @@ VNT_ENTRY int VNTLgetchannels(VNTENVptr env, VNTCHANNELptr *results_p, VNTCHANNE
                               VNTCHANNELptr *error_p, VNTCHANNELptr *log_p)
 {
     client_env *e;
-    int rc = client_env_find(env, &e);
-    if (rc == 0) rc = client_ready(e);
+    int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
     VNTCHANNELptr *const places[4] = {results_p, warning_p, error_p, log_p};
     for (uint64_t i = 0; i < 4; i++) {
         VNTCHANNELptr &channel = e->channels[i];
         if (channel == nullptr)
             channel = static_cast<VNTCHANNELptr>(client_handle_add(CLIENT_CHANNEL, e, i));
-        if (channel == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
+        if (channel == nullptr) return client_fail_memory();
         if (places[i] != nullptr) *places[i] = channel;
     }
     return 0;
@@ -137,7 +137,7 @@ VNT_ENTRY int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle
     rc = client_channels_enable(e);
     if (rc != 0) return rc;
     auto *d = static_cast<client_destination *>(calloc(1, sizeof(client_destination)));
-    if (d == nullptr) return client_fail(VNTERR_NO_MEMORY, "out of memory");
+    if (d == nullptr) return client_fail_memory();
     *d = {nullptr, static_cast<int32_t>(object.remote), handle, msgfunc};
     client_destination **end = &e->destinations;
     while (*end != nullptr)

@@ -1,6 +1,8 @@
-// environment.cc: opening and closing environments, and the calls about them that no message of
+// open.cc: opening and closing environments, and the calls about them that no message of
 // their own carries.
+#include "client/async.h"
 #include "client/connection.h"
+#include "client/messages.h"
 
 #include "remote/base/entry.h"
 #include "remote/base/environment.h"
@@ -160,8 +162,7 @@ int client_timeouts_apply(client_env *e)
 VNT_ENTRY int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
 {
     client_env *e;
-    int rc = client_env_find(env, &e);
-    if (rc == 0) rc = client_ready(e);
+    int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
     e->readtimeout = read_ms;
     e->writetimeout = write_ms;
@@ -186,8 +187,7 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
     client_env *e;
     uint64_t remote = 0;
     int64_t rows = 0, columns = 0;
-    int rc = client_env_find(env, &e);
-    if (rc == 0) rc = client_ready(e);
+    int rc = client_env_find_open(env, &e);
     if (rc == 0 && lp != nullptr) rc = client_lp_find(e, lp, &remote);
     if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMROWS, &rows);
     if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMCOLS, &columns);
@@ -202,8 +202,7 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 {
     client_env *e;
-    int rc = client_env_find(env, &e);
-    if (rc == 0) rc = client_ready(e);
+    int rc = client_env_find_open(env, &e);
     if (rc == 0) e->terminateflag = terminate_p;
     return rc;
 }
@@ -212,8 +211,7 @@ VNT_ENTRY int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, voi
                                    void *data)
 {
     client_env *e;
-    int rc = client_env_find(env, &e);
-    if (rc == 0) rc = client_ready(e);
+    int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
     e->terminatefunc = func;
     e->terminatedata = data;
@@ -226,8 +224,7 @@ VNT_ENTRY int VNTEsetpausecallbackfunc(VNTENVptr env,
                                        void *data)
 {
     client_env *e;
-    int rc = client_env_find(env, &e);
-    if (rc == 0) rc = client_ready(e);
+    int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
     e->pausefunc = func;
     e->pausedata = data;

@@ -1,0 +1,111 @@
+#include "client/control.h"
+
+#include "client/connection.h"
+#include "remote/base/byteorder.h"
+#include "remote/calls/flags.h"
+
+#include <algorithm>
+
+namespace vnt {
+
+// Most control requests begin with flags and environment and are answered by a status.
+template <class Request, class Response> static int control(client_env *e, uint32_t id,
+                                                            uint32_t responseid, Request &request,
+                                                            const Response **response)
+{
+    char env16[16];
+    request.messageid = id;
+    if constexpr (requires { request.env; }) {
+        if (e->remote == 0) request.flags |= FLAG_USEDEFAULTS;
+        client_value_put(&request.env, env16, e->remote);
+    }
+    const void *message;
+    int rc = client_roundtrip(e, &request, responseid, &message);
+    if (rc != 0) return rc;
+    *response = static_cast<const Response *>(message);
+    return (*response)->status;
+}
+
+#define CONTROL(name, answer, request)                                                             \
+    [&] {                                                                                          \
+        const vntmsg_##answer *response;                                                           \
+        return control(e, VNTMESSAGEID_##name, VNTMESSAGEID_##answer, request, &response);         \
+    }()
+
+int client_control_kill(client_env *e)
+{
+    vntmsg_ASYNCKILL_REQ request = {};
+    return CONTROL(ASYNCKILL_REQ, ASYNCKILL_RES, request);
+}
+
+int client_control_terminate(client_env *e)
+{
+    vntmsg_EASYNCTERMINATE_REQ request = {};
+    return CONTROL(EASYNCTERMINATE_REQ, EASYNCTERMINATE_RES, request);
+}
+
+int client_control_limits(client_env *e, client_limits limits)
+{
+    vntmsg_EASYNCLIMITS_REQ request = {};
+    request.dettime = limits.progress;
+    request.walltime = limits.seconds;
+    return CONTROL(EASYNCLIMITS_REQ, EASYNCLIMITS_RES, request);
+}
+
+int client_control_continue(client_env *e, client_limits limits)
+{
+    vntmsg_EASYNCCONTINUE_REQ request = {};
+    request.dettime = limits.progress;
+    request.walltime = limits.seconds;
+    return CONTROL(EASYNCCONTINUE_REQ, EASYNCCONTINUE_RES, request);
+}
+
+int client_control_inject(client_env *e, double objval)
+{
+    vntmsg_EASYNCMIPINJECT_REQ request = {};
+    request.objval = objval;
+    return CONTROL(EASYNCMIPINJECT_REQ, EASYNCMIPINJECT_RES, request);
+}
+
+int client_control_test(client_env *e, int *state)
+{
+    *state = VNTCLIENT_ENDED;
+    vntmsg_ASYNCTEST_REQ request = {};
+    const vntmsg_ASYNCTEST_RES *response;
+    int rc = control(e, VNTMESSAGEID_ASYNCTEST_REQ, VNTMESSAGEID_ASYNCTEST_RES, request, &response);
+    if (rc == 0) *state = response->running_p;
+    return rc;
+}
+
+static void progress_unpack(byte_reader from, int sollen, vntmipprogress *progress)
+{
+    progress->nodes = from.take<int64_t>();
+    progress->phase = from.take<int32_t>();
+    progress->bound = from.take<double>();
+    progress->iterations = from.take<int64_t>();
+    progress->incumbent = from.take<double>();
+    progress->gap = from.take<double>();
+    progress->solutions = from.take<int32_t>();
+    int64_t count = from.take<int64_t>();
+    if (progress->sol == nullptr) sollen = 0;
+    count = std::min({count, int64_t(sollen), static_cast<int64_t>(from.left() / sizeof(double))});
+    progress->solcount = std::max<int64_t>(count, 0);
+    for (int64_t i = 0; i < progress->solcount; i++)
+        progress->sol[i] = from.take<double>();
+}
+
+int client_control_progress(client_env *e, int sollen, vntmipprogress *progress)
+{
+    vntmsg_EASYNCMIPPROGRESS_REQ request = {};
+    const vntmsg_EASYNCMIPPROGRESS_RES *response;
+    int rc = control(e, VNTMESSAGEID_EASYNCMIPPROGRESS_REQ, VNTMESSAGEID_EASYNCMIPPROGRESS_RES,
+                     request, &response);
+    if (rc != 0) return rc;
+    const message_array &bytes = response->progress_p;
+    if (bytes.type != TYPE_BYTE || bytes.nchunks != 1)
+        return client_fail(VNTERR_NO_SOLUTION, "the worker has no progress to tell");
+    progress_unpack({bytes.chunks->data, bytes.chunks->count}, sollen, progress);
+    return 0;
+}
+
+} // namespace vnt

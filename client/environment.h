@@ -1,0 +1,116 @@
+// environment.h: the calling side's record of an environment, and how it is found.
+//
+// Ownership: client_env_create() makes the record for an open call, client_env_destroy() frees it
+// for the close call.  It owns its transport.
+//
+// Threads: one at a time uses an environment.  Different environments are independent.
+//
+// Errors: VNTERR_* with a text for vntclient_errortext(), kept in the calling thread.
+
+#pragma once
+
+#include "client/handles.h"
+#include "remote/transport/tcpip.h"
+#include "remote/transport/transport.h"
+#include "vanto_client.h"
+
+namespace vnt {
+
+enum client_state : uint8_t {
+    CLIENT_OPEN,
+    CLIENT_AWAY, // disconnected; the worker waits to be joined again
+    CLIENT_LOST
+};
+
+// Ends a call: copies what the response brings to where the caller wants it, and gives what the
+// call returns.  `memory` is what was handed to client_call().
+typedef int (*client_finish)(client_env *e, const void *response, void *memory);
+
+// A destination of a message channel.
+struct client_destination {
+    client_destination *next;
+    int32_t channel;
+    void *data;
+    void (*func)(void *data, const char *text);
+};
+
+// Who gets what the worker says unasked.
+struct client_handlers {
+    vntclient_channelhandler channel;
+    void *channeldata;
+    vntclient_infohandler info;
+    void *infodata;
+};
+
+// A call that was started and is not joined yet.
+struct client_started {
+    bool running;
+    uint32_t response;    // the id expected, 0 when another process started the call
+    client_finish finish; // null: the answer's status is all that is wanted
+    void *memory;         // malloc'd
+};
+
+// At which progress count and after which seconds a solve pauses.
+struct client_limits {
+    int64_t progress; // 0: no limit
+    double seconds;   // VNTCLIENT_NONE: no limit
+};
+
+struct client_env {
+    transport *io; // null unless the state is CLIENT_OPEN
+    VNTENVptr handle;
+    uint64_t remote; // 0: unknown, the worker takes its default environment
+    client_state state;
+    bool receiving;           // inside a callback of a message that arrived: no exchange now
+    tcpip_reconnectinfo info; // where the worker is, unless the state is CLIENT_OPEN
+    client_env *nextaway;     // in the list of environments that are away
+
+    int32_t readtimeout; // milliseconds, negative for none
+    int32_t writetimeout;
+
+    client_handlers handlers;
+    client_destination *destinations; // of VNTLaddfuncdest, oldest first
+    VNTCHANNELptr channels[4];        // null until asked for
+    bool channelsenabled;             // the worker sends channel texts
+
+    volatile int *terminateflag;
+    int (*terminatefunc)(VNTENVptr env, void *data);
+    void *terminatedata;
+    int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
+    void *pausedata;
+
+    bool armed; // the next call is started instead of carried out
+    client_started started;
+    bool attending;         // inside the wait for a started call
+    client_limits limits;   // what the caller wants
+    int64_t limitsset;      // when the limits, or the call, began to count
+    vntclient_group *group; // null outside of groups
+};
+
+// Makes the record and the handle of an environment over `io`, which it owns from then on; with a
+// null `io` the environment is away.  Null when memory fails; `io` is then closed.
+client_env *client_env_create(transport *io);
+
+// Ends the worker, unless the environment is away, and frees the environment.
+void client_env_destroy(client_env *e);
+
+// Finds the environment behind a handle: 0 or VNTERR_NO_ENVIRONMENT.
+int client_env_find(VNTENVptr env, client_env **out);
+
+// The same for an environment with a connection: or the status that says why there is none.
+int client_env_find_open(VNTENVptr env, client_env **out);
+
+// Finds the worker's value of an environment's object.  VNTERR_NO_PROBLEM for anything else.
+int client_lp_find(const client_env *e, VNTLPptr lp, uint64_t *remote);
+int client_net_find(const client_env *e, VNTNETptr net, uint64_t *remote);
+
+// Makes a handle for a problem or network that the worker has just created; null for a value of
+// 0 or when memory fails.  client_handle_forget() takes it back.
+VNTLPptr client_lp_add(client_env *e, uint64_t remote);
+VNTNETptr client_net_add(client_env *e, uint64_t remote);
+
+// Keeps a text for vntclient_errortext() in the calling thread.  Returns `status`.
+[[gnu::format(printf, 2, 3)]] int client_fail(int status, const char *format, ...);
+int client_fail_memory(); // VNTERR_NO_MEMORY
+
+} // namespace vnt

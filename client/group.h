@@ -1,0 +1,22 @@
+// group.h: one call on many workers.
+//
+// Ownership: a group is its maker's; the environments in it stay their openers'.
+//
+// Threads: one at a time uses the group and all of its environments.
+
+#pragma once
+
+#include "client/environment.h"
+
+namespace vnt {
+
+// Whether the environment leads a group whose next call goes to all members.
+bool client_group_iscalled(const client_env *e);
+
+// Carries out the call on all members of the leader's group; the leader's response is given.
+int client_group_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
+
+// Takes an environment that is lost, away or closed out of its group.
+void client_group_leave(client_env *e);
+
+} // namespace vnt
