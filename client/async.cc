@@ -24,6 +24,7 @@ static int remote_start(client_env *e, void *request)
     if (rc != 0) return rc;
     e->started = {};
     e->started.running = true;
+    e->started.state = VNTCLIENT_RUNNING;
     e->limitsset = clock_now();
     return 0;
 }
@@ -50,10 +51,7 @@ int client_call_start(client_env *e, void *request, uint32_t responseid, client_
 static int result_fetch(client_env *e, const void **response)
 {
     uint32_t responseid = e->started.response;
-    e->started.running = false;
-    vntmsg_GETRES request = {};
-    request.messageid = VNTMESSAGEID_GETRES;
-    int rc = client_send(e, &request);
+    int rc = client_control_getresult(e);
     if (rc != 0) return rc;
     return responseid != 0 ? client_await(e, responseid, response) : client_await_any(e, response);
 }

@@ -27,6 +27,8 @@ int client_lose(client_env *e, const char *why)
     e->io->ops.disconnect(e->io, &e->info); // the worker's end is the server's care
     e->io = nullptr;
     e->state = CLIENT_LOST;
+    e->receiving = false;
+    e->owed = 0;
     return VNTERR_CONNECTION_LOST;
 }
 
@@ -47,18 +49,37 @@ int client_send(client_env *e, const void *message)
     return rc == 0 ? 0 : client_lose(e, reason(rc));
 }
 
+// The answer to a posted request.  Answers come in the order of their requests.
+static void settle(client_env *e, const void *message)
+{
+    e->owed--;
+    if (message_id(message) == VNTMESSAGEID_ASYNCTEST_RES)
+        e->started.state = static_cast<const vntmsg_ASYNCTEST_RES *>(message)->running_p;
+}
+
+int client_receive(client_env *e, const void **message)
+{
+    void *arrived;
+    errno = 0;
+    *message = nullptr;
+    int rc = e->io->ops.recvmsg(e->io, &arrived);
+    if (rc != 0) return client_lose(e, reason(rc));
+    if (client_dispatch(e, arrived)) return 0;
+    if (e->owed > 0)
+        settle(e, arrived);
+    else
+        *message = arrived;
+    return 0;
+}
+
 // Receives the next message that is not passed over.
 static int receive(client_env *e, const void **message)
 {
-    for (;;) {
-        void *arrived;
-        errno = 0;
-        int rc = e->io->ops.recvmsg(e->io, &arrived);
-        if (rc != 0) return client_lose(e, reason(rc));
-        if (client_dispatch(e, arrived)) continue;
-        *message = arrived;
-        return 0;
-    }
+    int rc;
+    do
+        rc = client_receive(e, message);
+    while (rc == 0 && *message == nullptr);
+    return rc;
 }
 
 int client_refusal(const void *message)

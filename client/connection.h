@@ -51,6 +51,10 @@ int client_roundtrip(client_env *e, const void *message, uint32_t responseid,
 int client_send(client_env *e, const void *message);
 int client_await(client_env *e, uint32_t responseid, const void **response);
 
+// Receives one message.  It becomes null when it is to be passed over: a channel text, info, or the
+// answer to a posted control request.
+int client_receive(client_env *e, const void **message);
+
 // Waits for the answer to a call that another process started: of any id.
 int client_await_any(client_env *e, const void **response);
 

@@ -77,6 +77,34 @@ int client_control_test(client_env *e, int *state)
     return rc;
 }
 
+// These two have no environment, and no other field than the flags.
+template <class Request> static int post(client_env *e, uint32_t id)
+{
+    Request request = {};
+    request.messageid = id;
+    int rc = client_send(e, &request);
+    if (rc == 0) e->owed++;
+    return rc;
+}
+
+int client_control_post_test(client_env *e)
+{
+    return post<vntmsg_ASYNCTEST_REQ>(e, VNTMESSAGEID_ASYNCTEST_REQ);
+}
+
+int client_control_post_kill(client_env *e)
+{
+    return post<vntmsg_ASYNCKILL_REQ>(e, VNTMESSAGEID_ASYNCKILL_REQ);
+}
+
+int client_control_getresult(client_env *e)
+{
+    e->started.running = false;
+    vntmsg_GETRES request = {};
+    request.messageid = VNTMESSAGEID_GETRES;
+    return client_send(e, &request);
+}
+
 static void progress_unpack(byte_reader from, int sollen, vntmipprogress *progress)
 {
     progress->nodes = from.take<int64_t>();

@@ -22,6 +22,14 @@ int client_control_limits(client_env *e, client_limits limits);
 // Lets a paused call go on.  A running one gets the limits, seconds included.
 int client_control_continue(client_env *e, client_limits limits);
 
+// Posts a request without waiting for its answer: client_receive() passes that over and keeps what
+// it says in e->started.
+int client_control_post_test(client_env *e);
+int client_control_post_kill(client_env *e);
+
+// Asks for the answer of a call that has ended; the call is no longer a started one then.
+int client_control_getresult(client_env *e);
+
 int client_control_inject(client_env *e, double objval);
 
 // How a call stands: VNTCLIENT_ENDED (also where there is no call), _RUNNING or _PAUSED.

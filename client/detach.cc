@@ -10,8 +10,8 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <netinet/in.h>
-#include <vector>
 
 namespace vnt {
 
@@ -102,6 +102,7 @@ int client_arrive(client_env *e)
     }
     e->io = io;
     e->state = CLIENT_OPEN;
+    e->owed = 0;
     return client_timeouts_apply(e);
 }
 
@@ -201,27 +202,22 @@ static constexpr char MAGIC[] = {'V', 'N', 'T', 'R'};
 static constexpr uint32_t VERSION = 1;
 static constexpr uint32_t PACKED_LP = 1, PACKED_NET = 2;
 
-static std::vector<client_object> objects(const client_env *e)
-{
-    std::vector<client_object> list(client_handles_list(e, nullptr, 0));
-    client_handles_list(e, list.data(), list.size());
-    return list;
-}
-
-static void pack(const client_env *e, const std::vector<client_object> &list, char *to)
+static void pack(const client_env *e, client_object *objects, size_t count, char *to)
 {
     packed_head head = {};
     memcpy(head.magic, MAGIC, sizeof head.magic);
     head.version = VERSION;
-    head.length = static_cast<uint32_t>(sizeof head + list.size() * sizeof(packed_object));
+    head.length = static_cast<uint32_t>(sizeof head + count * sizeof(packed_object));
     head.running = e->armed || e->started.running;
     head.info = e->info;
     if (e->io != nullptr) tcpip_fillinfo(e->io, &head.info);
     head.env = e->remote;
-    head.count = static_cast<uint32_t>(list.size());
+    head.count = static_cast<uint32_t>(count);
     memcpy(to, &head, sizeof head);
     to += sizeof head;
-    for (const client_object &o : list) {
+    client_handles_list(e, objects, count);
+    for (size_t i = 0; i < count; i++) {
+        const client_object &o = objects[i];
         packed_object p = {o.kind == CLIENT_LP ? PACKED_LP : PACKED_NET, 0, o.remote};
         memcpy(to, &p, sizeof p);
         to += sizeof p;
@@ -234,14 +230,17 @@ VNT_ENTRY int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t
     int rc = client_env_find(env, &e);
     if (rc != 0) return rc;
     if (e->state == CLIENT_LOST) return client_ready(e);
-    std::vector<client_object> list = objects(e);
-    auto length = static_cast<int64_t>(sizeof(packed_head) + list.size() * sizeof(packed_object));
+    size_t count = client_handles_list(e, nullptr, 0);
+    auto length = static_cast<int64_t>(sizeof(packed_head) + count * sizeof(packed_object));
     if (length_p != nullptr) *length_p = length;
     if (record == nullptr) return 0;
     if (space < length)
         return client_fail(VNTERR_SPACE_TOO_SMALL, "the record takes %lld bytes",
                            static_cast<long long>(length));
-    pack(e, list, static_cast<char *>(record));
+    auto *objects = static_cast<client_object *>(malloc((count + 1) * sizeof(client_object)));
+    if (objects == nullptr) return client_fail_memory();
+    pack(e, objects, count, static_cast<char *>(record));
+    free(objects);
     return 0;
 }
 
@@ -258,6 +257,7 @@ static int unpack(client_env *e, const packed_head &head, const char *record)
 {
     e->remote = head.env;
     e->started.running = head.running != 0;
+    e->started.state = VNTCLIENT_RUNNING;
     for (uint32_t i = 0; i < head.count; i++) {
         packed_object p;
         memcpy(&p, record + sizeof head + i * sizeof p, sizeof p);
@@ -278,14 +278,16 @@ VNT_ENTRY int vntclient_attach(const void *record, int64_t length, VNTENVptr *en
     return take_up(head.info, env, [&](client_env *e) { return unpack(e, head, bytes); });
 }
 
+// Lists the handles of one kind, oldest first, in the caller's space.  It asks for them one by one:
+// the callers return no status, so that nothing here may need memory.
 template <class Handle>
 static int listed(VNTENVptr env, client_kind kind, int space, Handle *handles)
 {
     client_env *e;
     if (client_env_find(env, &e) != 0) return 0;
     int count = 0;
-    for (const client_object &o : objects(e)) {
-        if (o.kind != kind) continue;
+    client_object o = {};
+    while (client_handle_next(e, kind, o.serial, &o)) {
         if (count < space) handles[count] = static_cast<Handle>(o.handle);
         count++;
     }

@@ -45,6 +45,7 @@ struct client_handlers {
 // A call that was started and is not joined yet.
 struct client_started {
     bool running;
+    int state;            // as last seen by a look at it
     uint32_t response;    // the id expected, 0 when another process started the call
     client_finish finish; // null: the answer's status is all that is wanted
     void *memory;         // malloc'd
@@ -79,6 +80,7 @@ struct client_env {
     int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
     void *pausedata;
 
+    int owed;   // answers to posted control requests that have not come yet
     bool armed; // the next call is started instead of carried out
     client_started started;
     bool attending;         // inside the wait for a started call

@@ -125,6 +125,20 @@ size_t client_handles_list(const client_env *env, client_object *objects, size_t
     return count;
 }
 
+bool client_handle_next(const client_env *env, client_kind kind, uint64_t serial,
+                        client_object *object)
+{
+    mutex_holder hold(&lock);
+    const client_object *next = nullptr;
+    for (uint64_t i = 1; i < used; i++) {
+        const client_object &o = slots[i].object;
+        bool fits = o.env == env && o.kind == kind && o.serial > serial;
+        if (fits && (next == nullptr || o.serial < next->serial)) next = &o;
+    }
+    if (next != nullptr) *object = *next;
+    return next != nullptr;
+}
+
 void *client_handle_known(const client_env *env, client_kind kind, uint64_t remote)
 {
     mutex_holder hold(&lock);

@@ -46,6 +46,11 @@ void client_handles_forget(const client_env *env);
 // there are; with less space the first so many places of the table are listed.
 size_t client_handles_list(const client_env *env, client_object *objects, size_t space);
 
+// Finds the environment's oldest object of a kind that is younger than `serial`.  Returns whether
+// there is one.
+bool client_handle_next(const client_env *env, client_kind kind, uint64_t serial,
+                        client_object *object);
+
 // The handle under which an environment's object is known, null when it is not.
 void *client_handle_known(const client_env *env, client_kind kind, uint64_t remote);
 

@@ -8,6 +8,7 @@
 #include "remote/transport/transport.h"
 #include "test/arrays.h"
 #include "test/scripted.h"
+#include "vanto_client.h"
 
 #include <algorithm>
 #include <cstdlib>
