@@ -237,7 +237,7 @@ static int fetch_names(const message_array *a, char **names, int64_t count, char
 static int fetch_file(const call_return *c, const void *response, int i)
 {
     const message_file *f = &field_at<message_file>(response, c->call->args[i].response_at);
-    return client_outfile_store(static_cast<const char *>(c->args[i].p), f);
+    return client_outfile_store(c->path, f);
 }
 
 // Whether a scalar is still as the worker made it for the solver: 0.
@@ -385,9 +385,22 @@ static void note_spaces(const call_request *r, call_return *c)
     }
 }
 
+// Keeps the path of the file that the call writes.
+static int note_path(const call_request *r, call_return *c)
+{
+    for (int i = 0; i < r->call->nargs; i++) {
+        if (r->call->args[i].word != CALL_OUTFILE) continue;
+        const char *path = static_cast<const char *>(r->args[i].p);
+        if (strlen(path) >= sizeof c->path) return VNTERR_FILE_CREATE;
+        strcpy(c->path, path);
+    }
+    return 0;
+}
+
 static int exchange(call_request *r, call_return *c)
 {
     int rc = fill_request(r);
+    if (rc == 0) rc = note_path(r, c);
     if (rc != 0) {
         if (r->env != nullptr) client_disarm(r->env);
         return rc;
@@ -412,8 +425,9 @@ static int exchange(call_request *r, call_return *c)
 void call_remote(const solver_call *call, const call_value *args, call_value *result)
 {
     call_request request(call, args);
-    call_return back = {};
+    call_return back; // the path needs no zeros
     back.call = call;
+    back.result = {};
     int rc = exchange(&request, &back);
     if (rc != 0)
         fail(call, args, rc, result);

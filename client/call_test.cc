@@ -7,6 +7,8 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sys/stat.h>
+#include <thread>
 
 namespace vnt {
 
@@ -162,6 +164,47 @@ TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
     EXPECT_EQ(VNTLwriteprob(env, lp, "no/such/folder", "LP"), VNTERR_FILE_CREATE);
     EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 3) << "nothing is left beside them";
     EXPECT_EQ(VNTEreadcopyprob(env, lp, "missing", nullptr, 0, "LP"), VNTERR_FILE_OPEN);
+}
+
+TEST_F(Call, AStartedCallKeepsThePathOfTheFileThatItWrites)
+{
+    chunked<char> two{{'n', 'e'}, {'w'}};
+    worker.on[VNTMESSAGEID_WRITEPROB_REQ] = [](transport *io, const void *) {
+        return worker_double::give(
+            io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_WRITEPROB_REQ, 1, 0});
+    };
+    worker.on[VNTMESSAGEID_GETRES] = [&two](transport *io, const void *) {
+        return worker_double::give(
+            io, vntmsg_WRITEPROB_RES{
+                    nullptr, VNTMESSAGEID_WRITEPROB_RES, 0, {text("wanted"), two.a, nullptr}});
+    };
+    open();
+    char path[] = "wanted";
+    ASSERT_EQ(vntclient_start(env), 0);
+    ASSERT_EQ(VNTLwriteprob(env, lp, path, "LP"), 0);
+    strcpy(path, "others"); // the caller's again
+    EXPECT_EQ(vntclient_join(env), 0) << vntclient_errortext();
+    EXPECT_EQ(contents("wanted"), "new");
+    EXPECT_FALSE(fs::exists("others"));
+    EXPECT_EQ(VNTLwriteprob(env, lp, std::string(PATH_MAX, 'p').c_str(), "LP"), VNTERR_FILE_CREATE);
+}
+
+TEST_F(Call, APipeIsReadToItsEndByOneReader)
+{
+    std::string got;
+    worker.on[VNTMESSAGEID_READCOPYPROB_REQ] = [&got](transport *io, const void *message) {
+        const message_array &a =
+            static_cast<const vntmsg_READCOPYPROB_REQ *>(message)->filename_str.contents;
+        for (uint32_t i = 0; i < a.nchunks; i++)
+            got.append(static_cast<const char *>(a.chunks[i].data), a.chunks[i].count);
+        return worker_double::plain(io, VNTMESSAGEID_READCOPYPROB_REQ);
+    };
+    open();
+    ASSERT_EQ(mkfifo("model", 0600), 0);
+    std::thread writer([] { std::ofstream("model") << "max x"; });
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, "model", nullptr, 0, "LP"), 0);
+    writer.join();
+    EXPECT_EQ(got, "max x");
 }
 
 } // namespace vnt

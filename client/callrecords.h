@@ -8,17 +8,19 @@
 #include "remote/calls/callsize.h"
 #include "remote/calls/solvercall.h"
 
+#include <climits>
 #include <cstddef>
 
 namespace vnt {
 
-// What is needed to bring the answer to the caller.  It has no pointers into the request, which
-// is gone when a started call is joined.
+// What is needed to bring the answer to the caller.  It has no pointers into the request, nor to a
+// path of the caller's: both are gone when a started call is joined.
 struct call_return {
     const solver_call *call;
     call_value args[SOLVERCALL_MAXARGS];
     int64_t space[SOLVERCALL_MAXARGS]; // elements that fit at a pointer, INT64_MAX for all
     call_value result;
+    char path[PATH_MAX]; // of the file that the call writes
 };
 
 // A request being put together.  It frees what it holds, nothing of which is the caller's.

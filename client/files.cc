@@ -46,7 +46,7 @@ static ssize_t read_some(int fd, char *to, size_t size)
 // Pipes, empty files and what the system makes up as it is read have no mapping.
 static int read_whole(client_infile *f, const char *path, size_t *length)
 {
-    descriptor_holder d(open_file(path, O_RDONLY, 0));
+    descriptor_holder d(open_file(path, O_RDONLY, 0)); // waits for the writer of a named pipe
     if (d.fd < 0) return VNTERR_FILE_OPEN;
     size_t space = 0;
     for (*length = 0;;) {
@@ -75,7 +75,10 @@ int client_infile_set(client_infile *f, const char *path, const char *contents, 
     *f = {};
     if (contents != nullptr && length < 0) return VNTERR_BAD_ARGUMENT;
     if (contents != nullptr) return send_bytes(f, path, contents, length);
-    int rc = message_set_file(&f->file, path);
+    // A pipe must be opened once only: its writer sees its end when the first reader closes it.
+    struct stat about;
+    bool pipe = path != nullptr && stat(path, &about) == 0 && S_ISFIFO(about.st_mode);
+    int rc = pipe ? MESSAGE_NOCONNECTION : message_set_file(&f->file, path);
     if (rc != MESSAGE_NOCONNECTION) return msg2vnt(rc);
     size_t read = 0;
     rc = read_whole(f, path, &read);
