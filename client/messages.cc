@@ -2,34 +2,15 @@
 
 #include "client/connection.h"
 #include "remote/base/entry.h"
+#include "remote/calls/flatten.h"
 #include "remote/calls/probinfo.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <memory>
 
 namespace vnt {
 
 thread_local client_handlers client_default_handlers;
-
-struct block_free {
-    void operator()(void *block) const { free(block); }
-};
-
-// The elements of an array in one piece: its only chunk, or a copy of all of them in `joined`.
-static const void *inonepiece(const message_array &a, std::unique_ptr<char, block_free> &joined)
-{
-    if (a.nchunks == 0) return nullptr;
-    if (a.nchunks == 1) return a.chunks[0].data;
-    size_t width = message_elementsize(a.type);
-    joined.reset(static_cast<char *>(malloc(static_cast<size_t>(a.total) * width + 1)));
-    if (joined == nullptr) return nullptr;
-    char *at = joined.get();
-    for (uint32_t i = 0; i < a.nchunks; i++) {
-        memcpy(at, a.chunks[i].data, a.chunks[i].count * width);
-        at += a.chunks[i].count * width;
-    }
-    return joined.get();
-}
 
 static void text_dispatch(client_env *e, const vntmsg_CHANNEL *message)
 {
@@ -49,14 +30,15 @@ void client_warn(client_env *e, const char *text)
     client_dispatch(e, &message);
 }
 
+// Elements in chunks that do not make up their total are dropped.
 static void info_dispatch(client_env *e, const vntmsg_INFO *message)
 {
+    flat_array elements;
     if (e->handlers.info == nullptr) return;
-    std::unique_ptr<char, block_free> joined;
-    const void *elements = inonepiece(message->data, joined);
-    int64_t count = elements != nullptr ? message->data.total : 0;
-    e->handlers.info(e->handle, message->tag, static_cast<int>(message->data.type), count, elements,
-                     e->handlers.infodata);
+    if (flattenarray(&elements, &message->data, message->data.type) != 0) return;
+    e->handlers.info(e->handle, message->tag, static_cast<int>(message->data.type), elements.count,
+                     elements.count > 0 ? elements.data : nullptr, e->handlers.infodata);
+    if (elements.owned) free(elements.data);
 }
 
 bool client_dispatch(client_env *e, const void *message)
@@ -146,17 +128,6 @@ VNT_ENTRY int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle
     return 0;
 }
 
-// Copies the bytes of an array that fit.  Returns how many there were.
-static int64_t copybytes(const message_array &a, void *to, int64_t space)
-{
-    std::unique_ptr<char, block_free> joined;
-    const void *bytes = inonepiece(a, joined);
-    if (bytes == nullptr || a.type != TYPE_BYTE) return 0;
-    int64_t fits = a.total < space ? a.total : space;
-    if (fits > 0) memcpy(to, bytes, static_cast<size_t>(fits));
-    return a.total;
-}
-
 // Where the output of a user function goes.
 struct userfunction_output {
     void *output;
@@ -168,7 +139,13 @@ static int finish_userfunction(client_env *, const void *response, void *memory)
 {
     auto *to = static_cast<const userfunction_output *>(memory);
     auto *res = static_cast<const vntmsg_USERFUNCTION_RES *>(response);
-    int64_t length = copybytes(res->output, to->output, to->space);
+    flat_array bytes;
+    int rc = flattenarray(&bytes, &res->output, TYPE_BYTE);
+    if (rc > 0) return client_fail_memory();
+    if (rc != 0) return client_fail(VNTERR_REMOTE, "the user function's output is no whole array");
+    int64_t length = bytes.count, fits = std::min(length, to->space);
+    if (fits > 0) memcpy(to->output, bytes.data, static_cast<size_t>(fits));
+    if (bytes.owned) free(bytes.data);
     if (to->length_p != nullptr) *to->length_p = length;
     if (res->status == 0 && length > to->space)
         return client_fail(VNTERR_SPACE_TOO_SMALL, "the user function gave %lld bytes",
