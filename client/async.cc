@@ -56,6 +56,25 @@ static int result_fetch(client_env *e, const void **response)
     return responseid != 0 ? client_await(e, responseid, response) : client_await_any(e, response);
 }
 
+// A worker without a call answers a look at one like a worker whose call has ended, and ends when
+// it is asked for the result.  But it starts a call, here a small one, which a worker that has one
+// refuses.
+int client_started_check(client_env *e)
+{
+    static constexpr int32_t THREADS = 1067;
+    char env16[16];
+    vntmsg_GETINTPARAM_REQ request = {};
+    request.messageid = VNTMESSAGEID_GETINTPARAM_REQ;
+    request.flags = FLAG_ASYNCHRONOUS | (e->remote == 0 ? FLAG_USEDEFAULTS : 0);
+    client_value_put(&request.env, env16, e->remote);
+    request.whichparam = THREADS;
+    const void *answer;
+    int rc = client_roundtrip(e, &request, VNTMESSAGEID_ACK, &answer);
+    if (rc != 0) return e->state == CLIENT_OPEN ? 0 : rc;
+    rc = client_control_getresult(e);
+    return rc == 0 ? client_await(e, VNTMESSAGEID_GETINTPARAM_RES, &answer) : rc;
+}
+
 static bool has_limits(const client_limits &limits)
 {
     return limits.progress > 0 || limits.seconds < VNTCLIENT_NONE;
@@ -217,12 +236,16 @@ VNT_ENTRY int vntclient_terminate(VNTENVptr env)
 // A worker looks at its limits when a call starts or goes on, so a running call is halted by a
 // limit that it has reached already.  `halted` tells whether it now waits to go on; a solve that
 // paused at the caller's own limit is left as it is.
+//
+// The limit in seconds stays as it is meanwhile: without one the worker would stop its clock.  A
+// solve that does not look at its limits within a second goes on with them: a continue arms the
+// clock anew, and lets the solve go on that has paused after the last look.
 static int halt(client_env *e, int *state, bool *halted)
 {
     *halted = false;
     int rc = client_control_test(e, state);
     if (rc != 0 || *state != VNTCLIENT_RUNNING) return rc;
-    rc = client_control_limits(e, {1, VNTCLIENT_NONE});
+    rc = client_control_limits(e, {1, e->limits.seconds});
     int64_t begin = clock_now();
     while (rc == 0 && clock_elapsed(begin) < 1) {
         rc = client_control_test(e, state);
@@ -230,7 +253,8 @@ static int halt(client_env *e, int *state, bool *halted)
         clock_sleep(std::clamp(clock_elapsed(begin) / 4, 0.0001, 0.01));
     }
     *halted = rc == 0 && *state == VNTCLIENT_PAUSED;
-    if (rc == 0 && !*halted) rc = client_control_limits(e, e->limits);
+    if (rc == 0 && *state == VNTCLIENT_ENDED) rc = client_control_limits(e, e->limits);
+    if (rc == 0 && *state == VNTCLIENT_RUNNING) rc = client_control_continue(e, remaining(e));
     return rc;
 }
 
@@ -245,7 +269,7 @@ VNT_ENTRY int vntclient_setlimits(VNTENVptr env, int64_t progress, double second
     int state;
     bool halted;
     rc = halt(e, &state, &halted);
-    if (rc != 0) return rc;
+    if (rc != 0 || state == VNTCLIENT_RUNNING) return rc;
     return halted ? client_control_continue(e, remaining(e)) : client_control_limits(e, e->limits);
 }
 

@@ -38,6 +38,10 @@ int client_started_find(VNTENVptr env, client_env **e);
 // Fetches the result of a started call that has ended, and returns what the call would have.
 int client_started_finish(client_env *e);
 
+// Finds out whether the worker still has the call of an environment that was away: another process
+// may have joined it meanwhile.  Then there is no started call any more.
+int client_started_check(client_env *e);
+
 // Whether the caller's flag or callback asks for the end of what runs.
 bool client_wants_end(client_env *e);
 

@@ -1,6 +1,7 @@
 #include "client/connection.h"
 
 #include "client/async.h"
+#include "client/detach.h"
 #include "client/group.h"
 #include "client/messages.h"
 #include "remote/calls/flags.h"
@@ -32,11 +33,19 @@ int client_lose(client_env *e, const char *why)
     return VNTERR_CONNECTION_LOST;
 }
 
-// The text for a code of the transport.  An end of file leaves errno as it was found.
-static const char *reason(int rc)
+// Ends the connection after a failure of the transport.  An end of file leaves errno as it was
+// found.  After a time-out the worker may well be there, so that nothing is asked.
+static int lose(client_env *e, int rc)
 {
-    if (rc != MESSAGE_IO) return message_errortext(rc);
-    return errno != 0 ? strerror(errno) : "the other end closed it";
+    int error = rc == MESSAGE_IO ? errno : 0;
+    const char *why = error != 0         ? strerror(error)
+                      : rc == MESSAGE_IO ? "the other end closed it"
+                                         : message_errortext(rc);
+    client_lose(e, why);
+    if (rc != MESSAGE_IO || error == ETIMEDOUT || e->returning) return VNTERR_CONNECTION_LOST;
+    const char *fate = client_worker_fate(e);
+    return client_fail(VNTERR_CONNECTION_LOST, "the connection to the worker was lost: %s; %s", why,
+                       fate);
 }
 
 int client_send(client_env *e, const void *message)
@@ -46,7 +55,7 @@ int client_send(client_env *e, const void *message)
     errno = 0;
     rc = e->io->ops.sendmsg(e->io, message);
     if (rc == MESSAGE_UNKNOWN) return client_fail(msg2vnt(rc), "no such message"); // nothing left
-    return rc == 0 ? 0 : client_lose(e, reason(rc));
+    return rc == 0 ? 0 : lose(e, rc);
 }
 
 // The answer to a posted request.  Answers come in the order of their requests.
@@ -63,7 +72,7 @@ int client_receive(client_env *e, const void **message)
     errno = 0;
     *message = nullptr;
     int rc = e->io->ops.recvmsg(e->io, &arrived);
-    if (rc != 0) return client_lose(e, reason(rc));
+    if (rc != 0) return lose(e, rc);
     if (client_dispatch(e, arrived)) return 0;
     if (e->owed > 0)
         settle(e, arrived);

@@ -1,6 +1,7 @@
 #include "client/connection.h"
 #include "test/doubles/answering_double.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -193,6 +194,98 @@ TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
     EXPECT_EQ(heard, "3one\n<42:8>0two\n2");
     EXPECT_EQ(tologs, "one\n");
     EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), 1u);
+}
+
+TEST_F(opened, AnArrayWhoseTotalIsWrongIsNotTaken)
+{
+    chunked<double> less{{1, 2}, {3, 4}};
+    less.a.total = 1;
+    chunked<char> more{{'a'}, {'b'}};
+    more.a.total = 1000;
+    worker.on[VNTMESSAGEID_USERFUNCTION_REQ] = [&](transport *io, const void *) {
+        return worker_double::give(io, vntmsg_INFO{nullptr, VNTMESSAGEID_INFO, 0, 42, less.a}) &&
+               worker_double::give(
+                   io, vntmsg_USERFUNCTION_RES{nullptr, VNTMESSAGEID_USERFUNCTION_RES, 0, more.a});
+    };
+    open();
+    int infos = 0;
+    vntclient_setinfohandler(
+        env,
+        [](VNTENVptr, int, int, int64_t, const void *, void *data) { ++*static_cast<int *>(data); },
+        &infos);
+    char output[2000];
+    int rc = vntclient_userfunction(env, 1, nullptr, 0, output, sizeof output, nullptr);
+    EXPECT_TRUE(rc == VNTERR_REMOTE || rc == VNTERR_CONNECTION_LOST) << rc;
+    EXPECT_EQ(infos, 0);
+}
+
+TEST(Connection, ItsEndSaysWhatHasBecomeOfTheWorker)
+{
+    auto answers = [](const char *status) {
+        return [=](int fd) {
+            char action[12];
+            recv(fd, action, sizeof action, MSG_WAITALL);
+            send(fd, status, 2, MSG_NOSIGNAL);
+        };
+    };
+    struct {
+        const char *status, *says;
+    } cases[] = {{"\0\5", "the worker has ended"}, {"\0\0", "the network failed"}};
+    for (auto [answer, text] : cases) {
+        worker_double worker;
+        worker.on[VNTMESSAGEID_LPOPT_REQ] = [](transport *, const void *) { return false; };
+        worker.then = {answers(answer)};
+        int status = -1;
+        VNTENVptr env = opened::open_at(worker.address(), &status);
+        VNTLPptr lp = VNTLcreateprob(env, &status, "p");
+        EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_CONNECTION_LOST);
+        EXPECT_TRUE(says(text)) << vntclient_errortext();
+        VNTLcloseVANTO(&env);
+    }
+}
+
+TEST_F(opened, ALookAtASolveLeavesItsTimeLimitArmed)
+{
+    std::vector<double> limits, continued; // of the worker's thread
+    std::atomic<int> state{VNTCLIENT_RUNNING};
+    worker.on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
+        return worker_double::give(
+            io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_MIPOPT_REQ, 1, 0});
+    };
+    worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [&state](transport *io, const void *) {
+        return worker_double::give(
+            io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state});
+    };
+    worker.on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
+        return worker_double::plain(io, VNTMESSAGEID_MIPOPT_REQ);
+    };
+    worker.on[VNTMESSAGEID_EASYNCLIMITS_REQ] = [&](transport *io, const void *message) {
+        limits.push_back(static_cast<const vntmsg_EASYNCLIMITS_REQ *>(message)->walltime);
+        return worker_double::plain(io, VNTMESSAGEID_EASYNCLIMITS_REQ);
+    };
+    worker.on[VNTMESSAGEID_EASYNCCONTINUE_REQ] = [&](transport *io, const void *message) {
+        continued.push_back(static_cast<const vntmsg_EASYNCCONTINUE_REQ *>(message)->walltime);
+        return worker_double::give(
+            io, vntmsg_EASYNCCONTINUE_RES{nullptr, VNTMESSAGEID_EASYNCCONTINUE_RES, 0});
+    };
+    reply(VNTMESSAGEID_EASYNCMIPPROGRESS_REQ,
+          vntmsg_EASYNCMIPPROGRESS_RES{nullptr, VNTMESSAGEID_EASYNCMIPPROGRESS_RES, 0, {}});
+    open();
+    VNTLPptr lp = problem();
+    EXPECT_EQ(vntclient_setlimits(env, 0, 500), 0);
+    ASSERT_EQ(vntclient_start(env), 0);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    vntmipprogress progress = {};
+    vntclient_progress(env, 0, &progress); // the solve does not pause within a second
+    EXPECT_EQ(limits, (std::vector<double>{500, 500}));
+    ASSERT_EQ(continued.size(), 1u);
+    EXPECT_GT(continued[0], 0);
+    EXPECT_LT(continued[0], 500);
+    EXPECT_EQ(vntclient_setlimits(env, 0, 300), 0);
+    ASSERT_EQ(continued.size(), 2u) << "a new limit counts at once";
+    EXPECT_LT(continued[1], 300);
+    state = VNTCLIENT_ENDED;
+    EXPECT_EQ(vntclient_join(env), 0);
 }
 
 } // namespace vnt

@@ -1,10 +1,12 @@
 #include "client/detach.h"
 
+#include "client/async.h"
 #include "client/connection.h"
 #include "client/group.h"
 #include "client/messages.h"
 #include "remote/base/entry.h"
 #include "remote/base/holders.h"
+#include "remote/base/io.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -120,6 +122,36 @@ int client_rejoin(client_env *e)
     return rc == 0 ? client_greet(e) : rc;
 }
 
+// Asks the server for the worker as if to join it: its answer is a handshake status, or -1.
+static int server_ask(const tcpip_reconnectinfo &info)
+{
+    const int64_t deadline = clock_after(2 * CLOCK_SECOND);
+    descriptor_holder fd(socket(info.family, info.type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    auto *address = reinterpret_cast<const sockaddr *>(info.address);
+    if (connect(fd.fd, address, static_cast<socklen_t>(info.addresslen)) != 0 &&
+        (errno != EINPROGRESS || io_wait(fd.fd, POLLOUT, -1, deadline) != 1))
+        return -1;
+    char request[12];
+    uint32_t action = htonl(ACTION_RECONNECT);
+    memcpy(request, &action, sizeof action);
+    memcpy(request + sizeof action, &info.workerid, sizeof info.workerid);
+    uint16_t status;
+    if (io_writeall(fd.fd, request, sizeof request, -1, deadline) != 0 ||
+        io_readall(fd.fd, &status, sizeof status, -1, deadline) != 0)
+        return -1;
+    return ntohs(status);
+}
+
+const char *client_worker_fate(const client_env *e)
+{
+    switch (server_ask(e->info)) {
+    case HANDSHAKE_NOTFOUND: return "the worker has ended";
+    case HANDSHAKE_OK:
+    case HANDSHAKE_NOTPARKED: return "the network failed, the worker has not ended";
+    default: return "its server does not answer";
+    }
+}
+
 VNT_ENTRY int vntclient_disconnect(VNTENVptr env, void *info)
 {
     client_env *e;
@@ -145,7 +177,6 @@ static bool isplace(const tcpip_reconnectinfo *info)
 template <class Prepare>
 static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prepare)
 {
-    *env = nullptr;
     if (!isplace(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
     client_env *e = away_take(&info);
     bool known = e != nullptr;
@@ -161,6 +192,7 @@ static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prep
     }
     int rc = client_rejoin(e);
     if (rc == 0 && e->handlers.channel != nullptr) rc = client_channels_enable(e);
+    if (rc == 0 && e->started.running) rc = client_started_check(e);
     if (rc == 0) {
         *env = e->handle;
         return 0;

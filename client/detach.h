@@ -22,6 +22,10 @@ int client_rejoin(client_env *e); // arrives and greets
 int client_arrive(client_env *e);
 int client_greet(client_env *e);
 
+// What has become of the worker of a connection that broke, in words for people.  Its server is
+// asked, which takes two seconds at most.
+const char *client_worker_fate(const client_env *e);
+
 // Takes an environment that will be freed off the list.
 void client_away_forget(client_env *e);
 

@@ -129,13 +129,13 @@ TEST(Detach, AWorkerThatIsGoneIsToldFromOneThatCannotBeReachedNow)
     worker_double worker;
     worker.then = {greeting("\0\4", 2), greeting("\0\5", 2)};
     int status = 0;
-    VNTENVptr env = opened::open_at(worker.address(), &status), back = nullptr;
+    VNTENVptr env = opened::open_at(worker.address(), &status), back = env;
     char info[VNTCLIENT_INFO_LENGTH];
     ASSERT_EQ(vntclient_disconnect(env, info), 0);
     EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_REMOTE) << "somebody else has it";
     EXPECT_EQ(vntclient_start(env), VNTERR_REMOTE) << "still away";
     EXPECT_EQ(vntclient_reconnect(info, &back), VNTERR_CONNECTION_LOST);
-    EXPECT_EQ(back, nullptr);
+    EXPECT_EQ(back, env) << "the caller's only handle";
     EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST) << "gone for good";
 }
 

@@ -84,6 +84,7 @@ struct client_env {
     bool armed; // the next call is started instead of carried out
     client_started started;
     bool attending;         // inside the wait for a started call
+    bool returning;         // a connection that breaks is made anew: it is no loss
     client_limits limits;   // what the caller wants
     int64_t limitsset;      // when the limits, or the call, began to count
     vntclient_group *group; // null outside of groups

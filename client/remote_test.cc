@@ -97,7 +97,30 @@ TEST_F(remote, AKilledWorkerIsNoticedInTheMiddleOfASolve)
     });
     EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_CONNECTION_LOST);
     killer.join();
+    EXPECT_TRUE(std::string(vntclient_errortext()).ends_with("the worker has ended"))
+        << vntclient_errortext();
     EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST);
+}
+
+TEST_F(remote, ARecordOlderThanTheCallsEndDoesNoHarm)
+{
+    VNTLPptr lp = small_lp(env);
+    ASSERT_EQ(vntclient_start(env), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    char record[1024], info[VNTCLIENT_INFO_LENGTH];
+    int64_t length = 0;
+    ASSERT_EQ(vntclient_pack(env, record, sizeof record, &length), 0);
+    ASSERT_EQ(vntclient_disconnect(env, info), 0);
+    ASSERT_EQ(VNTLcloseVANTO(&env), 0); // the process that left it is gone
+    for (int joined : {0, int(VNTERR_BAD_ARGUMENT)}) {
+        ASSERT_EQ(vntclient_attach(record, length, &env), 0) << vntclient_errortext();
+        EXPECT_EQ(vntclient_join(env), joined) << vntclient_errortext();
+        ASSERT_EQ(vntclient_getproblems(env, 1, &lp), 1);
+        EXPECT_EQ(objective_of(env, lp), 6) << "the worker is there with all that it holds";
+        ASSERT_EQ(vntclient_disconnect(env, info), 0);
+        ASSERT_EQ(VNTLcloseVANTO(&env), 0);
+    }
+    ASSERT_EQ(vntclient_reconnect(info, &env), 0);
 }
 
 // Controlled by a thread of the worker, or by the solver's own poll.

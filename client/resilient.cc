@@ -121,14 +121,14 @@ VNT_ENTRY int vntclient_joinresilient(VNTENVptr env, double interval, double pat
     int rc = client_started_find(env, &e);
     if (rc != 0) return rc;
     if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
-    e->attending = true;
+    e->attending = e->returning = true;
     bool ended = false, ending = false;
     while (rc == 0) {
         rc = look_in(e, &ended, &ending, look, data);
         if (rc != 0 || ended) break;
         rc = leave(e, ending ? 0 : interval, patience, look != nullptr || ending);
     }
-    e->attending = false;
+    e->attending = e->returning = false;
     return rc == 0 ? client_started_finish(e) : rc;
 }
 

@@ -20,8 +20,9 @@
 //
 // Errors: 0 or VNTERR_*, and vntclient_errortext() says more.  When the connection breaks, the
 // call under way and every later one return VNTERR_CONNECTION_LOST at once; the environment is
-// still to be closed.  VNTERR_REMOTE means that there is no connection: none could be made, or the
-// environment was disconnected.
+// still to be closed.  The text then says whether the worker has ended or the network failed: the
+// server is asked, for two seconds at most.  VNTERR_REMOTE means that there is no connection: none
+// could be made, or the environment was disconnected.
 
 #ifndef VANTO_CLIENT_H
 #define VANTO_CLIENT_H
@@ -104,6 +105,7 @@ int vntclient_disconnect(VNTENVptr env, void *info);
 // Joins the worker that the bytes lead to.  What was said meanwhile reaches the handlers before
 // the call returns, in order.  In the process that left it, *env becomes the environment's old
 // handle; elsewhere a new one, which knows none of the worker's problems: see vntclient_attach().
+// After an error *env is as it was.
 // Errors: VNTERR_CONNECTION_LOST when the worker is gone, VNTERR_REMOTE when the server does not
 // answer or somebody else has the worker, after which a later try may succeed.
 int vntclient_reconnect(const void *info, VNTENVptr *env);
@@ -128,7 +130,8 @@ int vntclient_reconnect(const void *info, VNTENVptr *env);
 int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p);
 
 // Takes over what a record tells of: as vntclient_reconnect(), and the problems and networks get
-// handles.  A call to join is joined with vntclient_join(), which gives its status.
+// handles.  A call to join is joined with vntclient_join(), which gives its status, unless somebody
+// has joined it since the record was packed.
 // Errors: VNTERR_FILE_FORMAT for a record that is none, else those of vntclient_reconnect().
 int vntclient_attach(const void *record, int64_t length, VNTENVptr *env);
 
@@ -208,6 +211,9 @@ void vntclient_group_destroy(VNTCLIENTGROUPptr *group);
 // for its like in every member.  The leader's answer fills the call's outputs, and the call
 // returns when all have answered.  The call's own result is the leader's; the statuses of all are
 // told by vntclient_group_statuses().
+//
+// Each member's time-outs, terminate flag and callbacks count as in a call of its own; the leader's
+// flag or terminate callback ends the call of all.
 int vntclient_group_call(VNTCLIENTGROUPptr group);
 
 // The statuses of the last group call, one per member: VNTERR_CONNECTION_LOST for those that are
@@ -217,8 +223,9 @@ int vntclient_group_statuses(VNTCLIENTGROUPptr group, int *statuses);
 // The handle by which a member itself knows the leader's problem, null when it does not.
 VNTLPptr vntclient_group_problem(VNTCLIENTGROUPptr group, VNTLPptr lp, int member);
 
-// Waits until a member's started call ends, or `milliseconds` are over; -1 waits for ever.
-// *member_p becomes the member to join, -1 when the time is over or nothing runs.
+// Waits until a member's started call ends, or `milliseconds` are over, of which the members get
+// 20 at least to answer; -1 waits for ever.  *member_p becomes the member to join, -1 when the time
+// is over or nothing runs.
 int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, int *member_p);
 
 #if defined(__GNUC__)
