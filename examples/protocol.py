@@ -147,7 +147,7 @@ def main(address):
     x, = worker.call("GETX", env, lp, 0, 1)
     show("solved:", names, x)
 
-    # The same with another objective, and nobody there while the worker solves.
+    # The same with another objective; no client is connected while the worker solves.
     worker.call("CHGOBJ", env, lp, 2, Array(INT, [0, 1]), Array(DOUBLE, [1, 4]))
     worker.send("LPOPT_REQ", ASYNCHRONOUS, env, lp)
     worker.expect("ACK")
