@@ -1,0 +1,484 @@
+// parking.pml: a worker that outlives its client's connection, as remote/server keeps it, as a model
+// for spin.  test/spin/check runs it in three variants, as the whole would be too much: with a third
+// client; with ends by request and connections that fail; with a server that is stopped.
+//
+// One worker.  The first client was there when the worker started; the others come, one after
+// another or at once, when those before them have left or vanished.  A client asks, leaves with or
+// without waiting for answers, ends the worker, closes its sending side and reads on, vanishes, or
+// keeps a connection on which nothing moves any more.  The worker may hang for good.
+//
+// Checked:
+//  - No answer is lost: what the worker wrote reaches the client that asked, unless that one has
+//    left or gone, or its connection was cut, which it sees.
+//  - No client gets what was meant for another.
+//  - Whoever asks is answered, refused or cut.  Left waiting are only the client of a worker that
+//    hangs, and one that waits for a worker which another has and does not leave.
+//  - A worker ends when its clients have vanished, and when it has said so.  One that was left waits,
+//    and a client that did not speak is not its client.
+//  - When the worker has ended or the server is stopped, pumps and record end with no socket open.
+//
+// Times: a time of grace is over when the worker does not come to use it; the pump's other waits
+// may be over at any moment.
+
+#ifndef CLIENTS
+#define CLIENTS 3
+#endif
+#ifndef STOPS
+#define STOPS 0 // the server is stopped at some time
+#endif
+#ifndef LOSES
+#define LOSES 0 // connections fail, and clients end the worker
+#endif
+
+// The worker's report: its id when it was left, 0 at its regular end.
+#define PARKED 1
+#define REGULAR 0
+#define MISSING 2 // none in time
+#define BROKEN 3  // none ever
+
+mtype = { REQUEST, LEAVE, END };
+
+// Connections, by client.
+chan up[3] = [1] of { mtype };  // what it sends
+chan down[3] = [1] of { byte }; // what it gets, and whom it was meant for
+bool connected[3];              // accepted, with hello
+bool ended[3];                  // has closed its sending side
+bool gone[3];                   // takes nothing any more
+bool frozen[3];                 // its connection is open, and nothing moves
+bool cut[3];                    // shut down by the server
+bool owned[3];                  // a socket of the server's (owned.h)
+bool left[3];                   // has sent LEAVE
+bool asking[3];                 // waits for an answer
+
+// The worker's pipes (makepipes in children.cc) and its process.
+chan input = [2] of { mtype, byte };
+chan output = [1] of { byte };
+chan status = [1] of { byte };
+chan control = [1] of { byte };
+bool inputended = false; // the server has closed requestfd
+bool dead = false;       // the process has ended; so have its output and its status
+bool killed = false;     // SIGKILL
+bool hung = false;       // it computes for ever, or does not come to its exit
+byte doing = 0;          // what the worker does:
+#define WAITING 0        // for input
+#define COMPUTING 1      // as long as it takes
+#define SETTLING 2       // it will say its word soon
+#define PARKING 3        // waiting for a word on its control pipe
+
+// server_child.  What its lock guards changes in atomic steps.
+#define PENDING_NONE 8
+#define PENDING_TEARDOWN 9
+byte client = 0;
+byte pending = PENDING_NONE;
+bool relaying = false;
+bool discarding = false;
+bool drained = false;
+bool stopfd = false;
+bool waits = false; // the to-child pump waits on `changed`
+bool listed = true; // in the server's list
+
+// Whether they are there.
+bool topump = true, record = true;
+
+// Only for the checks.
+bool spoke = true; // the worker has got something from its client
+bool said = false; // it has reported its regular end
+
+#define IS_SOCKET(fd) (fd < 3)
+// socket_alive: bytes, or no end yet.
+#define ALIVE(fd) (len(up[fd]) > 0 || (!ended[fd] && !cut[fd]))
+
+inline changed() { assert(record); waits = false }
+inline close_socket(fd)
+{
+    atomic {
+        assert(owned[fd]);
+        owned[fd] = false;
+        cut[fd] = true;
+        if
+        :: nempty(up[fd]) -> up[fd]?_
+        :: empty(up[fd])
+        fi
+    }
+}
+
+inline child_kill() { killed = true }
+
+// The worker: worker.cc, and DISCONNECT of control.cc.
+
+proctype Worker()
+{
+    mtype m;
+    byte from;
+    {
+        do
+        :: atomic { input?m, from -> doing = (m == REQUEST -> COMPUTING : SETTLING) };
+            if
+            :: m == REQUEST ->
+                if
+                :: atomic { output!from; from = 0; m = 0; doing = WAITING }
+                :: !STOPS -> hung = true; false
+                fi
+            :: m == LEAVE ->
+                output!from;
+                atomic { status!PARKED -> doing = PARKING };
+                atomic { control?_ -> from = 0; m = 0; doing = WAITING } // async_away
+            :: m == END ->
+                atomic { status!REGULAR -> said = true };
+                if
+                :: break
+                :: !STOPS -> hung = true; false
+                fi
+            fi
+        :: atomic { empty(input) && inputended -> break } // abort()
+        od
+    } unless { killed };
+    atomic { dead = true; m = 0; from = 0; hung = false; doing = WAITING }
+}
+
+// pump_tochild (pumps.cc).  Each function is a step, or several where others may come in between.
+// `more` is false once the pump must end.
+
+#define VANISHED (len(up[client]) == 0 && (ended[client] || cut[client]))
+
+// client_isdone: what the client still sends does not count.  The worker has ended regularly, or
+// was left and is wanted by another.
+#define DONE (status?[REGULAR] || (status?[PARKED] && pending != PENDING_NONE))
+
+inline requests_relay()
+{
+    do
+    :: atomic { nempty(up[client]) && nfull(input) && !dead && !stopfd ->
+            up[client]?m;
+            input!m, client;
+            m = 0;
+            spoke = true
+        }
+    :: atomic { nempty(up[client]) && dead && !stopfd -> more = false; break } // child_fail
+    :: atomic { (VANISHED || DONE) && !stopfd -> more = true; break }
+    :: atomic { stopfd -> more = false; break }
+    od
+}
+
+// The grace of report_await is over: the worker reads nothing more and says nothing, or computes
+// for longer than it may.
+#define GRACE_OVER (empty(status) && !dead && (hung || (!inputended && IDLE)))
+#define IDLE (doing == COMPUTING || (doing == WAITING && empty(input)))
+
+inline report_await()
+{
+    atomic {
+        report = MISSING;
+        if
+        :: nempty(status) && !stopfd -> status?report
+        :: empty(status) && dead && !stopfd -> report = BROKEN
+        :: GRACE_OVER && !stopfd
+        :: stopfd -> more = false
+        fi
+    }
+}
+
+// A worker that has said that it ends has its time to exit.
+inline exit_await()
+{
+    if
+    :: dead || stopfd
+    :: hung -> child_kill()
+    fi;
+    more = false
+}
+
+// The client has vanished.  The worker finds its input ended, or is killed.
+inline orphan_end()
+{
+    atomic { assert(spoke); reads = empty(input); inputended = true };
+    if
+    :: reads -> report_await()
+    :: else -> report = MISSING
+    fi;
+    if
+    :: more && (report == MISSING || report == PARKED) -> child_kill() // cannot be reached any more
+    :: more && report == REGULAR -> exit_await()
+    :: else -> skip
+    fi;
+    more = false
+}
+
+// Whether everything that the old client was to get has left the pipe.
+#define SETTLED (!relaying && len(output) == 0)
+
+// client_take and client_replace: waits for a client and puts its socket in the place of the old
+// one's, which has a moment to take its last answers.
+inline client_take()
+{
+    do
+    :: atomic {
+            if
+            :: IS_SOCKET(pending) && SETTLED && !ALIVE(pending) ->
+                close_socket(pending);
+                pending = PENDING_NONE
+            :: else -> skip
+            fi;
+            if
+            :: pending == PENDING_TEARDOWN -> more = false; break
+            :: IS_SOCKET(pending) && SETTLED ->
+                close_socket(client);
+                client = pending;
+                pending = PENDING_NONE;
+                discarding = false;
+                spoke = false;
+                break
+            :: pending == PENDING_NONE || (IS_SOCKET(pending) && !SETTLED) -> waits = true
+            fi
+        };
+        if
+        :: !waits
+        :: atomic { IS_SOCKET(pending) && !SETTLED && !cut[client] ->
+                assert(left[client] || ended[client]);
+                cut[client] = true // responses_settle: the moment is over
+            }
+        fi
+    od
+}
+
+// client_find: waits until a client speaks.  One that ends its side before is closed.
+inline client_find()
+{
+    do
+    :: client_take();
+        atomic {
+            if
+            :: !more -> break
+            :: more && !VANISHED && (len(up[client]) > 0 || len(input) > 0) && !stopfd -> break
+            :: more && VANISHED && !stopfd -> cut[client] = true
+            :: more && stopfd -> more = false; break
+            fi
+        }
+    od
+}
+
+inline worker_release(number)
+{
+    atomic {
+        if
+        :: nfull(control) && !dead -> control!number
+        :: dead || stopfd -> more = false
+        fi
+    }
+}
+
+inline client_await()
+{
+    report_await();
+    if
+    :: !more || report == BROKEN -> more = false // child_fail
+    :: more && report == MISSING -> orphan_end()
+    :: more && report == REGULAR -> exit_await()
+    :: more && report == PARKED ->
+        client_find();
+        if
+        :: more -> worker_release(PARKED)
+        :: !more && !stopfd -> worker_release(REGULAR)
+        :: !more && stopfd
+        fi
+    fi
+}
+
+active proctype ToChild()
+{
+    mtype m;
+    byte report;
+    bool more, reads;
+    do
+    :: requests_relay();
+        if
+        :: more -> client_await()
+        :: else -> skip
+        fi;
+        atomic {
+            reads = false;
+            report = 0;
+            if
+            :: !more -> topump = false; break
+            :: else -> more = false
+            fi
+        }
+    od
+}
+
+// The client takes nothing any more.  It has lost bytes, so it must see the connection's end.
+inline client_discard() { discarding = true; cut[client] = true }
+
+// pump_fromchild (pumps.cc), and response_relay: one piece of what the worker says after another.
+// While it is relaying, the client stays the same.
+active proctype FromChild()
+{
+    byte to;
+    bool wanted;
+    do
+    :: nempty(output) && !stopfd ->
+        atomic { relaying = true; wanted = !discarding };
+        output?to;
+        if
+        :: atomic { wanted && nfull(down[client]) && !gone[client] && !cut[client] ->
+                down[client]!to
+            }
+        :: atomic { wanted && (gone[client] || cut[client]) -> client_discard() }
+        // Neither splice() nor read() and write() have done it, and the piece is lost.
+        :: atomic { LOSES && wanted && !gone[client] && !cut[client] -> client_discard() }
+        :: atomic { !wanted -> assert(to == client && (gone[client] || cut[client])) }
+        :: stopfd
+        fi;
+        atomic { relaying = false; wanted = false; to = 0; changed() }
+    :: atomic { (empty(output) && dead) || stopfd -> drained = true; changed(); break }
+    od
+}
+
+// child_stop, child_drain, child_destroy (children.cc).
+
+inline child_stop()
+{
+    if
+    :: IS_SOCKET(pending) -> close_socket(pending)
+    :: else -> skip
+    fi;
+    pending = PENDING_TEARDOWN;
+    changed()
+}
+
+inline child_destroy()
+{
+    stopfd = true;
+    atomic {
+        !topump && drained;
+        close_socket(client);
+        record = false
+    }
+}
+
+// The time to drain is over when the client does not come to take what there is.
+#define DRAINED (drained || (frozen[client] && full(down[client])))
+
+// reaper_thread: a worker that has ended, or the server's end.
+active proctype Reaper()
+{
+    if
+    :: atomic { dead -> listed = false; child_stop() }; // collect
+        DRAINED;
+        assert(empty(output) || frozen[client]);
+        child_destroy()
+    :: atomic { STOPS -> listed = false; child_stop(); child_kill() }; // server_cleanup
+        dead;
+        child_destroy()
+    fi
+}
+
+// spawn_reconnect and child_handover: accepted, or refused with a status.
+inline reconnect(me)
+{
+    atomic {
+        if
+        :: listed && IS_SOCKET(pending) && !ALIVE(pending) ->
+            close_socket(pending);
+            pending = PENDING_NONE
+        :: else -> skip
+        fi;
+        if
+        :: listed && pending == PENDING_NONE ->
+            owned[me] = true;
+            connected[me] = true;
+            pending = me;
+            changed()
+        :: else -> skip
+        fi
+    }
+}
+
+// A client.
+
+inline ask(me, id) { atomic { up[me]!id; asking[me] = true; left[me] = (id == LEAVE) } }
+
+// Answered, or cut.
+inline await_answer(me)
+{
+    if
+    :: atomic { down[me]?to -> assert(to == me); to = 0 }
+    :: atomic { empty(down[me]) && cut[me] -> gone[me] = true }
+    fi;
+    asking[me] = false
+}
+
+// The last client does less: nobody comes after it.
+#define LAST(me) (me == CLIENTS - 1)
+#define FREE(i) (!connected[i] || left[i] || ended[i])
+
+proctype Client(byte me)
+{
+    byte to;
+    if
+    :: me == 0 -> skip
+    :: else ->
+        atomic { FREE(0) && FREE(1) && FREE(2) -> skip };
+        reconnect(me);
+        connected[me] // refused: it goes its way
+    fi;
+    // Asks, and may say the next word before it has the answer.
+    if
+    :: ask(me, REQUEST); await_answer(me)
+    :: me == 0 -> up[me]!REQUEST
+    :: true
+    fi;
+    if
+    :: !gone[me] && !LAST(me) -> ask(me, LEAVE);
+        if
+        :: await_answer(me)
+        :: asking[me] = false
+        fi
+    :: LOSES && !gone[me] && !LAST(me) -> up[me]!END
+    :: true
+    fi;
+    if
+    :: atomic { ended[me] = true; gone[me] = true; left[me] = false } // vanishes
+    :: atomic { ended[me] = true; asking[me] = true }; // closes its side, and still reads
+        do
+        :: atomic { down[me]?to -> assert(to == me); to = 0 }
+        :: atomic { empty(down[me]) && cut[me] -> break }
+        od;
+        atomic { gone[me] = true; asking[me] = false; left[me] = false }
+    :: !gone[me] && me == 0 -> frozen[me] = true
+    fi
+}
+
+init
+{
+    atomic {
+        connected[0] = true;
+        owned[0] = true;
+        run Worker();
+        run Client(0);
+        run Client(1);
+        if
+        :: CLIENTS > 2 -> run Client(2)
+        :: else -> skip
+        fi
+    }
+}
+
+// When nothing moves any more.
+#define HELD (!left[client] && !ended[client] && !cut[client]) // somebody has the worker
+#define MAY_WAIT(i) \
+    (!dead && ((hung && !ended[client]) || (client != i && HELD) || (left[i] && ended[i])))
+#define THERE(i) (owned[i] && !ended[i])
+#define KEPT(i) (!owned[i] || (record && (client == i || pending == i)))
+
+active proctype Watch()
+{
+    timeout;
+    assert(!asking[0] || MAY_WAIT(0));
+    assert(!asking[1] || MAY_WAIT(1));
+    assert(!asking[2] || MAY_WAIT(2));
+    assert(dead || doing == PARKING || THERE(0) || THERE(1) || THERE(2));
+    assert(!dead || !record);
+    assert(dead || !said); // a worker that has said that it ends has ended
+    assert(KEPT(0) && KEPT(1) && KEPT(2))
+}
