@@ -1,5 +1,8 @@
 // async.pml: the asynchronous call of remote/handler as a model for spin.  test/spin/check runs it
-// in both modes, POLLING 0 (a listener thread serves) and 1 (-nothreads: the solver's hooks serve).
+// in both modes, POLLING 0 (a listener thread serves) and 1 (-nothreads: the solver's hooks serve),
+// and in two variants, as the whole would be too much: with a second thread of the solver, and
+// TIMED with the wall-clock limit in its place.  Inlines are named after the functions that they
+// stand for.
 //
 // One worker, one caller, two threads of the solver, any number of calls one after another.  The
 // caller does what it likes, in any order, as long as it waits for answers: starts calls, steers
@@ -55,7 +58,7 @@ byte mode = NONE;
 bool blocked = false; // block_listener waits on the record's condition
 bool away = false;    // awayfd: the caller has left, and the solver goes on (polling)
 
-// The handler's part of it.
+// The handler's parts: the pause gate and its time limit, the kill cell, the solver's poll.
 
 #define IDLE 0
 #define RUNNING 1
@@ -65,8 +68,8 @@ bool away = false;    // awayfd: the caller has left, and the solver goes on (po
 
 byte state = IDLE;
 bool statewaits = false; // a thread waits on the state's condition
-bool pending = false;    // the result has not been asked for
-bool terminate = false;  // the cell that makes the solver end
+bool fetched = false;    // the result has been asked for
+bool terminate = false;  // the kill cell, which makes the solver end
 bool installed = false;  // the solver has our hooks: asyncpollfunc, asyncchecklimit
 bool limitcell = false;  // the progress limit is set, and passed
 byte timelimit = NO_LIMIT;
@@ -80,16 +83,18 @@ bool pauselock = false, statelock = false, polllock = false;
 bool ticking = false;
 bool flying = false;
 
-// Who serves a request: a thread-local flag in the code.  Hooks do nothing on such a thread.
+// The threads, and which of them serves a request.
 
 #define NOBODY 0
 #define MAIN 1
 #define SECOND 2
 #define LISTENER 3
+#define OTHER 4 // of a synchronous solve
 
 byte server = NOBODY;
 mtype m = 0;          // the request in service, the transport's
 byte limit = NO_LIMIT;
+bool working = false; // a synchronous solve is served while a call runs: hooks do nothing
 
 // The solver.
 bool solving = false; // both threads may call hooks
@@ -99,6 +104,7 @@ bool stopall = false; // a hook has said that it is over
 // What only the checks look at.
 bool endless = false; // the solver does not end by itself
 bool acknowledged = true; // the ACK has left
+bool calm = false;    // a synchronous solve began when no call ran
 bool joining = false; // asynccall_end waits for the caller
 bool halted = false;  // a thread of the solver waits in asyncchecklimit
 bool unlimited = false; // a paused call was told to go on without a limit
@@ -128,7 +134,7 @@ inline become(word)
 }
 
 // wallclock_tilim_apply (timelimit.cc), under the state lock.
-inline apply_timelimit(limit)
+inline wallclock_tilim_apply(limit)
 {
     ticking = false;
     expired = false;
@@ -146,7 +152,7 @@ end:
     od
 }
 
-// asynccontrol.cc and control.cc: the run functions.
+// pausegate.cc: what the run functions of asynccontrol.cc do.
 
 inline store_limits(limit)
 {
@@ -154,22 +160,23 @@ inline store_limits(limit)
     timelimit = (limit == IN_TIME -> IN_TIME : NO_LIMIT)
 }
 
-inline set_limits(limit)
+// A new time limit counts from the next start or continuation; none counts at once.
+inline pausegate_setlimits(limit)
 {
     lock(statelock);
     store_limits(limit);
     if
-    :: state != IDLE || timelimit == NO_LIMIT -> apply_timelimit(timelimit)
-    :: else -> skip // it counts from the start
+    :: timelimit == NO_LIMIT -> wallclock_tilim_apply(timelimit)
+    :: else -> skip
     fi;
     unlock(statelock)
 }
 
-inline continue_call(limit)
+inline pausegate_continue(limit)
 {
     lock(statelock);
     store_limits(limit);
-    apply_timelimit(timelimit);
+    wallclock_tilim_apply(timelimit);
     if
     :: state != IDLE && state != TERMINATED -> become(CONTINUED); signal(statewaits)
     :: else -> skip
@@ -177,25 +184,19 @@ inline continue_call(limit)
     unlock(statelock)
 }
 
-inline end_call(kill)
+inline pausegate_terminate()
 {
     atomic {
         lock(statelock);
         if
-        :: state != IDLE ->
-            become(TERMINATED);
-            signal(statewaits);
-            if
-            :: kill -> terminate = true
-            :: else -> skip
-            fi
+        :: state != IDLE -> become(TERMINATED); signal(statewaits)
         :: else -> skip
         fi;
         unlock(statelock)
     }
 }
 
-inline test_call()
+inline pausegate_shown()
 {
     atomic {
         lock(statelock);
@@ -209,7 +210,7 @@ inline test_call()
 inline free_request() { atomic { server = NOBODY; m = 0; limit = NO_LIMIT } }
 
 // async_stop (async.cc).  The message is not touched any more: whoever waits receives the next.
-inline stop_call()
+inline async_stop()
 {
     atomic {
         assert(mode == STARTED);
@@ -219,19 +220,18 @@ inline stop_call()
     }
 }
 
-// vnthandler_GETRES: from now on nobody hears a word that would let a paused call go on.
-inline fetch_result()
+// From now on nobody hears a word that would let a held call go on.
+inline pausegate_fetch()
 {
-    pending = false;
     atomic {
         lock(statelock);
+        fetched = true;
         if
         :: state == PAUSED -> become(TERMINATED); signal(statewaits)
         :: else -> skip
         fi;
         unlock(statelock)
-    };
-    stop_call()
+    }
 }
 
 // vnthandler_disconnect and async_away: the answer, the worker's id on its status, then the wait.
@@ -245,14 +245,24 @@ inline leave()
     fi
 }
 
-// A synchronous solve.  Its hooks are called on the thread that serves.
+// solvercall_run for a synchronous solve, and synccall_begin: a kill that came while nothing ran
+// does not end it.
 inline solve_here(me)
 {
+    atomic {
+        lock(statelock);
+        calm = (state == IDLE);
+        if
+        :: calm -> terminate = false
+        :: else -> skip
+        fi;
+        unlock(statelock)
+    };
     if
-    :: installed -> enter!me; back?_
+    :: installed -> atomic { working = true; enter!me }; atomic { back?_ -> working = false }
     :: else -> skip
     fi;
-    assert(state != IDLE || !terminate);
+    atomic { assert(!calm || !terminate); calm = false };
     responses!ANSWER
 }
 
@@ -265,12 +275,12 @@ inline handle(me)
     if
     :: m == START -> responses!NAK // prepare (solvercall.cc): one runs already
     :: m == SOLVE -> solve_here(me)
-    :: m == TEST -> test_call(); responses!ANSWER
-    :: m == LIMITS -> set_limits(limit); responses!ANSWER
-    :: m == CONTINUE -> continue_call(limit); responses!ANSWER
-    :: m == TERMINATE -> end_call(false); responses!ANSWER
-    :: m == KILL -> end_call(true); responses!ANSWER
-    :: m == FETCH -> fetch_result()
+    :: m == TEST -> pausegate_shown(); responses!ANSWER
+    :: m == LIMITS -> pausegate_setlimits(limit); responses!ANSWER
+    :: m == CONTINUE -> pausegate_continue(limit); responses!ANSWER
+    :: m == TERMINATE -> pausegate_terminate(); responses!ANSWER
+    :: m == KILL -> pausegate_terminate(); terminate = true; responses!ANSWER
+    :: m == FETCH -> pausegate_fetch(); async_stop()
     :: m == LEAVE -> leave()
     :: m == BACK -> assert(empty(control) && !away); responses!ANSWER
     fi
@@ -320,7 +330,7 @@ end:
 // Polling mode: async_poll, and whether there is something to do for it.
 #define POLLABLE ((away && nempty(control)) || (!away && armed && nempty(requests)))
 
-inline poll(me)
+inline async_poll(me)
 {
     if
     :: away && nempty(control) -> control?_; away = false // is_away
@@ -340,44 +350,45 @@ inline poll(me)
 
 // asyncpollfunc, which the solver calls now and then.  It polls on the thread alone that began the
 // call.
-#define POLLS(me) (server != me && me != SECOND)
+#define POLLS(me) (me == MAIN && !working)
 
-inline poll_hook(me)
+inline asyncpollfunc(me)
 {
     if
     :: !POLLS(me) -> skip
-    :: POLLS(me) -> lock(polllock); poll(me); unlock(polllock)
+    :: POLLS(me) -> lock(polllock); async_poll(me); unlock(polllock)
     fi
 }
 
 // asyncchecklimit, which the solver's threads call now and then.
-#define MAY_GO_ON (!limitcell && !(expired && passed))
-#define HALTS(me) (server != me && !MAY_GO_ON)
+#define MAY_PASS (!limitcell && !(expired && passed))
+#define HALTS(me) (!working && !MAY_PASS)
 
 // With the state lock held, which is free while waiting.  For the 5 ms of sleep stands the
 // condition under which the next round does something.
-inline wait_for_word(me)
+inline await_change(me)
 {
     if
     :: POLLING ->
         unlock(statelock);
         POLLABLE || state != PAUSED;
         lock(polllock);
-        poll(me);
+        async_poll(me);
         unlock(polllock);
         lock(statelock)
     :: else -> wait(statewaits, statelock)
     fi
 }
 
-inline pause_solver(me, stopped)
+inline hold_solver(me, stopped)
 {
     if
-    :: state == TERMINATED || !pending -> stopped = true
-    :: !(state == TERMINATED || !pending) ->
+    :: state == IDLE -> skip
+    :: state != IDLE && (state == TERMINATED || fetched) -> stopped = true
+    :: state != IDLE && !(state == TERMINATED || fetched) ->
         atomic { become(PAUSED); halted = true };
         do
-        :: state == PAUSED -> wait_for_word(me)
+        :: state == PAUSED -> await_change(me)
         :: else -> break
         od;
         halted = false;
@@ -388,17 +399,17 @@ inline pause_solver(me, stopped)
     fi
 }
 
-inline pause_hook(me, stopped)
+inline asyncchecklimit(me, stopped)
 {
     if
     :: !HALTS(me) -> skip
     :: HALTS(me) ->
         lock(pauselock);
         if
-        :: MAY_GO_ON -> skip
-        :: atomic { !MAY_GO_ON -> assert(limitcell || due) };
+        :: MAY_PASS -> skip
+        :: atomic { !MAY_PASS -> assert(limitcell || due) };
             lock(statelock);
-            pause_solver(me, stopped);
+            hold_solver(me, stopped);
             unlock(statelock)
         fi;
         unlock(pauselock)
@@ -412,13 +423,13 @@ proctype Second()
 end:
     do
     :: atomic { solving && !stopall && HALTS(SECOND) -> inside = true };
-        pause_hook(SECOND, stopped);
+        asyncchecklimit(SECOND, stopped);
         atomic { stopall = stopall || stopped; stopped = false; inside = false }
     od
 }
 
-// The thread that serves, while it is inside a synchronous solve: as a process of its own, since
-// in Promela nothing calls itself.
+// A synchronous solve: the thread that serves calls hooks, or another of the solver's does.  A
+// process of its own, since in Promela nothing calls itself.
 active proctype Inner()
 {
     byte me;
@@ -427,8 +438,9 @@ end:
     do
     :: enter?me;
         if
-        :: pause_hook(me, stopped)
-        :: POLLING -> poll_hook(me)
+        :: asyncchecklimit(me, stopped)
+        :: asyncchecklimit(OTHER, stopped)
+        :: POLLING -> asyncpollfunc(me)
         fi;
         atomic { stopped = false; me = NOBODY; back!0 }
     od
@@ -443,8 +455,8 @@ inline solve()
     do
     :: atomic { terminate -> assert(state == TERMINATED) }; break
     :: stopall || stopped || !endless -> break
-    :: POLLING && POLLABLE && POLLS(MAIN) -> poll_hook(MAIN)
-    :: HALTS(MAIN) -> pause_hook(MAIN, stopped)
+    :: POLLING && POLLABLE && POLLS(MAIN) -> asyncpollfunc(MAIN)
+    :: HALTS(MAIN) -> asyncchecklimit(MAIN, stopped)
     od;
     stopall = true;
     atomic { !inside -> solving = false; stopall = false; stopped = false }
@@ -455,8 +467,7 @@ inline acknowledge()
     assert(mode == NONE && !armed);
     armed = true; // async_start
     mode = STARTED;
-    pending = true;
-    atomic { lock(statelock); become(RUNNING); unlock(statelock) };
+    atomic { lock(statelock); fetched = false; become(RUNNING); unlock(statelock) };
     atomic { responses!ACK; acknowledged = true }
 }
 
@@ -465,7 +476,7 @@ inline asynccall_begin()
     lock(callbacks);
     atomic { due = false; acknowledged = false };
     lock(statelock);
-    apply_timelimit(timelimit);
+    wallclock_tilim_apply(timelimit);
     unlock(statelock);
     terminate = false;
     installed = true;
@@ -490,7 +501,7 @@ inline block_polling()
         :: else -> skip
         fi;
         armed && nempty(requests);
-        poll(MAIN)
+        async_poll(MAIN)
     :: else -> break
     od;
     mode = NONE
@@ -498,12 +509,7 @@ inline block_polling()
 
 inline asynccall_end()
 {
-    atomic {
-        lock(statelock);
-        terminate = false; // a kill is for the call that ran
-        become(IDLE);
-        unlock(statelock)
-    };
+    atomic { lock(statelock); become(IDLE); unlock(statelock) };
     joining = true;
     if
     :: POLLING -> block_polling()
@@ -555,7 +561,7 @@ inline set_limit(id)
         if
         :: told = NO_LIMIT
         :: !TIMED -> told = AT_ONCE
-        :: TIMED -> told = IN_TIME
+        :: TIMED && (id == CONTINUE || !running || told == IN_TIME) -> told = IN_TIME
         fi;
         requests!id, told
     };
@@ -622,6 +628,6 @@ active proctype Watch()
 {
     timeout;
     assert(done || dead);
-    assert(dead || (mode == NONE && state == IDLE && !armed && !terminate && !ticking));
+    assert(dead || (mode == NONE && state == IDLE && !armed && !ticking));
     assert(dead || (!callbacks && !pauselock && !statelock && !polllock))
 }
