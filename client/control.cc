@@ -1,10 +1,8 @@
 #include "client/control.h"
 
 #include "client/connection.h"
-#include "remote/base/byteorder.h"
 #include "remote/calls/flags.h"
-
-#include <algorithm>
+#include "remote/calls/progress.h"
 
 namespace vnt {
 
@@ -105,23 +103,6 @@ int client_control_getresult(client_env *e)
     return client_send(e, &request);
 }
 
-static void progress_unpack(byte_reader from, int sollen, vntmipprogress *progress)
-{
-    progress->nodes = from.take<int64_t>();
-    progress->phase = from.take<int32_t>();
-    progress->bound = from.take<double>();
-    progress->iterations = from.take<int64_t>();
-    progress->incumbent = from.take<double>();
-    progress->gap = from.take<double>();
-    progress->solutions = from.take<int32_t>();
-    int64_t count = from.take<int64_t>();
-    if (progress->sol == nullptr) sollen = 0;
-    count = std::min({count, int64_t(sollen), static_cast<int64_t>(from.left() / sizeof(double))});
-    progress->solcount = std::max<int64_t>(count, 0);
-    for (int64_t i = 0; i < progress->solcount; i++)
-        progress->sol[i] = from.take<double>();
-}
-
 int client_control_progress(client_env *e, int sollen, vntmipprogress *progress)
 {
     vntmsg_EASYNCMIPPROGRESS_REQ request = {};
@@ -132,7 +113,7 @@ int client_control_progress(client_env *e, int sollen, vntmipprogress *progress)
     const message_array &bytes = response->progress_p;
     if (bytes.type != TYPE_BYTE || bytes.nchunks != 1)
         return client_fail(VNTERR_NO_SOLUTION, "the worker has no progress to tell");
-    progress_unpack({bytes.chunks->data, bytes.chunks->count}, sollen, progress);
+    progress_unpack(progress, sollen, bytes.chunks->data, bytes.chunks->count);
     return 0;
 }
 

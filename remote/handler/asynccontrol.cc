@@ -1,12 +1,10 @@
 // The requests that steer an asynchronous call.  They are served while it runs, on the listener's
 // thread or from inside the solver.
 
+#include "remote/calls/progress.h"
 #include "remote/handler/asynccall.h"
 #include "remote/handler/info.h"
 #include "remote/handler/timelimit.h"
-#include "remote/message/serializer.h"
-
-#include <algorithm>
 
 namespace vnt {
 
@@ -111,38 +109,11 @@ int vnthandler_VNTMESSAGEID_EASYNCMIPINJECT_REQ_run(handler_frame *frame)
     return frame_respond(frame, &response);
 }
 
-// The room that the numbers take, and each value of a solution.
-static constexpr uint64_t PROGRESS_SIZE = 56;
-static constexpr uint64_t VALUE_SIZE = 8;
-
-// With the progress lock held.
-static int64_t solution_count(const handler *h)
-{
-    return std::clamp<int64_t>(h->progress.solcount, 0, h->sollen);
-}
-
-// With the progress lock held.  There is room for all of it.
-static void add_progress(serializer *s, const handler *h)
-{
-    const vntmipprogress &p = h->progress;
-    s->ops.serializeraddlong(s, p.nodes);
-    s->ops.serializeraddint(s, p.phase);
-    s->ops.serializeradddouble(s, p.bound);
-    s->ops.serializeraddlong(s, p.iterations);
-    s->ops.serializeradddouble(s, p.incumbent);
-    s->ops.serializeradddouble(s, p.gap);
-    s->ops.serializeraddint(s, p.solutions);
-    s->ops.serializeraddlong(s, p.sol != nullptr ? solution_count(h) : -1);
-    if (p.sol != nullptr) s->ops.serializeradddoubles(s, solution_count(h), p.sol);
-}
-
 // Returns a solver status.
-static int serialize_progress(serializer *s, handler *h)
+static int pack_progress(serializer *s, handler *h)
 {
     pthread_mutex_lock(&h->progresslock);
-    const uint64_t values = static_cast<uint64_t>(solution_count(h));
-    const int status = serializer_init(s, PROGRESS_SIZE + VALUE_SIZE * values);
-    if (status == 0) add_progress(s, h);
+    const int status = progress_pack(s, h->progress, h->sollen);
     pthread_mutex_unlock(&h->progresslock);
     return status;
 }
@@ -154,7 +125,7 @@ int vnthandler_VNTMESSAGEID_EASYNCMIPPROGRESS_REQ_run(handler_frame *frame)
     void *env = nullptr;
     if (handle_take(&request->env, &env) != 0) return frame_respond(frame, &response);
     serializer packed;
-    response.status = serialize_progress(&packed, frame->owner);
+    response.status = pack_progress(&packed, frame->owner);
     if (response.status == 0)
         message_set_bytearray(&response.progress_p, static_cast<int64_t>(packed.used),
                               packed.buffer);
