@@ -2,9 +2,9 @@
 // the solver works.
 //
 // In listener mode the transport calls asynccallback on a thread of its own whenever input
-// arrives.  In polling mode nobody but the solver can read: its terminate poll (asyncpollfunc) and
-// its pause callback (asyncchecklimit) serve requests from inside the call.  The transport's
-// mustpoll operation says which.
+// arrives.  In polling mode only the solver's thread can read: its terminate function
+// (asyncpollfunc) and its pause callback (asyncchecklimit) serve requests from inside the call. The
+// transport's mustpoll operation says which.
 //
 // Modes: 0 -> async_start -> 1 (polling) or 3 (listener); async_stop makes 2 of 1 and 4 of 3;
 // async_block returns to 0.
@@ -30,8 +30,7 @@ enum async_mode : int32_t {
 };
 
 struct async_record {
-    handler *const *dispatchers; // asked in order, until one returns 0
-    int32_t count;
+    handler *h;   // serves the requests
     int32_t mode; // async_mode
     int32_t generation;
     pthread_mutex_t lock; // guards mode and generation
@@ -42,10 +41,10 @@ struct async_record {
 extern async_record globalasync;
 extern pthread_mutex_t asynccallbackmutex;
 
-// Initialises asynccallbackmutex and points the record at the worker's handlers, which stay the
+// Initialises asynccallbackmutex and points the record at the worker's handler, which stays the
 // caller's.  To be called before the first request; the error number when the mutex cannot be
 // initialised.
-int async_setup(handler *const *dispatchers, int32_t count);
+int async_setup(handler *h);
 
 // Destroys the mutex.  No call may be under way.
 void async_teardown(void);
@@ -72,22 +71,12 @@ int async_stop(void);
 // once.
 void async_away(int controlfd);
 
-// Hand one value from the call to the code that fetches the result; taking it clears it.
+// Hand one value from the call to the code that fetches the result; taking it clears it.  For run
+// functions that have one; none has today.
 void async_setresult(int64_t value);
 int64_t async_getresult(void);
 
 // The transport's callback; `record` is globalasync.
 void asynccallback(transport *t, void *record);
-
-// The solver's terminate poll while polling; `data` is the handler.  Returns 0: it never ends a
-// solve.
-int asyncpollfunc(VNTENVptr env, void *data);
-
-// Sets what the poll needs to know of a call that begins: whether the solver uses one thread.
-void asyncpoll_begin(bool singlethreaded);
-
-// The solver's pause callback; `data` is the handler.  Holds the solver once the progress limit or
-// the time limit is reached, until told to continue (0) or to terminate (13).
-int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
 
 } // namespace vnt

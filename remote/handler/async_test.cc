@@ -56,9 +56,8 @@ TEST_P(Async, ServesRequestsWhileItRunsAndAnswersWhenAsked)
     w.start(20);
     EXPECT_TRUE(comes_to(ENDED));
     EXPECT_TRUE(w.silent());
-    EXPECT_EQ(w.h->running, -1);
     expect_result(0);
-    EXPECT_EQ(w.h->pending, 0);
+    EXPECT_EQ(w.h->info.pending, 0);
 }
 
 TEST_P(Async, EndsWhenKilledAndTheNextSolveIsNotKilledToo)
@@ -167,11 +166,11 @@ TEST_P(Async, TellsTheProgressOfAMaximisationAndInjects)
     w.ask("EASYNCCONTINUE_REQ 0 env 6 1e75");
     EXPECT_TRUE(comes_to(PAUSED));
     EXPECT_EQ(solver.injected, -61); // 6 x sense, ten times, and the sense
-    EXPECT_EQ(w.h->injected, 6);
+    EXPECT_EQ(w.h->progress.injected, 6);
     solver.injectstatus = 0;
     w.ask("EASYNCCONTINUE_REQ 0 env 8 1e75");
     EXPECT_TRUE(comes_to(PAUSED));
-    EXPECT_EQ(w.h->injected, -1e75);
+    EXPECT_EQ(w.h->progress.injected, -1e75);
     w.ask("EASYNCTERMINATE_REQ 0 env");
     expect_result(13);
     EXPECT_EQ(w.ask("EASYNCMIPPROGRESS_REQ 0 env").substr(122), "ffffffffffffffff"); // no solution

@@ -15,6 +15,9 @@ namespace vnt {
 int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNTENVptr env,
                     VNTLPptr lp);
 
+// Sets and clears the cell that the solver watches: while it is nonzero, calls of the solver end.
+void killcell_set(handler *h, int value);
+
 // Waits until the result has been asked for, and undoes what begin did.
 void asynccall_end(handler *h, VNTENVptr env);
 

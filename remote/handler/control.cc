@@ -4,7 +4,6 @@
 #include "remote/calls/solver.h"
 #include "remote/handler/asynccall.h"
 #include "remote/handler/child.h"
-#include "remote/handler/info.h"
 #include "remote/handler/registry.h"
 
 #include <cerrno>
@@ -21,12 +20,12 @@ static void forward_channels(handler *h, VNTENVptr env)
     VNTCHANNELptr channels[4] = {};
     if (getchannels(env, &channels[0], &channels[1], &channels[2], &channels[3]) != 0) return;
     for (int i = 0; i < 4; i++)
-        addfuncdest(env, channels[i], &h->channels[i], channelcallback);
+        addfuncdest(env, channels[i], &h->info.channels[i], channelcallback);
 }
 
 static void install_terminate(handler *h, VNTENVptr env)
 {
-    cell_set(h->terminate, 0);
+    killcell_set(h, 0);
     const auto setasyncterminate = SOLVER(VNTLEsetasyncterminate);
     if (setasyncterminate != nullptr) setasyncterminate(env, &h->terminate);
 }
@@ -46,13 +45,17 @@ static int32_t adopt(handler *h, VNTENVptr *env)
     return 0;
 }
 
+// A refused request, which is well formed.
+static int refuse(handler_frame *frame)
+{
+    frame_reject(frame, -1);
+    return 0;
+}
+
 int vnthandler_VNTMESSAGEID_OPENVANTO_REQ_run(handler_frame *frame)
 {
     const auto *request = static_cast<const vntmsg_OPENVANTO_REQ *>(frame->request);
-    if ((request->flags & FLAG_ASYNCHRONOUS) != 0) {
-        frame_reject(frame, -1);
-        return 0;
-    }
+    if ((request->flags & FLAG_ASYNCHRONOUS) != 0) return refuse(frame);
     const auto openvanto = SOLVER(VNTLopenVANTO);
     if (openvanto == nullptr) return frame_lacking(frame, "VNTLopenVANTO");
     int status = 0;
@@ -76,17 +79,14 @@ int vnthandler_VNTMESSAGEID_CLOSEVANTO_REQ_run(handler_frame *frame)
     auto env = static_cast<VNTENVptr>(object);
     if ((request->flags & FLAG_USEDEFAULTS) != 0 && env == nullptr) env = h->env;
     env2handler_remove(env);
-    if ((request->flags & FLAG_ASYNCHRONOUS) != 0) {
-        frame_reject(frame, -1);
-        return 0;
-    }
+    if ((request->flags & FLAG_ASYNCHRONOUS) != 0) return refuse(frame);
     const auto closevanto = SOLVER(VNTLcloseVANTO);
     if (closevanto == nullptr) return frame_lacking(frame, "VNTLcloseVANTO");
     const vntmsg_CLOSEVANTO_RES response = {nullptr, VNTMESSAGEID_CLOSEVANTO_RES, closevanto(&env)};
     return frame_respond(frame, &response);
 }
 
-// What is to be told meanwhile is queued.
+// Parks the worker; info is queued meanwhile.
 static void vnthandler_disconnect(void)
 {
     if (workerchild == nullptr) return;
@@ -102,17 +102,7 @@ static void vnthandler_disconnect(void)
 int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
 {
     handler *h = frame->owner;
-    pthread_mutex_lock(&h->infolock);
-    const bool away = h->hold != 0;
-    if (!away) {
-        flushinfo(h, true);
-        h->hold++;
-    }
-    pthread_mutex_unlock(&h->infolock);
-    if (away) {
-        frame_reject(frame, -1);
-        return 0;
-    }
+    if (!infoqueue_hold(&h->info)) return refuse(frame);
     const vntmsg_DISCONNECT_RES response = {nullptr, VNTMESSAGEID_DISCONNECT_RES};
     // Parked, a worker whose client never learnt of it would wait for good.
     const int rc = h->io->ops.sendmsg(h->io, &response);
@@ -123,15 +113,7 @@ int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
 
 int vnthandler_VNTMESSAGEID_RECONNECT_REQ_run(handler_frame *frame)
 {
-    handler *h = frame->owner;
-    pthread_mutex_lock(&h->infolock);
-    const bool back = h->hold != 0;
-    if (back) h->hold--;
-    pthread_mutex_unlock(&h->infolock);
-    if (!back) {
-        frame_reject(frame, -1);
-        return 0;
-    }
+    if (!infoqueue_release(&frame->owner->info)) return refuse(frame);
     const vntmsg_RECONNECT_RES response = {nullptr, VNTMESSAGEID_RECONNECT_RES};
     return frame_respond(frame, &response); // behind everything that was said meanwhile
 }

@@ -1,12 +1,11 @@
 #include "remote/handler/handler.h"
 
 #include "remote/base/log.h"
-#include "remote/handler/info.h"
 #include "remote/handler/registry.h"
-#include "remote/handler/timelimit.h"
 
 #include <cstdlib>
 #include <iterator>
+#include <new>
 
 namespace vnt {
 
@@ -90,7 +89,7 @@ static int32_t request_flags(const void *request)
     return 0;
 }
 
-static int vnthandler_handler(handler *h, void *request, void *context)
+static int vnthandler_handler(handler *h, void *request)
 {
     const uint32_t id = message_id(request);
     const handler_action *action = find_action(id);
@@ -102,7 +101,6 @@ static int vnthandler_handler(handler *h, void *request, void *context)
         .request = request,
         .nak = {nullptr, VNTMESSAGEID_NAK, message, flags, 0},
         .ack = {nullptr, VNTMESSAGEID_ACK, message, flags, 0},
-        .context = context,
     };
     return action->run(&frame);
 }
@@ -122,7 +120,7 @@ int frame_lacking(handler_frame *frame, const char *function)
 
 int frame_respond(handler_frame *frame, const void *response)
 {
-    flushinfo(frame->owner, false);
+    flushinfo(&frame->owner->info);
     transport *io = frame->owner->io;
     io->ops.sendmsg(io, response);
     return 0;
@@ -135,21 +133,15 @@ struct handler_part {
     void (*unmake)(handler *h);
 };
 
-template <pthread_mutex_t handler::*lock> static constexpr handler_part mutex_part = {
-    [](handler *h) { return pthread_mutex_init(&(h->*lock), nullptr) == 0 ? 0 : MESSAGE_LOCK; },
-    [](handler *h) { pthread_mutex_destroy(&(h->*lock)); }};
-
 static const handler_part parts[] = {
-    mutex_part<&handler::infolock>,
-    mutex_part<&handler::polllock>,
-    mutex_part<&handler::statelock>,
-    {[](handler *h) {
-         return pthread_cond_init(&h->statecondition, nullptr) == 0 ? 0 : MESSAGE_LOCK;
-     },
-     [](handler *h) { pthread_cond_destroy(&h->statecondition); }},
-    mutex_part<&handler::pauselock>,
-    mutex_part<&handler::progresslock>,
-    {wallclock_tilim_create, wallclock_tilim_destroy},
+    {[](handler *h) { return infoqueue_create(&h->info, h->io, &h->poll); },
+     [](handler *h) { infoqueue_destroy(&h->info); }},
+    {[](handler *h) { return solverpoll_create(&h->poll); },
+     [](handler *h) { solverpoll_destroy(&h->poll); }},
+    {[](handler *h) { return pausegate_create(&h->gate); },
+     [](handler *h) { pausegate_destroy(&h->gate); }},
+    {[](handler *h) { return mipprogress_create(&h->progress); },
+     [](handler *h) { mipprogress_destroy(&h->progress); }},
 };
 
 static void unmake_parts(handler *h, size_t made)
@@ -175,21 +167,7 @@ static void vnthandler_destroy(handler *h)
     env2handler_forget(h);
     env2handler_release();
     unmake_parts(h, std::size(parts));
-    discardinfo(h);
-    free(h->progress.sol);
-    free(h);
-}
-
-static void fill(handler *h, transport *io)
-{
-    h->ops = {.handle = vnthandler_handler, .destroy = vnthandler_destroy};
-    h->io = io;
-    memcpy(h->magic, "HTNV", sizeof h->magic);
-    for (int32_t i = 0; i < 4; i++)
-        h->channels[i] = {h, i};
-    h->running = -1;
-    h->limitcell = &h->limit;
-    h->timelimit = HANDLER_INFINITE;
+    delete h;
 }
 
 static int vnthandler_create(handler **out, transport *io)
@@ -198,14 +176,15 @@ static int vnthandler_create(handler **out, transport *io)
     sort_actions();
     int rc = env2handler_hold();
     if (rc != 0) return rc;
-    auto *h = static_cast<handler *>(calloc(1, sizeof(handler)));
+    auto *h = new (std::nothrow) handler{};
+    if (h != nullptr) h->io = io;
     rc = h != nullptr ? make_parts(h) : MESSAGE_NOMEMORY;
     if (rc != 0) {
-        free(h);
+        delete h;
         env2handler_release();
         return rc;
     }
-    fill(h, io);
+    h->ops = {.handle = vnthandler_handler, .destroy = vnthandler_destroy};
     *out = h;
     return 0;
 }

@@ -1,6 +1,8 @@
 #include "remote/handler/info.h"
 
 #include "remote/base/entry.h"
+#include "remote/base/holders.h"
+#include "remote/handler/handler.h"
 #include "remote/handler/registry.h"
 #include "vanto_remote.h"
 
@@ -9,15 +11,15 @@
 namespace vnt {
 
 // A queued message, with its own copy of the text or the array.
-struct handler_info {
-    handler_info *next;
+struct info_message {
+    info_message *next;
     union {
         vntmsg_CHANNEL channel;
         vntmsg_INFO info;
     } message;
 };
 
-static void info_destroy(handler_info *queued)
+static void info_destroy(info_message *queued)
 {
     if (message_id(&queued->message) == VNTMESSAGEID_CHANNEL)
         message_uncopy_string(&queued->message.channel.message);
@@ -26,23 +28,23 @@ static void info_destroy(handler_info *queued)
     free(queued);
 }
 
-static int copy_channel(handler_info *to, const vntmsg_CHANNEL *from)
+static int copy_channel(info_message *to, const vntmsg_CHANNEL *from)
 {
     to->message.channel = *from;
     return message_copy_string(&to->message.channel.message, &from->message);
 }
 
-static int copy_info(handler_info *to, const vntmsg_INFO *from)
+static int copy_info(info_message *to, const vntmsg_INFO *from)
 {
     to->message.info = *from;
     return message_copy_array(&to->message.info.data, &from->data);
 }
 
 // Errors: a solver status.
-static int info_create(handler_info **out, const void *message)
+static int info_create(info_message **out, const void *message)
 {
     *out = nullptr;
-    auto *queued = static_cast<handler_info *>(calloc(1, sizeof(handler_info)));
+    auto *queued = static_cast<info_message *>(calloc(1, sizeof(info_message)));
     if (queued == nullptr) return msg2vnt(MESSAGE_NOMEMORY);
     int rc;
     if (message_id(message) == VNTMESSAGEID_CHANNEL)
@@ -57,94 +59,130 @@ static int info_create(handler_info **out, const void *message)
     return 0;
 }
 
-static handler_info *detach(handler *h)
+int infoqueue_create(info_queue *q, transport *io, const solver_poll *poll)
 {
-    handler_info *first = h->infohead;
-    h->infohead = h->infotail = nullptr;
+    if (pthread_mutex_init(&q->lock, nullptr) != 0) return MESSAGE_LOCK;
+    q->io = io;
+    q->poll = poll;
+    for (int32_t i = 0; i < 4; i++)
+        q->channels[i] = {q, i};
+    return 0;
+}
+
+static info_message *detach(info_queue *q)
+{
+    info_message *first = q->head;
+    q->head = q->tail = nullptr;
     return first;
 }
 
-static void append(handler *h, handler_info *queued)
+static void append(info_queue *q, info_message *queued)
 {
-    if (h->infotail != nullptr)
-        h->infotail->next = queued;
+    if (q->tail != nullptr)
+        q->tail->next = queued;
     else
-        h->infohead = queued;
-    h->infotail = queued;
+        q->head = queued;
+    q->tail = queued;
+}
+
+void infoqueue_destroy(info_queue *q)
+{
+    for (info_message *queued = detach(q); queued != nullptr;) {
+        info_message *next = queued->next;
+        info_destroy(queued);
+        queued = next;
+    }
+    pthread_mutex_destroy(&q->lock);
 }
 
 // With the info lock held.
-static void send_queue(handler *h)
+static void send_queue(info_queue *q)
 {
-    if (h->hold != 0) return;
-    for (handler_info *queued = detach(h); queued != nullptr;) {
-        handler_info *next = queued->next;
-        h->io->ops.sendmsg(h->io, &queued->message);
+    if (q->hold != 0) return;
+    for (info_message *queued = detach(q); queued != nullptr;) {
+        info_message *next = queued->next;
+        q->io->ops.sendmsg(q->io, &queued->message);
         info_destroy(queued);
         queued = next;
     }
 }
 
-int flushinfo(handler *h, bool locked)
+void flushinfo(info_queue *q)
 {
-    if (!locked) pthread_mutex_lock(&h->infolock);
-    send_queue(h);
-    if (!locked) pthread_mutex_unlock(&h->infolock);
-    return 0;
+    const mutex_holder held(&q->lock);
+    send_queue(q);
 }
 
-void discardinfo(handler *h)
+void infoqueue_owe(info_queue *q)
 {
-    for (handler_info *queued = detach(h); queued != nullptr;) {
-        handler_info *next = queued->next;
-        info_destroy(queued);
-        queued = next;
-    }
+    const mutex_holder held(&q->lock);
+    send_queue(q);
+    q->pending++;
 }
 
-// Whether the calling thread may write to the transport now: nobody waits for a result, and where
-// the solver polls, the thread is the one that does.
-static bool may_send(handler *h)
+void infoqueue_settle(info_queue *q)
 {
-    if (h->pending != 0) return false;
-    return cell_get(h->ownercheck) == 0 ||
-           pthread_equal(cell_get(h->ownerthread), pthread_self()) != 0;
+    const mutex_holder held(&q->lock);
+    q->pending--;
+    send_queue(q);
+}
+
+bool infoqueue_hold(info_queue *q)
+{
+    const mutex_holder held(&q->lock);
+    if (q->hold != 0) return false;
+    send_queue(q);
+    q->hold++;
+    return true;
+}
+
+bool infoqueue_release(info_queue *q)
+{
+    const mutex_holder held(&q->lock);
+    if (q->hold == 0) return false;
+    q->hold--;
+    return true;
+}
+
+// With the info lock held.  While a result is owed the caller expects nothing else, and where the
+// solver polls, its other threads must not write.
+static bool may_send(const info_queue *q)
+{
+    return q->pending == 0 && !solverpoll_excludes(q->poll);
 }
 
 // With the info lock held.
-static int send_or_queue(handler *h, const void *message)
+static int send_or_queue(info_queue *q, const void *message)
 {
-    const bool may = may_send(h);
-    if (may && h->hold == 0 && h->infohead == nullptr) return h->io->ops.sendmsg(h->io, message);
-    handler_info *queued;
+    const bool may = may_send(q);
+    if (may && q->hold == 0 && q->head == nullptr) return q->io->ops.sendmsg(q->io, message);
+    info_message *queued;
     const int status = info_create(&queued, message);
     if (status != 0) return status;
-    append(h, queued);
-    if (may) send_queue(h);
+    append(q, queued);
+    if (may) send_queue(q);
     return 0;
 }
 
-int enqueueinfo(handler *h, const void *message)
+int enqueueinfo(info_queue *q, const void *message)
 {
     const uint32_t id = message_id(message);
     if (id != VNTMESSAGEID_CHANNEL && id != VNTMESSAGEID_INFO) return -1;
-    pthread_mutex_lock(&h->infolock);
-    const int status = send_or_queue(h, message);
-    pthread_mutex_unlock(&h->infolock);
-    return status;
+    const mutex_holder held(&q->lock);
+    return send_or_queue(q, message);
 }
 
 void channelcallback(void *channel, const char *text)
 {
-    const auto *from = static_cast<const handler_channel *>(channel);
-    if (cell_get(from->owner->channelsenabled) == 0) return;
+    const auto *from = static_cast<const info_channel *>(channel);
+    if (!from->queue->forwarding) return;
     vntmsg_CHANNEL message = {nullptr, VNTMESSAGEID_CHANNEL, from->number, {}};
     if (text != nullptr)
         message.message = {.present = 1,
                            .length = static_cast<uint32_t>(strlen(text) + 1), // with its zero
                            .data = const_cast<char *>(text),
                            .reserved = 0};
-    enqueueinfo(from->owner, &message);
+    enqueueinfo(from->queue, &message);
 }
 
 static int send_info(VNTENVptr env, int32_t tag, int64_t count, uint32_t type, const void *data)
@@ -153,7 +191,7 @@ static int send_info(VNTENVptr env, int32_t tag, int64_t count, uint32_t type, c
     const int rc = message_set_anyarray(&message.data, count, type, data, nullptr);
     if (rc != 0) return msg2vnt(rc);
     handler *owner = env2handler_find(env);
-    const int status = owner != nullptr ? enqueueinfo(owner, &message) : -1;
+    const int status = owner != nullptr ? enqueueinfo(&owner->info, &message) : -1;
     message_unset_array(&message.data);
     return status;
 }

@@ -3,33 +3,66 @@
 //
 // A message is sent at once where it cannot overtake anything; else it is queued and leaves, in
 // order, at the next flush.  Every run function flushes before it responds.  While the caller is
-// away (hold) everything is queued.
+// away everything is queued.
 //
-// Ownership: the queue owns deep copies of what is sent later.
+// Ownership: a part of the handler; the queue owns deep copies of what is sent later.
 //
-// Threads: any.  The info lock guards the queue and is held while queued messages are sent, so
-// that nothing overtakes them and nothing leaves behind the answer to a disconnect.
+// Threads: any.  The info lock guards the queue and its counts.  It is held while queued messages
+// are sent, so that nothing overtakes them and nothing leaves behind the answer to a disconnect;
+// below it stand the transport's own locks alone.
 //
 // Errors: the exported functions return 0, a solver status, or -1 when no handler has opened the
 // environment.
 
 #pragma once
 
-#include "remote/handler/handler.h"
+#include "remote/handler/solverpoll.h"
 
 namespace vnt {
 
-// Sends or queues a CHANNEL or an INFO message.  Returns 0, the transport's code, a solver status,
-// or -1 for any other message.
-int enqueueinfo(handler *h, const void *message);
+struct info_queue;
+struct info_message; // a queued CHANNEL or INFO message
 
-// Sends what is queued, unless the caller is away.  Failures to send are ignored.  Returns 0.
-int flushinfo(handler *h, bool locked);
+// What the solver gets as user data of one of its message channels.
+struct info_channel {
+    info_queue *queue;
+    int32_t number; // 0 results, 1 warnings, 2 errors, 3 log
+};
+
+struct info_queue {
+    pthread_mutex_t lock;
+    info_message *head;
+    info_message *tail;
+    int32_t pending; // asynchronous results not fetched yet
+    int32_t hold;    // nonzero while the caller is away
+    transport *io;
+    const solver_poll *poll;
+    info_channel channels[4];
+    std::atomic<bool> forwarding; // of the channels
+};
+
+// Both outlive the queue.  Errors: LOCK.
+int infoqueue_create(info_queue *q, transport *io, const solver_poll *poll);
 
 // Frees what is queued without sending it.
-void discardinfo(handler *h);
+void infoqueue_destroy(info_queue *q);
 
-// What the solver calls with the text of a channel; `channel` is a handler_channel.
+// Sends or queues a CHANNEL or an INFO message.  Returns 0, the transport's code, a solver status,
+// or -1 for any other message.
+int enqueueinfo(info_queue *q, const void *message);
+
+// Sends what is queued, unless the caller is away.  Failures to send are ignored.
+void flushinfo(info_queue *q);
+
+// Flush, and count the asynchronous results that are owed: until they are fetched, info is queued.
+void infoqueue_owe(info_queue *q);
+void infoqueue_settle(info_queue *q);
+
+// The caller leaves, which flushes what is queued, and is back.  False when that is so already.
+bool infoqueue_hold(info_queue *q);
+bool infoqueue_release(info_queue *q);
+
+// What the solver calls with the text of a channel; `channel` is an info_channel.
 void channelcallback(void *channel, const char *text);
 
 } // namespace vnt

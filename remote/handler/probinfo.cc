@@ -125,7 +125,7 @@ static probinfo_answer version(const probinfo_query &q)
 static probinfo_answer switch_channels(handler *h, int64_t argument)
 {
     if (argument != CHANNELS_ON && argument != CHANNELS_OFF) return {0, 0, nullptr};
-    cell_set(h->channelsenabled, argument == CHANNELS_ON);
+    h->info.forwarding = argument == CHANNELS_ON;
     return {0, argument, nullptr};
 }
 

@@ -1,7 +1,12 @@
 #include "remote/handler/registry.h"
 
+#include "remote/base/holders.h"
+#include "remote/message/errors.h"
+
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <pthread.h>
 
 namespace vnt {
 
@@ -12,7 +17,7 @@ struct env2handler_pair {
 
 // Guards the count of handlers, and so the lock's own coming and going.
 static pthread_mutex_t countlock = PTHREAD_MUTEX_INITIALIZER;
-static int32_t env2handler_init;
+static std::atomic<int32_t> env2handler_init;
 
 static pthread_mutex_t registrylock;
 static env2handler_pair *pairs;
@@ -28,21 +33,16 @@ static int env2handler_cmp(const void *a, const void *b)
 
 int env2handler_hold(void)
 {
-    pthread_mutex_lock(&countlock);
-    int rc = 0;
-    if (++env2handler_init == 1 && pthread_mutex_init(&registrylock, nullptr) != 0) {
-        env2handler_init--;
-        rc = MESSAGE_LOCK;
-    }
-    pthread_mutex_unlock(&countlock);
-    return rc;
+    const mutex_holder held(&countlock);
+    if (++env2handler_init > 1 || pthread_mutex_init(&registrylock, nullptr) == 0) return 0;
+    env2handler_init--;
+    return MESSAGE_LOCK;
 }
 
 void env2handler_release(void)
 {
-    pthread_mutex_lock(&countlock);
+    const mutex_holder held(&countlock);
     if (env2handler_init-- == 1) pthread_mutex_destroy(&registrylock);
-    pthread_mutex_unlock(&countlock);
 }
 
 // With the lock held.
@@ -80,41 +80,34 @@ static env2handler_pair *lookup(VNTENVptr env)
 
 int env2handler_add(VNTENVptr env, handler *h)
 {
-    pthread_mutex_lock(&registrylock);
-    const bool room = grow();
-    if (room) {
-        pairs[length++] = {env, h};
-        qsort(pairs, static_cast<size_t>(length), sizeof(env2handler_pair), env2handler_cmp);
-    }
-    pthread_mutex_unlock(&registrylock);
-    return room ? 0 : MESSAGE_NOMEMORY;
+    const mutex_holder held(&registrylock);
+    if (!grow()) return MESSAGE_NOMEMORY;
+    pairs[length++] = {env, h};
+    qsort(pairs, static_cast<size_t>(length), sizeof(env2handler_pair), env2handler_cmp);
+    return 0;
 }
 
 void env2handler_remove(VNTENVptr env)
 {
-    pthread_mutex_lock(&registrylock);
+    const mutex_holder held(&registrylock);
     const env2handler_pair *found = lookup(env);
     if (found != nullptr) remove_at(found - pairs);
-    pthread_mutex_unlock(&registrylock);
 }
 
 void env2handler_forget(const handler *h)
 {
-    pthread_mutex_lock(&registrylock);
+    const mutex_holder held(&registrylock);
     for (int64_t i = length - 1; i >= 0; i--)
         if (pairs[i].owner == h) remove_at(i);
-    pthread_mutex_unlock(&registrylock);
 }
 
 handler *env2handler_find(VNTENVptr env)
 {
     // Without a handler there is no lock to take.
-    if (__atomic_load_n(&env2handler_init, __ATOMIC_SEQ_CST) == 0) return nullptr;
-    pthread_mutex_lock(&registrylock);
+    if (env2handler_init == 0) return nullptr;
+    const mutex_holder held(&registrylock);
     const env2handler_pair *found = lookup(env);
-    handler *owner = found != nullptr ? found->owner : nullptr;
-    pthread_mutex_unlock(&registrylock);
-    return owner;
+    return found != nullptr ? found->owner : nullptr;
 }
 
 } // namespace vnt

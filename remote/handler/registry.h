@@ -9,9 +9,11 @@
 
 #pragma once
 
-#include "remote/handler/handler.h"
+#include "vanto.h"
 
 namespace vnt {
+
+struct handler;
 
 // Count the handlers of the process; the first brings the registry's lock, the last takes it away.
 // Errors: LOCK.

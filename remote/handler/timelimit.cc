@@ -1,7 +1,10 @@
 #include "remote/handler/timelimit.h"
 
+#include "remote/calls/progress.h"
+#include "remote/message/errors.h"
+
 #include <cmath>
-#include <cstdlib>
+#include <new>
 
 namespace vnt {
 
@@ -12,46 +15,52 @@ static constexpr double LEAST = 1e-6;
 static constexpr double LONGEST = 1e15;
 
 // A flag and the link that keeps it reachable for good.
-struct tilim_cell {
-    int32_t expired;
-    tilim_cell *next;
+struct expired_flag {
+    std::atomic<bool> value;
+    expired_flag *next;
 };
-static std::atomic<tilim_cell *> cells;
+static std::atomic<expired_flag *> flags;
 
 void settilimexpired(sigval flag)
 {
-    cell_set(*static_cast<int32_t *>(flag.sival_ptr), 1);
+    static_cast<std::atomic<bool> *>(flag.sival_ptr)->store(true);
 }
 
-static int32_t *cell_create(void)
+static std::atomic<bool> *flag_create(void)
 {
-    auto *cell = static_cast<tilim_cell *>(calloc(1, sizeof(tilim_cell)));
-    if (cell == nullptr) return nullptr;
-    cell->next = cells.load();
-    while (!cells.compare_exchange_weak(cell->next, cell)) {
+    auto *flag = new (std::nothrow) expired_flag{};
+    if (flag == nullptr) return nullptr;
+    flag->next = flags.load();
+    while (!flags.compare_exchange_weak(flag->next, flag)) {
     }
-    return &cell->expired;
+    return &flag->value;
 }
 
-int wallclock_tilim_create(handler *h)
+int wallclock_tilim_create(time_limit *l)
 {
-    h->timeexpired = cell_create();
-    if (h->timeexpired == nullptr) return MESSAGE_NOMEMORY;
+    l->seconds = WIRE_INFINITE;
+    l->expired = flag_create();
+    if (l->expired == nullptr) return MESSAGE_NOMEMORY;
     sigevent event = {};
     event.sigev_notify = SIGEV_THREAD;
     event.sigev_notify_function = settilimexpired;
-    event.sigev_value.sival_ptr = h->timeexpired;
-    return timer_create(CLOCK_REALTIME, &event, &h->timer) == 0 ? 0 : MESSAGE_LOCK;
+    event.sigev_value.sival_ptr = l->expired;
+    return timer_create(CLOCK_REALTIME, &event, &l->timer) == 0 ? 0 : MESSAGE_LOCK;
 }
 
-void wallclock_tilim_destroy(handler *h)
+void wallclock_tilim_destroy(time_limit *l)
 {
-    timer_delete(h->timer);
+    timer_delete(l->timer);
+}
+
+bool wallclock_tilim_expired(const time_limit *l)
+{
+    return l->expired->load();
 }
 
 bool wallclock_tilim_limits(double seconds)
 {
-    return seconds < HANDLER_INFINITE;
+    return seconds < WIRE_INFINITE;
 }
 
 itimerspec wallclock_tilim_expiry(double seconds)
@@ -64,33 +73,33 @@ itimerspec wallclock_tilim_expiry(double seconds)
     return expiry;
 }
 
-int wallclock_tilim_arm(handler *h, double seconds)
+int wallclock_tilim_arm(time_limit *l, double seconds)
 {
     if (seconds < LEAST) {
-        cell_set(*h->timeexpired, 1);
+        l->expired->store(true);
         return 0;
     }
     const itimerspec expiry = wallclock_tilim_expiry(seconds);
-    cell_set(*h->timeexpired, 0);
-    return timer_settime(h->timer, 0, &expiry, nullptr) == 0 ? 0 : VNTERR_REMOTE;
+    l->expired->store(false);
+    if (timer_settime(l->timer, 0, &expiry, nullptr) != 0) return VNTERR_REMOTE;
+    l->armed = true;
+    return 0;
 }
 
-void wallclock_tilim_disarm(handler *h)
+void wallclock_tilim_disarm(time_limit *l)
 {
+    if (!l->armed) return;
     const itimerspec stop = {};
-    timer_settime(h->timer, 0, &stop, nullptr);
-    h->timerarmed = 0;
+    timer_settime(l->timer, 0, &stop, nullptr);
+    l->armed = false;
 }
 
-int wallclock_tilim_apply(handler *h, double seconds)
+int wallclock_tilim_apply(time_limit *l)
 {
     // A timer of an earlier limit must not end this one.
-    wallclock_tilim_disarm(h);
-    cell_set(*h->timeexpired, 0);
-    if (!wallclock_tilim_limits(seconds)) return 0;
-    const int status = wallclock_tilim_arm(h, seconds);
-    if (status == 0) h->timerarmed = 1;
-    return status;
+    wallclock_tilim_disarm(l);
+    l->expired->store(false);
+    return wallclock_tilim_limits(l->seconds) ? wallclock_tilim_arm(l, l->seconds) : 0;
 }
 
 } // namespace vnt

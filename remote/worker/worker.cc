@@ -4,6 +4,7 @@
 #include "remote/base/log.h"
 #include "remote/handler/async.h"
 #include "remote/handler/child.h"
+#include "remote/handler/serve.h"
 #include "remote/transport/handshake.h"
 #include "remote/worker/userfunctions.h"
 
@@ -124,21 +125,6 @@ static void loadlibraries(worker_context *w, const worker_options *o, int argc, 
     if (rc != 0) log_fatal("Failed to load user function: %d\n", rc);
 }
 
-static uint32_t idof(const void *message)
-{
-    return static_cast<const vntmsg_TERMINATE *>(message)->messageid;
-}
-
-static void sendunknown(transport *t, uint32_t id)
-{
-    vntmsg_UNKNOWN unknown = {nullptr, VNTMESSAGEID_UNKNOWN, static_cast<int32_t>(id)};
-    int rc = t->ops.sendmsg(t, &unknown);
-    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
-}
-
-// Serves requests until the client ends the worker.  The stop flag is for others: here nothing but
-// a terminate message counts.  A message is the transport's; after handle() it may be gone, as the
-// handler may have received others meanwhile.
 // Shows the request's id behind the process's name: people see it in ps, and the server logs it
 // when the worker ends unexpectedly.
 static void showrequest(uint32_t id)
@@ -151,25 +137,17 @@ static void showrequest(uint32_t id)
     prctl(PR_SET_NAME, name);
 }
 
+// Serves requests until the client ends the worker.
 static void serve(worker_context *w)
 {
     static int32_t termcount; // terminate messages in a row
     for (;;) {
-        void *message = nullptr;
-        int stopflag = 0;
-        int rc = w->io->ops.recvmsg(w->io, &message);
-        if (rc != 0) log_fatal("Failed to receive message: %d\n", rc);
-        uint32_t id = idof(message);
-        showrequest(id);
-        if (id == VNTMESSAGEID_TERMINATE) {
-            if (++termcount > 0) return;
+        if (request_serve(w->io, w->h, showrequest)) {
+            termcount = 0;
             continue;
         }
-        termcount = 0;
-        rc = w->h->ops.handle(w->h, message, &stopflag);
-        // A rejected request is answered twice, by its NAK and here; one that the handler does
-        // not know is not answered at all.
-        if (rc == -1) sendunknown(w->io, id);
+        // It is meant that the first one ends the loop: clients say it once and then wait.
+        if (++termcount > 0) return;
     }
 }
 
@@ -209,7 +187,7 @@ void tcpipworker(worker_child *child, int argc, char **argv)
     context.h = makehandler(context.io);
     loadlibraries(&context, &options, argc, argv);
     log_line(LOG_DEBUG, "Starting main loop.\n");
-    int rc = async_setup(&context.h, 1);
+    int rc = async_setup(context.h);
     if (rc != 0) log_fatal("Failed to initialize mutex: %d\n", rc);
     serve(&context);
     end(&context, child);

@@ -2,6 +2,7 @@
 
 #include "remote/handler/async.h"
 #include "remote/handler/child.h"
+#include "remote/handler/serve.h"
 
 #include <algorithm>
 #include <cctype>
@@ -209,7 +210,7 @@ worker_double::worker_double(bool nothreads)
     workerchild = &child;
     descriptors = {pipes[2][0], pipes[2][1], pipes[3][0], pipes[3][1]};
     EXPECT_EQ(vntmsg_getfactory()->create(&h, workerend), 0);
-    EXPECT_EQ(async_setup(&h, 1), 0);
+    EXPECT_EQ(async_setup(h), 0);
     mainthread = std::thread(&worker_double::loop, this);
 }
 
@@ -229,14 +230,7 @@ worker_double::~worker_double()
 // The worker's main loop.
 void worker_double::loop()
 {
-    for (;;) {
-        void *message = nullptr;
-        if (workerend->ops.recvmsg(workerend, &message) != 0) abort();
-        const uint32_t id = message_id(message);
-        if (id == VNTMESSAGEID_TERMINATE) return;
-        if (h->ops.handle(h, message, nullptr) != -1) continue;
-        vntmsg_UNKNOWN unknown = {nullptr, VNTMESSAGEID_UNKNOWN, static_cast<int32_t>(id)};
-        workerend->ops.sendmsg(workerend, &unknown);
+    while (request_serve(workerend, h, nullptr)) {
     }
 }
 

@@ -1,0 +1,80 @@
+// pausegate.h: where the solver is held once an asynchronous call has reached its limits.
+//
+// The solver's pause callback passes the gate while the progress limit and the time limit allow.
+// Then it stands still until a control request lets it go on or ends the call.
+//
+// Ownership: a part of the handler.
+//
+// Threads: asyncchecklimit runs on the solver's threads, one of them at a time in the gate (pause
+// lock); everything else on the thread that serves requests or that runs the call.  The state lock
+// guards the record; `limit` and the time limit's flag are also read without it.  Lock order: pause
+// lock, state lock, then the progress record's.
+
+#pragma once
+
+#include "remote/handler/timelimit.h"
+#include "vanto.h"
+
+#include <pthread.h>
+
+namespace vnt {
+
+struct handler;
+
+// The state of an asynchronous call, with the numbers that a test request answers.
+enum async_state : int32_t {
+    ASYNC_IDLE = 0,
+    ASYNC_RUNNING = 1,
+    ASYNC_PAUSED = 2,    // inside the pause callback
+    ASYNC_CONTINUE = 3,  // asked to go on
+    ASYNC_TERMINATE = 4, // asked to end
+};
+
+struct pause_gate {
+    pthread_mutex_t pauselock;
+    pthread_mutex_t statelock;
+    pthread_cond_t changed; // the state, for the thread that is held
+    async_state state;
+    bool fetched;                // the result has been asked for: no CONTINUE can arrive any more
+    std::atomic<uint64_t> limit; // of the solver's progress count; 0 for no limit
+    time_limit time;
+    bool installed; // the callback; used by the call's thread alone
+};
+
+// Errors: NOMEMORY, LOCK.
+int pausegate_create(pause_gate *g);
+void pausegate_destroy(pause_gate *g);
+
+// Starts the time limit of a call that begins; stops it at the call's end.  Returns 0, or
+// VNTERR_REMOTE when the timer cannot be set.
+int pausegate_arm(pause_gate *g);
+void pausegate_disarm(pause_gate *g);
+
+// The call runs; its solver has returned.
+void pausegate_run(pause_gate *g);
+void pausegate_idle(pause_gate *g);
+
+// What a test request answers: a call that was asked to go on or to end still runs.
+async_state pausegate_shown(pause_gate *g);
+
+// New limits, which count from the next start or continuation; no time limit counts at once.
+void pausegate_setlimits(pause_gate *g, int64_t progress, double seconds);
+
+// New limits that count from now on, for a call that goes on.  Returns what pausegate_arm does.
+int pausegate_continue(pause_gate *g, int64_t progress, double seconds);
+
+// Ends the call where it is held or the next time that it is called.
+void pausegate_terminate(pause_gate *g);
+
+// The result has been asked for: the call ends, with what it has, instead of being held.
+void pausegate_fetch(pause_gate *g);
+
+// Has the solver call asyncchecklimit; `h` is the handler that the gate belongs to.
+void pausegate_install(handler *h, VNTENVptr env);
+void pausegate_remove(handler *h, VNTENVptr env);
+
+// The solver's pause callback; `data` is the handler.  Holds the solver once a limit is reached,
+// until a request says to continue (0) or to terminate (13).
+int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
+
+} // namespace vnt

@@ -1,0 +1,49 @@
+// solverpoll.h: input that the solver reads, where the transport has no thread that listens.
+//
+// The solver calls its terminate function often; every hundredth call looks for a request.
+//
+// Ownership: a part of the handler.
+//
+// Threads: asyncpollfunc runs on the solver's threads and acts on the one alone that began the
+// call; solverpoll_serve is called by a thread that the pause gate holds, too.  The poll lock keeps
+// polls one at a time and is never taken with the gate's state lock held.
+
+#pragma once
+
+#include "remote/transport/transport.h"
+#include "vanto.h"
+
+#include <atomic>
+#include <pthread.h>
+
+namespace vnt {
+
+struct handler;
+
+struct solver_poll {
+    pthread_mutex_t lock;
+    std::atomic<bool> active;         // the call that runs must be polled for, by `owner`
+    std::atomic<bool> singlethreaded; // the solver uses one thread: no lock is needed
+    std::atomic<pthread_t> owner;
+    std::atomic<uint32_t> calls;
+};
+
+// Errors: LOCK.
+int solverpoll_create(solver_poll *p);
+void solverpoll_destroy(solver_poll *p);
+
+// Has the solver call asyncpollfunc where the transport must be polled; the calling thread is the
+// owner.
+void solverpoll_install(handler *h, VNTENVptr env);
+void solverpoll_remove(handler *h, VNTENVptr env);
+
+// Whether a call is polled for by another thread than the calling one.
+bool solverpoll_excludes(const solver_poll *p);
+
+// Serves at most one pending request.  Returns how many it served.
+int solverpoll_serve(solver_poll *p, transport *io);
+
+// The solver's terminate function; `data` is the handler.  Returns 0: it never ends a solve.
+int asyncpollfunc(VNTENVptr env, void *data);
+
+} // namespace vnt
