@@ -17,10 +17,10 @@ namespace vnt {
 
 struct mip_progress {
     pthread_mutex_t lock;
-    double sense;          // -1.0 when maximising, else 1.0
-    int32_t room;          // values at record.sol
+    double sense; // -1.0 when maximising, else 1.0
+    int32_t room; // values at record.sol
     vntmipprogress record;
-    double injected;       // an objective value for the solver, WIRE_INFINITE x sense for none
+    double injected; // an objective value for the solver, WIRE_INFINITE x sense for none
 };
 
 // Errors: LOCK.

@@ -1,5 +1,6 @@
 #include "remote/handler/timelimit.h"
 
+#include "remote/base/clock.h"
 #include "remote/calls/progress.h"
 #include "remote/message/errors.h"
 
@@ -36,9 +37,20 @@ static std::atomic<bool> *flag_create(void)
     return &flag->value;
 }
 
+// When a timer that starts now will have run for the time of `expiry`.
+static int64_t deadline_of(const itimerspec &expiry)
+{
+    int64_t span;
+    if (__builtin_mul_overflow(int64_t{expiry.it_value.tv_sec}, CLOCK_SECOND, &span))
+        return CLOCK_NEVER;
+    if (__builtin_add_overflow(span, expiry.it_value.tv_nsec, &span)) return CLOCK_NEVER;
+    return clock_after(span);
+}
+
 int wallclock_tilim_create(time_limit *l)
 {
     l->seconds = WIRE_INFINITE;
+    l->deadline = CLOCK_NEVER;
     l->expired = flag_create();
     if (l->expired == nullptr) return MESSAGE_NOMEMORY;
     sigevent event = {};
@@ -55,7 +67,7 @@ void wallclock_tilim_destroy(time_limit *l)
 
 bool wallclock_tilim_expired(const time_limit *l)
 {
-    return l->expired->load();
+    return l->expired->load() && clock_now() >= l->deadline;
 }
 
 bool wallclock_tilim_limits(double seconds)
@@ -76,10 +88,12 @@ itimerspec wallclock_tilim_expiry(double seconds)
 int wallclock_tilim_arm(time_limit *l, double seconds)
 {
     if (seconds < LEAST) {
+        l->deadline = 0;
         l->expired->store(true);
         return 0;
     }
     const itimerspec expiry = wallclock_tilim_expiry(seconds);
+    l->deadline = deadline_of(expiry); // before the timer starts: it may fire at once
     l->expired->store(false);
     if (timer_settime(l->timer, 0, &expiry, nullptr) != 0) return VNTERR_REMOTE;
     l->armed = true;
@@ -98,6 +112,7 @@ int wallclock_tilim_apply(time_limit *l)
 {
     // A timer of an earlier limit must not end this one.
     wallclock_tilim_disarm(l);
+    l->deadline = CLOCK_NEVER;
     l->expired->store(false);
     return wallclock_tilim_limits(l->seconds) ? wallclock_tilim_arm(l, l->seconds) : 0;
 }

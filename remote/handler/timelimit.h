@@ -1,7 +1,8 @@
 // timelimit.h: the wall-clock limit of an asynchronous call.
 //
 // A one-shot timer whose only act is to set a flag; the pause callback reads the flag and holds the
-// solver, as it does at the progress limit.
+// solver, as it does at the progress limit.  The timer's thread may be late and set the flag when
+// the limit is another already: the flag counts from the limit's own deadline on.
 //
 // Ownership: a part of the pause gate.
 //
@@ -21,7 +22,8 @@ struct time_limit {
     double seconds; // WIRE_INFINITE, more or NaN: no limit
     bool armed;
     timer_t timer;
-    std::atomic<bool> *expired; // outlives the limit, as the timer's thread may
+    std::atomic<int64_t> deadline; // a moment of base/clock.h
+    std::atomic<bool> *expired;    // outlives the limit, as the timer's thread may
 };
 
 // The timer's notification; the value is the flag.
