@@ -76,6 +76,23 @@ TEST_P(Async, EndsWhenKilledAndTheNextSolveIsNotKilledToo)
     expect_result(0);
 }
 
+TEST_P(Async, AKillWhileNothingRunsDoomsNoSynchronousSolve)
+{
+    const auto solve = [&] {
+        solver.steps = 5;
+        return w.ask("MIPOPT_REQ 0 env lp");
+    };
+    w.ask("ASYNCKILL_REQ 0");
+    EXPECT_EQ(solve(), "MIPOPT_RES 0");
+    w.start(5);
+    EXPECT_TRUE(comes_to(ENDED));
+    w.ask("ASYNCKILL_REQ 0"); // late
+    EXPECT_EQ(solve(), "MIPOPT_RES 0");
+    w.ask("ASYNCKILL_REQ 0");
+    expect_result(0);
+    EXPECT_EQ(solve(), "MIPOPT_RES 0");
+}
+
 TEST_P(Async, PausesAtTheProgressLimitAndContinuesToTheNext)
 {
     start_paused(3);

@@ -11,6 +11,12 @@ void killcell_set(handler *h, int value)
     std::atomic_ref<int>(h->terminate).store(value);
 }
 
+void synccall_begin(handler *h)
+{
+    // The kill of an asynchronous call that still runs stays.
+    if (pausegate_shown(&h->gate) == ASYNC_IDLE) killcell_set(h, 0);
+}
+
 // From the moment at which input is armed, requests may come: they wait for asynccallbackmutex
 // until the ACK has left.
 static void acknowledge(handler_frame *frame, uint32_t requestid, int32_t flags)
@@ -56,7 +62,6 @@ void asynccall_end(handler *h, VNTENVptr env)
     pausegate_disarm(&h->gate);
     pausegate_remove(h, env);
     mipprogress_end(&h->progress);
-    killcell_set(h, 0); // a late kill must not end the next call
 }
 
 } // namespace vnt

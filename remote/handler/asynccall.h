@@ -18,6 +18,10 @@ int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNT
 // Sets and clears the cell that the solver watches: while it is nonzero, calls of the solver end.
 void killcell_set(handler *h, int value);
 
+// To be called before each synchronous call of the solver: a kill that came while nothing ran
+// must not end it.
+void synccall_begin(handler *h);
+
 // Waits until the result has been asked for, and undoes what begin did.
 void asynccall_end(handler *h, VNTENVptr env);
 

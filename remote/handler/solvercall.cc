@@ -425,6 +425,7 @@ int solvercall_run(handler_frame *frame, const solver_call *call)
     if (rc == 0 && asynchronous) rc = asynccall_begin(frame, call->request, run.flags, q.env, q.lp);
     if (q.missing != nullptr && rc != 0) return frame_lacking(frame, q.missing);
     if (rc != 0) return frame_reject(frame, rc);
+    if (!asynchronous) synccall_begin(frame->owner);
     run.result.value.i = run.failure;
     if (run.failure == 0) call_solver(&run);
     if (asynchronous) asynccall_end(frame->owner, q.env);

@@ -82,6 +82,7 @@ int asynccall_begin(handler_frame *, uint32_t requestid, int32_t, VNTENVptr, VNT
     say("begin " + std::to_string(requestid));
     return 0;
 }
+void synccall_begin(handler *) {}
 void asynccall_end(handler *, VNTENVptr)
 {
     say("end");

@@ -142,6 +142,7 @@ int vnthandler_VNTMESSAGEID_USERFUNCTION_REQ_run(handler_frame *frame)
     user_call call;
     int32_t status = prepare(&call, frame);
     if (status != 0) return frame_reject(frame, status);
+    if (!is_asynchronous(&call)) synccall_begin(h);
     status = function(call.env, call.request->id, call.input.data, call.input.count, call.maxout,
                       &call.outputlen, call.output, data);
     if (is_asynchronous(&call)) asynccall_end(h, call.env);
