@@ -96,10 +96,19 @@ int64_t async_getresult(void)
     return value;
 }
 
+static thread_local bool serving;
+
+bool async_serving(void)
+{
+    return serving;
+}
+
 // It is meant that a terminate message does nothing: it ends a worker, not a call.
 static void serve(transport *t)
 {
+    serving = true;
     request_serve(t, globalasync.h, nullptr);
+    serving = false;
 }
 
 // Listener mode.

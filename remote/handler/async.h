@@ -52,6 +52,11 @@ void async_teardown(void);
 // Whether an asynchronous call is under way.
 int async_isasync(void);
 
+// Whether the calling thread serves a request of an asynchronous call's caller.  Callbacks of a
+// solver that works for such a request do nothing: they would wait for input that their own thread
+// has to read, or free the request that it serves.
+bool async_serving(void);
+
 // Starts asynchronous input.
 void async_start(transport *t);
 

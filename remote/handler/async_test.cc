@@ -93,6 +93,27 @@ TEST_P(Async, AKillWhileNothingRunsDoomsNoSynchronousSolve)
     EXPECT_EQ(solve(), "MIPOPT_RES 0");
 }
 
+// A synchronous solve would wait for a CONTINUE that its own thread has to receive, and a poll from
+// inside it would free its request.
+TEST_P(Async, ServesASolveWithoutPausingOrPollingInsideIt)
+{
+    w.ask("EASYNCLIMITS_REQ 0 env 3 1e75");
+    w.start(2);
+    EXPECT_TRUE(comes_to(ENDED));
+    solver.steps = 5; // beyond the limit
+    EXPECT_EQ(w.ask("MIPOPT_REQ 0 env lp"), "MIPOPT_RES 0");
+    expect_result(0);
+
+    w.ask("EASYNCLIMITS_REQ 0 env 0 0");
+    EXPECT_EQ(w.start(INT_MAX), "ACK 1496 1 0");
+    EXPECT_TRUE(comes_to(PAUSED));
+    solver.steps = 5;
+    w.say("MIPOPT_REQ 0 env lp");
+    EXPECT_EQ(w.ask("EASYNCCONTINUE_REQ 0 env 0 1e75"), "MIPOPT_RES 0");
+    EXPECT_EQ(w.hear(), "EASYNCCONTINUE_RES 0");
+    expect_result(0);
+}
+
 TEST_P(Async, PausesAtTheProgressLimitAndContinuesToTheNext)
 {
     start_paused(3);

@@ -2,6 +2,7 @@
 
 #include "remote/base/holders.h"
 #include "remote/calls/solver.h"
+#include "remote/handler/async.h"
 #include "remote/handler/handler.h"
 
 #include <unistd.h>
@@ -156,6 +157,7 @@ static void await_change(handler *h)
 static int hold_solver(handler *h, VNTENVptr env, void *cbdata)
 {
     pause_gate *g = &h->gate;
+    if (g->state == ASYNC_IDLE) return 0; // another thread of a solver that works for a request
     if (g->state == ASYNC_TERMINATE || g->fetched) return STOP_SOLVING;
     if (mipprogress_take(&h->progress, env, cbdata) != 0) return STOP_SOLVING;
     g->state = ASYNC_PAUSED;
@@ -172,7 +174,7 @@ int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data)
 {
     auto *h = static_cast<handler *>(data);
     pause_gate *g = &h->gate;
-    if (may_pass(g, progress)) return 0;
+    if (may_pass(g, progress) || async_serving()) return 0;
     const mutex_holder pausing(&g->pauselock);
     // Another of the solver's threads may have been held here until the limit was raised.
     if (may_pass(g, progress)) return 0;
