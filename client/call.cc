@@ -115,20 +115,16 @@ static int ask_sizes(call_request *r, const call_size &size)
     return 0;
 }
 
-// Two arrays of one matrix have no length of their own: the two before them say where each
-// column begins and how many entries it has.
-static int64_t matrix_reach(const call_request *r, int i)
+// A matrix's arrays of entries have no length of their own.
+static int64_t unsized_length(const call_request *r, int i)
 {
-    while (r->call->args[i - 1].size.unsized)
-        i--;
-    const int64_t *begins = static_cast<const int64_t *>(r->args[i - 2].p);
-    const int32_t *counts = static_cast<const int32_t *>(r->args[i - 1].p);
-    int64_t columns = size_of(r->call->args[i - 2].size, r->record, r->sizes);
-    int64_t reach = 0;
+    const int at = matrix_begins(r->call, i);
+    const auto *begins = static_cast<const int64_t *>(r->args[at].p);
+    const auto *counts = static_cast<const int32_t *>(r->args[at + 1].p);
     if (begins == nullptr || counts == nullptr) return 0;
-    for (int64_t j = 0; j < columns; j++)
-        if (begins[j] + counts[j] > reach) reach = begins[j] + counts[j];
-    return reach;
+    const int64_t columns = size_of(r->call->args[at].size, r->record, r->sizes);
+    // What the arrays cannot hold is refused by the worker.
+    return std::max<int64_t>(matrix_reach(begins, counts, columns), 0);
 }
 
 static uint32_t terminated_length(const message_strlen *, const char *text)
@@ -143,7 +139,8 @@ static int lend_array(call_request *r, int i)
     if (r->args[i].p == nullptr) return 0;
     int rc = ask_sizes(r, arg.size);
     if (rc != 0) return rc;
-    int64_t count = arg.size.unsized ? matrix_reach(r, i) : size_of(arg.size, r->record, r->sizes);
+    int64_t count =
+        arg.size.unsized ? unsized_length(r, i) : size_of(arg.size, r->record, r->sizes);
     return msg2vnt(message_set_anyarray(&field_at<message_array>(r->record, arg.request_at), count,
                                         arg.type, r->args[i].p, &terminated));
 }

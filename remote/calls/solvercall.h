@@ -55,7 +55,8 @@ enum call_query : uint8_t {
     QUERY_COUNT
 };
 
-// A size: a constant plus up to two terms.
+// A size: a constant plus up to two terms.  Arrays that say where the rows of a matrix begin also
+// name the number of entries that they point into.
 struct call_term {
     enum : uint8_t { NONE, INTFIELD, LONGFIELD, QUERY } kind;
     int8_t sign;
@@ -64,7 +65,8 @@ struct call_term {
 struct call_size {
     int64_t constant;
     call_term terms[2];
-    bool unsized; // other arrays tell
+    bool unsized;      // other arrays tell
+    call_term entries; // of an array of starts, else none
 };
 
 struct call_argument {

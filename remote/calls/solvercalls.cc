@@ -114,23 +114,27 @@ constexpr call_term term_of(field_place field, int8_t sign)
 }
 constexpr call_size size_of_field(field_place field)
 {
-    return {0, {term_of(field, 1), {}}, false};
+    return {0, {term_of(field, 1), {}}, false, {}};
+}
+constexpr call_size size_of_starts(field_place field, field_place entries)
+{
+    return {0, {term_of(field, 1), {}}, false, term_of(entries, 1)};
 }
 constexpr call_size size_of_range(field_place first, field_place last)
 {
-    return {1, {term_of(last, 1), term_of(first, -1)}, false};
+    return {1, {term_of(last, 1), term_of(first, -1)}, false, {}};
 }
 constexpr call_size size_of_query(call_query query)
 {
-    return {0, {{call_term::QUERY, 1, query}, {}}, false};
+    return {0, {{call_term::QUERY, 1, query}, {}}, false, {}};
 }
 constexpr call_size size_of_number(int64_t number)
 {
-    return {number, {}, false};
+    return {number, {}, false, {}};
 }
 constexpr call_size size_unknown()
 {
-    return {0, {}, true};
+    return {0, {}, true, {}};
 }
 constexpr call_size operator+(call_size a, const call_size &b)
 {
@@ -177,7 +181,9 @@ constexpr bool fits(const written &w, parameter p)
     case CALL_VALUE:
     case CALL_INDEX: return is_scalar(p, BY_VALUE) && w.asked.kind == scalar_kind(p.type);
     case CALL_STRING: return is(p, READS, TYPE_BYTE) && w.asked.kind == KIND_STRING;
-    case CALL_IN: return is_scalar(p, READS) && w.asked.kind == KIND_ARRAY;
+    case CALL_IN:
+        if (w.size.entries.kind != call_term::NONE && p.type != TYPE_LONG) return false;
+        return is_scalar(p, READS) && w.asked.kind == KIND_ARRAY;
     case CALL_NAMES: return is(p, READS, TYPE_STRING) && w.asked.kind == KIND_ARRAY;
     case CALL_INOUT:
         return is_scalar(p, WRITES) && w.asked.kind == KIND_ARRAY && w.answered.kind == KIND_ARRAY;
@@ -325,6 +331,7 @@ template <class type> constexpr bool result_fits(result_place place)
 
 // And their sizes.
 #define COUNT(f) size_of_field(ASKED(f))
+#define STARTS(f, entries) size_of_starts(ASKED(f), ASKED(entries))
 #define RANGE(first, last) size_of_range(ASKED(first), ASKED(last))
 #define FIXED(number) size_of_number(number)
 #define UNSIZED size_unknown()

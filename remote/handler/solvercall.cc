@@ -194,15 +194,42 @@ static int ask_solver(solver_run *run)
     return run->queries.missing == nullptr ? 0 : msg2vnt(MESSAGE_UNKNOWN);
 }
 
-// What the solver only reads must reach as far as it reads.
+// Whether the columns of a matrix stay within argument i, one of its two arrays of entries.
+static bool matrix_fits(const solver_run *run, int i)
+{
+    const int at = matrix_begins(run->call, i);
+    const passing &begins = run->args[at], &counts = run->args[at + 1];
+    if (!begins.present || !counts.present) return true; // the solver says what it lacks
+    // Where the solver alone knows the number of columns, they are those that came.
+    const call_size &size = run->call->args[at].size;
+    const bool known = size_known(size, run->queries.sizes);
+    const int64_t columns = known ? size_of(size, run->request, run->queries.sizes) : begins.count;
+    if (begins.count < columns || counts.count < columns) return false;
+    const int64_t reach = matrix_reach(static_cast<const int64_t *>(begins.value.p),
+                                       static_cast<const int32_t *>(counts.value.p), columns);
+    return reach >= 0 && reach <= run->args[i].count;
+}
+
+// Whether an array that the solver only reads reaches as far as it reads.
+static bool reaches(const solver_run *run, int i)
+{
+    const call_argument &arg = run->call->args[i];
+    const passing &p = run->args[i];
+    if (!p.present) return true;
+    if (arg.size.unsized) return matrix_fits(run, i);
+    if (!size_known(arg.size, run->queries.sizes)) return true;
+    const int64_t size = size_of(arg.size, run->request, run->queries.sizes);
+    if (p.count < size) return false;
+    return arg.size.entries.kind == call_term::NONE ||
+           starts_within(static_cast<const int64_t *>(p.value.p), size,
+                         entries_of(arg.size, run->request));
+}
+
 static int check_lengths(const solver_run *run)
 {
     for (int i = 0; i < run->call->nargs; i++) {
-        const call_argument &arg = run->call->args[i];
-        const passing &p = run->args[i];
-        if (arg.word != CALL_IN && arg.word != CALL_NAMES) continue;
-        if (!p.present || !size_known(arg.size, run->queries.sizes)) continue;
-        if (p.count < size_of(arg.size, run->request, run->queries.sizes)) return -1;
+        const call_word word = run->call->args[i].word;
+        if ((word == CALL_IN || word == CALL_NAMES) && !reaches(run, i)) return -1;
     }
     return 0;
 }

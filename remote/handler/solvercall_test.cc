@@ -40,6 +40,26 @@ VNT_ENTRY int VNTLchgobj(VNTENVptr, VNTLPptr, int cnt, const int *indices, const
     say("chgobj " + std::to_string(indices[cnt - 1]));
     return status;
 }
+VNT_ENTRY int VNTLcopylp(VNTENVptr, VNTLPptr, int, int, int, const double *, const double *,
+                         const char *, const int64_t *, const int *, const int *, const double *,
+                         const double *, const double *, const double *)
+{
+    say("copylp");
+    return status;
+}
+VNT_ENTRY int VNTLaddcols(VNTENVptr, VNTLPptr, int, int64_t, const double *, const int64_t *,
+                          const int *, const double *, const double *, const double *,
+                          const char *const *)
+{
+    say("addcols");
+    return status;
+}
+VNT_ENTRY int VNTLcopyquad(VNTENVptr, VNTLPptr, const int64_t *, const int *, const int *,
+                           const double *)
+{
+    say("copyquad");
+    return status;
+}
 VNT_ENTRY int VNTLgetprobname(VNTENVptr, VNTLPptr, char *buf, int64_t space, int64_t *surplus_p)
 {
     memcpy(buf, "ab\0\0cd", static_cast<size_t>(space < 6 ? space : 6));
@@ -165,6 +185,47 @@ TEST_F(SolverCall, TextIsMeasuredByTheSolversTerminatorAndNeedsRoom)
     vntmsg_GETPROBNAME_REQ endless = {nullptr, 0, 0, env.a, lp.a, INT64_MAX};
     EXPECT_EQ(RUN(GETPROBNAME, endless), 0);
     EXPECT_EQ(refusal(), 1001);
+}
+
+// The solver would read what lies behind them, or before.
+TEST_F(SolverCall, AMatrixThatReachesBeyondItsArraysIsRejected)
+{
+    const struct {
+        std::vector<int64_t> begins;
+        std::vector<int> counts;
+        bool fits;
+    } cases[] = {
+        {{0, 2}, {2, 1}, true},    {{2, 0}, {1, 2}, true},   {{0, 3}, {2, 1}, false},
+        {{0, 2}, {2, 2}, false},   {{-1, 0}, {1, 2}, false}, {{INT64_MAX, 0}, {1, 2}, false},
+        {{99, -1}, {0, -5}, true}, // columns without entries
+        {{0, 1}, {1}, false},
+    };
+    chunked<int> indices{{0, 1}, {0}};
+    chunked<double> values{{1, 2, 3}};
+    for (auto &c : cases) {
+        said.clear(), sent.clear();
+        chunked<int64_t> begins{c.begins};
+        chunked<int> counts{c.counts};
+        vntmsg_COPYLP_REQ copylp = {};
+        copylp.numcols = 2;
+        copylp.matbeg = begins.a, copylp.matcnt = counts.a;
+        copylp.matind = indices.a, copylp.matval = values.a;
+        EXPECT_EQ(RUN(COPYLP, copylp), c.fits ? 0 : -1);
+        vntmsg_COPYQUAD_REQ copyquad = {nullptr,  0,        0,         env.a,   lp.a,
+                                        begins.a, counts.a, indices.a, values.a};
+        EXPECT_EQ(RUN(COPYQUAD, copyquad), c.fits ? 0 : -1);
+        EXPECT_EQ(said, c.fits ? (lines{"copylp", "copyquad"}) : lines{});
+    }
+    for (auto [first, second, fits] : {std::tuple(0, 3, true), {0, 4, false}, {-1, 0, false}}) {
+        said.clear(), sent.clear();
+        chunked<int64_t> starts{{first, second}};
+        vntmsg_ADDCOLS_REQ addcols = {};
+        addcols.ccnt = 2, addcols.nzcnt = 3;
+        addcols.cmatbeg = starts.a, addcols.cmatind = indices.a, addcols.cmatval = values.a;
+        EXPECT_EQ(RUN(ADDCOLS, addcols), fits ? 0 : -1);
+        EXPECT_EQ(said, fits ? lines{"addcols"} : lines{});
+        EXPECT_EQ(refusal(), fits ? 0 : -1);
+    }
 }
 
 TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)

@@ -161,7 +161,9 @@ int64_t value_in(const listed_function &f, size_t i, int64_t k)
 {
     const std::string &name = f.parameters[i].name;
     if (f.parameters[i].array()) {
-        if (name == "matbeg" || name == "qmatbeg") return 2 * k;
+        // Begins lie within the entries, of which there are at least three.
+        const bool counted = f.find("matcnt") >= 0 || f.find("qmatcnt") >= 0;
+        if (name.ends_with("beg")) return counted ? 2 * k : k % 3;
         if (name == "matcnt" || name == "qmatcnt") return 2;
         return f.id * 500 + static_cast<int64_t>(i) * 20 + k;
     }
