@@ -91,8 +91,8 @@ static client_limits remaining(const client_env *e)
 
 bool client_wants_end(client_env *e)
 {
-    volatile int *cell = e->terminateflag; // any thread may set it
-    if (cell != nullptr && __atomic_load_n(cell, __ATOMIC_RELAXED) != 0) return true;
+    volatile int *flag = e->terminateflag; // any thread may set it
+    if (flag != nullptr && __atomic_load_n(flag, __ATOMIC_RELAXED) != 0) return true;
     return e->terminatefunc != nullptr && e->terminatefunc(e->handle, e->terminatedata) != 0;
 }
 

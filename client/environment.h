@@ -34,7 +34,7 @@ struct client_destination {
     void (*func)(void *data, const char *text);
 };
 
-// Who gets what the worker says unasked.
+// The receivers of what the worker sends unasked.
 struct client_handlers {
     vntclient_channelhandler channel;
     void *channeldata;
@@ -100,7 +100,7 @@ void client_env_destroy(client_env *e);
 // Finds the environment behind a handle: 0 or VNTERR_NO_ENVIRONMENT.
 int client_env_find(VNTENVptr env, client_env **out);
 
-// The same for an environment with a connection: or the status that says why there is none.
+// The same for an environment that has a connection; otherwise the status that says why not.
 int client_env_find_open(VNTENVptr env, client_env **out);
 
 // Finds the worker's value of an environment's object.  VNTERR_NO_PROBLEM for anything else.

@@ -112,7 +112,7 @@ static int write_through(const char *path, const message_array *contents)
     return write_contents(d.fd, contents);
 }
 
-// A new file beside the path, under a name that nobody has.  Made with all permissions that the
+// A new file beside the path, under a name that is free.  Made with all permissions that the
 // process's mask leaves, as a program that writes the file itself would.
 static int open_beside(const char *path, char *beside, size_t size)
 {

@@ -24,8 +24,8 @@ struct client_infile {
 int client_infile_set(client_infile *f, const char *path, const char *contents, int64_t length);
 void client_infile_unset(client_infile *f);
 
-// Writes the contents to the file at `path`.  An ordinary file is replaced as a whole: whoever
-// looks at the path sees the old one or the new one.  Anything else there is written through.
+// Writes the contents to the file at `path`.  An ordinary file is replaced as a whole: a reader
+// of the path sees the old one or the new one.  Anything else there is written through.
 int client_outfile_store(const char *path, const message_file *f);
 
 } // namespace vnt

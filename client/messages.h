@@ -1,4 +1,4 @@
-// messages.h: what a worker says unasked: texts of the message channels, and info.
+// messages.h: what a worker sends unasked: texts of the message channels, and info.
 //
 // Threads: one at a time uses an environment.  The handlers run on the thread that receives.
 

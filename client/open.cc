@@ -120,7 +120,7 @@ VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
     return vntclient_open(-2, nullptr, status_p);
 }
 
-// Closes the environment in the worker.  Without its value the end of the worker has to do.
+// Closes the environment in the worker.  Without its value the worker's end closes it.
 static int remote_close(client_env *e)
 {
     if (e->state == CLIENT_AWAY) return 0;
@@ -145,7 +145,7 @@ VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)
     if (e->receiving) return client_ready(e);
     if (e->attending) return client_fail(VNTERR_SOLVING, "the environment waits for a call");
     rc = remote_close(e);
-    // What the solver refuses to close stays; what has no connection is gone all the same.
+    // An environment that the solver refuses to close stays; one without connection is freed.
     if (rc != 0 && e->state == CLIENT_OPEN) return rc;
     client_env_destroy(e);
     *env = nullptr;
@@ -180,8 +180,8 @@ VNT_ENTRY int VNTLversionnumber(VNTENVptr env, int *version_p)
     return rc;
 }
 
-// A presolved problem is the worker's own: no message hands it out.  That there is none can be
-// told.
+// A presolved problem is the worker's own: no message hands it out.  Only its absence can be
+// reported.
 VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 {
     client_env *e;
@@ -198,7 +198,7 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 }
 
 // The worker cannot look into this process: while a call that may take long is under way the
-// library itself watches the cell and asks the callbacks.
+// library itself watches the flag and asks the callbacks.
 VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 {
     client_env *e;

@@ -12,8 +12,8 @@
 
 namespace vnt {
 
-// How long a worker is out of reach, in seconds, before that is told, and before somebody who
-// wants to end the solve is not kept waiting any more.
+// How long a worker may be out of reach, in seconds, before a warning says so, and before a caller
+// who wants to end the solve waits no longer.
 static constexpr double SHORT_PATIENCE = 2;
 
 static void warn_away(client_env *e)
@@ -85,8 +85,8 @@ static int visit(client_env *e, int *state)
     return rc == 0 ? keep_away(e, ask(e, state)) : rc;
 }
 
-// Leaves the worker for a while, and for longer when nobody wants to look: then it is only asked
-// in passing whether the call has ended.
+// Leaves the worker for a while.  Without a `look` of the caller's it stays away until the call has
+// ended, and only asks in passing.
 static int leave(client_env *e, double interval, double patience, bool look)
 {
     int state = VNTCLIENT_RUNNING;

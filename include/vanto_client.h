@@ -12,7 +12,7 @@
 //
 // Threads: one thread at a time uses an environment.  Different environments may be used from
 // different threads.  From any thread, and from a signal handler, a solve is stopped by setting
-// the cell given to VNTLEsetasyncterminate.
+// the flag given to VNTLEsetasyncterminate.
 //
 // Callbacks (channel, info, terminate, pause) run on the thread that waits for the worker's
 // answer.  Calls that a channel or info callback makes on its own environment are refused with
@@ -40,7 +40,7 @@ extern "C" {
 // Opens an environment in a new worker of the server that the arguments name: "-host=<name>" and
 // "-port=<number>", or "-address=<host>:<port>", and "-nothreads".  No argument is skipped.  An
 // argc of -2 takes the place from the process's environment variables.
-// Errors: VNTERR_BAD_ARGUMENT for the arguments, VNTERR_REMOTE when nobody answers there or the
+// Errors: VNTERR_BAD_ARGUMENT for the arguments, VNTERR_REMOTE when no server answers there or the
 // server cannot make a worker, VNTERR_FILE_IO when the connection broke while it was made, or what
 // the solver's own open call says.
 VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p);
@@ -107,7 +107,7 @@ int vntclient_disconnect(VNTENVptr env, void *info);
 // handle; elsewhere a new one, which knows none of the worker's problems: see vntclient_attach().
 // After an error *env is as it was.
 // Errors: VNTERR_CONNECTION_LOST when the worker is gone, VNTERR_REMOTE when the server does not
-// answer or somebody else has the worker, after which a later try may succeed.
+// answer or another client has the worker, after which a later try may succeed.
 int vntclient_reconnect(const void *info, VNTENVptr *env);
 
 // Packs into `record` what another process needs to take over the environment with its problems;
@@ -129,10 +129,10 @@ int vntclient_reconnect(const void *info, VNTENVptr *env);
 // Errors: VNTERR_SPACE_TOO_SMALL.
 int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p);
 
-// Takes over what a record tells of: as vntclient_reconnect(), and the problems and networks get
-// handles.  A call to join is joined with vntclient_join(), which gives its status, unless somebody
-// has joined it since the record was packed.
-// Errors: VNTERR_FILE_FORMAT for a record that is none, else those of vntclient_reconnect().
+// Takes over the environment of a record: as vntclient_reconnect(), and the problems and networks
+// get handles.  A call to join is joined with vntclient_join(), which gives its status, unless
+// another process has joined it since the record was packed. Errors: VNTERR_FILE_FORMAT for bytes
+// that are no record, else those of vntclient_reconnect().
 int vntclient_attach(const void *record, int64_t length, VNTENVptr *env);
 
 // The environment's problems and networks, oldest first: up to `space` handles at `lps` and

@@ -22,7 +22,7 @@ namespace vnt {
 
 struct handler_frame;
 
-// One word for each kind of parameter; solvercalls.def tells what they mean.
+// One word for each kind of parameter; solvercalls.def says what they mean.
 enum call_word : uint8_t {
     CALL_ENV,
     CALL_LP,

@@ -206,7 +206,7 @@ constexpr bool fits(const written &w, parameter p)
     return false;
 }
 
-// Another number of parameters than words is told elsewhere.
+// A wrong number of words is reported by an assertion of its own.
 template <size_t count, size_t takes>
 constexpr bool all_fit(const written (&words)[count], const parameter (&parameters)[takes])
 {
