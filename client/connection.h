@@ -77,6 +77,9 @@ int client_timeouts_apply(client_env *e);
 constexpr int CLIENT_NCODECS = 2;
 const codec_factory *const *client_codecs();
 
+// How long the calling thread's attempts to connect may take, in milliseconds; negative: no limit.
+extern thread_local int client_connect_timeout;
+
 // Turns the result of a transport's connect or reconnect into a status; `place` is for the text.
 int client_connect_fail(int rc, const char *place);
 

@@ -28,6 +28,14 @@ TEST_F(opened, AFailedOpenSaysWhy)
     EXPECT_EQ(refused("-adress=here", "arguments are wrong"), VNTERR_BAD_ARGUMENT);
     scripted_server full({[](int fd) { send(fd, "\0\1", 2, MSG_NOSIGNAL); }});
     EXPECT_EQ(refused(full.address(), "cannot make a worker"), VNTERR_REMOTE);
+    vntclient_connecttimeout(60);
+    scripted_server silent({[](int fd) {
+        char byte;
+        while (recv(fd, &byte, 1, 0) > 0) {
+        }
+    }});
+    EXPECT_EQ(refused(silent.address(), "does not answer"), VNTERR_REMOTE);
+    vntclient_connecttimeout(10'000);
     scripted_server mute({[](int) {}});
     EXPECT_EQ(refused(mute.address(), ""), VNTERR_FILE_IO);
 

@@ -95,7 +95,8 @@ int client_arrive(client_env *e)
 {
     errno = 0;
     transport *io;
-    int rc = tcpiptransport_getfactory()->reconnect(&io, CLIENT_NCODECS, client_codecs(), &e->info);
+    int rc = tcpiptransport_getfactory()->reconnect_within(&io, CLIENT_NCODECS, client_codecs(),
+                                                           &e->info, client_connect_timeout);
     if (rc != 0) {
         char place[128];
         describe(place, &e->info);

@@ -21,6 +21,13 @@ const codec_factory *const *client_codecs()
     return list;
 }
 
+thread_local int client_connect_timeout = TCPIP_CONNECT_TIMEOUT;
+
+VNT_ENTRY void vntclient_connecttimeout(int milliseconds)
+{
+    client_connect_timeout = milliseconds;
+}
+
 int client_connect_fail(int rc, const char *place)
 {
     switch (rc) {
@@ -35,6 +42,8 @@ int client_connect_fail(int rc, const char *place)
         return client_fail(VNTERR_REMOTE, "no connection to %s: %s", place,
                            errno != 0 ? strerror(errno) : "no such address");
     case MESSAGE_IO:
+        if (errno == ETIMEDOUT)
+            return client_fail(VNTERR_REMOTE, "the server at %s does not answer", place);
         return client_fail(VNTERR_FILE_IO, "the connection to %s broke while it was made", place);
     case MESSAGE_INVALID:
         return client_fail(VNTERR_BAD_ARGUMENT,
@@ -89,8 +98,8 @@ static int open(int argc, const char *const *argv, VNTENVptr *out)
     transport *io;
     int created;
     errno = 0;
-    int rc = tcpiptransport_getfactory()->connect(&io, &created, CLIENT_NCODECS, client_codecs(),
-                                                  argc, argv);
+    int rc = tcpiptransport_getfactory()->connect_within(
+        &io, &created, CLIENT_NCODECS, client_codecs(), argc, argv, client_connect_timeout);
     if (rc != 0) {
         char place[256];
         describe(place, argc, argv);

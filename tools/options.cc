@@ -90,6 +90,10 @@ static void declare_options(CLI::App &app, command_line &line)
     auto *copy = file("--write-model", o.modelfile, "write the model to a file, .mps or .lp");
     auto *limit = app.add_option("--time-limit", o.timelimit, "stop after so much time")
                       ->type_name("SECONDS");
+    app.add_option("--connect-timeout", o.connecttimeout,
+                   "how long reaching the server may take (10)")
+        ->type_name("SECONDS")
+        ->excludes(local);
     auto *param =
         app.add_option("--param", line.params, "set a parameter of the solver; may be repeated")
             ->type_name("NAME=VALUE")
@@ -118,6 +122,8 @@ static void check_options(const solve_options &o)
         throw failure{EXIT_USAGE, "--detach and --resilient need a server"};
     if (o.timelimit && !(*o.timelimit >= 0))
         throw failure{EXIT_USAGE, "--time-limit: a number of seconds from 0 on is expected"};
+    if (o.connecttimeout && !(*o.connecttimeout > 0))
+        throw failure{EXIT_USAGE, "--connect-timeout: a number of seconds above 0 is expected"};
 }
 
 std::optional<solve_options> options_parse(int argc, const char *const *argv)

@@ -22,6 +22,7 @@ struct solve_options {
     std::string basisfile;
     std::string modelfile;
     std::optional<double> timelimit;                         // seconds
+    std::optional<double> connecttimeout;                    // seconds
     std::vector<std::pair<std::string, std::string>> params; // names and values, as written
     // Tickets, see ticket.h; empty where none is wanted.
     std::string detachfile;    // leave the worker with the solve, and write this

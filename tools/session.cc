@@ -2,6 +2,7 @@
 
 #include "tools/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -22,6 +23,9 @@ session::session(const solve_options &wanted)
     : options(wanted), solver(solverlib_open(is_remote(wanted))), shown(wanted.quiet),
       server(wanted.server ? address_text(*wanted.server) : ""), model(wanted.model)
 {
+    if (wanted.connecttimeout && is_remote(wanted))
+        solver.vntclient_connecttimeout(
+            static_cast<int>(std::min(*wanted.connecttimeout * 1000 + 0.5, 1e9)));
 }
 
 // What took hours is not lost because a disk is full.

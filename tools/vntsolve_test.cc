@@ -63,6 +63,8 @@ TEST(Options, BadCommandLinesAreRefused)
         {"m.mps", "--write-solution", ""},
         {"m.mps", "--time-limit", "-1"},
         {"m.mps", "--time-limit", "nan"},
+        {"m.mps", "--connect-timeout", "0"},
+        {"m.mps", "--connect-timeout", "1", "--local"},
         {"m.mps", "--param", "SEED"},
         {"m.mps", "n.mps"},
         {"m.mps", "--local", "--detach", "f"},

@@ -432,6 +432,8 @@ static constexpr tcpip_factory factory = {
     .connect = tcpiptransport_connect,
     .mkgroup = fdtransport_mkgroup,
     .reconnect = tcpiptransport_reconnect,
+    .connect_within = tcpip_connect,
+    .reconnect_within = tcpip_reconnect,
 };
 
 VNT_ENTRY const tcpip_factory *tcpiptransport_getfactory(void)

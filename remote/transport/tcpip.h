@@ -96,6 +96,13 @@ struct tcpip_factory {
     // `info` is what disconnect filled in.  Errors: as connect's.
     int (*reconnect)(vnt::transport **out, int ncodecs, const vnt::codec_factory *const *factories,
                      const void *info);
+    // The two again, with a limit in milliseconds for what they wait for; see tcpip_connect().
+    int (*connect_within)(vnt::transport **out, int *created, int ncodecs,
+                          const vnt::codec_factory *const *factories, int argc,
+                          const char *const *argv, int64_t timeout);
+    int (*reconnect_within)(vnt::transport **out, int ncodecs,
+                            const vnt::codec_factory *const *factories, const void *info,
+                            int64_t timeout);
 };
 
 extern "C" [[gnu::visibility("default")]] const tcpip_factory *tcpiptransport_getfactory(void);
