@@ -94,7 +94,7 @@ void child_become(server_child *c);
 // Sends a signal, unless the process has been collected already.
 void child_signal(server_child *c, int signal);
 
-// SIGKILL.  The reason, a constant, is for the log; the first one counts, null is none.
+// Sends SIGKILL.  The reason, a constant or null, is for the log, where the first one counts.
 void child_kill(server_child *c, const char *reason);
 
 // Hands the worker to a client that says it has left it before.  `hello` is sent under the

@@ -48,7 +48,7 @@ static server_child *child_unlink(server *s, pid_t id)
     return nullptr;
 }
 
-// From here on nobody kills the process: its id may soon be another's.
+// From here on the process gets no more signals: its id may soon be another's.
 static void child_markreaped(server_child *c)
 {
     mutex_holder hold(&c->lock);

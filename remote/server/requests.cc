@@ -117,8 +117,8 @@ static relay_result request_move(server_child *c)
 }
 
 // Passes on what the client sends.  Returns true once the client is gone, whichever way, or does
-// not count any more; false when the pump must end.  A worker that was told to wait does not mind
-// a reset.
+// not count any more; false when the pump must end.  A worker that waits does not mind a
+// reset.
 static bool requests_relay(server_child *c)
 {
     for (;;) {
@@ -153,7 +153,7 @@ static await_result report_await(server_child *c)
     return AWAIT_REPORT;
 }
 
-// The client has vanished: it neither ended its worker nor told it to wait.  The worker finds its
+// The client has vanished: it neither ended its worker nor left it.  The worker finds its
 // input ended.  If it does not come to read it, or waits too late to be reached, it is killed.
 static void orphan_end(server_child *c)
 {
@@ -242,7 +242,7 @@ static bool worker_release(server_child *c, int32_t number)
 {
     c->reported = REPORT_AWAITED;
     if (relay_writeall(c, c->controlfd, &number, sizeof number)) return true;
-    // A waiting worker that somebody else has ended is no fault of the server's.
+    // A waiting worker that was killed from outside is no fault of the server's.
     if (errno == EPIPE)
         child_kill(c, nullptr);
     else

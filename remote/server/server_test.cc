@@ -367,19 +367,20 @@ TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
     raw_client little(server.port), much(server.port), ended(server.port);
     ASSERT_EQ(little.newworker() + much.newworker() + ended.newworker(), 0);
     little.say("pxyz").leave();
-    // More than the pipe holds, so that the end of the connection cannot be read.
+    // More than the pipe holds, so that the end of the connection cannot be read.  A reset is seen
+    // all the same; an orderly end stays behind the bytes that the server has no room for.
     fcntl(much.fd, F_SETFL, O_NONBLOCK);
     much.say("p");
     for (std::string block(BLOCK / 4, 'x'); send(much.fd, block.data(), block.size(), 0) > 0;)
         usleep(1000);
-    much.leave();
+    much.reset();
     ended.say("e");
     for (raw_client *c : {&little, &much, &ended})
         EXPECT_TRUE(gone(*c));
     EXPECT_TRUE(ended.closed());
 }
 
-// Whoever has closed only the sending side gets the whole answer, however long it takes.
+// A client that has closed only its sending side gets the whole answer, however long it takes.
 TEST(Server, AHalfClosedClientGetsItsAnswer)
 {
     letter_server server({}, 500);
@@ -437,6 +438,22 @@ TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
                 logged(" ended with signal 9 after ") && logged(" s: its client has vanished\n"))
         << server.written();
     EXPECT_EQ(server.written().find(line(good)), std::string::npos);
+}
+
+// Log rotation copies the file and truncates it.
+TEST(Server, ATruncatedLogFileHasNoHole)
+{
+    const std::string file = testing::TempDir() + "server_test.rotated";
+    letter_server server({"-logfile=" + file});
+    for (int i = 0; i < 2; i++) {
+        raw_client c(server.port);
+        ASSERT_EQ(c.newworker(), 0);
+        c.say("c");
+        EXPECT_TRUE(eventually([&] { return file_text(file).find('\n') != std::string::npos; }));
+        EXPECT_EQ(file_text(file).front(), '[');
+        EXPECT_EQ(truncate(file.c_str(), 0), 0);
+    }
+    remove(file.c_str());
 }
 
 // poll() lets no signal in while a descriptor is ready at once.
