@@ -50,13 +50,18 @@ void socket_tune(int fd)
     set(IPPROTO_TCP, TCP_KEEPCNT, 4);
 }
 
-bool socket_silent(int fd, int milliseconds)
+static bool silent(int fd)
 {
     struct tcp_info info = {};
     socklen_t length = sizeof info;
     if (getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return false;
     return info.tcpi_retransmits + info.tcpi_probes >= 2 &&
-           info.tcpi_last_ack_recv > static_cast<uint32_t>(milliseconds);
+           info.tcpi_last_ack_recv > SOCKET_SILENCE;
+}
+
+bool socket_dropsilent(int fd)
+{
+    return silent(fd) && shutdown(fd, SHUT_RDWR) == 0;
 }
 
 bool socket_alive(int fd)

@@ -15,11 +15,15 @@ void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE]);
 // nothing is under way.
 void socket_tune(int fd);
 
-// Whether the peer owes an answer to bytes or probes that were sent at least twice, and has not
-// been heard of for so long.  The system finds idle connections dead by itself, but repeats what
-// was sent for a quarter of an hour.  A peer that lives and does not read answers the probes of its
-// closed window; those come as rarely as every two minutes, hence the count.
-bool socket_silent(int fd, int milliseconds);
+// Shuts the socket down, and returns true, when its peer owes an answer to bytes or probes that
+// were sent at least twice, and has not been heard of for SOCKET_SILENCE.  The system finds idle
+// connections dead by itself, but repeats what was sent for a quarter of an hour.  A peer that
+// lives and does not read answers the probes of its closed window, and is never dropped; those come
+// as rarely as every two minutes, hence the count.  Whoever waits for a socket asks this at every
+// SOCKET_LOOK.  Both are milliseconds.
+constexpr int SOCKET_SILENCE = 45000;
+constexpr int SOCKET_LOOK = 5000;
+bool socket_dropsilent(int fd);
 
 // Whether the peer of a socket is still there, as far as can be seen without waiting.
 bool socket_alive(int fd);

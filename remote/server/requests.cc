@@ -15,9 +15,6 @@
 
 namespace vnt {
 
-// How long a client may owe an answer to what was sent, and how often that is looked at.
-static constexpr int SILENCE = 45000;
-static constexpr int LISTENING = 5000;
 // How long the last answers to a client may take once another waits for its worker.
 static constexpr int SETTLE_TIME = 1000;
 // A worker may compute for longer than it may idle: unread bytes are given so many times the grace.
@@ -44,8 +41,8 @@ static int watch(server_child *c, int fd, short events)
     pollfd fds[] = {{c->stopfd, POLLIN, 0},
                     {fd, events, 0},
                     {c->reported == REPORT_AWAITED ? c->statusfd : -1, POLLIN, 0}};
-    int ready = poll(fds, 3, std::min(LISTENING, c->grace));
-    if (ready == 0 && socket_silent(c->client, SILENCE)) shutdown(c->client, SHUT_RDWR);
+    int ready = poll(fds, 3, std::min(SOCKET_LOOK, c->grace));
+    if (ready == 0) socket_dropsilent(c->client);
     if (ready <= 0) return 0;
     if (fds[0].revents != 0) return -1;
     if (fds[2].revents != 0) report_read(c);

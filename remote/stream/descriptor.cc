@@ -1,6 +1,7 @@
 #include "remote/stream/descriptor.h"
 
 #include "remote/base/io.h"
+#include "remote/base/socket.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -30,20 +31,36 @@ int64_t timeout_deadline(const fdio_timeout *t)
     return t->enabled != 0 ? clock_after(span(t->active)) : CLOCK_NEVER;
 }
 
-static int await(int fd, short events, const fdio_timeout *timeout)
+// Waits, and looks from time to time whether the peer of a socket is still there.
+static int await(int fd, bool socket, short events, const fdio_timeout *timeout)
 {
-    return io_wait(fd, events, -1, timeout_deadline(timeout)) > 0 ? 0 : MESSAGE_IO;
+    int64_t deadline = timeout_deadline(timeout);
+    for (;;) {
+        int64_t look = socket ? std::min(deadline, clock_afterms(SOCKET_LOOK)) : deadline;
+        int ready = io_wait(fd, events, -1, look);
+        if (ready != 0) return ready > 0 ? 0 : MESSAGE_IO;
+        if (look == deadline) return MESSAGE_IO;
+        if (!socket_dropsilent(fd)) continue;
+        errno = EHOSTUNREACH;
+        return MESSAGE_IO;
+    }
 }
 
-int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, size_t *got)
+static ssize_t readsome(int fd, bool socket, void *to, size_t n)
+{
+    return socket ? recv(fd, to, n, MSG_DONTWAIT) : read(fd, to, n);
+}
+
+int descriptor_read(int fd, bool socket, const fdio_timeout *timeout, void *to, size_t n,
+                    size_t *got)
 {
     bool wait = timeout->enabled != 0;
     for (;;) {
         if (wait) {
-            int rc = await(fd, POLLIN, timeout);
+            int rc = await(fd, socket, POLLIN, timeout);
             if (rc != 0) return rc;
         }
-        ssize_t r = read(fd, to, n);
+        ssize_t r = readsome(fd, socket, to, n);
         if (r > 0) {
             *got = static_cast<size_t>(r);
             return 0;
@@ -51,7 +68,7 @@ int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, siz
         if (r == 0) errno = ECONNRESET;
         if (r < 0 && errno == EINTR) continue;
         if (r == 0 || errno != EAGAIN) return MESSAGE_IO;
-        wait = true; // the descriptor does not block by itself
+        wait = true; // sockets do not block here, and other descriptors may not by themselves
     }
 }
 
@@ -62,7 +79,7 @@ static ssize_t send_pieces(int fd, bool socket, bool patient, const iovec pieces
         msghdr m = {};
         m.msg_iov = v;
         m.msg_iovlen = 2;
-        return sendmsg(fd, &m, MSG_NOSIGNAL | (patient ? 0 : MSG_DONTWAIT));
+        return sendmsg(fd, &m, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
     if (!patient) {
         // A pipe that shows room takes this much without blocking.
@@ -86,7 +103,7 @@ int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool pati
     *sent = 0;
     for (;;) {
         if (wait) {
-            int rc = await(fd, POLLOUT, timeout);
+            int rc = await(fd, socket, POLLOUT, timeout);
             if (rc != 0) return rc;
         }
         if (!patient && !socket && !hasroom(fd)) return 0;

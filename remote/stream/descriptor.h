@@ -3,8 +3,10 @@
 //
 // Threads: any.
 //
+// Waits for a socket end when its peer has vanished, see remote/base/socket.h.
+//
 // Errors: 0 or MESSAGE_IO, with errno telling why: ETIMEDOUT for a time-out, ECONNRESET for the
-// end of the input.
+// end of the input, EHOSTUNREACH for a peer that has vanished.
 
 #pragma once
 
@@ -22,7 +24,8 @@ bool descriptor_issocket(int fd);
 int64_t timeout_deadline(const fdio_timeout *t);
 
 // Reads at least one and at most `n` > 0 bytes; `*got` says how many.
-int descriptor_read(int fd, const fdio_timeout *timeout, void *to, size_t n, size_t *got);
+int descriptor_read(int fd, bool socket, const fdio_timeout *timeout, void *to, size_t n,
+                    size_t *got);
 
 // Writes at least one byte of the two pieces, in this order; `*sent` says how many.  Does not wait
 // for more than that when `timeout` is enabled or `patient` is false: then a socket takes what it

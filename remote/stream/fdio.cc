@@ -87,6 +87,7 @@ int fdio_create(stream **out, int infd, int outfd, int uselistener, const fdio_t
     writer_init(f, uselistener, transmit);
     f->infd = infd;
     f->outfd = outfd;
+    f->insocket = descriptor_issocket(infd);
     f->outsocket = descriptor_issocket(outfd);
     f->curinmsg = -1;
     f->wakefd = -1;

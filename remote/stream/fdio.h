@@ -28,7 +28,8 @@ struct fdio_notice; // an asynchronous read that announces input
 struct fdio : fdio_writer {
     int32_t infd;
     int32_t outfd;
-    bool outsocket;   // outfd is a socket
+    bool insocket;    // infd is a socket
+    bool outsocket;   // outfd is one
     int32_t curinmsg; // -1 between messages
 
     // The listener thread: waits for input when told to.

@@ -1,6 +1,7 @@
 #include "remote/stream/fdiogroup.h"
 
 #include "remote/base/clock.h"
+#include "remote/base/socket.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -57,15 +58,23 @@ static int64_t firststall(const fdiogroup *g)
     return first;
 }
 
+// Members whose peers have vanished show as ready, with an error, from here on.
+static void dropsilent(const pollfd *table, nfds_t n)
+{
+    for (nfds_t i = 0; i < n; i++)
+        if (table[i].fd >= 0) socket_dropsilent(table[i].fd);
+}
+
 // Waits until a member that has something left shows room.  Members that have waited too long fail.
 static int awaitroom(fdiogroup *g, pollfd *table)
 {
     nfds_t n = 0;
     for (int64_t i = 0; i < g->nmembers; i++)
         if (g->members[i].left > 0) table[n++] = {g->members[i].io->outfd, POLLOUT, 0};
-    int ready = poll(table, n, clock_leftms(firststall(g)));
+    int ready = poll(table, n, clock_leftms(std::min(firststall(g), clock_afterms(SOCKET_LOOK))));
     if (ready > 0 || (ready < 0 && errno == EINTR)) return 0;
     if (ready < 0) return MESSAGE_IO;
+    dropsilent(table, n);
     for (int64_t i = 0; i < g->nmembers; i++) {
         errno = ETIMEDOUT;
         if (g->members[i].left > 0 && clock_left(g->members[i].stall) == 0)
@@ -196,8 +205,12 @@ static int64_t awaitinput(const fdiogroup *g, pollfd *table)
         ahead = ahead || (waits && m->io->preread > 0);
     }
     if (active == 0) return 0;
-    while (poll(table, static_cast<nfds_t>(g->nmembers), ahead ? 0 : -1) < 0)
-        if (errno != EINTR) return MESSAGE_IO;
+    auto n = static_cast<nfds_t>(g->nmembers);
+    int ready;
+    while ((ready = poll(table, n, ahead ? 0 : SOCKET_LOOK)) <= 0 && !(ready == 0 && ahead)) {
+        if (ready < 0 && errno != EINTR) return MESSAGE_IO;
+        if (ready == 0) dropsilent(table, n);
+    }
     for (int64_t i = 0; i < g->nmembers; i++)
         if (table[i].fd >= 0 && g->members[i].io->preread > 0) table[i].revents = POLLIN;
     return active;

@@ -41,8 +41,8 @@ static int fillcount(fdio *f, void *to, size_t n, size_t *got)
     if (rc == 0) *got = takeahead(f, to, n);
     while (rc == 0 && *got < n) {
         size_t more = 0;
-        rc = descriptor_read(f->infd, &f->readtimeout, static_cast<char *>(to) + *got, n - *got,
-                             &more);
+        rc = descriptor_read(f->infd, f->insocket, &f->readtimeout, static_cast<char *>(to) + *got,
+                             n - *got, &more);
         *got += more;
     }
     return rc;

@@ -19,7 +19,6 @@
 #include <memory>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -144,15 +143,6 @@ struct transport_undo {
 };
 using transport_holder = std::unique_ptr<tcpip_transport, transport_undo>;
 
-// A peer that has vanished without a word is found out in a minute and a half, also with bytes on
-// their way to it.
-static void tune(int fd)
-{
-    static constexpr int USER_TIMEOUT = 90000;
-    socket_tune(fd);
-    setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &USER_TIMEOUT, sizeof USER_TIMEOUT);
-}
-
 // The time-outs begin with what the socket has, and disabled.
 static void inherittimeout(int fd, int option, fdio_timeout *timeout)
 {
@@ -225,7 +215,7 @@ static int create(transport **out, connecting *c, const tcpip_reconnectinfo &inf
 
     descriptor_holder fd(opensocket(t.get()));
     if (fd.fd < 0) return MESSAGE_NOCONNECTION;
-    tune(fd.fd);
+    socket_tune(fd.fd);
     int rc = fdtransport_setup(t.get(), fd.fd, fd.fd, t->nothreads, c->ncodecs, c->factories);
     if (rc != 0) return rc;
     int connection = fd.release(); // the transport closes it from here on
