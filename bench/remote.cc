@@ -8,6 +8,7 @@
 // ratio: how much longer the real road takes.
 
 #include "bench/relay.h"
+#include "test/folders.h"
 #include "test/server.h"
 #include "vanto_client.h"
 
@@ -89,7 +90,7 @@ int main(int argc, char **argv)
 {
     int rounds = argc > 1 ? std::max(1, atoi(argv[1])) : 5;
     relay bare; // before the first thread
-    server worker({}, {"LD_LIBRARY_PATH=" VNT_STANDIN_DIR});
+    server worker({}, {"LD_LIBRARY_PATH=" + build_path("bench/standin")});
     std::string address = "-address=" + worker.address();
     const char *arguments[] = {address.c_str()};
     int status = 0;

@@ -1,4 +1,5 @@
 // The library as programs use it, against the real server and workers.
+#include "test/folders.h"
 #include "test/server.h"
 
 #include <algorithm>
@@ -36,8 +37,8 @@ constexpr int COLUMNS = 840;
 VNTLPptr long_mip(VNTENVptr env)
 {
     VNTLPptr lp = VNTLcreateprob(env, nullptr, "long");
-    const char *path = VNT_SOURCE_DIR "/test/models/qiu.mps";
-    EXPECT_EQ(VNTEreadcopyprob(env, lp, path, nullptr, 0, nullptr), 0);
+    const std::string path = source_path("test/models/qiu.mps");
+    EXPECT_EQ(VNTEreadcopyprob(env, lp, path.c_str(), nullptr, 0, nullptr), 0);
     return lp;
 }
 

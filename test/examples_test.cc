@@ -1,4 +1,5 @@
 // The example programs do what the README shows.
+#include "test/folders.h"
 #include "test/server.h"
 #include "test/vntsolve.h"
 
@@ -7,7 +8,7 @@
 
 namespace vnt {
 
-static const std::string folder = VNT_BUILD_DIR "/examples/";
+static const std::string folder = build_path("examples/");
 
 TEST(Examples, AUserFunctionSendsTheColumnsThatAreNotZero)
 {
@@ -39,7 +40,7 @@ TEST(Examples, TheProtocolIsSpokenByItsDocumentAlone)
 {
     if (access("/usr/bin/python3", X_OK) != 0) GTEST_SKIP() << "there is no python3";
     server s;
-    process_result talk = run({VNT_SOURCE_DIR "/examples/protocol.py", s.address()});
+    process_result talk = run({source_path("examples/protocol.py"), s.address()});
     EXPECT_EQ(talk.status, 0) << talk.err << s.log();
     EXPECT_EQ(talk.out, "solved: x = 3 y = 1\nsolved while away: x = 0 y = 2\n");
 }

@@ -1,4 +1,5 @@
 // The libraries as the loader and other programs see them.
+#include "test/folders.h"
 #include "test/server.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,7 @@ namespace vnt {
 
 static std::string library(const std::string &name)
 {
-    return VNT_BUILD_DIR "/lib/" + name;
+    return build_path("lib/" + name);
 }
 
 // The words that a command prints.
@@ -31,7 +32,7 @@ static std::set<std::string> exported(const std::string &name)
 // comments.
 static std::set<std::string> declared(const std::string &header, const std::string &kind)
 {
-    return words("sed 's,//.*,,' " VNT_SOURCE_DIR "/include/" + header + " | grep -oE '\\<" + kind +
+    return words("sed 's,//.*,,' " + source_path("include/" + header) + " | grep -oE '\\<" + kind +
                  "[A-Za-z0-9_]+\\(' | tr -d '('");
 }
 
@@ -64,8 +65,8 @@ TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
 TEST(Library, AProgramSolvesRemotelyUnchanged)
 {
     server s({"-loglevel=4"});
-    const std::string program = VNT_BUILD_DIR "/test/plain";
-    const std::string model = VNT_SOURCE_DIR "/test/models/afiro.mps";
+    const std::string program = build_path("test/plain");
+    const std::string model = source_path("test/models/afiro.mps");
     process_result here = run({program, model});
     EXPECT_EQ(here.status, 0) << here.err;
     EXPECT_EQ(here.out.substr(0, 10), "1 -464.753") << here.out;
@@ -81,10 +82,10 @@ TEST(Library, AnInstalledCopyRunsFromItsFolder)
 {
     if (sanitized) GTEST_SKIP() << "libraries are not looked for beside a sanitized program";
     std::string folder = testing::TempDir() + "vnt-installed-" + std::to_string(getpid());
-    process_result install = run({"cmake", "--install", VNT_BUILD_DIR, "--prefix", folder});
+    process_result install = run({"cmake", "--install", build_path(""), "--prefix", folder});
     EXPECT_EQ(install.status, 0) << install.err;
-    process_result local = run(
-        {folder + "/bin/vntsolve", "--local", "--json", VNT_SOURCE_DIR "/test/models/afiro.mps"});
+    process_result local =
+        run({folder + "/bin/vntsolve", "--local", "--json", source_path("test/models/afiro.mps")});
     EXPECT_EQ(local.status, 0) << local.err;
     process_result ldd = run({"ldd", folder + "/bin/vntworker"});
     EXPECT_NE(ldd.out.find(folder), std::string::npos) << "its own libraries, not the build's";

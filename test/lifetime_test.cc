@@ -1,4 +1,5 @@
 // What is left when a client or the server is gone without a word: nothing.
+#include "test/folders.h"
 #include "test/server.h"
 #include "test/serverprocess.h"
 
@@ -9,8 +10,8 @@
 
 namespace vnt {
 
-static const std::string longmodel = VNT_SOURCE_DIR "/test/models/misc07.mps";
-static const std::string shortmodel = VNT_SOURCE_DIR "/test/models/afiro.mps";
+static const std::string longmodel = source_path("test/models/misc07.mps");
+static const std::string shortmodel = source_path("test/models/afiro.mps");
 
 // A client in the middle of a solve, and its worker.
 struct busy_client {

@@ -1,4 +1,5 @@
 #include "test/process.h"
+#include "test/folders.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -19,7 +20,7 @@ namespace vnt {
 // before the sanitizer's own.
 static void please_sanitizer()
 {
-    setenv("LD_LIBRARY_PATH", VNT_BUILD_DIR "/lib", 0);
+    setenv("LD_LIBRARY_PATH", build_path("lib").c_str(), 0);
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 0);
 }
 
@@ -135,7 +136,7 @@ std::vector<pid_t> process_children(pid_t id)
 
 std::string built(const std::string &name)
 {
-    return VNT_BUILD_DIR "/bin/" + name;
+    return build_path("bin/" + name);
 }
 
 std::string file_text(const std::string &path)

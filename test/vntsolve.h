@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "test/folders.h"
 #include "test/process.h"
 
 #include <fstream>
@@ -13,7 +14,7 @@ namespace vnt {
 
 inline std::string model(const std::string &name)
 {
-    return VNT_SOURCE_DIR "/test/models/" + name;
+    return source_path("test/models/" + name);
 }
 
 // A file for the length of a test.

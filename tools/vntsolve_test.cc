@@ -1,3 +1,4 @@
+#include "test/folders.h"
 #include "tools/display.h"
 #include "tools/options.h"
 #include "tools/report.h"
@@ -87,7 +88,7 @@ TEST(Report, JsonHasEveryDigitAndNullForWhatIsNoNumber)
 
 TEST(Report, TheManualListsTheSameExitStatuses)
 {
-    std::ifstream file(VNT_SOURCE_DIR "/docs/man/vntsolve.1");
+    std::ifstream file(source_path("docs/man/vntsolve.1"));
     std::string manual(std::istreambuf_iterator<char>(file), {});
 #define EXIT(name, status, text)                                                                   \
     EXPECT_NE(manual.find("\n" #status "|" text "\n"), std::string::npos) << text;

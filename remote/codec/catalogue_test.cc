@@ -1,4 +1,5 @@
 #include "remote/codec/catalogue.h"
+#include "test/folders.h"
 
 #include <gtest/gtest.h>
 
@@ -37,7 +38,7 @@ static std::string listing(void)
 // Both ends must agree on every id and field, also those of other versions.
 TEST(Catalogue, IsWhatWasAgreedOn)
 {
-    std::ifstream file(VNT_SOURCE_DIR "/remote/codec/catalogue.golden");
+    std::ifstream file(source_path("remote/codec/catalogue.golden"));
     std::ostringstream golden;
     golden << file.rdbuf();
     EXPECT_EQ(listing(), golden.str());

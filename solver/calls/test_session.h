@@ -4,6 +4,7 @@
 #pragma once
 
 #include "solver/calls/environment.h"
+#include "test/folders.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -53,7 +54,7 @@ struct session : testing::Test {
     VNTLPptr problem_of_file(const std::string &name)
     {
         VNTLPptr lp = problem();
-        std::string path = std::string(VNT_SOURCE_DIR) + "/test/models/" + name;
+        std::string path = source_path("test/models/" + name);
         EXPECT_EQ(VNTEreadcopyprob(env, lp, path.c_str(), nullptr, 0, nullptr), 0)
             << heard[CHANNEL_ERROR];
         return lp;

@@ -5,6 +5,7 @@
 #include "solver/formats/mps.h"
 #include "solver/problem/reformulation.h"
 #include "test/cross/random_model.h"
+#include "test/folders.h"
 
 #include <chrono>
 #include <cmath>
@@ -39,7 +40,7 @@ struct problem : vntlp {
 problem fromfile(const std::string &name)
 {
     problem p;
-    std::string path = VNT_SOURCE_DIR "/test/models/" + name;
+    std::string path = source_path("test/models/" + name);
     p.m = mps_read(file_contents(path.c_str(), nullptr, 0), &p.remarks);
     return p;
 }

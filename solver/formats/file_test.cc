@@ -1,5 +1,6 @@
 #include "solver/calls/test_session.h"
 #include "solver/formats/files.h"
+#include "test/folders.h"
 
 #include <cstdlib>
 #include <random>
@@ -201,8 +202,7 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
 // Damaged files: any status will do, but no crash, and the problem stays unless all was read.
 TEST_F(model_files, AFileWithAFlippedByteIsReadOrRefused)
 {
-    std::string good =
-        file_contents((std::string(VNT_SOURCE_DIR) + "/test/models/afiro.mps").c_str(), nullptr, 0);
+    std::string good = file_contents(source_path("test/models/afiro.mps").c_str(), nullptr, 0);
     VNTLPptr lp = problem_of_file("afiro.mps");
     ASSERT_EQ(VNTLwriteprob(env, lp, path("m.lp").c_str(), nullptr), 0);
     ASSERT_EQ(VNTLwriteprob(env, lp, path("m.mps.gz").c_str(), nullptr), 0);

@@ -1,5 +1,6 @@
 // calls_table.cc: prints docs/calls.md.
 #include "remote/handler/handler.h"
+#include "test/folders.h"
 #include "test/record/listing.h"
 
 #include <cstdio>
@@ -41,8 +42,7 @@ static const std::string &handler_tests(void)
 {
     static const std::string text = [] {
         std::string all;
-        for (const fs::directory_entry &e :
-             fs::directory_iterator(VNT_SOURCE_DIR "/remote/handler")) {
+        for (const fs::directory_entry &e : fs::directory_iterator(source_path("remote/handler"))) {
             if (e.path().string().find("_test.cc") == std::string::npos) continue;
             std::ifstream in(e.path());
             all.append(std::istreambuf_iterator<char>(in), {});

@@ -2,6 +2,7 @@
 // through a server and a worker to a solver that notes what it gets, and back.
 
 #include "client/connection.h"
+#include "test/folders.h"
 #include "test/record/arguments.h"
 #include "test/server.h"
 
@@ -117,7 +118,7 @@ class Calls : public testing::Test {
     void SetUp() override
     {
         fs::create_directory(folder);
-        fs::create_symlink(VNT_BUILD_DIR "/lib/libvantorecord.so", folder / "libvanto.so");
+        fs::create_symlink(build_path("lib/libvantorecord.so"), folder / "libvanto.so");
         worker = std::make_unique<server>(
             std::vector<std::string>{},
             std::vector<std::string>{"LD_LIBRARY_PATH=" + folder.string(), // the solver it finds

@@ -1,6 +1,7 @@
 // differential_test.cc: the same calls in this process and through a worker, on every model of the
 // project; what they return and what they fill must be the same, bit for bit.
 
+#include "test/folders.h"
 #include "test/record/arguments.h"
 #include "test/server.h"
 #include "test/vntsolve.h"
@@ -25,7 +26,7 @@ struct library {
     void *objects[3] = {}; // environment, problem, network
 
     explicit library(const std::string &name)
-        : handle(dlopen((VNT_BUILD_DIR "/lib/" + name).c_str(), RTLD_NOW | RTLD_LOCAL))
+        : handle(dlopen(build_path("lib/" + name).c_str(), RTLD_NOW | RTLD_LOCAL))
     {
     }
     ~library()
@@ -219,7 +220,7 @@ bool left_out(const std::string &function)
 std::vector<std::string> models(void)
 {
     std::vector<std::string> names;
-    for (const fs::directory_entry &e : fs::directory_iterator(VNT_SOURCE_DIR "/test/models"))
+    for (const fs::directory_entry &e : fs::directory_iterator(source_path("test/models")))
         if (e.path().extension() != ".md") names.push_back(e.path().filename());
     std::sort(names.begin(), names.end());
     return names;

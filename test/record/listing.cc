@@ -1,4 +1,5 @@
 #include "test/record/listing.h"
+#include "test/folders.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -54,7 +55,7 @@ static listed_function read_line(const std::string &line)
 static std::vector<listed_function> read_listing(void)
 {
     std::vector<listed_function> all;
-    std::ifstream in(VNT_SOURCE_DIR "/test/record/interface.txt");
+    std::ifstream in(source_path("test/record/interface.txt"));
     for (std::string line; std::getline(in, line);)
         if (line[0] != '#') all.push_back(read_line(line));
     return all;

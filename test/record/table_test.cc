@@ -1,3 +1,4 @@
+#include "test/folders.h"
 #include "test/process.h"
 
 #include <gtest/gtest.h>
@@ -6,8 +7,8 @@ namespace vnt {
 
 TEST(CallsTable, InTheDocumentsIsTheOneOfTheListsAndAllIsTested)
 {
-    const std::string table = run({VNT_BUILD_DIR "/test/calls_table"}).out;
-    EXPECT_TRUE(table == file_text(VNT_SOURCE_DIR "/docs/calls.md"))
+    const std::string table = run({build_path("test/calls_table")}).out;
+    EXPECT_TRUE(table == file_text(source_path("docs/calls.md")))
         << "build/test/calls_table > docs/calls.md";
     EXPECT_NE(table.find("444 requests, 444 tested."), std::string::npos);
 }
