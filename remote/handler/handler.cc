@@ -122,7 +122,9 @@ int frame_respond(handler_frame *frame, const void *response)
 {
     flushinfo(&frame->owner->info);
     transport *io = frame->owner->io;
-    io->ops.sendmsg(io, response);
+    const int rc = io->ops.sendmsg(io, response);
+    // The caller waits for this answer, and part of it may be on its way: nothing can follow it.
+    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
     return 0;
 }
 
