@@ -54,9 +54,12 @@ static void report_solution(session &s, solve_report *report)
     bool mip = type == VNT_PROB_MIP || type == VNT_PROB_MIQP || type == VNT_PROB_MIQCP;
     bool none = report->stat == VNT_STAT_INFEASIBLE || report->stat == VNT_STAT_UNBOUNDED ||
                 report->stat == VNT_STAT_INFEASIBLE_OR_UNBOUNDED;
-    if (!none && s.solver.VNTLgetobjval(s.env, s.lp, &value) == 0) {
+    int status = none ? VNTERR_NO_SOLUTION : s.solver.VNTLgetobjval(s.env, s.lp, &value);
+    if (status == 0) {
         report->objective = value;
         report->largest = largest_variables(s, report->columns);
+    } else if (status != VNTERR_NO_SOLUTION) {
+        session_check(s, status, "reading the objective");
     }
     if (mip) {
         if (!none && s.solver.VNTLgetbestobjval(s.env, s.lp, &value) == 0) report->bound = value;
@@ -66,6 +69,15 @@ static void report_solution(session &s, solve_report *report)
     }
     if (report->stat == VNT_STAT_OPTIMAL) report->bound = report->objective;
     report->iterations = s.solver.VNTLgetitcnt(s.env, s.lp) + s.solver.VNTLgetbaritcnt(s.env, s.lp);
+}
+
+// Most of the report comes as values, which cannot say that the worker is gone.  A call that can
+// say so, after all of them, vouches for them.
+static void check_worker(session &s)
+{
+    int level;
+    session_check(s, s.solver.VNTLgetintparam(s.env, VNT_PARAM_LOG_LEVEL, &level),
+                  "reading the result");
 }
 
 // What the user wants written.  A solve need not bring a solution or a basis; that is told and no
@@ -113,6 +125,7 @@ std::optional<solve_report> solve(session &s)
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);
     report_solution(s, &report);
+    check_worker(s);
     write_files(s, &report);
     return report;
 }

@@ -19,6 +19,7 @@ namespace vnt {
     F(VNTLopenVANTO) F(VNTLcloseVANTO) F(VNTLgetchannels) F(VNTLaddfuncdest)                       \
     F(VNTLEsetasyncterminate) F(VNTEsetpausecallbackfunc) F(VNTEgetasyncmipprogress)               \
     F(VNTLgetparamnum) F(VNTLgetparamtype)                                                         \
+    F(VNTLgetintparam)                                                                             \
     F(VNTLsetintparam) F(VNTLsetlongparam) F(VNTLsetdblparam) F(VNTLsetstrparam)                   \
     F(VNTLcreateprob) F(VNTLfreeprob) F(VNTEreadcopyprob)                                          \
     F(VNTLgetprobtype) F(VNTLlpopt) F(VNTLqpopt) F(VNTLmipopt)                                     \
