@@ -15,7 +15,7 @@ namespace vnt {
 
 static constexpr int DRAIN_TIME = 1000; // milliseconds
 
-static void enter(handshake *h, decltype(handshake::phase) phase, int64_t milliseconds)
+static void phase_enter(handshake *h, decltype(handshake::phase) phase, int64_t milliseconds)
 {
     h->phase = phase;
     h->have = 0;
@@ -28,7 +28,7 @@ void handshakes_add(handshakes *h, int fd)
     added->fd = fd;
     socknam(fd, 1, added->peer);
     log_line(LOG_INFO, "New connection from %s\n", added->peer);
-    enter(added, handshake::ACTION, h->timeout);
+    phase_enter(added, handshake::ACTION, h->timeout);
 }
 
 int handshakes_poll(const handshakes *h, struct pollfd *fds)
@@ -52,44 +52,44 @@ void handshake_refuse(int fd, int status)
 
 // The steps below return whether the connection stays open here.
 
-static bool discard(handshake *c)
+static bool connection_discard(handshake *c)
 {
     owned_close(c->fd);
     return false;
 }
 
-static bool answer(handshake *c, int status)
+static bool connection_answer(handshake *c, int status)
 {
     if (status == HANDSHAKE_OK) return false; // the server's now
     handshake_refuse(c->fd, status);
-    enter(c, handshake::DRAIN, DRAIN_TIME);
+    phase_enter(c, handshake::DRAIN, DRAIN_TIME);
     return true;
 }
 
 // The number awaited did not come, in time or at all.
-static bool miss(handshake *c)
+static bool number_miss(handshake *c)
 {
-    if (c->phase == handshake::DRAIN) return discard(c);
+    if (c->phase == handshake::DRAIN) return connection_discard(c);
     log_syscall("timed_read");
-    return c->phase == handshake::ID ? answer(c, HANDSHAKE_NOID) : discard(c);
+    return c->phase == handshake::ID ? connection_answer(c, HANDSHAKE_NOID) : connection_discard(c);
 }
 
-static bool act(handshakes *h, handshake *c)
+static bool action_take(handshakes *h, handshake *c)
 {
     if (c->phase == handshake::ID)
-        return answer(c,
-                      h->actions.reconnect(h->actions.server, c->fd, handshake_id_get(c->bytes)));
+        return connection_answer(
+            c, h->actions.reconnect(h->actions.server, c->fd, handshake_id_get(c->bytes)));
     uint32_t action = handshake_action_get(c->bytes);
     log_line(LOG_INFO, "%s: ACTION: %u\n", c->peer, action);
     if (action == ACTION_NEW)
-        return answer(c, h->actions.newworker(h->actions.server, c->fd, c->peer));
-    if (action != ACTION_RECONNECT) return answer(c, HANDSHAKE_NOACTION);
-    enter(c, handshake::ID, h->timeout);
+        return connection_answer(c, h->actions.newworker(h->actions.server, c->fd, c->peer));
+    if (action != ACTION_RECONNECT) return connection_answer(c, HANDSHAKE_NOACTION);
+    phase_enter(c, handshake::ID, h->timeout);
     return true;
 }
 
 // Reads what is here, and not a byte beyond the number awaited: the rest is for the worker.
-static bool receive(handshakes *h, handshake *c)
+static bool number_receive(handshakes *h, handshake *c)
 {
     char dropped[4096];
     bool drain = c->phase == handshake::DRAIN;
@@ -98,25 +98,25 @@ static bool receive(handshakes *h, handshake *c)
                       : read(c->fd, c->bytes + c->have, wanted - c->have);
     if (n < 0 && (errno == EAGAIN || errno == EINTR)) return true;
     if (n == 0) errno = ENODATA;
-    if (n <= 0) return miss(c);
+    if (n <= 0) return number_miss(c);
     if (drain) return true;
     c->have += static_cast<size_t>(n);
-    return c->have < wanted || act(h, c);
+    return c->have < wanted || action_take(h, c);
 }
 
-static bool step(handshakes *h, handshake *c, bool ready)
+static bool connection_step(handshakes *h, handshake *c, bool ready)
 {
     if (clock_ms() >= c->deadline) {
         errno = EAGAIN;
-        return miss(c);
+        return number_miss(c);
     }
-    return !ready || receive(h, c);
+    return !ready || number_receive(h, c);
 }
 
 void handshakes_serve(handshakes *h, const struct pollfd *fds)
 {
     for (int i = 0; i < h->count; i++) {
-        if (step(h, &h->open[i], fds[i].revents != 0)) continue;
+        if (connection_step(h, &h->open[i], fds[i].revents != 0)) continue;
         h->count--;
         memmove(&h->open[i], &h->open[i + 1], (h->count - i) * sizeof(handshake));
         return;

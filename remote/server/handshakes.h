@@ -1,12 +1,13 @@
 // handshakes.h: connections that have not said yet what they want.
 //
-// A client's first word is an action; "reconnect" is followed by a worker's id.  Each connection
-// has a deadline of its own for each, and none keeps another waiting: all of them are polled at
-// once.  Who is refused gets a status, and a moment to read it, before the connection is closed:
-// closing with bytes unread would reset it, and the status might be lost.
+// A client first sends an action; "reconnect" is followed by a worker's id.  Each number has a
+// deadline, and all connections are polled at once, so that none keeps another waiting.  A refused
+// client gets a status, and a moment to read it, before the connection is closed: closing with
+// bytes unread would reset it, and the status might be lost.
 //
 // Ownership: connections are this module's until the server takes one.
 // Threads: the main thread alone.
+// Errors: a connection that fails is logged and closed.
 
 #pragma once
 
@@ -19,8 +20,8 @@
 
 namespace vnt {
 
-// More than that wait in the system's queue.  It is many, as silent connections hold their places
-// until their deadlines, and keep others out meanwhile.
+// Further connections wait in the system's queue.  The number is high because silent connections
+// keep their places until their deadlines.
 constexpr int HANDSHAKES_MAX = 1024;
 
 // What the server does for a connection.  Each returns a status of remote/transport/handshake.h:
@@ -34,7 +35,7 @@ struct handshake_actions {
 struct handshake {
     int fd;
     enum { ACTION, ID, DRAIN } phase;
-    unsigned char bytes[8]; // of the number that is awaited, `have` of them are here
+    unsigned char bytes[8]; // the number under way; `have` of them have come
     size_t have;
     int64_t deadline; // of clock_ms()
     char peer[SOCKNAM_SIZE];
@@ -53,13 +54,12 @@ void handshakes_add(handshakes *h, int fd);
 // One entry for each connection; returns the milliseconds until the first deadline, -1 for none.
 int handshakes_poll(const handshakes *h, struct pollfd *fds);
 
-// Goes on with the connections that `fds`, as filled above and then polled, says are ready, and
-// with those whose time is up, up to the first that leaves: making a worker for it takes long
-// enough for the system's short queue of connections to overflow, and who falls out of that waits
-// for seconds.
+// Serves the connections that `fds`, as filled above and then polled, says are ready, and those
+// whose time is up, until the first leaves the list: making a worker for it takes long, and
+// meanwhile new connections and signals wait.
 void handshakes_serve(handshakes *h, const struct pollfd *fds);
 
-// Answers with a status.  It is not worth waiting for.
+// Answers with a status, without waiting for room.
 void handshake_refuse(int fd, int status);
 
 } // namespace vnt

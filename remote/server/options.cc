@@ -131,7 +131,7 @@ static int port_read(server_options *o, const char *value)
     return 0;
 }
 
-static int read_address(server_options *o, const char *value)
+static int address_read(server_options *o, const char *value)
 {
     if (strlen(value) >= sizeof o->address) {
         fprintf(stderr, "address argument %s too long\n", value);
@@ -191,7 +191,7 @@ static constexpr option libraryoptions[] = {{"-library=", library_read}};
 static constexpr option otheroptions[] = {
     {"-pidfile=", pidfile_read},   {"-action-timeout=", actiontimeout_read},
     {"-polling=", polling_read},   {"-host=", host_read},
-    {"-port=", port_read},         {"-address=", read_address},
+    {"-port=", port_read},         {"-address=", address_read},
     {"-info", info_read},          {"-debug", debug_read},
     {"-loglevel=", loglevel_read}, {"-help", help_read},
 };

@@ -17,7 +17,7 @@
 namespace vnt {
 
 // A worker logs to standard error, wherever the server logs.
-static void resetlog(server *s)
+static void log_reset(server *s)
 {
     log_setfd(STDERR_FILENO);
     if (s->options.logfd >= 0) close(s->options.logfd);
@@ -25,14 +25,14 @@ static void resetlog(server *s)
 
 // A worker does not outlive its server, also where the server is killed.  The signal is bound to
 // the thread that forks, which lasts as long as the server.
-static void follow(pid_t serverid)
+static void server_follow(pid_t serverid)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != serverid) _exit(0);
 }
 
-// Thousands of workers that fail in the same way are not to fill the disk.
-static void limitcore(void)
+// Thousands of workers that fail in the same way must not fill the disk.
+static void core_limit(void)
 {
     struct rlimit limit;
     if (log_getlevel() >= LOG_DEBUG || getrlimit(RLIMIT_CORE, &limit) != 0) return;
@@ -41,7 +41,7 @@ static void limitcore(void)
 }
 
 // The life of a worker's process.
-[[noreturn]] static void live(server *s, server_child *c, const char *peer)
+[[noreturn]] static void worker_live(server *s, server_child *c, const char *peer)
 {
     worker_child *w = &c->worker;
     w->id = getpid();
@@ -54,9 +54,9 @@ static void limitcore(void)
     exit(0);
 }
 
-// Makes a process for the record; in the server returns as fork() does.  Not once the server is to
-// end: whoever takes the list then takes all workers.
-static pid_t fork_worker(server *s, server_child *c, const char *peer)
+// Makes a process for the record; in the server returns as fork() does.  Fails once the server is
+// to end: the reaper takes the list then, and must get all workers.
+static pid_t worker_fork(server *s, server_child *c, const char *peer)
 {
     pid_t serverid = getpid();
     mutex_holder hold(&s->lock);
@@ -68,11 +68,11 @@ static pid_t fork_worker(server *s, server_child *c, const char *peer)
     pid_t id = s->parts.fork();
     if (id == 0) {
         child_become(c); // no lock of the server is touched here
-        follow(serverid);
-        resetlog(s);
+        server_follow(serverid);
+        log_reset(s);
         signals_reset();
-        limitcore();
-        live(s, c, peer);
+        core_limit();
+        worker_live(s, c, peer);
     }
     owned_unlock();
     if (id < 0) return id;
@@ -87,7 +87,7 @@ int spawn_worker(void *server_, int client, const char *peer)
     server *s = static_cast<server *>(server_);
     server_child *c = child_create(client, peer, s->parts.grace);
     if (c == nullptr) return HANDSHAKE_NORESOURCES;
-    pid_t id = fork_worker(s, c, peer);
+    pid_t id = worker_fork(s, c, peer);
     if (id < 0) {
         log_syscall("fork");
         c->client = -1; // the caller's still
@@ -98,7 +98,7 @@ int spawn_worker(void *server_, int client, const char *peer)
     return HANDSHAKE_OK;
 }
 
-static server_child *find_child(server *s, int32_t id)
+static server_child *child_find(server *s, int32_t id)
 {
     server_child *c = s->children;
     while (c != nullptr && c->id != id)
@@ -115,7 +115,7 @@ int spawn_reconnect(void *server_, int client, int64_t workerid)
     int32_t id = static_cast<int32_t>(workerid); // process ids have 32 bits; the others are ignored
 
     mutex_holder hold(&s->lock);
-    server_child *c = find_child(s, id);
+    server_child *c = child_find(s, id);
     if (c == nullptr) {
         log_line(LOG_ERROR, "Child %d not found\n", id);
         return HANDSHAKE_NOTFOUND;

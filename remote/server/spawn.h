@@ -1,5 +1,4 @@
-// spawn.h: what the server does for a client that has said what it wants: a new worker, or the one
-// that it left.
+// spawn.h: makes a new worker for a client, or hands it the one that it left.
 //
 // Threads: the main thread alone.  Errors: a status of tcpip.h; with 0 the connection has become
 // the worker's.
