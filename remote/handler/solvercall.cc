@@ -69,18 +69,6 @@ static int32_t request_flags(const void *request)
     return static_cast<const vntmsg_GETNUMROWS_REQ *>(request)->flags;
 }
 
-// The record that travels belongs to the transport, which frees it when the next one arrives:
-// while an asynchronous call runs, control requests do.
-static int copy_request(solver_run *run)
-{
-    run->flags = request_flags(run->request);
-    if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
-    run->copy = vntmsg_copy(run->request);
-    if (run->copy == nullptr) return VNTERR_NO_MEMORY;
-    run->request = run->copy;
-    return 0;
-}
-
 // Taking: out of the request, into the arguments.
 
 static int take_object(solver_run *run, const call_argument &arg)
@@ -157,9 +145,57 @@ static int take(solver_run *run, const call_argument &arg, passing *p)
     }
 }
 
+// An array of the received request that has to be joined for the solver, null for other arguments.
+static message_array *array_to_join(const solver_run *run, const call_argument &arg)
+{
+    void *request = run->frame->request;
+    message_array *a = nullptr;
+    if (arg.word == CALL_IN || arg.word == CALL_INOUT)
+        a = &field_at<message_array>(request, arg.request_at);
+    if (arg.word == CALL_INFILE_CONTENTS)
+        a = &field_at<message_file>(request, arg.request_at).contents;
+    return a != nullptr && a->nchunks > 1 ? a : nullptr;
+}
+
+// Takes the arrays that have to be joined out of the received request, and copies the rest of it.
+// Joined out of the copy, such arrays would be in memory three times.
+static int copy_all_but_joined(solver_run *run)
+{
+    struct {
+        message_array *place;
+        message_array array;
+    } joined[SOLVERCALL_MAXARGS];
+    int njoined = 0;
+    int rc = 0;
+    for (int i = 0; rc == 0 && i < run->call->nargs; i++) {
+        message_array *a = array_to_join(run, run->call->args[i]);
+        if (a == nullptr) continue;
+        rc = take(run, run->call->args[i], &run->args[i]);
+        joined[njoined++] = {a, *a};
+        *a = {};
+    }
+    if (rc == 0) run->copy = vntmsg_copy(run->frame->request);
+    while (njoined-- > 0)
+        *joined[njoined].place = joined[njoined].array;
+    if (rc != 0) return rc;
+    return run->copy != nullptr ? 0 : VNTERR_NO_MEMORY;
+}
+
+// The record that travels belongs to the transport, which frees it when the next one arrives:
+// while an asynchronous call runs, control requests do.
+static int copy_request(solver_run *run)
+{
+    run->flags = request_flags(run->request);
+    if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
+    const int rc = copy_all_but_joined(run);
+    if (rc == 0) run->request = run->copy;
+    return rc;
+}
+
 static int take_all(solver_run *run)
 {
     for (int i = 0; i < run->call->nargs; i++) {
+        if (run->args[i].owned != nullptr) continue; // joined before the request was copied
         int rc = take(run, run->call->args[i], &run->args[i]);
         if (rc != 0) return rc;
     }
@@ -259,6 +295,10 @@ static int make_block(passing *p, int64_t count, size_t size)
 static int make_copy(passing *p, int64_t count, size_t size)
 {
     passing taken = *p;
+    if (taken.owned != nullptr && count > 0 && count <= taken.count) { // a copy already
+        p->count = count;
+        return 0;
+    }
     p->owned = nullptr;
     int rc = taken.present ? make_block(p, count, size) : 0;
     if (rc == 0 && p->owned != nullptr) {

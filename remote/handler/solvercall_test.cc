@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <memory>
 
 namespace vnt {
@@ -283,6 +284,24 @@ TEST_F(SolverCall, AnAsynchronousCallOutlivesItsRequest)
     request.flags = 0;
     EXPECT_EQ(RUN(CHGOBJ, request), 0);
     EXPECT_EQ(pointer, indices.chunks[0].data()) << "one that does not is not copied";
+}
+
+// What a worker holds of large arrays while the solver works, beside the request that came.
+TEST_F(SolverCall, AnAsynchronousCallHoldsLargeArraysOnce)
+{
+    static constexpr int HALF = 1 << 20;
+    const auto in_use = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+    chunked<int> indices{std::vector<int>(HALF, 7), std::vector<int>(HALF, 8)};
+    const size_t size = 2 * HALF * sizeof(int), before = in_use();
+    size_t held = 0;
+    during = [&] { held = in_use() - before; };
+    vntmsg_CHGOBJ_REQ request = {nullptr, 0,        FLAG_ASYNCHRONOUS, env.a,
+                                 lp.a,    2 * HALF, indices.a,         {}};
+    EXPECT_EQ(RUN(CHGOBJ, request), 0);
+    EXPECT_EQ(said, (lines{"begin 1246", "chgobj 8", "end"}));
+    EXPECT_LT(held, size + size / 4);
+    EXPECT_LT(in_use() - before, size / 4);
+    EXPECT_EQ(request.indices.nchunks, 2u) << "the request is as it came";
 }
 
 } // namespace

@@ -66,12 +66,21 @@ static bool is_asynchronous(const user_call *call)
 }
 
 // The request itself is freed when the next one arrives, which while an asynchronous call runs is
-// soon.
-static int take_request(user_call *call, void *request)
+// soon.  An input in several chunks is joined first and left out of the copy, as a solver call's
+// arrays are.
+static int take_request(user_call *call, void *received)
 {
-    call->request = static_cast<const vntmsg_USERFUNCTION_REQ *>(request);
+    auto *request = static_cast<vntmsg_USERFUNCTION_REQ *>(received);
+    call->request = request;
     if (!is_asynchronous(call)) return 0;
+    const message_array input = request->input;
+    if (input.nchunks > 1) {
+        const int rc = flattenarray(&call->input, &input, TYPE_BYTE);
+        if (rc != 0) return rc;
+        request->input = {};
+    }
     call->copy = vntmsg_copy(request);
+    if (input.nchunks > 1) request->input = input;
     if (call->copy == nullptr) return msg2vnt(MESSAGE_NOMEMORY);
     call->request = static_cast<const vntmsg_USERFUNCTION_REQ *>(call->copy);
     return 0;
@@ -81,7 +90,9 @@ static int take_arguments(user_call *call, const handler *h)
 {
     void *env = nullptr;
     if (handle_take(&call->request->env, &env) != 0) return -1;
-    const int rc = flattenarray(&call->input, &call->request->input, TYPE_BYTE);
+    const int rc = call->input.data != nullptr // joined before the request was copied
+                       ? 0
+                       : flattenarray(&call->input, &call->request->input, TYPE_BYTE);
     if (rc != 0) return rc;
     if (is_asynchronous(call) && async_isasync()) return -1;
     call->env = static_cast<VNTENVptr>(env);
