@@ -1,8 +1,10 @@
-// child.h: the worker process as its own code sees it: four pipe ends and an id.
+// child.h: the worker's side of the pipes to its server: four ends and an id.
 //
 // The server has forked the process and serves the other ends: what a client sends arrives at
 // infd, what is written to outfd reaches the client, also when a new client has taken the place
 // of the old one.
+//
+// Threads: the record is set before the first request and read by the thread that serves one.
 
 #pragma once
 
@@ -20,10 +22,5 @@ struct worker_child {
 
 // The process's own record, null where no worker runs.
 extern worker_child *workerchild;
-
-// The body of a worker: greets the client, serves requests until a terminate message arrives.
-// Every failure is logged and ends the process with abort().  argv is the server's, less the
-// server's own options.
-void tcpipworker(worker_child *child, int argc, char **argv);
 
 } // namespace vnt

@@ -2,6 +2,7 @@
 
 #include "remote/base/entry.h"
 #include "remote/server/server.h"
+#include "remote/worker/worker.h"
 #include "vanto_remote.h"
 
 namespace vnt {

@@ -1,9 +1,8 @@
-// The worker's main loop.
+#include "remote/worker/worker.h"
 
 #include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/handler/async.h"
-#include "remote/handler/child.h"
 #include "remote/handler/serve.h"
 #include "remote/transport/handshake.h"
 #include "remote/worker/userfunctions.h"

@@ -1,5 +1,5 @@
 // A worker's main loop, with the test in the place of the server and the client.
-#include "remote/handler/child.h"
+#include "remote/worker/worker.h"
 
 #include "remote/codec/catalogue.h"
 #include "test/bytes.h"
