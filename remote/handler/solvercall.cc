@@ -278,7 +278,7 @@ static size_t slot_size(const call_argument &arg)
     return message_elementsize(arg.type);
 }
 
-// Zeroed, and none for a count of 0.
+// Allocates zeroed elements; a count of 0 leaves the pointer null.
 static int make_block(passing *p, int64_t count, size_t size)
 {
     p->count = count;
@@ -290,8 +290,9 @@ static int make_block(passing *p, int64_t count, size_t size)
     return p->owned != nullptr ? 0 : VNTERR_NO_MEMORY;
 }
 
-// The solver changes a copy, as long as it expects: the request stays as it came.  An array that
-// came is not null, not even where the solver expects nothing.
+// Copies an array that the solver changes, so that the request stays as it came.  The copy has the
+// length that the solver expects, zeros behind what came.  An array that came is never passed as
+// null, not even with a length of 0.
 static int make_copy(passing *p, int64_t count, size_t size)
 {
     passing taken = *p;
@@ -415,7 +416,7 @@ static int give(const solver_run *run, const call_argument &arg, const passing &
         return give_names(&field_at<message_array>(response, arg.response_at), p, (&p)[1],
                           run->queries.width);
     case CALL_OUTFILE:
-        // What a failed write has left behind is nobody's file.
+        // A failed write may have left half a file; it is not sent.
         if (run->result.value.i != 0) return 0;
         return outfile_attach(&run->file, &field_at<message_file>(response, arg.response_at));
     default: return 0;

@@ -188,6 +188,19 @@ TEST_F(SolverCall, TextIsMeasuredByTheSolversTerminatorAndNeedsRoom)
     EXPECT_EQ(refusal(), 1001);
 }
 
+// The solver would read what lies behind it.
+TEST_F(SolverCall, AnInputThatIsShorterThanItsCountIsRejected)
+{
+    chunked<int> indices{{0, 1}, {2}};
+    chunked<double> values{{1, 2, 3, 4}};
+    for (int count : {2, 3, 4}) {
+        sent.clear();
+        vntmsg_CHGOBJ_REQ request = {nullptr, 0, 0, env.a, lp.a, count, indices.a, values.a};
+        EXPECT_EQ(RUN(CHGOBJ, request), count <= 3 ? 0 : -1) << count;
+        EXPECT_EQ(refusal(), count <= 3 ? 0 : -1);
+    }
+}
+
 // The solver would read what lies behind them, or before.
 TEST_F(SolverCall, AMatrixThatReachesBeyondItsArraysIsRejected)
 {
