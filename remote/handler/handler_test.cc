@@ -83,7 +83,7 @@ TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
     EXPECT_TRUE(w.silent()); // it reads nothing while parked
     w.release(4711);
     EXPECT_EQ(w.hear(), "GETNUMROWS_RES 10");
-    EXPECT_EQ(w.ask("DISCONNECT_REQ"), "NAK 1021 0 -1"); // still away: nobody has said RECONNECT
+    EXPECT_EQ(w.ask("DISCONNECT_REQ"), "NAK 1021 0 -1"); // still away: no RECONNECT has come
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
     EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
     w.release(0); // the server stops

@@ -89,7 +89,7 @@ TEST(Info, OfOneThreadArrivesInOrderAndNoneBehindTheAnswerToADisconnect)
         });
     int next[THREADS] = {};
     int heard = 0;
-    // The next message that is none of the threads'.
+    // The next message that comes from no thread.
     const auto other = [&] {
         for (;;) {
             std::string message = w.hear();

@@ -1,6 +1,6 @@
 // queries.h: what a run function asks the solver before its call, to size the outputs.
 //
-// A row's sizes name queries.  Each is asked once, whoever needs it, and also when it only bounds
+// A row's sizes name queries.  Each is asked once for all arguments, and also when it only bounds
 // an index: solvers are used to being asked.  The number of columns alone is asked only where an
 // output depends on it.
 //

@@ -1,6 +1,6 @@
 // library.h: shared libraries that the server or a worker loads because an option names them.
 //
-// Ownership: whoever opens a library closes it.
+// Ownership: the caller that opens a library closes it.
 // Threads: one at a time.
 // Errors: codes of remote/message/errors.h; each file that does not open leaves a trace line.
 

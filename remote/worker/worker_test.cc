@@ -77,7 +77,7 @@ TEST(Worker, ServesUntilTheFirstTerminateMessage)
     }
 }
 
-// What goes wrong is told, after the greeting in any case, and is the end.
+// It logs what went wrong, after the greeting in any case, and aborts.
 TEST(Worker, AFaultEndsItWithALine)
 {
     const std::string nocodecs = words({4711}), longname(4097, 'l');
