@@ -2,16 +2,31 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace vnt {
 
+static constexpr int SHORTAGE_WAIT = 10;      // milliseconds until memory may be there again
+static constexpr int SHORTAGE_PATIENCE = 500; // waits of that length until a wait gives up
+
+static void wait_for_memory()
+{
+    const timespec pause = {0, SHORTAGE_WAIT * 1000 * 1000};
+    nanosleep(&pause, nullptr);
+}
+
 int io_wait(int fd, short events, int stopfd, int64_t deadline)
 {
     pollfd fds[2] = {{fd, events, 0}, {stopfd, POLLIN, 0}}; // poll() passes over -1
-    for (;;) {
+    for (int shortages = 0;;) {
         int ready = poll(fds, 2, clock_leftms(deadline));
+        // The system can be short of memory for a moment, which must not cost a connection.
+        if (ready < 0 && errno == ENOMEM && shortages++ < SHORTAGE_PATIENCE) {
+            wait_for_memory();
+            continue;
+        }
         if (ready > 0 && fds[1].revents == 0) return 1;
         if (ready > 0) errno = ECANCELED;
         if (ready > 0 || (ready < 0 && errno != EINTR)) return -1;
@@ -37,8 +52,6 @@ static ssize_t readsome(int fd, void *bytes, size_t n)
     if (done == 0) errno = ECONNRESET;
     return done;
 }
-
-static constexpr int SHORTAGE_WAIT = 10; // milliseconds until memory may be there again
 
 // After a call that moved nothing: returns whether to call again.
 static bool retry(ssize_t done, int fd, short events, int stopfd, int64_t deadline)

@@ -269,6 +269,12 @@ std::map<std::string, long> count_calls(const scenario &s, figures *sum)
     return most;
 }
 
+// Nothing is interrupted for ever, and where every wait fails nobody can be served.
+bool may_last(const kind_of_call &kind, int error)
+{
+    return error != EINTR && strstr(kind.name, "poll") == nullptr;
+}
+
 // The faults of one call: at the first ones, and then at ever larger distances.
 std::vector<fault> faults_of(const std::string &role, const kind_of_call &kind, long count)
 {
@@ -276,7 +282,7 @@ std::vector<fault> faults_of(const std::string &role, const kind_of_call &kind, 
     for (long k = 1; k <= count; k += 1 + k / 8) {
         for (int error : kind.errors)
             for (const char *mode : {"once", "on"})
-                if (error != EINTR || strcmp(mode, "once") == 0) // nothing is interrupted for ever
+                if (strcmp(mode, "once") == 0 || may_last(kind, error))
                     list.push_back({role, kind.name, k, error, mode});
         if (kind.moves) list.push_back({role, kind.name, k, kind.errors[0], "on"});
         if (kind.moves) list.back().mode = "short";
