@@ -21,7 +21,7 @@ using namespace vnt;
 
 using steady = std::chrono::steady_clock;
 
-static constexpr double latest = 5; // seconds into a solve at which it is ended
+static constexpr double latest = 5; // seconds into a solve, the latest moment to end it
 
 static void must(bool fine, const char *what)
 {
@@ -85,7 +85,7 @@ static void print_histogram(const std::vector<double> &sorted)
     }
 }
 
-// Seconds from the order to end the solve to its answer; negative if it was over before.
+// Seconds from the order to end the solve to its answer; negative when it had ended before.
 static double ended_after(problem &p, double moment)
 {
     p.start();

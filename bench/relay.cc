@@ -22,7 +22,7 @@ struct order {
     uint64_t down;
 };
 
-// For system calls that only fail when the machine does.
+// For system calls that fail only when the machine is in trouble.
 static int must(int result, const char *what)
 {
     if (result >= 0) return result;

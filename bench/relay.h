@@ -1,6 +1,6 @@
-// relay.h: the least that a server of this kind can do, to measure the real one against: a socket,
-// a process that copies between it and two pipes, and a process behind these that takes so many
-// bytes and gives so many.  Nobody looks into the bytes.
+// relay.h: a minimal server of the same shape, the baseline for measuring the real one: a socket, a
+// process that copies between it and two pipes, and a process behind the pipes that consumes and
+// produces as many bytes as it is asked for.  It never looks into the bytes.
 //
 // Ownership: the destructor closes the connection, upon which both processes end, and collects
 // them.

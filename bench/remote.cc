@@ -4,8 +4,8 @@
 //
 //   remote [ROUNDS]
 //
-// The worker's solver is a stand-in that answers at once.  Printed are the medians and their
-// ratio: how much longer the real road takes.
+// The worker's solver is a stand-in that answers at once.  Prints the medians and their ratio: how
+// much longer a call through the real server takes.
 
 #include "bench/relay.h"
 #include "test/folders.h"
@@ -43,13 +43,13 @@ static double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-// Measures both in turns and prints a line; `scale` and `unit` say how.
+// Measures both in turns and prints a line; `scale` turns seconds into `unit`.
 static void compare(const char *name, int rounds, const std::function<void()> &real,
                     const std::function<void()> &bare, const std::function<double(double)> &scale,
                     const char *unit)
 {
     std::vector<double> realtimes, baretimes;
-    real(); // memory that is new is slow the first time
+    real(); // the first run pays for fresh memory
     bare();
     for (int i = 0; i < rounds; i++) {
         realtimes.push_back(seconds_of(real));

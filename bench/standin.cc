@@ -1,5 +1,5 @@
-// A stand-in for the solver whose answers cost nothing, so that what is measured is the road to it.
-// A problem has as many columns as its name says.
+// A stand-in for the solver that answers at no cost, so that only the way to it is measured.  The
+// name of a problem is its number of columns.
 
 #include "vanto.h"
 

@@ -52,8 +52,8 @@ static void look(struct player *p)
     if (state == VNTCLIENT_ENDED || vntclient_progress(p->env, 0, &p->seen) != 0) p->playing = 0;
 }
 
-/* Each hears the best objective of all, unless it is its own.  It takes it up when it goes on after
- * the next look. */
+/* Sends the best objective of all to each player that has a worse one.  A player uses it once it
+ * goes on after the next look. */
 static void share(struct player *players, double sense)
 {
     double best = VNTCLIENT_NONE;
@@ -83,7 +83,7 @@ static void dismiss(struct player *players)
     players[worst].playing = 0;
 }
 
-/* Until one has ended by itself: its number. */
+/* Conducts until a player ends by itself, and returns its number. */
 static int conduct(struct player *players, double sense)
 {
     for (int looks = 1;; looks++) {
@@ -98,7 +98,7 @@ static int conduct(struct player *players, double sense)
     }
 }
 
-/* Joins all who still play, and returns the one with the best solution; -1 when nobody has one. */
+/* Ends all that still play and returns the player with the best solution; -1 when there is none. */
 static int finish(struct player *players, double sense, double *best)
 {
     int finder = -1;
@@ -130,7 +130,7 @@ int main(int argc, char **argv)
     check(vntclient_join(players[first].env), "join");
     int stat = VNTLgetstat(players[first].env, players[first].lp);
     int finder = finish(players, VNT_MIN, &best);
-    /* Nothing better than what it was told: that proves it, too. */
+    /* A player that finds nothing better than the injected objective has proven it, too. */
     int proven = stat == VNT_STAT_OPTIMAL || stat == VNT_STAT_CUTOFF;
     if (finder >= 0)
         printf("%.10g, found by player %d, %s by player %d\n", best, finder + 1,

@@ -1,5 +1,5 @@
-/* nonzeros: a user function: runs inside a worker, beside the solver's objects, and sends only what
- * the caller wants to know: here the columns of a solution that are not zero.
+/* nonzeros: a user function.  It runs inside a worker, beside the solver's objects, and sends only
+ * what the caller wants to know: here the columns of a solution that are not zero.
  *
  *   vntworker -libpath=FOLDER -userfunction=nonzeros=VNT_REGISTER_USERFUNCTION
  *
@@ -12,7 +12,7 @@
 
 enum { INDICES = 1, VALUES = 2 };
 
-/* Moves the columns that are not zero to the front; returns how many these are. */
+/* Moves the columns that are not zero to the front; returns their number. */
 static int pack_nonzeros(int numcols, double *x, int32_t *indices, double *sum)
 {
     int count = 0;

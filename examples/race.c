@@ -55,7 +55,7 @@ static VNTLPptr send_model(VNTCLIENTGROUPptr group, VNTENVptr leader, const char
     return lp;
 }
 
-/* Waits for runners to end until one has proven its answer; -1 when none has. */
+/* Waits for runners to end until one has proven its answer; -1 when no answer was proven. */
 static int wait_for_winner(VNTCLIENTGROUPptr group, VNTENVptr *envs, VNTLPptr *lps, int *running)
 {
     for (int left = RUNNERS; left > 0; left--) {

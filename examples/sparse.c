@@ -1,5 +1,5 @@
 /* sparse: solves a model in a worker and prints the columns that are not zero, which the user
- * function of nonzeros.c picks out over there.
+ * function of nonzeros.c picks out inside the worker.
  *
  *   sparse HOST:PORT MODEL
  */

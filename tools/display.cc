@@ -25,7 +25,7 @@ std::string progress_text(double seconds, const vntmipprogress &progress)
     return text;
 }
 
-// A line that is longer than the terminal is wide could not be erased.
+// A line wider than the terminal wraps and cannot be erased.
 static void cut(std::string &line)
 {
     winsize size = {};
@@ -69,7 +69,7 @@ void display::progress(const vntmipprogress &progress)
     output_note(line + (terminal ? "" : "\n"));
 }
 
-// A message may quote a file that is no model at all: its bytes do not steer the terminal.
+// A message may quote a binary file: its control characters must not reach the terminal.
 static std::string harmless(std::string text)
 {
     for (char &c : text)

@@ -1,7 +1,7 @@
-// display.h: what the user sees of a solve while it runs: log lines, and how far it is.
+// display.h: shows a running solve to the user: log lines and progress.
 //
-// On a terminal the progress is one line that is drawn again and again below the log; elsewhere
-// it is a line each time.  All of it goes to standard error.
+// On a terminal the progress is one line below the log, drawn again each time; elsewhere each
+// report of the progress is a line of its own.  All of it goes to standard error.
 //
 // Threads: one.
 
@@ -14,7 +14,7 @@
 
 namespace vnt {
 
-// How far a solve is after so many seconds, in one line without its break.
+// The progress of a solve after `seconds`, as one line without a line break.
 std::string progress_text(double seconds, const vntmipprogress &progress);
 
 class display {
@@ -22,7 +22,7 @@ class display {
     explicit display(bool quiet);
     ~display();
 
-    // The moment from which seconds count.
+    // Sets the moment from which the seconds count; without it the display's creation.
     void start(std::chrono::system_clock::time_point since);
     double elapsed() const;
 
@@ -30,7 +30,7 @@ class display {
     bool due() const;
     void progress(const vntmipprogress &progress);
 
-    // A line of the solver's; its line break may be missing.
+    // Shows a line of the solver's log; its line break may be missing.
     void log(const char *text);
 
   private:

@@ -60,7 +60,7 @@ static std::pair<std::string, std::string> param_parse(const std::string &text)
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-// What the command line holds besides the options' final form.
+// The options, and those values of the command line that are parsed further.
 struct command_line {
     solve_options options;
     std::string server;
@@ -68,7 +68,7 @@ struct command_line {
     std::vector<std::string> params;
 };
 
-// A script's variable that is not set must not pass for an option that is not there.
+// An unset variable in a script gives an empty name, which must not count as a missing option.
 static std::string nonempty_check(const std::string &value)
 {
     return value.empty() ? "a file name is expected" : "";
@@ -113,7 +113,7 @@ static void declare_options(CLI::App &app, command_line &line)
         exits_help());
 }
 
-// What the parser cannot say by itself.
+// The checks that the parser cannot express.
 static void check_options(const solve_options &o)
 {
     if (o.model.empty() && o.attachfile.empty())

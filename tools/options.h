@@ -17,7 +17,7 @@ struct server_address {
 
 struct solve_options {
     std::string model;
-    std::optional<server_address> server; // none: solve in this process
+    std::optional<server_address> server; // empty: solve in this process
     std::string solutionfile;             // these three empty: write none
     std::string basisfile;
     std::string modelfile;
@@ -26,7 +26,7 @@ struct solve_options {
     std::vector<std::pair<std::string, std::string>> params; // names and values, as written
     // Tickets, see ticket.h; empty where none is wanted.
     std::string detachfile;    // leave the worker with the solve, and write this
-    std::string attachfile;    // take up what this leads to; there is no model then
+    std::string attachfile;    // attach to the solve that this leads to; `model` is empty then
     std::string resilientfile; // keep this while the solve runs
     bool quiet = false;
     bool json = false;

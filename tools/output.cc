@@ -13,9 +13,9 @@ namespace vnt {
 
 void output_begin()
 {
-    signal(SIGPIPE, SIG_IGN); // a reader that is gone is found when writing, as a full disk is
-    // The least free descriptor is the one that is opened.  Each is opened for the direction that
-    // it is not used in.
+    signal(SIGPIPE, SIG_IGN); // a write without a reader fails, as on a full disk
+    // open() takes the lowest free descriptor.  Each is opened for the direction that it is not
+    // used in, so that using it fails.
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)
         if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }

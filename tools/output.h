@@ -1,7 +1,7 @@
 // output.h: what vntsolve writes to its two outputs.
 //
-// A result that does not arrive is an error; a log line that does not arrive is none: a solve of
-// hours must not end because the disk with its log is full.
+// A result that cannot be written is an error.  A log line that cannot be written is dropped: a
+// solve of hours must not end because the disk with its log is full.
 
 #pragma once
 
@@ -9,19 +9,19 @@
 
 namespace vnt {
 
-// Gives the descriptors 0, 1 and 2 something to be where the caller closed them, so that no
-// connection takes their place.  Writing to one of these fails, as it would have; so does writing
-// to a pipe without a reader, which does not end the program.
+// Opens those of the descriptors 0, 1 and 2 that are closed, so that no connection takes their
+// place; reading or writing them still fails.  Ignores SIGPIPE: writing to a pipe without a reader
+// fails and does not end the program.
 void output_begin();
 
 // Prints to standard output, at once.
 // Errors: throws failure with EXIT_UNREADABLE.
 void output_result(const std::string &text);
 
-// Prints to standard error as far as that is possible.
+// Prints to standard error; ignores failures.
 void output_note(const std::string &text);
 
-// A line that begins with the program's name, the same way.
+// Prints a line that begins with the program's name to standard error; ignores failures.
 void output_complaint(const std::string &message);
 
 } // namespace vnt

@@ -8,7 +8,7 @@
 
 namespace vnt {
 
-// How each end of a solve is told: to programs in one of five words, to people, and to the shell.
+// Each end of a solve: one of five words for programs, a text for people and the exit status.
 struct outcome {
     int stat;
     const char *word;
@@ -44,7 +44,7 @@ exit_status report_exit(const solve_report &report)
     return report.trouble ? report.trouble->status : find(report.stat).exit;
 }
 
-// A gap of no more than the arithmetic's own error is no gap.
+// A gap within the rounding error is not shown.
 static std::string gap(double objective, double bound)
 {
     double percent = 100 * std::fabs(objective - bound) / std::max(1e-10, std::fabs(objective));

@@ -1,4 +1,4 @@
-// report.h: what vntsolve tells of a solve, for people and for programs.
+// report.h: the result of a solve, printed for people and for programs.
 
 #pragma once
 
@@ -27,19 +27,19 @@ struct solve_report {
     int integers = 0;
     int64_t iterations = 0;
     int64_t nodes = 0;
-    std::optional<double> seconds;    // not known of a solve that ended while nobody watched
+    std::optional<double> seconds;    // unknown when the solve ended before it was attached
     std::string server;               // empty: this process
     std::vector<named_value> largest; // the largest values of the solution, by magnitude
 };
 
-// The exit status of the trouble, or for the way the solve ended.
+// The exit status: that of the trouble, else the one for the way the solve ended.
 exit_status report_exit(const solve_report &report);
 
-// Some lines for people.
+// A few lines for people.
 std::string report_summary(const solve_report &report);
 
-// One JSON object, a member a line, numbers with 17 significant digits; what is not there or not
-// finite is null.
+// One JSON object, one member per line, numbers with 17 significant digits; values that are unknown
+// or not finite are null.
 std::string report_json(const solve_report &report);
 
 } // namespace vnt

@@ -21,7 +21,7 @@ static solve_call method(session &s)
     }
 }
 
-// The solver calls often, here and from a worker; only now and then somebody wants to see.
+// The solver calls this far more often than the display is due.
 static int look(VNTENVptr env, void *cbdata, uint64_t, void *data)
 {
     auto &s = *static_cast<session *>(data);
@@ -38,8 +38,8 @@ static void watch_progress(session &s)
     session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look, &s), "progress");
 }
 
-// The ticket is on disk before the solve begins.  It is the next call after vntclient_start() that
-// is started, so what to call is found out before.
+// The ticket is on disk before the solve begins.  vntclient_start() applies to the next solver
+// call, so method(), which makes one, comes first.
 static void start(session &s, const std::string &ticketfile)
 {
     solve_call optimize = method(s);
@@ -58,11 +58,11 @@ static void detach(session &s)
         fmt::format("{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server, file));
 }
 
-static constexpr double absence = 0.5;    // seconds between two looks
-static constexpr double patience = 86400; // seconds for which a server that is away is tried again
+static constexpr double absence = 0.5;    // seconds between two visits to the worker
+static constexpr double patience = 86400; // seconds of retries when the server cannot be reached
 
-// Nearly all the time the worker is on its own, so that neither the network nor the end of this
-// process costs the solve.  The solver's own lines tell of the progress; they come with each look.
+// The worker is disconnected nearly all the time, so that a broken network or the end of this
+// process does not end the solve.  Each visit brings the solver's log, which shows the progress.
 static int join(session &s)
 {
     int status = s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
@@ -84,7 +84,7 @@ static int wait_for_attached(session &s)
     int state = VNTCLIENT_ENDED;
     int status = s.solver.vntclient_test(s.env, &state);
     s.sawend = state != VNTCLIENT_ENDED;
-    s.untold = status == VNTERR_BAD_ARGUMENT; // a result that could not be told before
+    s.untold = status == VNTERR_BAD_ARGUMENT; // already joined: an earlier report of it failed
     if (s.untold) return 0;
     return status == 0 ? join(s) : status;
 }

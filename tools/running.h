@@ -8,8 +8,8 @@
 
 namespace vnt {
 
-// Solves, or waits for a solve that was attached.  Returns false when the worker was left with the
-// solve, so that there is nothing to report.
+// Solves, or waits for a solve that was attached.  Returns false when the solve goes on in a worker
+// that was left: there is nothing to report yet.
 bool run(session &s);
 
 } // namespace vnt

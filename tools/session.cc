@@ -28,7 +28,7 @@ session::session(const solve_options &wanted)
             static_cast<int>(std::min(*wanted.connecttimeout * 1000 + 0.5, 1e9)));
 }
 
-// What took hours is not lost because a disk is full.
+// The result of hours must not be lost because a disk is full: the worker keeps it.
 static void keep_result(session &s)
 {
     const std::string file = s.options.attachfile + s.options.resilientfile;
@@ -114,14 +114,14 @@ static void watch_channels(session &s)
         session_check(s, s.solver.VNTLaddfuncdest(s.env, channel, &s.shown, show_line), "channels");
 }
 
-// A number that is the whole of a text.
+// Parses the whole text as a number.
 template <class T> static bool number_parse(const std::string &text, T *value)
 {
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
     return error == std::errc() && end == text.data() + text.size();
 }
 
-// A parameter is named by its name or its number.
+// Finds a parameter by its name or its number.
 static int param_find(session &s, const std::string &name, int *type)
 {
     int number = 0;
@@ -155,8 +155,8 @@ static void set_param(session &s, const std::string &name, const std::string &te
                   fmt::format("--param {}={}", name, text));
 }
 
-// The progress is shown by ourselves, in place of the solver's own lines about it.  Only a solve
-// that a ticket leads to is watched from too far away for that.
+// The display shows the progress, so the solver's own progress lines are switched off.  A solve
+// with a ticket is mostly disconnected and keeps them.
 static void set_loglevel(session &s)
 {
     int level = (s.options.detachfile + s.options.resilientfile).empty() ? 1 : 2;
@@ -173,7 +173,7 @@ static void set_params(session &s)
                   "--time-limit");
 }
 
-// The library opens the file on this side of a connection; looking first gives the better message.
+// The library reads the file on this side of the connection; access() gives the better message.
 static void read_model(session &s)
 {
     const char *file = s.model.c_str();
@@ -185,7 +185,7 @@ static void read_model(session &s)
     session_check(s, s.solver.VNTEreadcopyprob(s.env, s.lp, file, nullptr, 0, nullptr), file);
 }
 
-// A file that may still lead to a solve, or is something else, is not overwritten.
+// Refuses to overwrite a ticket whose worker may still be there, or a file that is not a ticket.
 static void check_ticketfile(const session &s, const std::string &file)
 {
     struct stat there;
@@ -231,7 +231,7 @@ void session_attach(session &s)
     watch_channels(s);
 }
 
-// The cell that the solver watches.  The handler is gone after the first interrupt.
+// The solver watches this flag.  The first interrupt removes the handler.
 static volatile int interrupted;
 
 static void on_interrupt(int)

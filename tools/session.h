@@ -1,7 +1,7 @@
 // session.h: an open solver with one problem, in this process or in a worker.
 //
-// Ownership: what was opened is closed again with the session, and a worker ends with it, unless
-// it was left before, or has a result that could not be told: then a ticket leads back to that.
+// Ownership: the session's end closes what it opened and ends its worker.  The worker stays when
+// the session has left it, or when its result could not be reported: a ticket then leads back.
 //
 // Threads: one.  The first interrupt from the keyboard stops a solve; the second ends the program.
 //
@@ -25,7 +25,7 @@ struct session {
     VNTENVptr env = nullptr;
     VNTLPptr lp = nullptr;
     bool sawend = true;  // false: an attached solve had ended before
-    bool untold = false; // there is a result that a ticket led to, and nobody has it yet
+    bool untold = false; // the result of a solve with a ticket is not yet reported
 
     explicit session(const solve_options &options);
     ~session();
@@ -33,7 +33,7 @@ struct session {
     session &operator=(const session &) = delete;
 };
 
-// Throws for a status other than 0, with the exit status that befits it.
+// Throws for a status other than 0, with the exit status for it and `what` in the message.
 void session_check(const session &s, int status, const std::string &what);
 
 // Opens the solver, sets the parameters and reads the model.
@@ -45,11 +45,13 @@ void session_attach(session &s);
 // Makes keyboard interrupts stop the solve.
 void session_watchinterrupt(session &s);
 
-// Leaves the worker with the solve that was started; the ticket leads back.
+// Writes the ticket that leads back to the worker.
 void session_writeticket(session &s, const std::string &file);
+
+// Disconnects from the worker, which keeps the problem and the solve that was started.
 void session_leave(session &s);
 
-// The result of a solve has reached the user.
+// Call it once the result has reached the user: removes the ticket of a resilient solve.
 void session_told(session &s);
 
 } // namespace vnt

@@ -71,8 +71,8 @@ static void report_solution(session &s, solve_report *report)
     report->iterations = s.solver.VNTLgetitcnt(s.env, s.lp) + s.solver.VNTLgetbaritcnt(s.env, s.lp);
 }
 
-// Most of the report comes as values, which cannot say that the worker is gone.  A call that can
-// say so, after all of them, vouches for them.
+// Most calls of the report return values, which cannot say that the worker is gone.  A call with a
+// status, after all of them, shows that they came from a worker that was still there.
 static void check_worker(session &s)
 {
     int level;
@@ -80,8 +80,8 @@ static void check_worker(session &s)
                   "reading the result");
 }
 
-// What the user wants written.  A solve need not bring a solution or a basis; that is told and no
-// error.
+// Checks the status of writing a file.  A solution or a basis that does not exist is worth a
+// message, but not an error.
 static void write_file(session &s, const std::string &file, const char *what, int status)
 {
     if (status == VNTERR_NO_SOLUTION || status == VNTERR_NO_BASIS)
@@ -90,7 +90,7 @@ static void write_file(session &s, const std::string &file, const char *what, in
         session_check(s, status, file);
 }
 
-// The result of a long solve is told even when its files cannot be written.
+// The result of a long solve is reported even when its files cannot be written.
 static void write_files(session &s, solve_report *report)
 {
     const std::string &solution = s.options.solutionfile, &basis = s.options.basisfile,

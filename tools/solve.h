@@ -9,8 +9,8 @@
 
 namespace vnt {
 
-// Log lines and progress go to standard error as they come.  Returns no report when the worker was
-// left with the solve.
+// Log lines and progress go to standard error as they come.  Returns no report when the solve goes
+// on in a worker that was left (--detach).
 // Errors: throws failure.
 std::optional<solve_report> solve(session &s);
 

@@ -1,8 +1,8 @@
 // solverlib.h: the solver's library, chosen at run time.
 //
 // The library that solves in this process and the one that drives a worker export the same names,
-// so a program links one of them.  This one wants the choice: it opens the library by name and
-// keeps the functions it needs in a table, under their own names.
+// so a program can link only one of them.  To choose at run time, vntsolve opens the library by
+// name and keeps the functions that it needs in a table, under their own names.
 //
 // Ownership: the library stays open until the process ends.
 //

@@ -20,7 +20,7 @@ static constexpr const char *firstline = "vntsolve ticket 1";
     throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
 }
 
-// Others must not read it: whoever has it can take the worker.
+// Only the user may read it: a ticket is enough to take over the worker.
 static bool write_synced(const std::string &file, const std::string &text)
 {
     int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -30,7 +30,7 @@ static bool write_synced(const std::string &file, const std::string &text)
     return close(fd) == 0 && fine;
 }
 
-// Tells a record that was damaged: a worker would take its values for what they say.
+// Detects a damaged record: the worker would use its values as addresses.
 static std::string checksum(const std::string &record)
 {
     uint64_t sum = 14695981039346656037u; // FNV-1a
@@ -53,7 +53,7 @@ void ticket_write(const std::string &file, const ticket &t)
     fail(file);
 }
 
-// The rest of a line that begins with the word.
+// Reads a line that begins with the word and returns the rest of it.
 static std::string entry(std::istream &in, const std::string &word)
 {
     std::string line;

@@ -7,7 +7,7 @@
 
 using namespace vnt;
 
-// A failed solve has its object, too, for the program that reads it.
+// With --json a failed solve prints an object, too: a program reads it.
 static int fail(const solve_options &options, const failure &what)
 {
     output_complaint(what.message);
@@ -18,7 +18,7 @@ static int fail(const solve_options &options, const failure &what)
         try {
             output_result(report_json(report));
         } catch (const failure &) {
-            // That may be what is wrong already.
+            // Standard output may be the trouble that is being reported.
         }
     }
     return what.status;
@@ -55,7 +55,7 @@ static int run(const solve_options &options)
     }
 }
 
-// What a command line that cannot be understood asks for, as far as one can see.
+// The options for reporting a command line that cannot be parsed.
 static solve_options guess(int argc, char **argv)
 {
     solve_options options;

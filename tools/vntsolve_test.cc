@@ -23,7 +23,7 @@ static void expect_usage(const std::vector<const char *> &arguments)
 {
     try {
         parse(arguments);
-        ADD_FAILURE() << arguments.size() << " arguments are taken, the last is "
+        ADD_FAILURE() << arguments.size() << " arguments are accepted, the last is "
                       << arguments.back();
     } catch (const failure &what) {
         EXPECT_FALSE(what.message.empty());
@@ -49,7 +49,7 @@ TEST(Options, TheEnvironmentNamesTheServerUnlessAnOptionDoes)
     unsetenv("TESK_VANTO_TCPIP_PORT");
     EXPECT_FALSE(parse({"m.mps"}).server);
     setenv("TESK_VANTO_TCPIP_HOST", "", 1);
-    EXPECT_FALSE(parse({"m.mps"}).server) << "an empty variable is none";
+    EXPECT_FALSE(parse({"m.mps"}).server) << "an empty variable counts as unset";
     setenv("TESK_VANTO_TCPIP_PORT", "4000", 1);
     EXPECT_EQ(address_text(*parse({"m.mps"}).server), "127.0.0.1:4000");
     EXPECT_FALSE(parse({"m.mps", "--local"}).server);

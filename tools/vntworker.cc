@@ -1,5 +1,5 @@
-// vntworker: the host program of the worker server.  It is linked to libvanto.so by that plain
-// name, so that another solver library of the name, or a preloaded one, takes its place.
+// vntworker: the host program of the worker server.  It links libvanto.so without a version, so
+// that another solver library of that name, or a preloaded one, can take its place.
 
 #include "vanto_remote.h"
 
