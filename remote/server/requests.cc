@@ -150,6 +150,12 @@ static await_result report_await(server_child *c)
     return AWAIT_REPORT;
 }
 
+// After the worker's last report.
+static void exit_await(server_child *c)
+{
+    if (io_wait(c->stopfd, POLLIN, -1, clock_afterms(c->grace)) == 0) child_kill(c, LINGERING);
+}
+
 // The client has vanished: it neither ended its worker nor left it.  The worker finds its
 // input ended.  If it does not come to read it, or waits too late to be reached, it is killed.
 static void orphan_end(server_child *c)
@@ -163,13 +169,10 @@ static void orphan_end(server_child *c)
     }
     await_result result = reads ? report_await(c) : AWAIT_NOTHING;
     bool parked = result == AWAIT_REPORT && c->reported == REPORT_READ && c->report == c->id;
-    if (result == AWAIT_NOTHING || parked) child_kill(c, VANISHED);
-}
-
-// After the worker's last report.
-static void exit_await(server_child *c)
-{
-    if (io_wait(c->stopfd, POLLIN, -1, clock_afterms(c->grace)) == 0) child_kill(c, LINGERING);
+    if (result == AWAIT_NOTHING || parked)
+        child_kill(c, VANISHED);
+    else if (result == AWAIT_REPORT)
+        exit_await(c);
 }
 
 // Under the record's lock: whether everything that the old client was to get has left the pipe.
