@@ -317,7 +317,7 @@ int VNTLchgctype(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const 
             model::check_ctype(t);
             if (real) p.m.set_ctype(j, t);
         });
-        if (p.m.type == VNT_PROB_LP) p.set_type(VNT_PROB_MIP, {});
+        p.m.make_discrete();
     });
 }
 
@@ -330,7 +330,7 @@ int VNTLcopyctype(VNTENVptr env, VNTLPptr lp, const char *xctype)
         for (int j = 0; j < p.m.numcols(); j++)
             p.m.set_ctype(j, xctype[j]);
         p.changed();
-        if (p.m.type == VNT_PROB_LP) p.set_type(VNT_PROB_MIP, {});
+        p.m.make_discrete();
     });
 }
 

@@ -20,6 +20,12 @@ static bool mps_kind(const std::string &kind)
                   printed("\"%.80s\" is none of the file types mps and lp", kind.c_str())};
 }
 
+static model read_model(const std::string &kind, const std::string &text, std::string *remarks)
+{
+    if (mps_kind(kind)) return mps_read(text, remarks);
+    return lp_read(text, remarks);
+}
+
 // The problem changes only once the whole file has been understood.
 static void read_problem(vntenv &e, vntlp &p, const char *name, const char *contents,
                          int64_t length, const char *filetype)
@@ -27,7 +33,7 @@ static void read_problem(vntenv &e, vntlp &p, const char *name, const char *cont
     std::string kind = file_kind(name, filetype), remarks;
     if (!mps_kind(kind) && kind != "lp") unknown_kind(kind);
     std::string text = file_contents(name, contents, length);
-    model m = mps_kind(kind) ? mps_read(text, &remarks) : lp_read(text, &remarks);
+    model m = read_model(kind, text, &remarks);
     if (m.name.empty()) m.name = p.m.name;
     p.replace(std::move(m));
     if (!remarks.empty()) e.say(CHANNEL_WARNING, remarks);
@@ -58,9 +64,6 @@ int VNTLwriteprob(VNTENVptr env, VNTLPptr lp, const char *filename_str, const ch
 {
     return with_environment(env, [&](vntenv &e) {
         const model &m = problem_of(e, lp).m;
-        if (!m.sets.empty() || !m.indicators.empty()) {
-            throw failure{VNTERR_FILE_FEATURE, "sets and indicators cannot be written yet"};
-        }
         std::string kind = file_kind(filename_str, filetype), text;
         bool made = false;
         if (mps_kind(kind)) {

@@ -36,7 +36,7 @@ int64_t VNTLEgetnumrownz(VNTENVptr env, VNTLPptr lp, const int *mark)
 static int count_type(VNTENVptr env, VNTLPptr lp, char type)
 {
     return count_of(env, lp, [&](vntlp &p) {
-        if (p.m.type == VNT_PROB_LP) return 0;
+        if (!p.m.typed()) return 0;
         return static_cast<int>(std::count(p.m.ctype.begin(), p.m.ctype.end(), type));
     });
 }
@@ -95,7 +95,7 @@ int VNTLgetub(VNTENVptr env, VNTLPptr lp, double *ub, int begin, int end)
 int VNTLgetctype(VNTENVptr env, VNTLPptr lp, char *xctype, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        require(p.m.type != VNT_PROB_LP, VNTERR_NOT_MIP);
+        require(p.m.typed(), VNTERR_NOT_MIP);
         put_range(p.m.ctype, xctype, begin, end);
     });
 }

@@ -10,7 +10,7 @@ using namespace vnt;
 static void structured(vntlp &p)
 {
     p.changed();
-    if (p.m.type == VNT_PROB_LP) p.set_type(VNT_PROB_MIP, {});
+    p.m.make_discrete();
 }
 
 static int64_t sized(int64_t count)
@@ -386,7 +386,7 @@ int VNTLcopyorder(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const
                   const int *direction)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        require(p.m.type != VNT_PROB_LP, VNTERR_NOT_MIP);
+        require(p.m.typed(), VNTERR_NOT_MIP);
         require_indices(cnt, indices, p.m.numcols());
         std::vector<branching> order;
         for (int k = 0; k < cnt; k++) {

@@ -48,7 +48,7 @@ struct model_files : session {
             double low[] = {0, -VNT_INFINITY, number(), 1, 0, -2}, obj = below(3) ? number() : 0;
             double lb = low[below(6)], ub = below(2) ? VNT_INFINITY : std::max(lb, number());
             char type = "CCCIISNB"[below(8)];
-            if (type == 'B' && below(2)) lb = 0, ub = 1;
+            if (type == 'B') lb = 0, ub = 1;
             if (type == 'S' || type == 'N') ub = std::max(lb, 0.0) + 10;
             EXPECT_EQ(VNTLnewcols(env, lp, 1, &obj, &lb, &ub, &type, nullptr), 0);
         }
@@ -175,13 +175,23 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
         {"mps", rows + " x r 2\nENDATA\n", VNTERR_FILE_FORMAT, "twice"},
         {"mps", rows + "BOUNDS\n UP b q 1\nENDATA\n", VNTERR_FILE_FORMAT, "no column \"q\""},
         {"mps", rows, VNTERR_FILE_FORMAT, "without ENDATA"},
+        {"mps", rows + "QCMATRIX r\n", VNTERR_FILE_FEATURE, "QCMATRIX"},
+        {"mps", rows + "SOS\n x 1\nENDATA\n", VNTERR_FILE_FORMAT, "before its set"},
+        {"mps", rows + "QMATRIX\n x y 1\nENDATA\n", VNTERR_FILE_FORMAT, "no column \"y\""},
+        {"mps", rows + " y o 1\nQMATRIX\n x y 1\nENDATA\n", VNTERR_FILE_FORMAT, "symmetric"},
+        {"mps", rows + "INDICATORS\n IF r x 2\nENDATA\n", VNTERR_FILE_FORMAT, "0 or 1"},
         {"mps", rows + " y o 1e20\nENDATA\n", VNTERR_FILE_FORMAT, "infinite coefficient"},
-        {"mps", rows + "SOS\n", VNTERR_FILE_FEATURE, "SOS"},
+        {"lp", "min\n 1e20 x\nend\n", VNTERR_FILE_FORMAT, "infinite cost"},
+        {"lp", "min\n x\nst\n x + inf >= 1\nend\n", VNTERR_FILE_FORMAT, "no term"},
+        {"lp", "min\n x\nst\n inf x >= 1\nend\n", VNTERR_FILE_FORMAT, "no term"},
+        {"lp", "min\n x\nst\n x = 2 -> x >= 1\nend\n", VNTERR_FILE_FORMAT, "indicator"},
+        {"lp", "min\n x\nsos\n s: S3:: x:1\nend\n", VNTERR_FILE_FORMAT, "S1 or S2"},
+        {"lp", "min\n [ x ^ 3 ] / 2\nend\n", VNTERR_FILE_FORMAT, "square"},
+        {"lp", "min\n [ x ^ 2\nend\n", VNTERR_FILE_FORMAT, "bracket"},
         {"lp", "x + y\n", VNTERR_FILE_FORMAT, "line 1"},
         {"lp", "min\n x\nst\n x + y\nend\n", VNTERR_FILE_FORMAT, "line 5"},
         {"lp", "min\n x\nst\n x >= 1\n", VNTERR_FILE_FORMAT, "without end"},
-        {"lp", "min\n -1e26 x\nst\n x + y >= 1\nend\n", VNTERR_FILE_FORMAT, "infinite cost"},
-        {"lp", "min\n [ x ^ 2 ]\nst\n x >= 1\nend\n", VNTERR_FILE_FEATURE, "quadratic"},
+        {"lp", "min\n x\nst\n [ x ^ 2 ] <= 1\nend\n", VNTERR_FILE_FEATURE, "quadratic"},
         {"lp", std::string("\x1f\x8b\x08 no", 6), VNTERR_FILE_FORMAT, "damaged"},
         {"txt", "min\n x\nend\n", VNTERR_FILE_TYPE, "txt"},
     };

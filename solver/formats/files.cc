@@ -70,7 +70,9 @@ std::string file_contents(const char *name, const char *contents, int64_t length
         require_there(name);
         text = read_all(name);
     }
-    return packed(text) ? unpack(text) : text;
+    if (packed(text)) text = unpack(text);
+    if (text.compare(0, 3, "\xef\xbb\xbf") == 0) text.erase(0, 3); // a byte-order mark
+    return text;
 }
 
 static bool ends_in(std::string_view text, std::string_view end)

@@ -15,7 +15,8 @@
 
 namespace vnt {
 
-// The contents of a file.  `contents` may be null: then the file is opened.
+// The contents of a file, without a byte-order mark.  `contents` may be null: then the file is
+// opened.
 std::string file_contents(const char *name, const char *contents, int64_t length);
 
 // Writes a file, packed where the name ends in .gz.

@@ -1,279 +1,28 @@
 #include "solver/formats/lpformat.h"
 
 #include "solver/formats/files.h"
+#include "solver/formats/lpscanner.h"
 #include "solver/formats/modelfile.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <unordered_map>
 
 namespace vnt {
-
-// Tokens: a number, a name, a relation, a sign, a colon; or the beginning of a section.
-enum lp_token {
-    TOKEN_END,
-    TOKEN_NUMBER,
-    TOKEN_NAME,
-    TOKEN_RELATION, // L, G or E
-    TOKEN_SIGN,
-    TOKEN_COLON,
-    TOKEN_SECTION
-};
-
-enum lp_section {
-    SECTION_NONE,
-    SECTION_MINIMIZE,
-    SECTION_MAXIMIZE,
-    SECTION_ROWS,
-    SECTION_BOUNDS,
-    SECTION_GENERAL,
-    SECTION_BINARY,
-    SECTION_SEMI,
-    SECTION_SOS,
-    SECTION_END
-};
-
-static constexpr struct {
-    const char *word;
-    lp_section section;
-} section_words[] = {
-    {"minimize", SECTION_MINIMIZE},
-    {"minimise", SECTION_MINIMIZE},
-    {"minimum", SECTION_MINIMIZE},
-    {"min", SECTION_MINIMIZE},
-    {"maximize", SECTION_MAXIMIZE},
-    {"maximise", SECTION_MAXIMIZE},
-    {"maximum", SECTION_MAXIMIZE},
-    {"max", SECTION_MAXIMIZE},
-    {"subject", SECTION_ROWS},
-    {"such", SECTION_ROWS},
-    {"st", SECTION_ROWS},
-    {"s.t.", SECTION_ROWS},
-    {"st.", SECTION_ROWS},
-    {"bounds", SECTION_BOUNDS},
-    {"bound", SECTION_BOUNDS},
-    {"general", SECTION_GENERAL},
-    {"generals", SECTION_GENERAL},
-    {"gen", SECTION_GENERAL},
-    {"integer", SECTION_GENERAL},
-    {"integers", SECTION_GENERAL},
-    {"int", SECTION_GENERAL},
-    {"binary", SECTION_BINARY},
-    {"binaries", SECTION_BINARY},
-    {"bin", SECTION_BINARY},
-    {"semi-continuous", SECTION_SEMI},
-    {"semis", SECTION_SEMI},
-    {"semi", SECTION_SEMI},
-    {"sos", SECTION_SOS},
-    {"sos1", SECTION_SOS},
-    {"sos2", SECTION_SOS},
-    {"end", SECTION_END},
-};
-
-static std::string small_letters(std::string_view word)
-{
-    std::string small(word);
-    for (char &c : small)
-        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    return small;
-}
-
-static lp_section section_of(std::string_view word)
-{
-    std::string small = small_letters(word);
-    for (auto [name, section] : section_words) {
-        if (small == name) return section;
-    }
-    return SECTION_NONE;
-}
-
-static bool name_letter(char c)
-{
-    return isalnum(static_cast<unsigned char>(c)) || (c & 0x80) != 0 ||
-           std::string_view("!\"#$%&(),.;?@_`'{}~/|").find(c) != std::string_view::npos;
-}
-
-static bool infinity_word(std::string_view word)
-{
-    std::string small = small_letters(word);
-    return small == "inf" || small == "infinity";
-}
-
-static bool begins_number(std::string_view text)
-{
-    auto digit = [&](size_t i) {
-        return i < text.size() && isdigit(static_cast<unsigned char>(text[i]));
-    };
-    return digit(0) || (!text.empty() && text[0] == '.' && digit(1));
-}
-
-// Cuts a text into tokens.  What begins a section is known by its word and its place at the
-// beginning of a line.
-class lp_scanner {
-  public:
-    explicit lp_scanner(std::string_view text) : rest(text) { next(); }
-
-    lp_token token = TOKEN_END;
-    std::string_view word; // of a name
-    double number = 0;     // of a number; of a sign, 1 or -1
-    char relation = 0;     // of a relation
-    lp_section section = SECTION_NONE;
-    int line = 1; // of the token
-
-    void next();
-    // Is the character after this token that one?  Looks past blanks.
-    bool followed_by(char c);
-
-  private:
-    void skip();
-    void take_number();
-    void take_relation();
-    void take_name();
-    void take_section_rest();
-
-    std::string_view rest;
-    int lines = 1;
-    bool fresh = true; // at the beginning of a line
-};
-
-void lp_scanner::skip()
-{
-    while (!rest.empty()) {
-        if (rest[0] == '\\') {
-            rest.remove_prefix(std::min(rest.find('\n'), rest.size()));
-        } else if (rest[0] == '\n') {
-            lines++;
-            fresh = true;
-            rest.remove_prefix(1);
-        } else if (rest[0] == ' ' || rest[0] == '\t' || rest[0] == '\r') {
-            rest.remove_prefix(1);
-        } else {
-            return;
-        }
-    }
-}
-
-bool lp_scanner::followed_by(char c)
-{
-    skip();
-    return !rest.empty() && rest[0] == c;
-}
-
-void lp_scanner::take_number()
-{
-    size_t n = 0;
-    auto digits = [&] {
-        while (n < rest.size() && isdigit(static_cast<unsigned char>(rest[n])))
-            n++;
-    };
-    digits();
-    if (n < rest.size() && rest[n] == '.') n++;
-    digits();
-    if (n < rest.size() && (rest[n] == 'e' || rest[n] == 'E')) {
-        size_t sign = n + 1 < rest.size() && (rest[n + 1] == '+' || rest[n + 1] == '-') ? 2 : 1;
-        if (n + sign < rest.size() && isdigit(static_cast<unsigned char>(rest[n + sign]))) {
-            n += sign;
-            digits();
-        }
-    }
-    number_read(rest.substr(0, n), &number);
-    rest.remove_prefix(n);
-    token = TOKEN_NUMBER;
-}
-
-void lp_scanner::take_relation()
-{
-    char first = rest[0];
-    size_t n = 1;
-    if (rest.size() > 1 &&
-        (rest[1] == '=' || (first == '=' && (rest[1] == '<' || rest[1] == '>')))) {
-        if (first == '=' && rest[1] != '=') first = rest[1];
-        n = 2;
-    }
-    relation = first == '<' ? 'L' : first == '>' ? 'G' : 'E';
-    rest.remove_prefix(n);
-    token = TOKEN_RELATION;
-}
-
-// "subject to" and "such that" are two words.
-void lp_scanner::take_section_rest()
-{
-    std::string first = small_letters(word);
-    const char *second = first == "subject" ? "to" : first == "such" ? "that" : nullptr;
-    if (second == nullptr) return;
-    skip();
-    size_t n = 0;
-    while (n < rest.size() && name_letter(rest[n]))
-        n++;
-    if (small_letters(rest.substr(0, n)) == second) rest.remove_prefix(n);
-}
-
-void lp_scanner::take_name()
-{
-    size_t n = 0;
-    while (n < rest.size() && name_letter(rest[n]))
-        n++;
-    bool first = fresh;
-    // The only word with a hyphen.
-    if (first && small_letters(rest.substr(0, 15)) == "semi-continuous") n = 15;
-    if (n == 0) file_malformed(lines, "unexpected character \"%c\"", rest[0]);
-    word = rest.substr(0, n);
-    rest.remove_prefix(n);
-    fresh = false;
-    section = first ? section_of(word) : SECTION_NONE;
-    token = TOKEN_NAME;
-    if (section == SECTION_NONE || followed_by(':')) return;
-    token = TOKEN_SECTION;
-    take_section_rest();
-}
-
-void lp_scanner::next()
-{
-    skip();
-    line = lines;
-    if (rest.empty()) {
-        token = TOKEN_END;
-        return;
-    }
-    char c = rest[0];
-    if (c == '[' || c == '^' || c == '*') {
-        throw failure{VNTERR_FILE_FEATURE,
-                      printed("line %d: quadratic terms are not supported", line)};
-    }
-    if (rest.substr(0, 2) == "->") {
-        throw failure{VNTERR_FILE_FEATURE, printed("line %d: indicators are not supported", line)};
-    }
-    if (c == '<' || c == '>' || c == '=') {
-        take_relation();
-    } else if (c == '+' || c == '-') {
-        token = TOKEN_SIGN;
-        number = c == '+' ? 1 : -1;
-        rest.remove_prefix(1);
-    } else if (c == ':') {
-        token = TOKEN_COLON;
-        rest.remove_prefix(1);
-    } else if (begins_number(rest)) {
-        take_number();
-    } else {
-        take_name();
-        return;
-    }
-    fresh = false;
-}
 
 // A sum of terms and numbers.
 struct lp_sum {
     std::vector<int> index;
     std::vector<double> value;
     double constant = 0;
+    double bracket = 0; // the factor of a bracket that ends the sum; 0 without one
 };
 
 class lp_reader {
   public:
     explicit lp_reader(const std::string &text) : in(text) { parts.rowwise = true; }
     model read();
-    std::string remarks;
+    std::string remarks; // a line for whatever may not be meant
 
   private:
     [[noreturn]] void malformed(const char *what) const { file_malformed(in.line, "%s", what); }
@@ -281,27 +30,43 @@ class lp_reader {
     lp_sum sum();
     void term(lp_sum *s, double factor);
     int column(std::string_view name);
+    int named_column(std::string_view name);
     int known_column();
     bool value(double *number);
     double needed_value();
     char relation();
 
     void objective();
+    void add_cost(int col, double value);
+    struct quadratic_term {
+        double factor;
+        int first, second;
+    };
+    void quadratic(double factor);
+    quadratic_term product();
+    bool halved();
+    void add_quadratic(int i, int j, double value);
     void rows();
     void row();
-    void finish_row(std::string_view name, lp_sum &s, double low, double high, char sense);
+    void finish_row(std::string_view name, lp_sum &s, double side, char sense);
+    void finish_range(std::string_view name, lp_sum &s, double low, double high);
+    void indicator_row(std::string_view name, const lp_sum &condition, double value);
     void bounds();
     void bound();
     void bound_from(int col, char relation, double number);
     void lower_bound(int col, double number);
     void upper_bound(int col, double number);
     void types(lp_section section);
+    void sets(lp_section section);
+    void begin_set(std::string_view name, char type);
+    void set_member(std::string_view name);
 
     lp_scanner in;
     model_parts parts;
     std::unordered_map<std::string_view, int> columns;
-    std::vector<size_t> place; // of a column's term in the sum in hand
-    std::vector<char> bounded; // 1: has a bound of its own, 2: a lower one
+    std::vector<size_t> place;                     // of a column's term in the sum in hand
+    std::unordered_map<uint64_t, size_t> products; // where two columns' quadratic entry is
+    std::vector<char> bounded;                     // 1: has a bound of its own, 2: a lower one
 };
 
 // A name and a colon, where they are there.
@@ -329,6 +94,7 @@ void lp_reader::term(lp_sum *s, double factor)
 {
     int col = column(in.word);
     in.next();
+    if (!number_isfinite(factor)) malformed("an infinite coefficient");
     size_t &at = place[col];
     if (at < s->index.size() && s->index[at] == col) {
         s->value[at] += factor; // a column that stands twice counts with the sum
@@ -357,10 +123,16 @@ lp_sum lp_reader::sum()
         if (in.token == TOKEN_NAME && !in.followed_by(':') && !infinity_word(in.word)) {
             term(&s, factor);
         } else if (in.token == TOKEN_NAME && infinity_word(in.word)) {
-            s.constant += factor * VNT_INFINITY;
             in.next();
+            // It is no term: only a bound on the left of a row.
+            if (number || !s.index.empty() || s.constant != 0 || in.token != TOKEN_RELATION)
+                malformed("infinity is no term");
+            s.constant = factor * VNT_INFINITY;
         } else if (number) {
             s.constant += factor;
+        } else if (in.at('[')) {
+            s.bracket = factor;
+            return s;
         } else if (there) {
             malformed("a sign without a term");
         } else {
@@ -370,30 +142,135 @@ lp_sum lp_reader::sum()
     }
 }
 
+void lp_reader::add_cost(int col, double value)
+{
+    parts.objective[col] += value;
+    if (!number_isfinite(parts.objective[col])) malformed("an infinite cost");
+}
+
 void lp_reader::objective()
 {
     parts.sense = in.section == SECTION_MAXIMIZE ? VNT_MAX : VNT_MIN;
     in.next();
     std::string_view name = label();
     if (!name.empty()) parts.objname = name;
-    lp_sum s = sum();
-    for (size_t k = 0; k < s.index.size(); k++) {
-        if (!number_isfinite(s.value[k])) malformed("an infinite cost");
-        parts.objective[s.index[k]] = s.value[k];
+    for (lp_sum s = sum();; s = sum()) {
+        for (size_t k = 0; k < s.index.size(); k++)
+            add_cost(s.index[k], s.value[k]);
+        parts.offset += s.constant;
+        if (s.bracket == 0) break;
+        quadratic(s.bracket);
+        if (in.token != TOKEN_SIGN) break;
     }
-    parts.offset = s.constant;
+    if (std::fabs(parts.offset) >= VNT_INFINITY) malformed("an infinite constant");
 }
 
-void lp_reader::finish_row(std::string_view name, lp_sum &s, double low, double high, char sense)
+// One term in a bracket: x ^ 2 or x * y.
+lp_reader::quadratic_term lp_reader::product()
 {
+    quadratic_term t = {1, -1, -1};
+    for (; in.token == TOKEN_SIGN; in.next())
+        t.factor *= in.number;
+    if (in.token == TOKEN_NUMBER) {
+        t.factor *= in.number;
+        in.next();
+    }
+    if (in.token != TOKEN_NAME) malformed("no column in a quadratic term");
+    t.first = t.second = column(in.word);
+    in.next();
+    bool square = in.at('^');
+    if (!square && !in.at('*')) malformed("neither a square nor a product");
+    in.next();
+    if (square ? in.token != TOKEN_NUMBER || in.number != 2 : in.token != TOKEN_NAME)
+        malformed("neither a square nor a product");
+    if (!square) t.second = column(in.word);
+    in.next();
+    return t;
+}
+
+// The half that most files take of the bracket.
+bool lp_reader::halved()
+{
+    if (in.token != TOKEN_NAME || (in.word != "/2" && in.word != "/")) return false;
+    bool apart = in.word == "/";
+    in.next();
+    if (!apart) return true;
+    if (in.token != TOKEN_NUMBER || in.number != 2) malformed("a bracket is halved or left");
+    in.next();
+    return true;
+}
+
+// A product of different columns stands for two entries of the matrix, a square for one, and the
+// matrix counts half.
+void lp_reader::quadratic(double factor)
+{
+    in.next();
+    std::vector<quadratic_term> terms;
+    while (!in.at(']')) {
+        terms.push_back(product());
+        if (in.token != TOKEN_SIGN && !in.at(']')) malformed("a bracket does not end");
+    }
+    in.next();
+    if (!halved()) factor *= 2;
+    for (auto [value, i, j] : terms) {
+        value *= factor;
+        if (!number_isfinite(value)) malformed("an infinite coefficient");
+        add_quadratic(std::max(i, j), std::min(i, j), i == j ? value : value / 2);
+    }
+}
+
+// Terms of the same columns count with their sum.
+void lp_reader::add_quadratic(int i, int j, double value)
+{
+    uint64_t key = static_cast<uint64_t>(i) << 32 | static_cast<uint32_t>(j);
+    auto [at, fresh] = products.emplace(key, parts.quadratic.size());
+    if (fresh) parts.quadratic.push_back({i, j, 0});
+    parts.quadratic[at->second].value += value;
+}
+
+void lp_reader::finish_row(std::string_view name, lp_sum &s, double side, char sense)
+{
+    if (s.bracket != 0) {
+        throw failure{VNTERR_FILE_FEATURE,
+                      printed("line %d: quadratic rows are not supported", in.line)};
+    }
     std::string made = "c" + std::to_string(parts.rhs.size() + 1);
     parts.add_row(sense, name.empty() ? std::string_view(made) : name);
-    parts.rhs.back() = (sense == 'L' ? high : low) - s.constant;
-    if (sense == 'R') parts.range.back() = high - low;
-    for (size_t k = 0; k < s.index.size(); k++) {
-        if (!number_isfinite(s.value[k])) malformed("an infinite coefficient");
+    parts.rhs.back() = side - s.constant;
+    for (size_t k = 0; k < s.index.size(); k++)
         parts.add_entry(s.index[k], s.value[k]);
-    }
+}
+
+// What is no range becomes a row with one side, or two rows that contradict each other: a row of
+// the model lies between its sides, whatever their order.
+void lp_reader::finish_range(std::string_view name, lp_sum &s, double low, double high)
+{
+    if (low <= -VNT_INFINITY) return finish_row(name, s, high, 'L');
+    if (high >= VNT_INFINITY) return finish_row(name, s, low, 'G');
+    finish_row(name, s, low, low <= high ? 'R' : 'G');
+    if (low <= high) return parts.set_range(low - s.constant, high - s.constant);
+    std::string other = parts.rownames.back() + "_upper";
+    remarks += printed("line %d: row \"%.200s\" cannot hold; its upper side becomes row "
+                       "\"%.200s\"\n",
+                       in.line, parts.rownames.back().c_str(), other.c_str());
+    finish_row(other, s, high, 'L');
+}
+
+// name: column = 0 or 1 -> row
+void lp_reader::indicator_row(std::string_view name, const lp_sum &condition, double value)
+{
+    bool simple = condition.index.size() == 1 && condition.value[0] == 1 &&
+                  condition.constant == 0 && (value == 0 || value == 1);
+    if (!simple) malformed("an indicator is a column that is 0 or 1");
+    in.next();
+    lp_sum s = sum();
+    if (s.bracket != 0) malformed("an indicator's row is linear");
+    char sense = relation();
+    double side = needed_value() - s.constant;
+    if (!number_isfinite(side)) malformed("an infinite right-hand side");
+    std::string made = "i" + std::to_string(parts.indicators.size() + 1);
+    parts.indicators.push_back({name.empty() ? made : std::string(name), INDICATOR_IF,
+                                condition.index[0], value == 0, sense, side, s.index, s.value});
 }
 
 static char turned(char relation)
@@ -422,18 +299,20 @@ void lp_reader::row()
 {
     std::string_view name = label();
     lp_sum s = sum();
+    if (s.bracket != 0) return finish_row(name, s, 0, 'L');
     char first = relation();
     if (!s.index.empty()) {
         double side = needed_value();
-        return finish_row(name, s, side, side, first);
+        if (in.at('>') && first == 'E') return indicator_row(name, s, side);
+        return finish_row(name, s, side, first);
     }
     double low = s.constant, high = low;
     s = sum();
-    if (in.token != TOKEN_RELATION) return finish_row(name, s, low, high, turned(first));
+    if (in.token != TOKEN_RELATION) return finish_row(name, s, low, turned(first));
     if (relation() != first || first == 'E') malformed("not a row between two bounds");
     high = needed_value();
     if (first == 'G') std::swap(low, high);
-    finish_row(name, s, low, high, 'R');
+    finish_range(name, s, low, high);
 }
 
 void lp_reader::rows()
@@ -463,10 +342,22 @@ bool lp_reader::value(double *number)
     return true;
 }
 
+// A column that should have been there before.
+int lp_reader::named_column(std::string_view name)
+{
+    size_t before = parts.colnames.size();
+    int col = column(name);
+    if (parts.colnames.size() > before) {
+        remarks += printed("line %d: column \"%.200s\" is neither in the objective nor in a row\n",
+                           in.line, parts.colnames.back().c_str());
+    }
+    return col;
+}
+
 int lp_reader::known_column()
 {
     if (in.token != TOKEN_NAME) malformed("no column where there must be one");
-    int col = column(in.word);
+    int col = named_column(in.word);
     in.next();
     return col;
 }
@@ -539,6 +430,52 @@ void lp_reader::types(lp_section section)
     }
 }
 
+void lp_reader::begin_set(std::string_view name, char type)
+{
+    std::string made = "s" + std::to_string(parts.sets.size() + 1);
+    parts.sets.push_back({name.empty() ? made : std::string(name), type, {}, {}});
+}
+
+void lp_reader::set_member(std::string_view name)
+{
+    special_set &set = parts.sets.back();
+    int col = named_column(name);
+    if (std::find(set.index.begin(), set.index.end(), col) != set.index.end())
+        malformed("a column twice in a set");
+    set.index.push_back(col);
+    set.weight.push_back(needed_value());
+    if (std::fabs(set.weight.back()) >= VNT_INFINITY) malformed("an infinite weight");
+}
+
+// name: S1:: column:weight column:weight ...  In a section for one type, that need not be there.
+void lp_reader::sets(lp_section section)
+{
+    char type = section == SECTION_SOS1 ? '1' : section == SECTION_SOS2 ? '2' : 0;
+    std::string_view name;
+    bool begun = false; // is there a set for the next column?
+    for (in.next(); in.token != TOKEN_SECTION && in.token != TOKEN_END;) {
+        if (in.token != TOKEN_NAME || !in.followed_by(':')) malformed("neither set nor column");
+        std::string_view word = in.word;
+        in.next();
+        in.next();
+        if (in.token == TOKEN_COLON) { // the second one behind the type
+            std::string kind = small_letters(word);
+            if (kind != "s1" && kind != "s2") malformed("a set is of type S1 or S2");
+            in.next();
+            begin_set(name, kind[1]);
+            begun = true;
+            name = {};
+        } else if (in.token == TOKEN_NAME) {
+            name = word;
+            begun = type != 0 && !in.followed_by_two(':');
+            if (begun) begin_set(name, type);
+        } else {
+            if (!begun) malformed("a column before its set");
+            set_member(word);
+        }
+    }
+}
+
 model lp_reader::read()
 {
     if (in.token != TOKEN_SECTION ||
@@ -555,13 +492,14 @@ model lp_reader::read()
         case SECTION_BINARY:
         case SECTION_SEMI: types(section); break;
         case SECTION_SOS:
-            throw failure{VNTERR_FILE_FEATURE,
-                          printed("line %d: special ordered sets are not supported", in.line)};
+        case SECTION_SOS1:
+        case SECTION_SOS2: sets(section); break;
         default: malformed("a second objective");
         }
     }
     if (in.token == TOKEN_END) malformed("the file ends without end");
     if (in.token != TOKEN_SECTION) malformed("something that belongs to no section");
+    remarks += wide_binaries(parts);
     return parts.take();
 }
 
@@ -571,115 +509,6 @@ model lp_read(const std::string &text, std::string *remarks)
     model m = reader.read();
     *remarks += reader.remarks;
     return m;
-}
-
-// Writing.
-
-static bool suits_lp(const std::string &name)
-{
-    if (name.empty() || begins_number(name) || section_of(name) != SECTION_NONE ||
-        infinity_word(name) || small_letters(name) == "free") {
-        return false;
-    }
-    return std::all_of(name.begin(), name.end(), name_letter);
-}
-
-// Collects terms, a few on each line.
-class term_writer {
-  public:
-    term_writer(std::string *out, const std::vector<std::string> &cols) : out(out), cols(cols) {}
-    void term(double value, int col)
-    {
-        if (count > 0 && count % 6 == 0) *out += "\n   ";
-        *out += value < 0 || std::signbit(value) ? " - " : count > 0 ? " + " : " ";
-        *out += number_text(std::fabs(value)) + " " + cols[col];
-        count++;
-    }
-    int count = 0;
-
-  private:
-    std::string *out;
-    const std::vector<std::string> &cols;
-};
-
-// All columns, those that cost nothing as well, so that they come back in their order.
-static void write_objective(const model &m, const file_names &names, std::string *out)
-{
-    *out += m.sense == VNT_MAX ? "maximize\n " : "minimize\n ";
-    *out += names.objective + ":";
-    term_writer terms(out, names.cols);
-    for (int j = 0; j < m.numcols(); j++)
-        terms.term(m.objective[j], j);
-    if (m.offset != 0) {
-        *out += (m.offset < 0 ? " - " : " + ") + number_text(std::fabs(m.offset));
-    }
-    *out += "\n";
-}
-
-static void write_row(const model &m, const file_names &names, int i, std::string *out)
-{
-    static const std::string at_most = " <= ";
-    *out += " " + names.rows[i] + ":";
-    if (m.rowsense[i] == 'R') *out += " " + number_text(m.rowlower(i)) + " <=";
-    matrix_view rows = m.a.by_row();
-    term_writer terms(out, names.cols);
-    for (int64_t k = rows.begin[i]; k < rows.begin[i + 1]; k++) {
-        terms.term(rows.value[k], rows.index[k]);
-    }
-    if (terms.count == 0 && m.numcols() > 0) terms.term(0, 0);
-    switch (m.rowsense[i]) {
-    case 'G': *out += " >= " + number_text(m.rhs[i]); break;
-    case 'E': *out += " = " + number_text(m.rhs[i]); break;
-    case 'L': *out += at_most + number_text(m.rhs[i]); break;
-    default: *out += at_most + number_text(m.rowupper(i));
-    }
-    *out += "\n";
-}
-
-static std::string bound_text(double value)
-{
-    if (value >= VNT_INFINITY) return "inf";
-    return value <= -VNT_INFINITY ? "-inf" : number_text(value);
-}
-
-static void write_bound(const model &m, const file_names &names, int j, std::string *out)
-{
-    double low = m.lower[j], high = m.upper[j];
-    bool binary = m.type != VNT_PROB_LP && m.ctype[j] == 'B';
-    if (low == 0 && high == (binary ? 1 : VNT_INFINITY)) return;
-    if (low == high) {
-        *out += " " + names.cols[j] + " = " + bound_text(low) + "\n";
-    } else {
-        *out += " " + bound_text(low) + " <= " + names.cols[j] + " <= " + bound_text(high) + "\n";
-    }
-}
-
-static void write_types(const model &m, const file_names &names, const char *section,
-                        std::string_view types, std::string *out)
-{
-    if (m.type == VNT_PROB_LP || m.ctype.find_first_of(types) == std::string::npos) return;
-    *out += std::string(section) + "\n";
-    for (int j = 0; j < m.numcols(); j++) {
-        if (types.find(m.ctype[j]) != types.npos) *out += " " + names.cols[j] + "\n";
-    }
-}
-
-std::string lp_write(const model &m, bool *made)
-{
-    file_names names(m, suits_lp);
-    *made = names.made;
-    std::string out;
-    write_objective(m, names, &out);
-    out += "subject to\n";
-    for (int i = 0; i < m.numrows(); i++)
-        write_row(m, names, i, &out);
-    out += "bounds\n";
-    for (int j = 0; j < m.numcols(); j++)
-        write_bound(m, names, j, &out);
-    write_types(m, names, "general", "IN", &out);
-    write_types(m, names, "binary", "B", &out);
-    write_types(m, names, "semi-continuous", "SN", &out);
-    return out + "end\n";
 }
 
 } // namespace vnt

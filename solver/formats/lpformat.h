@@ -1,24 +1,36 @@
 // lpformat.h: models as LP files, the format that reads like algebra.
 //
 //     maximize
-//      obj: 3 x + 2 y + 1
+//      obj: 3 x + 2 y + 1 + [ x ^ 2 - 4 x * y ] / 2
 //     subject to
 //      limit: x + y <= 4
 //      both: 1 <= x - y <= 3
+//      only: b = 1 -> x <= 2
 //     bounds
 //      x <= 2.5
 //     general
 //      y
+//     binary
+//      b
+//     semi-continuous
+//      z
+//     sos
+//      one: S1:: x:1 y:2
 //     end
 //
-// Also: minimize, such that, st, s.t., free columns, binary and semi-continuous sections, comments
-// behind a backslash.  Columns stand in the order in which they first appear.
+// Also: minimize, such that, st, s.t., free columns, comments behind a backslash.  Columns stand in
+// the order in which they first appear.  Names may hold brackets in pairs, such as x[1].
 //
-// What is written reads back to the same columns, rows and bounds; only a row of sense R comes
-// back as its two bounds tell.
+// Read with a remark: an upper bound below 0 takes the lower bound of 0 away; a range whose sides
+// contradict each other becomes two rows; columns that only bounds, types or sets name; binary
+// columns with bounds beyond 0 and 1.
+//
+// What is written reads back to the same model, and writes the same text again, with two
+// exceptions: a row of sense R comes back with the same two sides, but perhaps another rhs and
+// range; a binary column between other bounds than 0 and 1 comes back as an integer one.
 //
 // Errors: failures with VNTERR_FILE_FORMAT that tell the line; VNTERR_FILE_FEATURE for quadratic
-// terms, indicators and special ordered sets.
+// rows.
 
 #pragma once
 

@@ -1,5 +1,6 @@
 #include "solver/formats/modelfile.h"
 
+#include <cmath>
 #include <unordered_set>
 
 namespace vnt {
@@ -27,6 +28,24 @@ void model_parts::add_entry(int i, double v)
 {
     index.push_back(i);
     value.push_back(v);
+}
+
+// A row is kept as one side and the way to the other.  Takes the first of six pairs that gives both
+// sides to the bit, so that a row does not move when it is written and read again.
+void model_parts::set_range(double low, double high)
+{
+    rowsense.back() = 'R';
+    double sides[] = {low, high};
+    for (int k = 0; k < 2; k++) {
+        double from = sides[k], to = sides[1 - k], way = to - from;
+        for (double r : {way, std::nextafter(way, HUGE_VAL), std::nextafter(way, -HUGE_VAL)}) {
+            rhs.back() = from;
+            range.back() = r;
+            if (from + r == to) return;
+        }
+    }
+    rhs.back() = low; // no pair does: the upper side moves by a bit
+    range.back() = high - low;
 }
 
 static std::vector<const char *> pointers(const std::vector<std::string> &names)
@@ -62,43 +81,73 @@ model model_parts::take()
     if (rowwise) m.append_cols(cols, nullptr);
     m.append_rows(rows, rowwise ? &lines : nullptr);
     if (!rowwise) m.append_cols(cols, &lines);
+    for (auto [i, j, v] : quadratic)
+        m.set_quadratic(i, j, v);
+    m.sets = std::move(sets);
+    m.indicators = std::move(indicators);
+    if (!m.sets.empty() || !m.indicators.empty()) m.make_discrete();
     return m;
 }
 
-static std::vector<std::string> names_of(const name_list &list, char letter, bool *made,
-                                         const std::function<bool(const std::string &)> &suits)
+std::string wide_binaries(const model_parts &parts)
 {
-    std::vector<std::string> names;
-    std::unordered_set<std::string> seen;
-    bool good = true;
-    for (int i = 0; i < list.size() && good; i++) {
-        names.push_back(list.at(i));
-        const std::string &n = names.back();
-        good = n.find_first_of(" \t\r\n") == std::string::npos && suits(n) && seen.insert(n).second;
+    for (size_t j = 0; j < parts.ctype.size(); j++) {
+        if (parts.ctype[j] != 'B' || (parts.lower[j] >= 0 && parts.upper[j] <= 1)) continue;
+        return printed("the bounds of binary column \"%.200s\" reach beyond 0 and 1, and count\n",
+                       parts.colnames[j].c_str());
     }
-    if (good) return names;
-    *made = true;
-    names.clear();
-    for (int i = 0; i < list.size(); i++)
-        names.push_back(letter + std::to_string(i + 1));
-    return names;
+    return {};
 }
 
-file_names::file_names(const model &m, const std::function<bool(const std::string &)> &suits)
+bool suits_files(const std::string &name)
 {
-    rows = names_of(m.rownames, 'c', &made, suits);
-    cols = names_of(m.colnames, 'x', &made, suits);
-    objective = m.objname;
-    auto taken = [&] {
-        for (const std::string &n : rows) {
-            if (n == objective) return true;
-        }
-        return false;
-    };
-    bool good = !objective.empty() && objective.find_first_of(" \t\r\n") == std::string::npos &&
-                suits(objective);
-    if (!good) objective = "obj";
-    while (taken())
+    return !name.empty() && name.find_first_of("\r\n") == std::string::npos;
+}
+
+using name_check = std::function<bool(const std::string &)>;
+using name_set = std::unordered_set<std::string>;
+
+// Names that suit and are not in `seen`, where they are put.
+static bool take_names(const std::vector<std::string> &names, const name_check &suits,
+                       name_set *seen)
+{
+    name_set fresh = *seen;
+    for (const std::string &n : names) {
+        if (!suits_files(n) || !suits(n) || !fresh.insert(n).second) return false;
+    }
+    *seen = std::move(fresh);
+    return true;
+}
+
+static void make_names(std::vector<std::string> *names, const std::string &start,
+                       const name_check &suits, name_set *seen, bool *made)
+{
+    if (take_names(*names, suits, seen)) return;
+    *made = true;
+    for (size_t k = 0; k < names->size(); k++) {
+        (*names)[k] = start + std::to_string(k + 1);
+        while (!seen->insert((*names)[k]).second)
+            (*names)[k] += '_';
+    }
+}
+
+file_names::file_names(const model &m, const name_check &suits)
+{
+    for (int i = 0; i < m.numrows(); i++)
+        rows.push_back(m.rownames.at(i));
+    for (int j = 0; j < m.numcols(); j++)
+        cols.push_back(m.colnames.at(j));
+    for (const special_set &s : m.sets)
+        sets.push_back(s.name);
+    for (const indicator &c : m.indicators)
+        indicators.push_back(c.name);
+    name_set of_rows, of_cols, of_sets;
+    make_names(&rows, "c", suits, &of_rows, &made);
+    make_names(&cols, "x", suits, &of_cols, &made);
+    make_names(&sets, "s", suits, &of_sets, &made);
+    make_names(&indicators, "i", suits, &of_rows, &made);
+    objective = suits_files(m.objname) && suits(m.objname) ? m.objname : "obj";
+    while (of_rows.count(objective) > 0)
         objective += "_";
 }
 

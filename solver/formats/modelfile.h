@@ -31,18 +31,35 @@ struct model_parts {
     std::vector<double> value;
     bool rowwise = false;
 
+    // What stands beside the matrix; a quadratic entry counts for its mirror image as well.
+    struct quadratic_entry {
+        int row, col;
+        double value;
+    };
+    std::vector<quadratic_entry> quadratic;
+    std::vector<special_set> sets;
+    std::vector<indicator> indicators;
+
     void add_row(char sense, std::string_view name);
     void add_column(std::string_view name, char type);
-    void add_entry(int i, double v); // of the column, or of the row, added last
+    void add_entry(int i, double v);         // of the column, or of the row, added last
+    void set_range(double low, double high); // makes the last row one of sense R
 
     model take();
 };
 
+// A warning about the first binary column whose bounds reach beyond 0 and 1; empty without one.
+std::string wide_binaries(const model_parts &parts);
+
+// Can the name stand in a file at all: is it there, and on one line?
+bool suits_files(const std::string &name);
+
 // The names under which a model is written: its own, or, where one of them does not suit the
-// format or stands for two, made ones for all rows or all columns.
+// format or stands for two, made ones for all of its kind.  Rows, indicators and the objective
+// share one space of names.
 struct file_names {
     file_names(const model &m, const std::function<bool(const std::string &)> &suits);
-    std::vector<std::string> rows, cols;
+    std::vector<std::string> rows, cols, sets, indicators;
     std::string objective;
     bool made = false; // were names made?
 };

@@ -35,6 +35,12 @@ class mps_reader {
     void add_rhs(std::string_view row, double value);
     void add_range(std::string_view row, double value);
     void add_bound(const words &w);
+    void add_set_line(const words &w);
+    void add_set_member(std::string_view name, std::string_view weight);
+    void add_quadratic(const words &w);
+    void add_indicator(const words &w);
+    bool first_vector(std::string_view name);
+    void take_indicators(model *m);
     void set_bound(std::string_view kind, int col, double value);
     void set_upper(int col, double value);
     template <class add> void pairs(const words &w, const add &one);
@@ -46,12 +52,17 @@ class mps_reader {
     line_reader lines;
     bool fixed;
     std::string_view section;
+    std::string_view vector; // the first one of the section, the only one that counts
+    bool others_said = false;
     bool ended = false;
     bool integer = false; // between the markers
     std::unordered_map<std::string_view, int> rows, columns;
     std::string_view objective, objective_wanted;
     std::vector<char> bounded; // has the column a bound of its own?  2: a lower one
     std::vector<int> entered;  // the column that last had an entry in the row; objective last
+    std::unordered_map<uint64_t, double> quadratic;    // by column and row, as it stands there
+    bool quadratic_whole = false;                      // are both triangles there?
+    std::vector<std::pair<int, indicator>> conditions; // by row
     model_parts parts;
 };
 
@@ -107,9 +118,28 @@ words mps_reader::fixed_fields(std::string_view line) const
     return w;
 }
 
+// A lone dollar behind the first two words begins a comment.
 words mps_reader::split(std::string_view line) const
 {
-    return fixed ? fixed_fields(line) : words_of(line);
+    words w = fixed ? fixed_fields(line) : words_of(line);
+    for (size_t k = 2; k < std::min(w.size(), words::most); k++) {
+        if (w[k] == "$") w.count = k;
+    }
+    return w;
+}
+
+static bool among(std::string_view word, std::initializer_list<std::string_view> list)
+{
+    return std::find(list.begin(), list.end(), word) != list.end();
+}
+
+// NAME name FREE: the file says of itself that it is in free format.
+static std::string_view without_free(std::string_view name)
+{
+    size_t end = name.find_last_not_of(" \t");
+    name = name.substr(0, end == name.npos ? 0 : end + 1);
+    size_t cut = name.size() < 5 ? 0 : name.size() - 5;
+    return name.substr(cut) == " FREE" ? name.substr(0, name.find_last_not_of(' ', cut) + 1) : name;
 }
 
 // A section's first line.
@@ -117,25 +147,38 @@ void mps_reader::header(std::string_view line)
 {
     words w = words_of(line);
     section = w[0];
+    vector = {};
+    others_said = false;
     if (section == "NAME") {
         size_t at = line.find_first_not_of(" \t", 4);
-        if (at != line.npos) parts.name = line.substr(at, line.find_last_not_of(" \t") - at + 1);
+        if (at != line.npos) parts.name = without_free(line.substr(at));
     } else if (section == "ENDATA") {
         ended = true;
     } else if (section == "OBJSENSE" || section == "OBJNAME") {
         if (w.size() > 1) data(words_of(w[1]));
     } else if (section == "COLUMNS") {
         entered.assign(parts.rownames.size() + 1, -1);
-    } else if (section != "ROWS" && section != "RHS" && section != "RANGES" &&
-               section != "BOUNDS") {
-        static constexpr std::string_view known[] = {
-            "QUADOBJ", "QMATRIX", "QSECTION", "QCMATRIX",   "CSECTION", "SOS",
-            "SOS1",    "SOS2",    "SETS",     "INDICATORS", "LAZYCONS", "USERCUTS"};
-        bool feature = std::find(std::begin(known), std::end(known), section) != std::end(known);
+    } else if (!among(section, {"ROWS", "RHS", "RANGES", "BOUNDS", "SOS", "SOS1", "SOS2", "QUADOBJ",
+                                "QSECTION", "QMATRIX", "INDICATORS"})) {
+        bool feature = among(section, {"QCMATRIX", "CSECTION", "SETS", "LAZYCONS", "USERCUTS"});
         throw failure{feature ? VNTERR_FILE_FEATURE : VNTERR_FILE_FORMAT,
                       printed("line %d: section %.*s is not supported", lines.number(),
                               int(std::min<size_t>(section.size(), 80)), section.data())};
     }
+}
+
+// Does the line belong to the first right-hand side, ranges or bounds of the file?
+bool mps_reader::first_vector(std::string_view name)
+{
+    if (vector.empty()) vector = name;
+    if (name.empty() || name == vector) return true;
+    if (!others_said) {
+        remarks +=
+            printed("line %d: only the first vector in section %.*s counts\n", lines.number(),
+                    int(std::min<size_t>(section.size(), 80)), section.data());
+    }
+    others_said = true;
+    return false;
 }
 
 void mps_reader::data(const words &w)
@@ -154,6 +197,12 @@ void mps_reader::data(const words &w)
         set_sense(w[0]);
     } else if (section == "OBJNAME") {
         objective_wanted = w[0];
+    } else if (section.substr(0, 3) == "SOS") {
+        add_set_line(w);
+    } else if (section[0] == 'Q') {
+        add_quadratic(w);
+    } else if (section == "INDICATORS") {
+        add_indicator(w);
     } else {
         file_malformed(lines.number(), "data outside of a section");
     }
@@ -180,6 +229,10 @@ void mps_reader::add_row(const words &w)
     if (type == 'N') {
         bool chosen = objective_wanted.empty() ? objective.empty() : w[1] == objective_wanted;
         if (chosen) objective = w[1];
+        if (!chosen) {
+            remarks += printed("line %d: free row \"%.*s\" is left out\n", lines.number(),
+                               int(std::min<size_t>(w[1].size(), 200)), w[1].data());
+        }
         place = chosen ? OBJECTIVE_ROW : LEFT_OUT_ROW;
     }
     if (!rows.emplace(w[1], place).second) file_malformed(lines.number(), "the row is there twice");
@@ -241,7 +294,9 @@ template <class add> void mps_reader::pairs(const words &w, const add &one)
     if (w.size() < 2 || w.size() > 5) {
         file_malformed(lines.number(), "no pairs of row and value");
     }
-    for (size_t k = w.size() % 2; k + 1 < w.size(); k += 2)
+    size_t first = w.size() % 2;
+    if (!first_vector(first == 1 ? w[0] : std::string_view())) return;
+    for (size_t k = first; k + 1 < w.size(); k += 2)
         one(w[k], number(w[k + 1]));
 }
 
@@ -273,11 +328,18 @@ void mps_reader::add_bound(const words &w)
 {
     static constexpr std::string_view alone[] = {"FR", "MI", "PL", "BV"};
     bool valued = std::find(std::begin(alone), std::end(alone), w[0]) == std::end(alone);
-    // The name of the vector may be missing, and a value may follow where none is asked for.
+    // The name of the vector may be missing, and a value may follow where none is asked for.  The
+    // bound of a semi-continuous column may be missing.
+    if (w[0] == "SC") {
+        double value;
+        valued = w.size() == 4 ||
+                 (w.size() == 3 && number_read(w[2], &value) && columns.count(w[2]) == 0);
+    }
     size_t least = valued ? 3 : 2;
     if (w.size() < least || w.size() > 4) file_malformed(lines.number(), "not a bound");
     bool vector = w.size() == 4 || (!valued && w.size() == 3 && columns.count(w[2]) > 0);
     int col = column_of(w[vector ? 2 : 1]);
+    if (!first_vector(vector ? w[1] : std::string_view())) return;
     set_bound(w[0], col, valued ? number(w[w.size() - 1]) : 0);
 }
 
@@ -319,11 +381,104 @@ void mps_reader::set_bound(std::string_view kind, int col, double value)
         parts.lower[col] = 0;
         parts.upper[col] = 1;
     } else if (kind == "SC") {
+        // By convention no value, or 0, stands for no upper bound.
         parts.ctype[col] = parts.ctype[col] == 'C' ? 'S' : 'N';
-        parts.upper[col] = value;
+        parts.upper[col] = value == 0 ? VNT_INFINITY : value;
     } else {
         file_malformed(lines.number(), "unknown kind of bound");
     }
+}
+
+void mps_reader::add_set_member(std::string_view name, std::string_view weight)
+{
+    if (parts.sets.empty()) file_malformed(lines.number(), "a column before its set");
+    special_set &set = parts.sets.back();
+    int col = column_of(name);
+    if (std::find(set.index.begin(), set.index.end(), col) != set.index.end())
+        file_malformed(lines.number(), "a column twice in a set");
+    double value = number(weight);
+    if (std::fabs(value) >= VNT_INFINITY) file_malformed(lines.number(), "an infinite weight");
+    set.index.push_back(col);
+    set.weight.push_back(value);
+}
+
+// S1 name, where "SOS" may stand in between and a priority, which is not used, behind; and then
+// column and weight on lines of their own, where "SOS" may stand in front.
+void mps_reader::add_set_line(const words &w)
+{
+    size_t more = w.size() > 2 && w[w[0] == "SOS" ? 0 : 1] == "SOS" ? 1 : 0;
+    if (w[0] != "S1" && w[0] != "S2") {
+        if (w.size() != 2 + more) file_malformed(lines.number(), "no column and weight of a set");
+        return add_set_member(w[more], w[more + 1]);
+    }
+    if (w.size() == 2 && columns.count(w[0]) > 0 && !parts.sets.empty())
+        return add_set_member(w[0], w[1]); // a column with the name of a type
+    std::string name = w.size() > 1 + more ? std::string(w[1 + more])
+                                           : "s" + std::to_string(parts.sets.size() + 1);
+    parts.sets.push_back({name, w[0][1], {}, {}});
+}
+
+// QUADOBJ and QSECTION hold one triangle of the matrix, QMATRIX both.
+void mps_reader::add_quadratic(const words &w)
+{
+    if (w.size() != 3) file_malformed(lines.number(), "not two columns and a number");
+    int i = column_of(w[0]), j = column_of(w[1]);
+    double value = number(w[2]);
+    if (!number_isfinite(value)) file_malformed(lines.number(), "an infinite coefficient");
+    bool whole = quadratic_whole = section == "QMATRIX";
+    if (!whole && i < j) std::swap(i, j);
+    uint64_t key = static_cast<uint64_t>(i) << 32 | static_cast<uint32_t>(j);
+    if (!quadratic.emplace(key, value).second) file_malformed(lines.number(), "an entry twice");
+    if (!whole || i >= j) parts.quadratic.push_back({i, j, value});
+}
+
+// IF row column value
+void mps_reader::add_indicator(const words &w)
+{
+    if (w.size() != 4 || w[0] != "IF" || (w[3] != "0" && w[3] != "1"))
+        file_malformed(lines.number(), "not IF, a row, a column and 0 or 1");
+    int i = row_of(w[1]);
+    if (i < 0) file_malformed(lines.number(), "a free row cannot depend on an indicator");
+    indicator c = {};
+    c.type = INDICATOR_IF;
+    c.column = column_of(w[2]);
+    c.complemented = w[3] == "0";
+    conditions.emplace_back(i, std::move(c));
+}
+
+// Makes indicators of the rows that are named to be ones.
+void mps_reader::take_indicators(model *m)
+{
+    if (conditions.empty()) return;
+    std::vector<int> place(m->numrows(), 0);
+    matrix_view rows = m->a.by_row();
+    for (auto &[i, c] : conditions) {
+        if (place[i] < 0) file_malformed(lines.number(), "two indicators of one row");
+        if (m->rowsense[i] == 'R') file_malformed(lines.number(), "an indicator of a range");
+        if (std::fabs(m->rhs[i]) >= VNT_INFINITY)
+            file_malformed(lines.number(), "an indicator of a free row");
+        place[i] = -1;
+        c.name = m->rownames.at(i);
+        c.sense = m->rowsense[i];
+        c.rhs = m->rhs[i];
+        c.index.assign(rows.index + rows.begin[i], rows.index + rows.begin[i + 1]);
+        c.value.assign(rows.value + rows.begin[i], rows.value + rows.begin[i + 1]);
+        m->indicators.push_back(std::move(c));
+    }
+    int left = 0;
+    for (int &p : place)
+        p = p < 0 ? -1 : left++;
+    m->keep_rows(place, left);
+    m->make_discrete();
+}
+
+// Is what both triangles of a QMATRIX say the same?
+static bool symmetric(const std::unordered_map<uint64_t, double> &entries)
+{
+    return std::all_of(entries.begin(), entries.end(), [&](const auto &e) {
+        auto mirror = entries.find(e.first << 32 | e.first >> 32);
+        return mirror != entries.end() && mirror->second == e.second;
+    });
 }
 
 model mps_reader::read()
@@ -341,8 +496,13 @@ model mps_reader::read()
     for (size_t j = 0; j < bounded.size(); j++) {
         if (!bounded[j] && parts.ctype[j] == 'I') parts.upper[j] = 1;
     }
+    if (quadratic_whole && !symmetric(quadratic))
+        file_malformed(lines.number(), "the quadratic matrix is not symmetric");
     if (!objective.empty()) parts.objname = objective;
-    return parts.take();
+    remarks += wide_binaries(parts);
+    model m = parts.take();
+    take_indicators(&m);
+    return m;
 }
 
 model mps_read(const std::string &text, std::string *remarks)
@@ -364,122 +524,6 @@ model mps_read(const std::string &text, std::string *remarks)
         }
         throw;
     }
-}
-
-// Writing.
-
-static std::string line_of(const char *kind, const std::string &name, const std::string &what)
-{
-    return std::string(" ") + kind + " " + name + " " + what + "\n";
-}
-
-// `of` names what stands at the front of each line.
-static void write_value(const std::string &of, const std::string &row, double value,
-                        std::string *out)
-{
-    *out += "    ";
-    *out += of;
-    *out += "  ";
-    *out += row;
-    *out += "  ";
-    append_number(value, out);
-    *out += '\n';
-}
-
-static void write_rows(const model &m, const file_names &names, std::string *out)
-{
-    *out += "ROWS\n N  " + names.objective + "\n";
-    for (int i = 0; i < m.numrows(); i++) {
-        // A range makes of an equation what it must be.
-        *out += std::string(" ") + (m.rowsense[i] == 'R' ? 'E' : m.rowsense[i]) + "  " +
-                names.rows[i] + "\n";
-    }
-}
-
-static void write_columns(const model &m, const file_names &names, std::string *out)
-{
-    *out += "COLUMNS\n";
-    matrix_view cols = m.a.by_column();
-    bool integer = false;
-    auto mark = [&](const char *kind) {
-        *out += std::string("    MARKER  'MARKER'  '") + kind + "'\n";
-        integer = !integer;
-    };
-    for (int j = 0; j < m.numcols(); j++) {
-        char type = m.type == VNT_PROB_LP ? 'C' : m.ctype[j];
-        if ((type == 'I' || type == 'N') != integer) mark(integer ? "INTEND" : "INTORG");
-        // A column without entries still needs a line.
-        if (m.objective[j] != 0 || cols.begin[j] == cols.begin[j + 1]) {
-            write_value(names.cols[j], names.objective, m.objective[j], out);
-        }
-        for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++) {
-            write_value(names.cols[j], names.rows[cols.index[k]], cols.value[k], out);
-        }
-    }
-    if (integer) mark("INTEND");
-}
-
-static void write_rhs(const model &m, const file_names &names, std::string *out)
-{
-    *out += "RHS\n";
-    if (m.offset != 0) write_value("rhs", names.objective, -m.offset, out);
-    for (int i = 0; i < m.numrows(); i++) {
-        if (m.rhs[i] != 0) write_value("rhs", names.rows[i], m.rhs[i], out);
-    }
-    if (m.rowsense.find('R') == std::string::npos) return;
-    *out += "RANGES\n";
-    for (int i = 0; i < m.numrows(); i++) {
-        if (m.rowsense[i] == 'R') write_value("rng", names.rows[i], m.range[i], out);
-    }
-}
-
-static void write_bounds_of(char type, double low, double high, const std::string &name,
-                            std::string *out)
-{
-    bool semi = type == 'S' || type == 'N';
-    if (type == 'B') {
-        *out += line_of("BV", "bnd", name);
-        if (low == 0 && high == 1) return;
-    }
-    if (semi) *out += line_of("SC", "bnd", name + " " + number_text(high));
-    if (low == high && !semi) {
-        *out += line_of("FX", "bnd", name + " " + number_text(low));
-        return;
-    }
-    bool lower_free = low <= -VNT_INFINITY, upper_free = high >= VNT_INFINITY;
-    if (lower_free && upper_free && !semi) {
-        *out += line_of("FR", "bnd", name);
-        return;
-    }
-    // The lower bound first: an upper one below 0 would take the default away.
-    if (lower_free) {
-        *out += line_of("MI", "bnd", name);
-    } else if (low != 0 || type == 'B' || high < 0) {
-        *out += line_of("LO", "bnd", name + " " + number_text(low));
-    }
-    if (semi) return;
-    if (!upper_free) {
-        *out += line_of("UP", "bnd", name + " " + number_text(high));
-    } else if (type != 'C') {
-        *out += line_of("PL", "bnd", name);
-    }
-}
-
-std::string mps_write(const model &m, bool *made)
-{
-    file_names names(m, [](const std::string &name) { return name != "'MARKER'"; });
-    *made = names.made;
-    std::string out = "NAME  " + one_line(m.name) + "\n";
-    if (m.sense == VNT_MAX) out += "OBJSENSE\n    MAX\n";
-    write_rows(m, names, &out);
-    write_columns(m, names, &out);
-    write_rhs(m, names, &out);
-    out += "BOUNDS\n";
-    for (int j = 0; j < m.numcols(); j++) {
-        char type = m.type == VNT_PROB_LP ? 'C' : m.ctype[j];
-        write_bounds_of(type, m.lower[j], m.upper[j], names.cols[j], &out);
-    }
-    return out + "ENDATA\n";
 }
 
 } // namespace vnt

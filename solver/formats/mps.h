@@ -1,11 +1,17 @@
 // mps.h: models as MPS files, read and written.
 //
 // Read: free format, and fixed format where names hold blanks; OBJSENSE, OBJNAME, ROWS, COLUMNS
-// with integer markers, RHS, RANGES and BOUNDS with BV, LI, UI and SC.  An entry of the right-hand
-// side in the objective row is the negative of the objective's constant; further free rows are
-// left out.  An integer column without a bound is between 0 and 1.
+// with integer markers, RHS, RANGES, BOUNDS with BV, LI, UI and SC, SOS, QUADOBJ, QSECTION, QMATRIX
+// and INDICATORS.  An entry of the right-hand side in the objective row is the negative of the
+// objective's constant.  An integer column without a bound is between 0 and 1.  A semi-continuous
+// column with the bound 0, or with none, has no upper bound.
 //
-// Written: what reads back to the same bits.
+// Read with a remark: further free rows, which are left out; further vectors in RHS, RANGES or
+// BOUNDS, of which the first one counts; an upper bound below 0, which takes the lower bound of 0
+// away; binary columns with bounds beyond 0 and 1.
+//
+// Written: fixed format where names and numbers fit, else free format that says so behind the name.
+// It reads back to the same bits.  A row without sides is one with a side of 1e20.
 //
 // Errors: failures with VNTERR_FILE_FORMAT that tell the line, VNTERR_FILE_FEATURE for sections
 // that this solver does not know what to do with.

@@ -76,7 +76,7 @@ static void append_column(model *m, const new_columns &cols, int j)
     m->lower.push_back(cols.lower != nullptr ? model_number(cols.lower[j]) : 0);
     m->upper.push_back(cols.upper != nullptr ? model_number(cols.upper[j]) : most);
     m->ctype.push_back(type);
-    if (type != 'C' && m->type == VNT_PROB_LP) m->type = VNT_PROB_MIP;
+    if (type != 'C') m->make_discrete();
 }
 
 // All that can fail comes first; what follows finds its room.
@@ -108,6 +108,7 @@ void model::append_cols(const new_columns &cols, const matrix_lines *entries)
     } else {
         a.grow(0, cols.count);
     }
+    if (quadratic()) q.grow(cols.count, cols.count);
     colnames.append(std::move(names));
     for (int j = 0; j < cols.count; j++)
         append_column(this, cols, j);
@@ -186,6 +187,11 @@ void model::keep_cols(const std::vector<int> &place, int left)
 {
     keep_structure(*this, place);
     a.keep_cols(place, left);
+    if (quadratic()) {
+        q.keep_rows(place, left);
+        q.keep_cols(place, left);
+        if (q.entries() == 0) clear_quadratic();
+    }
     for (auto *values : {&objective, &lower, &upper})
         keep(*values, place, left);
     keep(ctype, place, left);
@@ -224,6 +230,28 @@ void model::set_ctype(int j, char t)
     ctype[j] = t;
 }
 
+void model::make_discrete()
+{
+    if (type == VNT_PROB_LP) type = VNT_PROB_MIP;
+    if (type == VNT_PROB_QP) type = VNT_PROB_MIQP;
+}
+
+void model::set_quadratic(int i, int j, double value)
+{
+    if (!quadratic()) q.grow(numcols(), numcols());
+    q.set(i, j, value);
+    q.set(j, i, value);
+    if (type == VNT_PROB_LP) type = VNT_PROB_QP;
+    if (type == VNT_PROB_MIP) type = VNT_PROB_MIQP;
+}
+
+void model::clear_quadratic()
+{
+    q = matrix();
+    if (type == VNT_PROB_QP) type = VNT_PROB_LP;
+    if (type == VNT_PROB_MIQP) type = VNT_PROB_MIP;
+}
+
 std::vector<double> model::activities(const double *x) const
 {
     std::vector<double> sum(numrows(), 0.0);
@@ -249,6 +277,12 @@ double model::objective_at(const double *x) const
     double sum = offset;
     for (int j = 0; j < numcols(); j++)
         sum += objective[j] * x[j];
+    if (!quadratic()) return sum;
+    matrix_view cols = q.by_column();
+    for (int j = 0; j < numcols(); j++) {
+        for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++)
+            sum += 0.5 * x[j] * cols.value[k] * x[cols.index[k]];
+    }
     return sum;
 }
 

@@ -88,13 +88,20 @@ struct model {
 
     matrix a;
 
+    // The quadratic part of the objective, 1/2 x'Qx: Q itself, symmetric, both triangles there.
+    // Without one it has no rows and no columns.
+    matrix q;
+
     std::vector<special_set> sets;
     std::vector<indicator> indicators;
     std::vector<branching> order;
 
     int numcols() const { return a.cols(); }
     int numrows() const { return a.rows(); }
-    bool discrete() const { return type == VNT_PROB_MIP; }
+    bool quadratic() const { return q.cols() > 0; }
+    bool discrete() const { return type == VNT_PROB_MIP || type == VNT_PROB_MIQP; }
+    // Do the columns' types count?  In a fixed MIP they are still there to be asked for.
+    bool typed() const { return discrete() || type == VNT_PROB_FIXED_MIP; }
     double rowlower(int i) const;
     double rowupper(int i) const;
 
@@ -114,10 +121,14 @@ struct model {
     void set_bound(int j, char which, double value);
     void set_sense(int i, char sense);
     void set_ctype(int j, char type);
+    void make_discrete(); // whatever was continuous; keeps other types
+    // Sets Q(i,j) and Q(j,i); the first one makes the problem quadratic.
+    void set_quadratic(int i, int j, double value);
+    void clear_quadratic();
 
     std::vector<double> activities(const double *x) const;             // one per row
     std::vector<double> slacks(const double *x) const;                 // rhs - activity
-    double objective_at(const double *x) const;                        // the offset included
+    double objective_at(const double *x) const;                        // all of it
     double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
 };
 

@@ -122,8 +122,7 @@ static bool holds_type(const model &m, char type)
 void vntlp::set_type(int type, const std::vector<double> &values)
 {
     require(type >= VNT_PROB_LP && type <= VNT_PROB_FIXED_MIP, VNTERR_BAD_ARGUMENT);
-    require(type == VNT_PROB_LP || type == VNT_PROB_MIP || type == VNT_PROB_FIXED_MIP,
-            VNTERR_NOT_SUPPORTED);
+    require(type != VNT_PROB_QCP && type != VNT_PROB_MIQCP, VNTERR_NOT_SUPPORTED);
     if (type == VNT_PROB_FIXED_MIP) {
         require(m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
         require(!values.empty(), VNTERR_NO_SOLUTION);
@@ -131,6 +130,7 @@ void vntlp::set_type(int type, const std::vector<double> &values)
                 VNTERR_NOT_SUPPORTED);
     }
     std::vector<double> fixed = values; // `changed` may take it away
+    if (type == VNT_PROB_LP || type == VNT_PROB_MIP) m.clear_quadratic();
     m.type = type;
     changed();
     if (!free_lower.empty()) {
