@@ -127,25 +127,11 @@ int VNTLEcangetbase(VNTENVptr env, VNTLPptr lp)
     return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.has_basis()); });
 }
 
-static std::vector<int> copied_basis(const int *from, int count)
-{
-    require_there(from, count > 0);
-    for (int i = 0; i < count; i++) {
-        require(from[i] >= VNT_BASIS_LOWER && from[i] <= VNT_BASIS_FREE, VNTERR_BAD_BASIS);
-    }
-    return {from, from + count};
-}
-
 static void copy_basis(vntlp &p, const int *cstat, const int *rstat)
 {
-    std::vector<int> cols = copied_basis(cstat, p.m.numcols());
-    std::vector<int> rows = copied_basis(rstat, p.m.numrows());
-    int64_t basic = std::count(cols.begin(), cols.end(), VNT_BASIS_BASIC) +
-                    std::count(rows.begin(), rows.end(), VNT_BASIS_BASIC);
-    if (basic != p.m.numrows()) {
-        throw failure{VNTERR_BAD_BASIS, printed("%lld basic variables for %d rows",
-                                                static_cast<long long>(basic), p.m.numrows())};
-    }
+    std::vector<int> cols = basis_copy(cstat, p.m.numcols());
+    std::vector<int> rows = basis_copy(rstat, p.m.numrows());
+    basis_check(cols, rows);
     p.set_basis(std::move(cols), std::move(rows));
 }
 
@@ -257,18 +243,6 @@ int VNTLgetdsbcnt(VNTENVptr env, VNTLPptr lp)
     return static_cast<int>(nothing(env, lp));
 }
 
-// Of networks there are none yet.
-
-int VNTLNETgetstat(VNTENVptr, VNTNETptr)
-{
-    return VNT_STAT_NONE;
-}
-
-int VNTLNETgetobjsen(VNTENVptr, VNTNETptr)
-{
-    return 0;
-}
-
 int VNTLgetsubstat(VNTENVptr env, VNTLPptr lp)
 {
     return static_cast<int>(nothing(env, lp));
@@ -283,7 +257,7 @@ int VNTLgetsubmethod(VNTENVptr env, VNTLPptr lp)
 
 static answer &search_of(vntlp &p)
 {
-    require(p.m.type != VNT_PROB_LP, VNTERR_NOT_MIP);
+    require(p.m.typed(), VNTERR_NOT_MIP);
     require(p.last.method == VNT_METHOD_MIP, VNTERR_NO_SOLUTION);
     return p.last;
 }

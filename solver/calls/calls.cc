@@ -37,6 +37,24 @@ int calls_failed(vntenv *env, const char *call) noexcept
     }
 }
 
+std::vector<int> basis_copy(const int *from, int count)
+{
+    require_there(from, count > 0);
+    for (int i = 0; i < count; i++) {
+        require(from[i] >= VNT_BASIS_LOWER && from[i] <= VNT_BASIS_FREE, VNTERR_BAD_BASIS);
+    }
+    return {from, from + count};
+}
+
+void basis_check(const std::vector<int> &cols, const std::vector<int> &rows)
+{
+    int64_t basic = std::count(cols.begin(), cols.end(), VNT_BASIS_BASIC) +
+                    std::count(rows.begin(), rows.end(), VNT_BASIS_BASIC);
+    if (basic == static_cast<int64_t>(rows.size())) return;
+    throw failure{VNTERR_BAD_BASIS, printed("%lld basic variables for %zu rows",
+                                            static_cast<long long>(basic), rows.size())};
+}
+
 double relative_gap(double incumbent, double bound)
 {
     return std::fabs(incumbent - bound) / std::max(1e-10, std::fabs(incumbent));

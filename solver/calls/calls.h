@@ -176,6 +176,10 @@ template <class record> void erase_marked(std::vector<record> &list, int *delsta
     list.resize(left);
 }
 
+// A basis from the caller: statuses that exist, and as many basic ones as there are rows.
+std::vector<int> basis_copy(const int *from, int count);
+void basis_check(const std::vector<int> &cols, const std::vector<int> &rows);
+
 // The gap between a solution and the bound, relative to the solution.
 double relative_gap(double incumbent, double bound);
 

@@ -1,8 +1,8 @@
 // environment.h: what an environment holds, and the set of those that are open.
 //
-// Ownership: the registry owns the environments and an environment its problems, until they are
-// closed or freed.  A call holds its environment by a shared pointer, so a close on another thread
-// takes nothing from under it.
+// Ownership: the registry owns the environments and an environment its problems and networks, until
+// they are closed or freed.  A call holds its environment by a shared pointer, so a close on
+// another thread takes nothing from under it.
 //
 // Threads: a call holds the environment's lock for its whole length, with one exception: a solve
 // sets `solving` and runs without the lock, so that its callbacks can be called from it.  Whoever
@@ -12,6 +12,7 @@
 #pragma once
 
 #include "solver/calls/parameters.h"
+#include "solver/problem/networkproblem.h"
 #include "solver/problem/problem.h"
 
 #include <memory>
@@ -53,6 +54,7 @@ struct vntenv {
     vnt::parameter_set parameters;
     vntchannel channels[vnt::CHANNELS];
     std::unordered_map<const vntlp *, std::unique_ptr<vntlp>> problems;
+    std::unordered_map<const vntnet *, std::unique_ptr<vntnet>> networks;
     uint64_t ticks = 0; // deterministic work of all solves so far
     std::string logname;
     std::unique_ptr<FILE, int (*)(FILE *)> log = {nullptr, fclose};

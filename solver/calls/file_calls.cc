@@ -2,6 +2,7 @@
 
 #include "solver/calls/calls.h"
 #include "solver/formats/basisfile.h"
+#include "solver/formats/dimacs.h"
 #include "solver/formats/files.h"
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"
@@ -17,13 +18,13 @@ static bool mps_kind(const std::string &kind)
 [[noreturn]] static void unknown_kind(const std::string &kind)
 {
     throw failure{VNTERR_FILE_TYPE,
-                  printed("\"%.80s\" is none of the file types mps and lp", kind.c_str())};
+                  printed("\"%.80s\" is none of the file types mps, lp and min", kind.c_str())};
 }
 
 static model read_model(const std::string &kind, const std::string &text, std::string *remarks)
 {
     if (mps_kind(kind)) return mps_read(text, remarks);
-    return lp_read(text, remarks);
+    return kind == "lp" ? lp_read(text, remarks) : dimacs_read(text).linear();
 }
 
 // The problem changes only once the whole file has been understood.
@@ -31,7 +32,7 @@ static void read_problem(vntenv &e, vntlp &p, const char *name, const char *cont
                          int64_t length, const char *filetype)
 {
     std::string kind = file_kind(name, filetype), remarks;
-    if (!mps_kind(kind) && kind != "lp") unknown_kind(kind);
+    if (!mps_kind(kind) && kind != "lp" && kind != "min") unknown_kind(kind);
     std::string text = file_contents(name, contents, length);
     model m = read_model(kind, text, &remarks);
     if (m.name.empty()) m.name = p.m.name;

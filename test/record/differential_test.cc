@@ -43,6 +43,7 @@ struct library {
     }
     VNTENVptr env() const { return static_cast<VNTENVptr>(objects[0]); }
     VNTLPptr lp() const { return static_cast<VNTLPptr>(objects[1]); }
+    VNTNETptr net() const { return static_cast<VNTNETptr>(objects[2]); }
 
     // A solver may do without networks.
     int open()
@@ -231,7 +232,8 @@ void set_sizes(const library &l)
 {
 #define PROBLEM_QUERY(name, function, selector)                                                    \
     set_recorded_size(#name, l.find<int(VNTENVptr, VNTLPptr)>(#function)(l.env(), l.lp()));
-#define NETWORK_QUERY(name, function, selector) set_recorded_size(#name, 0);
+#define NETWORK_QUERY(name, function, selector)                                                    \
+    set_recorded_size(#name, l.find<int(VNTENVptr, VNTNETptr)>(#function)(l.env(), l.net()));
 #define OTHER_QUERY(name, selector) set_recorded_size(#name, 0);
 #include "remote/calls/queries.def"
 }

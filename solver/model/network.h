@@ -1,0 +1,60 @@
+// network.h: a minimum-cost flow problem: nodes with supplies, arcs with bounds and costs.
+//
+// What leaves a node less what enters it is the node's supply; a negative supply is a demand.
+//
+// Errors: a failing change leaves the network as it was.  Failures: VNTERR_INDEX_RANGE,
+// VNTERR_BAD_NUMBER, VNTERR_BAD_ARGUMENT.
+
+#pragma once
+
+#include "solver/model/model.h"
+
+namespace vnt {
+
+// New arcs; null lists stand for bounds 0 and infinity and costs of 0.
+struct new_arcs {
+    int count;
+    const int *from;
+    const int *to;
+    const double *lower;
+    const double *upper;
+    const double *cost;
+    const char *const *names;
+};
+
+struct network {
+    std::string name;
+    int sense = VNT_MIN;
+
+    std::vector<double> supply;
+    name_list nodenames{'n'};
+
+    std::vector<int> from, to;
+    std::vector<double> lower, upper, cost;
+    name_list arcnames{'a'};
+
+    int numnodes() const { return static_cast<int>(supply.size()); }
+    int numarcs() const { return static_cast<int>(from.size()); }
+
+    void append_nodes(int count, const double *supplies, const char *const *names);
+    void append_arcs(const new_arcs &arcs);
+
+    // Element i of a list is what node or arc i becomes, -1 where it goes.  The arcs at nodes that
+    // go must go as well.
+    void keep(const std::vector<int> &nodeplace, const std::vector<int> &arcplace);
+
+    // The problem with a column per arc and an equation per node.
+    model linear() const;
+};
+
+// A network inside of a linear problem: rows whose columns have at most one entry of 1 and one of
+// -1 in them, perhaps after some rows changed their sign.  Such rows are chosen greedily, in their
+// order.  What leads to other rows, and slacks, meets in a last node that stands for no row.
+struct extracted {
+    network n;
+    std::vector<int> column; // of each arc; -i - 1 for the slack of row i
+    std::vector<int> row;    // of each node; -1 for the last node
+};
+extracted network_extract(const model &m);
+
+} // namespace vnt
