@@ -1,5 +1,6 @@
 #include "solver/calls/solve.h"
 
+#include "solver/engine/qp.h"
 #include "solver/formats/solutionfile.h"
 #include "solver/problem/reformulation.h"
 
@@ -143,6 +144,15 @@ static void settle(vntlp &p, bool discrete)
     last.solutions.clear();
 }
 
+static const char *engine_trouble(int status)
+{
+    switch (status) {
+    case VNTERR_ENGINE: return "the engine failed";
+    case VNTERR_LIBRARY: return "quadratic objectives need the library Ipopt (libipopt.so.1)";
+    default: return "";
+    }
+}
+
 template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, const body &engine)
 {
     reformulation in(p, discrete);
@@ -158,7 +168,7 @@ template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, co
     env.ticks += p.last.ticks;
     if (rc != 0 && p.last.solutions.empty()) p.changed();
     if (rc == 0 || !p.last.x.empty()) settle(p, discrete);
-    if (rc != 0) throw failure{rc, rc == VNTERR_ENGINE ? "the engine failed" : ""};
+    if (rc != 0) throw failure{rc, engine_trouble(rc)};
     report(env, p.last);
 }
 
@@ -170,8 +180,30 @@ void solve_lp(vntenv &env, vntlp &p, engine_method method)
     });
 }
 
+static void refuse_discrete(const vntlp &p)
+{
+    if (p.m.type != VNT_PROB_MIQP) return;
+    throw failure{VNTERR_NOT_SUPPORTED,
+                  "a quadratic objective with discrete columns, sets or indicators"};
+}
+
+void solve_qp(vntenv &env, vntlp &p)
+{
+    refuse_discrete(p);
+    require(p.m.type == VNT_PROB_QP, VNTERR_WRONG_TYPE);
+    if (!p.m.quadratic()) p.m.q.grow(p.m.numcols(), p.m.numcols()); // of zeros
+    matrix_view cols = p.m.q.by_column();
+    engine_quadratic q = {cols.begin, cols.index, cols.value};
+    if (!engine_nonconvex(q, p.m.numcols(), p.m.sense).empty())
+        throw failure{VNTERR_NOT_SUPPORTED, "the quadratic objective is not convex"};
+    solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
+        return engine_solveqp(in, q, params, hooks, out);
+    });
+}
+
 void solve_mip(vntenv &env, vntlp &p)
 {
+    refuse_discrete(p);
     require(p.m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
     solve(env, p, true, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
         return engine_solvemip(in, params, hooks, out);

@@ -14,6 +14,9 @@ namespace vnt {
 // Solves a continuous problem.
 void solve_lp(vntenv &env, vntlp &p, engine_method method);
 
+// Solves a continuous problem with a convex quadratic objective.
+void solve_qp(vntenv &env, vntlp &p);
+
 // Solves a mixed-integer problem.
 void solve_mip(vntenv &env, vntlp &p);
 

@@ -181,7 +181,7 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
         {"mps", rows + " y o 1\nQMATRIX\n x y 1\nENDATA\n", VNTERR_FILE_FORMAT, "symmetric"},
         {"mps", rows + "INDICATORS\n IF r x 2\nENDATA\n", VNTERR_FILE_FORMAT, "0 or 1"},
         {"mps", rows + " y o 1e20\nENDATA\n", VNTERR_FILE_FORMAT, "infinite coefficient"},
-        {"lp", "min\n 1e20 x\nend\n", VNTERR_FILE_FORMAT, "infinite cost"},
+        {"lp", "min\n 1e20 x\nend\n", VNTERR_FILE_FORMAT, "infinite coefficient"},
         {"lp", "min\n x\nst\n x + inf >= 1\nend\n", VNTERR_FILE_FORMAT, "no term"},
         {"lp", "min\n x\nst\n inf x >= 1\nend\n", VNTERR_FILE_FORMAT, "no term"},
         {"lp", "min\n x\nst\n x = 2 -> x >= 1\nend\n", VNTERR_FILE_FORMAT, "indicator"},

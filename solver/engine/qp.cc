@@ -1,0 +1,439 @@
+#include "solver/engine/qp.h"
+
+#include "solver/engine/measure.h"
+#include "solver/engine/poll.h"
+
+#include <IpStdCInterface.h>
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cmath>
+#include <dlfcn.h>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+
+namespace vnt {
+
+namespace {
+
+// Ipopt's functions.  It is loaded when first wanted: it brings linear algebra along that a process
+// without quadratic problems need not carry.
+struct ipopt_library {
+    decltype(&CreateIpoptProblem) create = nullptr;
+    decltype(&FreeIpoptProblem) free = nullptr;
+    decltype(&AddIpoptStrOption) setstring = nullptr;
+    decltype(&AddIpoptNumOption) setnumber = nullptr;
+    decltype(&AddIpoptIntOption) setint = nullptr;
+    decltype(&SetIntermediateCallback) watch = nullptr;
+    decltype(&IpoptSolve) solve = nullptr;
+    bool there = false;
+
+    ipopt_library();
+};
+
+template <class function> bool find(void *library, const char *name, function *out)
+{
+    *out = reinterpret_cast<function>(dlsym(library, name));
+    return *out != nullptr;
+}
+
+// The library stays loaded.
+ipopt_library::ipopt_library()
+{
+    void *library = dlopen("libipopt.so.1", RTLD_NOW | RTLD_LOCAL);
+    there = library != nullptr && find(library, "CreateIpoptProblem", &create) &&
+            find(library, "FreeIpoptProblem", &free) &&
+            find(library, "AddIpoptStrOption", &setstring) &&
+            find(library, "AddIpoptNumOption", &setnumber) &&
+            find(library, "AddIpoptIntOption", &setint) &&
+            find(library, "SetIntermediateCallback", &watch) && find(library, "IpoptSolve", &solve);
+}
+
+const ipopt_library &ipopt()
+{
+    static const ipopt_library library;
+    return library;
+}
+
+// Held by the one solve that is in Ipopt.
+std::timed_mutex ipopt_lock;
+
+class qp_solve {
+  public:
+    qp_solve(const engine_model &model, const engine_quadratic &q, const engine_params &params,
+             const engine_hooks &hooks, engine_result *result)
+        : model(model), q(q), params(params), hooks(hooks), result(*result)
+    {
+    }
+    int run();
+
+  private:
+    double remaining() const;
+    int linear(const engine_model &problem, engine_result *out);
+    int feasible(bool *go);
+    int bounded(bool *go);
+    void arrange();
+    void interior(engine_poll &poll);
+    ApplicationReturnStatus call(std::vector<double> *lambda);
+    void setoptions(IpoptProblem problem) const;
+    void fill(ApplicationReturnStatus ended, const std::vector<double> &lambda,
+              const engine_poll &poll);
+
+    // What Ipopt calls back with; each gets the solve as its last argument.
+    static Bool value(Index, Number *x, Bool, Number *out, UserDataPtr self);
+    static Bool gradient(Index, Number *x, Bool, Number *out, UserDataPtr self);
+    static Bool activity(Index, Number *x, Bool, Index, Number *out, UserDataPtr self);
+    static Bool jacobian(Index, Number *, Bool, Index, Index count, Index *rows, Index *cols,
+                         Number *values, UserDataPtr self);
+    static Bool hessian(Index, Number *, Bool, Number factor, Index, Number *, Bool, Index count,
+                        Index *rows, Index *cols, Number *values, UserDataPtr self);
+    static Bool step(Index, Index, Number objective, Number infeasibility, Number, Number, Number,
+                     Number, Number, Number, Index, UserDataPtr self);
+
+    const engine_model &model;
+    const engine_quadratic &q;
+    const engine_params &params;
+    const engine_hooks &hooks;
+    engine_result &result;
+    engine_poll *poll = nullptr; // while Ipopt runs
+    uint64_t ticks = 0;          // of the linear problems
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+    // Rows without sides are left out: `kept` holds the others, and `place` where each row is.
+    std::vector<int> kept, place;
+    std::vector<Index> jacrow, jaccol, hessrow, hesscol;
+    std::vector<Number> jacvalue, hessvalue;
+    std::vector<double> x;
+};
+
+double qp_solve::remaining() const
+{
+    std::chrono::duration<double> gone = std::chrono::steady_clock::now() - begin;
+    return std::max(0.0, params.timelimit - gone.count());
+}
+
+int qp_solve::linear(const engine_model &problem, engine_result *out)
+{
+    engine_params part = params;
+    part.timelimit = remaining();
+    int rc = engine_solvelp(problem, part, ENGINE_DUAL, true, hooks, out);
+    ticks += out->ticks;
+    return rc;
+}
+
+// A feasible point.  Without one the linear problem's result is that of this one.
+int qp_solve::feasible(bool *go)
+{
+    std::vector<double> zero(model.numcols, 0.0);
+    engine_model problem = model;
+    problem.objective = zero.data();
+    problem.cstat = problem.rstat = nullptr;
+    engine_result found;
+    int rc = linear(problem, &found);
+    *go = rc == 0 && found.status == VNT_STAT_OPTIMAL;
+    if (*go) {
+        x = found.x;
+    } else {
+        found.method = VNT_METHOD_BARRIER;
+        found.cstat.clear();
+        found.rstat.clear();
+        found.pi.clear();
+        found.dj.clear();
+        result = std::move(found);
+    }
+    return rc;
+}
+
+double recession(double bound)
+{
+    return engine_isinf(bound) ? bound : 0;
+}
+
+// The objective falls for ever where a direction that stays feasible for ever, and in which it does
+// not curve, leads down.
+int qp_solve::bounded(bool *go)
+{
+    int n = model.numcols, m = model.numrows;
+    *go = true;
+    if (std::none_of(model.collower, model.collower + n, engine_isinf) &&
+        std::none_of(model.colupper, model.colupper + n, engine_isinf))
+        return 0;
+    std::vector<int64_t> start = {0};
+    std::vector<int> index;
+    std::vector<double> value, low, high, rowlow(m + n, 0.0), rowhigh(m + n, 0.0);
+    for (int j = 0; j < n; j++) {
+        index.insert(index.end(), model.index + model.begin[j], model.index + model.begin[j + 1]);
+        value.insert(value.end(), model.value + model.begin[j], model.value + model.begin[j + 1]);
+        for (int64_t k = q.begin[j]; k < q.begin[j + 1]; k++)
+            index.push_back(m + q.index[k]);
+        value.insert(value.end(), q.value + q.begin[j], q.value + q.begin[j + 1]);
+        start.push_back(static_cast<int64_t>(index.size()));
+        low.push_back(std::max(recession(model.collower[j]), -1.0));
+        high.push_back(std::min(recession(model.colupper[j]), 1.0));
+    }
+    std::transform(model.rowlower, model.rowlower + m, rowlow.begin(), recession);
+    std::transform(model.rowupper, model.rowupper + m, rowhigh.begin(), recession);
+    engine_model cone;
+    cone.numrows = m + n;
+    cone.numcols = n;
+    cone.begin = start.data();
+    cone.index = index.data();
+    cone.value = value.data();
+    cone.collower = low.data();
+    cone.colupper = high.data();
+    cone.rowlower = rowlow.data();
+    cone.rowupper = rowhigh.data();
+    cone.objective = model.objective;
+    cone.sense = model.sense;
+    engine_result found;
+    int rc = linear(cone, &found);
+    if (rc != 0 || found.status != VNT_STAT_OPTIMAL) return rc; // no proof; the other method tells
+    double costs = 1;
+    for (int j = 0; j < n; j++)
+        costs = std::max(costs, std::fabs(model.objective[j]));
+    *go = model.sense * found.objective > -1e-7 * costs;
+    if (*go) return 0;
+    result.status = VNT_STAT_UNBOUNDED;
+    result.primalfeasible = true;
+    result.x = x;
+    result.ray = std::move(found.x);
+    return 0;
+}
+
+// The matrices as lists of places; of the symmetric one the lower triangle.
+void qp_solve::arrange()
+{
+    place.assign(model.numrows, -1);
+    for (int i = 0; i < model.numrows; i++) {
+        if (engine_isinf(model.rowlower[i]) && engine_isinf(model.rowupper[i])) continue;
+        place[i] = static_cast<int>(kept.size());
+        kept.push_back(i);
+    }
+    for (int j = 0; j < model.numcols; j++) {
+        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++) {
+            if (place[model.index[k]] < 0) continue;
+            jacrow.push_back(place[model.index[k]]);
+            jaccol.push_back(j);
+            jacvalue.push_back(model.value[k]);
+        }
+        for (int64_t k = q.begin[j]; k < q.begin[j + 1]; k++) {
+            if (q.index[k] < j) continue;
+            hessrow.push_back(q.index[k]);
+            hesscol.push_back(j);
+            hessvalue.push_back(q.value[k]);
+        }
+    }
+    if (jacrow.size() > INT_MAX || hessrow.size() > INT_MAX) throw std::length_error("nonzeros");
+}
+
+Bool qp_solve::value(Index, Number *x, Bool, Number *out, UserDataPtr self)
+{
+    qp_solve &s = *static_cast<qp_solve *>(self);
+    std::vector<double> product = engine_multiply(s.q, s.model.numcols, x);
+    *out = 0;
+    for (int j = 0; j < s.model.numcols; j++)
+        *out += x[j] * (s.model.objective[j] + 0.5 * product[j]);
+    *out *= s.model.sense;
+    return TRUE;
+}
+
+Bool qp_solve::gradient(Index, Number *x, Bool, Number *out, UserDataPtr self)
+{
+    qp_solve &s = *static_cast<qp_solve *>(self);
+    std::vector<double> product = engine_multiply(s.q, s.model.numcols, x);
+    for (int j = 0; j < s.model.numcols; j++)
+        out[j] = s.model.sense * (s.model.objective[j] + product[j]);
+    return TRUE;
+}
+
+Bool qp_solve::activity(Index, Number *x, Bool, Index count, Number *out, UserDataPtr self)
+{
+    qp_solve &s = *static_cast<qp_solve *>(self);
+    std::fill_n(out, count, 0.0);
+    for (size_t k = 0; k < s.jacrow.size(); k++)
+        out[s.jacrow[k]] += s.jacvalue[k] * x[s.jaccol[k]];
+    return TRUE;
+}
+
+// Ipopt asks for the places first, without room for values.
+Bool qp_solve::jacobian(Index, Number *, Bool, Index, Index, Index *rows, Index *cols,
+                        Number *values, UserDataPtr self)
+{
+    qp_solve &s = *static_cast<qp_solve *>(self);
+    if (values != nullptr) {
+        std::copy(s.jacvalue.begin(), s.jacvalue.end(), values);
+    } else {
+        std::copy(s.jacrow.begin(), s.jacrow.end(), rows);
+        std::copy(s.jaccol.begin(), s.jaccol.end(), cols);
+    }
+    return TRUE;
+}
+
+Bool qp_solve::hessian(Index, Number *, Bool, Number factor, Index, Number *, Bool, Index,
+                       Index *rows, Index *cols, Number *values, UserDataPtr self)
+{
+    qp_solve &s = *static_cast<qp_solve *>(self);
+    if (values != nullptr) {
+        std::transform(s.hessvalue.begin(), s.hessvalue.end(), values,
+                       [&](double v) { return factor * s.model.sense * v; });
+    } else {
+        std::copy(s.hessrow.begin(), s.hessrow.end(), rows);
+        std::copy(s.hesscol.begin(), s.hesscol.end(), cols);
+    }
+    return TRUE;
+}
+
+Bool qp_solve::step(Index, Index, Number objective, Number infeasibility, Number, Number, Number,
+                    Number, Number, Number, Index, UserDataPtr self)
+{
+    qp_solve &s = *static_cast<qp_solve *>(self);
+    return s.poll->barrieriteration(objective + s.model.sense * s.model.offset, infeasibility)
+               ? FALSE
+               : TRUE;
+}
+
+// Options are set by texts that the interface takes without promising to leave them.
+void qp_solve::setoptions(IpoptProblem problem) const
+{
+    auto text = [&](std::string name, std::string value) {
+        ipopt().setstring(problem, name.data(), value.data());
+    };
+    auto number = [&](std::string name, double value) {
+        ipopt().setnumber(problem, name.data(), value);
+    };
+    std::string level = "print_level", most = "max_iter";
+    ipopt().setint(problem, level.data(), 0);
+    ipopt().setint(problem, most.data(), 3000);
+    text("sb", "yes");            // no banner
+    text("option_file_name", ""); // nothing from the current folder
+    text("jac_c_constant", "yes");
+    text("jac_d_constant", "yes");
+    text("hessian_constant", "yes");
+    text("mu_strategy", "adaptive");
+    number("tol", std::min(1e-9, params.optimality));
+    number("constr_viol_tol", std::min(1e-9, params.feasibility));
+    number("bound_relax_factor", 0);
+    number("nlp_lower_bound_inf", -VNT_INFINITY);
+    number("nlp_upper_bound_inf", VNT_INFINITY);
+}
+
+ApplicationReturnStatus qp_solve::call(std::vector<double> *lambda)
+{
+    int m = static_cast<int>(kept.size());
+    std::vector<double> low(model.collower, model.collower + model.numcols),
+        high(model.colupper, model.colupper + model.numcols), rowlow, rowhigh;
+    int free = 0, equations = 0;
+    for (int j = 0; j < model.numcols; j++)
+        free += low[j] < high[j];
+    for (int i : kept) {
+        rowlow.push_back(model.rowlower[i]);
+        rowhigh.push_back(model.rowupper[i]);
+        equations += rowlow.back() == rowhigh.back();
+    }
+    // Ipopt refuses more equations than columns, even where they follow from each other.
+    for (int i = 0; i < m && equations > free; i++) {
+        if (rowlow[i] != rowhigh[i]) continue;
+        double width = 1e-8 * std::max(1.0, std::fabs(rowlow[i]));
+        rowlow[i] -= width;
+        rowhigh[i] += width;
+    }
+    IpoptProblem problem =
+        ipopt().create(model.numcols, low.data(), high.data(), m, rowlow.data(), rowhigh.data(),
+                       static_cast<Index>(jacrow.size()), static_cast<Index>(hessrow.size()), 0,
+                       value, activity, gradient, jacobian, hessian);
+    if (problem == nullptr) return Internal_Error;
+    setoptions(problem);
+    ipopt().watch(problem, step);
+    lambda->assign(m, 0.0);
+    ApplicationReturnStatus ended =
+        ipopt().solve(problem, x.data(), nullptr, nullptr, lambda->data(), nullptr, nullptr, this);
+    ipopt().free(problem);
+    return ended;
+}
+
+int status_of(ApplicationReturnStatus ended)
+{
+    switch (ended) {
+    case Solve_Succeeded:
+    case Solved_To_Acceptable_Level: return VNT_STAT_OPTIMAL;
+    case Maximum_Iterations_Exceeded: return VNT_STAT_ITERATION_LIMIT;
+    default: return VNT_STAT_NUMERICAL;
+    }
+}
+
+void qp_solve::fill(ApplicationReturnStatus ended, const std::vector<double> &lambda,
+                    const engine_poll &poll)
+{
+    result.status = poll.ended() != 0 && ended != Solve_Succeeded ? poll.ended() : status_of(ended);
+    for (int j = 0; j < model.numcols; j++)
+        x[j] = std::clamp(x[j], model.collower[j], model.colupper[j]) + 0.0;
+    result.x = x;
+    engine_fillrows(model, &result);
+    std::vector<double> slope = engine_multiply(q, model.numcols, x.data());
+    for (int j = 0; j < model.numcols; j++)
+        result.objective += 0.5 * slope[j] * x[j];
+    result.pi.assign(model.numrows, 0.0);
+    for (size_t k = 0; k < kept.size(); k++)
+        result.pi[kept[k]] = -model.sense * lambda[k] + 0.0;
+    for (int j = 0; j < model.numcols; j++)
+        slope[j] += model.objective[j];
+    result.dj = engine_reducedcosts(model, slope.data(), result.pi.data());
+    bool optimal = result.status == VNT_STAT_OPTIMAL;
+    result.primalfeasible = optimal || engine_violation(model, x.data()) <= params.feasibility;
+    result.dualfeasible = optimal;
+    result.barrieriterations = poll.barrieriterations;
+    result.ticks = ticks + poll.seen.ticks;
+    if (optimal) result.bound = result.objective;
+}
+
+void qp_solve::interior(engine_poll &polled)
+{
+    std::unique_lock hold(ipopt_lock, std::defer_lock);
+    while (!hold.try_lock_for(std::chrono::milliseconds(10))) {
+        if (polled.tick()) break;
+    }
+    std::vector<double> lambda(kept.size(), 0.0);
+    ApplicationReturnStatus ended = User_Requested_Stop;
+    poll = &polled;
+    if (hold.owns_lock()) ended = call(&lambda);
+    fill(ended, lambda, polled);
+}
+
+int qp_solve::run()
+{
+    if (!ipopt().there) return VNTERR_LIBRARY;
+    result.method = VNT_METHOD_BARRIER;
+    result.cutoff = model.sense * VNT_INFINITY;
+    result.bound = model.sense * -VNT_INFINITY;
+    bool go = false;
+    int rc = feasible(&go);
+    if (rc == 0 && go) rc = bounded(&go);
+    if (rc != 0 || !go) return rc;
+    arrange();
+    engine_params part = params;
+    part.timelimit = remaining();
+    engine_poll polled(part, hooks, model.sense);
+    interior(polled);
+    return 0;
+}
+
+} // namespace
+
+int engine_solveqp(const engine_model &model, const engine_quadratic &q,
+                   const engine_params &params, const engine_hooks &hooks, engine_result *result)
+{
+    try {
+        *result = engine_result();
+        engine_model continuous = model;
+        continuous.ctype = nullptr;
+        continuous.numpairs = 0;
+        return qp_solve(continuous, q, params, hooks, result).run();
+    } catch (const std::bad_alloc &) {
+        return VNTERR_NO_MEMORY;
+    } catch (const std::length_error &) {
+        return VNTERR_NOT_SUPPORTED;
+    }
+}
+
+} // namespace vnt
