@@ -56,18 +56,16 @@ static int result_fetch(client_env *e, const void **response)
     return responseid != 0 ? client_await(e, responseid, response) : client_await_any(e, response);
 }
 
-// A worker without a call answers a look at one like a worker whose call has ended, and ends when
-// it is asked for the result.  But it starts a call, here a small one, which a worker that has one
-// refuses.
+// A test cannot tell a worker without a call from one whose call has ended, and asking the former
+// for a result ends it.  So this starts a small call, which a worker that has one refuses.
 int client_started_check(client_env *e)
 {
-    static constexpr int32_t THREADS = 1067;
     char env16[16];
     vntmsg_GETINTPARAM_REQ request = {};
     request.messageid = VNTMESSAGEID_GETINTPARAM_REQ;
     request.flags = FLAG_ASYNCHRONOUS | (e->remote == 0 ? FLAG_USEDEFAULTS : 0);
     client_value_put(&request.env, env16, e->remote);
-    request.whichparam = THREADS;
+    request.whichparam = VNT_PARAM_THREADS;
     const void *answer;
     int rc = client_roundtrip(e, &request, VNTMESSAGEID_ACK, &answer);
     if (rc != 0) return e->state == CLIENT_OPEN ? 0 : rc;
@@ -96,9 +94,9 @@ bool client_wants_end(client_env *e)
     return e->terminatefunc != nullptr && e->terminatefunc(e->handle, e->terminatedata) != 0;
 }
 
-// What to do about a solve that has paused.  A limit that the caller has set is the caller's
-// matter when the call was started; without one, the pause is left over from a look at the
-// progress.
+// Handles a solve that has paused.  The pause callback decides, if there is one.  A started call at
+// the caller's own limit stays paused for the caller.  Any other pause is left over from reading
+// the progress, and the solve goes on.
 int client_serve_pause(client_env *e, bool started)
 {
     if (e->pausefunc != nullptr) {
@@ -112,8 +110,8 @@ int client_serve_pause(client_env *e, bool started)
     return client_control_continue(e, {0, VNTCLIENT_NONE});
 }
 
-// Stays with the call until it has ended.  The looks at it come in 1/16 of the time that has gone,
-// so that short calls are not delayed and long ones not disturbed.
+// Waits for the end of the call.  It tests the call at intervals of 1/16 of the time elapsed, which
+// neither delays short calls nor disturbs long ones.
 static int attend(client_env *e, bool started)
 {
     int64_t begin = clock_now();
@@ -233,13 +231,13 @@ VNT_ENTRY int vntclient_terminate(VNTENVptr env)
     return rc == 0 ? client_control_terminate(e) : rc;
 }
 
-// A worker looks at its limits when a call starts or goes on, so a running call is halted by a
-// limit that it has reached already.  `halted` tells whether it now waits to go on; a solve that
-// paused at the caller's own limit is left as it is.
+// Pauses a running call by a progress limit that it has reached already.  `halted` becomes true
+// when the call is paused by this and must be continued; a solve that has paused at the caller's
+// own limit is not touched.
 //
-// The limit in seconds stays as it is meanwhile: without one the worker would stop its clock.  A
-// solve that does not look at its limits within a second goes on with them: a continue arms the
-// clock anew, and lets the solve go on that has paused after the last look.
+// The limit in seconds stays set meanwhile: without one the worker would stop its clock.  When the
+// solve does not check its limits within a second, this gives up and sends a continue, which
+// restores the limits and also resumes a solve that has paused after the last test.
 static int halt(client_env *e, int *state, bool *halted)
 {
     *halted = false;

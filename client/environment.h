@@ -22,8 +22,8 @@ enum client_state : uint8_t {
     CLIENT_LOST
 };
 
-// Ends a call: copies what the response brings to where the caller wants it, and gives what the
-// call returns.  `memory` is what was handed to client_call().
+// Ends a call: copies the outputs of the response to the caller's memory and returns the result of
+// the call.  `memory` is what client_call() was given.
 typedef int (*client_finish)(client_env *e, const void *response, void *memory);
 
 // A destination of a message channel.
@@ -45,13 +45,13 @@ struct client_handlers {
 // A call that was started and is not joined yet.
 struct client_started {
     bool running;
-    int state;            // as last seen by a look at it
+    int state;            // VNTCLIENT_*, as of the last test of the call
     uint32_t response;    // the id expected, 0 when another process started the call
-    client_finish finish; // null: the answer's status is all that is wanted
+    client_finish finish; // null: only the answer's status is wanted
     void *memory;         // malloc'd
 };
 
-// At which progress count and after which seconds a solve pauses.
+// When a solve pauses: at a progress count or after a time.
 struct client_limits {
     int64_t progress; // 0: no limit
     double seconds;   // VNTCLIENT_NONE: no limit
@@ -84,7 +84,7 @@ struct client_env {
     bool armed; // the next call is started instead of carried out
     client_started started;
     bool attending;         // inside the wait for a started call
-    bool returning;         // a connection that breaks is made anew: it is no loss
+    bool returning;         // a broken connection will be made anew: not lost yet
     client_limits limits;   // what the caller wants
     int64_t limitsset;      // when the limits, or the call, began to count
     vntclient_group *group; // null outside of groups

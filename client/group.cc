@@ -1,6 +1,6 @@
-// The leader's request goes to every member: in one message to all when they know the objects it
-// names by the same values, which workers of one server mostly do, else one by one with the
-// member's own values put in.  The answers are read as they come.
+// The leader's request goes to every member.  It is one message to all when its objects have the
+// same values in every worker, which is mostly so with workers of one server; else each member gets
+// a message with its own values.  The answers are read as they arrive.
 #include "client/group.h"
 
 #include "client/async.h"
@@ -23,9 +23,9 @@ namespace vnt {
 struct group_member {
     client_env *env;      // null: out
     int status;           // of the last group call
-    bool asked;           // the call goes to it
-    bool waits;           // something is to come from it
-    int64_t heard;        // when something came last, or was asked for
+    bool asked;           // takes part in the call
+    bool waits;           // owes a message
+    int64_t heard;        // when it last sent or was sent a message
     bool ending;          // it has been asked to end the call
     const void *response; // the leader's stays valid
     uint64_t created;     // its value of the object that the call has made
@@ -77,7 +77,7 @@ static void io_drop(vntclient_group *g)
     g->io = nullptr;
 }
 
-// Whether one message can go to all.
+// Makes the transport over all members; false when it cannot be made.
 static bool io_make(vntclient_group *g)
 {
     if (g->io != nullptr) return true;
@@ -324,7 +324,7 @@ static void await_input(vntclient_group *g, double seconds)
             g->polls[i].revents = 0;
 }
 
-// Takes one message of each member that has input; `take` gets those that are not passed over.
+// Receives one message of each member that has input; `take` gets the answers.
 // Handlers that run meanwhile find every member busy.
 template <class Take> static void receive_ready(vntclient_group *g, Take take)
 {
@@ -347,7 +347,7 @@ static void answer_take(group_member *m, const void *message, uint32_t responsei
         m->status = client_refusal(message);
         return;
     }
-    if (message_id(message) != responseid) return; // the member is lost with the call's end
+    if (message_id(message) != responseid) return; // lose_unanswered() drops the member
     m->response = message;
     m->status = status_of(message);
     each_field(message, [&](const message_field &f) {
@@ -376,7 +376,7 @@ static void lose_unanswered(vntclient_group *g)
     });
 }
 
-// --- Calls that run meanwhile ----------------------------------------------------------------
+// --- Calls in the background -----------------------------------------------------------------
 
 static bool runs(const group_member &m)
 {
@@ -436,7 +436,7 @@ static void run_begin(vntclient_group *g, uint32_t responseid)
     });
 }
 
-// What the leader wants holds for all, what another member wants for its own part.
+// The leader ends the call for all members, another member only for itself.
 static void serve(vntclient_group *g, bool leader_ends)
 {
     each_member(g, [leader_ends](group_member &m, size_t) {
@@ -458,7 +458,7 @@ static void run_end(vntclient_group *g)
         m.waits = m.env->attending && m.env->started.running;
         if (!m.waits) return;
         if (m.env->pausefunc != nullptr) client_control_limits(m.env, m.env->limits);
-        if (m.env != nullptr) client_control_getresult(m.env);
+        if (m.env != nullptr) client_control_getresult(m.env); // else lost just now
     });
     each_member(g, [](group_member &m, size_t) { m.env->attending = false; });
     g->attending = false;
@@ -487,8 +487,8 @@ static void attend(vntclient_group *g, client_env *leader, uint32_t responseid)
 
 // --- Objects ---------------------------------------------------------------------------------
 
-// Makes room to keep what the call creates; it is made before the call, so that nothing created is
-// forgotten for want of memory.
+// Allocates the record of the object that the call creates.  It does so before the call: afterwards
+// a failure would lose the object.
 static int object_prepare(const vntclient_group *g, uint32_t responseid, group_object **object)
 {
     *object = nullptr;
@@ -504,7 +504,7 @@ static int object_prepare(const vntclient_group *g, uint32_t responseid, group_o
     return 0;
 }
 
-// What the call created gets handles in the members; the leader's is made by the call's end.
+// Makes handles for the created object in the members; the leader's is made when the call ends.
 static void object_keep(vntclient_group *g, group_object *object)
 {
     if (object == nullptr || g->members[0].created == 0) {
@@ -689,7 +689,7 @@ static int ended(const vntclient_group *g)
 
 VNT_ENTRY int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, int *member_p)
 {
-    static constexpr double LEAST = 0.02; // what the answers to one look may take
+    static constexpr double LEAST = 0.02; // seconds that the members have to answer a look
     if (group == nullptr || member_p == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
     for (size_t i = 0; i < group->count; i++) {

@@ -1,6 +1,6 @@
 // group.h: one call on many workers.
 //
-// Ownership: a group is its maker's; the environments in it stay their openers'.
+// Ownership: the caller owns the group, and still owns the environments in it.
 //
 // Threads: one at a time uses the group and all of its environments.
 
@@ -13,7 +13,7 @@ namespace vnt {
 // Whether the environment leads a group whose next call goes to all members.
 bool client_group_iscalled(const client_env *e);
 
-// Carries out the call on all members of the leader's group; the leader's response is given.
+// Carries out the call on all members of the leader's group; gives the leader's response.
 int client_group_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
 
 // Takes an environment that is lost, away or closed out of its group.

@@ -6,7 +6,7 @@
 // TESK_VANTO_TCPIP_HOST (127.0.0.1 when unset) and TESK_VANTO_TCPIP_PORT (12345 when unset);
 // vntclient_open() takes the place as arguments.
 //
-// Ownership: an environment is its opener's, who closes it with VNTLcloseVANTO; that ends the
+// Ownership: the caller owns an environment and closes it with VNTLcloseVANTO, which ends the
 // worker.  Memory handed in is the caller's and is copied or used before the call returns, unless
 // the function says otherwise.
 //
@@ -38,7 +38,7 @@ extern "C" {
 #endif
 
 // Opens an environment in a new worker of the server that the arguments name: "-host=<name>" and
-// "-port=<number>", or "-address=<host>:<port>", and "-nothreads".  No argument is skipped.  An
+// "-port=<number>", or "-address=<host>:<port>", and "-nothreads".  argv[0] counts as well.  An
 // argc of -2 takes the place from the process's environment variables.
 // Errors: VNTERR_BAD_ARGUMENT for the arguments, VNTERR_REMOTE when no server answers there or the
 // server cannot make a worker, VNTERR_FILE_IO when the connection broke while it was made, or what
@@ -81,8 +81,8 @@ typedef void (*vntclient_infohandler)(VNTENVptr env, int tag, int type, int64_t 
                                       const void *elements, void *data);
 int vntclient_setinfohandler(VNTENVptr env, vntclient_infohandler handler, void *data);
 
-// The handlers that the environments which this thread makes from now on begin with, be it by
-// opening or by joining a worker again.  At first there are none.
+// Sets the handlers of the environments that this thread will open or, by joining a worker again,
+// make.  Initially they are null.
 void vntclient_defaulthandlers(vntclient_channelhandler channel, void *channeldata,
                                vntclient_infohandler info, void *infodata);
 
@@ -107,8 +107,8 @@ int vntclient_remotevalue(VNTENVptr env, const void *object, uint64_t *value_p);
 // every call on it returns VNTERR_REMOTE.  Closing it then only forgets it here.
 int vntclient_disconnect(VNTENVptr env, void *info);
 
-// Joins the worker that the bytes lead to.  What was said meanwhile reaches the handlers before
-// the call returns, in order.  In the process that left it, *env becomes the environment's old
+// Joins the worker that the bytes lead to.  The messages of the meantime reach the handlers, in
+// order, before the call returns.  In the process that left it, *env becomes the environment's old
 // handle; elsewhere a new one, which knows none of the worker's problems: see vntclient_attach().
 // After an error *env is as it was.
 // Errors: VNTERR_CONNECTION_LOST when the worker is gone, VNTERR_REMOTE when the server does not
@@ -145,7 +145,7 @@ int vntclient_attach(const void *record, int64_t length, VNTENVptr *env);
 int vntclient_getproblems(VNTENVptr env, int space, VNTLPptr *lps);
 int vntclient_getnetworks(VNTENVptr env, int space, VNTNETptr *nets);
 
-// --- Calls that run meanwhile ----------------------------------------------------------------
+// --- Calls in the background -----------------------------------------------------------------
 
 // "No limit", "no value".
 #define VNTCLIENT_NONE 1e75
@@ -191,12 +191,12 @@ int vntclient_inject(VNTENVptr env, double objval);
 // Errors: VNTERR_BAD_ARGUMENT when no call was started.
 int vntclient_join(VNTENVptr env);
 
-// As vntclient_join(), for networks that fail and machines that sleep: the worker is left by
-// disconnecting and rejoined every `interval` seconds, and for up to `patience` seconds it is
-// tried again to reach it, which the warning channel tells; or for two, when the solve is to end.
-// `look`, unless null, is called after each return to the worker; a
-// result other than 0 ends the solve.  With a null `look` the returns are as short as can be: the
-// moments in which the end of this process would cost the worker, too, are next to none.
+// As vntclient_join(), for networks that fail and machines that sleep: disconnects from the worker
+// and rejoins it every `interval` seconds.  When it cannot be reached, retries for up to `patience`
+// seconds, or two when the solve is to end, and says so on the warning channel.
+// `look`, unless null, is called after each return to the worker; a result other than 0 ends the
+// solve.  With a null `look` the connections are as short as possible, so that the end of this
+// process hardly ever falls into one and takes the worker with it.
 int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
                             int (*look)(VNTENVptr env, void *data), void *data);
 
@@ -207,15 +207,15 @@ typedef struct vntclient_group *VNTCLIENTGROUPptr;
 // Joins environments into a group.  The first is its leader.  The environments stay their
 // owner's; closing, disconnecting or losing one takes it out of the group.  One thread at a time
 // uses the group and all of its environments.
-// Errors: VNTERR_BAD_ARGUMENT for fewer than one, for doubles and for members of another group.
+// Errors: VNTERR_BAD_ARGUMENT for fewer than one, for duplicates and for members of another group.
 VNTCLIENTGROUPptr vntclient_group_create(int count, const VNTENVptr *envs, int *status_p);
 void vntclient_group_destroy(VNTCLIENTGROUPptr *group);
 
 // Makes the next solver call on the leader go to all members, in one message where they agree.
 // Problems and networks are named by the leader's handles: one that a group call created stands
 // for its like in every member.  The leader's answer fills the call's outputs, and the call
-// returns when all have answered.  The call's own result is the leader's; the statuses of all are
-// told by vntclient_group_statuses().
+// returns when all have answered.  The call's own result is the leader's;
+// vntclient_group_statuses() gives the statuses of all.
 //
 // Each member's time-outs, terminate flag and callbacks count as in a call of its own; the leader's
 // flag or terminate callback ends the call of all.
@@ -228,8 +228,8 @@ int vntclient_group_statuses(VNTCLIENTGROUPptr group, int *statuses);
 // The handle by which a member itself knows the leader's problem, null when it does not.
 VNTLPptr vntclient_group_problem(VNTCLIENTGROUPptr group, VNTLPptr lp, int member);
 
-// Waits until a member's started call ends, or `milliseconds` are over, of which the members get
-// 20 at least to answer; -1 waits for ever.  *member_p becomes the member to join, -1 when the time
+// Waits until a member's started call ends or `milliseconds` are over; -1 waits for ever.  The
+// members have at least 20 ms to answer.  *member_p becomes the member to join, -1 when the time
 // is over or nothing runs.
 int vntclient_group_wait(VNTCLIENTGROUPptr group, int milliseconds, int *member_p);
 

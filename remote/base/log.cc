@@ -31,7 +31,7 @@ struct errno_keeper {
     const int saved = errno;
 };
 
-// A pipe takes so much in one piece.
+// A text of at most the size that a pipe takes in one piece.
 struct log_text {
     char bytes[PIPE_BUF];
     size_t length = 0;
@@ -58,7 +58,7 @@ static void text_addprefix(log_text *t, int level)
     text_add(t, "[%10d:%04d] ", static_cast<int>(getpid()), level);
 }
 
-// The wait comes first: where the descriptor could not be opened once more, writing may block.
+// The wait comes first: a write to a descriptor that could not be reopened may block.
 static bool text_write(const log_text *t, int64_t deadline)
 {
     int fd = logfd;
@@ -134,8 +134,8 @@ void log_syscall(const char *name)
         log_line(LOG_ERROR, "%s(): Unknown error %d\n", name, code);
 }
 
-// The same pipe or terminal, in non-blocking mode; -1 for what never blocks for long, and where
-// that cannot be done.
+// Opens the same pipe or terminal again, in non-blocking mode.  Returns -1 when that fails, and for
+// other kinds of file, which do not block for long.
 static int reopen(int fd)
 {
     struct stat status;
@@ -152,7 +152,7 @@ void log_setfd(int fd)
     int old = reopenedfd;
     reopenedfd = reopen(fd);
     logfd = reopenedfd >= 0 ? reopenedfd : fd;
-    dropped = 0; // in a new worker, they are the server's
+    dropped = 0; // a new worker inherits the server's count
     if (old >= 0) close(old);
 }
 

@@ -14,10 +14,10 @@
 namespace vnt {
 
 struct server_options {
-    int argc;              // of the arguments for the workers
-    char **argv;           // with the server's own options moved behind the counted ones
+    int argc;              // number of arguments for the workers
+    char **argv;           // these arguments first, then the server's own options
     const char *host;      // never null once the options are read
-    const char *port;      // the same
+    const char *port;      // likewise
     char address[1024];    // host and port of "-address="
     uint32_t polling;      // milliseconds between two passes of the reaper
     int32_t actiontimeout; // seconds
@@ -32,8 +32,8 @@ struct server_options {
 // any case.
 int options_read(server_options *o, int argc, char **argv);
 
-// Writes the process id into the pid file, which only a server that listens may do: the file may be
-// that of a running one.
+// Writes the process id into the pid file.  Call it once the server listens: a server that cannot
+// must not overwrite the file of the one that is running.
 void options_writepid(server_options *o);
 
 // Closes the log, unless it is standard error, and the libraries, newest first.
