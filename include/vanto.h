@@ -49,6 +49,7 @@ enum {
     VNTERR_NOT_LP = 1016,          // the problem is not a continuous linear one
     VNTERR_WRONG_TYPE = 1017,      // the problem's type does not have this
     VNTERR_ENGINE = 1018,          // the solving engine failed
+    VNTERR_NOT_CONVEX = 1019,      // the quadratic objective curves the wrong way
     VNTERR_INDEX_RANGE = 1200,     // a row, column or other index out of range
     VNTERR_BAD_SENSE = 1201,       // a row sense other than L, E, G, R
     VNTERR_BAD_BOUND = 1202,       // a bound indicator other than L, U, B
@@ -663,7 +664,9 @@ int VNTEordread(VNTENVptr env, const char *filename_str, const char *contents, i
                 int numcols, const char *const *colname, int *cnt_p, int *indices, int *priority,
                 int *direction);
 
-// Networks: nodes with supplies, arcs with bounds and costs.
+// Networks: nodes with supplies, arcs with bounds and costs.  What leaves a node less what enters
+// it is its supply.  dj = cost - pi of the arc's start + pi of its end.  Files are DIMACS files of
+// minimum-cost flows, which VNTEreadcopyprob reads as well.
 VNTNETptr VNTLNETcreateprob(VNTENVptr env, int *status_p, const char *name_str);
 int VNTLNETcopynet(VNTENVptr env, VNTNETptr net, int objsen, int nnodes, const double *supply,
                    const char *const *nnames, int narcs, const int *fromnode, const int *tonode,
@@ -731,7 +734,11 @@ int VNTLNETwriteprob(VNTENVptr env, VNTNETptr net, const char *filename_str,
                      const char *format_str);
 int VNTLNETbasewrite(VNTENVptr env, VNTNETptr net, const char *filename_str);
 
-// Quadratic objectives.
+// Quadratic objectives: 1/2 x'Qx beside the linear one, with Q symmetric and both triangles given
+// and told.  It must be convex to be minimised, concave to be maximised, or the solve returns
+// VNTERR_NOT_CONVEX; VNTLqpindefcertificate gives a direction that shows why.  Problems with
+// discrete columns are refused.  One quadratic solve of a process runs at a time; those of other
+// environments wait for it.
 int VNTLcopyquad(VNTENVptr env, VNTLPptr lp, const int64_t *qmatbeg, const int *qmatcnt,
                  const int *qmatind, const double *qmatval);
 int VNTLcopyqpsep(VNTENVptr env, VNTLPptr lp, const double *qsepvec);

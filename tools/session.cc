@@ -60,6 +60,7 @@ static constexpr status_row statuses[] = {
     {VNTERR_NO_MEMORY, EXIT_INTERNAL, "out of memory"},
     {VNTERR_NOT_SUPPORTED, EXIT_INTERNAL, "the solver does not do that"},
     {VNTERR_PARAMETER_VALUE, EXIT_USAGE, "the value is outside the parameter's range"},
+    {VNTERR_NOT_CONVEX, EXIT_INTERNAL, "the quadratic objective is not convex"},
     {VNTERR_NO_SOLUTION, EXIT_INTERNAL, "there is no solution"},
     {VNTERR_FILE_CREATE, EXIT_UNREADABLE, "the file cannot be created"},
     {VNTERR_FILE_OPEN, EXIT_UNREADABLE, "the file cannot be opened"},

@@ -131,7 +131,7 @@ TEST_F(quadratic, WhatIsNotConvexIsShownByADirection)
             for (int j = 0; j < n; j++)
                 curve += d[i] * q[i][j] * d[j];
         EXPECT_LT(curve, 0);
-        EXPECT_EQ(VNTLqpopt(env, lp), VNTERR_NOT_SUPPORTED);
+        EXPECT_EQ(VNTLqpopt(env, lp), VNTERR_NOT_CONVEX);
     }
     VNTLPptr lp = problem_from("min\n [ x * y ]\nend\n"); // nothing on the diagonal
     double d[2];

@@ -195,7 +195,7 @@ void solve_qp(vntenv &env, vntlp &p)
     matrix_view cols = p.m.q.by_column();
     engine_quadratic q = {cols.begin, cols.index, cols.value};
     if (!engine_nonconvex(q, p.m.numcols(), p.m.sense).empty())
-        throw failure{VNTERR_NOT_SUPPORTED, "the quadratic objective is not convex"};
+        throw failure{VNTERR_NOT_CONVEX, "the quadratic objective is not convex"};
     solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
         return engine_solveqp(in, q, params, hooks, out);
     });
