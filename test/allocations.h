@@ -12,10 +12,10 @@
 // Blocks allocated and not freed.
 int64_t allocations_held(void);
 
-// Lets the allocation after the next `n` fail, once, and none after it.  -1: none.
+// Lets `n` allocations succeed and the next one fail, once.  -1 switches that off.
 void allocations_fail_after(int64_t n);
 
-// Lets every allocation above so many bytes fail.  0: none.
+// Lets every allocation of more than `bytes` fail.  0 switches that off.
 void allocations_limit(uint64_t bytes);
 
 // The most bytes held at once since the last call, the allocator's overhead included.

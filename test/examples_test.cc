@@ -35,7 +35,7 @@ TEST(Examples, AConductedSolveFindsTheOptimum)
     EXPECT_NE(conduct.out.find("7615, found by player "), std::string::npos) << conduct.out;
 }
 
-// The wire as the document tells it, and in another language.
+// A client in another language, written from the document of the wire format.
 TEST(Examples, TheProtocolIsSpokenByItsDocumentAlone)
 {
     if (access("/usr/bin/python3", X_OK) != 0) GTEST_SKIP() << "there is no python3";

@@ -1,7 +1,7 @@
-// forked.h: a function of the test's in a process of its own.
+// forked.h: runs a function of the test in a process of its own.
 //
-// What it and its children write to standard error is kept.  It gets SIGTERM when the test dies,
-// and is stopped, and waited for, when its object goes away at the latest.
+// Keeps what the process and its children write to standard error.  The process gets SIGTERM when
+// the test dies; the destructor stops it and waits for its end.
 
 #pragma once
 

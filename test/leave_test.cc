@@ -51,7 +51,7 @@ TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
     }
 }
 
-// A result that cannot be told stays where it is, and its ticket is not overwritten.
+// A result that cannot be reported stays in the worker, and its ticket is not overwritten.
 TEST(Leave, AResultThatCouldNotBeToldIsKept)
 {
     server remote;

@@ -1,4 +1,5 @@
-// What is left when a client or the server is gone without a word: nothing.
+// When a client or the server ends at any moment, nothing is left behind.
+#include "remote/codec/catalogue.h"
 #include "test/folders.h"
 #include "test/server.h"
 #include "test/serverprocess.h"
@@ -42,9 +43,10 @@ TEST(Lifetime, AnEndedServerLeavesNoWorkerAndFreesThePort)
     }
 }
 
-// What a client on the wire does before it ends, and whether its worker stays for another.  w: it
-// gets a worker.  o: it opens the solver there.  h: it says half of that.  d: it says that it
-// leaves.  a: it hears that it may.  j: it joins the worker again.  r: it says that it is back.
+// The steps of a client on the wire before it ends, and whether its worker stays for another.
+// w: gets a worker.  o: sends the request to open the solver.  h: sends half of that.  d: sends the
+// request to disconnect.  a: receives the answer.  j: joins the worker again by the handshake.
+// r: sends the request to reconnect.
 struct client_life {
     const char *steps;
     bool stays;
@@ -53,7 +55,7 @@ static constexpr client_life lives[] = {{"", false},    {"w", false},     {"wh",
                                         {"wo", false},  {"wd", true},     {"wda", true},
                                         {"wdaj", true}, {"wdajr", false}, {"wdajrd", true}};
 
-static std::string message(int id)
+static std::string wire(uint32_t id)
 {
     return {0, 0, static_cast<char>(id >> 8), static_cast<char>(id)};
 }
@@ -65,15 +67,15 @@ static int64_t live(std::list<raw_client> &clients, const server &s, const char 
         raw_client &c = clients.back();
         switch (*steps) {
         case 'w': EXPECT_EQ(c.newworker(), 0); break;
-        case 'o': c.say(message(1011) + message(0)); break;
-        case 'h': c.say(message(1011).substr(0, 2)); break;
-        case 'd': c.say(message(1021)); break;
-        case 'a': EXPECT_EQ(c.hear(4), message(1022)); break;
+        case 'o': c.say(wire(VNTMESSAGEID_OPENVANTO_REQ) + wire(0)); break;
+        case 'h': c.say(wire(VNTMESSAGEID_OPENVANTO_REQ).substr(0, 2)); break;
+        case 'd': c.say(wire(VNTMESSAGEID_DISCONNECT_REQ)); break;
+        case 'a': EXPECT_EQ(c.hear(4), wire(VNTMESSAGEID_DISCONNECT_RES)); break;
         case 'j':
             c.leave();
             EXPECT_EQ(clients.emplace_back(stoi(s.port())).reconnect(c.id), 0);
             break;
-        case 'r': c.say(message(1023)); break;
+        case 'r': c.say(wire(VNTMESSAGEID_RECONNECT_REQ)); break;
         }
     }
     return clients.back().id;
@@ -95,7 +97,8 @@ TEST(Lifetime, AClientMayEndAtAnyMoment)
     for (int64_t id : staying) {
         raw_client back(stoi(s.port()));
         EXPECT_EQ(back.reconnect(id), 0);
-        EXPECT_EQ(back.say(message(1023)).hear(4), message(1024));
+        EXPECT_EQ(back.say(wire(VNTMESSAGEID_RECONNECT_REQ)).hear(4),
+                  wire(VNTMESSAGEID_RECONNECT_RES));
     }
 }
 
@@ -115,7 +118,7 @@ TEST(Lifetime, AServerMayEndAtAnyMoment)
 }
 
 // A server that waited for each of them in turn would need its action time-out twenty times.
-TEST(Lifetime, SilentConnectionsDelayNobody)
+TEST(Lifetime, SilentConnectionsDelayNoOther)
 {
     server s({"-action-timeout=100"});
     std::list<raw_client> silent;

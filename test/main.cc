@@ -81,8 +81,8 @@ class leak_listener : public testing::EmptyTestEventListener {
     }
 };
 
-// What sanitizers ask a program for.  An allocation of more than there is must fail as it does
-// without them, and what the engines themselves forget, in presolve and at a stop, is not ours.
+// Options that sanitizers read from the program.  Allocations that are too large return null, as
+// they do without a sanitizer; leaks inside the engines are not ours.
 extern "C" {
 #pragma GCC visibility push(default)
 const char *__asan_default_options(void)

@@ -1,4 +1,4 @@
-// Many workers at once, and many one after the other: nothing is mixed up and nothing piles up.
+// Many workers at once and one after the other: answers are not mixed up, resources do not pile up.
 #include "test/server.h"
 #include "test/vntsolve.h"
 
@@ -9,7 +9,7 @@
 
 namespace vnt {
 
-// The least value of a column with this bound, which a worker has to be asked for.
+// Minimises a column with this lower bound, so that each worker has an answer of its own.
 static double solve_bounded(VNTENVptr env, double bound)
 {
     int status = 0;
@@ -76,7 +76,7 @@ TEST_F(Many, ThreeHundredWorkersServeTheirOwnClients)
         else
             EXPECT_EQ(solve_bounded(envs[i], static_cast<double>(i)), i);
     }
-    EXPECT_EQ(lost, 1) << "the client of the killed worker, and nobody else";
+    EXPECT_EQ(lost, 1) << "only the client of the killed worker";
     for (VNTENVptr &env : envs)
         VNTLcloseVANTO(&env);
     expect_back_to(before, s);

@@ -1,4 +1,4 @@
-// A network that fails without a word: the server runs behind a link that the test takes down.
+// A network that fails silently: the server runs behind a link that the test takes down.
 // Needs root, or the right to make a network namespace.
 #include "test/server.h"
 #include "test/vntsolve.h"
@@ -43,7 +43,7 @@ class far_network {
     }
 };
 
-// Not every root may: some are of a container's or a folder's making.
+// Tries it: root in a container often lacks the right.
 static bool allowed()
 {
     const std::string trial = "vnt" + std::to_string(getpid()) + "t";

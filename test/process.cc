@@ -16,8 +16,8 @@
 
 namespace vnt {
 
-// With a sanitizer libraries are not looked for beside the program, and a preloaded one comes
-// before the sanitizer's own.
+// With a sanitizer the loader does not find libraries beside the program, and a preloaded library
+// comes before the sanitizer's own.
 static void please_sanitizer()
 {
     setenv("LD_LIBRARY_PATH", build_path("lib").c_str(), 0);

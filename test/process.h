@@ -1,8 +1,7 @@
 // process.h: programs that a test starts, watches and ends.
 //
-// Ownership: a process that is still there when its object goes away is killed and collected.  It
-// also gets SIGTERM when the test itself dies, so that a test ended by its time limit leaves
-// nothing behind.
+// Ownership: the destructor kills and collects a process that is still running.  The process also
+// gets SIGTERM when the test itself dies, so that a test that its time limit ends leaves nothing.
 //
 // Threads: the one that made the object.
 
@@ -61,7 +60,7 @@ struct process_result {
 process_result run(const std::vector<std::string> &arguments,
                    const std::vector<std::string> &environment = {}, seconds limit = seconds(100));
 
-// Looks until the condition holds, at most so long.
+// Polls until the condition holds, for at most `limit`.  Returns whether it holds.
 template <class Condition> bool eventually(Condition condition, seconds limit = seconds(20))
 {
     auto start = std::chrono::steady_clock::now();
@@ -73,7 +72,7 @@ template <class Condition> bool eventually(Condition condition, seconds limit = 
     return true;
 }
 
-// Whether the process exists and has not ended, whoever its parent is.
+// Whether the process, of any parent, exists and has not ended.
 bool process_alive(pid_t id);
 
 // The living children of a process.

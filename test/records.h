@@ -10,7 +10,7 @@
 
 namespace vnt {
 
-// Runs an action on a field of a record, whatever its kind.
+// Runs an action on a field of a record, typed by the field's kind.
 template <class Action> void with_field(void *record, const message_field &f, Action action)
 {
     switch (f.kind) {
@@ -56,7 +56,7 @@ inline void generate(message_file &f, uint32_t seed)
 }
 
 // A record of the message whose values depend on its id and the seed.  Its strings and arrays are
-// the program's: nobody frees them.
+// static and never freed.
 typedef std::unique_ptr<void, void (*)(void *)> record_holder;
 inline record_holder record_make(const message_layout *layout, uint32_t seed)
 {

@@ -16,12 +16,12 @@ class server {
     explicit server(const std::vector<std::string> &arguments = {},
                     const std::vector<std::string> &environment = {},
                     const std::vector<std::string> &before = {});
-    // Ends it as a user would and fails the test when it does not end well or leaves a worker.
+    // Ends it by SIGTERM; fails the test when its status is not 0 or a worker is left.
     ~server();
 
     const std::string &address() const { return where; } // 127.0.0.1:PORT
     std::string port() const { return where.substr(where.rfind(':') + 1); }
-    // What makes a program of the solver's library find this server.
+    // The environment variables that lead a client to this server.
     std::vector<std::string> environment() const;
 
     pid_t pid() const { return program.pid(); }

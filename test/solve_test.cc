@@ -84,7 +84,7 @@ TEST(Vntsolve, WritesNothingWhenQuiet)
     EXPECT_EQ(quiet.out + quiet.err, "");
 }
 
-// What goes wrong is told in the same way here and there.
+// Failures are reported alike in this process and from a worker.
 class Ends : public testing::TestWithParam<bool> {
   protected:
     std::vector<std::string> solving(std::vector<std::string> arguments)

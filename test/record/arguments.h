@@ -12,8 +12,7 @@
 
 namespace vnt {
 
-// Memory that ends where a page without access begins: what reads or writes one byte too many
-// ends the test.
+// Memory in front of a page without access: a read or write of one byte too many ends the test.
 struct guarded {
     char *pages;
     size_t length;
@@ -30,7 +29,7 @@ size_t element_size(const std::string &type);
 // The call in the table that carries it.
 const solver_call &row_of(const listed_function &f);
 
-// A test says which values the arguments have, and then has them built.
+// A test derives from this, gives the values of the arguments, and calls build().
 struct arguments {
     const listed_function &f;
     call_value values[SOLVERCALL_MAXARGS] = {};
@@ -43,7 +42,7 @@ struct arguments {
     virtual int64_t element(size_t i, int64_t k) = 0;
     virtual std::string text(size_t i) = 0;
     virtual std::optional<std::string> name(size_t i, int64_t k) = 0;
-    virtual bool present(size_t i) = 0; // else its pointer is null
+    virtual bool present(size_t i) = 0; // false: a null pointer
 
     void build();
 
@@ -66,7 +65,7 @@ struct arguments {
     void fill(size_t i, int64_t k);
 };
 
-// Makes the process's environment tell where the server is.
+// Sets the environment variables that lead this process to the server.
 void find_server(const server &s);
 
 } // namespace vnt

@@ -37,7 +37,7 @@ static const solver_call *find_call(uint32_t id)
     return nullptr;
 }
 
-// The tests of the requests that are no call of the solver name them.
+// The text of the tests of requests that are not a call of the solver: they name the requests.
 static const std::string &handler_tests(void)
 {
     static const std::string text = [] {

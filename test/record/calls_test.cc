@@ -28,7 +28,7 @@ namespace {
 
 enum variant { FULL, ABSENT, EMPTY, NEGATIVE };
 
-// Arguments whose values tell where they belong.
+// Arguments whose values show which parameter and element they belong to.
 struct patterned : arguments {
     variant v;
     std::string path = (fs::temp_directory_path() / ("call" + std::to_string(getpid()))).string();

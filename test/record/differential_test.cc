@@ -80,7 +80,7 @@ bool holds(const std::string &text, std::initializer_list<const char *> parts)
 }
 
 // Values that a caller might have: small indices and counts, true letters and names, and some that
-// are out of range.  One seed gives one set of them, whatever is asked in which order.
+// are out of range.  One seed gives one set of them, in any order of asking.
 struct plausible : arguments {
     uint64_t seed;
     std::string path;
@@ -209,7 +209,7 @@ bool answers(const listed_function &f)
                                                [](auto &p) { return p.dir == OUT; });
 }
 
-// What no two calls tell alike, what ends the objects of the test, and what names files of its own.
+// Calls whose results differ each time, that free the objects of the test or that name other files.
 bool left_out(const std::string &function)
 {
     static const std::set<std::string> names = {"VNTLgettime",       "VNTLgetdettime",

@@ -1,5 +1,5 @@
-// listing.h: interface.txt read, and what is derived of it: how long arrays are, the values that
-// tests put in and the recorder puts out, and a call as a line of text.
+// listing.h: reads interface.txt and derives from it the lengths of arrays, the values that tests
+// pass in and the recorder gives, and a call as a line of text.
 //
 // The recording solver and the tests of calls both use it, and neither looks at the tables that
 // carry the calls: what those get wrong makes the two disagree.
@@ -41,13 +41,12 @@ struct listed_function {
 const std::vector<listed_function> &listing(void);
 const listed_function &listed(const std::string &function);
 
-// What the recorder answers to a query, by the listing's name for it.  A test that calls another
-// solver says what that one answers.
-// VNT_RECORD_SIZE in the environment is the answer to all.
+// The recorder's answer to a query, by the listing's name for it.  A test of another solver sets
+// the answers of that solver.  The environment variable VNT_RECORD_SIZE overrides all.
 int64_t recorded_size(const std::string &query);
 void set_recorded_size(const std::string &query, int64_t size);
 
-// What the recorder's calls return that return a status: VNT_RECORD_STATUS of the environment.
+// The status that the recorder's calls return: VNT_RECORD_STATUS of the environment.
 int recorded_status(void);
 
 // Elements of the parameter's array, 0 when negative.

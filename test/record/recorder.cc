@@ -23,7 +23,7 @@ static void note(const std::string &text)
     close(fd);
 }
 
-// What lies behind a text is not part of it; all of the space is the solver's to write to.
+// The solver may write to all of the space, also behind the text: nothing of that may come back.
 static void fill_text(const listed_function &f, size_t i, const call_value *args)
 {
     std::string text = text_out(f, i);
@@ -104,7 +104,7 @@ static void solver_function(const solver_call *call, const call_value *args, cal
 #define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
 #include "remote/calls/solvercalls.def"
 
-// The functions that no request is.
+// The functions that have no request.
 
 static int noted(const char *function)
 {
