@@ -153,7 +153,7 @@ static int clients_accept(server *s, handshakes *open)
         log_syscall("accept");
         if (!error_istransient(code)) return -1;
         if (code == EMFILE) client_refusewithreserve(s);
-        if (error_isshortage(code)) return PAUSE;
+        return error_isshortage(code) ? PAUSE : 0; // signals are looked at before the next
     }
     return 0;
 }

@@ -256,14 +256,23 @@ class Differential : public testing::TestWithParam<std::string> {
 
     int calls = 0;
 
+    // A function that this solver lacks looks at nothing, while the calling side refuses a matrix
+    // that reaches beyond its arrays before anything is sent.
+    static bool both_refuse(const std::string &here, const std::string &there)
+    {
+        const auto status = [](const std::string &text) { return atoi(text.c_str()); };
+        return status(here) == VNTERR_NOT_SUPPORTED && status(there) == VNTERR_BAD_ARGUMENT;
+    }
+
     void compare(const library &here, const library &there, const listed_function &f, uint64_t seed)
     {
         set_sizes(here);
         const std::string expected = call(here, f, seed);
         const std::string got = call(there, f, seed);
-        EXPECT_TRUE(got == expected) << f.function << " " << seed << "\n"
-                                     << got.substr(0, 300) << "\n"
-                                     << expected.substr(0, 300);
+        EXPECT_TRUE(got == expected || both_refuse(expected, got))
+            << f.function << " " << seed << "\n"
+            << got.substr(0, 300) << "\n"
+            << expected.substr(0, 300);
         calls++;
     }
 
