@@ -17,6 +17,7 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <unordered_map>
 
 namespace vnt {
@@ -55,7 +56,8 @@ struct vntenv {
     vntchannel channels[vnt::CHANNELS];
     std::unordered_map<const vntlp *, std::unique_ptr<vntlp>> problems;
     std::unordered_map<const vntnet *, std::unique_ptr<vntnet>> networks;
-    uint64_t ticks = 0; // deterministic work of all solves so far
+    uint64_t ticks = 0;           // deterministic work of all solves so far
+    std::set<int> idle_mentioned; // parameters of which was said that they have no effect
     std::string logname;
     std::unique_ptr<FILE, int (*)(FILE *)> log = {nullptr, fclose};
 

@@ -153,6 +153,19 @@ static const char *engine_trouble(int status)
     }
 }
 
+// What the user set and no engine acts on, said once in an environment's life.
+static void mention_idle(vntenv &env)
+{
+    for (int number : {VNT_PARAM_THREADS, VNT_PARAM_WORK_DIR}) {
+        const parameter &p = parameter_find(number);
+        if (!env.parameters.changed(p)) continue;
+        if (number == VNT_PARAM_THREADS && env.parameters.getint(number) == 1) continue;
+        if (!env.idle_mentioned.insert(number).second) continue;
+        env.say(CHANNEL_WARNING,
+                printed("%s has no effect: a solve uses one thread and no files.\n", p.name));
+    }
+}
+
 template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, const body &engine)
 {
     reformulation in(p, discrete);
@@ -160,6 +173,7 @@ template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, co
     running_solve run = {.env = env, .numcols = p.m.numcols()};
     engine_hooks hooks = {&run, poll, log};
     p.changed();
+    mention_idle(env);
     int rc;
     {
         solving_mark mark(env);

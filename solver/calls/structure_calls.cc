@@ -380,7 +380,7 @@ int VNTLgetindconstrinfeas(VNTENVptr env, VNTLPptr lp, const double *x, double *
     });
 }
 
-// The order of branching.  The engine keeps its own; the caller's is kept for who asks for it.
+// The order of branching.
 
 int VNTLcopyorder(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const int *priority,
                   const int *direction)

@@ -58,7 +58,7 @@ struct engine_model {
     int numstarts = 0;
     const double *const *starts = nullptr;
     // The order of branching, null where it is the engine's: integer columns of the least rank come
-    // first, and go down first where the direction is -1, up where it is 1.
+    // first.  A direction of -1 prefers to go down first, 1 up; the engine may know better.
     const int *rank = nullptr;
     const int *direction = nullptr;
 };

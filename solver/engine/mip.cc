@@ -40,6 +40,7 @@ namespace vnt {
 
 namespace {
 
+constexpr double box_size = 1e7; // see boxed()
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 class mip_search {
@@ -62,7 +63,9 @@ class mip_search {
   private:
     bool relax();
     void unbounded(const engine_result &relaxed);
+    engine_result findfeasible();
     void boxed();
+    void outofbox();
     void settleboxed(const std::vector<double> &x);
     void start();
     bool trystart(const double *given);
@@ -81,6 +84,7 @@ class mip_search {
     void addpairs();
     void setorder();
     void limits();
+    void choosestrength();
     int verdict();
     void conclude();
     void fill();
@@ -245,9 +249,8 @@ bool mip_search::relax()
     return false;
 }
 
-// Without a limit in its relaxation a problem is unbounded, as its data are rational, unless it has
-// no feasible point at all.  A search without objective looks for one.
-void mip_search::unbounded(const engine_result &relaxed)
+// A search without objective.
+engine_result mip_search::findfeasible()
 {
     std::vector<double> zero(model.numcols, 0.0);
     engine_model feasibility = model;
@@ -257,26 +260,36 @@ void mip_search::unbounded(const engine_result &relaxed)
     engine_result r;
     mip_search(feasibility, params, poll, r, true).run();
     poll.seen.solution = nullptr;
+    poll.ignorecutoff = false;
+    return r;
+}
+
+// Without a limit in its relaxation a problem is unbounded, as its data are rational, unless it has
+// no feasible point at all.
+void mip_search::unbounded(const engine_result &relaxed)
+{
+    engine_result r = findfeasible();
     if (r.solutions.empty()) {
         result.status = r.status;
         fill();
         return;
     }
+    poll.ignorecutoff = true; // there is no best value to hold against it
     incumbent.offer(r.solutions.back());
     fill();
     result.status = VNT_STAT_UNBOUNDED;
     result.ray = relaxed.ray;
 }
 
-// With pairs, a relaxation without a limit says little.  The search goes on in a box, and where its
-// answer rests there, the rest of the problem decides.
+// With pairs, a relaxation without a limit says little.  The search goes on with all columns in a
+// box, and where its answer rests there, the rest of the problem decides.
 void mip_search::boxed()
 {
-    constexpr double far = 1e7;
     engine_arrays box(model);
     for (int j = 0; j < model.numcols; j++) {
-        box.collower[j] = std::max(box.collower[j], std::min(-far, box.colupper[j]));
-        box.colupper[j] = std::min(box.colupper[j], std::max(far, box.collower[j]));
+        double &lower = box.collower[j], &upper = box.colupper[j];
+        if (engine_isinf(lower)) lower = std::min(-box_size, upper - box_size);
+        if (engine_isinf(upper)) upper = std::max(box_size, lower + box_size);
     }
     engine_model inside = model;
     inside.collower = box.collower.data();
@@ -284,16 +297,34 @@ void mip_search::boxed()
     engine_result r;
     mip_search(inside, params, poll, r, true).run();
     poll.seen.solution = nullptr;
+    if (r.status == VNT_STAT_INFEASIBLE) return outofbox();
     result.status = r.status;
     if (!r.solutions.empty()) settleboxed(r.solutions.back());
     fill();
 }
 
+// Nothing in the box: nothing at all, or at least nothing that can be judged.
+void mip_search::outofbox()
+{
+    engine_result r = findfeasible();
+    result.status = r.status == VNT_STAT_INFEASIBLE ? r.status
+                    : poll.ended() != 0             ? poll.ended()
+                                                    : VNT_STAT_NUMERICAL;
+    if (!r.solutions.empty()) incumbent.offer(r.solutions.back());
+    fill();
+}
+
+// The choices of the box's best point are held, and the rest is let out of the box.
 void mip_search::settleboxed(const std::vector<double> &x)
 {
     engine_arrays held(model);
-    for (int j = 0; j < model.numcols; j++)
-        if (engine_isint(model, j)) held.collower[j] = held.colupper[j] = std::round(x[j]);
+    bool touches = false;
+    for (int j = 0; j < model.numcols; j++) {
+        bool choice = engine_isint(model, j) && held.collower[j] >= 0 && held.colupper[j] <= 1;
+        if (choice) held.collower[j] = held.colupper[j] = std::round(x[j]);
+        bool open = engine_isinf(model.collower[j]) || engine_isinf(model.colupper[j]);
+        touches = touches || (open && std::fabs(x[j]) >= box_size / 2);
+    }
     for (int k = 0; k < model.numpairs; k++)
         if (x[model.pairs[2 * k]] > 0.5) held.colupper[model.pairs[2 * k + 1]] = 0;
     engine_model rest = model;
@@ -304,10 +335,12 @@ void mip_search::settleboxed(const std::vector<double> &x)
     engine_result r;
     engine_runlp(rest, params, ENGINE_DUAL, true, poll, &r);
     incumbent.offer(x);
-    if (r.status == VNT_STAT_OPTIMAL) incumbent.offer(r.x);
-    if (r.status != VNT_STAT_UNBOUNDED) return;
-    result.status = VNT_STAT_UNBOUNDED;
-    result.ray = std::move(r.ray);
+    if (r.status == VNT_STAT_UNBOUNDED) {
+        result.status = VNT_STAT_UNBOUNDED;
+        result.ray = std::move(r.ray);
+    } else if (touches && poll.ended() == 0) {
+        result.status = VNT_STAT_NUMERICAL;
+    }
 }
 
 void mip_search::start()
@@ -488,14 +521,22 @@ void mip_search::limits()
     cbc->setAllowableGap(params.absgap);
     cbc->setAllowableFractionGap(params.relgap);
     cbc->setPrintFrequency(1); // the event of a clean tree, at every node
-    cbc->setNumberStrong(5);
+    if (params.seed > 0) cbc->setRandomSeed(params.seed);
+    applycutoff();
+    choosestrength();
+}
+
+void mip_search::choosestrength()
+{
+    // What compares pseudo costs ends the process when it meets a pair.
+    cbc->setNumberStrong(model.numpairs > 0 ? 0 : 5);
+    cbc->setNumberBeforeTrust(0);
+    if (model.numpairs > 0) return;
     int columns = reduced->getNumCols();
     cbc->setNumberBeforeTrust(columns <= 50    ? 1000
                               : columns <= 100 ? 100
                               : columns <= 300 ? 50
                                                : 10);
-    if (params.seed > 0) cbc->setRandomSeed(params.seed);
-    applycutoff();
 }
 
 // Each generator's work is bounded: they run for as long as it takes otherwise, without a poll.

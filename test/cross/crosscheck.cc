@@ -201,12 +201,42 @@ bool has_optimum(int status)
     return status == VNT_STAT_OPTIMAL || status == VNT_STAT_OPTIMAL_TOLERANCE;
 }
 
+// The model in the words of the LP format, as far as they go.
+void print(const random_model &m)
+{
+    printf("%s\n %g", m.sense == VNT_MIN ? "min" : "max", m.offset);
+    for (size_t j = 0; j < m.columns.size(); j++)
+        printf(" %+.10g x%zu", m.columns[j].cost, j);
+    printf("\nst\n");
+    for (const random_row &r : m.rows) {
+        if (r.binary >= 0) printf(" x%d = %d ->", r.binary, r.complemented ? 0 : 1);
+        printf(" %.10g <=", r.lower);
+        for (size_t k = 0; k < r.index.size(); k++)
+            printf(" %+.10g x%d", r.value[k], r.index[k]);
+        printf(" <= %.10g\n", r.upper);
+    }
+    for (const random_set &s : m.sets) {
+        printf(" S%c:", s.type);
+        for (int j : s.index)
+            printf(" x%d", j);
+        printf("\n");
+    }
+    printf("bounds\n");
+    for (size_t j = 0; j < m.columns.size(); j++) {
+        const random_column &c = m.columns[j];
+        printf(" %.10g <= x%zu <= %.10g %c", c.lower, j, c.upper, c.type);
+        if (!m.known.empty()) printf(" known %.10g", m.known[j]);
+        printf("\n");
+    }
+}
+
 class check {
   public:
     explicit check(unsigned seed, bool verbose)
         : seed(seed), verbose(verbose), random(seed * 2654435761u + 1),
           model(random_model_make(seed))
     {
+        if (verbose) print(model);
         if (model.known.size() != model.columns.size() ||
             !point_fault(model, model.known, 1e-9).empty())
             return;
