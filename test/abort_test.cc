@@ -1,11 +1,12 @@
 // A worker whose solver's engine aborts: it answers, keeps its objects and serves on.
+#include "test/folders.h"
 #include "test/server.h"
 
 namespace vnt {
 
 TEST(Abort, AWorkerOutlivesAnAbortOfItsEngine)
 {
-    server s({}, {"LD_PRELOAD=" VNT_BUILD_DIR "/test/libabortingengine.so"});
+    server s({}, {"LD_PRELOAD=" + build_path("test/libabortingengine.so")});
     VNTENVptr env = open_at(s);
     ASSERT_NE(env, nullptr);
     int status = 0;

@@ -279,8 +279,7 @@ TEST(EngineMip, ImpossibleProblemsAreToldApart)
 {
     const char *const infeasible[] = {
         // no integer point, though a relaxation
-        "min\n x + y\nst\n 2 x + 2 y = 3\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n "
-        "y\nend\n",
+        "min\n x + y\nst\n 2 x + 2 y = 3\nbounds\n x <= 10\n y <= 10\ngeneral\n x y\nend\n",
         // not even that
         "min\n x + y\nst\n x + y >= 30\nbounds\n x <= 10\n y <= 10\ngeneral\n x\n y\nend\n",
         // no integer between the bounds of a column
