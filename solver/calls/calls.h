@@ -130,8 +130,8 @@ template <class name_of> void put_names(const name_of &at, int limit, char **nam
     int64_t wanted = 0;
     for (int k = 0; k < count; k++)
         wanted += static_cast<int64_t>(at(begin + k).size()) + 1;
+    require_there(store, count > 0 && name != nullptr && space >= wanted);
     require_space(wanted, space, surplus_p);
-    require_there(store, count > 0 && name != nullptr);
     for (int k = 0; k < count && store != nullptr; k++) {
         std::string text = at(begin + k);
         memcpy(store, text.c_str(), text.size() + 1);
