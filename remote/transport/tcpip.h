@@ -15,6 +15,7 @@
 
 #include "remote/transport/handshake.h"
 #include "remote/transport/transport.h"
+#include "vanto_remote.h"
 
 #include <cstring>
 #include <sys/socket.h>
@@ -104,5 +105,3 @@ struct tcpip_factory {
                             const vnt::codec_factory *const *factories, const void *info,
                             int64_t timeout);
 };
-
-extern "C" [[gnu::visibility("default")]] const tcpip_factory *tcpiptransport_getfactory(void);

@@ -359,9 +359,8 @@ TEST_F(exchange, SetsAndIndicatorsAreReadInTheFormsThatFilesHave)
     EXPECT_TRUE(m.indicators[0].complemented);
     EXPECT_EQ(m.indicators[0].rhs, 4);
     EXPECT_EQ(m.indicators[0].value, std::vector<double>{2});
-    m = read("\xef\xbb\xbfmin\n x[1] + b\nst\n i: b = 1 -> x[1] + y <= 4\n n: x[1] - y >= 2\n"
-             "binary\n b\nsos1\n f: x[1]:1 y:2\nsos\n S2:: b:3 x[1]:-1 y:2\nend\n" +
-                 3,
+    m = read(&"\xef\xbb\xbfmin\n x[1] + b\nst\n i: b = 1 -> x[1] + y <= 4\n n: x[1] - y >= 2\n"
+              "binary\n b\nsos1\n f: x[1]:1 y:2\nsos\n S2:: b:3 x[1]:-1 y:2\nend\n"[3],
              true);
     EXPECT_EQ(m.colnames.at(0), "x[1]");
     ASSERT_EQ(m.sets.size(), 2U);
