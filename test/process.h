@@ -58,7 +58,7 @@ struct process_result {
     std::string err;
 };
 process_result run(const std::vector<std::string> &arguments,
-                   const std::vector<std::string> &environment = {}, seconds limit = seconds(100));
+                   const std::vector<std::string> &environment = {}, seconds limit = seconds(300));
 
 // Polls until the condition holds, for at most `limit`.  Returns whether it holds.
 template <class Condition> bool eventually(Condition condition, seconds limit = seconds(20))
