@@ -3,12 +3,7 @@
 
 namespace vnt {
 
-static void solver_function(const solver_call *call, const call_value *args, call_value *result)
-{
-    call_remote(call, args, result);
-}
-
-#define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
+#define SOLVER_CALL(...) SOLVER_FUNCTION(call_remote, __VA_ARGS__)
 #include "remote/calls/solvercalls.def"
 
 } // namespace vnt

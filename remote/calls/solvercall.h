@@ -77,27 +77,19 @@ struct call_argument {
     call_size size;       // of an INDEX: the query
 };
 
-// Room for any parameter or result.
+// Room for any parameter or result, made of one.  A char goes into `i`.
 union call_value {
     int32_t i;
     int64_t l;
     double d;
     void *p;
-};
 
-template <class type> call_value call_pack(type value)
-{
-    call_value v{};
-    if constexpr (std::is_pointer_v<type>)
-        v.p = const_cast<void *>(static_cast<const void *>(value));
-    else if constexpr (std::is_same_v<type, double>)
-        v.d = value;
-    else if constexpr (std::is_same_v<type, int64_t>)
-        v.l = value;
-    else
-        v.i = value;
-    return v;
-}
+    call_value() = default;
+    call_value(int32_t value) : i(value) {}
+    call_value(int64_t value) : l(value) {}
+    call_value(double value) : d(value) {}
+    call_value(const void *value) : p(const_cast<void *>(value)) {}
+};
 
 template <class type> type call_unpack(const call_value &v)
 {

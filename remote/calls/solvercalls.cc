@@ -60,7 +60,7 @@ template <class outcome, class... params> struct solver_function {
     }
     static void invoke(void *function, const call_value *args, call_value *result)
     {
-        *result = call_pack(spread(function, args, std::index_sequence_for<params...>()));
+        *result = spread(function, args, std::index_sequence_for<params...>());
     }
 };
 

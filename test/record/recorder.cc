@@ -92,7 +92,7 @@ static void give_result(const listed_function &f, const call_value *args, call_v
         result->i = static_cast<int>(value);
 }
 
-static void solver_function(const solver_call *call, const call_value *args, call_value *result)
+static void record_call(const solver_call *call, const call_value *args, call_value *result)
 {
     const listed_function &f = listed(call->function);
     note(call_text(f, args));
@@ -101,7 +101,7 @@ static void solver_function(const solver_call *call, const call_value *args, cal
     give_result(f, args, result);
 }
 
-#define SOLVER_CALL(...) SOLVER_FUNCTION(__VA_ARGS__)
+#define SOLVER_CALL(...) SOLVER_FUNCTION(record_call, __VA_ARGS__)
 #include "remote/calls/solvercalls.def"
 
 // The functions that have no request.
