@@ -1,7 +1,6 @@
 #include "client/askfirst.h"
 
 #include "client/connection.h"
-#include "client/group.h"
 
 #include <initializer_list>
 
@@ -55,7 +54,7 @@ int ask_ends(call_request *r, call_return *c, bool *refused)
     static constexpr int64_t LONG_RANGE = 1 << 20;
     const call_size *range = range_of(r);
     *refused = false;
-    if (range == nullptr || r->env->armed || client_group_iscalled(r->env)) return 0;
+    if (range == nullptr || r->env->armed || r->env->groupcall) return 0;
     if (size_of(*range, r->record, r->sizes) < LONG_RANGE) return 0;
     for (const call_term &end : {range->terms[1], range->terms[0]}) {
         const void *response;
@@ -114,7 +113,7 @@ int ask_for_little(call_request *r, call_return *c, bool *answered)
     static constexpr int64_t LITTLE = 512, MUCH = 65536;
     *answered = false;
     const int at = space_argument(r->call);
-    if (at < 0 || r->env->armed || client_group_iscalled(r->env)) return 0;
+    if (at < 0 || r->env->armed || r->env->groupcall) return 0;
     const call_argument &arg = r->call->args[at], &surplus = r->call->args[at + 1];
     const call_term space = {arg.type == TYPE_LONG ? call_term::LONGFIELD : call_term::INTFIELD, 1,
                              arg.request_at};

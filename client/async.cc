@@ -50,10 +50,8 @@ int client_call_start(client_env *e, void *request, uint32_t responseid, client_
 // Asks for the answer of the call that has ended, and waits for it.
 static int result_fetch(client_env *e, const void **response)
 {
-    uint32_t responseid = e->started.response;
     int rc = client_control_getresult(e);
-    if (rc != 0) return rc;
-    return responseid != 0 ? client_await(e, responseid, response) : client_await_any(e, response);
+    return rc == 0 ? client_await(e, e->started.response, response) : rc;
 }
 
 // A test cannot tell a worker without a call from one whose call has ended, and asking the former

@@ -23,10 +23,11 @@ call_request::call_request(const solver_call *c, const call_value *a)
 
 call_request::~call_request()
 {
-    for (int i = 0; i < call->nargs; i++)
+    for (int i = 0; i < call->nargs; i++) {
         if (lends_array(call->args[i].word))
             message_unset_array(&field_at<message_array>(record, call->args[i].request_at));
-    client_infile_unset(&file);
+        if (call->args[i].word == CALL_INFILE) client_infile_unset(&file);
+    }
 }
 
 // Putting: what the sizes of arrays may depend on.
@@ -40,9 +41,8 @@ static int find_object(call_request *r, call_word word, void *object, uint64_t *
         return rc;
     }
     if (object == nullptr) return 0;
-    if (word == CALL_LP || word == CALL_LP_BY_ADDRESS)
-        return client_lp_find(r->env, static_cast<VNTLPptr>(object), remote);
-    return client_net_find(r->env, static_cast<VNTNETptr>(object), remote);
+    bool net = word == CALL_NET || word == CALL_NET_BY_ADDRESS;
+    return client_object_find(r->env, object, net ? CLIENT_NET : CLIENT_LP, remote);
 }
 
 static int put_object(call_request *r, int i)
@@ -370,23 +370,16 @@ int finish_call(client_env *e, const void *response, void *memory)
     return c->call->result == RESULT_STATUS ? c->result.i : rc;
 }
 
-// How much of each output the caller has room for.  Where the worker asks the solver for the
-// size, what comes is what the caller had to make room for.
-static void note_spaces(const call_request *r, call_return *c)
+// Notes where each output goes and how much of it the caller has room for.  Where the worker asks
+// the solver for the size, the caller had to make room for all that comes.
+static int note_outputs(const call_request *r, call_return *c)
 {
     for (int i = 0; i < r->call->nargs; i++) {
-        const call_size &size = r->call->args[i].size;
-        bool known = size_known(size, r->sizes);
-        c->space[i] = known ? size_of(size, r->record, r->sizes) : INT64_MAX;
+        const call_argument &arg = r->call->args[i];
+        bool known = size_known(arg.size, r->sizes);
+        c->space[i] = known ? size_of(arg.size, r->record, r->sizes) : INT64_MAX;
         c->args[i] = r->args[i];
-    }
-}
-
-// Keeps the path of the file that the call writes.
-static int note_path(const call_request *r, call_return *c)
-{
-    for (int i = 0; i < r->call->nargs; i++) {
-        if (r->call->args[i].word != CALL_OUTFILE) continue;
+        if (arg.word != CALL_OUTFILE) continue;
         const char *path = static_cast<const char *>(r->args[i].p);
         if (strlen(path) >= sizeof c->path) return VNTERR_FILE_CREATE;
         strcpy(c->path, path);
@@ -397,12 +390,11 @@ static int note_path(const call_request *r, call_return *c)
 static int exchange(call_request *r, call_return *c)
 {
     int rc = fill_request(r);
-    if (rc == 0) rc = note_path(r, c);
+    if (rc == 0) rc = note_outputs(r, c);
     if (rc != 0) {
         if (r->env != nullptr) client_disarm(r->env);
         return rc;
     }
-    note_spaces(r, c);
     bool done;
     rc = ask_ends(r, c, &done);
     if (rc == 0 && !done) rc = ask_for_little(r, c, &done);

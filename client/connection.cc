@@ -21,6 +21,11 @@ int client_ready(const client_env *e)
     return 0;
 }
 
+void client_disarm(client_env *e)
+{
+    e->armed = e->groupcall = false;
+}
+
 int client_lose(client_env *e, const char *why)
 {
     client_fail(0, "the connection to the worker was lost: %s", why);
@@ -58,8 +63,8 @@ int client_send(client_env *e, const void *message)
     return rc == 0 ? 0 : lose(e, rc);
 }
 
-// The answer to a posted request.  Answers come in the order of their requests.
-static void settle(client_env *e, const void *message)
+// Notes the answer to a posted request.  Answers come in the order of their requests.
+static void posted_answer_note(client_env *e, const void *message)
 {
     e->owed--;
     if (message_id(message) == VNTMESSAGEID_ASYNCTEST_RES)
@@ -75,20 +80,10 @@ int client_receive(client_env *e, const void **message)
     if (rc != 0) return lose(e, rc);
     if (client_dispatch(e, arrived)) return 0;
     if (e->owed > 0)
-        settle(e, arrived);
+        posted_answer_note(e, arrived);
     else
         *message = arrived;
     return 0;
-}
-
-// Receives the next message that is not passed over.
-static int receive(client_env *e, const void **message)
-{
-    int rc;
-    do
-        rc = client_receive(e, message);
-    while (rc == 0 && *message == nullptr);
-    return rc;
 }
 
 int client_refusal(const void *message)
@@ -104,21 +99,16 @@ int client_refusal(const void *message)
 int client_await(client_env *e, uint32_t responseid, const void **response)
 {
     *response = nullptr;
-    const void *message;
-    int rc = receive(e, &message);
-    if (rc != 0) return rc;
+    const void *message = nullptr;
+    while (message == nullptr) {
+        int rc = client_receive(e, &message);
+        if (rc != 0) return rc;
+    }
     if (message_id(message) == VNTMESSAGEID_NAK) return client_refusal(message);
-    if (message_id(message) != responseid)
+    if (responseid != 0 && message_id(message) != responseid)
         return client_lose(e, "the worker's answers are out of step");
     *response = message;
     return 0;
-}
-
-int client_await_any(client_env *e, const void **response)
-{
-    int rc = receive(e, response);
-    if (rc == 0 && message_id(*response) == VNTMESSAGEID_NAK) return client_refusal(*response);
-    return rc;
 }
 
 int client_roundtrip(client_env *e, const void *message, uint32_t responseid, const void **response)
@@ -130,7 +120,7 @@ int client_roundtrip(client_env *e, const void *message, uint32_t responseid, co
 int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response)
 {
     if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
-    if (client_group_iscalled(e)) return client_group_exchange(e, request, responseid, response);
+    if (e->groupcall) return client_group_exchange(e, request, responseid, response);
     if (client_call_iswatched(e, request))
         return client_call_watch(e, request, responseid, response);
     return client_roundtrip(e, request, responseid, response);

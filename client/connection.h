@@ -45,18 +45,15 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
 // Whether an exchange is possible now: 0, or the status that says why not.
 int client_ready(const client_env *e);
 
-// Sends a message, then waits for one of id `responseid`, as it stands: nothing is set in it.
+// Sends the message as it stands, then waits for one of id `responseid`, of any id when that is 0.
 int client_roundtrip(client_env *e, const void *message, uint32_t responseid,
                      const void **response);
 int client_send(client_env *e, const void *message);
 int client_await(client_env *e, uint32_t responseid, const void **response);
 
-// Receives one message.  It becomes null when it is to be passed over: a channel text, info, or the
-// answer to a posted control request.
+// Receives one message.  It becomes null for a channel text, info, or the answer to a posted
+// control request, which have been dealt with.
 int client_receive(client_env *e, const void **message);
-
-// Waits for the answer to a call that another process started: of any id.
-int client_await_any(client_env *e, const void **response);
 
 // The status of a refusal (NAK).
 int client_refusal(const void *nak);

@@ -48,23 +48,13 @@ int client_env_find_open(VNTENVptr env, client_env **out)
     return rc == 0 ? client_ready(*out) : rc;
 }
 
-static int object_find(const client_env *e, const void *handle, client_kind kind, uint64_t *remote)
+int client_object_find(const client_env *e, const void *handle, client_kind kind, uint64_t *remote)
 {
     client_object object;
     if (!client_handle_find(handle, kind, &object) || object.env != e)
         return client_fail(VNTERR_NO_PROBLEM, "this is no problem of the environment");
     *remote = object.remote;
     return 0;
-}
-
-int client_lp_find(const client_env *e, VNTLPptr lp, uint64_t *remote)
-{
-    return object_find(e, lp, CLIENT_LP, remote);
-}
-
-int client_net_find(const client_env *e, VNTNETptr net, uint64_t *remote)
-{
-    return object_find(e, net, CLIENT_NET, remote);
 }
 
 VNTLPptr client_lp_add(client_env *e, uint64_t remote)

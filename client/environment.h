@@ -88,6 +88,7 @@ struct client_env {
     client_limits limits;   // what the caller wants
     int64_t limitsset;      // when the limits, or the call, began to count
     vntclient_group *group; // null outside of groups
+    bool groupcall;         // leads its group, whose next call goes to all members
 };
 
 // Makes the record and the handle of an environment over `io`, which it owns from then on; with a
@@ -103,9 +104,9 @@ int client_env_find(VNTENVptr env, client_env **out);
 // The same for an environment that has a connection; otherwise the status that says why not.
 int client_env_find_open(VNTENVptr env, client_env **out);
 
-// Finds the worker's value of an environment's object.  VNTERR_NO_PROBLEM for anything else.
-int client_lp_find(const client_env *e, VNTLPptr lp, uint64_t *remote);
-int client_net_find(const client_env *e, VNTNETptr net, uint64_t *remote);
+// Finds the worker's value of an environment's problem or network.  VNTERR_NO_PROBLEM for anything
+// else.
+int client_object_find(const client_env *e, const void *handle, client_kind kind, uint64_t *remote);
 
 // Makes a handle for a problem or network that the worker has just created; null for a value of
 // 0 or when memory fails.  client_handle_forget() takes it back.

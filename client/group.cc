@@ -49,7 +49,6 @@ struct vntclient_group {
     pollfd *polls;   // room for as many as there are members
     uint8_t *states; // likewise
     vnt::group_object *objects;
-    bool armed;               // the leader's next call goes to all
     bool attending;           // inside the wait for calls of all
     vnt::transport_group *io; // over the members that are in; null when that has changed
 };
@@ -98,18 +97,8 @@ void client_group_leave(client_env *e)
         if (g->members[i].env == e) g->members[i].env = nullptr;
     io_drop(g);
     e->group = nullptr;
+    e->groupcall = false;
     if (g->attending) e->attending = false;
-}
-
-bool client_group_iscalled(const client_env *e)
-{
-    return e->group != nullptr && e->group->armed && e->group->members[0].env == e;
-}
-
-void client_disarm(client_env *e)
-{
-    e->armed = false;
-    if (client_group_iscalled(e)) e->group->armed = false;
 }
 
 // --- What a request names and a response brings ----------------------------------------------
@@ -550,7 +539,7 @@ static void object_forget(vntclient_group *g, const group_request &r)
 int client_group_exchange(client_env *e, void *record, uint32_t responseid, const void **response)
 {
     vntclient_group *g = e->group;
-    g->armed = false;
+    e->groupcall = false;
     group_request request = {record, responseid, 0, {}};
     group_object *object;
     int rc = client_ready(e);
@@ -636,7 +625,10 @@ VNT_ENTRY VNTCLIENTGROUPptr vntclient_group_create(int count, const VNTENVptr *e
 VNT_ENTRY void vntclient_group_destroy(VNTCLIENTGROUPptr *group)
 {
     if (group == nullptr || *group == nullptr) return;
-    each_member(*group, [](group_member &m, size_t) { m.env->group = nullptr; });
+    each_member(*group, [](group_member &m, size_t) {
+        m.env->group = nullptr;
+        m.env->groupcall = false;
+    });
     release(*group);
     *group = nullptr;
 }
@@ -648,7 +640,7 @@ VNT_ENTRY int vntclient_group_call(VNTCLIENTGROUPptr group)
     if (leader == nullptr) return client_fail(VNTERR_CONNECTION_LOST, "the group has no leader");
     if (leader->armed || leader->started.running)
         return client_fail(VNTERR_SOLVING, "the leader has started a call");
-    group->armed = true;
+    leader->groupcall = true;
     return 0;
 }
 

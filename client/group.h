@@ -10,9 +10,6 @@
 
 namespace vnt {
 
-// Whether the environment leads a group whose next call goes to all members.
-bool client_group_iscalled(const client_env *e);
-
 // Carries out the call on all members of the leader's group; gives the leader's response.
 int client_group_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
 

@@ -197,7 +197,7 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
     uint64_t remote = 0;
     int64_t rows = 0, columns = 0;
     int rc = client_env_find_open(env, &e);
-    if (rc == 0 && lp != nullptr) rc = client_lp_find(e, lp, &remote);
+    if (rc == 0 && lp != nullptr) rc = client_object_find(e, lp, CLIENT_LP, &remote);
     if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMROWS, &rows);
     if (rc == 0) rc = client_query(e, remote, 0, QUERY_REDNUMCOLS, &columns);
     if (rc != 0) return rc;
