@@ -205,6 +205,17 @@ TEST_F(exchange, WhatIsWrittenReadAndWrittenAgainIsTheSameText)
         ASSERT_EQ(write(read(write(read(write(m, true), true), false), false), true),
                   write(m, true));
     }
+    // Names that one format or the other has no place for.
+    for (const char *name :
+         {"", " ", "two words", "ends FREE", "longer than eight", "\r", "cost"}) {
+        SCOPED_TRACE(name);
+        model m = read("NAME\nROWS\n N o\n L cost\nCOLUMNS\n x o 1 cost 1\nENDATA\n", false);
+        m.name = m.objname = name;
+        for (bool lp : {false, true}) {
+            std::string text = write(m, lp);
+            EXPECT_EQ(write(read(text, lp), lp), text);
+        }
+    }
     for (const std::string &file : model_files()) {
         SCOPED_TRACE(file);
         model m = model_of(file);

@@ -168,6 +168,7 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
         const char *says;
     } cases[] = {
         {"mps", "hello\n", VNTERR_FILE_FORMAT, "line 1"},
+        {"mps", " x r 1\nENDATA\n", VNTERR_FILE_FORMAT, "outside of a section"},
         {"mps", "\x1b[2J\n", VNTERR_FILE_FORMAT, "?[2J"}, // nothing for a terminal to obey
         {"mps", "ROWS\n L r\n L r\nENDATA\n", VNTERR_FILE_FORMAT, "line 3"},
         {"mps", rows + " y q 1\nENDATA\n", VNTERR_FILE_FORMAT, "no row \"q\""},

@@ -195,7 +195,8 @@ std::string one_line(std::string text)
 {
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-    return text;
+    text.erase(text.find_last_not_of(" \t") + 1);
+    return text.erase(0, text.find_first_not_of(" \t"));
 }
 
 } // namespace vnt

@@ -64,7 +64,7 @@ struct line_words {
 };
 line_words words_of(std::string_view line);
 
-// The text with blanks for line ends.
+// The text with blanks for line ends, and none at its own ends.
 std::string one_line(std::string text);
 
 } // namespace vnt

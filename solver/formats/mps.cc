@@ -199,7 +199,7 @@ void mps_reader::data(const words &w)
         objective_wanted = w[0];
     } else if (section.substr(0, 3) == "SOS") {
         add_set_line(w);
-    } else if (section[0] == 'Q') {
+    } else if (section.substr(0, 1) == "Q") {
         add_quadratic(w);
     } else if (section == "INDICATORS") {
         add_indicator(w);

@@ -72,12 +72,18 @@ void mps_writer::line(const char *kind, const std::string &a, const std::string 
     out += '\n';
 }
 
+static bool ends_free(const std::string &name)
+{
+    return name == "FREE" || name.ends_with(" FREE") || name.ends_with("\tFREE");
+}
+
 // Other readers take a file for one in fixed format unless it says that it is not.
 void mps_writer::head()
 {
     std::string name = one_line(m.name);
     if (fixed) {
         out += "NAME          " + name;
+        if (ends_free(name)) out += '_'; // that word would be taken for the format
     } else {
         std::replace_if(
             name.begin(), name.end(), [](char c) { return c == ' ' || c == '\t'; }, '_');
@@ -278,16 +284,28 @@ static bool numbers_fit(const model &m)
            numbers_fit(m.q.by_column().value, m.q.entries());
 }
 
-std::string mps_write(const model &m, bool *made)
+static bool all_suit_fixed(const file_names &names)
+{
+    for (auto *kind : {&names.rows, &names.cols, &names.sets, &names.indicators})
+        for (const std::string &name : *kind)
+            if (!suits_fixed(name)) return false;
+    return suits_fixed(names.objective);
+}
+
+// The names as they are where the fixed format has room for them, else as the free one has: those
+// that were made for it may be short again.
+static file_names names_for(const model &m)
 {
     file_names fixed(m, suits_fixed);
-    if (!fixed.made && numbers_fit(m)) {
-        *made = false;
-        return mps_writer(m, fixed, true).write();
-    }
-    file_names free(m, suits_free);
-    *made = free.made;
-    return mps_writer(m, free, false).write();
+    if (!fixed.made && fixed.objective == m.objname) return fixed;
+    return file_names(m, suits_free);
+}
+
+std::string mps_write(const model &m, bool *made)
+{
+    const file_names names = names_for(m);
+    *made = names.made;
+    return mps_writer(m, names, all_suit_fixed(names) && numbers_fit(m)).write();
 }
 
 } // namespace vnt
