@@ -1,0 +1,58 @@
+// formats_fuzz.cc: any bytes as a file of one format, FUZZED_FORMAT.  A model that is read can be
+// written, and what was written reads back to what writes the same text.
+
+#include "solver/formats/basisfile.h"
+#include "solver/formats/dimacs.h"
+#include "solver/formats/lpformat.h"
+#include "solver/formats/mps.h"
+#include "solver/problem/problem.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace vnt {
+
+template <class Read, class Write>
+static void read_and_write(const std::string &text, Read &&read, Write &&write)
+{
+    std::string remarks;
+    bool made;
+    const std::string once = write(read(text, &remarks), &made);
+    const std::string twice = write(read(once, &remarks), &made);
+    if (twice == once) return;
+    fprintf(stderr, "written:\n%s\nread and written again:\n%s\n", once.c_str(), twice.c_str());
+    abort();
+}
+
+[[maybe_unused]] static void mps(const std::string &text)
+{
+    read_and_write(text, mps_read, mps_write);
+}
+[[maybe_unused]] static void lp(const std::string &text)
+{
+    read_and_write(text, lp_read, lp_write);
+}
+[[maybe_unused]] static void dimacs(const std::string &text)
+{
+    dimacs_read(text);
+}
+
+// Two rows and three columns, named as in test/models.
+[[maybe_unused]] static void basis(const std::string &text)
+{
+    std::string remarks;
+    vntlp p;
+    p.m = lp_read("minimize x + y + z\nst r: x + y >= 1\n s: y + z >= 2\nend\n", &remarks);
+    basis_read(p, text);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    try {
+        FUZZED_FORMAT(std::string(reinterpret_cast<const char *>(data), size));
+    } catch (const failure &) { // not of the format
+    }
+    return 0;
+}
+
+} // namespace vnt
