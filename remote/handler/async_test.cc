@@ -272,4 +272,33 @@ TEST(AsyncDeath, NamesEachMisuse)
     EXPECT_EQ(async_block(&t), 1); // and is over
 }
 
+// The caller waits for it, and part of it may be on its way.
+TEST(AsyncDeath, AWorkerThatCannotSendAnAnswerEnds)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    for (const char *request : {"MIPOPT_REQ 1 env lp", "MIPOPT_REQ 0 env lp", "DISCONNECT_REQ"})
+        EXPECT_DEATH(
+            {
+                worker_double w;
+                w.ask("OPENVANTO_REQ 0");
+                w.h->io->ops.sendmsg = [](transport *, const void *) -> int { return MESSAGE_IO; };
+                w.ask(request);
+            },
+            "Failed to send message: -7")
+            << request;
+    EXPECT_DEATH(
+        {
+            worker_double w;
+            w.ask("OPENVANTO_REQ 0");
+            w.h->io->ops.sendmsg = [](transport *, const void *message) {
+                return message_id(message) == VNTMESSAGEID_INFO ? MESSAGE_IO : 0;
+            };
+            const int32_t value = 8;
+            VNTsendinfoint(double_env, 1, 1, &value);
+            w.ask("GETNUMROWS_REQ 0 env lp");
+        },
+        "Failed to send message: -7")
+        << "half an info may be on its way";
+}
+
 } // namespace vnt

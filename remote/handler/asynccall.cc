@@ -28,7 +28,7 @@ static void acknowledge(handler_frame *frame, uint32_t requestid, int32_t flags)
     frame->ack.status = 0;
     infoqueue_owe(&h->info);
     pausegate_run(&h->gate);
-    h->io->ops.sendmsg(h->io, &frame->ack);
+    answer_send(h, &frame->ack);
 }
 
 static void lock_callbacks(void)

@@ -105,8 +105,7 @@ int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
     if (!infoqueue_hold(&h->info)) return refuse(frame);
     const vntmsg_DISCONNECT_RES response = {nullptr, VNTMESSAGEID_DISCONNECT_RES};
     // Parked, a worker whose client never learnt of it would wait for good.
-    const int rc = h->io->ops.sendmsg(h->io, &response);
-    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
+    answer_send(h, &response);
     vnthandler_disconnect();
     return 0;
 }

@@ -118,13 +118,17 @@ int frame_lacking(handler_frame *frame, const char *function)
     return frame_reject(frame, msg2vnt(MESSAGE_UNKNOWN));
 }
 
+void answer_send(handler *h, const void *answer)
+{
+    int rc = infoqueue_failure(&h->info);
+    if (rc == 0) rc = h->io->ops.sendmsg(h->io, answer);
+    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
+}
+
 int frame_respond(handler_frame *frame, const void *response)
 {
     flushinfo(&frame->owner->info);
-    transport *io = frame->owner->io;
-    const int rc = io->ops.sendmsg(io, response);
-    // The caller waits for this answer, and part of it may be on its way: nothing can follow it.
-    if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
+    answer_send(frame->owner, response);
     return 0;
 }
 

@@ -73,6 +73,10 @@ int frame_reject(handler_frame *frame, int32_t status);
 // VNTERR_UNKNOWN_CALL.  Returns 0.
 int frame_lacking(handler_frame *frame, const char *function);
 
+// Sends what the caller waits for.  A worker that cannot ends: part of the answer may be on its
+// way, so that nothing can follow it, and the caller sees the connection's end instead of waiting.
+void answer_send(handler *h, const void *answer);
+
 // Flushes queued info, then sends the response.  Returns 0.
 int frame_respond(handler_frame *frame, const void *response);
 

@@ -96,12 +96,20 @@ void infoqueue_destroy(info_queue *q)
 }
 
 // With the info lock held.
+static int send(info_queue *q, const void *message)
+{
+    const int rc = q->io->ops.sendmsg(q->io, message);
+    if (q->failure == 0) q->failure = rc;
+    return rc;
+}
+
+// With the info lock held.
 static void send_queue(info_queue *q)
 {
     if (q->hold != 0) return;
     for (info_message *queued = detach(q); queued != nullptr;) {
         info_message *next = queued->next;
-        q->io->ops.sendmsg(q->io, &queued->message);
+        send(q, &queued->message);
         info_destroy(queued);
         queued = next;
     }
@@ -111,6 +119,12 @@ void flushinfo(info_queue *q)
 {
     const mutex_holder held(&q->lock);
     send_queue(q);
+}
+
+int infoqueue_failure(info_queue *q)
+{
+    const mutex_holder held(&q->lock);
+    return q->failure;
 }
 
 void infoqueue_owe(info_queue *q)
@@ -155,7 +169,7 @@ static bool may_send(const info_queue *q)
 static int send_or_queue(info_queue *q, const void *message)
 {
     const bool may = may_send(q);
-    if (may && q->hold == 0 && q->head == nullptr) return q->io->ops.sendmsg(q->io, message);
+    if (may && q->hold == 0 && q->head == nullptr) return send(q, message);
     info_message *queued;
     const int status = info_create(&queued, message);
     if (status != 0) return status;

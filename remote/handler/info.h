@@ -35,6 +35,7 @@ struct info_queue {
     info_message *tail;
     int32_t pending; // asynchronous results not fetched yet
     int32_t hold;    // nonzero while the caller is away
+    int failure;     // the first code of the transport that was not 0
     transport *io;
     const solver_poll *poll;
     info_channel channels[4];
@@ -53,6 +54,9 @@ int enqueueinfo(info_queue *q, const void *message);
 
 // Sends what is queued, unless the caller is away.  Failures to send are ignored.
 void flushinfo(info_queue *q);
+
+// The first failure to send, 0 without any.  Part of a message may be on its way since.
+int infoqueue_failure(info_queue *q);
 
 // Flush, and count the asynchronous results that are owed: until they are fetched, info is queued.
 void infoqueue_owe(info_queue *q);

@@ -8,6 +8,7 @@
 #include "remote/worker/userfunctions.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,13 +40,14 @@ static const char *optionvalue(const char *argument, const char *name)
     return strncmp(argument, name, length) == 0 ? argument + length : nullptr;
 }
 
-// The client gets its answer before anything can fail here: what fails later, it sees as the
+// The client gets its answer before anything else can fail here: what fails later, it sees as the
 // connection's end.
 static void greet(const worker_child *child)
 {
     handshake_answer greeting;
     size_t n = handshake_answer_put(greeting, HANDSHAKE_OK, child->id);
-    (void)io_writeall(child->outfd, greeting, n, -1, CLOCK_NEVER);
+    if (io_writeall(child->outfd, greeting, n, -1, CLOCK_NEVER) != 0)
+        log_fatal("Failed to greet the client: %s\n", strerror(errno));
 }
 
 static void checkarguments(worker_options *o, int argc, char **argv)
