@@ -22,10 +22,10 @@ static void text_dispatch(client_env *e, const vntmsg_CHANNEL *message)
         e->handlers.channel(e->handle, message->channel, text, e->handlers.channeldata);
 }
 
-void client_warn(client_env *e, const char *text)
+void client_complain(client_env *e, const char *text)
 {
-    static constexpr int32_t WARNINGS = 1;
-    vntmsg_CHANNEL message = {nullptr, VNTMESSAGEID_CHANNEL, WARNINGS, {}};
+    static constexpr int32_t ERRORS = 2;
+    vntmsg_CHANNEL message = {nullptr, VNTMESSAGEID_CHANNEL, ERRORS, {}};
     message.message.data = const_cast<char *>(text);
     client_dispatch(e, &message);
 }

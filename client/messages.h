@@ -15,8 +15,8 @@ extern thread_local client_handlers client_default_handlers;
 // Returns whether it was one to be passed over.
 bool client_dispatch(client_env *e, const void *message);
 
-// Sends a text of the library's own where the warnings of the solver go.
-void client_warn(client_env *e, const char *text);
+// Sends a text of the library's own where the errors of the solver go.
+void client_complain(client_env *e, const char *text);
 
 // Makes the worker send channel texts, unless it does already.
 int client_channels_enable(client_env *e);

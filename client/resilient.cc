@@ -12,15 +12,15 @@
 
 namespace vnt {
 
-// How long a worker may be out of reach, in seconds, before a warning says so, and before a caller
+// How long a worker may be out of reach, in seconds, before the caller hears of it, and before one
 // who wants to end the solve waits no longer.
 static constexpr double SHORT_PATIENCE = 2;
 
-static void warn_away(client_env *e)
+static void complain_away(client_env *e)
 {
     char text[600];
     snprintf(text, sizeof text, "%s; it is tried again\n", vntclient_errortext());
-    client_warn(e, text);
+    client_complain(e, text);
 }
 
 // Tries until it succeeds, the worker is gone or the patience is over.  A connection that breaks
@@ -38,7 +38,7 @@ static int persist(client_env *e, double patience, int (*step)(client_env *e, in
             e->state = CLIENT_LOST;
             return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
         }
-        if (gone > SHORT_PATIENCE && !told) warn_away(e);
+        if (gone > SHORT_PATIENCE && !told) complain_away(e);
         told = gone > SHORT_PATIENCE;
         clock_sleep(0.25);
     }

@@ -193,7 +193,7 @@ int vntclient_join(VNTENVptr env);
 
 // As vntclient_join(), for networks that fail and machines that sleep: disconnects from the worker
 // and rejoins it every `interval` seconds.  When it cannot be reached, retries for up to `patience`
-// seconds, or two when the solve is to end, and says so on the warning channel.
+// seconds, or two when the solve is to end, and says so on the error channel.
 // `look`, unless null, is called after each return to the worker; a result other than 0 ends the
 // solve.  With a null `look` the connections are as short as possible, so that the end of this
 // process hardly ever falls into one and takes the worker with it.
