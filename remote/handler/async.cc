@@ -5,6 +5,7 @@
 #include "remote/base/log.h"
 #include "remote/handler/serve.h"
 
+#include <atomic>
 #include <cerrno>
 #include <unistd.h>
 
@@ -96,9 +97,20 @@ int64_t async_getresult(void)
     return value;
 }
 
-static thread_local bool serving;
+// One request at a time is served.
+static std::atomic<bool> serving;
 
-bool async_serving(void)
+async_service::async_service(bool synchronous) : during_call(synchronous && async_isasync())
+{
+    if (during_call) serving = true;
+}
+
+async_service::~async_service()
+{
+    if (during_call) serving = false;
+}
+
+bool async_isserving(void)
 {
     return serving;
 }
@@ -106,9 +118,7 @@ bool async_serving(void)
 // It is meant that a terminate message does nothing: it ends a worker, not a call.
 static void serve(transport *t)
 {
-    serving = true;
     request_serve(t, globalasync.h, nullptr);
-    serving = false;
 }
 
 // Listener mode.

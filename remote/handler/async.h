@@ -52,10 +52,21 @@ void async_teardown(void);
 // Whether an asynchronous call is under way.
 int async_isasync(void);
 
-// Whether the calling thread serves a request of an asynchronous call's caller.  Callbacks of a
-// solver that works for such a request do nothing: they would wait for input that their own thread
-// has to read, or free the request that it serves.
-bool async_serving(void);
+// Stands while a synchronous request is carried out.  Where that happens while an asynchronous call
+// is under way, the call's callbacks do nothing meanwhile, on whatever thread the solver calls
+// them: they would wait for input that the serving thread has to read, or free the request that it
+// serves.
+class async_service {
+  public:
+    explicit async_service(bool synchronous);
+    ~async_service();
+    async_service(const async_service &) = delete;
+    async_service &operator=(const async_service &) = delete;
+
+  private:
+    const bool during_call;
+};
+bool async_isserving(void);
 
 // Starts asynchronous input.
 void async_start(transport *t);

@@ -108,6 +108,7 @@ TEST_P(Async, ServesASolveWithoutPausingOrPollingInsideIt)
     EXPECT_EQ(w.start(INT_MAX), "ACK 1496 1 0");
     EXPECT_TRUE(comes_to(PAUSED));
     solver.steps = 5;
+    solver.helped = true;
     w.say("MIPOPT_REQ 0 env lp");
     EXPECT_EQ(w.ask("EASYNCCONTINUE_REQ 0 env 0 1e75"), "MIPOPT_RES 0");
     EXPECT_EQ(w.hear(), "EASYNCCONTINUE_RES 0");

@@ -174,7 +174,7 @@ int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data)
 {
     auto *h = static_cast<handler *>(data);
     pause_gate *g = &h->gate;
-    if (may_pass(g, progress) || async_serving()) return 0;
+    if (may_pass(g, progress) || async_isserving()) return 0;
     const mutex_holder pausing(&g->pauselock);
     // Another of the solver's threads may have been held here until the limit was raised.
     if (may_pass(g, progress)) return 0;

@@ -42,9 +42,15 @@ struct solver_run {
     solver_run &operator=(const solver_run &) = delete;
 };
 
+// All requests begin with their flags.
+static int32_t request_flags(const void *request)
+{
+    return static_cast<const vntmsg_GETNUMROWS_REQ *>(request)->flags;
+}
+
 solver_run::solver_run(handler_frame *f, const solver_call *c)
-    : frame(f), call(c), request(f->request), copy(), flags(), queries(), function(), args(),
-      result(), file(), failure()
+    : frame(f), call(c), request(f->request), copy(), flags(request_flags(f->request)), queries(),
+      function(), args(), result(), file(), failure()
 {
 }
 
@@ -62,12 +68,6 @@ static solver_import imports[SOLVERCALL_COUNT] = {
 #define SOLVER_CALL(name, function, ...) {#function, nullptr},
 #include "remote/calls/solvercalls.def"
 };
-
-// All requests begin with their flags.
-static int32_t request_flags(const void *request)
-{
-    return static_cast<const vntmsg_GETNUMROWS_REQ *>(request)->flags;
-}
 
 // Taking: out of the request, into the arguments.
 
@@ -185,7 +185,6 @@ static int copy_all_but_joined(solver_run *run)
 // while an asynchronous call runs, control requests do.
 static int copy_request(solver_run *run)
 {
-    run->flags = request_flags(run->request);
     if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
     const int rc = copy_all_but_joined(run);
     if (rc == 0) run->request = run->copy;
@@ -486,10 +485,11 @@ static int prepare(solver_run *run)
 int solvercall_run(handler_frame *frame, const solver_call *call)
 {
     solver_run run(frame, call);
+    const bool asynchronous = run.flags & FLAG_ASYNCHRONOUS;
+    const async_service service(!asynchronous);
     forget_freed(&run);
     int rc = prepare(&run);
     const size_queries &q = run.queries;
-    const bool asynchronous = run.flags & FLAG_ASYNCHRONOUS;
     if (rc == 0 && asynchronous) rc = asynccall_begin(frame, call->request, run.flags, q.env, q.lp);
     if (q.missing != nullptr && rc != 0) return frame_lacking(frame, q.missing);
     if (rc != 0) return frame_reject(frame, rc);

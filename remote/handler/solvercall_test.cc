@@ -103,6 +103,8 @@ int asynccall_begin(handler_frame *, uint32_t requestid, int32_t, VNTENVptr, VNT
     say("begin " + std::to_string(requestid));
     return 0;
 }
+async_service::async_service(bool) : during_call(false) {}
+async_service::~async_service() {}
 void synccall_begin(handler *) {}
 void asynccall_end(handler *, VNTENVptr)
 {

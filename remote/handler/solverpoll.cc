@@ -56,7 +56,7 @@ int asyncpollfunc(VNTENVptr, void *data)
 {
     auto *h = static_cast<handler *>(data);
     solver_poll *p = &h->poll;
-    if (solverpoll_excludes(p) || async_serving()) return 0;
+    if (solverpoll_excludes(p) || async_isserving()) return 0;
     if (p->calls.fetch_add(1) % POLL_EVERY != 0) return 0;
     if (p->singlethreaded)
         async_poll(h->io);

@@ -206,13 +206,21 @@ static bool step(VNTENVptr env)
 }
 
 // Returns 0 after the last step, 13 when it was stopped before.
-VNT_ENTRY int VNTLmipopt(VNTENVptr env, VNTLPptr)
+static int work(VNTENVptr env)
 {
     while (solver.steps > 0) {
         if (!step(env)) return 13;
         if (solver.steps < INT_MAX) solver.steps--;
     }
     return 0;
+}
+
+VNT_ENTRY int VNTLmipopt(VNTENVptr env, VNTLPptr)
+{
+    if (!solver.helped) return work(env);
+    int status = 0;
+    std::thread([&] { status = work(env); }).join();
+    return status;
 }
 
 } // namespace vnt

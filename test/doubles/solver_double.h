@@ -15,7 +15,8 @@
 namespace vnt {
 
 struct solver_double {
-    std::atomic<int> steps; // of the next solve; it counts them down and ends
+    std::atomic<int> steps;   // of the next solve; it counts them down and ends
+    std::atomic<bool> helped; // solves that begin from now on work on a thread of the solver's own
     std::atomic<uint64_t> progress;
     std::atomic<int> polls;  // calls of the terminate function
     std::atomic<int> pauses; // calls of the pause callback
