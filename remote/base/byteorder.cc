@@ -2,7 +2,7 @@
 
 namespace vnt {
 
-// One plain loop for each width; the copies through memcpy allow for blocks that are not aligned.
+// One plain loop for each width; memcpy allows blocks that are not aligned.
 template <class element>
 [[gnu::always_inline]] static inline void swap(void *to, const void *from, size_t count)
 {
@@ -29,7 +29,7 @@ template <class element>
     }
 }
 
-// The same loops, in which the compiler may use what newer processors have.
+// The same loops, compiled for newer processors.
 [[gnu::target("avx2")]] static void swapall_avx2(void *to, const void *from, size_t count,
                                                  size_t width)
 {

@@ -36,10 +36,7 @@ const message_layout *const catalogue_end = std::end(layouts);
 const message_layout *layout_find(const message_layout *begin, const message_layout *end,
                                   uint32_t id)
 {
-    const message_layout *at =
-        std::lower_bound(begin, end, id, [](const message_layout &layout, uint32_t wanted) {
-            return layout.id < wanted;
-        });
+    const message_layout *at = std::ranges::lower_bound(begin, end, id, {}, &message_layout::id);
     return at != end && at->id == id ? at : nullptr;
 }
 

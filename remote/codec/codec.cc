@@ -1,5 +1,6 @@
 #include "remote/codec/codec.h"
 
+#include "remote/base/holders.h"
 #include "remote/codec/catalogue.h"
 
 #include <cstdlib>
@@ -99,21 +100,13 @@ static int encode(stream *out, const message_layout *layout, const void *record,
     return rc;
 }
 
-// Frees a record and what its fields up to `end` own.
+// Frees a record and what its fields before `end` own, or all of them when that is null.
 static void freerecord(stream *in, const message_field *fields, const message_field *end,
                        void *record)
 {
-    for (const message_field *f = fields; f != end; f++)
+    for (const message_field *f = fields; f != end && f->kind != KIND_END; f++)
         freefield(in, f, record);
     free(record);
-}
-
-static const message_field *fieldsend(const message_layout *layout)
-{
-    const message_field *f = layout->fields;
-    while (f->kind != KIND_END)
-        f++;
-    return f;
 }
 
 static int decode(stream *in, const message_layout *layout, void **out, int *mustend)
@@ -136,14 +129,13 @@ static int simplecodec_sendmsg(codec *c, const void *record)
 {
     const message_layout *layout = find(c, message_id(record));
     if (layout == nullptr) return MESSAGE_UNKNOWN;
-    pthread_mutex_lock(&c->lock);
+    mutex_holder hold(&c->lock);
     int mustend = 0;
     int rc = encode(c->out, layout, record, &mustend);
     if (mustend != 0) {
         int ended = c->out->ops.endoutmsg(c->out);
         if (rc == 0) rc = ended;
     }
-    pthread_mutex_unlock(&c->lock);
     return rc;
 }
 
@@ -171,7 +163,7 @@ static int simplecodec_delmsg(codec *c, void *record)
     if (record == nullptr) return 0;
     const message_layout *layout = find(c, message_id(record));
     if (layout == nullptr) return MESSAGE_UNKNOWN;
-    freerecord(c->in, layout->fields, fieldsend(layout), record);
+    freerecord(c->in, layout->fields, nullptr, record);
     return 0;
 }
 

@@ -1,5 +1,6 @@
 #include "remote/stream/async.h"
 
+#include "remote/base/holders.h"
 #include "remote/base/io.h"
 #include "remote/stream/descriptor.h"
 
@@ -171,15 +172,10 @@ static int collectlocked(fdio_notice *n, fdio *f)
 int async_collect(fdio *f)
 {
     fdio_notice *n = f->notice;
-    if (n == nullptr) return 0;
-    pthread_mutex_lock(&n->lock);
-    int rc = 0;
-    if (n->pending) {
-        rc = awaitread(n, timeout_deadline(&f->readtimeout));
-        if (rc == 0) rc = collectlocked(n, f);
-    }
-    pthread_mutex_unlock(&n->lock);
-    return rc;
+    mutex_holder hold(&n->lock);
+    if (!n->pending) return 0;
+    int rc = awaitread(n, timeout_deadline(&f->readtimeout));
+    return rc == 0 ? collectlocked(n, f) : rc;
 }
 
 static void callowner(fdio_notice *n)

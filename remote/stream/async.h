@@ -30,7 +30,8 @@ int fdio_startasync(stream *s, stream_callback callback, void *arg);
 // ended; it keeps the pipe's read end open until its next byte or its end comes.
 void fdio_stopasync(fdio *f, bool closing);
 
-// Takes over the byte of an asynchronous read, waiting for it when the read is in flight.
+// Takes over the byte of an asynchronous read of a stream that has a notice; waits for a read in
+// flight.
 // Errors: IO.
 int async_collect(fdio *f);
 

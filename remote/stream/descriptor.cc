@@ -46,11 +46,6 @@ static int await(int fd, bool socket, short events, const fdio_timeout *timeout)
     }
 }
 
-static ssize_t readsome(int fd, bool socket, void *to, size_t n)
-{
-    return socket ? recv(fd, to, n, MSG_DONTWAIT) : read(fd, to, n);
-}
-
 int descriptor_read(int fd, bool socket, const fdio_timeout *timeout, void *to, size_t n,
                     size_t *got)
 {
@@ -60,7 +55,7 @@ int descriptor_read(int fd, bool socket, const fdio_timeout *timeout, void *to, 
             int rc = await(fd, socket, POLLIN, timeout);
             if (rc != 0) return rc;
         }
-        ssize_t r = readsome(fd, socket, to, n);
+        ssize_t r = socket ? recv(fd, to, n, MSG_DONTWAIT) : read(fd, to, n);
         if (r > 0) {
             *got = static_cast<size_t>(r);
             return 0;

@@ -37,7 +37,7 @@ static size_t takeahead(fdio *f, void *to, size_t n)
 static int fillcount(fdio *f, void *to, size_t n, size_t *got)
 {
     *got = 0;
-    int rc = async_collect(f);
+    int rc = f->notice != nullptr ? async_collect(f) : 0;
     if (rc == 0) *got = takeahead(f, to, n);
     while (rc == 0 && *got < n) {
         size_t more = 0;
@@ -182,17 +182,12 @@ static int readbody(fdio *f, string_head head, bool consume, message_string *val
     return rc;
 }
 
-static int readstring(fdio *f, message_string *value)
+int fdio_readstring(stream *s, const char *, message_string *value)
 {
     string_head head;
     *value = {};
-    int rc = readhead(f, &head);
-    return rc == 0 ? readbody(f, head, false, value) : rc;
-}
-
-int fdio_readstring(stream *s, const char *, message_string *value)
-{
-    return readstring(reader(s), value);
+    int rc = readhead(reader(s), &head);
+    return rc == 0 ? readbody(reader(s), head, false, value) : rc;
 }
 
 static int skipstrings(fdio *f, uint32_t count)
@@ -372,8 +367,9 @@ static int readchunks(fdio *f, uint32_t n, message_array *a)
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
-static int readarray(fdio *f, message_array *value)
+int fdio_readarray(stream *s, const char *, message_array *value)
 {
+    fdio *f = reader(s);
     unsigned char head[12];
     uint32_t n;
     *value = {};
@@ -397,16 +393,11 @@ static int readarray(fdio *f, message_array *value)
     return 0;
 }
 
-int fdio_readarray(stream *s, const char *, message_array *value)
-{
-    return readarray(reader(s), value);
-}
-
-int fdio_readfile(stream *s, const char *, message_file *value)
+int fdio_readfile(stream *s, const char *name, message_file *value)
 {
     *value = {};
-    int rc = readstring(reader(s), &value->name);
-    if (rc == 0) rc = readarray(reader(s), &value->contents);
+    int rc = fdio_readstring(s, name, &value->name);
+    if (rc == 0) rc = fdio_readarray(s, name, &value->contents);
     if (rc != 0) message_uncopy_string(&value->name);
     return rc;
 }

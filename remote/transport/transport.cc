@@ -1,5 +1,6 @@
 #include "remote/transport/transport.h"
 
+#include "remote/base/holders.h"
 #include "remote/stream/async.h"
 
 #include <climits>
@@ -184,29 +185,19 @@ int codecs_send(codec *const *codecs, int64_t n, const void *message)
 
 int fdtransport_sendmsg(transport *t, const void *message)
 {
-    pthread_mutex_lock(&t->sendlock);
-    int rc = codecs_send(t->codecs, t->ncodecs, message);
-    pthread_mutex_unlock(&t->sendlock);
-    return rc;
-}
-
-static int receive(transport *t)
-{
-    for (int64_t i = 0; i < t->ncodecs; i++) {
-        int rc = t->codecs[i]->ops.recvmsg(t->codecs[i], &t->pending);
-        if (rc != MESSAGE_UNKNOWN) return rc;
-    }
-    return MESSAGE_UNKNOWN;
+    mutex_holder hold(&t->sendlock);
+    return codecs_send(t->codecs, t->ncodecs, message);
 }
 
 int fdtransport_recvmsg(transport *t, void **message)
 {
     *message = nullptr;
-    pthread_mutex_lock(&t->recvlock);
+    mutex_holder hold(&t->recvlock);
     freepending(t);
-    int rc = receive(t);
+    int rc = MESSAGE_UNKNOWN;
+    for (int64_t i = 0; rc == MESSAGE_UNKNOWN && i < t->ncodecs; i++)
+        rc = t->codecs[i]->ops.recvmsg(t->codecs[i], &t->pending);
     *message = t->pending;
-    pthread_mutex_unlock(&t->recvlock);
     return rc;
 }
 
