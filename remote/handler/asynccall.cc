@@ -19,13 +19,10 @@ void synccall_begin(handler *h)
 
 // From the moment at which input is armed, requests may come: they wait for asynccallbackmutex
 // until the ACK has left.
-static void acknowledge(handler_frame *frame, uint32_t requestid, int32_t flags)
+static void acknowledge(handler_frame *frame)
 {
     handler *h = frame->owner;
     async_start(h->io);
-    frame->ack.message = static_cast<int32_t>(requestid);
-    frame->ack.flags = flags;
-    frame->ack.status = 0;
     infoqueue_owe(&h->info);
     pausegate_run(&h->gate);
     answer_send(h, &frame->ack);
@@ -37,8 +34,7 @@ static void lock_callbacks(void)
     if (rc != 0) log_fatal("Failed to lock mutex: %d\n", rc);
 }
 
-int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNTENVptr env,
-                    VNTLPptr lp)
+int asynccall_begin(handler_frame *frame, VNTENVptr env, VNTLPptr lp)
 {
     handler *h = frame->owner;
     lock_callbacks();
@@ -48,7 +44,7 @@ int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNT
         solverpoll_install(h, env);
         pausegate_install(h, env);
         mipprogress_begin(&h->progress, env, lp);
-        acknowledge(frame, requestid, flags);
+        acknowledge(frame);
     }
     pthread_mutex_unlock(&asynccallbackmutex);
     return status;

@@ -12,8 +12,7 @@ namespace vnt {
 
 // Prepares the handler, starts serving control requests and sends the ACK.  `lp` may be null.
 // Returns 0, or a solver status, after which nothing has been started or sent.
-int asynccall_begin(handler_frame *frame, uint32_t requestid, int32_t flags, VNTENVptr env,
-                    VNTLPptr lp);
+int asynccall_begin(handler_frame *frame, VNTENVptr env, VNTLPptr lp);
 
 // Sets and clears the cell that the solver watches: while it is nonzero, calls of the solver end.
 void killcell_set(handler *h, int value);

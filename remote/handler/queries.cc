@@ -20,14 +20,6 @@ static uint32_t wanted_by(const call_argument &arg)
     return wanted;
 }
 
-static bool measures_text(const solver_call *call)
-{
-    for (int i = 0; i < call->nargs; i++)
-        if (call->args[i].word == CALL_OUTSTRING || call->args[i].word == CALL_OUTNAMES)
-            return true;
-    return false;
-}
-
 // The function to ask with, noted as missing when the solver lacks it.
 template <class function> static function needed(size_queries *q, function f, const char *name)
 {
@@ -102,9 +94,13 @@ static void ask_keeping_messages(size_queries *q)
 
 void queries_ask(size_queries *q, const solver_call *call)
 {
-    for (int i = 0; i < call->nargs; i++)
-        q->sizes.asked |= wanted_by(call->args[i]);
-    if (measures_text(call)) ask_width(q);
+    bool texts = false;
+    for (int i = 0; i < call->nargs; i++) {
+        const call_argument &arg = call->args[i];
+        q->sizes.asked |= wanted_by(arg);
+        texts = texts || arg.word == CALL_OUTSTRING || arg.word == CALL_OUTNAMES;
+    }
+    if (texts) ask_width(q);
     if (q->sizes.asked & (NETWORK | REDUCED | CONFLICT))
         ask_keeping_messages(q);
     else

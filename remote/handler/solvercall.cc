@@ -42,23 +42,18 @@ struct solver_run {
     solver_run &operator=(const solver_run &) = delete;
 };
 
-// All requests begin with their flags.
-static int32_t request_flags(const void *request)
-{
-    return static_cast<const vntmsg_GETNUMROWS_REQ *>(request)->flags;
-}
-
 solver_run::solver_run(handler_frame *f, const solver_call *c)
-    : frame(f), call(c), request(f->request), copy(), flags(request_flags(f->request)), queries(),
-      function(), args(), result(), file(), failure()
+    : frame(f), call(c), request(f->request), copy(), flags(f->ack.flags), queries(), function(),
+      args(), result(), file(), failure()
 {
 }
 
 solver_run::~solver_run()
 {
-    outfile_destroy(&file);
-    for (passing &p : args)
-        free(p.owned);
+    for (int i = 0; i < call->nargs; i++) {
+        free(args[i].owned);
+        if (call->args[i].word == CALL_OUTFILE) outfile_destroy(&file);
+    }
     if (copy != nullptr) vntmsg_uncopy(&copy);
 }
 
@@ -490,7 +485,7 @@ int solvercall_run(handler_frame *frame, const solver_call *call)
     forget_freed(&run);
     int rc = prepare(&run);
     const size_queries &q = run.queries;
-    if (rc == 0 && asynchronous) rc = asynccall_begin(frame, call->request, run.flags, q.env, q.lp);
+    if (rc == 0 && asynchronous) rc = asynccall_begin(frame, q.env, q.lp);
     if (q.missing != nullptr && rc != 0) return frame_lacking(frame, q.missing);
     if (rc != 0) return frame_reject(frame, rc);
     if (!asynchronous) synccall_begin(frame->owner);

@@ -98,9 +98,9 @@ int async_isasync(void)
 {
     return 0;
 }
-int asynccall_begin(handler_frame *, uint32_t requestid, int32_t, VNTENVptr, VNTLPptr)
+int asynccall_begin(handler_frame *frame, VNTENVptr, VNTLPptr)
 {
-    say("begin " + std::to_string(requestid));
+    say("begin " + std::to_string(frame->ack.message));
     return 0;
 }
 async_service::async_service(bool) : during_call(false) {}
@@ -145,6 +145,8 @@ class SolverCall : public testing::Test {
         frame.request = request;
         frame.nak.messageid = VNTMESSAGEID_NAK;
         frame.nak.status = 12345;
+        frame.ack.message = static_cast<int32_t>(solvercalls[row].request);
+        frame.ack.flags = static_cast<const vntmsg_GETNUMROWS_REQ *>(request)->flags;
         return solvercall_run(&frame, &solvercalls[row]);
     }
 

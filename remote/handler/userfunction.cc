@@ -114,9 +114,7 @@ static int prepare(user_call *call, handler_frame *frame)
     int status = take_request(call, frame->request);
     if (status == 0) status = take_arguments(call, frame->owner);
     if (status == 0) status = make_output(call);
-    if (status == 0 && is_asynchronous(call))
-        status = asynccall_begin(frame, VNTMESSAGEID_USERFUNCTION_REQ, call->request->flags,
-                                 call->env, nullptr);
+    if (status == 0 && is_asynchronous(call)) status = asynccall_begin(frame, call->env, nullptr);
     return status;
 }
 
