@@ -100,6 +100,18 @@ enum {
     VNT_PROB_FIXED_MIP = 6 // a MIP whose discrete columns are fixed at a solution
 };
 
+// What an annotation stands on.
+enum {
+    VNT_ANNOTATION_OBJECTIVE = 0, // there is one, with index 0
+    VNT_ANNOTATION_COLUMN = 1,
+    VNT_ANNOTATION_ROW = 2,
+    VNT_ANNOTATION_SET = 3,
+    VNT_ANNOTATION_INDICATOR = 4
+};
+
+// The filters of the solution pool.
+enum { VNT_FILTER_DIVERSITY = 1, VNT_FILTER_RANGE = 2 };
+
 // The sense of the objective.
 enum { VNT_MIN = 1, VNT_MAX = -1 };
 
@@ -406,6 +418,7 @@ int VNTLgetprobtype(VNTENVptr env, VNTLPptr lp);
 
 // Reading files.  The solver reads the length bytes at contents; where contents is null it
 // opens the file itself.  The name serves messages and, without a filetype, the choice of format.
+// A solution becomes the start of the next solve: the MIP starts, or else a basis near it.
 int VNTEreadcopyprob(VNTENVptr env, VNTLPptr lp, const char *filename_str, const char *contents,
                      int64_t length, const char *filetype);
 int VNTEreadcopybase(VNTENVptr env, VNTLPptr lp, const char *filename_str, const char *contents,
@@ -489,6 +502,8 @@ int VNTLkillpnorms(VNTENVptr env, VNTLPptr lp);
 // Steering and checking the simplex.
 int VNTLpivotin(VNTENVptr env, VNTLPptr lp, const int *rlist, int rlen);
 int VNTLpivotout(VNTENVptr env, VNTLPptr lp, const int *clist, int clen);
+// VNTLchecksoln holds the last solution against the problem.  lpstatus_p is its status where the
+// solution is what that says, else VNT_STAT_NUMERICAL; the warning channel tells what is violated.
 int VNTLchecksoln(VNTENVptr env, VNTLPptr lp, int *lpstatus_p);
 int VNTLunscaleprob(VNTENVptr env, VNTLPptr lp);
 int VNTLtightenbds(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const char *lu,
@@ -607,7 +622,10 @@ int VNTLgetnumsemiint(VNTENVptr env, VNTLPptr lp);
 int VNTLgetorder(VNTENVptr env, VNTLPptr lp, int *cnt_p, int *indices, int *priority,
                  int *direction, int ordspace, int *surplus_p);
 
-// The solution pool and its filters.
+// The solution pool and its filters.  A solution enters the pool if all filters let it pass: that
+// of a range wants lb <= sum of val x <= ub, that of diversity lower_bound <= sum of weight |x -
+// refval|
+// <= upper_bound.
 int VNTLpopulate(VNTENVptr env, VNTLPptr lp);
 int VNTLgetsolnpoolnumfilters(VNTENVptr env, VNTLPptr lp);
 int VNTLaddsolnpooldivfilter(VNTENVptr env, VNTLPptr lp, double lower_bound, double upper_bound,
@@ -640,7 +658,17 @@ int VNTLgetsolnpoolsolnindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, 
 int VNTLdelsolnpoolsolns(VNTENVptr env, VNTLPptr lp, int begin, int end);
 int VNTLdelsetsolnpoolsolns(VNTENVptr env, VNTLPptr lp, int *delstat);
 
-// Files of the search: priorities, filters, starts.
+// Files of the search: priorities, filters, starts.  What is read takes the place of what is there.
+// Names stand at the ends of the lines:
+//
+//     order of NAME                              starts of NAME
+//     PRIORITY up, down or any COLUMN            start EFFORT VALUES NAME
+//     ...                                        VALUE COLUMN
+//     end                                        ...
+//                                                end
+//
+// VNTEordread reads an order of columns that have the names given, and numcols elements' room in
+// each array.
 int VNTEreadcopyorder(VNTENVptr env, VNTLPptr lp, const char *filename_str, const char *contents,
                       int64_t length);
 int VNTEreadcopysolnpoolfilters(VNTENVptr env, VNTLPptr lp, const char *filename_str,
@@ -651,7 +679,10 @@ int VNTLordwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str);
 int VNTLwritemipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str, int begin, int end);
 int VNTLfltwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str);
 
-// User cuts and lazy constraints.
+// User cuts and lazy constraints: rows of sense L, E or G beside those of the problem.  No query of
+// the rows counts them, and continuous solves leave them out.  A search takes only solutions that
+// keep to the lazy constraints.  User cuts, which must allow all of these solutions, may help it to
+// be quick.  Both join its rows when a point on its way violates them.
 int VNTLaddusercuts(VNTENVptr env, VNTLPptr lp, int rcnt, int64_t nzcnt, const double *rhs,
                     const char *sense, const int64_t *rmatbeg, const int *rmatind,
                     const double *rmatval, const char *const *rowname);
@@ -832,7 +863,21 @@ int VNTLgetnumusercuts(VNTENVptr env, VNTLPptr lp);
 // Benders decomposition.
 int VNTLbendersopt(VNTENVptr env, VNTLPptr lp);
 
-// Annotations: a number on each object of a kind.
+// Annotations: numbers on the objects of a problem, which no solve looks at.  Long and double ones
+// are counted apart, from 0.  An object has an annotation's default value until it is given its
+// own, which stays with it while others come and go.  objtype is VNT_ANNOTATION_*.  The file that
+// VNTLwriteannotations makes is read back by VNTEreadcopyannotations, in place of what is there:
+//
+//     annotations of NAME
+//     annotation long or double DEFAULT NAME
+//     column, row, set or indicator VALUE NAME
+//     objective VALUE
+//     ...
+//     end
+//
+// VNTLwritebendersannotation writes such a file with a decomposition as the annotation "benders":
+// 0 on discrete columns, and on the others the number, from 1, of their block.  Columns of
+// different blocks share no row.
 int VNTLgetdblannotations(VNTENVptr env, VNTLPptr lp, int idx, int objtype, double *annotation,
                           int begin, int end);
 int VNTLgetlongannotations(VNTENVptr env, VNTLPptr lp, int idx, int objtype, int64_t *annotation,
@@ -934,7 +979,7 @@ int VNTLgetconflictgroups(VNTENVptr env, VNTLPptr lp, int64_t *concnt_p, double 
 int64_t VNTLgetconflictnumpasses(VNTENVptr env, VNTLPptr lp);
 int64_t VNTLgetconflictnumgroups(VNTENVptr env, VNTLPptr lp);
 
-// Starting information from a file.
+// Starting information from a file: a solution, MIP starts or a basis.
 int VNTEreadcopystartinfo(VNTENVptr env, VNTLPptr lp, const char *filename_str,
                           const char *contents, int64_t length);
 

@@ -1,36 +1,12 @@
 // Points and multipliers against the model: activities, infeasibilities, quality.
 
 #include "solver/calls/calls.h"
+#include "solver/model/infeasibility.h"
 
 #include <cmath>
+#include <functional>
 
 using namespace vnt;
-
-// How far a value lies above, or as a negative number below, its range.
-static double beyond(double value, double low, double high)
-{
-    if (value > high) return value - high;
-    return value < low ? value - low : 0;
-}
-
-static std::vector<double> row_infeasibilities(const model &m, const double *x)
-{
-    std::vector<double> out = m.activities(x);
-    for (int i = 0; i < m.numrows(); i++)
-        out[i] = beyond(out[i], m.rowlower(i), m.rowupper(i));
-    return out;
-}
-
-// A semi-continuous column may be 0 as well.
-static std::vector<double> column_infeasibilities(const model &m, const double *x)
-{
-    std::vector<double> out;
-    for (int j = 0; j < m.numcols(); j++) {
-        bool semi = m.discrete() && (m.ctype[j] == 'S' || m.ctype[j] == 'N');
-        out.push_back(semi && x[j] == 0 ? 0 : beyond(x[j], m.lower[j], m.upper[j]));
-    }
-    return out;
-}
 
 int VNTLgetrowinfeas(VNTENVptr env, VNTLPptr lp, const double *x, double *infeasout, int begin,
                      int end)
@@ -94,16 +70,6 @@ static std::vector<double> dual_infeasibilities(const vntlp &p)
     return out;
 }
 
-static std::vector<double> integer_infeasibilities(const model &m, const double *x)
-{
-    std::vector<double> out;
-    for (int j = 0; j < m.numcols(); j++) {
-        bool integer = m.discrete() && m.ctype[j] != 'C' && m.ctype[j] != 'S';
-        out.push_back(integer ? x[j] - std::round(x[j]) : 0);
-    }
-    return out;
-}
-
 static const std::vector<double> &there(const std::vector<double> &values)
 {
     require(!values.empty(), VNTERR_NO_SOLUTION);
@@ -131,12 +97,6 @@ static std::vector<double> quality_values(const vntlp &p, const std::vector<doub
     case VNT_QUALITY_MAX_REDUCED_COST: return there(p.last.dj);
     default: throw failure{VNTERR_BAD_ARGUMENT, "no such quality"};
     }
-}
-
-static int greatest(const std::vector<double> &values)
-{
-    auto less = [](double a, double b) { return std::fabs(a) < std::fabs(b); };
-    return static_cast<int>(std::max_element(values.begin(), values.end(), less) - values.begin());
 }
 
 static double double_quality(const std::vector<double> &values, int what)
@@ -175,11 +135,93 @@ int VNTLgetsolnpoolintquality(VNTENVptr env, VNTLPptr lp, int soln, int *quality
     return with_problem(env, lp, [&](vntlp &p) {
         require((what & aspect_bits) == VNT_QUALITY_WHERE, VNTERR_BAD_ARGUMENT);
         std::vector<double> values = quality_values(p, solution_of(p, soln), what);
-        put(quality_p, values.empty() ? -1 : greatest(values));
+        put(quality_p, values.empty() ? -1 : static_cast<int>(greatest(values)));
     });
 }
 
 int VNTLgetintquality(VNTENVptr env, VNTLPptr lp, int *quality_p, int what)
 {
     return VNTLgetsolnpoolintquality(env, lp, -1, quality_p, what);
+}
+
+// Is the solution what its status says?
+
+// Says on the warning channel what is missed most, unless that is within the tolerance.
+static bool within(vntenv &e, const char *what, const std::vector<double> &missed, double tolerance,
+                   const std::function<std::string(int)> &name)
+{
+    size_t at = greatest(missed);
+    if (missed.empty() || std::fabs(missed[at]) <= tolerance) return true;
+    std::string where = name(static_cast<int>(at));
+    e.say(CHANNEL_WARNING,
+          printed("%s %.200s: violated by %.6g\n", what, where.c_str(), std::fabs(missed[at])));
+    return false;
+}
+
+// Infeasibilities relative to the size of the values.
+static std::vector<double> relative(std::vector<double> missed, const double *values)
+{
+    for (size_t k = 0; k < missed.size(); k++)
+        missed[k] /= std::max(1.0, std::fabs(values[k]));
+    return missed;
+}
+
+static bool primal_within(vntenv &e, const vntlp &p)
+{
+    const model &m = p.m;
+    const double *x = p.last.x.data();
+    double near = 10 * e.parameters.getdouble(VNT_PARAM_FEASIBILITY);
+    double whole = e.parameters.getdouble(VNT_PARAM_INTEGRALITY);
+    auto row = [&](int i) { return m.rownames.at(i); };
+    auto col = [&](int j) { return m.colnames.at(j); };
+    auto set = [&](int k) { return m.sets[k].name; };
+    auto ind = [&](int k) { return m.indicators[k].name; };
+    bool all =
+        within(e, "row", relative(row_infeasibilities(m, x), m.activities(x).data()), near, row);
+    all &= within(e, "bounds of", relative(column_infeasibilities(m, x), x), near, col);
+    if (!m.discrete()) return all;
+    all &= within(e, "integer column", integer_infeasibilities(m, x), whole, col);
+    all &= within(e, "set", set_infeasibilities(m, x), near, set);
+    all &= within(e, "indicator constraint", indicator_infeasibilities(m, x), near, ind);
+    return all;
+}
+
+// What a multiplier, of a problem that minimises, has of the wrong sign: it may be positive where
+// the value is at its lower bound, and negative where it is at its upper one.
+static double wrong_sign(double price, double value, double low, double high)
+{
+    double near = 1e-6 * std::max(1.0, std::fabs(value));
+    bool may = price > 0 ? value <= low + near : value >= high - near;
+    return may ? 0 : price;
+}
+
+static bool dual_within(vntenv &e, const vntlp &p)
+{
+    const model &m = p.m;
+    std::vector<double> rows, cols, activity = m.activities(p.last.x.data());
+    double cost = 1;
+    for (double c : m.objective)
+        cost = std::max(cost, std::fabs(c));
+    for (size_t i = 0; i < p.last.pi.size(); i++) {
+        int row = static_cast<int>(i);
+        rows.push_back(
+            wrong_sign(m.sense * p.last.pi[i], activity[i], m.rowlower(row), m.rowupper(row)));
+    }
+    for (size_t j = 0; j < p.last.dj.size(); j++)
+        cols.push_back(wrong_sign(m.sense * p.last.dj[j], p.last.x[j], m.lower[j], m.upper[j]));
+    double near = 10 * cost * e.parameters.getdouble(VNT_PARAM_OPTIMALITY);
+    bool all = within(e, "price of", rows, near, [&](int i) { return m.rownames.at(i); });
+    all &= within(e, "reduced cost of", cols, near, [&](int j) { return m.colnames.at(j); });
+    return all;
+}
+
+int VNTLchecksoln(VNTENVptr env, VNTLPptr lp, int *lpstatus_p)
+{
+    return with_environment(env, [&](vntenv &e) {
+        const vntlp &p = problem_of(e, lp);
+        require(p.last.there(), VNTERR_NO_SOLUTION);
+        bool all = !p.last.primalfeasible || primal_within(e, p);
+        if (p.last.dualfeasible) all &= dual_within(e, p);
+        put(lpstatus_p, all ? p.last.status : static_cast<int>(VNT_STAT_NUMERICAL));
+    });
 }

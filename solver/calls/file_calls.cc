@@ -7,6 +7,9 @@
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"
 #include "solver/formats/solutionfile.h"
+#include "solver/formats/startfile.h"
+
+#include <numeric>
 
 using namespace vnt;
 
@@ -126,6 +129,42 @@ int VNTLsolwritesolnpoolall(VNTENVptr env, VNTLPptr lp, const char *filename_str
         for (const pool_solution &s : p.last.pool)
             text += pool_text(p, s);
         file_write(filename_str, text);
+    });
+}
+
+// Solutions become the start of the next solve: MIP starts of a problem with discrete columns, a
+// basis near the first one of any other.
+static void start_from(vntlp &p, const std::string &text)
+{
+    auto solutions = solutions_read(text, p.m);
+    if (!p.m.discrete()) {
+        p.set_basis_near(solutions[0].x, solutions[0].dj);
+        return;
+    }
+    std::vector<int> all(p.m.numcols());
+    std::iota(all.begin(), all.end(), 0);
+    p.mipstarts.clear();
+    for (solution_columns &s : solutions) {
+        std::string name = "m" + std::to_string(p.mipstarts.size() + 1);
+        p.mipstarts.push_back({name, 0, all, std::move(s.x)});
+    }
+}
+
+int VNTEreadcopysol(VNTENVptr env, VNTLPptr lp, const char *filename_str, const char *contents,
+                    int64_t length)
+{
+    return with_problem(
+        env, lp, [&](vntlp &p) { start_from(p, file_contents(filename_str, contents, length)); });
+}
+
+int VNTEreadcopystartinfo(VNTENVptr env, VNTLPptr lp, const char *filename_str,
+                          const char *contents, int64_t length)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        std::string text = file_contents(filename_str, contents, length);
+        if (solution_inside(text)) return start_from(p, text);
+        if (!starts_inside(text)) return basis_read(p, text);
+        p.mipstarts = starts_read(text, p.m);
     });
 }
 

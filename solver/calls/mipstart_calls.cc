@@ -1,6 +1,8 @@
 // MIP starts: points from which a search may begin.
 
 #include "solver/calls/calls.h"
+#include "solver/formats/files.h"
+#include "solver/formats/startfile.h"
 
 using namespace vnt;
 
@@ -110,4 +112,22 @@ int VNTLdelmipstarts(VNTENVptr env, VNTLPptr lp, int begin, int end)
 int VNTLdelsetmipstarts(VNTENVptr env, VNTLPptr lp, int *delstat)
 {
     return with_problem(env, lp, [&](vntlp &p) { erase_marked(p.mipstarts, delstat); });
+}
+
+// In place of those that are there.
+int VNTEreadcopymipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str,
+                          const char *contents, int64_t length)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        p.mipstarts = starts_read(file_contents(filename_str, contents, length), p.m);
+    });
+}
+
+int VNTLwritemipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str, int begin, int end)
+{
+    return with_problem(env, lp, [&](vntlp &p) {
+        int count = range_count(begin, end, static_cast<int>(p.mipstarts.size()));
+        file_write(filename_str,
+                   starts_write(p.m, p.mipstarts.data() + (count > 0 ? begin : 0), count));
+    });
 }

@@ -1,8 +1,7 @@
-// Special ordered sets, indicator constraints and the order of branching.
+// Special ordered sets and indicator constraints.
 
 #include "solver/calls/calls.h"
-
-#include <cmath>
+#include "solver/model/infeasibility.h"
 
 using namespace vnt;
 
@@ -151,33 +150,11 @@ int VNTLdelsetsos(VNTENVptr env, VNTLPptr lp, int *delset)
     });
 }
 
-// The sum of the magnitudes that lie outside of the best place for the set's one or two.
-static double set_infeasibility(const special_set &s, const double *x)
-{
-    std::vector<std::pair<double, double>> columns; // weight, magnitude
-    double all = 0, best = 0;
-    for (size_t k = 0; k < s.index.size(); k++) {
-        columns.emplace_back(s.weight[k], std::fabs(x[s.index[k]]));
-        all += columns.back().second;
-    }
-    std::stable_sort(columns.begin(), columns.end(),
-                     [](const auto &a, const auto &b) { return a.first < b.first; });
-    for (size_t k = 0; k < columns.size(); k++) {
-        bool second = s.type == '2' && k + 1 < columns.size();
-        best = std::max(best, columns[k].second + (second ? columns[k + 1].second : 0));
-    }
-    return all - best;
-}
-
 int VNTLgetsosinfeas(VNTENVptr env, VNTLPptr lp, const double *x, double *infeasout, int begin,
                      int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        std::vector<double> out;
-        const double *point = point_of(p, x);
-        for (const special_set &s : p.m.sets)
-            out.push_back(set_infeasibility(s, point));
-        put_range(out, infeasout, begin, end);
+        put_range(set_infeasibilities(p.m, point_of(p, x)), infeasout, begin, end);
     });
 }
 
@@ -336,11 +313,6 @@ int VNTLdelindconstrs(VNTENVptr env, VNTLPptr lp, int begin, int end)
     });
 }
 
-static bool holds(const indicator &c, const double *x)
-{
-    return (x[c.column] > 0.5) != c.complemented;
-}
-
 static std::vector<double> indicator_slacks(const model &m, const double *x)
 {
     std::vector<double> slack;
@@ -364,52 +336,10 @@ int VNTLindconstrslackfromx(VNTENVptr env, VNTLPptr lp, const double *x, double 
     });
 }
 
-// A constraint that does not hold at the point is not violated either.
 int VNTLgetindconstrinfeas(VNTENVptr env, VNTLPptr lp, const double *x, double *infeasout,
                            int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        const double *point = point_of(p, x);
-        std::vector<double> out = indicator_slacks(p.m, point);
-        for (size_t k = 0; k < out.size(); k++) {
-            const indicator &c = p.m.indicators[k];
-            bool below = c.sense != 'G' && out[k] < 0, above = c.sense != 'L' && out[k] > 0;
-            out[k] = holds(c, point) && (below || above) ? -out[k] : 0;
-        }
-        put_range(out, infeasout, begin, end);
-    });
-}
-
-// The order of branching.
-
-int VNTLcopyorder(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const int *priority,
-                  const int *direction)
-{
-    return with_problem(env, lp, [&](vntlp &p) {
-        require(p.m.typed(), VNTERR_NOT_MIP);
-        require_indices(cnt, indices, p.m.numcols());
-        std::vector<branching> order;
-        for (int k = 0; k < cnt; k++) {
-            branching b = {indices[k], priority != nullptr ? priority[k] : 0,
-                           direction != nullptr ? direction[k] : 0};
-            require(b.priority >= 0 && b.direction >= -1 && b.direction <= 1, VNTERR_BAD_ARGUMENT);
-            order.push_back(b);
-        }
-        p.m.order = std::move(order);
-    });
-}
-
-int VNTLgetorder(VNTENVptr env, VNTLPptr lp, int *cnt_p, int *indices, int *priority,
-                 int *direction, int ordspace, int *surplus_p)
-{
-    return with_problem(env, lp, [&](vntlp &p) {
-        int wanted = static_cast<int>(p.m.order.size());
-        put(cnt_p, std::min(wanted, std::max(ordspace, 0)));
-        require_space(wanted, ordspace, surplus_p);
-        for (int k = 0; k < wanted; k++) {
-            if (indices != nullptr) indices[k] = p.m.order[k].column;
-            if (priority != nullptr) priority[k] = p.m.order[k].priority;
-            if (direction != nullptr) direction[k] = p.m.order[k].direction;
-        }
+        put_range(indicator_infeasibilities(p.m, point_of(p, x)), infeasout, begin, end);
     });
 }

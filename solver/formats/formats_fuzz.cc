@@ -5,6 +5,9 @@
 #include "solver/formats/dimacs.h"
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"
+#include "solver/formats/orderfile.h"
+#include "solver/formats/solutionfile.h"
+#include "solver/formats/startfile.h"
 #include "solver/problem/problem.h"
 
 #include <cstdio>
@@ -38,12 +41,38 @@ static void read_and_write(const std::string &text, Read &&read, Write &&write)
 }
 
 // Two rows and three columns, named as in test/models.
-[[maybe_unused]] static void basis(const std::string &text)
+static vntlp little()
 {
     std::string remarks;
     vntlp p;
     p.m = lp_read("minimize x + y + z\nst r: x + y >= 1\n s: y + z >= 2\nend\n", &remarks);
+    return p;
+}
+[[maybe_unused]] static void basis(const std::string &text)
+{
+    vntlp p = little();
     basis_read(p, text);
+}
+[[maybe_unused]] static void solution(const std::string &text)
+{
+    solutions_read(text, little().m);
+}
+[[maybe_unused]] static void starts(const std::string &text)
+{
+    const vntlp p = little();
+    auto read = [&](const std::string &t, auto) { return starts_read(t, p.m); };
+    read_and_write(text, read, [&](const std::vector<mip_start> &s, auto) {
+        return starts_write(p.m, s.data(), static_cast<int>(s.size()));
+    });
+}
+[[maybe_unused]] static void order(const std::string &text)
+{
+    vntlp p = little();
+    auto read = [&](const std::string &t, auto) { return order_read(t, p.m.colnames); };
+    read_and_write(text, read, [&](std::vector<branching> order, auto) {
+        p.m.order = std::move(order);
+        return order_write(p.m);
+    });
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)

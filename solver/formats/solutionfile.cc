@@ -1,8 +1,12 @@
 #include "solver/formats/solutionfile.h"
 
-#include "solver/formats/files.h"
+#include "solver/formats/listfile.h"
+
+#include <climits>
 
 namespace vnt {
+
+static constexpr const char *title = "solution of";
 
 const char *status_text(int status)
 {
@@ -31,7 +35,7 @@ static std::string element(const std::vector<double> &values, int i)
 
 std::string solution_write(const model &m, const solution_text &s)
 {
-    std::string out = "solution of " + one_line(m.name) + "\n";
+    std::string out = printed("%s ", title) + one_line(m.name) + "\n";
     out += printed("status %d %s\n", s.status, status_text(s.status));
     out += "objective " + number_text(s.objective) + "\n";
     out += printed("columns %d\n", m.numcols());
@@ -45,6 +49,48 @@ std::string solution_write(const model &m, const solution_text &s)
             element(activity, i) + element(slack, i) + element(s.pi, i) + m.rownames.at(i) + "\n";
     }
     return out;
+}
+
+static solution_columns columns_read(list_reader &in, const model &m)
+{
+    in.head("columns");
+    if (in.integer(0, INT_MAX) != m.numcols())
+        in.fail(printed("the problem has %d columns", m.numcols()));
+    std::vector<bool> seen(m.numcols());
+    solution_columns columns = {std::vector<double>(m.numcols()), std::vector<double>(m.numcols())};
+    for (int k = 0; k < m.numcols(); k++) {
+        in.need("a column's value");
+        double x = in.number(), dj = in.number();
+        int j = in.place(m.colnames);
+        if (seen[j]) in.fail("the column stands there twice");
+        seen[j] = true;
+        columns.x[j] = x;
+        columns.dj[j] = dj;
+    }
+    return columns;
+}
+
+std::vector<solution_columns> solutions_read(const std::string &text, const model &m)
+{
+    std::vector<solution_columns> solutions;
+    list_reader in(text);
+    in.head(title);
+    do {
+        in.head("status");
+        in.head("objective");
+        solutions.push_back(columns_read(in, m));
+        in.head("rows");
+        for (int64_t left = in.integer(0, INT_MAX); left > 0; left--)
+            in.need("a row");
+        if (!in.next()) return solutions;
+    } while (in.begins(title));
+    in.fail("\"solution of\" should stand here");
+}
+
+bool solution_inside(const std::string &text)
+{
+    list_reader in(text);
+    return in.next() && in.begins(title);
 }
 
 } // namespace vnt

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 using namespace vnt;
 
@@ -28,6 +29,40 @@ int vntlp::resting_place(int j) const
 {
     if (m.lower[j] > -VNT_INFINITY) return VNT_BASIS_LOWER;
     return m.upper[j] < VNT_INFINITY ? VNT_BASIS_UPPER : VNT_BASIS_FREE;
+}
+
+// How near a value is to its bounds: LOWER or UPPER when it is at one, BASIC between them.
+static int place_of(double value, double low, double high)
+{
+    auto at = [&](double bound) {
+        return std::fabs(value - bound) <= 1e-9 * std::max(1.0, std::fabs(bound));
+    };
+    return at(low) ? VNT_BASIS_LOWER : at(high) ? VNT_BASIS_UPPER : VNT_BASIS_BASIC;
+}
+
+void vntlp::set_basis_near(const std::vector<double> &x, const std::vector<double> &dj)
+{
+    int rows = m.numrows(), cols = m.numcols();
+    std::vector<double> activity = m.activities(x.data());
+    std::vector<int> status, rank, order(rows + cols);
+    for (int i = 0; i < rows; i++) {
+        status.push_back(place_of(activity[i], m.rowlower(i), m.rowupper(i)));
+        rank.push_back(status[i] == VNT_BASIS_BASIC ? 0 : 1);
+    }
+    for (int j = 0; j < cols; j++) {
+        status.push_back(place_of(x[j], m.lower[j], m.upper[j]));
+        rank.push_back(status.back() == VNT_BASIS_BASIC ? 0 : std::fabs(dj[j]) < 1e-9 ? 1 : 2);
+    }
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return rank[a] < rank[b]; });
+    for (int k = 0; k < rows; k++)
+        status[order[k]] = VNT_BASIS_BASIC;
+    for (int k = rows; k < rows + cols; k++) {
+        int &s = status[order[k]];
+        if (s == VNT_BASIS_BASIC)
+            s = order[k] < rows ? VNT_BASIS_LOWER : resting_place(order[k] - rows);
+    }
+    set_basis({status.begin() + rows, status.end()}, {status.begin(), status.begin() + rows});
 }
 
 void vntlp::append_cols(const new_columns &cols, const matrix_lines *entries)

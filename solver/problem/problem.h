@@ -39,6 +39,9 @@ struct vntlp {
     bool has_basis() const { return !cstat.empty() || !rstat.empty(); }
     void set_basis(std::vector<int> cols, std::vector<int> rows);
     void forget_basis();
+    // Makes a basis for a point: what lies between its bounds is basic before what has no reduced
+    // cost, and that before the rest.  Of a nondegenerate vertex it is the vertex's own.
+    void set_basis_near(const std::vector<double> &x, const std::vector<double> &dj);
     int resting_place(int j) const; // where column j is while not basic, VNT_BASIS_*
 
     void changed() { last = vnt::answer(); }

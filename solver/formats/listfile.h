@@ -1,0 +1,45 @@
+// listfile.h: lines that begin with words and end with a name, as the files of solutions, starts,
+// orders and annotations have them.
+//
+//     starts of p0033
+//     start 4 2 m1
+//     1 C157
+//     0 C158
+//     end
+//
+// The name is the rest of its line, for it may hold blanks.  Empty lines count for nothing.  A
+// list is preceded by its length or followed by `end`, so that a file that lost its tail is known.
+//
+// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+
+#pragma once
+
+#include "solver/formats/files.h"
+#include "solver/model/names.h"
+
+namespace vnt {
+
+class list_reader {
+  public:
+    explicit list_reader(std::string_view text) : lines(text) {}
+
+    bool next();                    // the next line; false at the end of the file
+    void need(const char *wanted);  // the next line, which must be there
+    void head(const char *wanted);  // likewise, and must begin with these words
+    bool begins(const char *words); // takes the words off the line if it begins with them
+
+    std::string_view word(); // takes a word off the line
+    std::string_view rest() const { return line; }
+    bool ended() const { return line.empty(); }
+    int64_t integer(int64_t least, int64_t most);
+    double number();                   // finite
+    int place(const name_list &names); // of the name that the rest of the line is
+
+    [[noreturn]] void fail(const std::string &text) const;
+
+  private:
+    line_reader lines;
+    std::string_view line;
+};
+
+} // namespace vnt

@@ -1,0 +1,45 @@
+#include "solver/formats/orderfile.h"
+
+#include "solver/formats/listfile.h"
+
+#include <climits>
+
+namespace vnt {
+
+static constexpr const char *directions[] = {"down", "any", "up"}; // -1, 0, 1
+
+std::string order_write(const model &m)
+{
+    std::string out = "order of " + one_line(m.name) + "\n";
+    for (const branching &b : m.order) {
+        out += std::to_string(b.priority) + " " + directions[b.direction + 1] + " ";
+        out += m.colnames.at(b.column) + "\n";
+    }
+    return out + "end\n";
+}
+
+static int direction_of(list_reader &in)
+{
+    std::string_view word = in.word();
+    for (int k = 0; k < 3; k++)
+        if (word == directions[k]) return k - 1;
+    in.fail("the direction is none of down, any and up");
+}
+
+std::vector<branching> order_read(const std::string &text, const name_list &columns)
+{
+    std::vector<branching> order;
+    std::vector<bool> seen(columns.size());
+    list_reader in(text);
+    in.head("order of");
+    for (in.need("\"end\""); !in.begins("end"); in.need("\"end\"")) {
+        branching b = {0, static_cast<int>(in.integer(0, INT_MAX)), direction_of(in)};
+        b.column = in.place(columns);
+        if (seen[b.column]) in.fail("the column stands there twice");
+        seen[b.column] = true;
+        order.push_back(b);
+    }
+    return order;
+}
+
+} // namespace vnt
