@@ -383,7 +383,9 @@ TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
 
 TEST(EngineMip, LimitsEndWithTheirStatusAndTimeHeldInThePollDoesNotCount)
 {
-    problem p = fromfile("p0201.mps"), small = fromfile("p0033.mps");
+    problem p = fromfile("p0201.mps");
+    problem small("max 5 a + 4 b + 3 c + 7 d\nst 2 a + 3 b + c + 4 d <= 5\n4 a + b + 2 c + 3 d <= 7\n"
+                  "binaries a b c d\nend\n");
     solver nodes;
     nodes.params.nodelimit = 5;
     engine_result r = nodes.mip(p);
@@ -400,9 +402,25 @@ TEST(EngineMip, LimitsEndWithTheirStatusAndTimeHeldInThePollDoesNotCount)
     EXPECT_EQ(time.mip(p).status, VNT_STAT_TIME_LIMIT);
     time.params.timelimit = 1;
     time.onpoll = [](const engine_progress &progress, engine_reply &) {
-        if (progress.ticks == 100) std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        if (progress.ticks == 2) std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     };
-    expectmip(small, time.mip(small), 3089);
+    expectmip(small, time.mip(small), 10);
+    EXPECT_GT(time.lastticks, 2u);
+}
+
+TEST(EngineMip, TheNodeLimitHoldsWhereIntegersHaveNoBoundsAndForNodesThatAreFinishedOffInOneGo)
+{
+    problem wide = fromrandom(random_model_make(2726)), many = fromfile("stein27.mps");
+    solver s;
+    s.params.presolve = s.params.cuts = 0;
+    s.params.nodelimit = 2000;
+    engine_result r = s.mip(wide);
+    EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
+    EXPECT_LT(r.ticks, 1000000u);
+    s.params.nodelimit = 900;
+    r = s.mip(many);
+    EXPECT_EQ(r.status, VNT_STAT_NODE_LIMIT);
+    EXPECT_LE(r.nodes, 901);
 }
 
 TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)

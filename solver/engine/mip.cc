@@ -79,6 +79,8 @@ class mip_search {
     void leaf();
     void setup();
     void usualoptions();
+    bool narrow() const;
+    void countnodes();
     void addcuts();
     void addheuristics();
     void addpairs();
@@ -508,15 +510,32 @@ void mip_search::usualoptions()
     constexpr int checkfrombasis = 2, carefulcuts = 4096; // without it an assertion fails at times
     cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis | carefulcuts);
     // Deep nodes of small problems are finished off in one go, which knows no pairs.
-    if (model.numpairs == 0) cbc->setFastNodeDepth(-12);
+    if (model.numpairs == 0 && narrow()) cbc->setFastNodeDepth(-12);
+}
+
+// Whether integer columns have few values.  What finishes off a node keeps all of a path at hand,
+// and a path may be as long as a column has values.
+bool mip_search::narrow() const
+{
+    const double *lower = reduced->getColLower(), *upper = reduced->getColUpper();
+    for (int j = 0; j < reduced->getNumCols(); j++)
+        if (reduced->isInteger(j) && upper[j] - lower[j] > 100) return false;
+    return true;
+}
+
+// The search does not hold nodes that were finished off in one go against its limit.  Near the
+// limit there are none of these: one go may look at some 15,000.
+void mip_search::countnodes()
+{
+    constexpr int64_t mostatonce = 16000;
+    int64_t extra = cbc->getExtraNodeCount(), left = params.nodelimit - extra;
+    cbc->setMaximumNodes(static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
+    if (left - cbc->getNodeCount() <= mostatonce) cbc->setFastNodeDepth(-1);
 }
 
 void mip_search::limits()
 {
-    auto clamped = [](int64_t limit) {
-        return static_cast<int>(std::min<int64_t>(limit, INT_MAX));
-    };
-    cbc->setMaximumNodes(clamped(params.nodelimit));
+    countnodes();
     cbc->setIntegerTolerance(std::max(params.integrality, 1e-9));
     cbc->setAllowableGap(params.absgap);
     cbc->setAllowableFractionGap(params.relgap);
@@ -666,6 +685,7 @@ void mip_search::solution(const double *x)
 void mip_search::treestatus()
 {
     if (std::isfinite(applied) && !incumbent.there()) byobjective();
+    countnodes();
     if (inner) return;
     // Nodes that were finished off in one go are counted apart until the search ends.
     poll.seen.nodes = cbc->getNodeCount() + cbc->getExtraNodeCount();
