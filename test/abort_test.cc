@@ -4,6 +4,8 @@
 
 namespace vnt {
 
+static constexpr char told[] = "The engine aborted in libabortingengine.so, called by ";
+
 TEST(Abort, AWorkerOutlivesAnAbortOfItsEngine)
 {
     server s({}, {"LD_PRELOAD=" + build_path("test/libabortingengine.so")});
@@ -25,8 +27,20 @@ TEST(Abort, AWorkerOutlivesAnAbortOfItsEngine)
     EXPECT_EQ(VNTLmipopt(env, lp), 0);
     ASSERT_EQ(VNTLgetobjval(env, lp, &objective), 0);
     EXPECT_NEAR(objective, 8, 1e-6);
+    double weight[] = {1, 2, 1}; // x^2/2 + y^2 + z^2/2, less 3 x
+    cost[0] = -3, cost[1] = cost[2] = 0;
+    VNTLPptr quadratic = VNTLcreateprob(env, &status, "curve");
+    ASSERT_EQ(status, 0);
+    ASSERT_EQ(VNTLnewcols(env, quadratic, 3, cost, nullptr, upper, nullptr, nullptr), 0);
+    ASSERT_EQ(VNTLcopyqpsep(env, quadratic, weight), 0);
+    EXPECT_EQ(VNTLqpopt(env, quadratic), VNTERR_ENGINE);
+    EXPECT_EQ(VNTLqpopt(env, quadratic), 0);
+    ASSERT_EQ(VNTLgetobjval(env, quadratic, &objective), 0);
+    EXPECT_NEAR(objective, -4.5, 1e-6);
     EXPECT_EQ(s.workers(), workers);
     ASSERT_EQ(VNTLcloseVANTO(&env), 0);
+    for (const char *caller : {"VNTLmipopt; trying again", "VNTLmipopt.", "Ipopt::"})
+        EXPECT_NE(s.log().find(std::string(told) + caller), std::string::npos) << s.log();
 }
 
 } // namespace vnt

@@ -148,6 +148,7 @@ static const char *engine_trouble(int status)
 {
     switch (status) {
     case VNTERR_ENGINE: return "the engine failed";
+    case VNTERR_NOT_CONVEX: return "the quadratic objective is not convex";
     case VNTERR_LIBRARY: return "quadratic objectives need the library Ipopt (libipopt.so.1)";
     default: return "";
     }
@@ -208,8 +209,6 @@ void solve_qp(vntenv &env, vntlp &p)
     if (!p.m.quadratic()) p.m.q.grow(p.m.numcols(), p.m.numcols()); // of zeros
     matrix_view cols = p.m.q.by_column();
     engine_quadratic q = {cols.begin, cols.index, cols.value};
-    if (!engine_nonconvex(q, p.m.numcols(), p.m.sense).empty())
-        throw failure{VNTERR_NOT_CONVEX, "the quadratic objective is not convex"};
     solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
         return engine_solveqp(in, q, params, hooks, out);
     });

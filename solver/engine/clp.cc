@@ -5,6 +5,7 @@
 #include <CoinFinite.hpp>
 
 #include <climits>
+#include <cstdio>
 #include <stdexcept>
 
 namespace vnt {
@@ -78,21 +79,36 @@ static void keepsolutions(engine_result *result)
     *result = std::move(kept);
 }
 
+// An abort is told to the caller's log, and to standard error: that is a worker's log, and there it
+// is seen also where no program reads the other.
+static int attempt(engine_poll &poll, const char *next, const std::function<void()> &solve,
+                   bool *aborted)
+{
+    std::string cause;
+    int rc = guard_run(solve, &cause);
+    *aborted = !cause.empty();
+    if (!*aborted) return rc;
+    poll.recover();
+    fprintf(stderr, "The engine aborted in %.150s%s.\n", cause.c_str(), next);
+    poll.log(0, *next != 0 ? 1 : 2, "The engine aborted in %.150s%s.\n", cause.c_str(), next);
+    return rc;
+}
+
+int engine_lastattempt(engine_poll &poll, const std::function<void()> &solve)
+{
+    bool aborted = false;
+    return attempt(poll, "", solve, &aborted);
+}
+
 int engine_attempts(const engine_model &model, engine_poll &poll, engine_result *result,
                     const std::function<void(bool again)> &solve)
 {
-    std::string cause;
-    int rc = guard_run([&] { solve(false); }, &cause);
-    if (!cause.empty()) {
-        poll.recover();
-        poll.log(0, 1, "The engine aborted in %.150s; trying again with safer settings.\n",
-                 cause.c_str());
+    bool aborted = false;
+    int rc = attempt(
+        poll, "; trying again with safer settings", [&] { solve(false); }, &aborted);
+    if (aborted) {
         keepsolutions(result);
-        rc = guard_run([&] { solve(true); }, &cause);
-    }
-    if (!cause.empty()) {
-        poll.recover();
-        poll.log(0, 2, "The engine aborted in %.150s.\n", cause.c_str());
+        rc = engine_lastattempt(poll, [&] { solve(true); });
     }
     if (rc == 0) return 0;
     keepsolutions(result);

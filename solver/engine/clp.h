@@ -58,4 +58,7 @@ void engine_runlp(const engine_model &model, const engine_params &params, engine
 int engine_attempts(const engine_model &model, engine_poll &poll, engine_result *result,
                     const std::function<void(bool again)> &solve);
 
+// Runs `solve`, for which there are no safer settings.
+int engine_lastattempt(engine_poll &poll, const std::function<void()> &solve);
+
 } // namespace vnt

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <stdexcept>
 
 namespace vnt {
 
@@ -35,15 +36,16 @@ static std::vector<int> connected(const engine_quadratic &q, int start, std::vec
 // end of the rank where no direction curves downwards, and otherwise meets one.
 class pivoted_cholesky {
   public:
-    pivoted_cholesky(const engine_quadratic &q, const std::vector<int> &columns, int numcols,
-                     int sense);
-    // Values for the columns; empty where the block is convex.
-    std::vector<double> downwards();
+    // `place` has room for the place of each column in the block.
+    pivoted_cholesky(const engine_quadratic &q, const std::vector<int> &columns,
+                     std::vector<int> *place, int sense);
+    // Values for the columns; empty where the block is convex, or the work has to end.
+    std::vector<double> downwards(const std::function<bool()> &ended);
 
   private:
     double &at(size_t i, size_t j) { return a[i * n + j]; }
     void pivot(size_t k);
-    void eliminate(size_t k);
+    bool eliminate(size_t k, const std::function<bool()> &ended);
     std::vector<double> direction(size_t k, size_t i, size_t j);
     std::vector<double> rest(size_t k);
 
@@ -54,16 +56,15 @@ class pivoted_cholesky {
 };
 
 pivoted_cholesky::pivoted_cholesky(const engine_quadratic &q, const std::vector<int> &columns,
-                                   int numcols, int sense)
+                                   std::vector<int> *place, int sense)
     : n(columns.size()), a(n * n, 0.0), order(n)
 {
     std::iota(order.begin(), order.end(), size_t{0});
-    std::vector<int> place(numcols, -1);
     for (size_t k = 0; k < n; k++)
-        place[columns[k]] = static_cast<int>(k);
+        (*place)[columns[k]] = static_cast<int>(k);
     for (size_t j = 0; j < n; j++) {
         for (int64_t k = q.begin[columns[j]]; k < q.begin[columns[j] + 1]; k++) {
-            at(place[q.index[k]], j) = sense * q.value[k];
+            at((*place)[q.index[k]], j) = sense * q.value[k];
             tolerance = std::max(tolerance, std::fabs(q.value[k]));
         }
     }
@@ -85,18 +86,22 @@ void pivoted_cholesky::pivot(size_t k)
         std::swap(at(i, k), at(i, best));
 }
 
-void pivoted_cholesky::eliminate(size_t k)
+// False where the work has to end.
+bool pivoted_cholesky::eliminate(size_t k, const std::function<bool()> &ended)
 {
+    constexpr size_t between = 1000; // rows; with 10,000 columns that is some milliseconds
     double root = std::sqrt(at(k, k));
     for (size_t i = k; i < n; i++)
         at(i, k) /= root;
     for (size_t i = k + 1; i < n; i++) {
+        if (i % between == 0 && ended()) return false;
         if (at(i, k) == 0) continue;
         for (size_t j = k + 1; j < n; j++)
             at(i, j) -= at(i, k) * at(j, k);
     }
     for (size_t j = k + 1; j < n; j++)
         at(k, j) = 0; // the factor is below the diagonal
+    return !ended();
 }
 
 // The direction in all columns that goes along i, and j where it is another, in the k-th rest: the
@@ -131,7 +136,7 @@ std::vector<double> pivoted_cholesky::rest(size_t k)
     return {};
 }
 
-std::vector<double> pivoted_cholesky::downwards()
+std::vector<double> pivoted_cholesky::downwards(const std::function<bool()> &ended)
 {
     for (size_t k = 0; k < n; k++) {
         pivot(k);
@@ -139,18 +144,35 @@ std::vector<double> pivoted_cholesky::downwards()
         for (size_t i = k; i < n; i++) {
             if (at(i, i) < -tolerance) return direction(k, i, i);
         }
-        eliminate(k);
+        if (!eliminate(k, ended)) return {};
     }
     return {};
 }
 
-std::vector<double> engine_nonconvex(const engine_quadratic &q, int numcols, int sense)
+// Whether no diagonal element is less than the others of its column together.
+static bool dominant(const engine_quadratic &q, const std::vector<int> &columns, int sense)
 {
+    return std::all_of(columns.begin(), columns.end(), [&](int j) {
+        double margin = 0;
+        for (int64_t k = q.begin[j]; k < q.begin[j + 1]; k++)
+            margin += q.index[k] == j ? sense * q.value[k] : -std::fabs(q.value[k]);
+        return margin >= 0;
+    });
+}
+
+std::vector<double> engine_nonconvex(const engine_quadratic &q, int numcols, int sense,
+                                     const std::function<bool()> &ended)
+{
+    constexpr size_t most = 10000; // columns of a block; 800 MB
     std::vector<char> open(numcols, 1);
+    std::vector<int> place(numcols);
     for (int j = 0; j < numcols; j++) {
         if (!open[j] || q.begin[j] == q.begin[j + 1]) continue;
         std::vector<int> columns = connected(q, j, &open);
-        std::vector<double> found = pivoted_cholesky(q, columns, numcols, sense).downwards();
+        if (dominant(q, columns, sense)) continue;
+        if (columns.size() > most) throw std::length_error("columns of a quadratic objective");
+        std::vector<double> found = pivoted_cholesky(q, columns, &place, sense).downwards(ended);
+        if (found.empty() && ended()) return {};
         if (found.empty()) continue;
         std::vector<double> direction(numcols, 0.0);
         for (size_t k = 0; k < columns.size(); k++)

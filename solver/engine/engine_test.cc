@@ -1,3 +1,4 @@
+#include "solver/engine/convex.h"
 #include "solver/engine/incumbent.h"
 #include "solver/engine/measure.h"
 #include "solver/formats/files.h"
@@ -8,6 +9,7 @@
 #include "test/folders.h"
 
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <csignal>
 #include <functional>
@@ -275,6 +277,33 @@ TEST(EngineGuard, OtherAbortsGoTheirOldWay)
                 testing::KilledBySignal(SIGABRT), "");
 }
 
+TEST(EngineQp, TheLookAtTheCurvatureCanBeEnded)
+{
+    constexpr int n = 200;
+    std::vector<int64_t> begin = {0};
+    std::vector<int> index;
+    std::vector<double> value; // min(i, j), which is positive definite
+    for (int j = 0; j < n; j++) {
+        for (int i = 0; i < n; i++) {
+            index.push_back(i);
+            value.push_back(std::min(i, j) + 1);
+        }
+        begin.push_back(static_cast<int64_t>(index.size()));
+    }
+    engine_quadratic q = {begin.data(), index.data(), value.data()};
+    int asked = 0, last = INT_MAX;
+    auto ended = [&] { return ++asked >= last; };
+    EXPECT_TRUE(engine_nonconvex(q, n, VNT_MIN, ended).empty());
+    EXPECT_GE(asked, n);
+    value.back() -= 2;
+    EXPECT_FALSE(engine_nonconvex(q, n, VNT_MIN, ended).empty());
+    value.back() += 2;
+    asked = 0;
+    last = 10;
+    EXPECT_TRUE(engine_nonconvex(q, n, VNT_MIN, ended).empty());
+    EXPECT_LE(asked, 13);
+}
+
 TEST(EngineMip, ImpossibleProblemsAreToldApart)
 {
     const char *const infeasible[] = {
@@ -384,8 +413,9 @@ TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
 TEST(EngineMip, LimitsEndWithTheirStatusAndTimeHeldInThePollDoesNotCount)
 {
     problem p = fromfile("p0201.mps");
-    problem small("max 5 a + 4 b + 3 c + 7 d\nst 2 a + 3 b + c + 4 d <= 5\n4 a + b + 2 c + 3 d <= 7\n"
-                  "binaries a b c d\nend\n");
+    problem small(
+        "max 5 a + 4 b + 3 c + 7 d\nst 2 a + 3 b + c + 4 d <= 5\n4 a + b + 2 c + 3 d <= 7\n"
+        "binaries a b c d\nend\n");
     solver nodes;
     nodes.params.nodelimit = 5;
     engine_result r = nodes.mip(p);

@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -17,7 +18,7 @@ namespace vnt {
 
 namespace {
 
-constexpr int depth = 16;
+constexpr int depth = 40;
 
 thread_local sigjmp_buf *target = nullptr; // where this thread's abort leads, null when unguarded
 thread_local void *frames[depth];          // the calls that led to it
@@ -81,17 +82,19 @@ std::string demangled(const char *name)
 }
 
 // The function that called abort() or failed an assertion: the first one outside of the C library
-// below the handler.
+// below the handler.  One without a name is told by its file and by the first caller with a name.
 std::string culprit()
 {
     Dl_info libc = {}, at = {};
     dladdr(reinterpret_cast<void *>(&raise), &libc);
+    std::string file;
     for (int i = 1; i < numframes; i++) {
         if (dladdr(frames[i], &at) == 0 || at.dli_fbase == libc.dli_fbase) continue;
-        if (at.dli_sname != nullptr) return demangled(at.dli_sname);
-        return at.dli_fname;
+        if (at.dli_sname == nullptr && file.empty()) file = std::string(basename(at.dli_fname));
+        if (at.dli_sname == nullptr) continue;
+        return (file.empty() ? "" : file + ", called by ") + demangled(at.dli_sname);
     }
-    return "an unknown place";
+    return file.empty() ? "an unknown place" : file;
 }
 
 int status_of_exception()

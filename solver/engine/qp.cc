@@ -1,7 +1,6 @@
 #include "solver/engine/qp.h"
 
-#include "solver/engine/measure.h"
-#include "solver/engine/poll.h"
+#include "solver/engine/clp.h"
 
 #include <IpStdCInterface.h>
 
@@ -9,6 +8,7 @@
 #include <chrono>
 #include <climits>
 #include <cmath>
+#include <condition_variable>
 #include <dlfcn.h>
 #include <mutex>
 #include <new>
@@ -57,8 +57,30 @@ const ipopt_library &ipopt()
     return library;
 }
 
-// Held by the one solve that is in Ipopt.
-std::timed_mutex ipopt_lock;
+// Which solve is in Ipopt: one at a time.  A mutex with a time limit would do, but the thread
+// sanitizer does not know how it is waited for.
+class ipopt_turn {
+  public:
+    bool take_within(std::chrono::milliseconds time)
+    {
+        std::unique_lock hold(lock);
+        if (!given_back.wait_for(hold, time, [&] { return !taken; })) return false;
+        return taken = true;
+    }
+    void give_back()
+    {
+        std::lock_guard hold(lock);
+        taken = false;
+        given_back.notify_one();
+    }
+
+  private:
+    std::mutex lock; // of what follows
+    std::condition_variable given_back;
+    bool taken = false;
+};
+
+ipopt_turn turn;
 
 class qp_solve {
   public:
@@ -75,7 +97,8 @@ class qp_solve {
     int feasible(bool *go);
     int bounded(bool *go);
     void arrange();
-    void interior(engine_poll &poll);
+    int interior(engine_poll &poll);
+    int convex(bool *go);
     ApplicationReturnStatus call(std::vector<double> *lambda);
     void setoptions(IpoptProblem problem) const;
     void fill(ApplicationReturnStatus ended, const std::vector<double> &lambda,
@@ -387,17 +410,35 @@ void qp_solve::fill(ApplicationReturnStatus ended, const std::vector<double> &la
     if (optimal) result.bound = result.objective;
 }
 
-void qp_solve::interior(engine_poll &polled)
+int qp_solve::interior(engine_poll &polled)
 {
-    std::unique_lock hold(ipopt_lock, std::defer_lock);
-    while (!hold.try_lock_for(std::chrono::milliseconds(10))) {
-        if (polled.tick()) break;
-    }
+    bool ours = false;
+    while (!ours && !polled.tick())
+        ours = turn.take_within(std::chrono::milliseconds(10));
     std::vector<double> lambda(kept.size(), 0.0);
     ApplicationReturnStatus ended = User_Requested_Stop;
     poll = &polled;
-    if (hold.owns_lock()) ended = call(&lambda);
-    fill(ended, lambda, polled);
+    int rc = 0;
+    if (ours) {
+        rc = engine_lastattempt(polled, [&] { ended = call(&lambda); });
+        turn.give_back();
+    }
+    if (rc == 0) fill(ended, lambda, polled);
+    return rc;
+}
+
+// Whether the objective curves the right way, as far as that was found out before an end.
+int qp_solve::convex(bool *go)
+{
+    engine_params part = params;
+    engine_poll polled(part, hooks, model.sense);
+    auto ended = [&] { return polled.tick(); };
+    bool curved = !engine_nonconvex(q, model.numcols, model.sense, ended).empty();
+    ticks += polled.seen.ticks;
+    *go = !curved && polled.ended() == 0;
+    result.status = polled.ended();
+    result.ticks = ticks;
+    return curved ? VNTERR_NOT_CONVEX : 0;
 }
 
 int qp_solve::run()
@@ -407,15 +448,15 @@ int qp_solve::run()
     result.cutoff = model.sense * VNT_INFINITY;
     result.bound = model.sense * -VNT_INFINITY;
     bool go = false;
-    int rc = feasible(&go);
+    int rc = convex(&go);
+    if (rc == 0 && go) rc = feasible(&go);
     if (rc == 0 && go) rc = bounded(&go);
     if (rc != 0 || !go) return rc;
     arrange();
     engine_params part = params;
     part.timelimit = remaining();
     engine_poll polled(part, hooks, model.sense);
-    interior(polled);
-    return 0;
+    return interior(polled);
 }
 
 } // namespace
