@@ -262,7 +262,7 @@ int VNTLcopynettolp(VNTENVptr env, VNTLPptr lp, VNTNETptr net);
 int VNTLNETextract(VNTENVptr env, VNTNETptr net, VNTLPptr lp, int *colmap, int *rowmap);
 
 // Solving continuous problems.  They return 0 when the solve ended, however it ended:
-// VNTLgetstat tells how.
+// VNTLgetstat tells how.  The method of VNTLhybnetopt is VNT_METHOD_PRIMAL, _DUAL or _BARRIER.
 int VNTLlpopt(VNTENVptr env, VNTLPptr lp);
 int VNTLprimopt(VNTENVptr env, VNTLPptr lp);
 int VNTLdualopt(VNTENVptr env, VNTLPptr lp);
@@ -299,6 +299,7 @@ int VNTLgetcolinfeas(VNTENVptr env, VNTLPptr lp, const double *x, double *infeas
                      int end);
 int VNTLgetdj(VNTENVptr env, VNTLPptr lp, double *dj, int begin, int end);
 int VNTLgetgrad(VNTENVptr env, VNTLPptr lp, int j, int *head, double *y);
+// The row or column, the other -1, that ran away when the problem proved unbounded.
 int VNTLgetijdiv(VNTENVptr env, VNTLPptr lp, int *idiv_p, int *jdiv_p);
 
 // The basis.
@@ -323,7 +324,10 @@ int VNTLgetsolnpooldblquality(VNTENVptr env, VNTLPptr lp, int soln, double *qual
 int VNTLgetintquality(VNTENVptr env, VNTLPptr lp, int *quality_p, int what);
 int VNTLgetsolnpoolintquality(VNTENVptr env, VNTLPptr lp, int soln, int *quality_p, int what);
 
-// Sensitivity.
+// Sensitivity: between what ends one number of the problem may go, all others as they are, while
+// the basis of the solution stays optimal.  Ends of VNT_INFINITY and more are no ends.  The
+// problem is continuous and solved to a basis; VNTLErangesa tells of the bounds of rows as
+// VNTLboundsa of those of columns.
 int VNTLrhssa(VNTENVptr env, VNTLPptr lp, double *lower, double *upper, int begin, int end);
 int VNTLboundsa(VNTENVptr env, VNTLPptr lp, double *lblower, double *lbupper, double *ublower,
                 double *ubupper, int begin, int end);
@@ -469,7 +473,15 @@ int VNTLtuneparam(VNTENVptr env, VNTLPptr lp, int intcnt, const int *intnum, con
                   int dblcnt, const int *dblnum, const double *dblval, int strcnt,
                   const int *strnum, const char *const *strval, int *tunestat_p);
 
-// The basis inverse, rays and proofs.
+// The tableau of the basis.  The basis matrix B has one column for each row of the problem: that
+// of a basic column, or a unit column for the slack of row i, which head counts as -1 - i.  Rows
+// and columns of B^-1 are in this order.  binvcol and binvrow tell of B^-1, binvacol and binvarow
+// of B^-1 A, ftran turns x into B^-1 x and btran y into y B^-1, getgrad tells head and B^-1 times
+// column j. getijrow tells the place of a column or, with a negative j, of a row's slack, -1 where
+// it is not basic.  mdleave: by how much the objective worsens at first for each unit that a basic
+// column is forced down or up.  strongbranch: the objective after at most itlim dual steps with a
+// column below its value, and above it, at the next integer; VNT_INFINITY, for a maximum negative,
+// where that is infeasible.  After a limit or a stop the rest get the objective as it is.
 int VNTLgetbhead(VNTENVptr env, VNTLPptr lp, int *head, double *x);
 int VNTLbinvcol(VNTENVptr env, VNTLPptr lp, int j, double *x);
 int VNTLbinvrow(VNTENVptr env, VNTLPptr lp, int i, double *y);

@@ -196,62 +196,15 @@ int64_t VNTLgetnodeint(VNTENVptr env, VNTLPptr lp)
     return count_of(env, lp, [](vntlp &p) { return p.last.bestnode; });
 }
 
-// What other methods than those of this solver would count.
+// What this solver has nothing of.
 
-static int64_t nothing(VNTENVptr env, VNTLPptr lp)
-{
-    return count_of(env, lp, [](vntlp &) { return int64_t{0}; });
-}
-
-int64_t VNTLgetsiftitcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return nothing(env, lp);
-}
-
-int64_t VNTLgetsiftphase1cnt(VNTENVptr env, VNTLPptr lp)
-{
-    return nothing(env, lp);
-}
-
-int64_t VNTLgetcrossppushcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return nothing(env, lp);
-}
-
-int64_t VNTLgetcrosspexchcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return nothing(env, lp);
-}
-
-int64_t VNTLgetcrossdpushcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return nothing(env, lp);
-}
-
-int64_t VNTLgetcrossdexchcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return nothing(env, lp);
-}
-
-int VNTLgetpsbcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return static_cast<int>(nothing(env, lp));
-}
-
-int VNTLgetdsbcnt(VNTENVptr env, VNTLPptr lp)
-{
-    return static_cast<int>(nothing(env, lp));
-}
-
-int VNTLgetsubstat(VNTENVptr env, VNTLPptr lp)
-{
-    return static_cast<int>(nothing(env, lp));
-}
-
-int VNTLgetsubmethod(VNTENVptr env, VNTLPptr lp)
-{
-    return static_cast<int>(nothing(env, lp));
-}
+#define ZERO(type, function)                                                                       \
+    type function(VNTENVptr env, VNTLPptr lp)                                                      \
+    {                                                                                              \
+        return count_of(env, lp, [](vntlp &) { return type{0}; });                                 \
+    }
+#define CONSTANT(function)
+#include "solver/calls/constants.def"
 
 // The search.
 
@@ -300,11 +253,6 @@ static pool_solution &pooled(vntlp &p, int soln)
 int VNTLgetsolnpoolnumsolns(VNTENVptr env, VNTLPptr lp)
 {
     return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.last.pool.size()); });
-}
-
-int VNTLgetsolnpoolnumreplaced(VNTENVptr env, VNTLPptr lp)
-{
-    return static_cast<int>(nothing(env, lp));
 }
 
 int VNTLgetsolnpoolmeanobjval(VNTENVptr env, VNTLPptr lp, double *meanobjval_p)

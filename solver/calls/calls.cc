@@ -55,6 +55,14 @@ void basis_check(const std::vector<int> &cols, const std::vector<int> &rows)
                                             static_cast<long long>(basic), rows.size())};
 }
 
+const tableau &optimal_tableau(vntlp &p)
+{
+    require(p.m.type == VNT_PROB_LP || p.m.type == VNT_PROB_FIXED_MIP, VNTERR_NOT_LP);
+    require(p.last.status == VNT_STAT_OPTIMAL, VNTERR_NO_SOLUTION);
+    require(p.has_basis() && p.cstat == p.last.cstat && p.rstat == p.last.rstat, VNTERR_NO_BASIS);
+    return p.basis_tableau();
+}
+
 double relative_gap(double incumbent, double bound)
 {
     return std::fabs(incumbent - bound) / std::max(1e-10, std::fabs(incumbent));

@@ -183,6 +183,9 @@ void basis_check(const std::vector<int> &cols, const std::vector<int> &rows);
 // The gap between a solution and the bound, relative to the solution.
 double relative_gap(double incumbent, double bound);
 
+// The tableau of the last solve's basis, which must be optimal.
+const tableau &optimal_tableau(vntlp &p);
+
 // The point to look at: the caller's, or the solution where there is none.
 inline const double *point_of(const vntlp &p, const double *x)
 {

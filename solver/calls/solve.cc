@@ -167,19 +167,25 @@ static void mention_idle(vntenv &env)
     }
 }
 
+int solve_run(
+    vntenv &env, int numcols,
+    const std::function<int(const engine_params &params, const engine_hooks &hooks)> &work)
+{
+    engine_params params = params_of(env.parameters);
+    running_solve run = {.env = env, .numcols = numcols};
+    engine_hooks hooks = {&run, poll, log};
+    mention_idle(env);
+    solving_mark mark(env);
+    return work(params, hooks);
+}
+
 template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, const body &engine)
 {
     reformulation in(p, discrete);
-    engine_params params = params_of(env.parameters);
-    running_solve run = {.env = env, .numcols = p.m.numcols()};
-    engine_hooks hooks = {&run, poll, log};
     p.changed();
-    mention_idle(env);
-    int rc;
-    {
-        solving_mark mark(env);
-        rc = engine(in.engine(), params, hooks, &p.last);
-    }
+    int rc = solve_run(env, p.m.numcols(), [&](const auto &params, const auto &hooks) {
+        return engine(in.engine(), params, hooks, &p.last);
+    });
     env.ticks += p.last.ticks;
     if (rc != 0 && p.last.solutions.empty()) p.changed();
     if (rc == 0 || !p.last.x.empty()) settle(p, discrete);

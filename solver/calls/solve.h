@@ -9,7 +9,15 @@
 
 #include "solver/calls/environment.h"
 
+#include <functional>
+
 namespace vnt {
+
+// Runs engines with the environment's parameters and callbacks.  `numcols` is the length of the
+// solutions that the callbacks may ask for.  Returns what `work` returns.
+int solve_run(
+    vntenv &env, int numcols,
+    const std::function<int(const engine_params &params, const engine_hooks &hooks)> &work);
 
 // Solves a continuous problem.
 void solve_lp(vntenv &env, vntlp &p, engine_method method);

@@ -48,6 +48,9 @@ struct engine_arrays {
 void engine_load(const engine_model &model, const engine_params &params, engine_poll &poll,
                  engine_silence &silence, ClpSimplex *clp);
 
+// Starts it from the model's basis, which must be there.
+void engine_startbasis(const engine_model &model, ClpSimplex *clp);
+
 // Solves a continuous problem at a poll point that others use as well.
 void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
                   bool crossover, engine_poll &poll, engine_result *result);

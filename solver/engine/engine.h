@@ -149,6 +149,14 @@ struct engine_result {
 int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
                    bool crossover, const engine_hooks &hooks, engine_result *result);
 
+// Branches on trial: the objective after at most `limit` dual steps from the model's basis, which
+// must be optimal, when column indices[k] goes below its value there to the next integer, and when
+// it goes above.  A branch without a point is infinitely bad.  After a limit or a stop the branches
+// that are left get the objective of the basis, which is no worse than theirs.
+int engine_strongbranch(const engine_model &model, const engine_params &params,
+                        const engine_hooks &hooks, const std::vector<int> &indices, int64_t limit,
+                        std::vector<double> *down, std::vector<double> *up, uint64_t *ticks);
+
 // Solves a mixed-integer problem.  Prices and reduced costs are those of a linear problem: fix the
 // integer columns and solve that for them.
 int engine_solvemip(const engine_model &model, const engine_params &params,

@@ -24,7 +24,6 @@ class lp_solve {
   private:
     bool solvedalready();
     void load();
-    void startbasis();
     bool manyequal() const;
     void solve(engine_method method, bool crossover);
     void settle();
@@ -91,15 +90,6 @@ void lp_solve::load()
     engine_load(model, params, poll, silence, clp.get());
 }
 
-void lp_solve::startbasis()
-{
-    clp->createStatus();
-    for (int j = 0; j < model.numcols; j++)
-        clp->setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
-    for (int i = 0; i < model.numrows; i++)
-        clp->setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
-}
-
 // Presolve's search for equal columns and rows takes the square of their number, without a poll.
 bool lp_solve::manyequal() const
 {
@@ -110,7 +100,7 @@ void lp_solve::solve(engine_method method, bool crossover)
 {
     bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
     if (warm) {
-        startbasis();
+        engine_startbasis(model, clp.get());
         method == ENGINE_PRIMAL ? clp->primal() : clp->dual();
         return;
     }
@@ -372,6 +362,15 @@ void lp_solve::fillbasis()
 }
 
 } // namespace
+
+void engine_startbasis(const engine_model &model, ClpSimplex *clp)
+{
+    clp->createStatus();
+    for (int j = 0; j < model.numcols; j++)
+        clp->setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
+    for (int i = 0; i < model.numrows; i++)
+        clp->setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
+}
 
 void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
                   bool crossover, engine_poll &poll, engine_result *result)

@@ -1,5 +1,7 @@
 #include "solver/problem/problem.h"
 
+#include "solver/problem/tableau.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -10,11 +12,25 @@ void vntlp::set_basis(std::vector<int> cols, std::vector<int> rows)
 {
     cstat = std::move(cols);
     rstat = std::move(rows);
+    tableau.made.reset();
 }
 
 void vntlp::forget_basis()
 {
     set_basis({}, {});
+}
+
+const tableau &vntlp::basis_tableau()
+{
+    require(has_basis(), VNTERR_NO_BASIS);
+    if (tableau.made == nullptr) tableau.made = std::make_shared<vnt::tableau>(m, cstat, rstat);
+    return *tableau.made;
+}
+
+void vntlp::changed()
+{
+    last = answer();
+    tableau.made.reset();
 }
 
 void vntlp::replace(model &&fresh)

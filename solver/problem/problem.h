@@ -9,6 +9,8 @@
 #include "solver/engine/engine.h"
 #include "solver/model/model.h"
 
+#include <memory>
+
 namespace vnt {
 
 struct pool_solution {
@@ -24,6 +26,21 @@ struct answer : engine_result {
 
     // A solution of no columns is one, too.
     bool there() const { return solution != VNT_SOLUTION_NONE; }
+};
+
+class tableau;
+
+// The tableau of the basis.  It refers to its problem: a copy of that makes its own.
+struct tableau_keeper {
+    std::shared_ptr<const tableau> made;
+
+    tableau_keeper() = default;
+    tableau_keeper(const tableau_keeper &) {}
+    tableau_keeper &operator=(const tableau_keeper &)
+    {
+        made.reset();
+        return *this;
+    }
 };
 
 } // namespace vnt
@@ -44,7 +61,11 @@ struct vntlp {
     void set_basis_near(const std::vector<double> &x, const std::vector<double> &dj);
     int resting_place(int j) const; // where column j is while not basic, VNT_BASIS_*
 
-    void changed() { last = vnt::answer(); }
+    // The tableau of the basis, kept for the next question; VNTERR_NO_BASIS without a basis.
+    const vnt::tableau &basis_tableau();
+    vnt::tableau_keeper tableau;
+
+    void changed();
 
     // Takes a new model in place of the old one and of all that belonged to it.
     void replace(vnt::model &&fresh);
