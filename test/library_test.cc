@@ -80,7 +80,7 @@ TEST(Library, AProgramSolvesRemotelyUnchanged)
 
 TEST(Library, AnInstalledCopyRunsFromItsFolder)
 {
-    if (sanitized) GTEST_SKIP() << "libraries are not looked for beside a sanitized program";
+    if (SANITIZED) GTEST_SKIP() << "libraries are not looked for beside a sanitized program";
     std::string folder = testing::TempDir() + "vnt-installed-" + std::to_string(getpid());
     process_result install = run({"cmake", "--install", build_path(""), "--prefix", folder});
     EXPECT_EQ(install.status, 0) << install.err;

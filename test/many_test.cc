@@ -53,7 +53,7 @@ class Many : public testing::Test {
     // The sanitizer's allocator may be locked in a child when a process with threads forks.
     void SetUp() override
     {
-        if (sanitized) GTEST_SKIP() << "a sanitizer and many forks do not go together";
+        if (SANITIZED) GTEST_SKIP() << "a sanitizer and many forks do not go together";
     }
 };
 

@@ -31,7 +31,7 @@ static void please_sanitizer()
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     dup2(outfd, 1);
     dup2(errfd, 2);
-    if (sanitized) please_sanitizer();
+    if (SANITIZED) please_sanitizer();
     for (const std::string &entry : environment)
         putenv(const_cast<char *>(entry.c_str()));
     std::vector<char *> argv;

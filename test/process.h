@@ -7,19 +7,14 @@
 
 #pragma once
 
+#include "remote/base/sanitizer.h"
+
 #include <chrono>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace vnt {
-
-// Whether the build has a sanitizer that stands between a program and the loader and allocator.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
 
 using seconds = std::chrono::duration<double>;
 

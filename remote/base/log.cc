@@ -1,5 +1,6 @@
 #include "remote/base/log.h"
 
+#include "remote/base/environment.h"
 #include "remote/base/io.h"
 
 #include <algorithm>
@@ -183,7 +184,7 @@ void message_printstderr(const char *format, ...)
 // The variable is read afresh for each line, so that it can be switched in a running process.
 static int tracelevel_get(void)
 {
-    const char *text = getenv("TESK_VANTO_REMOTE_OBJECT_TRACE");
+    const char *text = environment_get("TESK_VANTO_REMOTE_OBJECT_TRACE", nullptr);
     return text != nullptr ? static_cast<int32_t>(atol(text)) : INT32_MIN;
 }
 

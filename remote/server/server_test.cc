@@ -418,7 +418,7 @@ TEST(Server, FailingCallsOfTheSystemLeaveNobodyWaiting)
 
 TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
 {
-    letter_server server({}, sanitized ? 3000 : 1000); // the good one must exit within that time
+    letter_server server({}, SANITIZED ? 3000 : 1000); // the good one must exit within that time
     raw_client good(server.port), bad(server.port), lost(server.port);
     ASSERT_EQ(good.newworker() + bad.newworker() + lost.newworker(), 0);
     sockaddr_in address = {};

@@ -10,15 +10,11 @@
 
 #pragma once
 
+#include "remote/base/sanitizer.h"
+
 #include <cstddef>
 
 namespace vnt {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool SANITIZED = true;
-#else
-constexpr bool SANITIZED = false;
-#endif
 
 // The stack is for shallow code alone; the sanitizers' frames need more.
 constexpr size_t SLAB_STACK = SANITIZED ? 1 << 20 : 1 << 16;
