@@ -196,7 +196,7 @@ int64_t VNTLgetnodeint(VNTENVptr env, VNTLPptr lp)
     return count_of(env, lp, [](vntlp &p) { return p.last.bestnode; });
 }
 
-// What this solver has nothing of.
+// Counts of methods that this solver does not have.
 
 #define ZERO(type, function)                                                                       \
     type function(VNTENVptr env, VNTLPptr lp)                                                      \

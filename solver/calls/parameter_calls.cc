@@ -65,37 +65,38 @@ int VNTLgetstrparam(VNTENVptr env, int whichparam, char *value_str)
         env, [&](vntenv &e) { put_fixed(e.parameters.getstring(whichparam), value_str); });
 }
 
+// Gives the default and the bounds of a parameter of a type; `part` holds numbers of that type.
+template <class value, class number>
+static int give_info(VNTENVptr env, int whichparam, int type, number parameter_number::*part,
+                     value *defvalue_p, value *minvalue_p, value *maxvalue_p)
+{
+    return with_environment(env, [&](vntenv &) {
+        const parameter &p = find_typed(whichparam, type);
+        put(defvalue_p, static_cast<value>(p.standard.*part));
+        put(minvalue_p, static_cast<value>(p.least.*part));
+        put(maxvalue_p, static_cast<value>(p.greatest.*part));
+    });
+}
+
 int VNTLinfointparam(VNTENVptr env, int whichparam, int *defvalue_p, int *minvalue_p,
                      int *maxvalue_p)
 {
-    return with_environment(env, [&](vntenv &) {
-        const parameter &p = find_typed(whichparam, VNT_PARAMTYPE_INT);
-        put(defvalue_p, static_cast<int>(p.standard.integer));
-        put(minvalue_p, static_cast<int>(p.least.integer));
-        put(maxvalue_p, static_cast<int>(p.greatest.integer));
-    });
+    return give_info(env, whichparam, VNT_PARAMTYPE_INT, &parameter_number::integer, defvalue_p,
+                     minvalue_p, maxvalue_p);
 }
 
 int VNTLinfolongparam(VNTENVptr env, int whichparam, int64_t *defvalue_p, int64_t *minvalue_p,
                       int64_t *maxvalue_p)
 {
-    return with_environment(env, [&](vntenv &) {
-        const parameter &p = find_typed(whichparam, VNT_PARAMTYPE_LONG);
-        put(defvalue_p, p.standard.integer);
-        put(minvalue_p, p.least.integer);
-        put(maxvalue_p, p.greatest.integer);
-    });
+    return give_info(env, whichparam, VNT_PARAMTYPE_LONG, &parameter_number::integer, defvalue_p,
+                     minvalue_p, maxvalue_p);
 }
 
 int VNTLinfodblparam(VNTENVptr env, int whichparam, double *defvalue_p, double *minvalue_p,
                      double *maxvalue_p)
 {
-    return with_environment(env, [&](vntenv &) {
-        const parameter &p = find_typed(whichparam, VNT_PARAMTYPE_DOUBLE);
-        put(defvalue_p, p.standard.real);
-        put(minvalue_p, p.least.real);
-        put(maxvalue_p, p.greatest.real);
-    });
+    return give_info(env, whichparam, VNT_PARAMTYPE_DOUBLE, &parameter_number::real, defvalue_p,
+                     minvalue_p, maxvalue_p);
 }
 
 int VNTLinfostrparam(VNTENVptr env, int whichparam, char *defvalue_str)
