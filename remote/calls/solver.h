@@ -10,12 +10,14 @@
 
 #include "vanto.h"
 
+#include <atomic>
+
 namespace vnt {
 
 // A function's name and, once looked up, its address.
 struct solver_import {
     const char *name;
-    void *address; // read and written atomically
+    std::atomic<void *> address;
 };
 
 // The address, null where the solver lacks the function.

@@ -1,5 +1,6 @@
 #include "remote/transport/group.h"
 
+#include "remote/base/holders.h"
 #include "remote/stream/fdiogroup.h"
 
 #include <cstdlib>
@@ -90,10 +91,8 @@ int fdtransport_mkgroup(transport_group **out, transport *const *members, int64_
 
 int fdtransportgroup_sendmsg(transport_group *g, const void *message)
 {
-    pthread_mutex_lock(&g->sendlock);
-    int rc = codecs_send(g->codecs, g->ncodecs, message);
-    pthread_mutex_unlock(&g->sendlock);
-    return rc;
+    mutex_holder hold(&g->sendlock);
+    return codecs_send(g->codecs, g->ncodecs, message);
 }
 
 // What the callback for one member needs to know.
