@@ -229,16 +229,19 @@ TEST_F(opened, AnArrayWhoseTotalIsWrongIsNotTaken)
 
 TEST(Connection, ItsEndSaysWhatHasBecomeOfTheWorker)
 {
-    auto answers = [](const char *status) {
+    auto answers = [](uint16_t status) {
         return [=](int fd) {
             char action[12];
             recv(fd, action, sizeof action, MSG_WAITALL);
-            send(fd, status, 2, MSG_NOSIGNAL);
+            handshake_answer answer;
+            send(fd, answer, handshake_answer_put(answer, status, 7), MSG_NOSIGNAL);
         };
     };
     struct {
-        const char *status, *says;
-    } cases[] = {{"\0\5", "the worker has ended"}, {"\0\0", "the network failed"}};
+        uint16_t status;
+        const char *says;
+    } cases[] = {{HANDSHAKE_NOTFOUND, "the worker has ended"},
+                 {HANDSHAKE_OK, "the network failed"}};
     for (auto [answer, text] : cases) {
         worker_double worker;
         worker.on[VNTMESSAGEID_LPOPT_REQ] = [](transport *, const void *) { return false; };

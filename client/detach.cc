@@ -6,14 +6,11 @@
 #include "client/messages.h"
 #include "remote/base/entry.h"
 #include "remote/base/holders.h"
-#include "remote/base/io.h"
+#include "remote/base/socket.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <netinet/in.h>
 
 namespace vnt {
 
@@ -73,24 +70,6 @@ int client_disconnect(client_env *e)
     return rc;
 }
 
-static void describe(char (&place)[128], const tcpip_reconnectinfo *info)
-{
-    char address[INET6_ADDRSTRLEN] = "an unknown address";
-    unsigned port = 0;
-    if (info->family == AF_INET) {
-        sockaddr_in in;
-        memcpy(&in, info->address, sizeof in);
-        inet_ntop(AF_INET, &in.sin_addr, address, sizeof address);
-        port = ntohs(in.sin_port);
-    } else if (info->family == AF_INET6) {
-        sockaddr_in6 in;
-        memcpy(&in, info->address, sizeof in);
-        inet_ntop(AF_INET6, &in.sin6_addr, address, sizeof address);
-        port = ntohs(in.sin6_port);
-    }
-    snprintf(place, sizeof place, "%s:%u", address, port);
-}
-
 int client_arrive(client_env *e)
 {
     errno = 0;
@@ -98,8 +77,10 @@ int client_arrive(client_env *e)
     int rc = tcpiptransport_getfactory()->reconnect_within(&io, CLIENT_NCODECS, client_codecs(),
                                                            &e->info, client_connect_timeout);
     if (rc != 0) {
-        char place[128];
-        describe(place, &e->info);
+        sockaddr_storage address;
+        memcpy(&address, e->info.address, sizeof address);
+        char place[SOCKNAM_SIZE];
+        address_name(&address, place);
         if (rc == HANDSHAKE_NOTFOUND) e->state = CLIENT_LOST;
         return client_connect_fail(rc, place);
     }
@@ -123,24 +104,15 @@ int client_rejoin(client_env *e)
     return rc == 0 ? client_greet(e) : rc;
 }
 
-// Asks the server for the worker as if to join it: its answer is a handshake status, or -1.
+// Asks the server for the worker as if to join it, for two seconds at most.  Returns what a
+// reconnect returns.
 static int server_ask(const tcpip_reconnectinfo &info)
 {
-    const int64_t deadline = clock_after(2 * CLOCK_SECOND);
-    descriptor_holder fd(socket(info.family, info.type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    auto *address = reinterpret_cast<const sockaddr *>(info.address);
-    if (connect(fd.fd, address, static_cast<socklen_t>(info.addresslen)) != 0 &&
-        (errno != EINPROGRESS || io_wait(fd.fd, POLLOUT, -1, deadline) != 1))
-        return -1;
-    char request[12];
-    uint32_t action = htonl(ACTION_RECONNECT);
-    memcpy(request, &action, sizeof action);
-    memcpy(request + sizeof action, &info.workerid, sizeof info.workerid);
-    uint16_t status;
-    if (io_writeall(fd.fd, request, sizeof request, -1, deadline) != 0 ||
-        io_readall(fd.fd, &status, sizeof status, -1, deadline) != 0)
-        return -1;
-    return ntohs(status);
+    transport *io;
+    int rc = tcpiptransport_getfactory()->reconnect_within(&io, CLIENT_NCODECS, client_codecs(),
+                                                           &info, 2000);
+    if (rc == 0) io->ops.disconnect(io, nullptr);
+    return rc;
 }
 
 const char *client_worker_fate(const client_env *e)

@@ -5,7 +5,6 @@
 #include "client/messages.h"
 
 #include "remote/base/entry.h"
-#include "remote/base/environment.h"
 #include "remote/calls/flags.h"
 #include "remote/calls/probinfo.h"
 
@@ -56,25 +55,6 @@ int client_connect_fail(int rc, const char *place)
     }
 }
 
-// The place that arguments lead to, for people.
-static void describe(char (&place)[256], int argc, const char *const *argv)
-{
-    const char *host = VNTREMOTE_DEFAULT_HOST, *port = VNTREMOTE_DEFAULT_PORT;
-    if (argc == -2) {
-        host = environment_host(host);
-        port = environment_port(port);
-    }
-    for (int i = 0; i < argc; i++) {
-        if (strncmp(argv[i], "-host=", 6) == 0) host = argv[i] + 6;
-        if (strncmp(argv[i], "-port=", 6) == 0) port = argv[i] + 6;
-        if (strncmp(argv[i], "-address=", 9) == 0) {
-            snprintf(place, sizeof place, "%s", argv[i] + 9);
-            return;
-        }
-    }
-    snprintf(place, sizeof place, "%s:%s", host, port);
-}
-
 // Opens the environment in a fresh worker.
 static int remote_open(client_env *e)
 {
@@ -102,7 +82,7 @@ static int open(int argc, const char *const *argv, VNTENVptr *out)
         &io, &created, CLIENT_NCODECS, client_codecs(), argc, argv, client_connect_timeout);
     if (rc != 0) {
         char place[256];
-        describe(place, argc, argv);
+        tcpiptransport_getfactory()->place(place, sizeof place, argc, argv);
         return client_connect_fail(rc, place);
     }
     client_env *e = client_env_create(io);

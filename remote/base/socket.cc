@@ -10,7 +10,7 @@
 
 namespace vnt {
 
-static void addressname(const struct sockaddr_storage *address, char (&text)[SOCKNAM_SIZE])
+void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE])
 {
     char name[INET6_ADDRSTRLEN] = "";
     if (address->ss_family == AF_INET) {
@@ -35,7 +35,7 @@ void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE])
     if (rc != 0)
         snprintf(text, sizeof text, "unknown");
     else
-        addressname(&address, text);
+        address_name(&address, text);
 }
 
 void socket_tune(int fd)

@@ -4,11 +4,17 @@
 
 #pragma once
 
+#include <sys/socket.h>
+
 namespace vnt {
 
-// The local (peer 0) or remote (peer 1) address of a socket: "address:port",
-// "unknown(family):port" for families without one, "unknown" when it cannot be had.
 constexpr int SOCKNAM_SIZE = 64;
+
+// "address:port", or "unknown(family):-1" for families other than IPv4 and IPv6.
+void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE]);
+
+// The same for the local (peer 0) or remote (peer 1) address of a socket; "unknown" when the system
+// does not say.
 void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE]);
 
 // Sends small messages at once, and ends a connection whose peer does not answer for 45 s when

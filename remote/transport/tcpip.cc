@@ -329,6 +329,17 @@ static int parse(destination *d, int argc, const char *const *argv)
     return complete ? 0 : MESSAGE_INVALID;
 }
 
+static void tcpiptransport_place(char *text, size_t size, int argc, const char *const *argv)
+{
+    int error = errno;
+    destination d;
+    if (parse(&d, argc, argv) == 0)
+        snprintf(text, size, strchr(d.host, ':') != nullptr ? "[%s]:%s" : "%s:%s", d.host, d.port);
+    else
+        snprintf(text, size, "nowhere");
+    errno = error;
+}
+
 typedef std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> address_list;
 
 static address_list resolve(const destination &d)
@@ -424,6 +435,7 @@ static constexpr tcpip_factory factory = {
     .reconnect = tcpiptransport_reconnect,
     .connect_within = tcpip_connect,
     .reconnect_within = tcpip_reconnect,
+    .place = tcpiptransport_place,
 };
 
 VNT_ENTRY const tcpip_factory *tcpiptransport_getfactory(void)

@@ -36,6 +36,7 @@ struct tcpip_reconnectinfo {
 #pragma pack(pop)
 static_assert(sizeof(tcpip_reconnectinfo) == 160);
 
+// The last seven fields are those of the information above, aligned.
 struct tcpip_transport : transport {
     char tcpiptag[4]; // "pIcT"
     int32_t nothreads;
@@ -104,4 +105,6 @@ struct tcpip_factory {
     int (*reconnect_within)(vnt::transport **out, int ncodecs,
                             const vnt::codec_factory *const *factories, const void *info,
                             int64_t timeout);
+    // Writes where the arguments lead to, "host:port", for messages to people.  errno stays.
+    void (*place)(char *text, size_t size, int argc, const char *const *argv);
 };
