@@ -1,8 +1,8 @@
 // grouprecords.h: what the files of the groups share: the records, and the functions between them.
 //
 // group.cc holds the members and the entry points, groupcall.cc carries out a call on all members,
-// groupwait.cc collects their messages, grouprun.cc attends to calls that run in the background, and
-// groupobjects.cc knows which objects of the members belong together.
+// groupwait.cc collects their messages, grouprun.cc attends to calls that run in the background,
+// and groupobjects.cc knows which objects of the members belong together.
 //
 // Threads: one at a time uses the group and all of its environments.
 

@@ -1,5 +1,5 @@
-// sanitizer.h: whether the build has a sanitizer, which needs larger stacks and more time, and stands
-// between a program and the loader and allocator.
+// sanitizer.h: whether the build has a sanitizer, which needs larger stacks and more time, and
+// stands between a program and the loader and allocator.
 
 #pragma once
 
