@@ -129,15 +129,6 @@ int VNTLaddrows(VNTENVptr env, VNTLPptr lp, int ccnt, int rcnt, int64_t nzcnt, c
     });
 }
 
-static std::vector<int> places_without(int begin, int end, int count)
-{
-    std::vector<int> place(count, 0);
-    int going = range_count(begin, end, count);
-    std::fill_n(place.begin() + (going > 0 ? begin : 0), going, 1);
-    places_of(place.data(), count);
-    return place;
-}
-
 int VNTLdelrows(VNTENVptr env, VNTLPptr lp, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {

@@ -149,6 +149,16 @@ inline int places_of(int *delstat, int count)
     return left;
 }
 
+// The places of those that stay when begin to end go.
+inline std::vector<int> places_without(int begin, int end, int count)
+{
+    std::vector<int> place(count, 0);
+    int going = range_count(begin, end, count);
+    std::fill_n(place.begin() + (going > 0 ? begin : 0), going, 1);
+    places_of(place.data(), count);
+    return place;
+}
+
 // Lists of records that have a name each.
 
 template <class record> int place_named(const std::vector<record> &list, const char *name)

@@ -73,6 +73,7 @@ int VNTLcopysos(VNTENVptr env, VNTLPptr lp, int numsos, int64_t numsosnz, const 
         model none;
         none.a.grow(0, p.m.numcols());
         p.m.sets = sets_of(none, numsos, numsosnz, sostype, sosbeg, sosind, soswt, sosname);
+        p.notes.keep(VNT_ANNOTATION_SET, {});
         structured(p);
     });
 }
@@ -137,6 +138,8 @@ int VNTLEchgsosname(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices,
 int VNTLdelsos(VNTENVptr env, VNTLPptr lp, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
+        int sets = static_cast<int>(p.m.sets.size());
+        p.notes.keep(VNT_ANNOTATION_SET, places_without(begin, end, sets));
         erase_range(p.m.sets, begin, end);
         p.changed();
     });
@@ -145,7 +148,9 @@ int VNTLdelsos(VNTENVptr env, VNTLPptr lp, int begin, int end)
 int VNTLdelsetsos(VNTENVptr env, VNTLPptr lp, int *delset)
 {
     return with_problem(env, lp, [&](vntlp &p) {
+        size_t sets = p.m.sets.size();
         erase_marked(p.m.sets, delset);
+        p.notes.keep(VNT_ANNOTATION_SET, {delset, delset + sets});
         p.changed();
     });
 }
@@ -308,6 +313,8 @@ int VNTLgetindconstrname(VNTENVptr env, VNTLPptr lp, char *buf_str, int64_t bufs
 int VNTLdelindconstrs(VNTENVptr env, VNTLPptr lp, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
+        int indicators = static_cast<int>(p.m.indicators.size());
+        p.notes.keep(VNT_ANNOTATION_INDICATOR, places_without(begin, end, indicators));
         erase_range(p.m.indicators, begin, end);
         p.changed();
     });

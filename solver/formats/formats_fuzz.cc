@@ -1,6 +1,7 @@
 // formats_fuzz.cc: any bytes as a file of one format, FUZZED_FORMAT.  A model that is read can be
 // written, and what was written reads back to what writes the same text.
 
+#include "solver/formats/annotationfile.h"
 #include "solver/formats/basisfile.h"
 #include "solver/formats/dimacs.h"
 #include "solver/formats/lpformat.h"
@@ -73,6 +74,14 @@ static vntlp little()
         p.m.order = std::move(order);
         return order_write(p.m);
     });
+}
+
+[[maybe_unused]] static void notes(const std::string &text)
+{
+    vntlp p = little();
+    auto read = [&](const std::string &t, auto) { return annotations_read(t, p.m); };
+    read_and_write(text, read,
+                   [&](const annotations &a, auto) { return annotations_write(p.m, a); });
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)

@@ -131,6 +131,7 @@ template <class list> static void compress(list &values, const std::vector<int> 
 void vntlp::keep_cols(const std::vector<int> &place, int left)
 {
     m.keep_cols(place, left);
+    notes.keep(VNT_ANNOTATION_COLUMN, place);
     changed();
     start.clear();
     if (!free_lower.empty()) {
@@ -157,6 +158,7 @@ void vntlp::keep_cols(const std::vector<int> &place, int left)
 void vntlp::keep_rows(const std::vector<int> &place, int left)
 {
     m.keep_rows(place, left);
+    notes.keep(VNT_ANNOTATION_ROW, place);
     changed();
     if (has_basis() && survives(rstat, place, true)) {
         compress(rstat, place, left);

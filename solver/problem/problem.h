@@ -7,6 +7,7 @@
 #pragma once
 
 #include "solver/engine/engine.h"
+#include "solver/model/annotations.h"
 #include "solver/model/model.h"
 
 #include <memory>
@@ -51,6 +52,7 @@ struct vntlp {
     std::vector<int> cstat, rstat; // a basis, both empty without one
     std::vector<double> start;     // values of all columns to start from, may be empty
     std::vector<vnt::mip_start> mipstarts;
+    vnt::annotations notes;
     std::vector<double> free_lower, free_upper; // a fixed MIP's bounds before they were fixed
 
     bool has_basis() const { return !cstat.empty() || !rstat.empty(); }

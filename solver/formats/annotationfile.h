@@ -1,0 +1,26 @@
+// annotationfile.h: annotations as a file.
+//
+//     annotations of p0033
+//     annotation long 0 benders
+//     column 1 C157
+//     row 2 R118
+//     annotation double 0.5 price
+//     objective -3
+//     end
+//
+// An annotation's line tells its type, default and name.  The values that differ from the default
+// follow, each with the name of its object, which is a column, row, set or indicator; the objective
+// stands without a name.
+//
+// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+
+#pragma once
+
+#include "solver/model/annotations.h"
+
+namespace vnt {
+
+std::string annotations_write(const model &m, const annotations &a);
+annotations annotations_read(const std::string &text, const model &m);
+
+} // namespace vnt
