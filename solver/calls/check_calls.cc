@@ -175,6 +175,7 @@ static bool primal_within(vntenv &e, const vntlp &p)
     auto row = [&](int i) { return m.rownames.at(i); };
     auto col = [&](int j) { return m.colnames.at(j); };
     auto set = [&](int k) { return m.sets[k].name; };
+    auto lazy = [&](int k) { return m.lazies[k].name; };
     auto ind = [&](int k) { return m.indicators[k].name; };
     bool all =
         within(e, "row", relative(row_infeasibilities(m, x), m.activities(x).data()), near, row);
@@ -182,6 +183,7 @@ static bool primal_within(vntenv &e, const vntlp &p)
     if (!m.discrete()) return all;
     all &= within(e, "integer column", integer_infeasibilities(m, x), whole, col);
     all &= within(e, "set", set_infeasibilities(m, x), near, set);
+    all &= within(e, "lazy constraint", lazy_infeasibilities(m, x), near, lazy);
     all &= within(e, "indicator constraint", indicator_infeasibilities(m, x), near, ind);
     return all;
 }

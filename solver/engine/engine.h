@@ -30,6 +30,18 @@
 
 namespace vnt {
 
+// Rows that no linear problem knows until a point violates them, row by row.  The first `lazy` ones
+// hold in every solution; the others are cuts, which cut off none.
+struct engine_rows {
+    int count = 0;
+    int lazy = 0;
+    const int64_t *begin = nullptr; // count + 1
+    const int *index = nullptr;     // columns, begin[count] of them; none twice in a row
+    const double *value = nullptr;
+    const double *lower = nullptr;
+    const double *upper = nullptr;
+};
+
 // A model, column by column.  Bounds are infinite from VNT_INFINITY on.
 struct engine_model {
     int numrows = 0;
@@ -49,6 +61,7 @@ struct engine_model {
     // second is 0.  Mixed-integer problems only.
     int numpairs = 0;
     const int *pairs = nullptr;
+    engine_rows beside; // of mixed-integer problems only
     // A start, null where there is none.  Basis statuses, for continuous problems; see rstat in the
     // result for what they mean in a row.  Or points for mixed-integer ones, which are tried in
     // order: a value for every column; the integer columns are held at theirs, those that are NaN

@@ -6,8 +6,8 @@
 namespace vnt {
 
 engine_incumbent::engine_incumbent(const engine_model &model, const engine_params &params,
-                                   engine_poll &poll, engine_result &result)
-    : model(model), params(params), poll(poll), result(result),
+                                   engine_poll &poll, engine_result &result, engine_lazyrows *lazy)
+    : model(model), params(params), poll(poll), result(result), lazy(lazy),
       best(std::numeric_limits<double>::infinity())
 {
     found = static_cast<int64_t>(result.solutions.size());
@@ -64,6 +64,10 @@ bool engine_incumbent::offer(std::vector<double> x)
     if (engine_violation(model, x.data()) > params.feasibility && !complete(&x)) return false;
     double value = model.sense * engine_objective(model, x.data());
     if (!better(value)) return false;
+    if (lazy != nullptr && lazy->violated(x.data(), false)) {
+        poll.endround();
+        return false;
+    }
     take(std::move(x), value);
     return true;
 }

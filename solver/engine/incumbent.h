@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "solver/engine/clp.h"
+#include "solver/engine/lazy.h"
 
 namespace vnt {
 
@@ -14,11 +14,12 @@ class engine_incumbent {
   public:
     // The last of the result's solutions, where it has any, is the first incumbent.
     engine_incumbent(const engine_model &model, const engine_params &params, engine_poll &poll,
-                     engine_result &result);
+                     engine_result &result, engine_lazyrows *lazy = nullptr);
 
     // Takes x if it is feasible and better than what is there and than the cutoff.  Integer columns
     // are rounded; where that, or a postsolve, has spoilt the rest, the continuous columns are
-    // found anew.
+    // found anew.  Where it violates lazy constraints that the search does not know, a new round
+    // begins.
     bool offer(std::vector<double> x);
 
     bool there() const { return !result.solutions.empty(); }
@@ -33,6 +34,7 @@ class engine_incumbent {
     const engine_params &params;
     engine_poll &poll;
     engine_result &result;
+    engine_lazyrows *lazy;
     double best;
     int64_t found = 0;
     static constexpr size_t kept = 100;

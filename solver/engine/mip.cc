@@ -47,11 +47,16 @@ class mip_search {
   public:
     // A search within a search, for a start with gaps or a question of feasibility, leaves what the
     // caller is told about nodes and bound to the outer one.
+    // `lazy` may be null; a search within has that of the outer one.
     mip_search(const engine_model &model, const engine_params &params, engine_poll &poll,
-               engine_result &result, bool inner = false)
-        : model(model), params(params), poll(poll), result(result), inner(inner), bounds(model),
-          incumbent(model, params, poll, result)
+               engine_result &result, engine_lazyrows *lazy, bool inner = false)
+        : model(model), params(params), poll(poll), result(result), lazy(lazy), inner(inner),
+          bounds(model), incumbent(model, params, poll, result, lazy)
     {
+        // An earlier round has done some work and proved a bound.
+        if (inner) return;
+        nodesbefore = poll.seen.nodes;
+        if (std::fabs(poll.seen.bound) < VNT_INFINITY) bound = model.sense * poll.seen.bound;
     }
     void run();
 
@@ -62,6 +67,7 @@ class mip_search {
 
   private:
     bool relax();
+    bool separated(const engine_result &relaxed);
     void unbounded(const engine_result &relaxed);
     engine_result findfeasible();
     void boxed();
@@ -99,7 +105,9 @@ class mip_search {
     const engine_params &params;
     engine_poll &poll;
     engine_result &result;
+    engine_lazyrows *const lazy;
     const bool inner;
+    int64_t nodesbefore = 0;
     const engine_arrays bounds;
     engine_incumbent incumbent;
     engine_silence silence;
@@ -192,7 +200,11 @@ void mip_search::run()
         result.status = VNT_STAT_INFEASIBLE;
         return;
     }
-    if (engine_solveempty(model, params.feasibility, &result)) {
+    engine_result empty;
+    empty.method = VNT_METHOD_MIP;
+    if (engine_solveempty(model, params.feasibility, &empty)) {
+        if (separated(empty)) return;
+        result = std::move(empty);
         if (result.status == VNT_STAT_OPTIMAL) result.solutions.push_back(result.x);
         return;
     }
@@ -226,6 +238,20 @@ void startfrom(const engine_result &r, OsiClpSolverInterface *osi)
     osi->resolve();
 }
 
+// Whether the relaxation's point violates rows that wait beside the problem.  Without a limit it
+// has none; then all constraints that wait are wanted.
+bool mip_search::separated(const engine_result &relaxed)
+{
+    if (lazy == nullptr) return false;
+    bool any = relaxed.status == VNT_STAT_OPTIMAL     ? lazy->violated(relaxed.x.data(), true)
+               : relaxed.status == VNT_STAT_UNBOUNDED ? lazy->all()
+                                                      : false;
+    if (!any) return false;
+    lazy->startfrom(relaxed);
+    poll.endround();
+    return true;
+}
+
 // Solves the relaxation.  False when that was all: it has no feasible point, no limit, or was
 // stopped.
 bool mip_search::relax()
@@ -235,6 +261,7 @@ bool mip_search::relax()
     relaxation.numpairs = 0;
     engine_result r;
     engine_runlp(relaxation, params, ENGINE_DUAL, true, poll, &r);
+    if (separated(r)) return false;
     if (r.status == VNT_STAT_OPTIMAL) {
         raise(model.sense * r.objective);
         startfrom(r, original.get());
@@ -260,7 +287,7 @@ engine_result mip_search::findfeasible()
     feasibility.numstarts = 0;
     poll.ignorecutoff = true;
     engine_result r;
-    mip_search(feasibility, params, poll, r, true).run();
+    mip_search(feasibility, params, poll, r, lazy, true).run();
     poll.seen.solution = nullptr;
     poll.ignorecutoff = false;
     return r;
@@ -297,7 +324,7 @@ void mip_search::boxed()
     inside.collower = box.collower.data();
     inside.colupper = box.colupper.data();
     engine_result r;
-    mip_search(inside, params, poll, r, true).run();
+    mip_search(inside, params, poll, r, lazy, true).run();
     poll.seen.solution = nullptr;
     if (r.status == VNT_STAT_INFEASIBLE) return outofbox();
     result.status = r.status;
@@ -347,6 +374,7 @@ void mip_search::settleboxed(const std::vector<double> &x)
 
 void mip_search::start()
 {
+    if (nodesbefore > 0 && incumbent.there()) return; // tried in an earlier round
     for (int k = 0; k < model.numstarts && poll.ended() == 0; k++)
         if (!trystart(model.starts[k])) poll.log(1, 1, "Start %d is not feasible.\n", k + 1);
 }
@@ -379,7 +407,7 @@ void mip_search::completestart(const double *given)
     brief.nodelimit = 200;
     brief.solutionlimit = INT64_MAX;
     engine_result r;
-    mip_search(rest, brief, poll, r, true).run();
+    mip_search(rest, brief, poll, r, lazy, true).run();
     poll.seen.solution = nullptr;
     if (!r.solutions.empty()) incumbent.offer(r.solutions.back());
 }
@@ -465,6 +493,7 @@ void mip_search::search()
     if (poll.ended() == 0) cbc->branchAndBound();
     poll.atend = nullptr;
     exhausted = poll.ended() == 0 && cbc->status() == 0;
+    result.cuts = 0;
     for (int i = 0; i < cbc->numberCutGenerators(); i++)
         result.cuts += cbc->cutGenerator(i)->numberCutsActive();
 }
@@ -528,7 +557,7 @@ bool mip_search::narrow() const
 void mip_search::countnodes()
 {
     constexpr int64_t mostatonce = 16000;
-    int64_t extra = cbc->getExtraNodeCount(), left = params.nodelimit - extra;
+    int64_t extra = cbc->getExtraNodeCount(), left = params.nodelimit - nodesbefore - extra;
     cbc->setMaximumNodes(static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
     if (left - cbc->getNodeCount() <= mostatonce) cbc->setFastNodeDepth(-1);
 }
@@ -688,7 +717,7 @@ void mip_search::treestatus()
     countnodes();
     if (inner) return;
     // Nodes that were finished off in one go are counted apart until the search ends.
-    poll.seen.nodes = cbc->getNodeCount() + cbc->getExtraNodeCount();
+    poll.seen.nodes = nodesbefore + cbc->getNodeCount() + cbc->getExtraNodeCount();
     poll.seen.nodesleft = cbc->tree()->size();
     raise(cbc->getBestPossibleObjValue());
     // The event goes over the whole tree; in a large one it comes less often.
@@ -771,7 +800,7 @@ void mip_search::conclude()
         result.status = poll.ended();
     else
         result.status = cbc->isNodeLimitReached() ? VNT_STAT_NODE_LIMIT : VNT_STAT_NUMERICAL;
-    if (cbc != nullptr && !inner) poll.seen.nodes = cbc->getNodeCount();
+    if (cbc != nullptr && !inner) poll.seen.nodes = nodesbefore + cbc->getNodeCount();
     fill();
 }
 
@@ -798,10 +827,14 @@ int engine_solvemip(const engine_model &model, const engine_params &params,
 {
     *result = engine_result();
     engine_poll poll(params, hooks, model.sense);
+    engine_lazyrows lazy(model, params.feasibility);
     return engine_attempts(model, poll, result, [&](bool again) {
         engine_params safer = params;
         safer.cuts = 0; // most aborts come from the counting of cuts
-        mip_search(model, again ? safer : params, poll, *result).run();
+        do {
+            lazy.join();
+            mip_search(lazy.model(), again ? safer : params, poll, *result, &lazy).run();
+        } while (poll.nextround());
     });
 }
 

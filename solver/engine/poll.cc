@@ -54,6 +54,13 @@ void engine_poll::end(int status)
     if (atend) atend();
 }
 
+bool engine_poll::nextround()
+{
+    if (reason != round_ended) return false;
+    reason = 0;
+    return true;
+}
+
 void engine_poll::recover()
 {
     sheltered = 0;

@@ -40,6 +40,11 @@ class engine_poll {
     // After an abort of the engine: what its lost calls left open is closed.
     void recover();
 
+    // Ends the search so that it begins anew with other rows, unless it ends for another reason.
+    void endround() { end(round_ended); }
+    // True when that was why it ended: it goes on.
+    bool nextround();
+
     // The status that ended the solve, 0 while it goes on.
     int ended() const { return reason; }
 
@@ -69,6 +74,8 @@ class engine_poll {
 
   private:
     using clock = std::chrono::steady_clock;
+
+    static constexpr int round_ended = -1;
 
     bool mustend(clock::time_point now);
     void ask(clock::time_point now);

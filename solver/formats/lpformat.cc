@@ -46,7 +46,7 @@ class lp_reader {
     quadratic_term product();
     bool halved();
     void add_quadratic(int i, int j, double value);
-    void rows();
+    void rows(lp_section section);
     void row();
     void finish_row(std::string_view name, lp_sum &s, double side, char sense);
     void finish_range(std::string_view name, lp_sum &s, double low, double high);
@@ -261,6 +261,7 @@ void lp_reader::indicator_row(std::string_view name, const lp_sum &condition, do
 {
     bool simple = condition.index.size() == 1 && condition.value[0] == 1 &&
                   condition.constant == 0 && (value == 0 || value == 1);
+    if (parts.kind != model_parts::ROW) malformed("an indicator among lazy constraints or cuts");
     if (!simple) malformed("an indicator is a column that is 0 or 1");
     in.next();
     lp_sum s = sum();
@@ -315,8 +316,11 @@ void lp_reader::row()
     finish_range(name, s, low, high);
 }
 
-void lp_reader::rows()
+void lp_reader::rows(lp_section section)
 {
+    parts.kind = section == SECTION_LAZY   ? model_parts::LAZY
+                 : section == SECTION_CUTS ? model_parts::CUT
+                                           : model_parts::ROW;
     in.next();
     while (in.token != TOKEN_SECTION && in.token != TOKEN_END)
         row();
@@ -486,7 +490,9 @@ model lp_reader::read()
     while (in.token == TOKEN_SECTION && in.section != SECTION_END) {
         lp_section section = in.section;
         switch (section) {
-        case SECTION_ROWS: rows(); break;
+        case SECTION_ROWS:
+        case SECTION_LAZY:
+        case SECTION_CUTS: rows(section); break;
         case SECTION_BOUNDS: bounds(); break;
         case SECTION_GENERAL:
         case SECTION_BINARY:

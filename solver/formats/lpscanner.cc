@@ -188,6 +188,22 @@ void lp_scanner::take_symbol(char c, size_t length)
     rest.remove_prefix(length);
 }
 
+// Sections of two words, of which the first alone is a name.
+void lp_scanner::take_two_words()
+{
+    static constexpr struct {
+        const char *first, *second;
+        lp_section section;
+    } pairs[] = {{"lazy", "constraints", SECTION_LAZY}, {"user", "cuts", SECTION_CUTS}};
+    std::string_view after = rest.substr(std::min(rest.find_first_not_of(" \t"), rest.size()));
+    size_t n = name_length(after);
+    for (auto [one, two, its] : pairs) {
+        if (small_letters(word) != one || small_letters(after.substr(0, n)) != two) continue;
+        section = its;
+        rest = after.substr(n);
+    }
+}
+
 void lp_scanner::take_name()
 {
     size_t n = name_length(rest);
@@ -200,6 +216,7 @@ void lp_scanner::take_name()
     fresh = false;
     section = first ? section_of(word) : SECTION_NONE;
     token = TOKEN_NAME;
+    if (first) take_two_words();
     if (section == SECTION_NONE || followed_by(':')) return;
     token = TOKEN_SECTION;
     take_section_rest();

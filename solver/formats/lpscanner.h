@@ -27,6 +27,8 @@ enum lp_section {
     SECTION_MINIMIZE,
     SECTION_MAXIMIZE,
     SECTION_ROWS,
+    SECTION_LAZY,
+    SECTION_CUTS,
     SECTION_BOUNDS,
     SECTION_GENERAL,
     SECTION_BINARY,
@@ -67,6 +69,7 @@ class lp_scanner {
     void take_symbol(char c, size_t length);
     void take_number();
     void take_relation();
+    void take_two_words();
     void take_name();
     void take_section_rest();
 

@@ -151,17 +151,25 @@ static void write_sets(const model &m, const file_names &names, std::string *out
     }
 }
 
-std::string lp_write(const model &m, bool *made)
+// `m` has lazy constraints and user cuts as rows at the end, too.
+static std::string write_all(const model &m, bool *made)
 {
     file_names names(m, suits_lp);
     *made = names.made;
     std::string out;
     write_objective(m, names, &out);
     out += "subject to\n";
-    for (int i = 0; i < m.numrows(); i++)
+    int cuts = m.numrows() - static_cast<int>(m.usercuts.size());
+    int lazy = cuts - static_cast<int>(m.lazies.size());
+    for (int i = 0; i < lazy; i++)
         write_row(m, names, i, &out);
     for (size_t k = 0; k < m.indicators.size(); k++)
         write_indicator(m.indicators[k], names.indicators[k], names, &out);
+    for (int i = lazy; i < m.numrows(); i++) {
+        if (i == lazy && lazy < cuts) out += "lazy constraints\n";
+        if (i == cuts) out += "user cuts\n";
+        write_row(m, names, i, &out);
+    }
     out += "bounds\n";
     for (int j = 0; j < m.numcols(); j++)
         write_bound(m, names, j, &out);
@@ -170,6 +178,12 @@ std::string lp_write(const model &m, bool *made)
     write_types(m, names, "semi-continuous", "SN", &out);
     write_sets(m, names, &out);
     return out + "end\n";
+}
+
+std::string lp_write(const model &m, bool *made)
+{
+    bool beside = !m.lazies.empty() || !m.usercuts.empty();
+    return beside ? write_all(m.with_all_rows(), made) : write_all(m, made);
 }
 
 } // namespace vnt

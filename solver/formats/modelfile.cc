@@ -9,6 +9,7 @@ void model_parts::add_row(char s, std::string_view n)
 {
     if (rowwise) begin.push_back(static_cast<int64_t>(index.size()));
     rowsense.push_back(s);
+    rowkind.push_back(kind);
     rhs.push_back(0);
     range.push_back(0);
     rownames.emplace_back(n);
@@ -56,6 +57,27 @@ static std::vector<const char *> pointers(const std::vector<std::string> &names)
     return list;
 }
 
+// Takes the lazy constraints and user cuts out of the rows.
+static void take_beside(const std::string &kinds, model *m)
+{
+    matrix_view rows = m->a.by_row();
+    std::vector<int> place;
+    int left = 0;
+    for (int i = 0; i < m->numrows(); i++) {
+        place.push_back(kinds[i] == model_parts::ROW ? left++ : -1);
+        if (kinds[i] == model_parts::ROW) continue;
+        row_beside r = {m->rownames.at(i), m->rowsense[i], m->rhs[i], {}, {}};
+        if (r.sense == 'R' || std::fabs(r.rhs) >= VNT_INFINITY)
+            throw failure{VNTERR_FILE_FORMAT,
+                          printed("lazy constraint or user cut \"%.200s\" wants one finite side",
+                                  r.name.c_str())};
+        r.index.assign(rows.index + rows.begin[i], rows.index + rows.begin[i + 1]);
+        r.value.assign(rows.value + rows.begin[i], rows.value + rows.begin[i + 1]);
+        (kinds[i] == model_parts::LAZY ? m->lazies : m->usercuts).push_back(std::move(r));
+    }
+    if (left < m->numrows()) m->keep_rows(place, left);
+}
+
 model model_parts::take()
 {
     model m;
@@ -86,6 +108,7 @@ model model_parts::take()
     m.sets = std::move(sets);
     m.indicators = std::move(indicators);
     if (!m.sets.empty() || !m.indicators.empty()) m.make_discrete();
+    take_beside(rowkind, &m);
     return m;
 }
 

@@ -13,6 +13,8 @@
 namespace vnt {
 
 struct model_parts {
+    enum : char { ROW, LAZY, CUT };
+
     std::string name, objname = "obj";
     int sense = VNT_MIN;
     double offset = 0;
@@ -22,7 +24,8 @@ struct model_parts {
     std::vector<std::string> colnames;
 
     std::vector<double> rhs, range;
-    std::string rowsense;
+    std::string rowsense, rowkind;
+    char kind = ROW; // of the rows to come
     std::vector<std::string> rownames;
 
     // Column by column where the file is; others fill `rowwise` and leave these empty.

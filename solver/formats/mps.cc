@@ -158,9 +158,15 @@ void mps_reader::header(std::string_view line)
         if (w.size() > 1) data(words_of(w[1]));
     } else if (section == "COLUMNS") {
         entered.assign(parts.rownames.size() + 1, -1);
-    } else if (!among(section, {"ROWS", "RHS", "RANGES", "BOUNDS", "SOS", "SOS1", "SOS2", "QUADOBJ",
+    } else if (section == "ROWS") {
+        if (parts.kind != model_parts::ROW) file_malformed(lines.number(), "ROWS come first");
+    } else if (section == "LAZYCONS") {
+        parts.kind = model_parts::LAZY;
+    } else if (section == "USERCUTS") {
+        parts.kind = model_parts::CUT;
+    } else if (!among(section, {"RHS", "RANGES", "BOUNDS", "SOS", "SOS1", "SOS2", "QUADOBJ",
                                 "QSECTION", "QMATRIX", "INDICATORS"})) {
-        bool feature = among(section, {"QCMATRIX", "CSECTION", "SETS", "LAZYCONS", "USERCUTS"});
+        bool feature = among(section, {"QCMATRIX", "CSECTION", "SETS"});
         throw failure{feature ? VNTERR_FILE_FEATURE : VNTERR_FILE_FORMAT,
                       printed("line %d: section %.*s is not supported", lines.number(),
                               int(std::min<size_t>(section.size(), 80)), section.data())};
@@ -183,7 +189,7 @@ bool mps_reader::first_vector(std::string_view name)
 
 void mps_reader::data(const words &w)
 {
-    if (section == "ROWS") {
+    if (among(section, {"ROWS", "LAZYCONS", "USERCUTS"})) {
         add_row(w);
     } else if (section == "COLUMNS") {
         add_column_line(w);
@@ -226,6 +232,8 @@ void mps_reader::add_row(const words &w)
         file_malformed(lines.number(), "row type %c is none of N, L, E and G", type);
     }
     int place = static_cast<int>(parts.rownames.size());
+    if (type == 'N' && parts.kind != model_parts::ROW)
+        file_malformed(lines.number(), "a lazy constraint or user cut of type N");
     if (type == 'N') {
         bool chosen = objective_wanted.empty() ? objective.empty() : w[1] == objective_wanted;
         if (chosen) objective = w[1];
@@ -439,6 +447,8 @@ void mps_reader::add_indicator(const words &w)
         file_malformed(lines.number(), "not IF, a row, a column and 0 or 1");
     int i = row_of(w[1]);
     if (i < 0) file_malformed(lines.number(), "a free row cannot depend on an indicator");
+    if (parts.rowkind[i] != model_parts::ROW)
+        file_malformed(lines.number(), "a lazy constraint or user cut cannot depend on one");
     indicator c = {};
     c.type = INDICATOR_IF;
     c.column = column_of(w[2]);

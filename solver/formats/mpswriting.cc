@@ -8,8 +8,9 @@
 
 namespace vnt {
 
-// Lines of a file.  In fixed format fields begin in columns 2, 5, 15 and 25, names have up to 8 and
-// numbers up to 12 characters; in free format blanks divide them.
+// Lines of a file, of a model that has its lazy constraints and user cuts as rows at the end, too.
+// In fixed format fields begin in columns 2, 5, 15 and 25, names have up to 8 and numbers up to 12
+// characters; in free format blanks divide them.
 class mps_writer {
   public:
     mps_writer(const model &m, const file_names &names, bool fixed)
@@ -33,6 +34,7 @@ class mps_writer {
     }
 
     void head();
+    void row(int i);
     void rows();
     void mark(const char *kind);
     void columns();
@@ -93,21 +95,31 @@ void mps_writer::head()
     if (m.sense == VNT_MAX) out += "OBJSENSE\n    MAX\n";
 }
 
+void mps_writer::row(int i)
+{
+    // A range makes of an equation what it must be.
+    char kind[] = {m.rowsense[i] == 'R' ? 'E' : m.rowsense[i], '\0'};
+    line(kind, names.rows[i]);
+}
+
 void mps_writer::rows()
 {
     out += "ROWS\n";
     line("N", names.objective);
-    for (int i = 0; i < m.numrows(); i++) {
-        // A range makes of an equation what it must be.
-        char kind[] = {m.rowsense[i] == 'R' ? 'E' : m.rowsense[i], '\0'};
-        line(kind, names.rows[i]);
-    }
+    int cuts = m.numrows() - static_cast<int>(m.usercuts.size());
+    int lazy = cuts - static_cast<int>(m.lazies.size());
+    for (int i = 0; i < lazy; i++)
+        row(i);
     for (size_t k = 0; k < m.indicators.size(); k++) {
         char kind[] = {m.indicators[k].sense, '\0'};
         line(kind, names.indicators[k]);
     }
+    for (int i = lazy; i < m.numrows(); i++) {
+        if (i == lazy && lazy < cuts) out += "LAZYCONS\n";
+        if (i == cuts) out += "USERCUTS\n";
+        row(i);
+    }
 }
-
 void mps_writer::mark(const char *kind)
 {
     out += std::string("    MARKER    'MARKER'                 '") + kind + "'\n";
@@ -301,11 +313,17 @@ static file_names names_for(const model &m)
     return file_names(m, suits_free);
 }
 
-std::string mps_write(const model &m, bool *made)
+static std::string write_all(const model &m, bool *made)
 {
     const file_names names = names_for(m);
     *made = names.made;
     return mps_writer(m, names, all_suit_fixed(names) && numbers_fit(m)).write();
+}
+
+std::string mps_write(const model &m, bool *made)
+{
+    bool beside = !m.lazies.empty() || !m.usercuts.empty();
+    return beside ? write_all(m.with_all_rows(), made) : write_all(m, made);
 }
 
 } // namespace vnt

@@ -67,6 +67,19 @@ std::vector<double> set_infeasibilities(const model &m, const double *x)
     return out;
 }
 
+std::vector<double> lazy_infeasibilities(const model &m, const double *x)
+{
+    std::vector<double> out;
+    for (const row_beside &r : m.lazies) {
+        double activity = 0;
+        for (size_t k = 0; k < r.index.size(); k++)
+            activity += r.value[k] * x[r.index[k]];
+        out.push_back(beyond(activity, r.sense == 'L' ? -VNT_INFINITY : r.rhs,
+                             r.sense == 'G' ? VNT_INFINITY : r.rhs));
+    }
+    return out;
+}
+
 // A constraint that does not hold at the point is not violated either.
 std::vector<double> indicator_infeasibilities(const model &m, const double *x)
 {

@@ -13,6 +13,7 @@ std::vector<double> row_infeasibilities(const model &m, const double *x);
 std::vector<double> column_infeasibilities(const model &m, const double *x); // of the bounds
 std::vector<double> integer_infeasibilities(const model &m, const double *x);
 std::vector<double> set_infeasibilities(const model &m, const double *x);
+std::vector<double> lazy_infeasibilities(const model &m, const double *x);
 std::vector<double> indicator_infeasibilities(const model &m, const double *x);
 
 // The place of the greatest magnitude; 0 in an empty list.

@@ -178,9 +178,26 @@ static void keep_structure(model &m, const std::vector<int> &place)
         c.column = place[c.column];
         keep_terms(c.index, c.value, place);
     }
+    for (auto *rows : {&m.lazies, &m.usercuts})
+        for (row_beside &r : *rows)
+            keep_terms(r.index, r.value, place);
     std::erase_if(m.order, [&](const branching &b) { return place[b.column] < 0; });
     for (branching &b : m.order)
         b.column = place[b.column];
+}
+
+model model::with_all_rows() const
+{
+    model all = *this;
+    for (auto *rows : {&lazies, &usercuts}) {
+        for (const row_beside &r : *rows) {
+            const char *name = r.name.c_str();
+            int64_t begin = 0, count = static_cast<int64_t>(r.index.size());
+            matrix_lines terms = {1, count, &begin, nullptr, r.index.data(), r.value.data()};
+            all.append_rows({1, &r.rhs, &r.sense, nullptr, &name}, &terms);
+        }
+    }
+    return all;
 }
 
 void model::keep_cols(const std::vector<int> &place, int left)

@@ -63,6 +63,15 @@ struct indicator {
 };
 static constexpr int INDICATOR_IF = 1;
 
+// A row beside the matrix: a lazy constraint or a user cut.
+struct row_beside {
+    std::string name;
+    char sense; // L, G or E
+    double rhs;
+    std::vector<int> index;
+    std::vector<double> value;
+};
+
 // Which column the search should branch on first: the greater the priority, the earlier.
 struct branching {
     int column;
@@ -95,6 +104,7 @@ struct model {
     std::vector<special_set> sets;
     std::vector<indicator> indicators;
     std::vector<branching> order;
+    std::vector<row_beside> lazies, usercuts;
 
     int numcols() const { return a.cols(); }
     int numrows() const { return a.rows(); }
@@ -110,6 +120,9 @@ struct model {
     void append_rows(const new_rows &rows, const matrix_lines *entries);
     void keep_cols(const std::vector<int> &place, int left);
     void keep_rows(const std::vector<int> &place, int left);
+
+    // A copy with the lazy constraints and then the user cuts as rows at the end.
+    model with_all_rows() const;
 
     static void check_cols(const new_columns &cols);
     static void check_rows(const new_rows &rows);

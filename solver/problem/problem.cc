@@ -167,6 +167,16 @@ void vntlp::keep_rows(const std::vector<int> &place, int left)
     }
 }
 
+// Lazy constraints of discrete columns alone hold wherever these are fixed.
+static bool lazy_when_fixed(const model &m)
+{
+    for (const row_beside &r : m.lazies) {
+        for (int j : r.index)
+            if (m.ctype[j] == 'C') return true;
+    }
+    return false;
+}
+
 static bool holds_type(const model &m, char type)
 {
     return m.ctype.find(type) != std::string::npos;
@@ -179,7 +189,8 @@ void vntlp::set_type(int type, const std::vector<double> &values)
     if (type == VNT_PROB_FIXED_MIP) {
         require(m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
         require(!values.empty(), VNTERR_NO_SOLUTION);
-        require(!holds_type(m, 'S') && m.sets.empty() && m.indicators.empty(),
+        require(!holds_type(m, 'S') && m.sets.empty() && m.indicators.empty() &&
+                    !lazy_when_fixed(m),
                 VNTERR_NOT_SUPPORTED);
     }
     std::vector<double> fixed = values; // `changed` may take it away

@@ -23,6 +23,7 @@ reformulation::reformulation(const vntlp &p, bool discrete)
     copy_rows(m);
     if (discrete) {
         copy_discrete(m);
+        copy_beside(m);
         copy_starts(p);
         copy_order(m);
     } else if (p.has_basis()) {
@@ -55,6 +56,27 @@ void reformulation::copy_discrete(const model &m)
     for (const indicator &c : m.indicators)
         add_indicator(c);
     point_out();
+}
+
+void reformulation::copy_beside(const model &m)
+{
+    besidebegin.push_back(0);
+    for (auto *rows : {&m.lazies, &m.usercuts}) {
+        for (const row_beside &r : *rows) {
+            besideindex.insert(besideindex.end(), r.index.begin(), r.index.end());
+            besidevalue.insert(besidevalue.end(), r.value.begin(), r.value.end());
+            besidebegin.push_back(static_cast<int64_t>(besideindex.size()));
+            besidelower.push_back(r.sense == 'L' ? -VNT_INFINITY : r.rhs);
+            besideupper.push_back(r.sense == 'G' ? VNT_INFINITY : r.rhs);
+        }
+    }
+    out.beside = {static_cast<int>(besidelower.size()),
+                  static_cast<int>(m.lazies.size()),
+                  besidebegin.data(),
+                  besideindex.data(),
+                  besidevalue.data(),
+                  besidelower.data(),
+                  besideupper.data()};
 }
 
 void reformulation::copy_all(const model &m)

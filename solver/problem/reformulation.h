@@ -24,6 +24,7 @@ class reformulation {
   private:
     void copy_rows(const model &m);
     void copy_discrete(const model &m);
+    void copy_beside(const model &m);
     void copy_all(const model &m);
     void add_semicontinuous(const model &m);
     void add_set(const special_set &s);
@@ -43,6 +44,9 @@ class reformulation {
 
     engine_model out;
     std::vector<double> rowlower, rowupper, lower, upper, objective;
+    std::vector<int64_t> besidebegin;
+    std::vector<int> besideindex;
+    std::vector<double> besidevalue, besidelower, besideupper;
     std::vector<std::vector<double>> starts;
     std::vector<const double *> startpoints;
     std::vector<int> rank, direction;
