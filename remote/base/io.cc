@@ -37,7 +37,7 @@ int io_wait(int fd, short events, int stopfd, int64_t deadline)
     }
 }
 
-static ssize_t writesome(int fd, const void *bytes, size_t n)
+static ssize_t write_some(int fd, const void *bytes, size_t n)
 {
     ssize_t done = send(fd, bytes, n, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (done < 0 && errno == ENOTSOCK) done = write(fd, bytes, n);
@@ -45,7 +45,7 @@ static ssize_t writesome(int fd, const void *bytes, size_t n)
     return done;
 }
 
-static ssize_t readsome(int fd, void *bytes, size_t n)
+static ssize_t read_some(int fd, void *bytes, size_t n)
 {
     ssize_t done = recv(fd, bytes, n, MSG_DONTWAIT);
     if (done < 0 && errno == ENOTSOCK) done = read(fd, bytes, n);
@@ -69,7 +69,7 @@ int io_writeall(int fd, const void *bytes, size_t n, int stopfd, int64_t deadlin
 {
     auto next = static_cast<const char *>(bytes);
     while (n > 0) {
-        ssize_t done = writesome(fd, next, n);
+        ssize_t done = write_some(fd, next, n);
         if (done > 0) {
             next += done;
             n -= static_cast<size_t>(done);
@@ -84,7 +84,7 @@ int io_readall(int fd, void *bytes, size_t n, int stopfd, int64_t deadline)
 {
     auto next = static_cast<char *>(bytes);
     while (n > 0) {
-        ssize_t done = readsome(fd, next, n);
+        ssize_t done = read_some(fd, next, n);
         if (done > 0) {
             next += done;
             n -= static_cast<size_t>(done);

@@ -38,7 +38,7 @@ static const message_layout *find(const codec *c, uint32_t id)
     return layout_find(range->begin, range->end, id);
 }
 
-static int encodefield(stream *out, const message_field *f, const void *record)
+static int encode_field(stream *out, const message_field *f, const void *record)
 {
     const stream_operations &ops = out->ops;
     switch (f->kind) {
@@ -56,7 +56,7 @@ static int encodefield(stream *out, const message_field *f, const void *record)
     return 0;
 }
 
-static int decodefield(stream *in, const message_field *f, void *record)
+static int decode_field(stream *in, const message_field *f, void *record)
 {
     const stream_operations &ops = in->ops;
     switch (f->kind) {
@@ -74,7 +74,7 @@ static int decodefield(stream *in, const message_field *f, void *record)
     return 0;
 }
 
-static void freefield(stream *in, const message_field *f, void *record)
+static void free_field(stream *in, const message_field *f, void *record)
 {
     const stream_operations &ops = in->ops;
     switch (f->kind) {
@@ -96,16 +96,16 @@ static int encode(stream *out, const message_layout *layout, const void *record,
     if (rc != 0) return rc;
     *mustend = 1;
     for (const message_field *f = layout->fields; rc == 0 && f->kind != KIND_END; f++)
-        rc = encodefield(out, f, record);
+        rc = encode_field(out, f, record);
     return rc;
 }
 
 // Frees a record and what its fields before `end` own, or all of them when that is null.
-static void freerecord(stream *in, const message_field *fields, const message_field *end,
-                       void *record)
+static void free_record(stream *in, const message_field *fields, const message_field *end,
+                        void *record)
 {
     for (const message_field *f = fields; f != end && f->kind != KIND_END; f++)
-        freefield(in, f, record);
+        free_field(in, f, record);
     free(record);
 }
 
@@ -116,9 +116,9 @@ static int decode(stream *in, const message_layout *layout, void **out, int *mus
     if (record == nullptr) return MESSAGE_NOMEMORY;
     field_at<uint32_t>(record, sizeof(void *)) = layout->id;
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
-        int rc = decodefield(in, f, record);
+        int rc = decode_field(in, f, record);
         if (rc == 0) continue;
-        freerecord(in, layout->fields, f, record);
+        free_record(in, layout->fields, f, record);
         return rc;
     }
     *out = record;
@@ -163,7 +163,7 @@ static int simplecodec_delmsg(codec *c, void *record)
     if (record == nullptr) return 0;
     const message_layout *layout = find(c, message_id(record));
     if (layout == nullptr) return MESSAGE_UNKNOWN;
-    freerecord(c->in, layout->fields, nullptr, record);
+    free_record(c->in, layout->fields, nullptr, record);
     return 0;
 }
 

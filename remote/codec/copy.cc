@@ -10,7 +10,7 @@ namespace vnt {
 // Ids below it are the builtin codec's.
 static constexpr uint32_t FIRST_COPIED = 1000;
 
-static int copyfield(void *to, const void *from, const message_field *f)
+static int copy_field(void *to, const void *from, const message_field *f)
 {
     size_t at = f->offset;
     switch (f->kind) {
@@ -32,7 +32,7 @@ static int copyfield(void *to, const void *from, const message_field *f)
     return 0;
 }
 
-static void uncopyfield(void *copy, const message_field *f)
+static void uncopy_field(void *copy, const message_field *f)
 {
     switch (f->kind) {
     case KIND_STRING: message_uncopy_string(&field_at<message_string>(copy, f->offset)); break;
@@ -52,7 +52,7 @@ void *vntmsg_copy(const void *record)
     if (copy == nullptr) return nullptr;
     field_at<uint32_t>(copy, sizeof(void *)) = id;
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
-        if (copyfield(copy, record, f) == 0) continue;
+        if (copy_field(copy, record, f) == 0) continue;
         uncopy(copy); // fields not reached are zero and own nothing
         return nullptr;
     }
@@ -63,7 +63,7 @@ void uncopy(void *copy)
 {
     const message_layout *layout = catalogue_find(message_id(copy));
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++)
-        uncopyfield(copy, f);
+        uncopy_field(copy, f);
     free(copy);
 }
 

@@ -20,19 +20,19 @@ size_t message_elementsize(uint32_t type)
 }
 
 // Bytes that a block of elements needs, the spare zeros behind bytes included.
-static size_t blocksize(uint32_t type, uint64_t count)
+static size_t block_size(uint32_t type, uint64_t count)
 {
     bool bytes = type == TYPE_BYTE || type == TYPE_UBYTE;
     return message_elementsize(type) * count + (bytes ? MESSAGE_SPARE : 0);
 }
 
-static uint32_t chunksneeded(int64_t count)
+static uint32_t chunks_needed(int64_t count)
 {
     return static_cast<uint32_t>(count / MESSAGE_CHUNK_MAX + (count % MESSAGE_CHUNK_MAX != 0));
 }
 
 // Elements of chunk `i` of `count` elements cut into full chunks and a rest.
-static uint32_t chunkcount(int64_t count, uint32_t i)
+static uint32_t chunk_count(int64_t count, uint32_t i)
 {
     int64_t left = count - i * MESSAGE_CHUNK_MAX;
     return static_cast<uint32_t>(left < MESSAGE_CHUNK_MAX ? left : MESSAGE_CHUNK_MAX);
@@ -41,13 +41,13 @@ static uint32_t chunkcount(int64_t count, uint32_t i)
 // Points the cleared array `a` at one block of `count` elements, which may fill several chunks.
 static int point(message_array *a, int64_t count, uint32_t type, void *data)
 {
-    uint32_t n = count == 0 ? 1 : chunksneeded(count);
+    uint32_t n = count == 0 ? 1 : chunks_needed(count);
     message_chunk *chunks = &a->inlinechunk;
     if (n > 1) chunks = static_cast<message_chunk *>(calloc(n, sizeof(message_chunk)));
     if (chunks == nullptr) return MESSAGE_NOMEMORY;
     uint64_t step = MESSAGE_CHUNK_MAX * message_elementsize(type);
     for (uint32_t i = 0; i < n; i++)
-        chunks[i] = {chunkcount(count, i), static_cast<char *>(data) + i * step};
+        chunks[i] = {chunk_count(count, i), static_cast<char *>(data) + i * step};
     *a = {count, type, n, chunks, a->inlinechunk};
     return 0;
 }
@@ -59,15 +59,15 @@ static message_string borrow(const char *text, const message_strlen *len)
 }
 
 // Makes string records for `count` > 0 borrowed strings.
-static int pointstrings(message_array *a, int64_t count, const char *const *texts,
-                        const message_strlen *len)
+static int point_strings(message_array *a, int64_t count, const char *const *texts,
+                         const message_strlen *len)
 {
-    uint32_t n = chunksneeded(count);
+    uint32_t n = chunks_needed(count);
     a->chunks = static_cast<message_chunk *>(calloc(n, sizeof(message_chunk)));
     if (a->chunks == nullptr) return MESSAGE_NOMEMORY;
     a->type = TYPE_STRING; // from here on unset releases what stands
     for (; a->nchunks < n; a->nchunks++) {
-        uint32_t elements = chunkcount(count, a->nchunks);
+        uint32_t elements = chunk_count(count, a->nchunks);
         auto strings = static_cast<message_string *>(calloc(elements, sizeof(message_string)));
         if (strings == nullptr) {
             message_unset_array(a);
@@ -91,7 +91,7 @@ int message_set_anyarray(message_array *a, int64_t count, uint32_t type, const v
     if (type != TYPE_STRING) return point(a, count, type, const_cast<void *>(data));
     a->type = type;
     if (count == 0) return 0;
-    return pointstrings(a, count, static_cast<const char *const *>(data), len);
+    return point_strings(a, count, static_cast<const char *const *>(data), len);
 }
 
 int message_set_bytearray(message_array *a, int64_t count, const void *data)
@@ -171,7 +171,7 @@ int message_copy_string(message_string *to, const message_string *from)
     return 0;
 }
 
-static int copystrings(message_string *to, const message_string *from, uint32_t count)
+static int copy_strings(message_string *to, const message_string *from, uint32_t count)
 {
     int rc = 0;
     for (uint32_t i = 0; rc == 0 && i < count; i++)
@@ -180,15 +180,15 @@ static int copystrings(message_string *to, const message_string *from, uint32_t 
 }
 
 // Copies one chunk's block into the empty chunk `to`, which is fit for uncopy at any time.
-static int copychunk(message_chunk *to, const message_chunk *from, uint32_t type)
+static int copy_chunk(message_chunk *to, const message_chunk *from, uint32_t type)
 {
     size_t bytes = message_elementsize(type) * from->count;
-    to->data = calloc(1, blocksize(type, from->count));
+    to->data = calloc(1, block_size(type, from->count));
     if (to->data == nullptr) return from->count == 0 ? 0 : MESSAGE_NOMEMORY;
     to->count = from->count;
     if (type == TYPE_STRING)
-        return copystrings(static_cast<message_string *>(to->data),
-                           static_cast<const message_string *>(from->data), from->count);
+        return copy_strings(static_cast<message_string *>(to->data),
+                            static_cast<const message_string *>(from->data), from->count);
     if (bytes > 0) memcpy(to->data, from->data, bytes);
     return 0;
 }
@@ -204,7 +204,7 @@ int message_copy_array(message_array *to, const message_array *from)
     int rc = to->chunks != nullptr ? 0 : MESSAGE_NOMEMORY;
     if (rc == 0) to->nchunks = from->nchunks;
     for (uint32_t i = 0; rc == 0 && i < to->nchunks; i++)
-        rc = copychunk(&to->chunks[i], &from->chunks[i], from->type);
+        rc = copy_chunk(&to->chunks[i], &from->chunks[i], from->type);
     if (rc != 0) message_uncopy_array(to);
     return rc;
 }
@@ -226,7 +226,7 @@ void message_uncopy_string(message_string *s)
     *s = {};
 }
 
-static void freestrings(const message_chunk *chunk)
+static void free_strings(const message_chunk *chunk)
 {
     auto strings = static_cast<message_string *>(chunk->data);
     for (uint32_t i = 0; i < chunk->count; i++)
@@ -237,7 +237,7 @@ void message_uncopy_array(message_array *a)
 {
     if (a == nullptr) return;
     for (uint32_t i = 0; i < a->nchunks; i++) {
-        if (a->type == TYPE_STRING) freestrings(&a->chunks[i]);
+        if (a->type == TYPE_STRING) free_strings(&a->chunks[i]);
         free(a->chunks[i].data);
     }
     free(a->chunks);

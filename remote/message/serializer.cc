@@ -19,20 +19,20 @@ static int resize(serializer *s, uint64_t capacity)
     return 0;
 }
 
-static int makeroom(serializer *s, uint64_t n)
+static int make_room(serializer *s, uint64_t n)
 {
     if (s->capacity - s->used >= n) return 0;
     uint64_t capacity = s->capacity == 0 ? FIRST_CAPACITY : 2 * s->capacity;
     return resize(s, capacity - s->used >= n ? capacity : s->used + n);
 }
 
-template <class value> static int addall(serializer *s, int64_t count, const value *values)
+template <class value> static int add_all(serializer *s, int64_t count, const value *values)
 {
     if (count < 1) return 0;
     uint64_t n;
     if (__builtin_mul_overflow(static_cast<uint64_t>(count), sizeof(value), &n))
         return OUT_OF_MEMORY;
-    int rc = makeroom(s, n);
+    int rc = make_room(s, n);
     if (rc != 0) return rc;
     byteorder_swap(s->buffer + s->used, values, static_cast<size_t>(count), sizeof(value));
     s->used += n;
@@ -41,7 +41,7 @@ template <class value> static int addall(serializer *s, int64_t count, const val
 
 template <class value> static int add(serializer *s, value v)
 {
-    return addall(s, 1, &v);
+    return add_all(s, 1, &v);
 }
 
 static constexpr serializer_operations serializer_ops = {
@@ -51,12 +51,12 @@ static constexpr serializer_operations serializer_ops = {
     .serializeraddlong = add<int64_t>,
     .serializeraddfloat = add<float>,
     .serializeradddouble = add<double>,
-    .serializeraddbytes = addall<int8_t>,
-    .serializeraddshorts = addall<int16_t>,
-    .serializeraddints = addall<int32_t>,
-    .serializeraddlongs = addall<int64_t>,
-    .serializeraddfloats = addall<float>,
-    .serializeradddoubles = addall<double>,
+    .serializeraddbytes = add_all<int8_t>,
+    .serializeraddshorts = add_all<int16_t>,
+    .serializeraddints = add_all<int32_t>,
+    .serializeraddlongs = add_all<int64_t>,
+    .serializeraddfloats = add_all<float>,
+    .serializeradddoubles = add_all<double>,
 };
 
 int serializer_init(serializer *s, uint64_t room)

@@ -51,7 +51,7 @@ struct fdio_notice {
 static std::atomic<fdio_notice *> notices;
 
 // Takes a flag off; whoever takes the last one clears the notice.
-static void leave(fdio_notice *n, uint32_t flag)
+static void notice_release(fdio_notice *n, uint32_t flag)
 {
     uint32_t before = n->state.fetch_and(~flag);
     if (before % NOTICE_TURN != flag) return;
@@ -61,7 +61,7 @@ static void leave(fdio_notice *n, uint32_t flag)
 }
 
 // Announces the end of a read by signal, once.  Safe in a signal handler.
-static void settle(fdio_notice *n)
+static void notice_announce(fdio_notice *n)
 {
     uint32_t state = n->state.load();
     if ((state & NOTICE_SIGNAL) == 0) return;
@@ -70,34 +70,34 @@ static void settle(fdio_notice *n)
     uint32_t posting = (state & ~NOTICE_SIGNAL) | NOTICE_POSTING;
     if (!n->state.compare_exchange_strong(state, posting)) return;
     sem_post(&n->fired);
-    leave(n, NOTICE_POSTING);
+    notice_release(n, NOTICE_POSTING);
 }
 
-static void settleall(void)
+static void notices_announce(void)
 {
     for (fdio_notice *n = notices.load(); n != nullptr; n = n->next)
-        settle(n);
+        notice_announce(n);
 }
 
-static void onsignal(int, siginfo_t *, void *)
+static void on_signal(int, siginfo_t *, void *)
 {
     int saved = errno;
-    settleall();
+    notices_announce();
     errno = saved;
 }
 
 // The handler stays once it is installed: another stream's signal may be on its way, and the
 // default action of the signal would end the process.
-static int installhandler(void)
+static int handler_install(void)
 {
     struct sigaction action = {};
-    action.sa_sigaction = onsignal;
+    action.sa_sigaction = on_signal;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
     sigemptyset(&action.sa_mask);
     return sigaction(SIGUSR1, &action, nullptr) == 0 ? 0 : MESSAGE_NOCONNECTION;
 }
 
-static fdio_notice *makenotice(void)
+static fdio_notice *notice_create(void)
 {
     auto n = static_cast<fdio_notice *>(calloc(1, sizeof(fdio_notice)));
     if (n == nullptr) return nullptr;
@@ -115,27 +115,27 @@ static fdio_notice *makenotice(void)
     return n;
 }
 
-static fdio_notice *freenotice(void)
+static fdio_notice *notice_take(void)
 {
-    settleall();
+    notices_announce();
     for (fdio_notice *n = notices.load(); n != nullptr; n = n->next) {
         uint32_t state = n->state.load();
         uint32_t owned = state - NOTICE_FREE + NOTICE_OWNED;
         if (state % NOTICE_TURN == NOTICE_FREE && n->state.compare_exchange_strong(state, owned))
             return n;
     }
-    return makenotice();
+    return notice_create();
 }
 
 // Gives the stream a notice.  Errors: LOCK, IO.
-static int neednotice(fdio *f)
+static int notice_attach(fdio *f)
 {
     if (f->notice != nullptr) return 0;
-    fdio_notice *n = freenotice();
+    fdio_notice *n = notice_take();
     if (n == nullptr) return MESSAGE_LOCK;
     n->fd = fcntl(f->infd, F_DUPFD_CLOEXEC, 0);
     if (n->fd < 0) {
-        leave(n, NOTICE_OWNED);
+        notice_release(n, NOTICE_OWNED);
         return MESSAGE_IO;
     }
     n->pending = false;
@@ -145,7 +145,7 @@ static int neednotice(fdio *f)
 }
 
 // Waits for the end of the read in flight.
-static int awaitread(fdio_notice *n, int64_t deadline)
+static int read_await(fdio_notice *n, int64_t deadline)
 {
     const aiocb *list[] = {&n->control};
     while (aio_error(&n->control) == EINPROGRESS) {
@@ -159,7 +159,7 @@ static int awaitread(fdio_notice *n, int64_t deadline)
 }
 
 // Moves the byte of a read that has ended to the bytes read ahead.  The notice is locked.
-static int collectlocked(fdio_notice *n, fdio *f)
+static int byte_collect(fdio_notice *n, fdio *f)
 {
     n->pending = false;
     errno = aio_error(&n->control);
@@ -174,11 +174,11 @@ int async_collect(fdio *f)
     fdio_notice *n = f->notice;
     mutex_holder hold(&n->lock);
     if (!n->pending) return 0;
-    int rc = awaitread(n, timeout_deadline(&f->readtimeout));
-    return rc == 0 ? collectlocked(n, f) : rc;
+    int rc = read_await(n, timeout_deadline(&f->readtimeout));
+    return rc == 0 ? byte_collect(n, f) : rc;
 }
 
-static void callowner(fdio_notice *n)
+static void owner_call(fdio_notice *n)
 {
     fdio *f = n->owner;
     stream_callback callback = f->callback;
@@ -193,21 +193,21 @@ static void callowner(fdio_notice *n)
 
 // Runs on a thread of the system's asynchronous input.  It may come late: a read of the stream may
 // have taken the byte, and the next read may be in flight, whose own thread follows.
-static void onthread(sigval value)
+static void on_thread(sigval value)
 {
     auto n = static_cast<fdio_notice *>(value.sival_ptr);
     pthread_mutex_lock(&n->lock);
     if ((n->state.load() & NOTICE_THREAD) != 0 && aio_error(&n->control) != EINPROGRESS) {
         bool waiting = n->pending && n->owner != nullptr;
-        if (waiting) collectlocked(n, n->owner);
-        leave(n, NOTICE_THREAD); // before the callback, which may arm the next one
-        if (waiting) callowner(n);
+        if (waiting) byte_collect(n, n->owner);
+        notice_release(n, NOTICE_THREAD); // before the callback, which may arm the next one
+        if (waiting) owner_call(n);
     }
     pthread_mutex_unlock(&n->lock);
 }
 
 // An announcement by thread that has not come yet was for a read before this one.
-static void markarmed(fdio_notice *n, uint32_t how)
+static void notice_mark_armed(fdio_notice *n, uint32_t how)
 {
     uint32_t state = n->state.load(), armed;
     do
@@ -216,7 +216,7 @@ static void markarmed(fdio_notice *n, uint32_t how)
 }
 
 // Starts the read.  The notice is locked, and no read is in flight.
-static int startread(fdio_notice *n, bool bysignal)
+static int read_start(fdio_notice *n, bool bysignal)
 {
     n->control = {};
     n->control.aio_fildes = n->fd;
@@ -226,50 +226,50 @@ static int startread(fdio_notice *n, bool bysignal)
     event->sigev_value.sival_ptr = n;
     event->sigev_signo = SIGUSR1;
     event->sigev_notify = bysignal ? SIGEV_SIGNAL : SIGEV_THREAD;
-    if (!bysignal) event->sigev_notify_function = onthread;
+    if (!bysignal) event->sigev_notify_function = on_thread;
     if (aio_read(&n->control) != 0) return MESSAGE_IO;
     n->pending = true;
     // Armed only now: the handler must not look at a control block in the making.  It is looked at
     // once more in case the signal was here before.
-    markarmed(n, bysignal ? NOTICE_SIGNAL : NOTICE_THREAD);
-    settle(n);
+    notice_mark_armed(n, bysignal ? NOTICE_SIGNAL : NOTICE_THREAD);
+    notice_announce(n);
     return 0;
 }
 
-static int armlocked(fdio_notice *n, fdio *f, bool bysignal)
+static int arm_locked(fdio_notice *n, fdio *f, bool bysignal)
 {
     if (n->owner == nullptr) return 0; // the stream is being destroyed; its callback arms in vain
     if (n->pending) {
         if (aio_error(&n->control) == EINPROGRESS) return 0; // is armed already
-        int rc = collectlocked(n, f);
+        int rc = byte_collect(n, f);
         if (rc != 0) return rc;
     }
-    settle(n);
+    notice_announce(n);
     while (sem_trywait(&n->fired) == 0) {
     } // announcements of what has been read since
     if (f->preread == sizeof f->ahead) return MESSAGE_IO;
-    return startread(n, bysignal);
+    return read_start(n, bysignal);
 }
 
 static int arm(fdio *f, bool bysignal)
 {
     fdio_notice *n = f->notice;
     pthread_mutex_lock(&n->lock);
-    int rc = armlocked(n, f, bysignal);
+    int rc = arm_locked(n, f, bysignal);
     pthread_mutex_unlock(&n->lock);
     return rc;
 }
 
-static int startsignal(fdio *f)
+static int signal_start(fdio *f)
 {
-    int rc = neednotice(f);
-    if (rc == 0) rc = installhandler();
+    int rc = notice_attach(f);
+    if (rc == 0) rc = handler_install();
     return rc == 0 ? arm(f, true) : rc;
 }
 
-static int startthread(fdio *f, stream_callback callback, void *arg)
+static int thread_start(fdio *f, stream_callback callback, void *arg)
 {
-    int rc = neednotice(f);
+    int rc = notice_attach(f);
     if (rc != 0) return rc;
     pthread_mutex_lock(&f->notice->lock);
     f->callback = callback;
@@ -278,7 +278,7 @@ static int startthread(fdio *f, stream_callback callback, void *arg)
     return arm(f, false);
 }
 
-static void dropnotice(fdio *f, bool closing)
+static void notice_detach(fdio *f, bool closing)
 {
     fdio_notice *n = f->notice;
     if (n == nullptr) return;
@@ -286,15 +286,15 @@ static void dropnotice(fdio *f, bool closing)
     n->owner = nullptr;
     while (n->relaying > 0)
         pthread_cond_wait(&n->rest, &n->lock);
-    if (closing && n->pending && shutdown(n->fd, SHUT_RD) == 0) awaitread(n, CLOCK_NEVER);
+    if (closing && n->pending && shutdown(n->fd, SHUT_RD) == 0) read_await(n, CLOCK_NEVER);
     pthread_mutex_unlock(&n->lock);
-    settle(n);
+    notice_announce(n);
     f->notice = nullptr;
-    leave(n, NOTICE_OWNED);
+    notice_release(n, NOTICE_OWNED);
 }
 
 // Waits for input; false when it was woken for another command.
-static bool awaitinput(fdio *f)
+static bool input_await(fdio *f)
 {
     return io_wait(f->infd, POLLIN, f->wakefd, CLOCK_NEVER) > 0;
 }
@@ -310,7 +310,7 @@ static void *listen(void *arg)
         f->command = COMMAND_NONE;
         pthread_mutex_unlock(&f->listenerlock);
         if (command == COMMAND_STOP) return nullptr;
-        if (!awaitinput(f)) continue;
+        if (!input_await(f)) continue;
         pthread_mutex_lock(&f->listenerlock);
         stream_callback callback = f->callback;
         void *callbackarg = f->callbackarg;
@@ -319,7 +319,7 @@ static void *listen(void *arg)
     }
 }
 
-static void releaselistener(fdio *f)
+static void listener_release(fdio *f)
 {
     pthread_cond_destroy(&f->listenercondition);
     pthread_mutex_destroy(&f->listenerlock);
@@ -328,7 +328,7 @@ static void releaselistener(fdio *f)
 }
 
 // Starts the thread with all signals blocked: they are for the program's own threads.
-static int spawn(fdio *f)
+static int listener_spawn(fdio *f)
 {
     sigset_t all, before;
     sigfillset(&all);
@@ -338,16 +338,16 @@ static int spawn(fdio *f)
     return error == 0 ? 0 : MESSAGE_THREAD;
 }
 
-static int makelistener(fdio *f)
+static int listener_create(fdio *f)
 {
     f->command = COMMAND_NONE;
     f->wakefd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (f->wakefd < 0) return MESSAGE_LOCK;
     pthread_mutex_init(&f->listenerlock, nullptr);
     pthread_cond_init(&f->listenercondition, nullptr);
-    int rc = spawn(f);
+    int rc = listener_spawn(f);
     if (rc != 0)
-        releaselistener(f);
+        listener_release(f);
     else
         f->listening = true;
     return rc;
@@ -355,33 +355,33 @@ static int makelistener(fdio *f)
 
 // A stop stays: a callback that arms again while the stream is destroyed must not replace it, or
 // the thread would wait for input for ever.
-static void tell(fdio *f, int32_t command)
+static void listener_command(fdio *f, int32_t command)
 {
     if (f->command != COMMAND_STOP) f->command = command;
     pthread_cond_signal(&f->listenercondition);
 }
 
-static int startlistener(fdio *f, stream_callback callback, void *arg)
+static int listener_start(fdio *f, stream_callback callback, void *arg)
 {
-    int rc = f->listening ? 0 : makelistener(f);
+    int rc = f->listening ? 0 : listener_create(f);
     if (rc != 0) return rc;
     pthread_mutex_lock(&f->listenerlock);
     f->callback = callback;
     f->callbackarg = arg;
-    tell(f, COMMAND_ARM);
+    listener_command(f, COMMAND_ARM);
     pthread_mutex_unlock(&f->listenerlock);
     return 0;
 }
 
-static void stoplistener(fdio *f)
+static void listener_stop(fdio *f)
 {
     if (!f->listening) return;
     pthread_mutex_lock(&f->listenerlock);
-    tell(f, COMMAND_STOP);
+    listener_command(f, COMMAND_STOP);
     pthread_mutex_unlock(&f->listenerlock);
     eventfd_write(f->wakefd, 1);
     pthread_join(f->listener, nullptr);
-    releaselistener(f);
+    listener_release(f);
     f->listening = false;
 }
 
@@ -395,7 +395,7 @@ int fdio_checkinput(stream *s, int *flag)
     fdio_notice *n = static_cast<fdio *>(s)->notice;
     *flag = 0;
     if (n == nullptr) return 0;
-    settle(n);
+    notice_announce(n);
     if (sem_trywait(&n->fired) == 0)
         *flag = 1;
     else if (errno != EAGAIN && errno != EINTR)
@@ -406,14 +406,14 @@ int fdio_checkinput(stream *s, int *flag)
 int fdio_startasync(stream *s, stream_callback callback, void *arg)
 {
     auto f = static_cast<fdio *>(s);
-    if (callback == nullptr) return startsignal(f);
-    return f->uselistener != 0 ? startlistener(f, callback, arg) : startthread(f, callback, arg);
+    if (callback == nullptr) return signal_start(f);
+    return f->uselistener != 0 ? listener_start(f, callback, arg) : thread_start(f, callback, arg);
 }
 
 void fdio_stopasync(fdio *f, bool closing)
 {
-    stoplistener(f);
-    dropnotice(f, closing);
+    listener_stop(f);
+    notice_detach(f, closing);
 }
 
 } // namespace vnt

@@ -85,7 +85,7 @@ static ssize_t send_pieces(int fd, bool socket, bool patient, const iovec pieces
 }
 
 // Whether a descriptor that must not be waited for has room now.
-static bool hasroom(int fd)
+static bool has_room(int fd)
 {
     return io_wait(fd, POLLOUT, -1, 0) != 0;
 }
@@ -101,7 +101,7 @@ int descriptor_write(int fd, bool socket, const fdio_timeout *timeout, bool pati
             int rc = await(fd, socket, POLLOUT, timeout);
             if (rc != 0) return rc;
         }
-        if (!patient && !socket && !hasroom(fd)) return 0;
+        if (!patient && !socket && !has_room(fd)) return 0;
         ssize_t n = send_pieces(fd, socket, patient && !limited, pieces);
         if (n > 0) {
             *sent = static_cast<size_t>(n);

@@ -54,7 +54,7 @@ static constexpr stream_operations fdio_ops = {
 };
 
 // Keeps what was not sent of the buffer at its front.
-static void forget(fdio_writer *w, size_t sent)
+static void drop_sent(fdio_writer *w, size_t sent)
 {
     if (sent > w->outlen) sent = w->outlen;
     w->outlen -= static_cast<uint32_t>(sent);
@@ -73,7 +73,7 @@ static int transmit(fdio_writer *w, const void *block, size_t n)
         all += sent;
         descriptor_advance(pieces, sent);
     }
-    forget(w, all);
+    drop_sent(w, all);
     return rc;
 }
 

@@ -19,7 +19,7 @@ static fdiogroup *group(stream *s)
     return static_cast<fdiogroup *>(s);
 }
 
-static poll_table maketable(const fdiogroup *g)
+static poll_table make_table(const fdiogroup *g)
 {
     size_t n = static_cast<size_t>(g->nmembers);
     return poll_table(static_cast<pollfd *>(calloc(n, sizeof(pollfd))), free);
@@ -50,7 +50,7 @@ static bool push(fdiogroup *g, fdiogroup_member *m, const iovec all[2])
 }
 
 // The deadline of the first of the members that are waited for.
-static int64_t firststall(const fdiogroup *g)
+static int64_t first_stall(const fdiogroup *g)
 {
     int64_t first = CLOCK_NEVER;
     for (int64_t i = 0; i < g->nmembers; i++)
@@ -59,22 +59,22 @@ static int64_t firststall(const fdiogroup *g)
 }
 
 // Members whose peers have vanished show as ready, with an error, from here on.
-static void dropsilent(const pollfd *table, nfds_t n)
+static void drop_silent(const pollfd *table, nfds_t n)
 {
     for (nfds_t i = 0; i < n; i++)
         if (table[i].fd >= 0) socket_dropsilent(table[i].fd);
 }
 
 // Waits until a member that has something left shows room.  Members that have waited too long fail.
-static int awaitroom(fdiogroup *g, pollfd *table)
+static int await_room(fdiogroup *g, pollfd *table)
 {
     nfds_t n = 0;
     for (int64_t i = 0; i < g->nmembers; i++)
         if (g->members[i].left > 0) table[n++] = {g->members[i].io->outfd, POLLOUT, 0};
-    int ready = poll(table, n, clock_leftms(std::min(firststall(g), clock_afterms(SOCKET_LOOK))));
+    int ready = poll(table, n, clock_leftms(std::min(first_stall(g), clock_afterms(SOCKET_LOOK))));
     if (ready > 0 || (ready < 0 && errno == EINTR)) return 0;
     if (ready < 0) return MESSAGE_IO;
-    dropsilent(table, n);
+    drop_silent(table, n);
     for (int64_t i = 0; i < g->nmembers; i++) {
         errno = ETIMEDOUT;
         if (g->members[i].left > 0 && clock_left(g->members[i].stall) == 0)
@@ -84,7 +84,7 @@ static int awaitroom(fdiogroup *g, pollfd *table)
 }
 
 // One round over the members.  Returns whether any of them took anything.
-static bool pushall(fdiogroup *g, const iovec pieces[2])
+static bool push_all(fdiogroup *g, const iovec pieces[2])
 {
     bool progress = false;
     for (int64_t i = 0; i < g->nmembers; i++)
@@ -108,10 +108,10 @@ static int transmit(fdio_writer *w, const void *block, size_t n)
         m->left = m->state == MEMBER_ACTIVE ? w->outlen + n : 0;
         m->stall = timeout_deadline(&m->io->writetimeout);
     }
-    poll_table table = maketable(g);
+    poll_table table = make_table(g);
     while (unsent(g)) {
-        if (pushall(g, pieces) || !unsent(g)) continue;
-        int rc = table != nullptr ? awaitroom(g, table.get()) : MESSAGE_NOMEMORY;
+        if (push_all(g, pieces) || !unsent(g)) continue;
+        int rc = table != nullptr ? await_room(g, table.get()) : MESSAGE_NOMEMORY;
         for (int64_t i = 0; rc != 0 && i < g->nmembers; i++)
             if (g->members[i].left > 0) fail(g, &g->members[i], rc);
     }
@@ -133,7 +133,7 @@ static int endoutmsg(stream *s)
     return g->error;
 }
 
-static constexpr stream_operations makeoperations(void)
+static constexpr stream_operations make_operations(void)
 {
     stream_operations ops = {}; // groups read nothing
     ops.startoutmsg = startoutmsg;
@@ -148,7 +148,7 @@ static constexpr stream_operations makeoperations(void)
     ops.destroy = fdiogroup_destroy;
     return ops;
 }
-static constexpr stream_operations fdiogroup_ops = makeoperations();
+static constexpr stream_operations fdiogroup_ops = make_operations();
 
 int fdiogroup_create(fdiogroup **out, fdio *const *members, int64_t count)
 {
@@ -193,7 +193,7 @@ void fdiogroup_setstate(fdiogroup *g, const uint8_t *states)
 
 // Waits for input of active members, whose entries tell of it then; the others' are negative.
 // Returns how many members are active, or MESSAGE_IO.
-static int64_t awaitinput(const fdiogroup *g, pollfd *table)
+static int64_t await_input(const fdiogroup *g, pollfd *table)
 {
     int64_t active = 0;
     bool ahead = false;
@@ -209,7 +209,7 @@ static int64_t awaitinput(const fdiogroup *g, pollfd *table)
     int ready;
     while ((ready = poll(table, n, ahead ? 0 : SOCKET_LOOK)) <= 0 && !(ready == 0 && ahead)) {
         if (ready < 0 && errno != EINTR) return MESSAGE_IO;
-        if (ready == 0) dropsilent(table, n);
+        if (ready == 0) drop_silent(table, n);
     }
     for (int64_t i = 0; i < g->nmembers; i++)
         if (table[i].fd >= 0 && g->members[i].io->preread > 0) table[i].revents = POLLIN;
@@ -218,11 +218,11 @@ static int64_t awaitinput(const fdiogroup *g, pollfd *table)
 
 int fdiogroup_recvone(fdiogroup *g, fdiogroup_callback callback, void *arg)
 {
-    poll_table table = maketable(g);
+    poll_table table = make_table(g);
     if (table == nullptr) return MESSAGE_NOMEMORY;
     int result = 0;
     for (;;) {
-        int64_t active = awaitinput(g, table.get());
+        int64_t active = await_input(g, table.get());
         if (active < 0) return static_cast<int>(active);
         if (active == 0) return result;
         for (int64_t i = 0; i < g->nmembers; i++) {

@@ -22,7 +22,7 @@ static fdio *reader(stream *s)
 }
 
 // Moves bytes that were read ahead; returns how many.
-static size_t takeahead(fdio *f, void *to, size_t n)
+static size_t take_ahead(fdio *f, void *to, size_t n)
 {
     if (f->preread <= 0) return 0;
     size_t held = static_cast<size_t>(f->preread);
@@ -34,11 +34,11 @@ static size_t takeahead(fdio *f, void *to, size_t n)
 }
 
 // Reads `n` bytes; `*got` tells how many came, also after an error.
-static int fillcount(fdio *f, void *to, size_t n, size_t *got)
+static int read_counted(fdio *f, void *to, size_t n, size_t *got)
 {
     *got = 0;
     int rc = f->notice != nullptr ? async_collect(f) : 0;
-    if (rc == 0) *got = takeahead(f, to, n);
+    if (rc == 0) *got = take_ahead(f, to, n);
     while (rc == 0 && *got < n) {
         size_t more = 0;
         rc = descriptor_read(f->infd, f->insocket, &f->readtimeout, static_cast<char *>(to) + *got,
@@ -48,16 +48,16 @@ static int fillcount(fdio *f, void *to, size_t n, size_t *got)
     return rc;
 }
 
-static int fill(fdio *f, void *to, size_t n)
+static int read_all(fdio *f, void *to, size_t n)
 {
     size_t got;
-    return fillcount(f, to, n, &got);
+    return read_counted(f, to, n, &got);
 }
 
 template <class value> static int get(fdio *f, value *v)
 {
     unsigned char bytes[sizeof(value)];
-    int rc = fill(f, bytes, sizeof bytes);
+    int rc = read_all(f, bytes, sizeof bytes);
     if (rc == 0) *v = wire_get<value>(bytes);
     return rc;
 }
@@ -69,7 +69,7 @@ static int skip(fdio *f, uint64_t n)
     int rc = 0;
     for (uint64_t piece; rc == 0 && n > 0; n -= piece) {
         piece = std::min<uint64_t>(n, sizeof nowhere);
-        rc = fill(f, nowhere, piece);
+        rc = read_all(f, nowhere, piece);
     }
     return rc;
 }
@@ -79,7 +79,7 @@ int fdio_startinmsg(stream *s, int32_t *id)
     fdio *f = reader(s);
     unsigned char bytes[4];
     size_t got;
-    int rc = fillcount(f, bytes, sizeof bytes, &got);
+    int rc = read_counted(f, bytes, sizeof bytes, &got);
     if (rc != 0) {
         // Whoever tries again after a time-out finds the id whole.
         if (got > 0) {
@@ -112,11 +112,11 @@ FDIO_NUMBERS(DEFINE)
 #undef DEFINE
 
 // Reads elements straight into their place.
-static int fillelements(fdio *f, char *to, uint64_t bytes, size_t width)
+static int read_elements(fdio *f, char *to, uint64_t bytes, size_t width)
 {
     for (uint64_t at = 0; at < bytes; at += PIECE) {
         uint64_t n = std::min(PIECE, bytes - at);
-        int rc = fill(f, to + at, n);
+        int rc = read_all(f, to + at, n);
         if (rc != 0) return rc;
         byteorder_swap(to + at, to + at, n / width, width);
     }
@@ -125,7 +125,7 @@ static int fillelements(fdio *f, char *to, uint64_t bytes, size_t width)
 
 // Reads `count` elements into a new block, `*out`.  When memory runs out and `consume` is true the
 // elements are taken off the stream nevertheless.
-static int readblock(fdio *f, uint64_t count, size_t width, bool consume, void **out)
+static int read_block(fdio *f, uint64_t count, size_t width, bool consume, void **out)
 {
     uint64_t bytes = count * width;
     uint64_t room = 0;
@@ -142,7 +142,7 @@ static int readblock(fdio *f, uint64_t count, size_t width, bool consume, void *
             break;
         }
         data = grown;
-        rc = fillelements(f, data + got, room - got, width);
+        rc = read_elements(f, data + got, room - got, width);
     } while (rc == 0 && room < bytes);
     if (rc != 0) {
         free(data);
@@ -159,25 +159,25 @@ struct string_head {
 };
 static constexpr size_t HEAD = 8; // bytes on the wire
 
-static string_head parsehead(const unsigned char *bytes)
+static string_head parse_head(const unsigned char *bytes)
 {
     uint32_t present = wire_get<uint32_t>(bytes);
     return {present, present != 0 ? wire_get<uint32_t>(bytes + 4) : 0};
 }
 
-static int readhead(fdio *f, string_head *head)
+static int read_head(fdio *f, string_head *head)
 {
     unsigned char bytes[HEAD];
-    int rc = fill(f, bytes, sizeof bytes);
-    if (rc == 0) *head = parsehead(bytes);
+    int rc = read_all(f, bytes, sizeof bytes);
+    if (rc == 0) *head = parse_head(bytes);
     return rc;
 }
 
 // Reads the bytes of a string whose head has been read.
-static int readbody(fdio *f, string_head head, bool consume, message_string *value)
+static int read_body(fdio *f, string_head head, bool consume, message_string *value)
 {
     void *data = nullptr;
-    int rc = head.length > 0 ? readblock(f, head.length, 1, consume, &data) : 0;
+    int rc = head.length > 0 ? read_block(f, head.length, 1, consume, &data) : 0;
     if (rc == 0) *value = {head.present, head.length, static_cast<char *>(data), 0};
     return rc;
 }
@@ -186,16 +186,16 @@ int fdio_readstring(stream *s, const char *, message_string *value)
 {
     string_head head;
     *value = {};
-    int rc = readhead(reader(s), &head);
-    return rc == 0 ? readbody(reader(s), head, false, value) : rc;
+    int rc = read_head(reader(s), &head);
+    return rc == 0 ? read_body(reader(s), head, false, value) : rc;
 }
 
-static int skipstrings(fdio *f, uint32_t count)
+static int skip_strings(fdio *f, uint32_t count)
 {
     int rc = 0;
     for (; rc == 0 && count > 0; count--) {
         string_head head;
-        rc = readhead(f, &head);
+        rc = read_head(f, &head);
         if (rc == 0) rc = skip(f, head.length);
     }
     return rc;
@@ -205,23 +205,23 @@ static int skipstrings(fdio *f, uint32_t count)
 static constexpr uint32_t SHORT_STRING = 65536;
 
 // Reads a string whose head has been read, and the head of the next one.
-static int readbodyandhead(fdio *f, string_head *head, message_string *value)
+static int read_body_and_head(fdio *f, string_head *head, message_string *value)
 {
     uint32_t n = head->length;
     if (n == 0 || n > SHORT_STRING) {
-        int rc = readbody(f, *head, true, value);
-        return rc == 0 ? readhead(f, head) : rc;
+        int rc = read_body(f, *head, true, value);
+        return rc == 0 ? read_head(f, head) : rc;
     }
     static_assert(HEAD >= MESSAGE_SPARE);
     auto data = static_cast<unsigned char *>(malloc(n + HEAD));
-    int rc = data != nullptr ? fill(f, data, n + HEAD) : skip(f, n);
+    int rc = data != nullptr ? read_all(f, data, n + HEAD) : skip(f, n);
     if (data == nullptr) return rc == 0 ? MESSAGE_NOMEMORY : rc;
     if (rc != 0) {
         free(data);
         return rc;
     }
     *value = {head->present, n, reinterpret_cast<char *>(data), 0};
-    *head = parsehead(data + n);
+    *head = parse_head(data + n);
     memset(data + n, 0, HEAD);
     return 0;
 }
@@ -250,7 +250,7 @@ static bool grow(filling *c, uint64_t promised)
     return true;
 }
 
-static int appendnumbers(fdio *f, filling *c, uint64_t left)
+static int append_numbers(fdio *f, filling *c, uint64_t left)
 {
     while (left > 0) {
         if (c->count == c->room && !grow(c, left)) {
@@ -258,7 +258,7 @@ static int appendnumbers(fdio *f, filling *c, uint64_t left)
             return rc != 0 ? rc : MESSAGE_NOMEMORY;
         }
         uint64_t n = std::min(left, c->room - c->count);
-        int rc = fillelements(f, c->data + c->count * c->width, n * c->width, c->width);
+        int rc = read_elements(f, c->data + c->count * c->width, n * c->width, c->width);
         if (rc != 0) return rc;
         c->count += n;
         left -= n;
@@ -267,7 +267,7 @@ static int appendnumbers(fdio *f, filling *c, uint64_t left)
 }
 
 // Reads a string whose head has been read, and the head behind it unless it is the last one.
-static int appendstring(fdio *f, filling *c, string_head *head, uint32_t left)
+static int append_string(fdio *f, filling *c, string_head *head, uint32_t left)
 {
     if (c->count == c->room && !grow(c, left)) {
         int rc = skip(f, head->length);
@@ -275,39 +275,39 @@ static int appendstring(fdio *f, filling *c, string_head *head, uint32_t left)
     }
     message_string *to = reinterpret_cast<message_string *>(c->data) + c->count++;
     *to = {};
-    return left > 1 ? readbodyandhead(f, head, to) : readbody(f, *head, true, to);
+    return left > 1 ? read_body_and_head(f, head, to) : read_body(f, *head, true, to);
 }
 
-static int appendstrings(fdio *f, filling *c, uint32_t left)
+static int append_strings(fdio *f, filling *c, uint32_t left)
 {
     string_head head;
-    int rc = left > 0 ? readhead(f, &head) : 0;
+    int rc = left > 0 ? read_head(f, &head) : 0;
     for (; rc == 0 && left > 0; left--)
-        rc = appendstring(f, c, &head, left);
+        rc = append_string(f, c, &head, left);
     if (rc != MESSAGE_NOMEMORY) return rc;
-    rc = skipstrings(f, left); // the string that failed is off the stream
+    rc = skip_strings(f, left); // the string that failed is off the stream
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
-static int skipelements(fdio *f, uint32_t type, uint32_t count)
+static int skip_elements(fdio *f, uint32_t type, uint32_t count)
 {
-    if (type == TYPE_STRING) return skipstrings(f, count);
+    if (type == TYPE_STRING) return skip_strings(f, count);
     return skip(f, uint64_t(count) * message_elementsize(type));
 }
 
-static int skipchunks(fdio *f, uint32_t type, uint32_t n)
+static int skip_chunks(fdio *f, uint32_t type, uint32_t n)
 {
     int rc = 0;
     for (; rc == 0 && n > 0; n--) {
         uint32_t count;
         rc = get(f, &count);
-        if (rc == 0) rc = skipelements(f, type, count);
+        if (rc == 0) rc = skip_elements(f, type, count);
     }
     return rc;
 }
 
 // Adds the chunk to the array's table; each has a block, also without elements.
-static int endchunk(message_array *a, filling *c)
+static int end_chunk(message_array *a, filling *c)
 {
     bool grown = c->data != nullptr || grow(c, 1);
     auto chunks = static_cast<message_chunk *>(
@@ -321,7 +321,7 @@ static int endchunk(message_array *a, filling *c)
     return 0;
 }
 
-static void freechunk(filling *c, uint32_t type)
+static void free_chunk(filling *c, uint32_t type)
 {
     auto strings = reinterpret_cast<message_string *>(c->data);
     for (uint64_t i = 0; type == TYPE_STRING && i < c->count; i++)
@@ -333,37 +333,37 @@ static void freechunk(filling *c, uint32_t type)
 // many small ones would make each of its bytes cost dozens here.
 static constexpr uint32_t MANY_CHUNKS = 1024;
 
-static int readchunk(fdio *f, message_array *a, filling *c, bool joined)
+static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)
 {
     uint32_t count;
     int rc = get(f, &count);
     if (rc != 0) return rc;
-    if (joined && c->count + count > MESSAGE_CHUNK_MAX && (rc = endchunk(a, c)) != 0) {
-        int skipped = skipelements(f, a->type, count);
+    if (joined && c->count + count > MESSAGE_CHUNK_MAX && (rc = end_chunk(a, c)) != 0) {
+        int skipped = skip_elements(f, a->type, count);
         return skipped != 0 ? skipped : rc;
     }
     if (rc == 0)
-        rc = a->type == TYPE_STRING ? appendstrings(f, c, count) : appendnumbers(f, c, count);
-    if (rc == 0 && !joined) rc = endchunk(a, c);
+        rc = a->type == TYPE_STRING ? append_strings(f, c, count) : append_numbers(f, c, count);
+    if (rc == 0 && !joined) rc = end_chunk(a, c);
     return rc;
 }
 
 // Reads `n` > 0 chunks into an array that has its type and none yet.
-static int readchunks(fdio *f, uint32_t n, message_array *a)
+static int read_chunks(fdio *f, uint32_t n, message_array *a)
 {
     bool joined = n > MANY_CHUNKS;
     filling c = {nullptr, message_elementsize(a->type), 0, 0, !joined};
     int rc = 0;
     uint32_t left = n;
     for (; rc == 0 && left > 0; left--)
-        rc = readchunk(f, a, &c, joined);
-    if (rc == 0 && joined) rc = endchunk(a, &c);
+        rc = read_chunk(f, a, &c, joined);
+    if (rc == 0 && joined) rc = end_chunk(a, &c);
     if (rc == 0) return 0;
     uint32_t type = a->type;
-    freechunk(&c, type);
+    free_chunk(&c, type);
     message_uncopy_array(a);
     if (rc != MESSAGE_NOMEMORY) return rc;
-    rc = skipchunks(f, type, left); // the chunk that failed is off the stream
+    rc = skip_chunks(f, type, left); // the chunk that failed is off the stream
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
@@ -373,7 +373,7 @@ int fdio_readarray(stream *s, const char *, message_array *value)
     unsigned char head[12];
     uint32_t n;
     *value = {};
-    int rc = fill(f, head, sizeof head);
+    int rc = read_all(f, head, sizeof head);
     if (rc != 0) return rc;
     int64_t total = wire_get<int64_t>(head);
     uint32_t type = wire_get<uint32_t>(head + 8);
@@ -382,7 +382,7 @@ int fdio_readarray(stream *s, const char *, message_array *value)
         // An array without chunks is taken whatever its type says.
         if (rc == 0 && n > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
         value->type = type;
-        if (rc == 0 && n > 0) rc = readchunks(f, n, value);
+        if (rc == 0 && n > 0) rc = read_chunks(f, n, value);
         if (rc != 0) {
             *value = {};
             return rc;

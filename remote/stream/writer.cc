@@ -36,14 +36,14 @@ void writer_release(fdio_writer *w)
 }
 
 // Makes room for `n` bytes, at most the buffer's size.
-static int makeroom(fdio_writer *w, size_t n)
+static int make_room(fdio_writer *w, size_t n)
 {
     return w->outcap - w->outlen >= n ? 0 : w->transmit(w, nullptr, 0);
 }
 
 template <class value> static int put(fdio_writer *w, value v)
 {
-    int rc = makeroom(w, sizeof v);
+    int rc = make_room(w, sizeof v);
     if (rc != 0) return rc;
     wire_put(w->outbuf + w->outlen, v);
     w->outlen += sizeof v;
@@ -51,10 +51,10 @@ template <class value> static int put(fdio_writer *w, value v)
 }
 
 // Passes elements through the buffer, as many at a time as fit whole.
-static int putsmall(fdio_writer *w, const char *data, size_t count, size_t width)
+static int put_small(fdio_writer *w, const char *data, size_t count, size_t width)
 {
     while (count > 0) {
-        int rc = makeroom(w, width);
+        int rc = make_room(w, width);
         if (rc != 0) return rc;
         size_t n = std::min(count, (w->outcap - w->outlen) / width);
         byteorder_swap(w->outbuf + w->outlen, data, n, width);
@@ -65,13 +65,13 @@ static int putsmall(fdio_writer *w, const char *data, size_t count, size_t width
     return 0;
 }
 
-static bool havescratch(fdio_writer *w)
+static bool have_scratch(fdio_writer *w)
 {
     if (w->scratch == nullptr) w->scratch = static_cast<unsigned char *>(malloc(SCRATCH));
     return w->scratch != nullptr;
 }
 
-static int putlarge(fdio_writer *w, const char *data, size_t count, size_t width)
+static int put_large(fdio_writer *w, const char *data, size_t count, size_t width)
 {
     if (width == 1) return w->transmit(w, data, count);
     int rc = 0;
@@ -85,10 +85,10 @@ static int putlarge(fdio_writer *w, const char *data, size_t count, size_t width
     return rc;
 }
 
-static int putelements(fdio_writer *w, const void *data, size_t count, size_t width)
+static int put_elements(fdio_writer *w, const void *data, size_t count, size_t width)
 {
-    bool small = count * width <= SMALL_BLOCK || (width > 1 && !havescratch(w));
-    return (small ? putsmall : putlarge)(w, static_cast<const char *>(data), count, width);
+    bool small = count * width <= SMALL_BLOCK || (width > 1 && !have_scratch(w));
+    return (small ? put_small : put_large)(w, static_cast<const char *>(data), count, width);
 }
 
 int fdio_startoutmsg(stream *s, int32_t id, const void *, int *)
@@ -118,38 +118,38 @@ int fdio_endoutmsg(stream *s)
 FDIO_NUMBERS(DEFINE)
 #undef DEFINE
 
-static int putstring(fdio_writer *w, const message_string *value)
+static int put_string(fdio_writer *w, const message_string *value)
 {
     uint32_t length = value->present != 0 ? value->length : 0;
     int rc = put(w, value->present);
     if (rc == 0) rc = put(w, length);
-    return rc == 0 ? putelements(w, value->data, length, 1) : rc;
+    return rc == 0 ? put_elements(w, value->data, length, 1) : rc;
 }
 
 int fdio_writestring(stream *s, const char *, const message_string *value)
 {
-    return putstring(writer(s), value);
+    return put_string(writer(s), value);
 }
 
-static int putstrings(fdio_writer *w, const message_string *strings, uint32_t count)
+static int put_strings(fdio_writer *w, const message_string *strings, uint32_t count)
 {
     int rc = 0;
     for (uint32_t i = 0; rc == 0 && i < count; i++)
-        rc = putstring(w, &strings[i]);
+        rc = put_string(w, &strings[i]);
     return rc;
 }
 
-static int putchunk(fdio_writer *w, const message_chunk *chunk, uint32_t type)
+static int put_chunk(fdio_writer *w, const message_chunk *chunk, uint32_t type)
 {
     int rc = put(w, chunk->count);
     if (rc != 0) return rc;
     if (type == TYPE_STRING)
-        return putstrings(w, static_cast<const message_string *>(chunk->data), chunk->count);
-    return putelements(w, chunk->data, chunk->count, message_elementsize(type));
+        return put_strings(w, static_cast<const message_string *>(chunk->data), chunk->count);
+    return put_elements(w, chunk->data, chunk->count, message_elementsize(type));
 }
 
 // Writes what precedes the chunks of an array.
-static int puthead(fdio_writer *w, const message_array *value)
+static int put_head(fdio_writer *w, const message_array *value)
 {
     int64_t total = std::max<int64_t>(value->total, 0);
     int rc = put(w, total);
@@ -163,15 +163,15 @@ int fdio_writearray(stream *s, const char *, const message_array *value)
     fdio_writer *w = writer(s);
     if (value == nullptr || value->type == TYPE_NONE) value = &none;
     if (value->type > TYPE_LAST) return MESSAGE_INVALID;
-    int rc = puthead(w, value);
+    int rc = put_head(w, value);
     if (value->total < 1) return rc;
     for (uint32_t i = 0; rc == 0 && i < value->nchunks; i++)
-        rc = putchunk(w, &value->chunks[i], value->type);
+        rc = put_chunk(w, &value->chunks[i], value->type);
     return rc;
 }
 
 // Reads all `n` bytes of a file from `at` on.
-static int readfile(int fd, unsigned char *to, size_t n, uint64_t at)
+static int read_file(int fd, unsigned char *to, size_t n, uint64_t at)
 {
     while (n > 0) {
         ssize_t got = pread(fd, to, n, static_cast<off_t>(at));
@@ -186,33 +186,33 @@ static int readfile(int fd, unsigned char *to, size_t n, uint64_t at)
 }
 
 // Large pieces go through the scratch block, others straight into the buffer.
-static int putfilepiece(fdio_writer *w, int fd, uint64_t at, size_t n, size_t *done)
+static int put_file_piece(fdio_writer *w, int fd, uint64_t at, size_t n, size_t *done)
 {
-    if (n > SMALL_BLOCK && havescratch(w)) {
+    if (n > SMALL_BLOCK && have_scratch(w)) {
         *done = std::min(n, SCRATCH);
-        int rc = readfile(fd, w->scratch, *done, at);
+        int rc = read_file(fd, w->scratch, *done, at);
         return rc == 0 ? w->transmit(w, w->scratch, *done) : rc;
     }
-    int rc = makeroom(w, 1);
+    int rc = make_room(w, 1);
     if (rc != 0) return rc;
     *done = std::min<size_t>(n, w->outcap - w->outlen);
-    rc = readfile(fd, w->outbuf + w->outlen, *done, at);
+    rc = read_file(fd, w->outbuf + w->outlen, *done, at);
     if (rc == 0) w->outlen += static_cast<uint32_t>(*done);
     return rc;
 }
 
 // A file that is mapped is read nevertheless: it may have shrunk since, and the process would not
 // survive a touch of pages that are gone.
-static int putmapped(fdio_writer *w, const message_file *value)
+static int put_mapped(fdio_writer *w, const message_file *value)
 {
     auto start = static_cast<const char *>(value->mapping->address);
-    int rc = puthead(w, &value->contents);
+    int rc = put_head(w, &value->contents);
     for (uint32_t i = 0; rc == 0 && i < value->contents.nchunks; i++) {
         const message_chunk &chunk = value->contents.chunks[i];
         auto at = static_cast<uint64_t>(static_cast<const char *>(chunk.data) - start);
         rc = put(w, chunk.count);
         for (size_t left = chunk.count, done; rc == 0 && left > 0; left -= done, at += done)
-            rc = putfilepiece(w, value->mapping->fd, at, left, &done);
+            rc = put_file_piece(w, value->mapping->fd, at, left, &done);
     }
     return rc;
 }
@@ -221,7 +221,7 @@ int fdio_writefile(stream *s, const char *name, const message_file *value)
 {
     int rc = fdio_writestring(s, name, &value->name);
     if (rc != 0) return rc;
-    return value->mapping != nullptr ? putmapped(writer(s), value)
+    return value->mapping != nullptr ? put_mapped(writer(s), value)
                                      : fdio_writearray(s, name, &value->contents);
 }
 

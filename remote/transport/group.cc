@@ -34,7 +34,7 @@ static bool fit(transport *const *members, int64_t count)
     return true;
 }
 
-static int createio(transport_group *g)
+static int create_io(transport_group *g)
 {
     std::unique_ptr<fdio *, void (*)(void *)> streams(
         static_cast<fdio **>(calloc(g->nmembers, sizeof(fdio *))), free);
@@ -44,7 +44,7 @@ static int createio(transport_group *g)
     return fdiogroup_create(&g->io, streams.get(), g->nmembers);
 }
 
-static int createcodecs(transport_group *g)
+static int create_codecs(transport_group *g)
 {
     const transport *first = g->members[0];
     size_t n = static_cast<size_t>(first->ncodecs);
@@ -59,7 +59,7 @@ static int createcodecs(transport_group *g)
     return 0;
 }
 
-static int copymembers(transport_group *g, transport *const *members, uint32_t n)
+static int copy_members(transport_group *g, transport *const *members, uint32_t n)
 {
     g->members = static_cast<transport **>(calloc(n, sizeof(transport *)));
     if (g->members == nullptr) return MESSAGE_NOMEMORY;
@@ -79,9 +79,9 @@ int fdtransport_mkgroup(transport_group **out, transport *const *members, int64_
         return MESSAGE_LOCK;
     }
     group_holder g(record, fdtransportgroup_destroy);
-    int rc = copymembers(record, members, static_cast<uint32_t>(count));
-    if (rc == 0) rc = createio(record);
-    if (rc == 0) rc = createcodecs(record);
+    int rc = copy_members(record, members, static_cast<uint32_t>(count));
+    if (rc == 0) rc = create_io(record);
+    if (rc == 0) rc = create_codecs(record);
     if (rc != 0) return rc;
     record->ops = group_ops;
     record->tag = TRANSPORTGROUP_TAG;

@@ -7,7 +7,7 @@
 
 namespace vnt {
 
-static void putid(unsigned char *to, int64_t workerid)
+static void put_id(unsigned char *to, int64_t workerid)
 {
     memcpy(to, &workerid, HANDSHAKE_ID);
 }
@@ -16,7 +16,7 @@ size_t handshake_request_put(handshake_request &to, uint32_t action, int64_t wor
 {
     wire_put(to, action);
     if (action != ACTION_RECONNECT) return HANDSHAKE_ACTION;
-    putid(to + HANDSHAKE_ACTION, workerid);
+    put_id(to + HANDSHAKE_ACTION, workerid);
     return sizeof to;
 }
 
@@ -36,7 +36,7 @@ size_t handshake_answer_put(handshake_answer &to, uint16_t status, int64_t worke
 {
     wire_put(to, status);
     if (status != HANDSHAKE_OK) return HANDSHAKE_STATUS;
-    putid(to + HANDSHAKE_STATUS, workerid);
+    put_id(to + HANDSHAKE_STATUS, workerid);
     return sizeof to;
 }
 

@@ -59,7 +59,7 @@ static timeval milliseconds(int64_t ms)
 }
 
 // The system's own time-out is set as well: it also holds for whoever uses the socket directly.
-static int settimeout(int fd, int option, fdio_timeout *timeout, int64_t ms)
+static int set_timeout(int fd, int option, fdio_timeout *timeout, int64_t ms)
 {
     timeval value = milliseconds(ms > 0 ? ms : 0);
     if (setsockopt(fd, SOL_SOCKET, option, &value, sizeof value) != 0) return MESSAGE_INVALID;
@@ -68,7 +68,7 @@ static int settimeout(int fd, int option, fdio_timeout *timeout, int64_t ms)
     return 0;
 }
 
-static int64_t gettimeout(const fdio_timeout *timeout)
+static int64_t get_timeout(const fdio_timeout *timeout)
 {
     if (timeout->enabled == 0) return -1;
     return timeout->active.tv_sec * 1000 + timeout->active.tv_usec / 1000;
@@ -79,10 +79,10 @@ static int control(transport *t, int32_t key, int64_t *ms)
     fdio_timeout *read = t->io->ops.getreadtimeout(t->io);
     fdio_timeout *write = t->io->ops.getwritetimeout(t->io);
     switch (key) {
-    case CTRL_SET_READTIMEOUT: return settimeout(t->infd, SO_RCVTIMEO, read, *ms);
-    case CTRL_SET_WRITETIMEOUT: return settimeout(t->outfd, SO_SNDTIMEO, write, *ms);
-    case CTRL_GET_READTIMEOUT: *ms = gettimeout(read); return 0;
-    case CTRL_GET_WRITETIMEOUT: *ms = gettimeout(write); return 0;
+    case CTRL_SET_READTIMEOUT: return set_timeout(t->infd, SO_RCVTIMEO, read, *ms);
+    case CTRL_SET_WRITETIMEOUT: return set_timeout(t->outfd, SO_SNDTIMEO, write, *ms);
+    case CTRL_GET_READTIMEOUT: *ms = get_timeout(read); return 0;
+    case CTRL_GET_WRITETIMEOUT: *ms = get_timeout(write); return 0;
     default: return MESSAGE_INVALID;
     }
 }
@@ -144,7 +144,7 @@ struct transport_undo {
 using transport_holder = std::unique_ptr<tcpip_transport, transport_undo>;
 
 // The time-outs begin with what the socket has, and disabled.
-static void inherittimeout(int fd, int option, fdio_timeout *timeout)
+static void inherit_timeout(int fd, int option, fdio_timeout *timeout)
 {
     socklen_t length = sizeof timeout->active;
     if (getsockopt(fd, SOL_SOCKET, option, &timeout->active, &length) != 0) timeout->active = {};
@@ -152,7 +152,7 @@ static void inherittimeout(int fd, int option, fdio_timeout *timeout)
 }
 
 // Waits for the outcome of a connect that is under way.
-static int awaitconnected(int fd, int64_t deadline)
+static int await_connected(int fd, int64_t deadline)
 {
     if (io_wait(fd, POLLOUT, -1, deadline) <= 0) return -1;
     int error = 0;
@@ -167,7 +167,7 @@ static int reach(const tcpip_transport *t, int fd, int64_t deadline)
 {
     auto *address = reinterpret_cast<const sockaddr *>(t->address);
     int rc = connect(fd, address, static_cast<socklen_t>(t->addresslen));
-    if (rc != 0 && (errno == EINPROGRESS || errno == EINTR)) rc = awaitconnected(fd, deadline);
+    if (rc != 0 && (errno == EINPROGRESS || errno == EINTR)) rc = await_connected(fd, deadline);
     if (rc == 0) rc = fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     if (rc == 0) return 0;
     int error = errno;
@@ -176,7 +176,7 @@ static int reach(const tcpip_transport *t, int fd, int64_t deadline)
     return MESSAGE_NOCONNECTION;
 }
 
-static int opensocket(const tcpip_transport *t)
+static int open_socket(const tcpip_transport *t)
 {
     int fd = socket(t->family, t->type | SOCK_CLOEXEC | SOCK_NONBLOCK, t->protocol);
     if (fd < 0) {
@@ -213,14 +213,14 @@ static int create(transport **out, connecting *c, const tcpip_reconnectinfo &inf
     memcpy(t->address, info.address, sizeof t->address);
     t->addresslen = info.addresslen;
 
-    descriptor_holder fd(opensocket(t.get()));
+    descriptor_holder fd(open_socket(t.get()));
     if (fd.fd < 0) return MESSAGE_NOCONNECTION;
     socket_tune(fd.fd);
     int rc = fdtransport_setup(t.get(), fd.fd, fd.fd, t->nothreads, c->ncodecs, c->factories);
     if (rc != 0) return rc;
     int connection = fd.release(); // the transport closes it from here on
-    inherittimeout(connection, SO_RCVTIMEO, t->io->ops.getreadtimeout(t->io));
-    inherittimeout(connection, SO_SNDTIMEO, t->io->ops.getwritetimeout(t->io));
+    inherit_timeout(connection, SO_RCVTIMEO, t->io->ops.getreadtimeout(t->io));
+    inherit_timeout(connection, SO_SNDTIMEO, t->io->ops.getwritetimeout(t->io));
     rc = reach(t.get(), connection, patience);
     if (rc != 0) return rc;
     c->reached = true;
@@ -261,7 +261,7 @@ struct destination {
     char address[ADDRESS_MAX];
 };
 
-static int parseport(destination *d, const char *text)
+static int parse_port(destination *d, const char *text)
 {
     char *end;
     errno = 0;
@@ -271,7 +271,7 @@ static int parseport(destination *d, const char *text)
     return 0;
 }
 
-static int copyaddress(destination *d, const char *text)
+static int copy_address(destination *d, const char *text)
 {
     size_t length = strlen(text);
     if (length >= ADDRESS_MAX) return MESSAGE_INVALID;
@@ -279,50 +279,50 @@ static int copyaddress(destination *d, const char *text)
     return 0;
 }
 
-static int parseaddress(destination *d, const char *text)
+static int parse_address(destination *d, const char *text)
 {
-    if (copyaddress(d, text) != 0) return MESSAGE_INVALID;
+    if (copy_address(d, text) != 0) return MESSAGE_INVALID;
     char *host;
     const char *port = address_split(d->address, &host);
     d->host = host;
-    return parseport(d, port != nullptr ? port : VNTREMOTE_DEFAULT_PORT);
+    return parse_port(d, port != nullptr ? port : VNTREMOTE_DEFAULT_PORT);
 }
 
-static int parsehost(destination *d, const char *text)
+static int parse_host(destination *d, const char *text)
 {
     d->host = text;
     if (text[0] != '[') return 0;
-    if (copyaddress(d, text) != 0) return MESSAGE_INVALID;
+    if (copy_address(d, text) != 0) return MESSAGE_INVALID;
     d->host = address_unbracket(d->address);
     return 0;
 }
 
-static int parseargument(destination *d, const char *text)
+static int parse_argument(destination *d, const char *text)
 {
-    if (strncmp(text, "-host=", 6) == 0) return parsehost(d, text + 6);
-    if (strncmp(text, "-port=", 6) == 0) return parseport(d, text + 6);
-    if (strncmp(text, "-address=", 9) == 0) return parseaddress(d, text + 9);
+    if (strncmp(text, "-host=", 6) == 0) return parse_host(d, text + 6);
+    if (strncmp(text, "-port=", 6) == 0) return parse_port(d, text + 6);
+    if (strncmp(text, "-address=", 9) == 0) return parse_address(d, text + 9);
     if (strcmp(text, "-nothreads") != 0) return MESSAGE_INVALID;
     d->nothreads = 1;
     return 0;
 }
 
-static int parseenvironment(destination *d)
+static int parse_environment(destination *d)
 {
     char address[ADDRESS_MAX];
     int n = snprintf(address, sizeof address, "%s:%s", environment_host(VNTREMOTE_DEFAULT_HOST),
                      environment_port(VNTREMOTE_DEFAULT_PORT));
     if (n < 0 || static_cast<size_t>(n) >= sizeof address) return MESSAGE_INVALID;
-    return parseaddress(d, address);
+    return parse_address(d, address);
 }
 
 static int parse(destination *d, int argc, const char *const *argv)
 {
     d->host = d->port = nullptr;
     d->nothreads = 0;
-    if (argc == -2) return parseenvironment(d);
+    if (argc == -2) return parse_environment(d);
     for (int i = 0; i < argc; i++) {
-        int rc = parseargument(d, argv[i]);
+        int rc = parse_argument(d, argv[i]);
         if (rc != 0) return rc;
     }
     bool complete = d->host != nullptr && *d->host != '\0' && d->port != nullptr;
@@ -354,7 +354,7 @@ static address_list resolve(const destination &d)
     return address_list(found, freeaddrinfo);
 }
 
-static int fillinfo(tcpip_reconnectinfo *info, const addrinfo &address, int nothreads)
+static int fill_info(tcpip_reconnectinfo *info, const addrinfo &address, int nothreads)
 {
     if (address.ai_addrlen > sizeof info->address) {
         trace_line(1, "invalid address length: %lu/%lu\n",
@@ -388,12 +388,12 @@ static int64_t patience(int64_t deadline, const addrinfo *list)
 }
 
 // The first address that accepts a connection is the one, whatever its server answers.
-static int createfirst(transport **out, connecting *c, const addrinfo *list, int nothreads)
+static int create_first(transport **out, connecting *c, const addrinfo *list, int nothreads)
 {
     int rc = MESSAGE_NOCONNECTION;
     for (; list != nullptr && rc == MESSAGE_NOCONNECTION && !c->reached; list = list->ai_next) {
         tcpip_reconnectinfo info;
-        rc = fillinfo(&info, *list, nothreads);
+        rc = fill_info(&info, *list, nothreads);
         if (rc == 0) rc = create(out, c, info, patience(c->deadline, list));
     }
     return rc;
@@ -409,7 +409,7 @@ int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factor
     if (rc != 0) return rc;
     connecting c = {ncodecs, factories, ACTION_NEW, clock_afterms(timeout), false};
     address_list list = resolve(d);
-    rc = createfirst(out, &c, list.get(), d.nothreads);
+    rc = create_first(out, &c, list.get(), d.nothreads);
     if (rc == 0) *created = 1;
     return rc;
 }

@@ -27,7 +27,7 @@ static constexpr transport_operations fdtransport_ops = {
     .ctrldbl = nullptr,
 };
 
-static int initlocks(transport *t)
+static int init_locks(transport *t)
 {
     if (pthread_mutex_init(&t->sendlock, nullptr) != 0) return MESSAGE_LOCK;
     if (pthread_mutex_init(&t->recvlock, nullptr) == 0) return 0;
@@ -35,7 +35,7 @@ static int initlocks(transport *t)
     return MESSAGE_LOCK;
 }
 
-static int createcodecs(transport *t, int n, const codec_factory *const *factories)
+static int create_codecs(transport *t, int n, const codec_factory *const *factories)
 {
     t->codecs = static_cast<codec **>(calloc(n > 0 ? n : 1, sizeof(codec *)));
     if (t->codecs == nullptr) return MESSAGE_NOMEMORY;
@@ -52,10 +52,10 @@ int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncod
 {
     t->tag = TRANSPORT_TAG;
     t->infd = t->outfd = -1;
-    int rc = initlocks(t);
+    int rc = init_locks(t);
     if (rc != 0) return rc;
     rc = fdio_create(&t->io, infd, outfd, !nothreads, nullptr, nullptr);
-    if (rc == 0) rc = createcodecs(t, ncodecs, factories);
+    if (rc == 0) rc = create_codecs(t, ncodecs, factories);
     if (rc != 0) {
         fdtransport_teardown(t);
         return rc;
@@ -65,7 +65,7 @@ int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncod
     return 0;
 }
 
-static void closedescriptors(transport *t)
+static void close_descriptors(transport *t)
 {
     if (t->io != nullptr) fdio_stopasync(static_cast<fdio *>(t->io), t->infd >= 0);
     if (t->infd >= 0) close(t->infd);
@@ -74,7 +74,7 @@ static void closedescriptors(transport *t)
 }
 
 // Gives the message handed out last back to the codec that made it.
-static void freepending(transport *t)
+static void free_pending(transport *t)
 {
     if (t->pending == nullptr) return;
     for (int64_t i = 0; i < t->ncodecs; i++)
@@ -82,7 +82,7 @@ static void freepending(transport *t)
     t->pending = nullptr;
 }
 
-static void destroycodecs(transport *t)
+static void destroy_codecs(transport *t)
 {
     for (; t->ncodecs > 0; t->ncodecs--)
         t->codecs[t->ncodecs - 1]->ops.destroy(t->codecs[t->ncodecs - 1]);
@@ -92,9 +92,9 @@ static void destroycodecs(transport *t)
 
 void fdtransport_teardown(transport *t)
 {
-    closedescriptors(t);
-    freepending(t);
-    destroycodecs(t);
+    close_descriptors(t);
+    free_pending(t);
+    destroy_codecs(t);
     if (t->io != nullptr) t->io->ops.destroy(t->io);
     t->io = nullptr;
     pthread_mutex_destroy(&t->sendlock);
@@ -129,7 +129,7 @@ static int descriptor_number(const char *text)
     return static_cast<int>(number);
 }
 
-static int parseargument(fdtransport_options *options, const char *text)
+static int parse_argument(fdtransport_options *options, const char *text)
 {
     if (const char *in = behind(text, "-infd=")) return (options->infd = descriptor_number(in));
     if (const char *out = behind(text, "-outfd=")) return (options->outfd = descriptor_number(out));
@@ -142,12 +142,12 @@ static int parse(fdtransport_options *options, int argc, const char *const *argv
 {
     *options = {-1, -1, 0, false};
     for (int i = 0; i < argc; i++)
-        if (parseargument(options, argv[i]) < 0) return MESSAGE_INVALID;
+        if (parse_argument(options, argv[i]) < 0) return MESSAGE_INVALID;
     return options->infd >= 0 && options->outfd >= 0 ? 0 : MESSAGE_INVALID;
 }
 
 // The log is a convenience: a stream works without it.
-static void openlog(stream *s)
+static void open_log(stream *s)
 {
     char name[32];
     snprintf(name, sizeof name, "fd%d.log", static_cast<int>(getpid()));
@@ -168,7 +168,7 @@ int fdtransport_create(transport **out, int ncodecs, const codec_factory *const 
         free(t);
         return rc;
     }
-    if (options.log) openlog(t->io);
+    if (options.log) open_log(t->io);
     t->ops = fdtransport_ops;
     *out = t;
     return 0;
@@ -193,7 +193,7 @@ int fdtransport_recvmsg(transport *t, void **message)
 {
     *message = nullptr;
     mutex_holder hold(&t->recvlock);
-    freepending(t);
+    free_pending(t);
     int rc = MESSAGE_UNKNOWN;
     for (int64_t i = 0; rc == MESSAGE_UNKNOWN && i < t->ncodecs; i++)
         rc = t->codecs[i]->ops.recvmsg(t->codecs[i], &t->pending);

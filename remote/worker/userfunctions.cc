@@ -19,7 +19,7 @@ static registration lookup(void *handle, const char *function)
 
 // The first file of the name that opens; null when none does.  A path that is too long ends the
 // search.
-static library *findlibrary(const char *name, const search_path &path)
+static library *find_library(const char *name, const search_path &path)
 {
     char file[LIBRARY_PATHMAX], full[LIBRARY_PATHMAX];
     library *found;
@@ -37,10 +37,10 @@ static library *findlibrary(const char *name, const search_path &path)
 }
 
 // The function out of the library, which then stays open in the slot.
-static registration findinlibrary(library **slot, const char *name, const char *function,
-                                  const search_path &path)
+static registration find_in_library(library **slot, const char *name, const char *function,
+                                    const search_path &path)
 {
-    *slot = findlibrary(name, path);
+    *slot = find_library(name, path);
     if (*slot == nullptr) return nullptr;
     registration found = lookup((*slot)->handle, function);
     if (found != nullptr) return found;
@@ -50,7 +50,7 @@ static registration findinlibrary(library **slot, const char *name, const char *
 }
 
 // LIBRARY=FUNCTION, split at the last "=".
-static int loadone(library **slot, const char *value, const search_path &path, handler *h)
+static int load_one(library **slot, const char *value, const search_path &path, handler *h)
 {
     log_line(LOG_INFO, "Process user function argument '%s'\n", value);
     const char *equals = strrchr(value, '=');
@@ -64,7 +64,7 @@ static int loadone(library **slot, const char *value, const search_path &path, h
         log_line(LOG_INFO, "\tLibrary is '%s'\n", name);
     }
     log_line(LOG_INFO, "\tLookup function '%s'\n", function);
-    if (name != nullptr) found = findinlibrary(slot, name, function, path);
+    if (name != nullptr) found = find_in_library(slot, name, function, path);
     free(name);
     if (found == nullptr) found = lookup(RTLD_DEFAULT, function);
     if (found == nullptr) return MESSAGE_NOUSERFUNCTION;
@@ -79,7 +79,7 @@ int loaduserfunctions(library **table, int argc, char *const *argv, const search
     library **slot = table;
     for (int i = 0; i < argc; i++) {
         if (strncmp(argv[i], option, sizeof option - 1) != 0) continue;
-        int rc = loadone(slot, argv[i] + sizeof option - 1, path, h);
+        int rc = load_one(slot, argv[i] + sizeof option - 1, path, h);
         if (rc != 0) return rc;
         if (*slot != nullptr) slot++;
     }

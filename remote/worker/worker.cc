@@ -34,7 +34,7 @@ struct worker_options {
 } // namespace
 
 // The text behind the name of an option, null where the argument is another.
-static const char *optionvalue(const char *argument, const char *name)
+static const char *option_value(const char *argument, const char *name)
 {
     size_t length = strlen(name);
     return strncmp(argument, name, length) == 0 ? argument + length : nullptr;
@@ -50,13 +50,13 @@ static void greet(const worker_child *child)
         log_fatal("Failed to greet the client: %s\n", strerror(errno));
 }
 
-static void checkarguments(worker_options *o, int argc, char **argv)
+static void check_arguments(worker_options *o, int argc, char **argv)
 {
     for (int i = 1; i < argc; i++) {
         if (strcmp(argv[i], "-nothreads") == 0)
             o->nothreads = true;
-        else if (optionvalue(argv[i], "-libpath=") == nullptr &&
-                 optionvalue(argv[i], "-userfunction=") == nullptr)
+        else if (option_value(argv[i], "-libpath=") == nullptr &&
+                 option_value(argv[i], "-userfunction=") == nullptr)
             log_fatal("Unknown argument '%s' (try -help)\n", argv[i]);
     }
 }
@@ -72,12 +72,12 @@ static char *folder(const char *program)
     return copy;
 }
 
-static void makesearchpath(worker_options *o, int argc, char **argv)
+static void make_search_path(worker_options *o, int argc, char **argv)
 {
     o->directories = static_cast<const char **>(calloc(argc + 1, sizeof(char *)));
     if (o->directories == nullptr) log_fatal("Out of memory\n");
     for (int i = 1; i < argc; i++) {
-        const char *directory = optionvalue(argv[i], "-libpath=");
+        const char *directory = option_value(argv[i], "-libpath=");
         if (directory != nullptr) o->directories[o->ndirectories++] = directory;
     }
     o->directories[o->ndirectories++] = ".";
@@ -86,7 +86,7 @@ static void makesearchpath(worker_options *o, int argc, char **argv)
 }
 
 // The transport takes the descriptors.
-static transport *maketransport(worker_child *child, bool nothreads)
+static transport *make_transport(worker_child *child, bool nothreads)
 {
     char infd[32], outfd[32];
     snprintf(infd, sizeof infd, "-infd=%d", child->infd);
@@ -106,7 +106,7 @@ static transport *maketransport(worker_child *child, bool nothreads)
     return t;
 }
 
-static handler *makehandler(transport *t)
+static handler *make_handler(transport *t)
 {
     const handler_factory *factory = vntmsg_getfactory();
     if (factory == nullptr) log_fatal("Failed to load handler factory.\n");
@@ -116,7 +116,7 @@ static handler *makehandler(transport *t)
     return h;
 }
 
-static void loadlibraries(worker_context *w, const worker_options *o, int argc, char **argv)
+static void load_libraries(worker_context *w, const worker_options *o, int argc, char **argv)
 {
     if (argc <= 1) return;
     w->libraries = static_cast<library **>(calloc(argc - 1, sizeof(library *)));
@@ -128,7 +128,7 @@ static void loadlibraries(worker_context *w, const worker_options *o, int argc, 
 
 // Shows the request's id behind the process's name: people see it in ps, and the server logs it
 // when the worker ends unexpectedly.
-static void showrequest(uint32_t id)
+static void show_request(uint32_t id)
 {
     static char name[16]; // as long as the system takes them
     static int length;
@@ -143,7 +143,7 @@ static void serve(worker_context *w)
 {
     static int32_t termcount; // terminate messages in a row
     for (;;) {
-        if (request_serve(w->io, w->h, showrequest)) {
+        if (request_serve(w->io, w->h, show_request)) {
             termcount = 0;
             continue;
         }
@@ -182,11 +182,11 @@ void tcpipworker(worker_child *child, int argc, char **argv)
     worker_context context = {};
     workerchild = child;
     greet(child);
-    checkarguments(&options, argc, argv);
-    makesearchpath(&options, argc, argv);
-    context.io = maketransport(child, options.nothreads);
-    context.h = makehandler(context.io);
-    loadlibraries(&context, &options, argc, argv);
+    check_arguments(&options, argc, argv);
+    make_search_path(&options, argc, argv);
+    context.io = make_transport(child, options.nothreads);
+    context.h = make_handler(context.io);
+    load_libraries(&context, &options, argc, argv);
     log_line(LOG_DEBUG, "Starting main loop.\n");
     int rc = async_setup(context.h);
     if (rc != 0) log_fatal("Failed to initialize mutex: %d\n", rc);
