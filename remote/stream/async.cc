@@ -21,23 +21,23 @@ namespace vnt {
 // A listener's commands.
 enum : int32_t { COMMAND_NONE = 0, COMMAND_ARM = 1, COMMAND_STOP = 2 };
 
-// What still uses a notice.  Zero means that it is being cleared.
+// The users of a notice.  Without any it is being cleared.
 enum : uint32_t {
     NOTICE_FREE = 1,
     NOTICE_OWNED = 2,    // by a stream
-    NOTICE_SIGNAL = 4,   // its read's end is to be announced by a signal
-    NOTICE_THREAD = 8,   // its read's end is to be announced by a thread
-    NOTICE_POSTING = 16, // it is being announced
+    NOTICE_SIGNAL = 4,   // a signal will announce the end of its read
+    NOTICE_THREAD = 8,   // a thread will
+    NOTICE_POSTING = 16, // the end is being announced
     NOTICE_TURN = 32     // counts the reads above the flags
 };
 
-// An asynchronous read of one byte.  The system, a signal or a notification thread may come back to
-// it after its stream has gone; so notices are never freed, only used again.  Signals of one kind
-// are merged while one is pending: the handler looks at all notices, whoever it was sent for.
+// An asynchronous read of one byte.  The system, a signal handler or a notification thread may use
+// it after its stream has gone, so notices are reused and never freed.  Pending signals of one kind
+// merge into one, so the handler checks all notices.
 struct fdio_notice {
     fdio_notice *next; // constant once it is in the list
     std::atomic<uint32_t> state;
-    int fd; // of its own, so that the number is not used again while a read is in flight
+    int fd; // a duplicate, so that the number is not reused while a read is in flight
     sem_t fired;
     aiocb control;
     unsigned char byte;
@@ -50,7 +50,7 @@ struct fdio_notice {
 
 static std::atomic<fdio_notice *> notices;
 
-// Takes a flag off; whoever takes the last one clears the notice.
+// Takes a flag off.  Taking the last one clears the notice for reuse.
 static void notice_release(fdio_notice *n, uint32_t flag)
 {
     uint32_t before = n->state.fetch_and(~flag);
@@ -66,7 +66,7 @@ static void notice_announce(fdio_notice *n)
     uint32_t state = n->state.load();
     if ((state & NOTICE_SIGNAL) == 0) return;
     if (aio_error(&n->control) == EINPROGRESS) return;
-    // Fails when somebody else announced it meanwhile, even if the next read is already armed.
+    // Fails if another thread has announced it meanwhile, even if the next read is armed already.
     uint32_t posting = (state & ~NOTICE_SIGNAL) | NOTICE_POSTING;
     if (!n->state.compare_exchange_strong(state, posting)) return;
     sem_post(&n->fired);
@@ -86,8 +86,8 @@ static void on_signal(int, siginfo_t *, void *)
     errno = saved;
 }
 
-// The handler stays once it is installed: another stream's signal may be on its way, and the
-// default action of the signal would end the process.
+// The handler stays installed: another stream's signal may be on its way, and its default action
+// would end the process.
 static int handler_install(void)
 {
     struct sigaction action = {};
@@ -144,7 +144,7 @@ static int notice_attach(fdio *f)
     return 0;
 }
 
-// Waits for the end of the read in flight.
+// Waits for the read in flight to end.
 static int read_await(fdio_notice *n, int64_t deadline)
 {
     const aiocb *list[] = {&n->control};
@@ -178,6 +178,7 @@ int async_collect(fdio *f)
     return rc == 0 ? byte_collect(n, f) : rc;
 }
 
+// The notice is locked, except while the callback runs.
 static void owner_call(fdio_notice *n)
 {
     fdio *f = n->owner;
@@ -191,22 +192,21 @@ static void owner_call(fdio_notice *n)
     pthread_cond_broadcast(&n->rest);
 }
 
-// Runs on a thread of the system's asynchronous input.  It may come late: a read of the stream may
-// have taken the byte, and the next read may be in flight, whose own thread follows.
+// Runs on a thread of the system's asynchronous input.  It may be late: a read of the stream may
+// have taken the byte, and the next asynchronous read, which has a thread of its own, may be in
+// flight.
 static void on_thread(sigval value)
 {
     auto n = static_cast<fdio_notice *>(value.sival_ptr);
-    pthread_mutex_lock(&n->lock);
-    if ((n->state.load() & NOTICE_THREAD) != 0 && aio_error(&n->control) != EINPROGRESS) {
-        bool waiting = n->pending && n->owner != nullptr;
-        if (waiting) byte_collect(n, n->owner);
-        notice_release(n, NOTICE_THREAD); // before the callback, which may arm the next one
-        if (waiting) owner_call(n);
-    }
-    pthread_mutex_unlock(&n->lock);
+    mutex_holder hold(&n->lock);
+    if ((n->state.load() & NOTICE_THREAD) == 0 || aio_error(&n->control) == EINPROGRESS) return;
+    bool waiting = n->pending && n->owner != nullptr;
+    if (waiting) byte_collect(n, n->owner);
+    notice_release(n, NOTICE_THREAD); // before the callback, which may arm the next read
+    if (waiting) owner_call(n);
 }
 
-// An announcement by thread that has not come yet was for a read before this one.
+// An announcement by thread that is still due belongs to an earlier read, so its flag goes.
 static void notice_mark_armed(fdio_notice *n, uint32_t how)
 {
     uint32_t state = n->state.load(), armed;
@@ -229,8 +229,8 @@ static int read_start(fdio_notice *n, bool bysignal)
     if (!bysignal) event->sigev_notify_function = on_thread;
     if (aio_read(&n->control) != 0) return MESSAGE_IO;
     n->pending = true;
-    // Armed only now: the handler must not look at a control block in the making.  It is looked at
-    // once more in case the signal was here before.
+    // Armed only now: the handler must not look at a control block that is not complete.  The read
+    // may have ended, and its signal come, before that.
     notice_mark_armed(n, bysignal ? NOTICE_SIGNAL : NOTICE_THREAD);
     notice_announce(n);
     return 0;
@@ -238,7 +238,7 @@ static int read_start(fdio_notice *n, bool bysignal)
 
 static int arm_locked(fdio_notice *n, fdio *f, bool bysignal)
 {
-    if (n->owner == nullptr) return 0; // the stream is being destroyed; its callback arms in vain
+    if (n->owner == nullptr) return 0; // the callback of a stream that is being destroyed
     if (n->pending) {
         if (aio_error(&n->control) == EINPROGRESS) return 0; // is armed already
         int rc = byte_collect(n, f);
@@ -246,36 +246,28 @@ static int arm_locked(fdio_notice *n, fdio *f, bool bysignal)
     }
     notice_announce(n);
     while (sem_trywait(&n->fired) == 0) {
-    } // announcements of what has been read since
+    } // drops announcements of bytes that have been read since
     if (f->preread == sizeof f->ahead) return MESSAGE_IO;
     return read_start(n, bysignal);
-}
-
-static int arm(fdio *f, bool bysignal)
-{
-    fdio_notice *n = f->notice;
-    pthread_mutex_lock(&n->lock);
-    int rc = arm_locked(n, f, bysignal);
-    pthread_mutex_unlock(&n->lock);
-    return rc;
 }
 
 static int signal_start(fdio *f)
 {
     int rc = notice_attach(f);
     if (rc == 0) rc = handler_install();
-    return rc == 0 ? arm(f, true) : rc;
+    if (rc != 0) return rc;
+    mutex_holder hold(&f->notice->lock);
+    return arm_locked(f->notice, f, true);
 }
 
 static int thread_start(fdio *f, stream_callback callback, void *arg)
 {
     int rc = notice_attach(f);
     if (rc != 0) return rc;
-    pthread_mutex_lock(&f->notice->lock);
+    mutex_holder hold(&f->notice->lock);
     f->callback = callback;
     f->callbackarg = arg;
-    pthread_mutex_unlock(&f->notice->lock);
-    return arm(f, false);
+    return arm_locked(f->notice, f, false);
 }
 
 static void notice_detach(fdio *f, bool closing)
@@ -327,7 +319,7 @@ static void listener_release(fdio *f)
     f->wakefd = -1;
 }
 
-// Starts the thread with all signals blocked: they are for the program's own threads.
+// Starts the thread with all signals blocked: the program's own threads handle them.
 static int listener_spawn(fdio *f)
 {
     sigset_t all, before;
@@ -353,8 +345,8 @@ static int listener_create(fdio *f)
     return rc;
 }
 
-// A stop stays: a callback that arms again while the stream is destroyed must not replace it, or
-// the thread would wait for input for ever.
+// Nothing replaces a stop: if a callback armed the stream while it is being destroyed, the thread
+// would wait for input for ever.
 static void listener_command(fdio *f, int32_t command)
 {
     if (f->command != COMMAND_STOP) f->command = command;
@@ -365,20 +357,20 @@ static int listener_start(fdio *f, stream_callback callback, void *arg)
 {
     int rc = f->listening ? 0 : listener_create(f);
     if (rc != 0) return rc;
-    pthread_mutex_lock(&f->listenerlock);
+    mutex_holder hold(&f->listenerlock);
     f->callback = callback;
     f->callbackarg = arg;
     listener_command(f, COMMAND_ARM);
-    pthread_mutex_unlock(&f->listenerlock);
     return 0;
 }
 
 static void listener_stop(fdio *f)
 {
     if (!f->listening) return;
-    pthread_mutex_lock(&f->listenerlock);
-    listener_command(f, COMMAND_STOP);
-    pthread_mutex_unlock(&f->listenerlock);
+    {
+        mutex_holder hold(&f->listenerlock);
+        listener_command(f, COMMAND_STOP);
+    }
     eventfd_write(f->wakefd, 1);
     pthread_join(f->listener, nullptr);
     listener_release(f);

@@ -1,18 +1,18 @@
 // fdio.h: the stream over a pair of descriptors, one to read from and one to write to, which may
 // be the same socket.
 //
-// Writes are gathered in a buffer and leave when it is full or the message ends.  Reads take
-// exactly the bytes of a value and never more, so that whoever waits for the descriptor sees
-// whether anything is left.
+// Writes are gathered in a buffer, which is sent when it is full or the message ends.  A read takes
+// the bytes of its value and no more, so that polling the descriptor shows whether anything is
+// left.
 //
 // Ownership: the stream owns its record, log file and listener thread.  The descriptors are the
-// caller's and outlive the stream, or fdio_stopasync has been called before they are closed.
+// caller's, who closes them after the stream is destroyed or fdio_stopasync was called.
 //
 // Threads: one may write while another reads.  The writing side uses the writer's part and
 // writetimeout, the reading side curinmsg, the bytes read ahead and readtimeout.
 //
-// Errors: 0 or a code.  MESSAGE_IO is the end of the connection: what was to be sent stays in the
-// buffer, and a message half read stays half read.
+// Errors: 0 or a code.  MESSAGE_IO is the end of the connection: unsent bytes stay in the buffer,
+// and a message that was read in part cannot be resumed.
 
 #pragma once
 
@@ -32,8 +32,8 @@ struct fdio : fdio_writer {
     bool outsocket;   // outfd is one
     int32_t curinmsg; // -1 between messages
 
-    // The listener thread: waits for input when told to.
-    bool listening; // the thread and what follows exist
+    // The listener thread, which waits for input on command.
+    bool listening; // whether the thread and the fields below exist
     pthread_t listener;
     pthread_mutex_t listenerlock; // guards command, callback and callbackarg
     pthread_cond_t listenercondition;
@@ -53,7 +53,7 @@ struct fdio : fdio_writer {
     fdio_timeout writetimeout;
 };
 
-// Makes a stream.  A null time-out is none.
+// Makes a stream.  A null time-out means no limit.
 // Errors: NOMEMORY.
 int fdio_create(stream **out, int infd, int outfd, int uselistener, const fdio_timeout *readtimeout,
                 const fdio_timeout *writetimeout);

@@ -49,7 +49,7 @@ static bool push(fdiogroup *g, fdiogroup_member *m, const iovec all[2])
     return true;
 }
 
-// The deadline of the first of the members that are waited for.
+// The earliest deadline of the members that still have bytes to take.
 static int64_t first_stall(const fdiogroup *g)
 {
     int64_t first = CLOCK_NEVER;
@@ -58,14 +58,14 @@ static int64_t first_stall(const fdiogroup *g)
     return first;
 }
 
-// Members whose peers have vanished show as ready, with an error, from here on.
+// Shuts down the sockets of vanished peers, which poll() then reports as ready.
 static void drop_silent(const pollfd *table, nfds_t n)
 {
     for (nfds_t i = 0; i < n; i++)
         if (table[i].fd >= 0) socket_dropsilent(table[i].fd);
 }
 
-// Waits until a member that has something left shows room.  Members that have waited too long fail.
+// Waits until a member can take more of its bytes.  Members that took none for too long fail.
 static int await_room(fdiogroup *g, pollfd *table)
 {
     nfds_t n = 0;
@@ -98,7 +98,7 @@ static bool unsent(const fdiogroup *g)
                        [](const fdiogroup_member &m) { return m.left > 0; });
 }
 
-// Always returns 0 so that the message goes on to the other members; its end tells the error.
+// Always returns 0, so that the message goes on to the other members; endoutmsg returns the error.
 static int transmit(fdio_writer *w, const void *block, size_t n)
 {
     fdiogroup *g = group(w);
@@ -191,8 +191,8 @@ void fdiogroup_setstate(fdiogroup *g, const uint8_t *states)
         g->members[i].state = states[i];
 }
 
-// Waits for input of active members, whose entries tell of it then; the others' are negative.
-// Returns how many members are active, or MESSAGE_IO.
+// Waits for input of active members and notes it in their entries of the table; the others' entries
+// have no descriptor.  Returns how many members are active, or MESSAGE_IO.
 static int64_t await_input(const fdiogroup *g, pollfd *table)
 {
     int64_t active = 0;

@@ -1,9 +1,8 @@
 // fdiogroup.h: a stream that copies everything written to it to several streams over descriptors.
 //
-// It has the writing half of the table of operations and destroy.  A member that fails is marked
-// and left out; the message goes on to the others, and the end of the message tells the error.
-// Members take bytes as fast as each of them can: a slow one holds up the end of the message but
-// not the other members.
+// It has the writing operations and destroy.  A member that fails is marked and left out; the
+// others get the whole message, and endoutmsg returns the error.  Each member takes bytes as fast
+// as it can: a slow one delays the end of the message but not the other members.
 //
 // Ownership: the members are the caller's and outlive the group.
 //
@@ -19,7 +18,7 @@
 namespace vnt {
 
 enum member_state : uint8_t {
-    MEMBER_ACTIVE = 0, // gets what is sent and is waited for
+    MEMBER_ACTIVE = 0, // gets what is sent, and its answer is awaited
     MEMBER_FAILED = 1,
     MEMBER_FINISHED = 2, // has answered
 };

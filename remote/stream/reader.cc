@@ -10,10 +10,10 @@
 
 namespace vnt {
 
-// Blocks that promise more than this start with it and grow as their bytes arrive.
+// Blocks announced as larger than this start at this size and grow as their bytes arrive.
 static constexpr uint64_t FIRST_BLOCK = 1 << 18;
 
-// Read and brought into host order at a time, while it is in the processor's cache.
+// Bytes read at a time, so that they are still in the cache when they are swapped.
 static constexpr uint64_t PIECE = 262144;
 
 static fdio *reader(stream *s)
@@ -33,7 +33,7 @@ static size_t take_ahead(fdio *f, void *to, size_t n)
     return n;
 }
 
-// Reads `n` bytes; `*got` tells how many came, also after an error.
+// Reads `n` bytes; `*got` is how many came, also after an error.
 static int read_counted(fdio *f, void *to, size_t n, size_t *got)
 {
     *got = 0;
@@ -62,7 +62,7 @@ template <class value> static int get(fdio *f, value *v)
     return rc;
 }
 
-// Reads `n` bytes for nobody.
+// Reads `n` bytes and drops them.
 static int skip(fdio *f, uint64_t n)
 {
     char nowhere[16384];
@@ -81,7 +81,7 @@ int fdio_startinmsg(stream *s, int32_t *id)
     size_t got;
     int rc = read_counted(f, bytes, sizeof bytes, &got);
     if (rc != 0) {
-        // Whoever tries again after a time-out finds the id whole.
+        // Kept for the next attempt, in case this was a time-out.
         if (got > 0) {
             memcpy(f->ahead, bytes, got);
             f->preread = static_cast<int64_t>(got);
@@ -123,8 +123,8 @@ static int read_elements(fdio *f, char *to, uint64_t bytes, size_t width)
     return 0;
 }
 
-// Reads `count` elements into a new block, `*out`.  When memory runs out and `consume` is true the
-// elements are taken off the stream nevertheless.
+// Reads `count` elements into a new block, `*out`.  If memory runs out and `consume` is true, the
+// elements are still read off the stream.
 static int read_block(fdio *f, uint64_t count, size_t width, bool consume, void **out)
 {
     uint64_t bytes = count * width;
@@ -201,7 +201,7 @@ static int skip_strings(fdio *f, uint32_t count)
     return rc;
 }
 
-// Strings up to this length are read in one go with the head of the string behind them.
+// Strings up to this length are read together with the head of the next string.
 static constexpr uint32_t SHORT_STRING = 65536;
 
 // Reads a string whose head has been read, and the head of the next one.
@@ -227,17 +227,17 @@ static int read_body_and_head(fdio *f, string_head *head, message_string *value)
 }
 
 namespace {
-// The chunk that is being read.
+// A chunk while it is being read.
 struct filling {
     char *data;
     size_t width;   // bytes of an element
-    uint64_t count; // elements that are there
+    uint64_t count; // elements read so far
     uint64_t room;  // elements that fit
     bool exact;     // no further chunk will be joined to it
 };
 } // namespace
 
-// Makes room behind the elements, of which `promised` more are to come.
+// Makes room behind the elements; `promised` is how many more are to come.
 static bool grow(filling *c, uint64_t promised)
 {
     uint64_t room = c->room + c->room / 2 + 8;
@@ -266,7 +266,7 @@ static int append_numbers(fdio *f, filling *c, uint64_t left)
     return 0;
 }
 
-// Reads a string whose head has been read, and the head behind it unless it is the last one.
+// Reads a string whose head has been read, and the next string's head unless it is the last one.
 static int append_string(fdio *f, filling *c, string_head *head, uint32_t left)
 {
     if (c->count == c->room && !grow(c, left)) {
@@ -306,7 +306,7 @@ static int skip_chunks(fdio *f, uint32_t type, uint32_t n)
     return rc;
 }
 
-// Adds the chunk to the array's table; each has a block, also without elements.
+// Adds the chunk to the array's table.  A chunk without elements has a block, too.
 static int end_chunk(message_array *a, filling *c)
 {
     bool grown = c->data != nullptr || grow(c, 1);
@@ -329,8 +329,8 @@ static void free_chunk(filling *c, uint32_t type)
     free(c->data);
 }
 
-// An array of more chunks than that is joined into as few as it needs: otherwise a peer that sends
-// many small ones would make each of its bytes cost dozens here.
+// An array of more chunks than this is joined into as few as possible: otherwise a peer that sends
+// many small chunks would make each of its bytes cost dozens here.
 static constexpr uint32_t MANY_CHUNKS = 1024;
 
 static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)

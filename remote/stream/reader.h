@@ -1,16 +1,16 @@
-// reader.h: the reading half of a stream over descriptors; writer.h tells the layout.
+// reader.h: the reading half of a stream over descriptors; writer.h describes the layout.
 //
-// Sizes come from the peer and are not trusted: memory grows with the bytes received, never with
-// the bytes promised.  At no time it is more than eight times the bytes received, and a megabyte.
+// Sizes come from the peer and are not trusted: memory grows with the bytes received, not with the
+// sizes announced.  It never exceeds eight times the bytes received plus a megabyte.
 //
 // Ownership: containers read own their memory; the free operations release it.  After an error
 // there is nothing to free.  Strings and byte blocks carry MESSAGE_SPARE zero bytes at their end.
 //
 // Threads: one reads at a time.
 //
-// Errors: 0, MESSAGE_IO, MESSAGE_INVALID for an unknown element type, MESSAGE_NOMEMORY.  An array
-// that memory does not suffice for has been read to its end nevertheless, so that the stream is in
-// step; a string or file has not.
+// Errors: 0, MESSAGE_IO, MESSAGE_INVALID for an unknown element type, MESSAGE_NOMEMORY.  When
+// memory runs out, an array is still read to its end, so that the next message can follow; a string
+// or a file is not.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// stream.h: what a codec sees of a stream: a table of operations that heads the stream's record.
+// stream.h: the interface of a stream to codecs: a table of operations at the head of its record.
 //
 // A message is its id, then the values of its fields in order.  The codec passes a name with every
 // value; descriptor streams ignore it, other streams may label fields with it.
@@ -27,10 +27,10 @@ struct fdio_timeout {
 
 typedef void (*stream_callback)(stream *s, void *arg);
 
-// The slots stand in this order in memory; groups and tests rely on it.
+// The order of the slots in memory is part of the interface.
 struct stream_operations {
-    // `record` and `mustend` are the message under way and the codec's flag that it has begun; a
-    // descriptor stream looks at neither.
+    // `record` is the message, and `mustend` the codec's flag that it has begun; a descriptor
+    // stream uses neither.
     int (*startoutmsg)(stream *s, int32_t id, const void *record, int *mustend);
     int (*getcurrentoutmsg)(stream *s); // the id, -1 between messages
     int (*writebyte)(stream *s, const char *name, int8_t value);

@@ -9,7 +9,7 @@
 
 namespace vnt {
 
-// Blocks up to this size pass through the buffer.  Larger ones leave in pieces of their own.
+// Blocks up to this size pass through the buffer.  Larger ones are sent in pieces of their own.
 static constexpr size_t SMALL_BLOCK = 65536;
 static constexpr size_t SCRATCH = 262144;
 
@@ -201,8 +201,8 @@ static int put_file_piece(fdio_writer *w, int fd, uint64_t at, size_t n, size_t 
     return rc;
 }
 
-// A file that is mapped is read nevertheless: it may have shrunk since, and the process would not
-// survive a touch of pages that are gone.
+// Reads the file instead of its mapping: the file may have shrunk since it was mapped, and touching
+// pages beyond its end would kill the process.
 static int put_mapped(fdio_writer *w, const message_file *value)
 {
     auto start = static_cast<const char *>(value->mapping->address);

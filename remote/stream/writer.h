@@ -1,13 +1,12 @@
-// writer.h: the writing half of a stream: one buffer, the values that are laid out in it, and an
-// operation that carries its bytes away.  A stream over a descriptor and a group of streams are
-// both writers and write the same bytes.
+// writer.h: the writing half of a stream: it lays values out in a buffer, which an operation sends.
+// A stream over a descriptor and a group of streams are both writers and write the same bytes.
 //
 // All numbers are big-endian, nothing is aligned or named:
 //
 //   message   id 4, then its fields
 //   string    present 4, length 4, then the bytes; an absent one is eight zero bytes
-//   array     total 8, type 4; when there is something in it the number of chunks 4 and for each
-//             its count 4 and its elements
+//   array     total 8, type 4; if the total is above 0 the number of chunks 4 and for each its
+//             count 4 and its elements
 //   file      its name, a string, and its contents, an array
 //
 // Ownership: the writer owns its scratch block.
@@ -41,7 +40,7 @@ struct fdio_writer : stream {
     // buffer.  After an error the buffer keeps what was not sent of it.
     int (*transmit)(fdio_writer *w, const void *block, size_t n);
 
-    unsigned char *scratch; // large arrays are brought into wire order here; made when needed
+    unsigned char *scratch; // where large arrays are put into wire order; made when needed
     unsigned char outbuf[FDIO_BUFFER];
     uint32_t outlen; // bytes held
     uint32_t outcap; // bytes that fit
