@@ -1,6 +1,6 @@
-// clock.h: moments and spans by the clock that nobody sets.
+// clock.h: times and time spans by the monotonic clock.
 //
-// A moment is a number of nanoseconds.  Only moments of one boot compare.
+// A time is a number of nanoseconds.  Times compare only within one boot of the machine.
 //
 // Threads: any.
 
@@ -31,20 +31,20 @@ inline int64_t clock_ms(void)
     return clock_now() / CLOCK_MILLISECOND;
 }
 
-// Seconds since a moment.
+// Seconds since a time.
 inline double clock_elapsed(int64_t since)
 {
     return static_cast<double>(clock_now() - since) / CLOCK_SECOND;
 }
 
-// The moment so many nanoseconds from now; spans too long for the clock never end.
+// The time so many nanoseconds from now; CLOCK_NEVER for spans too long for the clock.
 inline int64_t clock_after(int64_t nanoseconds)
 {
     int64_t deadline;
     return __builtin_add_overflow(clock_now(), nanoseconds, &deadline) ? CLOCK_NEVER : deadline;
 }
 
-// The moment so many milliseconds from now, CLOCK_NEVER for negative ones.
+// The time so many milliseconds from now; CLOCK_NEVER for a negative number.
 inline int64_t clock_afterms(int64_t milliseconds)
 {
     int64_t span;
@@ -59,8 +59,8 @@ inline int64_t clock_left(int64_t deadline)
     return deadline == CLOCK_NEVER ? CLOCK_NEVER : std::max<int64_t>(deadline - clock_now(), 0);
 }
 
-// The same as poll() takes it: milliseconds, rounded up, -1 for CLOCK_NEVER.  A distant deadline
-// is cut, so ask again when the time is up.
+// The same in milliseconds for poll(), rounded up, -1 for CLOCK_NEVER.  A distant deadline is cut
+// to INT_MAX, so call again when poll() times out.
 inline int clock_leftms(int64_t deadline)
 {
     if (deadline == CLOCK_NEVER) return -1;
@@ -74,10 +74,10 @@ inline timespec clock_span(int64_t nanoseconds)
     return {nanoseconds / CLOCK_SECOND, nanoseconds % CLOCK_SECOND};
 }
 
-// Sleeps; signals do not shorten it.
+// Sleeps so long, whatever signals arrive.
 inline void clock_sleep(double seconds)
 {
-    seconds = seconds > 0 ? std::min(seconds, 1e9) : 0; // also where it is no number
+    seconds = seconds > 0 ? std::min(seconds, 1e9) : 0; // 0 for NaN, too
     timespec left = clock_span(static_cast<int64_t>(seconds * CLOCK_SECOND));
     while (nanosleep(&left, &left) != 0)
         ;

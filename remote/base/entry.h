@@ -1,6 +1,6 @@
-// entry.h: marks the definition of a function that a library shows to its users.
+// entry.h: marks the definition of an exported function.
 //
-// The declaration stands in a header of include/.  Everything else lives in namespace vnt, where a
+// Its declaration is in a header of include/.  Everything else lives in namespace vnt, where a
 // definition would neither have C linkage nor be visible by itself.
 
 #pragma once

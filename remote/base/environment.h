@@ -1,4 +1,4 @@
-// environment.h: the environment's variables, and what holds without them.
+// environment.h: environment variables and their defaults.
 //
 // Threads: any, as long as none changes the environment.
 
@@ -17,7 +17,7 @@ inline const char *environment_get(const char *name, const char *otherwise)
     return value != nullptr && *value != '\0' ? value : otherwise;
 }
 
-// Where the server listens and clients look for it.  `otherwise` is the caller's choice.
+// Where the server listens and clients connect.  `otherwise` is the caller's default.
 inline const char *environment_host(const char *otherwise)
 {
     return environment_get("TESK_VANTO_TCPIP_HOST", otherwise);

@@ -1,4 +1,4 @@
-// holders.h: small owners that undo on every way out of a function.
+// holders.h: small owners that release what they hold at the end of their scope.
 //
 // Every lock of the product is a pthread_mutex_t.  It can live in a record that is born zeroed,
 // its creation can fail with a code instead of an exception, it pairs with conditions that wait by
@@ -12,7 +12,7 @@
 
 namespace vnt {
 
-// Holds a mutex for as long as it stands.
+// Locks a mutex for as long as it lives.
 struct mutex_holder {
     explicit mutex_holder(pthread_mutex_t *m) : mutex(m) { pthread_mutex_lock(mutex); }
     ~mutex_holder() { pthread_mutex_unlock(mutex); }
@@ -21,7 +21,7 @@ struct mutex_holder {
     pthread_mutex_t *const mutex;
 };
 
-// Closes a descriptor, -1 for none, unless it is released before.  errno stays as it was.
+// Closes a descriptor (-1: none) unless it was released.  Preserves errno.
 struct descriptor_holder {
     explicit descriptor_holder(int descriptor) : fd(descriptor) {}
     ~descriptor_holder()

@@ -1,8 +1,8 @@
-// io.h: waiting for descriptors and moving all bytes over them, interrupted calls, short writes and
-// closed peers included.
+// io.h: waits for descriptors and moves all bytes over them, in spite of interrupted calls, short
+// writes and closed peers.
 //
-// Sockets never block here, whatever their mode.  Other descriptors that must heed a deadline or a
-// stop descriptor are in non-blocking mode.
+// Sockets never block here, whatever their mode.  Other descriptors must be in non-blocking mode
+// for a deadline or a stop descriptor to have an effect.
 //
 // Threads: any.
 //
@@ -19,9 +19,9 @@
 
 namespace vnt {
 
-// Waits for `events` on fd, at most until the deadline.  Returns 1 when they, an error or a
-// hang-up are there, and 0, with ETIMEDOUT in errno, when the time is up.  -1 with ECANCELED once
-// `stopfd` (-1: there is none) is readable, even if fd is ready too.
+// Waits for `events` on fd until the deadline.  Returns 1 for the events, an error or a hang-up, 0
+// with ETIMEDOUT when the time is up, -1 with ECANCELED once `stopfd` (-1: none) is readable, even
+// if fd is ready too.
 int io_wait(int fd, short events, int stopfd, int64_t deadline);
 
 // Write and read all `n` bytes.  Return 0 or -1.

@@ -67,7 +67,7 @@ static bool text_write(const log_text *t, int64_t deadline)
            io_writeall(fd, t->bytes, t->length, -1, deadline) == 0;
 }
 
-static bool dropped_tell(int64_t deadline)
+static bool dropped_report(int64_t deadline)
 {
     unsigned count = dropped.exchange(0);
     if (count == 0) return true;
@@ -82,7 +82,7 @@ static bool dropped_tell(int64_t deadline)
 static void text_writeordrop(const log_text *t)
 {
     int64_t deadline = clock_afterms(dropped == 0 ? LINE_WAIT : 0);
-    if (!dropped_tell(deadline) || !text_write(t, deadline)) dropped++;
+    if (!dropped_report(deadline) || !text_write(t, deadline)) dropped++;
 }
 
 void tcpiplogmsg(const char *format, ...)

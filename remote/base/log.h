@@ -1,14 +1,13 @@
 // log.h: the server's log and the trace, two channels of diagnostic text.
 //
-// The log belongs to the server and its workers: lines of a level, behind a prefix of process id
-// and level, on one descriptor that the server's options choose.  The trace is switched on by the
-// environment variable TESK_VANTO_REMOTE_OBJECT_TRACE and goes to standard error; code that also
-// runs outside a server writes there.
+// The log belongs to the server and its workers.  Each line has a level and a prefix of process id
+// and level; the server's options choose the descriptor.  The trace, for code that also runs
+// outside a server, goes to standard error if TESK_VANTO_REMOTE_OBJECT_TRACE is set.
 //
-// A log never stops its process.  Each line is one write, so no lock is needed to keep lines apart
-// and none can be left held by a fork().  Where the other end does not read, a line waits 100 ms
-// and is then dropped; the lines after it do not wait at all.  Once there is room again, a line
-// with the number of dropped ones comes first.
+// A log never stops its process.  Each line is one write, so lines do not mix without a lock, and a
+// fork() cannot leave one held.  If the other end does not read, a line waits 100 ms and is then
+// dropped; further lines do not wait.  Once there is room again, a line reports how many were
+// dropped.
 //
 // Ownership: the log's descriptor is the caller's.
 // Threads: any; log_setfd() only while no other thread logs.
@@ -33,16 +32,16 @@ void log_syscall(const char *name);
 // Formats onto the log: no prefix, no line break of its own.
 [[gnu::format(printf, 1, 2)]] void tcpiplogmsg(const char *format, ...);
 
-// Where the log goes, standard error at first; -1 silences it.  Pipes and terminals are opened
-// once more, because the log must not block and other processes share the descriptor's mode; that
-// descriptor lasts until the next call.
+// Sets the log's descriptor, standard error at first; -1 silences it.  Pipes and terminals are
+// opened again in non-blocking mode, because other processes share the mode of the given
+// descriptor; the new descriptor lasts until the next call.
 void log_setfd(int fd);
 
 // The level, 2 at first.
 void log_setlevel(int level);
 int log_getlevel(void);
 
-// Writes one trace line when the variable's number is at least `level`.
+// Writes one trace line if the variable's number is at least `level`.
 [[gnu::format(printf, 2, 3)]] void trace_line(int level, const char *format, ...);
 
 // Formats onto standard error and flushes it.

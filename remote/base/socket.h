@@ -17,16 +17,15 @@ void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE]);
 // does not say.
 void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE]);
 
-// Sends small messages at once, and ends a connection whose peer does not answer for 45 s when
-// nothing is under way.
+// Makes small messages leave at once, and an idle connection end when its peer has not answered
+// probes for 45 s.
 void socket_tune(int fd);
 
-// Shuts the socket down, and returns true, when its peer owes an answer to bytes or probes that
-// were sent at least twice, and has not been heard of for SOCKET_SILENCE.  The system finds idle
-// connections dead by itself, but repeats what was sent for a quarter of an hour.  A peer that
-// lives and does not read answers the probes of its closed window, and is never dropped; those come
-// as rarely as every two minutes, hence the count.  Whoever waits for a socket asks this at every
-// SOCKET_LOOK.  Both are milliseconds.
+// Shuts the socket down and returns true if its peer has not acknowledged bytes or probes that were
+// sent at least twice, and has been silent for SOCKET_SILENCE.  The system detects the end of idle
+// connections by itself, but retransmits for a quarter of an hour.  A living peer that does not
+// read acknowledges window probes and is never dropped; these can be two minutes apart, hence the
+// count. A wait for a socket calls this every SOCKET_LOOK.  Both are milliseconds.
 constexpr int SOCKET_SILENCE = 45000;
 constexpr int SOCKET_LOOK = 5000;
 bool socket_dropsilent(int fd);

@@ -19,8 +19,8 @@ static constexpr message_layout layouts[] = {
 #include "remote/codec/catalogue.def"
 };
 
-// The first id that does not follow the one before it, or 0.  Codecs search the table, so its order
-// is settled here and not when they are made.
+// The first id that is not above the one before it, or 0.  Codecs search the table, so its order is
+// checked at compile time.
 static constexpr uint32_t misplaced(void)
 {
     for (size_t i = 1; i < std::size(layouts); i++)

@@ -8,14 +8,14 @@
 
 namespace vnt {
 
-// The stretch of the catalogue that a codec of one name knows.
+// The part of the catalogue that a codec knows.
 struct codec_range {
     const char *name;
     const message_layout *begin;
     const message_layout *end;
 };
 
-// A codec as this file makes it: the record that everybody sees, and what it knows.
+// The public record of a codec, and the messages that it knows.
 struct simplecodec : codec {
     const codec_range *range;
 };
@@ -89,7 +89,7 @@ static void free_field(stream *in, const message_field *f, void *record)
     }
 }
 
-// Writes the message up to its end, which is the caller's to write once `*mustend` is set.
+// Writes the message but its end, which the caller writes if `*mustend` is set.
 static int encode(stream *out, const message_layout *layout, const void *record, int *mustend)
 {
     int rc = out->ops.startoutmsg(out, static_cast<int32_t>(layout->id), record, mustend);

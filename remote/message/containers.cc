@@ -19,7 +19,7 @@ size_t message_elementsize(uint32_t type)
     return type <= TYPE_LAST ? element_sizes[type] : 0;
 }
 
-// Bytes that a block of elements needs, the spare zeros behind bytes included.
+// Bytes that a block of elements takes, including the spare zeros behind bytes.
 static size_t block_size(uint32_t type, uint64_t count)
 {
     bool bytes = type == TYPE_BYTE || type == TYPE_UBYTE;
@@ -31,7 +31,7 @@ static uint32_t chunks_needed(int64_t count)
     return static_cast<uint32_t>(count / MESSAGE_CHUNK_MAX + (count % MESSAGE_CHUNK_MAX != 0));
 }
 
-// Elements of chunk `i` of `count` elements cut into full chunks and a rest.
+// The size of chunk `i` when `count` elements are cut into full chunks and a rest.
 static uint32_t chunk_count(int64_t count, uint32_t i)
 {
     int64_t left = count - i * MESSAGE_CHUNK_MAX;
@@ -65,7 +65,7 @@ static int point_strings(message_array *a, int64_t count, const char *const *tex
     uint32_t n = chunks_needed(count);
     a->chunks = static_cast<message_chunk *>(calloc(n, sizeof(message_chunk)));
     if (a->chunks == nullptr) return MESSAGE_NOMEMORY;
-    a->type = TYPE_STRING; // from here on unset releases what stands
+    a->type = TYPE_STRING; // from here on unset releases the blocks made so far
     for (; a->nchunks < n; a->nchunks++) {
         uint32_t elements = chunk_count(count, a->nchunks);
         auto strings = static_cast<message_string *>(calloc(elements, sizeof(message_string)));
@@ -108,7 +108,7 @@ void message_unset_array(message_array *a)
     *a = {};
 }
 
-// Opens, measures and maps the file.  Whatever stands when it fails, unmap takes down.
+// Opens, measures and maps the file.  After a failure unmap() releases what it has taken.
 static int map(message_mapping *m, const char *path)
 {
     struct stat st;
@@ -179,7 +179,7 @@ static int copy_strings(message_string *to, const message_string *from, uint32_t
     return rc;
 }
 
-// Copies one chunk's block into the empty chunk `to`, which is fit for uncopy at any time.
+// Copies a chunk's block into the empty chunk `to`.  After a failure `to` can still be uncopied.
 static int copy_chunk(message_chunk *to, const message_chunk *from, uint32_t type)
 {
     size_t bytes = message_elementsize(type) * from->count;

@@ -36,7 +36,7 @@ struct message_array {
     uint32_t type; // message_type
     uint32_t nchunks;
     message_chunk *chunks;
-    message_chunk inlinechunk; // chunks points here when one chunk is all it takes
+    message_chunk inlinechunk; // where chunks points when one chunk is enough
 };
 
 // A read-only mapping that a file's contents point into.
@@ -72,14 +72,14 @@ enum message_type : uint32_t {
 // A chunk's count is 32 bits wide: longer arrays are split.
 constexpr int64_t MESSAGE_CHUNK_MAX = 4294967295;
 
-// Zero bytes kept behind every owned string and byte block, beyond its length, so that text
-// without a terminator is never read past its end.
+// Zero bytes behind every owned string and byte block, so that text without a terminator is never
+// read past its end.
 constexpr size_t MESSAGE_SPARE = 4;
 
 // Bytes of an element in memory; 0 for types that hold none.
 size_t message_elementsize(uint32_t type);
 
-// Counts the bytes that a string takes in a message.  Callers extend it with what they need.
+// Counts the bytes that a string takes in a message.  Callers derive from it to add their own data.
 struct message_strlen {
     uint32_t (*length)(const message_strlen *self, const char *text);
 };
@@ -94,8 +94,8 @@ int message_set_bytearray(message_array *a, int64_t count, const void *data);
 void message_unset_array(message_array *a);
 
 // Maps the file at `path` for reading.  The path is borrowed; null gives a file without a name.
-// Errors: NOMEMORY, OPEN, IO when its size cannot be had, NOCONNECTION when it cannot be mapped,
-// which an empty file cannot, INVALID for too long a path.
+// Errors: NOMEMORY, OPEN, IO when its size is unknown, NOCONNECTION when it cannot be mapped, as an
+// empty file cannot, INVALID for too long a path.
 int message_set_file(message_file *f, const char *path);
 void message_unset_file(message_file *f);
 

@@ -1,4 +1,4 @@
-// errors.h: the error codes of the message layer and what the solver's side calls them.
+// errors.h: the error codes of the message layer, their texts and their solver statuses.
 //
 // Threads: any.
 

@@ -1,4 +1,4 @@
-// serializer.h: packs values into one growing block of bytes, big-endian, one behind the other.
+// serializer.h: appends values to one growing block of bytes, big-endian.
 //
 // Ownership: the serializer owns its buffer; serializer_release frees it.
 //

@@ -54,7 +54,7 @@ static int create_codecs(transport_group *g)
         codec *c = first->codecs[i];
         int rc = c->ops.mkmulticast(c, &g->codecs[i], g->io);
         if (rc != 0) return rc;
-        g->ncodecs++; // only now: destroy takes down exactly what stands
+        g->ncodecs++; // only now: destroy takes down only what was made
     }
     return 0;
 }
@@ -95,7 +95,7 @@ int fdtransportgroup_sendmsg(transport_group *g, const void *message)
     return codecs_send(g->codecs, g->ncodecs, message);
 }
 
-// What the callback for one member needs to know.
+// What the callback for one member needs.
 struct group_receive {
     transport_group *group;
     transport_group_callback callback;

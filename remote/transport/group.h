@@ -8,9 +8,9 @@
 // their receive locks; one thread at a time receives through the group, and no asynchronous input
 // is armed on a member meanwhile.
 //
-// Errors: 0 or a code.  A member that fails is marked and left out from then on, while the others
-// go on; the first failure is returned.  A member that failed while the group sent has part of a
-// message on its way: nothing more can be sent through it, it can only be destroyed.
+// Errors: 0 or a code.  A member that fails is marked and left out from then on; the others go on,
+// and the first failure is returned.  A member that failed in a send has sent part of a message: it
+// can only be destroyed.
 
 #pragma once
 
@@ -21,9 +21,9 @@ namespace vnt {
 
 constexpr uint32_t TRANSPORTGROUP_TAG = 0x01020305;
 
-// Called for each message: `*done` is 1 and is set to 0 by who expects another message from this
-// member.  The message is the member's until its next receive.  A result that is not 0 marks the
-// member as failed.
+// Called for each message.  `*done` is 1; the callback sets it to 0 to get another message from
+// this member.  The message belongs to the member until its next receive.  A nonzero result marks
+// the member as failed.
 typedef int (*transport_group_callback)(transport *member, void *message, void *arg, int *done);
 
 struct transport_group;
@@ -55,7 +55,7 @@ int fdtransport_mkgroup(transport_group **out, transport *const *members, int64_
 
 int fdtransportgroup_sendmsg(transport_group *g, const void *message);
 
-// Waits for one message from each active member, or as many as the callback asks for.
+// Waits for one message from each active member, or for as many as the callback asks.
 int fdtransportgroup_recvone(transport_group *g, transport_group_callback callback, void *arg);
 
 void fdtransportgroup_getstate(transport_group *g, uint8_t *states);

@@ -1,10 +1,10 @@
-// handshake.h: the first bytes of a connection, as both sides write and read them.
+// handshake.h: the handshake at the start of a connection, for both sides.
 //
 //   client    action 4; with ACTION_RECONNECT the worker's id 8
 //   server    status 2; with HANDSHAKE_OK the worker's id 8
 //
-// Actions and statuses are big-endian.  An id travels as it stands in the server's memory; clients
-// keep its bytes and send them back.
+// Actions and statuses are big-endian.  An id is sent in the server's byte order; clients keep its
+// bytes and send them back.
 //
 // Threads: any.
 
@@ -32,20 +32,20 @@ constexpr size_t HANDSHAKE_ACTION = 4;
 constexpr size_t HANDSHAKE_STATUS = 2;
 constexpr size_t HANDSHAKE_ID = 8;
 
-// What a client says.  Returns how many bytes that is: an id follows ACTION_RECONNECT only.
+// The client's request.  Returns its size in bytes: an id follows ACTION_RECONNECT only.
 typedef unsigned char handshake_request[HANDSHAKE_ACTION + HANDSHAKE_ID];
 size_t handshake_request_put(handshake_request &to, uint32_t action, int64_t workerid);
 uint32_t handshake_action_get(const unsigned char *from);
 int64_t handshake_id_get(const unsigned char *from);
 
-// What a server says.  Returns how many bytes that is: an id follows HANDSHAKE_OK only.
+// The server's answer.  Returns its size in bytes: an id follows HANDSHAKE_OK only.
 typedef unsigned char handshake_answer[HANDSHAKE_STATUS + HANDSHAKE_ID];
 size_t handshake_answer_put(handshake_answer &to, uint16_t status, int64_t workerid);
 
-// A client's part over a connected socket: asks for a new worker or for that of `*workerid`, and
-// stores the id that comes back.  The descriptor stays the caller's.
-// Errors: MESSAGE_INVALID for another action, MESSAGE_IO and errno when bytes did not come or go
-// before the deadline, MESSAGE_NOCONNECTION for the id zero, or the server's status, above 0.
+// The client's side, over a connected socket: asks for a new worker or for worker `*workerid`, and
+// stores the id in the answer.  The descriptor stays the caller's.
+// Errors: MESSAGE_INVALID for another action, MESSAGE_IO and errno when sending or receiving failed
+// or took beyond the deadline, MESSAGE_NOCONNECTION for id 0, or the server's status, above 0.
 int handshake_ask(int fd, uint32_t action, int64_t *workerid, int64_t deadline);
 
 } // namespace vnt

@@ -43,7 +43,7 @@ static int tcpiptransport_disconnect(transport *t, void *info)
 
 static int tcpiptransport_destroy(transport *t)
 {
-    // The worker may be gone already; then there is nobody to tell.
+    // The worker may be gone already, so a failure does not matter.
     vntmsg_TERMINATE terminate = {nullptr, VNTMESSAGEID_TERMINATE};
     fdtransport_sendmsg(t, &terminate);
     fdtransport_teardown(t);
@@ -58,7 +58,7 @@ static timeval milliseconds(int64_t ms)
     return {ms / 1000, ms % 1000 * 1000};
 }
 
-// The system's own time-out is set as well: it also holds for whoever uses the socket directly.
+// The system's own time-out is set as well, for code that uses the socket directly.
 static int set_timeout(int fd, int option, fdio_timeout *timeout, int64_t ms)
 {
     timeval value = milliseconds(ms > 0 ? ms : 0);
@@ -101,7 +101,7 @@ static int tcpiptransport_ctrlint(transport *t, int32_t key, int32_t *value)
     return rc;
 }
 
-// 2^63 and more, and anything that is no number, cannot be counted in milliseconds.
+// Refuses values that an int64_t cannot hold, and NaN.
 static int tcpiptransport_ctrldbl(transport *t, int32_t key, double *value)
 {
     static constexpr double BEYOND = 9223372036854775808.0;
@@ -131,7 +131,7 @@ static constexpr transport_operations tcpip_ops = {
 
 // --- Making a transport ----------------------------------------------------------------------
 
-// Holds a transport that is not connected yet: the worker is not told of its end.
+// Holds a transport that is not connected yet, so no worker has to be ended.
 struct transport_undo {
     void operator()(tcpip_transport *t) const
     {
@@ -143,7 +143,7 @@ struct transport_undo {
 };
 using transport_holder = std::unique_ptr<tcpip_transport, transport_undo>;
 
-// The time-outs begin with what the socket has, and disabled.
+// A time-out starts with the socket's value, disabled.
 static void inherit_timeout(int fd, int option, fdio_timeout *timeout)
 {
     socklen_t length = sizeof timeout->active;
@@ -162,7 +162,7 @@ static int await_connected(int fd, int64_t deadline)
     return error == 0 ? 0 : -1;
 }
 
-// Connects the socket, which blocks only afterwards.
+// Connects the socket and then makes it blocking.
 static int reach(const tcpip_transport *t, int fd, int64_t deadline)
 {
     auto *address = reinterpret_cast<const sockaddr *>(t->address);
@@ -188,18 +188,18 @@ static int open_socket(const tcpip_transport *t)
 }
 
 namespace {
-// What a transport is made of, but the address.
+// What making a transport takes besides the address.
 struct connecting {
     int ncodecs;
     const codec_factory *const *factories;
     uint32_t action;
-    int64_t deadline; // of all that is waited for
+    int64_t deadline; // of all waits together
     bool reached;     // a server has accepted the connection
 };
 } // namespace
 
-// Makes the transport that `info` describes and joins a worker: a new one, or that of info's id.
-// `patience` is the deadline for reaching this address.
+// Makes the transport that `info` describes and joins a worker: a new one, or the one with info's
+// id.  `patience` is the deadline for reaching this address.
 static int create(transport **out, connecting *c, const tcpip_reconnectinfo &info, int64_t patience)
 {
     transport_holder t(static_cast<tcpip_transport *>(calloc(1, sizeof(tcpip_transport))));
@@ -253,7 +253,7 @@ static int tcpiptransport_reconnect(transport **out, int ncodecs,
 
 static constexpr size_t ADDRESS_MAX = 1024; // of an "-address=" value, its terminator included
 
-// Where the arguments lead to.  The strings are the arguments' or stand in `address`.
+// What the arguments say.  The strings are the arguments' own or lie in `address`.
 struct destination {
     const char *host;
     const char *port;
@@ -380,14 +380,13 @@ static int64_t addresses(const addrinfo *list)
     return n;
 }
 
-// The time that is left is shared by the addresses that are, so that a silent one does not use up
-// what the others need.
+// The remaining addresses share the remaining time, so that a silent one does not use all of it.
 static int64_t patience(int64_t deadline, const addrinfo *list)
 {
     return deadline == CLOCK_NEVER ? deadline : clock_after(clock_left(deadline) / addresses(list));
 }
 
-// The first address that accepts a connection is the one, whatever its server answers.
+// Takes the first address that accepts a connection, whatever its server answers.
 static int create_first(transport **out, connecting *c, const addrinfo *list, int nothreads)
 {
     int rc = MESSAGE_NOCONNECTION;

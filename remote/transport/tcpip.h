@@ -1,9 +1,9 @@
 // tcpip.h: the transport that reaches a worker over TCP.
 //
-// It is the descriptor transport over one socket, with a handshake in front and with
-// disconnecting, reconnecting, ending the worker and time-outs in the later slots.
+// It is a descriptor transport over one socket that begins with a handshake.  In addition it can
+// disconnect and reconnect, end the worker, and has time-outs.
 //
-// Ownership: whoever connects destroys or disconnects; both free the transport.
+// Ownership: the caller that connects destroys or disconnects; both free the transport.
 //
 // Threads: as remote/transport/transport.h says; the control requests belong to the thread that
 // receives (read time-out) or sends (write time-out).
@@ -56,7 +56,7 @@ enum tcpip_control : int32_t {
     CTRL_GET_WRITETIMEOUT = 8195
 };
 
-// Fills in what leads back to the worker of a transport that is still connected.
+// Fills in how to reconnect to the worker of a transport that is still connected.
 inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
 {
     auto *t = static_cast<const tcpip_transport *>(io);
@@ -73,9 +73,9 @@ inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
 constexpr int64_t TCPIP_CONNECT_TIMEOUT = 10000;
 
 // As connect and reconnect of the factory below, with a limit in milliseconds, -1 for none.  The
-// addresses of the host's name are tried in their order until one accepts the connection; those
-// that do not answer share the time.  Looking the name up is not limited.  Past the limit errno is
-// ETIMEDOUT: with NOCONNECTION when no address was reached, with IO when its server is silent.
+// addresses of the host's name are tried in order until one accepts the connection; they share the
+// time.  Looking up the name is not limited.  After the limit errno is ETIMEDOUT, with NOCONNECTION
+// if no address was reached, with IO if the server is silent.
 int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factory *const *factories,
                   int argc, const char *const *argv, int64_t timeout);
 int tcpip_reconnect(transport **out, int ncodecs, const codec_factory *const *factories,
@@ -88,8 +88,8 @@ struct transport_group;
 struct tcpip_factory {
     const char *name;  // "tcpiptransport"
     const char *usage; // for people
-    // Arguments: "-host=", "-port=", "-address=", "-nothreads".  argc -2: there are none, the
-    // environment says where to go.
+    // Arguments: "-host=", "-port=", "-address=", "-nothreads".  argc -2: take host and port from
+    // the environment instead.
     // Errors: INVALID for the arguments or no codecs, NOCONNECTION, IO when the handshake broke
     // off, NOMEMORY, LOCK, a codec factory's code, a handshake status.
     int (*connect)(vnt::transport **out, int *created, int ncodecs,

@@ -42,7 +42,7 @@ static int create_codecs(transport *t, int n, const codec_factory *const *factor
     for (int i = 0; i < n; i++) {
         int rc = factories[i]->create(&t->codecs[i], t->io, t->io);
         if (rc != 0) return rc;
-        t->ncodecs++; // only now: teardown destroys exactly what stands
+        t->ncodecs++; // only now: teardown destroys only what was made
     }
     return 0;
 }
@@ -60,7 +60,7 @@ int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncod
         fdtransport_teardown(t);
         return rc;
     }
-    t->infd = infd; // from here on the descriptors are the transport's to close
+    t->infd = infd; // from here on the transport closes the descriptors
     t->outfd = outfd;
     return 0;
 }
@@ -73,7 +73,7 @@ static void close_descriptors(transport *t)
     t->infd = t->outfd = -1;
 }
 
-// Gives the message handed out last back to the codec that made it.
+// Has the message received last freed by the codec that made it.
 static void free_pending(transport *t)
 {
     if (t->pending == nullptr) return;
@@ -109,7 +109,7 @@ struct fdtransport_options {
     bool log;
 };
 
-// Takes `prefix` off the front of `text`; null when it does not stand there.
+// The text behind the prefix; null when the text does not begin with it.
 static const char *behind(const char *text, const char *prefix)
 {
     size_t n = strlen(prefix);

@@ -1,14 +1,13 @@
-// transport.h: moves whole messages: a stream, an ordered list of codecs, and the table of
-// operations by which workers and callers use them.
+// transport.h: sends and receives whole messages, with a stream and an ordered list of codecs.
 //
-// Ownership: a transport owns its stream, its codecs and its descriptors, and the message that it
-// handed out last: that one is valid until the next receive or the destroy.
+// Ownership: a transport owns its stream, its codecs, its descriptors and the message that it
+// received last, which is valid until the next receive or the destroy.
 //
 // Threads: one may send while another receives; each side is serialised by its own lock.  Lock
 // order: sendlock before a codec's lock.
 //
-// Errors: 0, or the codec's or stream's code as it came; MESSAGE_UNKNOWN when no codec knows the
-// message, after which the input is out of step.
+// Errors: 0, or the code of the codec or stream; MESSAGE_UNKNOWN when no codec knows the message,
+// after which nothing more can be received.
 
 #pragma once
 
@@ -30,7 +29,7 @@ struct transport_operations {
     int (*mustpoll)(transport *t);
     int (*sendmsg)(transport *t, const void *message);
     const char *(*factoryname)(void);
-    int (*reconnectinfolen)(void); // bytes; -1 where nothing can be taken up again
+    int (*reconnectinfolen)(void); // bytes; -1 where it cannot be reconnected
     int (*disconnect)(transport *t, void *info);
     int (*destroy)(transport *t); // takes any state that create can leave
     int (*ctrlint)(transport *t, int32_t key, int32_t *value);
@@ -50,14 +49,14 @@ struct transport {
     int64_t ncodecs;
     transport_callback callback;
     void *callbackarg;
-    void *pending; // the message handed out last
+    void *pending; // the message received last
     pthread_mutex_t sendlock;
     pthread_mutex_t recvlock;
 };
 
-// Fills a record that is zero, for transports of every kind: the tag, a stream over the
-// descriptors, one codec per factory in their order, the locks.  The caller sets the operations.
-// The descriptors are the transport's only when this succeeds; after an error nothing stands.
+// Fills a zeroed record, for transports of every kind: the tag, a stream over the descriptors, one
+// codec per factory in their order, the locks.  The caller sets the operations.  The transport owns
+// the descriptors from here on; after an error it owns nothing.
 // Errors: NOMEMORY, LOCK, or a codec factory's code.
 int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncodecs,
                       const codec_factory *const *factories);
@@ -66,8 +65,8 @@ int fdtransport_setup(transport *t, int infd, int outfd, int nothreads, int ncod
 // last first, the stream, the locks.  The record itself is left to the caller.
 void fdtransport_teardown(transport *t);
 
-// What the descriptor transport's creation is told: the "-infd=", "-outfd=", "-nothreads", "-log"
-// and "-libpath=" arguments of a worker; anything else is MESSAGE_INVALID.
+// Creates a descriptor transport from the arguments "-infd=", "-outfd=", "-nothreads", "-log" and
+// "-libpath=" of a worker; any other is MESSAGE_INVALID.
 // Errors: INVALID, NOMEMORY, LOCK, or a codec factory's code.
 int fdtransport_create(transport **out, int ncodecs, const codec_factory *const *factories,
                        int argc, const char *const *argv);
