@@ -149,15 +149,15 @@ void crossover(ClpSimplex *lp)
 
 } // namespace
 
-void engine_runbarrier(const engine_params &params, engine_poll &poll, bool tobasis, bool equals,
-                       ClpSimplex *clp)
+void engine_runbarrier(const engine_model &model, const engine_params &params, engine_poll &poll,
+                       bool tobasis, ClpSimplex *clp)
 {
     ClpPresolve presolve;
-    presolve.setDoDupcol(equals);
-    presolve.setDoDuprow(equals);
+    engine_limitpresolve(model, &presolve);
     std::unique_ptr<ClpSimplex> small;
-    if (params.presolve) small.reset(presolve.presolvedModel(*clp, 1e-8, false, 5, true));
-    bool impossible = params.presolve && small == nullptr;
+    bool smaller = engine_haspresolve(model, params);
+    if (smaller) small.reset(presolve.presolvedModel(*clp, 1e-8, false, 5, true));
+    bool impossible = smaller && small == nullptr;
     ClpSimplex *lp = small == nullptr ? clp : small.get();
     bool arrived = !impossible && interiorpoint(poll, lp);
     if (arrived && tobasis) crossover(lp);

@@ -10,9 +10,9 @@
 
 namespace vnt {
 
-// Solves the problem in clp, with presolve as params say, and leaves it there: with a basis after
-// crossover, else as a point alone.  `equals` lets presolve look for equal rows and columns.
-void engine_runbarrier(const engine_params &params, engine_poll &poll, bool crossover, bool equals,
-                       ClpSimplex *clp);
+// Solves the model, which clp holds, with presolve as params say, and leaves it there: with a basis
+// after crossover, else as a point alone.
+void engine_runbarrier(const engine_model &model, const engine_params &params, engine_poll &poll,
+                       bool crossover, ClpSimplex *clp);
 
 } // namespace vnt

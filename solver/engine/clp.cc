@@ -70,6 +70,11 @@ void engine_load(const engine_model &model, const engine_params &params, engine_
     if (params.seed > 0) clp->setRandomSeed(params.seed);
 }
 
+bool engine_haspresolve(const engine_model &model, const engine_params &params)
+{
+    return params.presolve && engine_length(model) < 2e10;
+}
+
 // Drops all but the solutions, to which the poll point's caller may hold a pointer.
 static void keepsolutions(engine_result *result)
 {

@@ -51,6 +51,22 @@ void engine_load(const engine_model &model, const engine_params &params, engine_
 // Starts it from the model's basis, which must be there.
 void engine_startbasis(const engine_model &model, ClpSimplex *clp);
 
+// Presolve does not poll, and to take a column out of a row it goes through all of the row.  Where
+// rows or columns are so long that this would take seconds there is no presolve.
+bool engine_haspresolve(const engine_model &model, const engine_params &params);
+
+// Leaves out the steps, in the options of presolve, that put columns into rows as well, where these
+// would take seconds.
+template <class options> void engine_limitpresolve(const engine_model &model, options *presolve)
+{
+    bool quick = engine_length(model) < 1e9;
+    presolve->setDoDoubleton(quick);
+    presolve->setDoTripleton(quick);
+    presolve->setDoImpliedFree(quick);
+    presolve->setDoDupcol(quick);
+    presolve->setDoDuprow(quick);
+}
+
 // Solves a continuous problem at a poll point that others use as well.
 void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
                   bool crossover, engine_poll &poll, engine_result *result);

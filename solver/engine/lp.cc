@@ -24,7 +24,6 @@ class lp_solve {
   private:
     bool solvedalready();
     void load();
-    bool manyequal() const;
     void solve(engine_method method, bool crossover);
     void settle();
     void beexact();
@@ -90,12 +89,6 @@ void lp_solve::load()
     engine_load(model, params, poll, silence, clp.get());
 }
 
-// Presolve's search for equal columns and rows takes the square of their number, without a poll.
-bool lp_solve::manyequal() const
-{
-    return engine_mostequal(model) > 2000;
-}
-
 void lp_solve::solve(engine_method method, bool crossover)
 {
     bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
@@ -105,13 +98,13 @@ void lp_solve::solve(engine_method method, bool crossover)
         return;
     }
     if (method == ENGINE_BARRIER) {
-        engine_runbarrier(params, poll, crossover, !manyequal(), clp.get());
+        engine_runbarrier(model, params, poll, crossover, clp.get());
         return;
     }
     ClpSolve options;
-    options.setDoDupcol(!manyequal());
-    options.setDoDuprow(!manyequal());
-    options.setPresolveType(params.presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
+    engine_limitpresolve(model, &options);
+    bool presolve = engine_haspresolve(model, params);
+    options.setPresolveType(presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
     options.setSpecialOption(2, 1); // leaves SIGINT alone
     if (method == ENGINE_PRIMAL) {
         options.setSolveType(ClpSolve::usePrimal);

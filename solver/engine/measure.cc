@@ -19,32 +19,19 @@ bool engine_intsbounded(const engine_model &model)
     return true;
 }
 
-static int mostrepeated(std::vector<uint64_t> hashes)
+double engine_length(const engine_model &model)
 {
-    std::sort(hashes.begin(), hashes.end());
-    int most = 0;
-    for (size_t from = 0, to = 0; from < hashes.size(); from = to) {
-        while (to < hashes.size() && hashes[to] == hashes[from])
-            to++;
-        most = std::max(most, static_cast<int>(to - from));
+    std::vector<double> rows(model.numrows, 0.0);
+    double sum = 0;
+    for (int j = 0; j < model.numcols; j++) {
+        double length = static_cast<double>(model.begin[j + 1] - model.begin[j]);
+        sum += length * length;
+        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++)
+            rows[model.index[k]]++;
     }
-    return most;
-}
-
-int engine_mostequal(const engine_model &model)
-{
-    // Sums do not depend on the order of the entries.
-    auto hash = [](int place, double value) {
-        uint64_t h = (static_cast<uint64_t>(place) + 1) * 0x9e3779b97f4a7c15u;
-        return (h ^ (h >> 29) ^ std::hash<double>()(value)) * 0xbf58476d1ce4e5b9u;
-    };
-    std::vector<uint64_t> cols(model.numcols, 0), rows(model.numrows, 0);
-    for (int j = 0; j < model.numcols; j++)
-        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++) {
-            cols[j] += hash(model.index[k], model.value[k]);
-            rows[model.index[k]] += hash(j, model.value[k]);
-        }
-    return std::max(mostrepeated(std::move(cols)), mostrepeated(std::move(rows)));
+    for (double length : rows)
+        sum += length * length;
+    return sum;
 }
 
 double engine_objective(const engine_model &model, const double *x)

@@ -24,8 +24,8 @@ inline bool engine_isint(const engine_model &model, int j)
 // Whether all integer columns have two finite bounds.  Probing loses solutions where one has not.
 bool engine_intsbounded(const engine_model &model);
 
-// How many columns, or rows, have the same entries, at most; an estimate by hashes.
-int engine_mostequal(const engine_model &model);
+// The entries of the matrix, each counted as often as its row and its column are long.
+double engine_length(const engine_model &model);
 
 double engine_objective(const engine_model &model, const double *x); // offset included
 std::vector<double> engine_activity(const engine_model &model, const double *x);

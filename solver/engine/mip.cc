@@ -418,7 +418,7 @@ void mip_search::reduce()
 {
     unreduce();
     // Preprocessing knows no pairs.
-    if (!params.presolve || model.numpairs > 0 || poll.ended() != 0) return;
+    if (!engine_haspresolve(model, params) || model.numpairs > 0 || poll.ended() != 0) return;
     process = std::make_unique<CglPreProcess>();
     process->passInMessageHandler(&silence);
     CglProbing probing; // its work is bounded: without limits one call takes seconds
