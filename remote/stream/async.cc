@@ -285,10 +285,11 @@ static void notice_detach(fdio *f, bool closing)
     notice_release(n, NOTICE_OWNED);
 }
 
-// Waits for input; false when it was woken for another command.
+// Waits for input; false when it was woken for another command.  A failure counts as input: the
+// read that follows reports what is wrong, whereas nothing would start this wait again.
 static bool input_await(fdio *f)
 {
-    return io_wait(f->infd, POLLIN, f->wakefd, CLOCK_NEVER) > 0;
+    return io_wait(f->infd, POLLIN, f->wakefd, CLOCK_NEVER) > 0 || errno != ECANCELED;
 }
 
 static void *listen(void *arg)

@@ -9,6 +9,7 @@
 
 #include <aio.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 
 namespace vnt {
 
@@ -89,6 +90,32 @@ TEST(Async, ACallbackComesOnceForEachStartWhichItMayDoItself)
         EXPECT_EQ(served.served, server::MANY);
         EXPECT_EQ(readid(s.near), 1000);
     }
+}
+
+// The read that follows tells what is wrong.  Where a process may have one descriptor, poll() takes
+// no two.
+TEST(Async, AWaitThatFailsCountsAsInput)
+{
+    stream_end s(true);
+    std::atomic<int> calls{0};
+    const stream_callback count = [](stream *, void *calls) {
+        ++*static_cast<std::atomic<int> *>(calls);
+    };
+    const auto called = [&] {
+        ASSERT_EQ(s.near->ops.startasync(s.near, count, &calls), 0);
+        for (int i = 0; i < 20000 && calls == 0; i++)
+            usleep(1000);
+        EXPECT_EQ(calls.exchange(0), 1);
+    };
+    s.givehex(MESSAGE); // the listener is made
+    called();
+    EXPECT_EQ(readid(s.near), 1000);
+    rlimit limits;
+    getrlimit(RLIMIT_NOFILE, &limits);
+    const rlimit one = {1, limits.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &one);
+    called();
+    setrlimit(RLIMIT_NOFILE, &limits);
 }
 
 // A stream or transport that goes away while it waits for input closes its connection for the

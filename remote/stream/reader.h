@@ -1,7 +1,8 @@
 // reader.h: the reading half of a stream over descriptors; writer.h describes the layout.
 //
 // Sizes come from the peer and are not trusted: memory grows with the bytes received, not with the
-// sizes announced.  It never exceeds eight times the bytes received plus a megabyte.
+// sizes announced.  It never exceeds eight times the bytes received plus a megabyte, except while a
+// block moves to a larger place, when both exist for a moment.
 //
 // Ownership: containers read own their memory; the free operations release it.  After an error
 // there is nothing to free.  Strings and byte blocks carry MESSAGE_SPARE zero bytes at their end.
