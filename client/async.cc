@@ -2,6 +2,7 @@
 
 #include "client/connection.h"
 #include "client/control.h"
+#include "client/visit.h"
 #include "remote/base/clock.h"
 #include "remote/base/entry.h"
 #include "remote/calls/flags.h"
@@ -47,9 +48,11 @@ int client_call_start(client_env *e, void *request, uint32_t responseid, client_
     return 0;
 }
 
-// Asks for the answer of the call that has ended, and waits for it.
+// Asks for the answer of the call that has ended, and waits for it.  It is null where it got lost
+// on an earlier attempt.
 static int result_fetch(client_env *e, const void **response)
 {
+    if (e->visiting) return client_visit_result(e, response);
     int rc = client_control_getresult(e);
     return rc == 0 ? client_await(e, e->started.response, response) : rc;
 }
@@ -312,7 +315,7 @@ int client_started_finish(client_env *e)
     int rc = result_fetch(e, &response);
     e->started = {};
     // Every answer to a solver call begins with an int: its status, or what it counted.
-    if (rc == 0)
+    if (rc == 0 && response != nullptr)
         rc = call.finish != nullptr ? call.finish(e, response, call.memory)
                                     : client_flags(const_cast<void *>(response));
     free(call.memory);

@@ -4,6 +4,7 @@
 #include "client/detach.h"
 #include "client/group.h"
 #include "client/messages.h"
+#include "client/visit.h"
 #include "remote/calls/flags.h"
 
 #include <cerrno>
@@ -56,6 +57,7 @@ static int lose(client_env *e, int rc)
 int client_send(client_env *e, const void *message)
 {
     int rc = client_ready(e);
+    if (rc == 0) rc = client_stay(e, message);
     if (rc != 0) return rc;
     errno = 0;
     rc = e->io->ops.sendmsg(e->io, message);
@@ -117,13 +119,22 @@ int client_roundtrip(client_env *e, const void *message, uint32_t responseid, co
     return rc == 0 ? client_await(e, responseid, response) : rc;
 }
 
+int client_ask(client_env *e, const void *question, uint32_t responseid, const void **response)
+{
+    if (!e->visiting || client_ready(e) != 0)
+        return client_roundtrip(e, question, responseid, response);
+    return client_visit(e, question, responseid, response);
+}
+
 int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response)
 {
     if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
     if (e->groupcall) return client_group_exchange(e, request, responseid, response);
     if (client_call_iswatched(e, request))
         return client_call_watch(e, request, responseid, response);
-    return client_roundtrip(e, request, responseid, response);
+    const solver_call *call = solvercalls_find(message_id(request));
+    bool asks = call != nullptr && solvercall_asks(call);
+    return (asks ? client_ask : client_roundtrip)(e, request, responseid, response);
 }
 
 int client_call(client_env *e, void *request, uint32_t responseid, client_finish finish,
@@ -151,7 +162,7 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
     request.whatinfo = selector;
     request.intarg = argument;
     const void *message;
-    int rc = client_roundtrip(e, &request, VNTMESSAGEID_PROBINFO_RES, &message);
+    int rc = client_ask(e, &request, VNTMESSAGEID_PROBINFO_RES, &message);
     if (rc != 0) return rc;
     auto *response = static_cast<const vntmsg_PROBINFO_RES *>(message);
     *value = response->info;

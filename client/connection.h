@@ -49,6 +49,10 @@ int client_ready(const client_env *e);
 int client_roundtrip(client_env *e, const void *message, uint32_t responseid,
                      const void **response);
 int client_send(client_env *e, const void *message);
+
+// The same for a request that changes nothing in the worker, so that it may be repeated.
+int client_ask(client_env *e, const void *question, uint32_t responseid, const void **response);
+
 int client_await(client_env *e, uint32_t responseid, const void **response);
 
 // Receives one message.  It becomes null for a channel text, info, or the answer to a posted

@@ -18,7 +18,8 @@ template <class Request, class Response> static int control(client_env *e, uint3
         client_value_put(&request.env, env16, e->remote);
     }
     const void *message;
-    int rc = client_roundtrip(e, &request, responseid, &message);
+    const bool asks = id == VNTMESSAGEID_ASYNCTEST_REQ;
+    int rc = (asks ? client_ask : client_roundtrip)(e, &request, responseid, &message);
     if (rc != 0) return rc;
     *response = static_cast<const Response *>(message);
     return (*response)->status;

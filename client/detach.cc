@@ -4,6 +4,7 @@
 #include "client/connection.h"
 #include "client/group.h"
 #include "client/messages.h"
+#include "client/visit.h"
 #include "remote/base/entry.h"
 #include "remote/base/holders.h"
 #include "remote/base/socket.h"
@@ -62,6 +63,11 @@ void client_depart(client_env *e)
 
 int client_disconnect(client_env *e)
 {
+    if (e->visiting) { // the worker is left already
+        e->visiting = false;
+        client_depart(e);
+        return 0;
+    }
     vntmsg_DISCONNECT_REQ request = {};
     request.messageid = VNTMESSAGEID_DISCONNECT_REQ;
     const void *response;
@@ -87,7 +93,9 @@ int client_arrive(client_env *e)
     e->io = io;
     e->state = CLIENT_OPEN;
     e->owed = 0;
-    return client_timeouts_apply(e);
+    rc = client_timeouts_apply(e);
+    if (rc != 0) client_depart(e); // it has not said a word
+    return rc;
 }
 
 int client_greet(client_env *e)
@@ -145,10 +153,11 @@ static bool isplace(const tcpip_reconnectinfo *info)
     return info->workerid != 0 && info->addresslen > 0 && info->addresslen <= sizeof info->address;
 }
 
-// An environment of this process or a new one, joined to its worker again.  `prepare` completes
-// a new one before messages arrive.
-template <class Prepare>
-static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prepare)
+// An environment of this process or a new one, joined to its worker again, or visiting it with that
+// patience.  `prepare` completes a new one before messages arrive.
+static constexpr double CONNECTED = -1;
+template <class Prepare> static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env,
+                                            double patience, Prepare prepare)
 {
     if (!isplace(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
     client_env *e = away_take(&info);
@@ -163,9 +172,9 @@ static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env, Prepare prep
             return rc;
         }
     }
-    int rc = client_rejoin(e);
+    int rc = patience < 0 ? client_rejoin(e) : client_visits_begin(e, patience);
     if (rc == 0 && e->handlers.channel != nullptr) rc = client_channels_enable(e);
-    if (rc == 0 && e->started.running) rc = client_started_check(e);
+    if (rc == 0 && e->started.running && !e->visiting) rc = client_started_check(e);
     if (rc == 0) {
         *env = e->handle;
         return 0;
@@ -182,7 +191,7 @@ VNT_ENTRY int vntclient_reconnect(const void *bytes, VNTENVptr *env)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
     tcpip_reconnectinfo info;
     memcpy(&info, bytes, sizeof info);
-    return take_up(info, env, [](client_env *) { return 0; });
+    return take_up(info, env, CONNECTED, [](client_env *) { return 0; });
 }
 
 // The record of vntclient_pack(), whose layout vanto_client.h tells.
@@ -272,7 +281,7 @@ static int unpack(client_env *e, const packed_head &head, const char *record)
     return 0;
 }
 
-VNT_ENTRY int vntclient_attach(const void *record, int64_t length, VNTENVptr *env)
+static int attach(const void *record, int64_t length, VNTENVptr *env, double patience)
 {
     if (record == nullptr || env == nullptr)
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
@@ -280,7 +289,18 @@ VNT_ENTRY int vntclient_attach(const void *record, int64_t length, VNTENVptr *en
     packed_head head;
     if (!readhead(bytes, length, &head))
         return client_fail(VNTERR_FILE_FORMAT, "this is no record of an environment");
-    return take_up(head.info, env, [&](client_env *e) { return unpack(e, head, bytes); });
+    return take_up(head.info, env, patience, [&](client_env *e) { return unpack(e, head, bytes); });
+}
+
+VNT_ENTRY int vntclient_attach(const void *record, int64_t length, VNTENVptr *env)
+{
+    return attach(record, length, env, CONNECTED);
+}
+
+VNT_ENTRY int vntclient_attachresilient(const void *record, int64_t length, double patience,
+                                        VNTENVptr *env)
+{
+    return attach(record, length, env, patience > 0 ? patience : 0);
 }
 
 // Lists the handles of one kind, oldest first, in the caller's space.  It asks for them one by one:

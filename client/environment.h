@@ -85,6 +85,8 @@ struct client_env {
     client_started started;
     bool attending;         // inside the wait for a started call
     bool returning;         // a broken connection will be made anew: not lost yet
+    bool visiting;          // the worker is left between two exchanges; see visit.h
+    double patience;        // seconds for which a visit is tried
     client_limits limits;   // what the caller wants
     int64_t limitsset;      // when the limits, or the call, began to count
     vntclient_group *group; // null outside of groups

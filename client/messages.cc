@@ -116,16 +116,18 @@ VNT_ENTRY int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle
     if (!client_handle_find(channel, CLIENT_CHANNEL, &object) || object.env != e)
         return client_fail(VNTERR_BAD_ARGUMENT, "this is no channel of the environment");
     if (msgfunc == nullptr) return client_fail(VNTERR_NULL_POINTER, "a function is missing");
-    rc = client_channels_enable(e);
-    if (rc != 0) return rc;
     auto *d = static_cast<client_destination *>(calloc(1, sizeof(client_destination)));
     if (d == nullptr) return client_fail_memory();
     *d = {nullptr, static_cast<int32_t>(object.remote), handle, msgfunc};
     client_destination **end = &e->destinations;
     while (*end != nullptr)
         end = &(*end)->next;
-    *end = d;
-    return 0;
+    *end = d; // from now on it hears also that the worker is out of reach
+    rc = client_channels_enable(e);
+    if (rc == 0) return 0;
+    *end = nullptr;
+    free(d);
+    return rc;
 }
 
 // Where the output of a user function goes.

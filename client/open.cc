@@ -3,6 +3,7 @@
 #include "client/async.h"
 #include "client/connection.h"
 #include "client/messages.h"
+#include "client/visit.h"
 
 #include "remote/base/entry.h"
 #include "remote/calls/flags.h"
@@ -114,11 +115,12 @@ static int remote_close(client_env *e)
 {
     if (e->state == CLIENT_AWAY) return 0;
     client_call_abandon(e);
-    int rc = client_ready(e);
-    if (rc != 0 || e->remote == 0) return rc;
     char env16[16];
     vntmsg_CLOSEVANTO_REQ request = {};
     request.messageid = VNTMESSAGEID_CLOSEVANTO_REQ;
+    int rc = client_ready(e);
+    if (rc == 0) rc = client_stay(e, &request); // a worker that was left would not end
+    if (rc != 0 || e->remote == 0) return rc;
     client_value_put(&request.env, env16, e->remote);
     const void *response;
     rc = client_roundtrip(e, &request, VNTMESSAGEID_CLOSEVANTO_RES, &response);

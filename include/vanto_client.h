@@ -140,6 +140,13 @@ int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t *length_p
 // that are no record, else those of vntclient_reconnect().
 int vntclient_attach(const void *record, int64_t length, VNTENVptr *env);
 
+// The same, for networks that fail: the environment visits its worker.  A worker whose connection
+// breaks is ended with all that it holds; a visit connects, asks and disconnects in one piece, so
+// that the worker waits for the next one even when this process or the network ends in between.
+// Queries are visits, tried again for `patience` seconds.  From the first call on that changes
+// something or computes, the environment stays connected.
+int vntclient_attachresilient(const void *record, int64_t length, double patience, VNTENVptr *env);
+
 // The environment's problems and networks, oldest first: up to `space` handles at `lps` and
 // `nets`, and how many there are.  Returns that number.
 int vntclient_getproblems(VNTENVptr env, int space, VNTLPptr *lps);
@@ -191,12 +198,13 @@ int vntclient_inject(VNTENVptr env, double objval);
 // Errors: VNTERR_BAD_ARGUMENT when no call was started.
 int vntclient_join(VNTENVptr env);
 
-// As vntclient_join(), for networks that fail and machines that sleep: disconnects from the worker
-// and rejoins it every `interval` seconds.  When it cannot be reached, retries for up to `patience`
-// seconds, or two when the solve is to end, and says so on the error channel.
-// `look`, unless null, is called after each return to the worker; a result other than 0 ends the
-// solve.  With a null `look` the connections are as short as possible, so that the end of this
-// process hardly ever falls into one and takes the worker with it.
+// As vntclient_join(), for networks that fail and machines that sleep: the environment visits the
+// worker every `interval` seconds, as vntclient_attachresilient() says, and still does so when this
+// returns: the result stays in the worker until the problem is freed, and queries that fail are
+// asked again.  When the worker cannot be reached, retries for up to `patience` seconds, or two
+// when the solve is to end, and says so on the error channel.  `look`, unless null, is called at
+// each visit; a result other than 0 ends the solve.  Where the answer of the call itself was lost
+// with a connection this returns 0; VNTLgetstat() says how a solve ended.
 int vntclient_joinresilient(VNTENVptr env, double interval, double patience,
                             int (*look)(VNTENVptr env, void *data), void *data);
 

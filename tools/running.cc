@@ -58,14 +58,14 @@ static void detach(session &s)
         fmt::format("{} is being solved on {}: vntsolve --attach {}\n", s.model, s.server, file));
 }
 
-static constexpr double absence = 0.5;    // seconds between two visits to the worker
-static constexpr double patience = 86400; // seconds of retries when the server cannot be reached
+static constexpr double absence = 0.5; // seconds between two visits to the worker
 
 // The worker is disconnected nearly all the time, so that a broken network or the end of this
 // process does not end the solve.  Each visit brings the solver's log, which shows the progress.
 static int join(session &s)
 {
-    int status = s.solver.vntclient_joinresilient(s.env, absence, patience, nullptr, nullptr);
+    int status =
+        s.solver.vntclient_joinresilient(s.env, absence, SESSION_PATIENCE, nullptr, nullptr);
     s.untold = status == 0;
     return status;
 }

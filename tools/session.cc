@@ -46,7 +46,14 @@ session::~session()
 {
     if (untold) keep_result(*this);
     if (lp != nullptr) solver.VNTLfreeprob(env, &lp);
-    if (env != nullptr) solver.VNTLcloseVANTO(&env);
+    const bool closed = env == nullptr || solver.VNTLcloseVANTO(&env) == 0;
+    if (!told || options.resilientfile.empty()) return;
+    // Only now: a worker that waits for its next client must not be without a ticket.
+    if (closed)
+        unlink(options.resilientfile.c_str());
+    else
+        output_complaint(fmt::format("a worker may be left on {}: vntsolve --attach {}", server,
+                                     options.resilientfile));
 }
 
 // What a status means to the user, and how the program ends with it.
@@ -196,7 +203,7 @@ static void check_ticketfile(const session &s, const std::string &file)
     auto length = static_cast<int64_t>(t.record.size());
     char info[VNTCLIENT_INFO_LENGTH];
     VNTENVptr env = nullptr;
-    int status = s.solver.vntclient_attach(t.record.data(), length, &env);
+    int status = s.solver.vntclient_attachresilient(t.record.data(), length, 0, &env);
     if (status == VNTERR_CONNECTION_LOST) return;
     if (status == 0 && s.solver.vntclient_disconnect(env, info) == 0) s.solver.VNTLcloseVANTO(&env);
     throw failure{EXIT_UNREADABLE,
@@ -221,8 +228,8 @@ void session_attach(session &s)
     s.server = t.server;
     s.model = t.model;
     s.shown.start(t.started);
-    int status =
-        s.solver.vntclient_attach(t.record.data(), static_cast<int64_t>(t.record.size()), &s.env);
+    int status = s.solver.vntclient_attachresilient(
+        t.record.data(), static_cast<int64_t>(t.record.size()), SESSION_PATIENCE, &s.env);
     if (status == VNTERR_CONNECTION_LOST)
         throw failure{EXIT_CONNECTION,
                       fmt::format("{}: the worker on {} is gone", s.options.attachfile, s.server)};
@@ -268,7 +275,7 @@ void session_leave(session &s)
 void session_told(session &s)
 {
     s.untold = false;
-    if (!s.options.resilientfile.empty()) unlink(s.options.resilientfile.c_str());
+    s.told = true;
 }
 
 } // namespace vnt

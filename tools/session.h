@@ -16,6 +16,9 @@
 
 namespace vnt {
 
+// Seconds of retries when the server of a solve with a ticket cannot be reached.
+constexpr double SESSION_PATIENCE = 86400;
+
 struct session {
     const solve_options &options;
     solver_library solver;
@@ -26,6 +29,7 @@ struct session {
     VNTLPptr lp = nullptr;
     bool sawend = true;  // false: an attached solve had ended before
     bool untold = false; // the result of a solve with a ticket is not yet reported
+    bool told = false;
 
     explicit session(const solve_options &options);
     ~session();

@@ -33,7 +33,7 @@ namespace vnt {
 #define REMOTE_FUNCTIONS(F)                                                                        \
     F(vntclient_open) F(vntclient_connecttimeout) F(vntclient_errortext)                           \
     F(vntclient_start) F(vntclient_test) F(vntclient_joinresilient)                                \
-    F(vntclient_pack) F(vntclient_disconnect) F(vntclient_attach) F(vntclient_getproblems)
+    F(vntclient_pack) F(vntclient_disconnect) F(vntclient_attachresilient) F(vntclient_getproblems)
 // clang-format on
 
 #define DECLARE(function) decltype(&::function) function = nullptr;

@@ -146,6 +146,9 @@ extern const solver_call solvercalls[SOLVERCALL_COUNT];
 // The row of a request's id, null when the request is no call of the solver.
 const solver_call *solvercalls_find(uint32_t request);
 
+// Whether the call only asks: it changes nothing in the worker, so that it may be repeated.
+bool solvercall_asks(const solver_call *call);
+
 // Carries out the request of `frame`.  Returns what a run function returns: 0, or -1 for a
 // malformed request, which has been answered with a NAK of status -1.
 int solvercall_run(handler_frame *frame, const solver_call *call);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 #include <type_traits>
 #include <utility>
@@ -405,6 +406,29 @@ const solver_call *solvercalls_find(uint32_t request)
         std::partition_point(std::begin(solvercalls), std::end(solvercalls),
                              [request](const solver_call &call) { return call.request < request; });
     return row != std::end(solvercalls) && row->request == request ? row : nullptr;
+}
+
+bool solvercall_asks(const solver_call *call)
+{
+    // A count is returned in the place of a status.
+    bool answers = call->result != RESULT_STATUS || strstr(call->name, "GET") != nullptr;
+    bool changes = call->runs_long || call->result == RESULT_LP || call->result == RESULT_NET;
+    for (int i = 0; i < call->nargs; i++) {
+        switch (call->args[i].word) {
+        case CALL_OUTVALUE:
+        case CALL_OUTCHAR:
+        case CALL_OUT:
+        case CALL_OUTSTRING:
+        case CALL_PLAINSTRING:
+        case CALL_OUTNAMES:
+        case CALL_OUTFILE: answers = true; break;
+        case CALL_INOUT:
+        case CALL_LP_BY_ADDRESS:
+        case CALL_NET_BY_ADDRESS: changes = true; break;
+        default: break;
+        }
+    }
+    return answers && !changes;
 }
 
 } // namespace vnt

@@ -29,6 +29,11 @@ void writer_init(fdio_writer *w, int32_t uselistener,
     w->outlen = 0;
 }
 
+void writer_hold(stream *s, bool hold)
+{
+    writer(s)->held = hold;
+}
+
 void writer_release(fdio_writer *w)
 {
     free(w->scratch);
@@ -107,7 +112,7 @@ int fdio_endoutmsg(stream *s)
 {
     fdio_writer *w = writer(s);
     w->curoutmsg = -1;
-    return w->outlen > 0 ? w->transmit(w, nullptr, 0) : 0;
+    return w->outlen > 0 && !w->held ? w->transmit(w, nullptr, 0) : 0;
 }
 
 #define DEFINE(kind, type)                                                                         \

@@ -44,11 +44,16 @@ struct fdio_writer : stream {
     unsigned char outbuf[FDIO_BUFFER];
     uint32_t outlen; // bytes held
     uint32_t outcap; // bytes that fit
+    bool held;       // see writer_hold
 };
 
 // Readies the writer's part of a record that is zero.
 void writer_init(fdio_writer *w, int32_t uselistener,
                  int (*transmit)(fdio_writer *, const void *, size_t));
+
+// While it holds, messages that end stay in the buffer, as far as they fit, and leave in one piece
+// with the first that ends afterwards.
+void writer_hold(stream *s, bool hold);
 
 // Frees what the writer owns.
 void writer_release(fdio_writer *w);

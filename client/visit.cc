@@ -1,0 +1,167 @@
+#include "client/visit.h"
+
+#include "client/async.h"
+#include "client/connection.h"
+#include "client/detach.h"
+#include "client/messages.h"
+#include "remote/base/clock.h"
+#include "remote/calls/flags.h"
+#include "remote/stream/writer.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vnt {
+
+// How long a worker may be out of reach, in seconds, before the caller hears of it, and before one
+// who wants to end waits no longer.
+static constexpr double SHORT_PATIENCE = 2;
+
+static void complain_away(client_env *e)
+{
+    char text[600];
+    snprintf(text, sizeof text, "%s; it is tried again\n", vntclient_errortext());
+    client_complain(e, text);
+}
+
+// Tries until it succeeds, the worker is gone or the patience is over.
+template <class Step> static int persist(client_env *e, double patience, Step step)
+{
+    int64_t begin = clock_now();
+    bool told = false;
+    for (;;) {
+        int rc = step();
+        if (rc == 0 || e->state != CLIENT_AWAY) return rc;
+        double gone = clock_elapsed(begin);
+        if (gone > (client_wants_end(e) ? std::min(patience, SHORT_PATIENCE) : patience)) {
+            e->state = CLIENT_LOST;
+            return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
+        }
+        if (gone > SHORT_PATIENCE && !told) complain_away(e);
+        told = gone > SHORT_PATIENCE;
+        clock_sleep(0.25);
+    }
+}
+
+// One attempt: `exchange` follows the arrival.  What is lost after that may be found again.
+template <class Exchange> static int come(client_env *e, Exchange exchange)
+{
+    const bool returning = e->returning;
+    e->returning = true;
+    int rc = client_arrive(e);
+    if (rc == 0) {
+        rc = exchange();
+        if (e->state == CLIENT_LOST) e->state = CLIENT_AWAY;
+    }
+    e->returning = returning;
+    return rc;
+}
+
+// An absence begins.  The last visit has left the worker already.
+static void step_out(client_env *e)
+{
+    e->visiting = false;
+    if (e->io != nullptr) client_depart(e);
+}
+
+// Sends one or two requests between coming and leaving, and awaits the answer to the coming.
+static int speak(client_env *e, const void *first, const void *second)
+{
+    vntmsg_RECONNECT_REQ hello = {};
+    vntmsg_DISCONNECT_REQ farewell = {};
+    hello.messageid = VNTMESSAGEID_RECONNECT_REQ;
+    farewell.messageid = VNTMESSAGEID_DISCONNECT_REQ;
+    writer_hold(e->io->io, true);
+    int rc = client_send(e, &hello);
+    if (rc == 0) rc = client_send(e, first);
+    if (rc == 0 && second != nullptr) rc = client_send(e, second);
+    if (rc != 0) return rc;
+    writer_hold(e->io->io, false);
+    rc = client_send(e, &farewell);
+    const void *answer;
+    return rc == 0 ? client_await(e, VNTMESSAGEID_RECONNECT_RES, &answer) : rc;
+}
+
+// The answer is good until the next exchange, so the connection stays until then.
+static int visit(client_env *e, const void *question, uint32_t responseid, const void **response)
+{
+    return come(e, [&] {
+        int rc = speak(e, question, nullptr);
+        return rc == 0 ? client_await(e, responseid, response) : rc;
+    });
+}
+
+int client_visit(client_env *e, const void *question, uint32_t responseid, const void **response)
+{
+    step_out(e);
+    int rc = persist(e, e->patience, [&] { return visit(e, question, responseid, response); });
+    e->visiting = e->state == CLIENT_OPEN;
+    return rc;
+}
+
+static constexpr vntmsg_ASYNCTEST_REQ test = {nullptr, VNTMESSAGEID_ASYNCTEST_REQ, 0};
+
+int client_visits_begin(client_env *e, double patience)
+{
+    const void *answer;
+    e->patience = patience;
+    int rc = visit(e, &test, VNTMESSAGEID_ASYNCTEST_RES, &answer);
+    e->visiting = rc == 0;
+    return rc;
+}
+
+int client_part(client_env *e, double patience)
+{
+    e->patience = patience;
+    if (e->visiting) return 0;
+    int rc = client_disconnect(e);
+    if (e->state == CLIENT_OPEN) return rc;
+    e->state = CLIENT_AWAY; // the connection that broke may have carried the request all the same
+    const void *answer;
+    return client_visit(e, &test, VNTMESSAGEID_ASYNCTEST_RES, &answer);
+}
+
+// A worker without a call must not be asked for a result, which would end it.  So a small call goes
+// ahead, which a worker that has one refuses.
+static int ask_result(client_env *e, const void **response)
+{
+    char env16[16];
+    vntmsg_GETINTPARAM_REQ small = {};
+    small.messageid = VNTMESSAGEID_GETINTPARAM_REQ;
+    small.flags = FLAG_ASYNCHRONOUS | (e->remote == 0 ? FLAG_USEDEFAULTS : 0);
+    client_value_put(&small.env, env16, e->remote);
+    small.whichparam = VNT_PARAM_THREADS;
+    vntmsg_GETRES request = {};
+    request.messageid = VNTMESSAGEID_GETRES;
+    const void *answer;
+    int rc = speak(e, &small, &request);
+    if (rc != 0) return rc;
+    const bool none = client_await(e, VNTMESSAGEID_ACK, &answer) == 0;
+    if (e->state != CLIENT_OPEN) return VNTERR_CONNECTION_LOST;
+    rc = client_await(e, none ? +VNTMESSAGEID_GETINTPARAM_RES : e->started.response, response);
+    if (none) *response = nullptr;
+    return rc;
+}
+
+int client_visit_result(client_env *e, const void **response)
+{
+    step_out(e);
+    int rc =
+        persist(e, e->patience, [&] { return come(e, [&] { return ask_result(e, response); }); });
+    e->visiting = e->state == CLIENT_OPEN;
+    if (e->visiting) e->started.running = false;
+    return rc;
+}
+
+int client_stay(client_env *e, const void *message)
+{
+    if (!e->visiting) return 0;
+    const uint32_t id = message != nullptr ? message_id(message) : 0;
+    const bool ends = id == VNTMESSAGEID_FREEPROB_REQ || id == VNTMESSAGEID_NETFREEPROB_REQ ||
+                      id == VNTMESSAGEID_CLOSEVANTO_REQ;
+    step_out(e);
+    return persist(e, ends ? std::min(e->patience, SHORT_PATIENCE) : e->patience,
+                   [&] { return come(e, [&] { return client_greet(e); }); });
+}
+
+} // namespace vnt
