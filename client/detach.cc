@@ -153,9 +153,10 @@ static bool isplace(const tcpip_reconnectinfo *info)
     return info->workerid != 0 && info->addresslen > 0 && info->addresslen <= sizeof info->address;
 }
 
+static constexpr double CONNECTED = -1; // in the place of a patience
+
 // An environment of this process or a new one, joined to its worker again, or visiting it with that
 // patience.  `prepare` completes a new one before messages arrive.
-static constexpr double CONNECTED = -1;
 template <class Prepare> static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env,
                                             double patience, Prepare prepare)
 {
