@@ -29,7 +29,7 @@ static int listener_open(const struct addrinfo *address)
         log_syscall("socket");
         return -1;
     }
-    int on = 1; // the port of a server that has just gone can be taken at once
+    int on = 1; // a server can be restarted on the same port at once
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     const char *failed = nullptr;
     if (address->ai_addrlen > longest)
@@ -118,8 +118,8 @@ static int client_accept(server *s)
     return owned_add(fd);
 }
 
-// Closing with the client's request unread would reset the connection, and the status might be
-// lost.  But the descriptor is needed back, so the wait is short.
+// Closing before the client's request is read would reset the connection, and the status might be
+// lost.  The wait is short, because the descriptor is needed for the next connection.
 static void client_refuse(int fd)
 {
     char dropped[16];
@@ -128,7 +128,7 @@ static void client_refuse(int fd)
     owned_close(fd);
 }
 
-// Without a descriptor a connection cannot even be refused: one is kept for that.
+// To refuse a connection takes a descriptor, so one is kept in reserve.
 static void client_refusewithreserve(server *s)
 {
     owned_close(s->reservefd);
@@ -153,7 +153,7 @@ static int clients_accept(server *s, handshakes *open)
         log_syscall("accept");
         if (!error_istransient(code)) return -1;
         if (code == EMFILE) client_refusewithreserve(s);
-        return error_isshortage(code) ? PAUSE : 0; // signals are looked at before the next
+        return error_isshortage(code) ? PAUSE : 0; // so that signals are checked before the next
     }
     return 0;
 }
@@ -166,8 +166,8 @@ static int descriptors_poll(struct pollfd *fds, int count, int milliseconds)
     return ppoll(fds, static_cast<nfds_t>(count), milliseconds >= 0 ? &wait : nullptr, &open);
 }
 
-// The listening socket is the first entry of the poll; -1 leaves it out while there is no room for
-// a connection.
+// The listening socket is the first entry of the poll, or -1 while there is no room for a
+// connection.
 bool acceptor_serve(server *s)
 {
     static handshakes open;

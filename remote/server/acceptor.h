@@ -1,9 +1,9 @@
-// acceptor.h: the listening socket, and serving the connections that come through it.
+// acceptor.h: listens, accepts connections and serves their handshakes.
 //
 // Ownership: the listening socket is the server's; a connection is this module's until the server
 // takes it.
 // Threads: the main thread alone.
-// Errors: what fails is logged.
+// Errors: every failure is logged.
 
 #pragma once
 
@@ -11,14 +11,14 @@ namespace vnt {
 
 struct server;
 
-// Listens where the options say.  Returns 0, or -1 when that failed.
+// Listens at the address of the options.  Returns 0 or -1.
 int acceptor_open(server *s);
 
-// Announces the address on which clients may come.
+// Logs the address at which clients can connect.
 void acceptor_announce(const server *s);
 
-// Accepts and serves connections, without one keeping another waiting, until the server is to end.
-// Returns false when accept() failed for good.
+// Accepts and serves connections, all at once, until the server is to end.  Returns false when
+// accept() has failed for good.
 bool acceptor_serve(server *s);
 
 } // namespace vnt

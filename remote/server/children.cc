@@ -21,12 +21,12 @@
 
 namespace vnt {
 
-// All pipes of an unprivileged user share 64 MiB; beyond that a new one holds 8 KiB.  A few
-// workers get room for throughput; where there are many, the rest must go round.
+// All pipes of an unprivileged user share 64 MiB; beyond that a new one holds 8 KiB.  A few workers
+// get large pipes for throughput; many must share what is left.
 static constexpr int WIDE_PIPES = 1 << 20;
 static constexpr int WIDE_CHILDREN = 24;
 static constexpr int NARROW_PIPES = 4096;
-static std::atomic<int> standing; // records
+static std::atomic<int> standing; // how many records there are
 
 static constexpr int HELLO_TIME = 1000; // milliseconds for the answer to a returning client
 
@@ -35,7 +35,8 @@ static void fd_setnonblocking(int fd)
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
 }
 
-// A pipe between `worker`, which blocks, and `server`, which does not.  The size is a wish.
+// Makes a pipe between `worker`, which blocks, and `server`, which does not.  The system may give
+// it another size.
 static int pipe_make(int *readend, int *writeend, int *server, int size)
 {
     if (owned_pipe(readend, writeend) != 0) return -1;
@@ -78,8 +79,8 @@ static int locks_make(server_child *c)
     return 0;
 }
 
-// A thread on a stack of the slab; on one of its own where the process keeps so much per thread
-// that the small one does not do.
+// Starts a thread on a stack of the slab, or on one of its own if thread-local data does not leave
+// enough of the small one.
 static int pump_start(pthread_t *thread, char (&stack)[SLAB_STACK], void *(*body)(void *),
                       void *arg)
 {
@@ -103,8 +104,8 @@ static int pumps_start(server_child *c)
             return -1;
         }
     }
-    // A sanitizer's allocator is locked while it makes a thread known.  A fork() in between would
-    // leave it so in the worker.
+    // A sanitizer locks its allocator while it registers a thread.  After a fork() at that time it
+    // would stay locked in the worker.
     mutex_holder hold(&c->lock);
     while (SANITIZED && c->waiting < 2)
         pthread_cond_wait(&c->changed, &c->lock);
@@ -140,7 +141,7 @@ server_child *child_create(int client, const char *peer, int grace)
     c->pending = PENDING_NONE;
     c->grace = grace;
     snprintf(c->peer, sizeof c->peer, "%s", peer);
-    // At level 4 the log has a line for each read, of a size that people can follow.
+    // At level 4 each read is logged, so reads are small enough to follow.
     c->copying = log_getlevel() >= LOG_DEBUG;
     c->chunk = c->copying ? 4096 : SLAB_BUFFER;
     if (child_build(c) != 0) {
@@ -189,7 +190,7 @@ void child_kill(server_child *c, const char *reason)
     child_signal(c, SIGKILL);
 }
 
-// A client that gave up before the worker could be handed over.  Under the record's lock.
+// Drops a waiting client that has gone.  Under the record's lock.
 static void pending_dropdead(server_child *c)
 {
     if (c->pending < 0 || socket_alive(c->pending)) return;
@@ -205,13 +206,13 @@ bool child_handover(server_child *c, int client, const void *hello, size_t lengt
     // Ten bytes into a fresh connection: there is room, or the client has gone.
     if (io_writeall(client, hello, length, c->stopfd, clock_afterms(HELLO_TIME)) != 0) {
         log_syscall("safe_write");
-        owned_close(client); // with half a greeting it would wait for the rest for ever
+        owned_close(client); // with part of a greeting it would wait for ever
         return true;
     }
     c->pending = client;
     socknam(client, 1, c->peer);
-    // The network of the old client may have failed, and the system not know yet.  The to-child
-    // pump reads an end of file now.
+    // The old client's network may have failed without the system's knowledge.  This makes the
+    // to-child pump read an end of file.
     if (c->left) shutdown(c->client, SHUT_RD);
     pthread_cond_broadcast(&c->changed);
     return true;

@@ -1,16 +1,16 @@
 // children.h: the server's records of its workers: four pipes, two pumps, a process and the socket
 // of its client.
 //
-// A record is made before its process, and its pumps wait until the process is known.  From then
-// on it stands until the process has ended and the reaper, or the server's end, destroys it.
+// A record is made before its process, and its pumps wait until the process exists.  The reaper, or
+// the server's end, destroys the record after the process has ended.
 //
 // Ownership: a record owns its descriptors, all noted in owned.h, its pump threads and its slab.
 // The to-child pump alone replaces the client's socket and closes the worker's input early.
 //
-// Threads: the lock of a record guards what is marked so; it is taken after the server's lock.
-// Everything else is set before the pumps start or belongs to the thread that the comment names.
+// Threads: the lock of a record guards the fields marked so; it is taken after the server's lock.
+// All other fields are set before the pumps start or belong to the thread that their comment names.
 //
-// Errors: a call that can fail logs what failed.
+// Errors: every failure is logged.
 
 #pragma once
 
@@ -26,13 +26,13 @@
 
 namespace vnt {
 
-// What `pending` says beside the descriptor of a client that is to be taken.
+// Values of `pending` other than the socket of a waiting client.
 enum : int { PENDING_NONE = -1, PENDING_TEARDOWN = -2 };
 
-// Where a worker's report on its status pipe stands: not here yet, read, or never to come.
+// Whether a worker's report on its status pipe is awaited, has been read, or will not come.
 enum report_state { REPORT_AWAITED, REPORT_READ, REPORT_BROKEN };
 
-// What moves between a worker and its client, and when it last did.
+// The traffic between a worker and its client, and when bytes last moved.
 struct child_traffic {
     int unread;       // bytes in the worker's input
     int unsent;       // bytes in the client's socket that the client has not acknowledged
@@ -43,7 +43,7 @@ struct child_traffic {
 struct server_child {
     server_child *next;  // under the server's lock
     worker_child worker; // the worker's ends; -1 in the server once the process is forked
-    int requestfd;       // the worker's input; the to-child pump's
+    int requestfd;       // the worker's input; belongs to the to-child pump
     int controlfd;
     int responsefd; // the worker's output
     int statusfd;
@@ -54,30 +54,30 @@ struct server_child {
     std::atomic<bool> copying;     // else bytes go from socket to pipe and back by splice()
     std::atomic<uint64_t> relayed; // see child_traffic
 
-    report_state reported; // this and the next are the to-child pump's
+    report_state reported; // this and the next belong to the to-child pump
     int32_t report;        // 0 at a regular end, the worker's id when its client has left it
-    child_traffic ending;  // what the client still takes after the worker's end; the reaper's
+    child_traffic ending;  // after the worker's end; belongs to the reaper
 
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;
     int32_t id;         // of the process; 0 until it is forked
     int client;         // its socket; the to-child pump and, while relaying, the other may use it
     int pending;        // the socket of a client that wants the worker, or one of PENDING_*
-    bool left;          // by its client, which has nothing to say any more
+    bool left;          // its client has left it and sends nothing more
     bool stopped;       // the worker has ended, or is being ended
-    bool reaped;        // the process id is not ours any more
+    bool reaped;        // the process id may be another process's
     bool relaying;      // the from-child pump is passing bytes on, so that `client` must stay
-    bool discarding;    // the client takes nothing any more: what the worker sends is dropped
+    bool discarding;    // the client takes nothing more; the worker's output is dropped
     bool drained;       // the from-child pump has ended
     bool farewell;      // the worker has reported a regular end
-    const char *reason; // why the server has killed the worker; null when it has not
-    char peer[SOCKNAM_SIZE]; // the address of the client that came last
+    const char *reason; // why the server has killed the worker, or null
+    char peer[SOCKNAM_SIZE]; // the address of the last client
 
     slab *memory;
     pthread_t pumps[2]; // to the child, from the child
     int npumps;
     int waiting; // pumps that wait for the id
-    int nlocks;  // of lock and changed, how many stand
+    int nlocks;  // how many of lock and changed are initialised
 };
 
 // Makes a record with its pumps waiting.  `client` becomes the record's once it is started.
@@ -94,26 +94,26 @@ void child_become(server_child *c);
 // Sends a signal, unless the process has been collected already.
 void child_signal(server_child *c, int signal);
 
-// Sends SIGKILL.  The reason, a constant or null, is for the log, where the first one counts.
+// Sends SIGKILL.  The first reason, a constant or null, is logged.
 void child_kill(server_child *c, const char *reason);
 
-// Hands the worker to a client that says it has left it before.  `hello` is sent under the
-// record's lock, ahead of everything that the worker may send.  Returns false when another such
-// client waits already; the socket stays the caller's then.
+// Hands the worker to a client that reconnects.  `hello` is sent under the record's lock, ahead of
+// everything that the worker may send.  Returns false, and the socket stays the caller's, if
+// another client waits already.
 bool child_handover(server_child *c, int client, const void *hello, size_t length);
 
-// Says that the worker has ended, or is to end: waiting pumps wake up.
+// Marks that the worker has ended or is to end, and wakes waiting pumps.
 void child_stop(server_child *c);
 
-// Whether a worker that exited with status 0 had served its client to the end before.
+// Whether a worker that exited with status 0 had reported a regular end.
 bool child_farewell(server_child *c);
 
-// Begins to measure, and returns the milliseconds for which nothing has moved.
+// Start measuring, and return the milliseconds for which nothing has moved.
 void child_measure(server_child *c, child_traffic *t);
 int64_t child_idletime(server_child *c, child_traffic *t);
 
-// Waits until everything that the worker wrote has been passed on, but not beyond `deadline` of
-// clock_ms().  Returns whether it has.
+// Waits until everything that the worker wrote has been passed on, or until `deadline` of
+// clock_ms().  Returns whether it has been.
 bool child_drain(server_child *c, int64_t deadline);
 
 // Ends the pumps, closes everything, frees the record.  Takes any state that create can leave.

@@ -60,13 +60,13 @@ static bool connection_discard(handshake *c)
 
 static bool connection_answer(handshake *c, int status)
 {
-    if (status == HANDSHAKE_OK) return false; // the server's now
+    if (status == HANDSHAKE_OK) return false; // now owned by the server
     handshake_refuse(c->fd, status);
     phase_enter(c, handshake::DRAIN, DRAIN_TIME);
     return true;
 }
 
-// The number awaited did not come, in time or at all.
+// The awaited number did not come in time, or the connection ended.
 static bool number_miss(handshake *c)
 {
     if (c->phase == handshake::DRAIN) return connection_discard(c);
@@ -88,7 +88,7 @@ static bool action_take(handshakes *h, handshake *c)
     return true;
 }
 
-// Reads what is here, and not a byte beyond the number awaited: the rest is for the worker.
+// Reads what has arrived, but nothing beyond the awaited number: the rest is for the worker.
 static bool number_receive(handshakes *h, handshake *c)
 {
     char dropped[4096];

@@ -1,9 +1,9 @@
-// handshakes.h: connections that have not said yet what they want.
+// handshakes.h: the server's side of the handshakes, many at a time.
 //
 // A client first sends an action; "reconnect" is followed by a worker's id.  Each number has a
-// deadline, and all connections are polled at once, so that none keeps another waiting.  A refused
-// client gets a status, and a moment to read it, before the connection is closed: closing with
-// bytes unread would reset it, and the status might be lost.
+// deadline, and all connections are polled together, so that none delays another.  A refused client
+// gets a status, and a moment to read it before the connection is closed: closing with unread bytes
+// would reset the connection, and the status might be lost.
 //
 // Ownership: connections are this module's until the server takes one.
 // Threads: the main thread alone.
@@ -24,8 +24,8 @@ namespace vnt {
 // keep their places until their deadlines.
 constexpr int HANDSHAKES_MAX = 1024;
 
-// What the server does for a connection.  Each returns a status of remote/transport/handshake.h:
-// with 0 the connection has become the server's.
+// The server's actions for a connection.  Each returns a status of remote/transport/handshake.h;
+// with 0 the server owns the connection.
 struct handshake_actions {
     void *server;
     int (*newworker)(void *server, int client, const char *peer);
@@ -35,7 +35,7 @@ struct handshake_actions {
 struct handshake {
     int fd;
     enum { ACTION, ID, DRAIN } phase;
-    unsigned char bytes[8]; // the number under way; `have` of them have come
+    unsigned char bytes[8]; // the number being received, `have` bytes of it so far
     size_t have;
     int64_t deadline; // of clock_ms()
     char peer[SOCKNAM_SIZE];
@@ -54,9 +54,9 @@ void handshakes_add(handshakes *h, int fd);
 // One entry for each connection; returns the milliseconds until the first deadline, -1 for none.
 int handshakes_poll(const handshakes *h, struct pollfd *fds);
 
-// Serves the connections that `fds`, as filled above and then polled, says are ready, and those
-// whose time is up, until the first leaves the list: making a worker for it takes long, and
-// meanwhile new connections and signals wait.
+// Serves the connections that are ready according to `fds`, filled as above and polled, and those
+// whose time is up.  Returns after the first one that leaves the list: making its worker takes
+// long, and new connections and signals must not wait for several.
 void handshakes_serve(handshakes *h, const struct pollfd *fds);
 
 // Answers with a status, without waiting for room.

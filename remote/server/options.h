@@ -23,17 +23,17 @@ struct server_options {
     int32_t actiontimeout; // seconds
     library **libraries;   // in the order of their options
     int nlibraries;
-    int logfd; // -1 where the log is standard error
-    int pidfd; // -1 without a pid file, and once that is written
+    int logfd; // -1 if the log is standard error
+    int pidfd; // -1 without a pid file, and after it is written
 };
 
-// Reads everything and sets up the log.  Returns 0 to go on, 1 after printing help, -1 after
+// Reads the options and sets up the log.  Returns 0 to go on, 1 after printing help, -1 after
 // printing an error.  A library that cannot be loaded ends the process.  Release the options in
-// any case.
+// every case.
 int options_read(server_options *o, int argc, char **argv);
 
 // Writes the process id into the pid file.  Call it once the server listens: a server that cannot
-// must not overwrite the file of the one that is running.
+// listen must not overwrite the file of the running one.
 void options_writepid(server_options *o);
 
 // Closes the log, unless it is standard error, and the libraries, newest first.

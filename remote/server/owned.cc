@@ -94,7 +94,7 @@ void owned_closeothers(const int *keep, int count)
 {
     for (int i = 0; i < count; i++)
         descriptor_flip(keep[i]);
-    // Not the whole table: where a process may open 2^30 descriptors, that is 128 MiB.
+    // Not the whole table, which takes 128 MiB if a process may open 2^30 descriptors.
     for (int64_t w = 0; w < usedwords; w++) {
         for (; noted[w] != 0; noted[w] &= noted[w] - 1)
             close(static_cast<int>(w * 64 + __builtin_ctzll(noted[w])));

@@ -1,11 +1,11 @@
 // owned.h: the descriptors that belong to the server process.
 //
-// A worker that kept one of them would keep the port taken, another client's connection open, or
-// another worker's input from ending.  So the server notes every descriptor that it opens, and a
-// new worker closes what is noted.
+// A worker that inherited one of them would keep the port in use, another client's connection open,
+// or another worker's input from ending.  So the server notes every descriptor that it opens, and a
+// new worker closes the noted ones.
 //
-// Threads: any.  One lock, below all others, is held while a descriptor is closed and across
-// fork(), so that a noted descriptor is an open one.
+// Threads: any.  One lock, taken last, is held while a descriptor is closed and across fork(), so
+// that every noted descriptor is open.
 
 #pragma once
 
@@ -15,8 +15,8 @@ namespace vnt {
 int owned_create(void);
 void owned_destroy(void);
 
-// Notes a descriptor and returns it.  -1 passes through, so that a call that opens one can stand
-// inside.  -1 and EMFILE when the table has no place; the descriptor is closed then.
+// Notes a descriptor and returns it.  Returns -1 for -1, so that the result of open() and the like
+// can be passed directly.  -1 and EMFILE when the table is full; the descriptor is then closed.
 int owned_add(int fd);
 
 // Closes a noted descriptor; -1 is fine.
@@ -25,7 +25,7 @@ void owned_close(int fd);
 // pipe() whose ends are noted and closed on exec().  Errors: -1 and errno, both ends -1.
 int owned_pipe(int *readend, int *writeend);
 
-// Held across fork().
+// Held during fork().
 void owned_lock(void);
 void owned_unlock(void);
 

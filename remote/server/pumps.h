@@ -1,9 +1,9 @@
-// pumps.h: the two threads that stand between a client's socket and its worker's pipes.
+// pumps.h: the two threads that pass bytes between a client's socket and its worker's pipes.
 //
-// The worker thus outlives its client's socket: when the client has left by a disconnect request,
-// the to-child pump waits for another client and puts its socket in the place of the old one.
+// So the worker outlives its client's socket: after a disconnect request the to-child pump waits
+// for another client, whose socket replaces the old one.
 //
-// Bytes are moved by splice(), unless the log has lines for them or splice() fails.
+// Bytes are moved by splice(), unless they are logged or splice() fails.
 //
 // Threads: one of each kind per record; they end when the worker ends or the record is stopped.
 

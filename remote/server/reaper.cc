@@ -17,13 +17,13 @@
 
 namespace vnt {
 
-// How long a pass of the reaper waits for the last answers of ended workers to reach their
-// clients.  Those that are still moving after that are left to the next passes.
+// How long a pass of the reaper waits for the last answers of ended workers to reach their clients.
+// The next passes wait for the others.
 static constexpr int DRAIN_TIME = 1000;
 
-// Waits for the polling interval.  Returns true when the server is to end.  The nanoseconds are
-// meant not to be carried into the seconds: sem_timedwait() rejects a deadline with too many of
-// them at once, and that counts as the end of the interval.
+// Waits for the polling interval.  Returns true when the server is to end.  It is meant that the
+// nanoseconds are not carried into the seconds: sem_timedwait() rejects such a deadline at once,
+// which counts as the end of the interval.
 static bool stop_await(server *s)
 {
     struct timespec deadline;
@@ -35,7 +35,7 @@ static bool stop_await(server *s)
     return false;
 }
 
-// Takes the record of a process out of the list; null when there is none.
+// Takes the record of a process out of the list; null for an unknown process.
 static server_child *child_unlink(server *s, pid_t id)
 {
     mutex_holder hold(&s->lock);
@@ -48,7 +48,7 @@ static server_child *child_unlink(server *s, pid_t id)
     return nullptr;
 }
 
-// From here on the process gets no more signals: its id may soon be another's.
+// Marks that the process must get no more signals: its id may be reused.
 static void child_markreaped(server_child *c)
 {
     mutex_holder hold(&c->lock);
@@ -65,7 +65,7 @@ static void child_teardown(server_child *c)
     log_line(LOG_DEBUG, "Child %d cleaned.\n", id);
 }
 
-// Tears down the ended workers whose last answers have been taken, or are not taken any more.
+// Destroys the records of ended workers whose last answers were taken or are no longer being taken.
 static void children_teardownsettled(server *s)
 {
     for (server_child **link = &s->ended; *link != nullptr;) {
@@ -88,7 +88,7 @@ static void children_teardownall(server *s)
     }
 }
 
-// One ended process, not collected yet; its id is 0 when there is none.
+// Finds an ended process that is not collected yet; its id is 0 if there is none.
 static siginfo_t ended_peek(void)
 {
     siginfo_t info = {};
@@ -96,8 +96,8 @@ static siginfo_t ended_peek(void)
     return info;
 }
 
-// The id of the last request of a process that has not been collected, 0 when it had none.  Workers
-// put it behind their process's name.
+// The id of the last request of a process that is not collected yet, or 0.  Workers append it to
+// their process's name.
 static unsigned long request_findlast(pid_t id)
 {
     char path[32], name[32] = "";
@@ -109,7 +109,7 @@ static unsigned long request_findlast(pid_t id)
     return number != nullptr ? strtoul(number, nullptr, 10) : 0;
 }
 
-// Logs a worker's end that its client did not ask for.
+// Logs the end of a worker unless its client asked for it.
 static void exit_report(server_child *c, const siginfo_t *info)
 {
     bool exited = info->si_code == CLD_EXITED;
@@ -175,9 +175,9 @@ static void children_take(server *s)
     s->children = nullptr;
 }
 
-// Ends all workers and the process.  The main thread sleeps, or is about to: it forks under the
-// server's lock and looks at the stop flag first, so that no worker comes after the list is
-// taken.  Its lock and the semaphore are left standing, as it may be looking at them still.
+// Ends all workers and the process.  The main thread checks the stop flag and forks under the
+// server's lock, so no worker is added after the list is taken.  The lock and the semaphore are not
+// destroyed, because the main thread may still use them.
 [[noreturn]] static void server_cleanup(server *s)
 {
     children_teardownall(s); // those that have ended before

@@ -1,10 +1,10 @@
 // reaper.h: the thread that collects workers that have ended, and that ends the server.
 //
-// It looks once in a polling interval.  A record is torn down when everything that its worker wrote
-// has been passed on, or nothing of that has moved for the time of grace.
+// It runs once per polling interval.  It destroys a record when everything that its worker wrote
+// has been passed on, or when nothing of that has moved for the grace time.
 //
-// Ownership: ended workers' records are the reaper's.
-// Threads: one.  It takes the server's lock for the list, and a record's lock for its marks.
+// Ownership: the reaper owns the records of ended workers.
+// Threads: one.  It takes the server's lock for the list, and a record's lock for its state.
 
 #pragma once
 

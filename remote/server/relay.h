@@ -1,8 +1,8 @@
-// relay.h: what the two pumps of a worker have in common.
+// relay.h: functions that both pumps of a worker use.
 //
 // Threads: the pump of the record that is passed.
-// Errors: a failure between server and worker is logged and ends the worker; a client's is the
-// caller's to judge.
+// Errors: a failure between server and worker is logged and ends the worker; the caller handles a
+// failure of the client's connection.
 
 #pragma once
 
@@ -12,30 +12,31 @@
 
 namespace vnt {
 
-// After one piece: there may be more, the source has ended, or the pump must end.
+// The outcome of passing on one piece: there may be more, the source has ended, or the pump must
+// end.
 enum relay_result { RELAY_MORE, RELAY_END, RELAY_STOP };
 
-// Waits until the process is known: a quick client's bytes must not be on the way before, because
-// a failure on the way is answered by killing it.  False when there will be no process.
+// Waits until the process exists: no bytes may move before, because a failure is handled by killing
+// it.  Returns false if there will be no process.
 bool relay_awaitprocess(server_child *c);
 
-// Something between server and worker broke.  That is the worker's end, unless it had come before.
+// Handles a failure between server and worker: kills the worker unless it has ended.
 void relay_fail(server_child *c, const char *call);
 
-// The bytes that can be read from a pipe; 0 for -1.
+// How many bytes can be read from a pipe; 0 for -1.
 int relay_countunread(int fd);
 
-// Writes all of it, however long that takes; false when that fails or the pump must end.
+// Writes all bytes, without a deadline.  Returns false when that fails or the pump must end.
 bool relay_writeall(const server_child *c, int fd, const void *bytes, ssize_t n);
 
-// Moves bytes from a socket to a pipe or back without looking at them; returns as splice() does.
+// Moves bytes from a socket to a pipe or back.  Returns what splice() returns.
 ssize_t relay_move(int from, int to);
 
 // Whether a read() or write() that failed may succeed later; waits a little when memory is short.
 bool relay_mayrepeat(const server_child *c);
 
-// Whether a connection is over in both directions; with POLLRDHUP in `events` at least in the
-// client's.
+// Whether a connection has ended in both directions, or, with POLLRDHUP in `events`, at least in
+// the direction from the client.
 bool relay_isover(int fd, short events);
 
 } // namespace vnt

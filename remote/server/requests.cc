@@ -1,4 +1,4 @@
-// The pump from a client to its worker, and what becomes of the worker without a client.
+// The pump from a client to its worker, and the handling of a worker without a client.
 #include "remote/base/holders.h"
 #include "remote/base/io.h"
 #include "remote/base/log.h"
@@ -15,9 +15,9 @@
 
 namespace vnt {
 
-// How long the last answers to a client may take once another waits for its worker.
+// How long the last answers to a client may take while another client waits for the worker.
 static constexpr int SETTLE_TIME = 1000;
-// A worker may compute for longer than it may idle: unread bytes are given so many times the grace.
+// A worker may compute for longer than it may idle: with unread bytes the grace is so much longer.
 static constexpr int UNREAD_GRACES = 6;
 
 static const char VANISHED[] = "its client has vanished";
@@ -26,7 +26,7 @@ static const char LINGERING[] = "it did not exit after its regular end";
 // Reads the worker's report, which it has written in one piece.
 static void report_read(server_child *c)
 {
-    mutex_holder hold(&c->lock); // the report is either in the pipe or known, see child_farewell
+    mutex_holder hold(&c->lock); // for child_farewell: the report is in the pipe or in the record
     ssize_t n = read(c->statusfd, &c->report, sizeof c->report);
     if (n < 0 && (errno == EINTR || errno == EAGAIN)) return;
     c->reported = n == sizeof c->report ? REPORT_READ : REPORT_BROKEN;
@@ -49,16 +49,16 @@ static int watch(server_child *c, int fd, short events)
     return fds[1].revents != 0;
 }
 
-// Whether nothing that the client still sends counts: the worker has ended regularly, or was left
-// by the client and is wanted by another.
+// Whether to ignore what the client still sends: the worker has ended regularly, or the client has
+// left it and another wants it.
 static bool client_isdone(server_child *c)
 {
     mutex_holder hold(&c->lock);
     return c->farewell || (c->left && c->pending != PENDING_NONE);
 }
 
-// Waits for room in the worker's input.  A worker that reads nothing, for a client that sends
-// nothing any more, does not wait for ever.
+// Waits for room in the worker's input, with a limit if the worker reads nothing and the client has
+// ended its side.
 static relay_result room_await(server_child *c)
 {
     child_traffic traffic;
@@ -107,15 +107,14 @@ static relay_result request_move(server_child *c)
     case EINTR: return RELAY_MORE;
     default: break;
     }
-    // Also EPIPE, which says only that nothing was left to move when the client has gone.
+    // Includes EPIPE, which after the client's end only means that nothing was left to move.
     if (!socket_alive(c->client)) return RELAY_END;
-    c->copying = true; // whatever splice() lacks; read() and write() tell what is really wrong
+    c->copying = true; // splice() does not work here; read() and write() report real errors
     return RELAY_MORE;
 }
 
-// Passes on what the client sends.  Returns true once the client is gone, whichever way, or does
-// not count any more; false when the pump must end.  A worker that waits does not mind a
-// reset.
+// Passes on what the client sends.  Returns true when the client is gone, also by a reset, or is to
+// be ignored; false when the pump must end.
 static bool requests_relay(server_child *c)
 {
     for (;;) {
@@ -130,10 +129,9 @@ static bool requests_relay(server_child *c)
 
 enum await_result { AWAIT_REPORT, AWAIT_NOTHING, AWAIT_STOPPED };
 
-// Waits for the worker's report, for as long as bytes move: a worker that computes has not read
-// yet what its client said last, and a client that has closed only its sending side still takes
-// answers.  AWAIT_NOTHING when they have stopped for too long, AWAIT_STOPPED when the pump must
-// end.
+// Waits for the worker's report while bytes move: a computing worker has not read its client's last
+// requests yet, and a client that has closed only its sending side still takes answers.
+// AWAIT_NOTHING when nothing has moved for too long, AWAIT_STOPPED when the pump must end.
 static await_result report_await(server_child *c)
 {
     child_traffic traffic;
@@ -156,8 +154,8 @@ static void exit_await(server_child *c)
     if (io_wait(c->stopfd, POLLIN, -1, clock_afterms(c->grace)) == 0) child_kill(c, LINGERING);
 }
 
-// The client has vanished: it neither ended its worker nor left it.  The worker finds its
-// input ended.  If it does not come to read it, or waits too late to be reached, it is killed.
+// The client has vanished without ending or leaving its worker.  Closes the worker's input.  A
+// worker that does not read the end of it, or parks only now, is killed.
 static void orphan_end(server_child *c)
 {
     bool reads = relay_countunread(c->requestfd) == 0;
@@ -175,7 +173,7 @@ static void orphan_end(server_child *c)
         exit_await(c);
 }
 
-// Under the record's lock: whether everything that the old client was to get has left the pipe.
+// Under the record's lock: whether all output for the old client has left the pipe.
 static bool responses_aresettled(server_child *c)
 {
     return !c->relaying && relay_countunread(c->responsefd) == 0;
@@ -189,8 +187,8 @@ static void client_replace(server_child *c)
     c->left = c->discarding = false;
 }
 
-// Waits until the last answers to the old client have left the pipe; what it does not take soon is
-// dropped.
+// Waits until the last answers to the old client have left the pipe; drops those that it does not
+// take soon.
 static void responses_settle(server_child *c)
 {
     struct timespec end = clock_span(clock_afterms(SETTLE_TIME));
@@ -201,7 +199,7 @@ static void responses_settle(server_child *c)
     }
 }
 
-// Waits for a client and puts its socket in the place of the old one.  False when none will come.
+// Waits for a client, whose socket then replaces the old one.  Returns false if none will come.
 static bool client_take(server_child *c)
 {
     mutex_holder hold(&c->lock);
@@ -219,15 +217,15 @@ static bool client_take(server_child *c)
     return true;
 }
 
-// Waits until a client speaks to whom the worker can go.  One that ends its side before has not
-// been heard by the worker, which must not be taken for its orphan: it waits for the next.
+// Waits until a new client sends something.  The worker knows nothing of a client that ends before
+// that, so it is not closed for it but waits for the next one.
 // Returns 1, 0 when no client will come, -1 when the pump must end.
 static int client_find(server_child *c)
 {
     while (client_take(c)) {
         int ready = 0;
-        // What the old client sent last is served for the new one, which may wait for it in
-        // silence.
+        // The old client's last requests are served for the new one, which may wait for the answers
+        // without sending anything.
         while (ready == 0 && relay_countunread(c->requestfd) == 0)
             ready = watch(c, c->client, POLLIN);
         if (ready < 0) return -1;
@@ -237,12 +235,12 @@ static int client_find(server_child *c)
     return 0;
 }
 
-// Releases the waiting worker: with its id when a client is back, with 0 when none will be.
+// Releases the waiting worker: with its id for a new client, with 0 if there will be none.
 static bool worker_release(server_child *c, int32_t number)
 {
     c->reported = REPORT_AWAITED;
     if (relay_writeall(c, c->controlfd, &number, sizeof number)) return true;
-    // A waiting worker that was killed from outside is no fault of the server's.
+    // It is not an error of the server if another process has killed the waiting worker.
     if (errno == EPIPE)
         child_kill(c, nullptr);
     else
@@ -250,7 +248,7 @@ static bool worker_release(server_child *c, int32_t number)
     return false;
 }
 
-// The client is gone.  Returns true once another has taken its place, false when the pump must
+// Handles the client's end.  Returns true when another has replaced it, false when the pump must
 // end.
 static bool client_await(server_child *c)
 {

@@ -11,8 +11,8 @@
 
 namespace vnt {
 
-// The client takes nothing any more.  It has lost bytes, so if it is there after all, it must see
-// the connection's end instead of waiting for the rest.
+// The client takes nothing more.  It has lost bytes, so if it still exists it must see the end of
+// the connection instead of waiting for the rest.
 static void client_discard(server_child *c)
 {
     if (errno != ECANCELED) {
@@ -24,8 +24,8 @@ static void client_discard(server_child *c)
     shutdown(c->client, SHUT_RDWR);
 }
 
-// The steps below pass on one piece of what the worker sends.  Meanwhile `relaying` is set, and the
-// client's socket stays the same.
+// The steps below pass on one piece of the worker's output.  Meanwhile `relaying` is set, so the
+// client's socket does not change.
 
 static relay_result response_copy(server_child *c, bool wanted)
 {
@@ -59,11 +59,11 @@ static relay_result response_move(server_child *c)
     if (relay_isover(c->client, 0))
         client_discard(c);
     else
-        c->copying = true; // whatever splice() lacks, nothing is lost yet
+        c->copying = true; // splice() does not work here; nothing is lost yet
     return RELAY_MORE;
 }
 
-// Says whether bytes are under way; returns whether the client takes them.
+// Sets whether a piece is being passed on; returns whether the client takes bytes.
 static bool relaying_set(server_child *c, bool relaying)
 {
     mutex_holder hold(&c->lock);
@@ -72,11 +72,11 @@ static bool relaying_set(server_child *c, bool relaying)
     return !c->discarding;
 }
 
-// Passes on one piece of what the worker sends, or drops it.  False at the end of its output.
+// Passes on or drops one piece of the worker's output.  Returns false at the end of the output.
 static bool response_relay(server_child *c)
 {
-    // Set before bytes leave the pipe: else the to-child pump could find it empty, and change the
-    // client, with a piece of an old answer still to come.
+    // Set before bytes leave the pipe: else the to-child pump could find the pipe empty and change
+    // the client before the old answer is complete.
     bool wanted = relaying_set(c, true);
     relay_result result = wanted && !c->copying ? response_move(c) : response_copy(c, wanted);
     relaying_set(c, false);

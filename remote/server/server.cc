@@ -12,8 +12,8 @@
 
 namespace vnt {
 
-// A server may be started with its standard descriptors closed.  Left free, they would go to
-// clients, who would then get what is written to standard error.
+// A server may be started with its standard descriptors closed.  If they stayed free, clients'
+// sockets would get their numbers, and with them what is written to standard error.
 static void standardfds_occupy(void)
 {
     int fd;
@@ -23,7 +23,7 @@ static void standardfds_occupy(void)
     if (fd >= 0) close(fd);
 }
 
-// A worker takes six descriptors here.
+// A worker takes six descriptors of the server.
 static void limit_raise(void)
 {
     struct rlimit limit;
@@ -51,7 +51,7 @@ static int reaper_start(server *s)
 
 static int server_start(server *s)
 {
-    fflush(stdout); // or every worker would print what is left in it once more
+    fflush(stdout); // else every worker would print what is left in the buffer again
     limit_raise();
     if (owned_create() != 0) {
         log_syscall("malloc");
@@ -73,7 +73,7 @@ static void server_undo(server *s)
     options_release(&s->options);
 }
 
-// Accepts until the end.  The reaper ends the process.
+// Accepts until the server is to end.  The reaper ends the process.
 [[noreturn]] static void server_serve(server *s)
 {
     signals_catch(s);

@@ -5,10 +5,10 @@
 // worker or a client does ends the server.
 //
 // Threads: the server's lock guards the list of workers and the listening socket.  It is taken
-// before a worker's lock; the lock of owned.h comes last.  The main thread holds that across
+// before a worker's lock; the lock of owned.h comes last.  The main thread holds the latter during
 // fork(), and the server's until the new worker is in the list with its id.  So the worker starts
-// from a settled table of descriptors, touches no lock of the server, and is never looked up before
-// it is there.
+// with a consistent table of descriptors, uses no lock of the server, and is never looked up before
+// it is in the list.
 
 #pragma once
 
@@ -22,11 +22,11 @@
 
 namespace vnt {
 
-// What a server is made of, so that tests can take other parts.
+// The parts of a server that tests replace.
 struct server_parts {
-    void (*worker)(worker_child *child, int argc, char **argv); // what a worker does
-    // How many milliseconds a worker may idle once its client has vanished, or after its regular
-    // end, before it is killed.
+    void (*worker)(worker_child *child, int argc, char **argv); // the worker's main function
+    // Milliseconds that a worker may idle after its client has vanished, or after its regular end,
+    // before it is killed.
     int grace = 10000;
     pid_t (*fork)(void) = ::fork;
 };
@@ -36,9 +36,9 @@ struct server {
     server_options options;
     pthread_mutex_t lock;
     server_child *children; // newest first
-    server_child *ended;    // being torn down; the reaper's
+    server_child *ended;    // being destroyed; belongs to the reaper
     int listenfd;
-    int reservefd; // closed for a moment to refuse a connection when no descriptor is left
+    int reservefd; // closed for a moment to refuse a connection when descriptors run out
     std::atomic<int> stop;
     sem_t wakeup; // posted once stop is set
     pthread_t reaper;

@@ -1,8 +1,8 @@
-// signals.h: what SIGHUP, SIGINT and SIGTERM, the stop signals, mean to the server, and to a
-// worker.
+// signals.h: the signals of the server and the worker.  SIGHUP, SIGINT and SIGTERM are the stop
+// signals.
 //
-// The stop signals and SIGCHLD are blocked in all threads of the server.  The main thread opens
-// itself to the stop signals while it polls, so that they arrive nowhere else.
+// The stop signals and SIGCHLD are blocked in all threads of the server.  The main thread unblocks
+// the stop signals while it polls, so that no other thread gets them.
 //
 // Threads: the main thread alone.
 
@@ -14,22 +14,22 @@ namespace vnt {
 
 struct server;
 
-// Blocks them, before any thread is started, and gives back the mask that was.
+// Blocks them, before any thread is started, and stores the previous mask.
 void signals_block(sigset_t *before);
 
 // From now on a stop signal sets the server's stop flag and wakes the reaper.  SIGPIPE and the two
 // user signals, which monitors and log rotation like to send, are ignored.
 void signals_catch(server *s);
 
-// The calling thread's mask without the stop signals, for the time of a poll.
+// The calling thread's mask without the stop signals, for a poll.
 void signals_openmask(sigset_t *mask);
 
-// Lets the stop signals in that have arrived.  A poll that finds a descriptor ready returns
-// without doing so, hence under a flood of connections no signal would ever be seen.
+// Delivers stop signals that are pending.  A poll that finds a descriptor ready does not, so under
+// a flood of connections no signal would be delivered.
 void signals_take(void);
 
-// In a new worker: the signals as a fresh process has them, but for SIGPIPE: a server that has
-// gone is an error of its writes.
+// In a new worker: restores the default signals, except that SIGPIPE stays ignored, so that a write
+// to a server that has gone fails instead.
 void signals_reset(void);
 
 } // namespace vnt

@@ -1,10 +1,10 @@
-// slabs.h: the memory that the two pumps of a worker run on: a small stack and a buffer for each.
+// slabs.h: memory for the two pumps of a worker: a small stack and a buffer for each.
 //
-// Slabs are carved from blocks mapped for many.  With stacks of the default size, a mapping each,
-// fork() would copy thousands of mappings once a thousand workers idle.
+// Many slabs share one mapping.  If each stack had a mapping of its own, fork() would copy
+// thousands of them with a thousand workers.
 //
-// Ownership: the taker gives a slab back once the threads on it have been joined.  Blocks stay
-// mapped for the next workers, but a slab that was given back holds no memory.
+// Ownership: the caller gives a slab back after joining its threads.  The mapping stays for the
+// next workers, but the memory of a returned slab is released.
 //
 // Threads: any.
 
@@ -16,7 +16,7 @@
 
 namespace vnt {
 
-// The stack is for shallow code alone; the sanitizers' frames need more.
+// The stack is for shallow code only; a sanitizer needs more.
 constexpr size_t SLAB_STACK = SANITIZED ? 1 << 20 : 1 << 16;
 constexpr size_t SLAB_BUFFER = 1 << 16;
 

@@ -16,15 +16,15 @@
 
 namespace vnt {
 
-// A worker logs to standard error, wherever the server logs.
+// A worker logs to standard error, even if the server logs to a file.
 static void log_reset(server *s)
 {
     log_setfd(STDERR_FILENO);
     if (s->options.logfd >= 0) close(s->options.logfd);
 }
 
-// A worker does not outlive its server, also where the server is killed.  The signal is bound to
-// the thread that forks, which lasts as long as the server.
+// A worker does not outlive its server, even one that is killed.  The signal comes when the forking
+// thread ends, which lives as long as the server.
 static void server_follow(pid_t serverid)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -40,7 +40,7 @@ static void core_limit(void)
     setrlimit(RLIMIT_CORE, &limit);
 }
 
-// The life of a worker's process.
+// The main function of a worker's process.
 [[noreturn]] static void worker_live(server *s, server_child *c, const char *peer)
 {
     worker_child *w = &c->worker;
@@ -54,8 +54,8 @@ static void core_limit(void)
     exit(0);
 }
 
-// Makes a process for the record; in the server returns as fork() does.  Fails once the server is
-// to end: the reaper takes the list then, and must get all workers.
+// Forks a process for the record and returns as fork() does.  Fails once the server is to end: the
+// reaper then takes the list, which must have all workers.
 static pid_t worker_fork(server *s, server_child *c, const char *peer)
 {
     pid_t serverid = getpid();
@@ -90,7 +90,7 @@ int spawn_worker(void *server_, int client, const char *peer)
     pid_t id = worker_fork(s, c, peer);
     if (id < 0) {
         log_syscall("fork");
-        c->client = -1; // the caller's still
+        c->client = -1; // still the caller's
         child_destroy(c);
         return HANDSHAKE_NOFORK;
     }
@@ -106,7 +106,7 @@ static server_child *child_find(server *s, int32_t id)
     return c;
 }
 
-// The id goes back as it came.
+// Sends the id back as it came.
 int spawn_reconnect(void *server_, int client, int64_t workerid)
 {
     server *s = static_cast<server *>(server_);

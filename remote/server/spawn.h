@@ -1,7 +1,7 @@
-// spawn.h: makes a new worker for a client, or hands it the one that it left.
+// spawn.h: makes a new worker for a client, or hands over the worker that it left.
 //
-// Threads: the main thread alone.  Errors: a status of tcpip.h; with 0 the connection has become
-// the worker's.
+// Threads: the main thread alone.  Errors: a status of handshake.h; with 0 the worker owns the
+// connection.
 
 #pragma once
 
@@ -14,7 +14,7 @@ struct server;
 // Forks a worker for the client.
 int spawn_worker(void *server, int client, const char *peer);
 
-// Hands the client to the worker of that id, of which only the low half counts.
+// Hands the client to the worker of that id, of which the low 32 bits count.
 int spawn_reconnect(void *server, int client, int64_t workerid);
 
 } // namespace vnt
