@@ -1,16 +1,15 @@
-// flatten.h: request arrays in the shape that the solver takes, and strings measured the way it
-// ends them.
+// flatten.h: turns arrays of a request into single blocks for the solver, and measures strings by
+// the solver's terminator.
 //
-// An array of a message lies in chunks; the solver wants one block.  One chunk is used where it
-// lies, several are copied together.
+// An array of a message consists of chunks.  A single chunk is used in place, several are copied
+// into one block.
 //
-// Ownership: what a function here marks as owned is freed by the caller, and only that.  All else
-// points into the message.
+// Ownership: the caller frees what is marked as owned.  Everything else points into the message.
 //
 // Threads: any.
 //
-// Errors: 0; -1 for an array that is not what the call takes: of another element type, or with a
-// total that its chunks do not make; VNTERR_NO_MEMORY.
+// Errors: 0; -1 for an array of another element type or with a total that is not the sum of its
+// chunks; VNTERR_NO_MEMORY.
 
 #pragma once
 
@@ -19,7 +18,7 @@
 namespace vnt {
 
 // The elements of an array in one block; null for an absent array, not null for an empty one.
-// Copies, bytes of TYPE_BYTE above all, are followed by MESSAGE_SPARE zero bytes.
+// A copied block is followed by MESSAGE_SPARE zero bytes.
 struct flat_array {
     void *data;
     int64_t count;
@@ -31,8 +30,8 @@ int flattenarray(flat_array *out, const message_array *a, uint32_t type);
 // The same for bytes.
 int alloccopychararray(char **buffer, bool *owned, const message_array *a);
 
-// The strings of an array of strings, null for those absent.  The table alone is owned; an array
-// without elements gives none.
+// The strings of an array of strings; null for absent ones.  Only the table is owned; there is none
+// for an array without elements.
 struct string_table {
     char **pointers;
     int64_t count;
@@ -50,7 +49,7 @@ char *string_text(const message_string *s);
 int64_t vntstrleninbytes(int width, const char *buffer, int64_t length);
 
 // For message_set_anyarray: measures each string by the width, up to the end of the store that
-// the strings lie in.  A string that lies elsewhere is as long as its terminator says.
+// holds the strings.  A string outside the store is measured by its terminator alone.
 struct encoded_strings {
     message_strlen base;
     int32_t width;

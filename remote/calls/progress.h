@@ -1,7 +1,7 @@
-// progress.h: what a running solve tells of itself, as bytes of a message.
+// progress.h: packs the progress of a running solve into the bytes of a message.
 //
-// The bytes are the record's numbers in one order, then the count of a solution's values, -1 where
-// there is none, and the values.
+// The bytes are the record's numbers, then the count of a solution's values, -1 for no solution,
+// and the values.
 //
 // Threads: any.
 
@@ -14,7 +14,7 @@
 
 namespace vnt {
 
-// "No limit", "no value": what the wire carries for it.
+// "No limit" and "no value" on the wire.
 constexpr double WIRE_INFINITE = 1e75;
 
 // Packs the record, with at most `room` of its values.  The serializer is the caller's to release,
@@ -22,8 +22,7 @@ constexpr double WIRE_INFINITE = 1e75;
 // Errors: VNTERR_NO_MEMORY.
 int progress_pack(serializer *s, const vntmipprogress &p, int64_t room);
 
-// Unpacks it, with at most `room` values at p->sol, which may be null.  Bytes that are missing
-// read as zeros.
+// Unpacks it, with at most `room` values at p->sol, which may be null.  Missing bytes read as 0.
 void progress_unpack(vntmipprogress *p, int64_t room, const void *bytes, size_t size);
 
 } // namespace vnt

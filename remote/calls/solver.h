@@ -1,8 +1,8 @@
 // solver.h: the solver's functions, bound late.
 //
-// The library must load beside a solver that lacks some functions, so it imports none of them:
-// each is looked up by name at its first use.  SOLVER(VNTLgetnumrows) is a pointer with the type
-// of the prototype in vanto.h, null where the solver has no such function.
+// The library must load with a solver that lacks some functions, so it imports none of them: each
+// is looked up by name at its first use.  SOLVER(VNTLgetnumrows) is a pointer with the type of the
+// prototype in vanto.h, null where the solver has no such function.
 //
 // Threads: any.
 

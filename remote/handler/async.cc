@@ -34,7 +34,7 @@ int async_setup(handler *h)
 
 void async_teardown(void)
 {
-    // The callback that served the last request of a call may still be on its way out.
+    // The callback that served the last request of a call may still be running.
     pthread_mutex_lock(&asynccallbackmutex);
     pthread_mutex_unlock(&asynccallbackmutex);
     pthread_mutex_destroy(&asynccallbackmutex);
@@ -129,7 +129,7 @@ static int32_t generation_get(void)
     return globalasync.generation;
 }
 
-// Under the record's lock, as a call that ends must not find the input armed again.
+// Under the record's lock: a call that has ended must not find the input armed again.
 static void listen_again(transport *t, int32_t generation)
 {
     const mutex_holder held(&globalasync.lock);
@@ -160,7 +160,8 @@ static void block_listener(void)
 
 // The caller's absence.
 
-// In polling mode, where the word to go on will come from; -1 while the caller is here.
+// In polling mode, the descriptor on which the server reports that a caller is back; -1 while the
+// caller is connected.
 static int awayfd = -1;
 
 static void await_word(int controlfd)
@@ -215,7 +216,7 @@ int async_poll(transport *t)
 static void block_polling(transport *t)
 {
     while (mode_get() == ASYNC_POLLING) {
-        await_return(); // the solver has ended: nothing is held up
+        await_return(); // the solver has ended, so waiting delays nothing
         async_poll(t);
         usleep(BLOCK_PAUSE);
     }

@@ -1,17 +1,17 @@
-// async.h: the process-wide record of the asynchronous call, and how requests are served while
-// the solver works.
+// async.h: the process-wide record of the asynchronous call; serves requests while the solver
+// works.
 //
 // In listener mode the transport calls asynccallback on a thread of its own whenever input
 // arrives.  In polling mode only the solver's thread can read: its terminate function
 // (asyncpollfunc) and its pause callback (asyncchecklimit) serve requests from inside the call. The
-// transport's mustpoll operation says which.
+// transport's mustpoll operation chooses between the two.
 //
 // Modes: 0 -> async_start -> 1 (polling) or 3 (listener); async_stop makes 2 of 1 and 4 of 3;
 // async_block returns to 0.
 //
 // Threads: the mode and the generation change under the record's lock.  asynccallbackmutex keeps
 // callbacks one at a time; asynccall_begin holds it until the ACK has left, so that no request is
-// served before.  Messages are received on the main thread in mode 0 alone.
+// served before.  The main thread receives messages in mode 0 only.
 //
 // Errors: misuse and a broken connection are fatal: a level-1 log line, then abort().
 
@@ -52,10 +52,9 @@ void async_teardown(void);
 // Whether an asynchronous call is under way.
 int async_isasync(void);
 
-// Stands while a synchronous request is carried out.  Where that happens while an asynchronous call
-// is under way, the call's callbacks do nothing meanwhile, on whatever thread the solver calls
-// them: they would wait for input that the serving thread has to read, or free the request that it
-// serves.
+// Lives while a synchronous request is carried out.  If an asynchronous call is under way then, its
+// callbacks do nothing meanwhile, on whatever thread the solver calls them: they would wait for
+// input that the serving thread has to read, or free the request that it serves.
 class async_service {
   public:
     explicit async_service(bool synchronous);
@@ -81,14 +80,14 @@ int async_poll(transport *t);
 // in polling.
 int async_stop(void);
 
-// The caller has left: nothing is served until four bytes from the server arrive at `controlfd`,
-// when a caller is back or the server stops, and the next receive will fail.  A call that is under
-// way goes on.  Returns when the bytes are here; in polling mode, on the solver's own thread, at
-// once.
+// The caller has left: stops serving until four bytes from the server arrive at `controlfd`,
+// because a caller is back or because the server stops, after which the next receive fails.  A
+// running call goes on.  Returns when the bytes have arrived; in polling mode, on the solver's own
+// thread, at once.
 void async_away(int controlfd);
 
-// Hand one value from the call to the code that fetches the result; taking it clears it.  For run
-// functions that have one; none has today.
+// Hand one value from the call to the code that fetches the result; taking it clears it.  No run
+// function uses this today.
 void async_setresult(int64_t value);
 int64_t async_getresult(void);
 

@@ -13,12 +13,12 @@ void killcell_set(handler *h, int value)
 
 void synccall_begin(handler *h)
 {
-    // The kill of an asynchronous call that still runs stays.
+    // A kill of an asynchronous call that is still running must stay.
     if (pausegate_shown(&h->gate) == ASYNC_IDLE) killcell_set(h, 0);
 }
 
-// From the moment at which input is armed, requests may come: they wait for asynccallbackmutex
-// until the ACK has left.
+// Once input is armed, requests may arrive; asynccallbackmutex makes them wait until the ACK is
+// sent.
 static void acknowledge(handler_frame *frame)
 {
     handler *h = frame->owner;

@@ -1,7 +1,7 @@
 // asynccall.h: the asynchronous run of one solver call, as the run functions see it.
 //
-// A request whose flag bit 0 is set is acknowledged at once; the solver works while control
-// requests are served; the response leaves once the caller has fetched it.
+// A request with flag bit 0 is acknowledged at once.  The solver works while control requests are
+// served, and the response is sent when the caller asks for it.
 
 #pragma once
 
@@ -14,7 +14,7 @@ namespace vnt {
 // Returns 0, or a solver status, after which nothing has been started or sent.
 int asynccall_begin(handler_frame *frame, VNTENVptr env, VNTLPptr lp);
 
-// Sets and clears the cell that the solver watches: while it is nonzero, calls of the solver end.
+// Sets the cell that the solver watches: calls of the solver end while it is nonzero.
 void killcell_set(handler *h, int value);
 
 // To be called before each synchronous call of the solver: a kill that came while nothing ran

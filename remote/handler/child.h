@@ -1,8 +1,7 @@
 // child.h: the worker's side of the pipes to its server: four ends and an id.
 //
-// The server has forked the process and serves the other ends: what a client sends arrives at
-// infd, what is written to outfd reaches the client, also when a new client has taken the place
-// of the old one.
+// The server has forked the process and holds the other ends: what a client sends arrives at infd,
+// what is written to outfd reaches the client, also after another client has replaced it.
 //
 // Threads: the record is set before the first request and read by the thread that serves one.
 
@@ -20,7 +19,7 @@ struct worker_child {
     int32_t id;        // process id
 };
 
-// The process's own record, null where no worker runs.
+// The record of this process; null if it is no worker.
 extern worker_child *workerchild;
 
 } // namespace vnt

@@ -45,7 +45,7 @@ static int32_t adopt(handler *h, VNTENVptr *env)
     return 0;
 }
 
-// A refused request, which is well formed.
+// Refuses a request that is well formed.
 static int refuse(handler_frame *frame)
 {
     frame_reject(frame, -1);
@@ -104,7 +104,8 @@ int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
     handler *h = frame->owner;
     if (!infoqueue_hold(&h->info)) return refuse(frame);
     const vntmsg_DISCONNECT_RES response = {nullptr, VNTMESSAGEID_DISCONNECT_RES};
-    // Parked, a worker whose client never learnt of it would wait for good.
+    // A client that does not get this answer will not come back, and the worker would wait for
+    // ever.
     answer_send(h, &response);
     vnthandler_disconnect();
     return 0;
@@ -114,7 +115,7 @@ int vnthandler_VNTMESSAGEID_RECONNECT_REQ_run(handler_frame *frame)
 {
     if (!infoqueue_release(&frame->owner->info)) return refuse(frame);
     const vntmsg_RECONNECT_RES response = {nullptr, VNTMESSAGEID_RECONNECT_RES};
-    return frame_respond(frame, &response); // behind everything that was said meanwhile
+    return frame_respond(frame, &response); // after all that was queued meanwhile
 }
 
 } // namespace vnt

@@ -79,7 +79,7 @@ bool handler_serves(uint32_t id)
     return find_action(id) != nullptr;
 }
 
-// Messages without fields have no flags; their NAK says 0.
+// Messages without fields have no flags; their NAK has 0.
 static int32_t request_flags(const void *request)
 {
     const message_layout *layout = catalogue_find(message_id(request));
@@ -132,8 +132,7 @@ int frame_respond(handler_frame *frame, const void *response)
     return 0;
 }
 
-// What a handler is made of, in the order of creation; it is undone backwards, from wherever
-// creation came to.
+// The parts of a handler in the order of their creation.  They are destroyed in reverse order.
 struct handler_part {
     int (*make)(handler *h); // 0 or an error code
     void (*unmake)(handler *h);
@@ -167,7 +166,7 @@ static int make_parts(handler *h)
     return 0;
 }
 
-// The environment, if one is open, and queued info stay unsent and unclosed: the process ends.
+// Does not close an open environment or send queued info: the process ends.
 static void vnthandler_destroy(handler *h)
 {
     env2handler_forget(h);

@@ -1,15 +1,15 @@
-// handler.h: carries out decoded requests in a worker, one at a time.
+// handler.h: serves decoded requests in a worker, one at a time.
 //
 // The handler finds the run function of a request by its id; the run function sends everything
-// that the request produces.  The handler also keeps what lives across requests: the environment,
-// queued info, the state of an asynchronous call.
+// that the request produces.  The handler also keeps state between requests: the environment,
+// queued info, the asynchronous call.
 //
 // Ownership: the transport is the caller's.  A request belongs to the transport: after handle()
 // has returned nothing of it is touched.
 //
 // Threads: handle() runs on the worker's main thread, or, while an asynchronous call runs, on the
-// thread that serves control requests.  What several threads touch is in the parts, each of which
-// has its lock.  Lock order: asynccallbackmutex; then the gate's pause and state lock and the
+// thread that serves control requests.  State shared by threads is in the parts, each of which has
+// its lock.  Lock order: asynccallbackmutex; then the gate's pause and state lock and the
 // progress record's; the poll lock only with the gate's state lock released.  The locks of the
 // registry and of the info queue are leaves.
 
@@ -61,7 +61,7 @@ bool handler_serves(uint32_t id);
 struct handler_frame {
     handler *owner;
     void *request;
-    vntmsg_NAK nak; // preset but for the status, as the request may be gone when it is needed
+    vntmsg_NAK nak; // complete but for the status: the request may be gone when it is sent
     vntmsg_ACK ack; // likewise
 };
 
@@ -69,7 +69,7 @@ struct handler_frame {
 // rejected request, else 0.
 int frame_reject(handler_frame *frame, int32_t status);
 
-// The answer where the solver lacks a function: a log line that names it, and a NAK of status
+// Refuses a request whose function the solver lacks: logs the name and sends a NAK of status
 // VNTERR_UNKNOWN_CALL.  Returns 0.
 int frame_lacking(handler_frame *frame, const char *function);
 

@@ -1,15 +1,15 @@
-// info.h: what flows back to the caller ahead of a response: the solver's channels and values
-// that code in the worker sends.
+// info.h: messages to the caller ahead of a response: the solver's channel texts, and values that
+// code in the worker sends.
 //
-// A message is sent at once where it cannot overtake anything; else it is queued and leaves, in
-// order, at the next flush.  Every run function flushes before it responds.  While the caller is
-// away everything is queued.
+// A message is sent at once if it cannot overtake another; else it is queued and sent, in order, at
+// the next flush.  Every run function flushes before it responds.  While the caller is away
+// everything is queued.
 //
 // Ownership: a part of the handler; the queue owns deep copies of what is sent later.
 //
 // Threads: any.  The info lock guards the queue and its counts.  It is held while queued messages
-// are sent, so that nothing overtakes them and nothing leaves behind the answer to a disconnect;
-// below it stand the transport's own locks alone.
+// are sent, so that nothing overtakes them or follows the answer to a disconnect; only the
+// transport's own locks are taken under it.
 //
 // Errors: the exported functions return 0, a solver status, or -1 when no handler has opened the
 // environment.
@@ -55,14 +55,14 @@ int enqueueinfo(info_queue *q, const void *message);
 // Sends what is queued, unless the caller is away.  Failures to send are ignored.
 void flushinfo(info_queue *q);
 
-// The first failure to send, 0 without any.  Part of a message may be on its way since.
+// The first failure to send, or 0.  After one, part of a message may have been sent.
 int infoqueue_failure(info_queue *q);
 
-// Flush, and count the asynchronous results that are owed: until they are fetched, info is queued.
+// Flush, and count the asynchronous results that are owed.  Info is queued until they are fetched.
 void infoqueue_owe(info_queue *q);
 void infoqueue_settle(info_queue *q);
 
-// The caller leaves, which flushes what is queued, and is back.  False when that is so already.
+// The caller leaves, which flushes the queue, or is back.  False if that was so before.
 bool infoqueue_hold(info_queue *q);
 bool infoqueue_release(info_queue *q);
 

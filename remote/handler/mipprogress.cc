@@ -20,7 +20,7 @@ void mipprogress_destroy(mip_progress *p)
     pthread_mutex_destroy(&p->lock);
 }
 
-// Room for a solution of the problem; none where memory is short.
+// Room for a solution of the problem; null if memory is short.
 static void make_room(mip_progress *p, VNTENVptr env, VNTLPptr lp)
 {
     const auto getnumcols = SOLVER(VNTLgetnumcols);

@@ -1,11 +1,11 @@
-// mipprogress.h: what the running solve tells of itself, and the objective value that waits for it.
+// mipprogress.h: the progress of the running solve, and an objective value to inject into it.
 //
 // The pause callback fills the record while it holds the solver; control requests read it.
 //
 // Ownership: a part of the handler; it owns the room for a solution.
 //
-// Threads: any.  The record's own lock guards it and is a leaf, but for the solver's two progress
-// functions, which are called under it.
+// Threads: any.  The record's own lock guards it.  Only the solver's two progress functions are
+// called under it.
 
 #pragma once
 

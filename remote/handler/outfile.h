@@ -1,8 +1,7 @@
 // outfile.h: the temporary file that the solver writes and a response carries.
 //
-// It lies in the worker's working directory, whatever the caller called it: of the caller's name
-// only the last component is kept, so that the solver still sees the ending it chooses the
-// format by.
+// It is in the worker's working directory, whatever path the caller gave.  Only the last component
+// of that path is kept, because the solver chooses the format by the extension.
 //
 // Ownership: outfile_destroy() closes and removes the file; the message_file made of it borrows
 // the path and is unset before.

@@ -9,7 +9,7 @@
 
 namespace vnt {
 
-// What the pause callback answers to end the solve.
+// What the pause callback returns to end the solve.
 static constexpr int STOP_SOLVING = 13;
 
 // How long a held thread that polls sleeps before it looks for input again, in microseconds.
@@ -140,7 +140,7 @@ static bool may_pass(const pause_gate *g, uint64_t progress)
     return limit == 0 || limit > progress;
 }
 
-// With the state lock held, which is free while the thread waits.
+// With the state lock held, which is released while the thread waits.
 static void await_change(handler *h)
 {
     pause_gate *g = &h->gate;
@@ -157,7 +157,7 @@ static void await_change(handler *h)
 static int hold_solver(handler *h, VNTENVptr env, void *cbdata)
 {
     pause_gate *g = &h->gate;
-    if (g->state == ASYNC_IDLE) return 0; // another thread of a solver that works for a request
+    if (g->state == ASYNC_IDLE) return 0; // the solver works for a synchronous request
     if (g->state == ASYNC_TERMINATE || g->fetched) return STOP_SOLVING;
     if (mipprogress_take(&h->progress, env, cbdata) != 0) return STOP_SOLVING;
     g->state = ASYNC_PAUSED;

@@ -1,7 +1,7 @@
-// pausegate.h: where the solver is held once an asynchronous call has reached its limits.
+// pausegate.h: holds the solver once an asynchronous call has reached its limits.
 //
-// The solver's pause callback passes the gate while the progress limit and the time limit allow.
-// Then it stands still until a control request lets it go on or ends the call.
+// The solver's pause callback passes the gate until the progress limit or the time limit is
+// reached. Then it waits until a control request continues or ends the call.
 //
 // Ownership: a part of the handler.
 //
@@ -35,7 +35,7 @@ struct pause_gate {
     pthread_mutex_t statelock;
     pthread_cond_t changed; // the state, for the thread that is held
     async_state state;
-    bool fetched;                // the result has been asked for: no CONTINUE can arrive any more
+    bool fetched;                // the result has been requested: no CONTINUE can follow
     std::atomic<uint64_t> limit; // of the solver's progress count; 0 for no limit
     time_limit time;
     bool installed; // the callback; used by the call's thread alone
@@ -50,23 +50,24 @@ void pausegate_destroy(pause_gate *g);
 int pausegate_arm(pause_gate *g);
 void pausegate_disarm(pause_gate *g);
 
-// The call runs; its solver has returned.
+// Note that the call runs, and that its solver has returned.
 void pausegate_run(pause_gate *g);
 void pausegate_idle(pause_gate *g);
 
-// What a test request answers: a call that was asked to go on or to end still runs.
+// The state for a test request: a call that was asked to continue or to end still runs.
 async_state pausegate_shown(pause_gate *g);
 
-// New limits, which count from the next start or continuation; no time limit counts at once.
+// Sets limits that count from the next start or continuation.  To lift the time limit has an effect
+// at once.
 void pausegate_setlimits(pause_gate *g, int64_t progress, double seconds);
 
-// New limits that count from now on, for a call that goes on.  Returns what pausegate_arm does.
+// Continues the call with limits that count from now on.  Returns what pausegate_arm does.
 int pausegate_continue(pause_gate *g, int64_t progress, double seconds);
 
-// Ends the call where it is held or the next time that it is called.
+// Ends the call if it is held, else the next time that it reaches the gate.
 void pausegate_terminate(pause_gate *g);
 
-// The result has been asked for: the call ends, with what it has, instead of being held.
+// Notes that the result has been requested: instead of holding the call the gate ends it.
 void pausegate_fetch(pause_gate *g);
 
 // Has the solver call asyncchecklimit; `h` is the handler that the gate belongs to.

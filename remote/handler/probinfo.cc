@@ -1,4 +1,4 @@
-// The request that asks for one size or property: a selector says which.
+// The request for one size or property, chosen by a selector.
 
 #include "remote/calls/probinfo.h"
 #include "remote/calls/solver.h"
@@ -31,7 +31,7 @@ static probinfo_answer count_with(const counter<object> &c, VNTENVptr env, objec
     return {0, c.count(env, of), nullptr};
 }
 
-// No name for a selector that counts something else.
+// Null for a selector of another kind.
 static counter<vntlp> problem_counter(int32_t wanted)
 {
 #define PROBLEM_QUERY(name, function, selector)                                                    \
@@ -81,7 +81,7 @@ static probinfo_answer conflict_count(const probinfo_query &q)
     return {status, q.selector == PROBINFO_CONFNUMROWS ? rows : columns, nullptr};
 }
 
-// These queries must not leave a trace in the parameter that switches the solver's messages.
+// These queries must not change the parameter that switches the solver's messages.
 static probinfo_answer with_messages_kept(const probinfo_query &q,
                                           probinfo_answer (*ask)(const probinfo_query &q))
 {

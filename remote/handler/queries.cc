@@ -20,7 +20,7 @@ static uint32_t wanted_by(const call_argument &arg)
     return wanted;
 }
 
-// The function to ask with, noted as missing when the solver lacks it.
+// Returns the function, and notes it as missing if the solver lacks it.
 template <class function> static function needed(size_queries *q, function f, const char *name)
 {
     if (f == nullptr) q->missing = name;

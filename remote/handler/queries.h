@@ -1,10 +1,9 @@
-// queries.h: what a run function asks the solver before its call, to size the outputs.
+// queries.h: asks the solver for the sizes of a call's outputs, before the call.
 //
-// A row's sizes name queries.  Each is asked once for all arguments, and also when it only bounds
-// an index: solvers are used to being asked.  The number of columns alone is asked only where an
-// output depends on it.
+// The sizes in a call's row name queries.  Each is asked once for all arguments, also if it only
+// bounds an index, as solvers expect.  Only the number of columns is asked just for outputs.
 //
-// Threads: the one that carries out the request.
+// Threads: the thread that serves the request.
 
 #pragma once
 
@@ -21,8 +20,8 @@ struct size_queries {
     const char *missing; // a function that was needed and that the solver lacks
 };
 
-// Asks all that the row needs.  Around what looks at networks, presolved problems and conflicts
-// VNT_PARAM_MESSAGES is read and written back.  Check `missing` afterwards.
+// Asks all that the row needs.  Queries about networks, presolved problems and conflicts may change
+// VNT_PARAM_MESSAGES, which is read before and written back.  Check `missing` afterwards.
 void queries_ask(size_queries *q, const solver_call *call);
 
 } // namespace vnt

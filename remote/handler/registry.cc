@@ -15,7 +15,7 @@ struct env2handler_pair {
     handler *owner;
 };
 
-// Guards the count of handlers, and so the lock's own coming and going.
+// Guards the count of handlers, and with it the creation and destruction of the registry's lock.
 static pthread_mutex_t countlock = PTHREAD_MUTEX_INITIALIZER;
 static std::atomic<int32_t> env2handler_init;
 
@@ -57,7 +57,7 @@ static bool grow(void)
     return true;
 }
 
-// With the lock held.  Storage goes with the last pair.
+// With the lock held.  The storage is freed with the last pair.
 static void remove_at(int64_t index)
 {
     length--;
@@ -69,7 +69,7 @@ static void remove_at(int64_t index)
     capacity = 0;
 }
 
-// With the lock held; null when the environment is not there.
+// With the lock held; null for an unknown environment.
 static env2handler_pair *lookup(VNTENVptr env)
 {
     if (length == 0) return nullptr;
@@ -103,7 +103,7 @@ void env2handler_forget(const handler *h)
 
 handler *env2handler_find(VNTENVptr env)
 {
-    // Without a handler there is no lock to take.
+    // Without a handler there is no lock.
     if (env2handler_init == 0) return nullptr;
     const mutex_holder held(&registrylock);
     const env2handler_pair *found = lookup(env);

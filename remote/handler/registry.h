@@ -1,6 +1,6 @@
-// registry.h: which handler owns an environment.
+// registry.h: finds the handler that owns an environment.
 //
-// Code that runs inside a worker knows its environment alone; the exported functions find the
+// Code that runs inside a worker knows only its environment; the exported functions find the
 // handler by it.
 //
 // Ownership: the registry owns neither environments nor handlers.
@@ -15,7 +15,7 @@ namespace vnt {
 
 struct handler;
 
-// Count the handlers of the process; the first brings the registry's lock, the last takes it away.
+// Count the handlers of the process: the first creates the registry's lock, the last destroys it.
 // Errors: LOCK.
 int env2handler_hold(void);
 void env2handler_release(void);
@@ -26,7 +26,7 @@ int env2handler_add(VNTENVptr env, handler *h);
 // Unknown environments are ignored.
 void env2handler_remove(VNTENVptr env);
 
-// Removes whatever names `h`.
+// Removes all entries of `h`.
 void env2handler_forget(const handler *h);
 
 // Null when no handler has opened the environment.

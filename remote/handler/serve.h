@@ -1,4 +1,4 @@
-// serve.h: one request, from its receipt to its answer.
+// serve.h: serves one request, from its receipt to its answer.
 //
 // Threads: the one that receives on the transport.
 //
@@ -10,8 +10,8 @@
 
 namespace vnt {
 
-// Receives a message and has the handler serve it; calls `received`, unless null, in between.
-// False for a terminate message, which no handler gets.
+// Receives a message, calls `received` unless that is null, and has the handler serve the message.
+// Returns false for a terminate message, which does not go to the handler.
 bool request_serve(transport *t, handler *h, void (*received)(uint32_t id));
 
 } // namespace vnt

@@ -12,17 +12,17 @@ namespace vnt {
 
 namespace {
 
-// One argument under way.
+// One argument of a call.
 struct passing {
     call_value value; // what the solver gets
     call_value cell;  // what the solver writes to, where `value` is an address
     int64_t count;    // elements at value.p
-    bool present;     // an array came with the request, maybe an empty one
+    bool present;     // the request has the array, which may be empty
     void *owned;
     char bytes[16]; // of a new object
 };
 
-// A call under way.  It frees what it holds.
+// A call being carried out.  It frees what it holds.
 struct solver_run {
     handler_frame *frame;
     const solver_call *call;
@@ -34,7 +34,7 @@ struct solver_run {
     passing args[SOLVERCALL_MAXARGS];
     passing result;
     outfile file;
-    int32_t failure; // a status that stands for the solver's, which is not called then
+    int32_t failure; // nonzero: the status to answer without calling the solver
 
     solver_run(handler_frame *f, const solver_call *c);
     ~solver_run();
@@ -152,8 +152,8 @@ static message_array *array_to_join(const solver_run *run, const call_argument &
     return a != nullptr && a->nchunks > 1 ? a : nullptr;
 }
 
-// Takes the arrays that have to be joined out of the received request, and copies the rest of it.
-// Joined out of the copy, such arrays would be in memory three times.
+// Joins the arrays of several chunks and copies the rest of the received request.  If they were
+// copied with it and joined then, they would be in memory three times.
 static int copy_all_but_joined(solver_run *run)
 {
     struct {
@@ -176,8 +176,8 @@ static int copy_all_but_joined(solver_run *run)
     return run->copy != nullptr ? 0 : VNTERR_NO_MEMORY;
 }
 
-// The record that travels belongs to the transport, which frees it when the next one arrives:
-// while an asynchronous call runs, control requests do.
+// The request belongs to the transport, which frees it when the next one arrives; while an
+// asynchronous call runs, control requests arrive.
 static int copy_request(solver_run *run)
 {
     if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
@@ -196,7 +196,7 @@ static int take_all(solver_run *run)
     return 0;
 }
 
-// A problem that is freed must not stay the default, and is not taken for it either.
+// A problem that is freed must not stay the default, nor be chosen as the default for this call.
 static void forget_freed(solver_run *run)
 {
     for (int i = 0; i < run->call->nargs; i++) {
@@ -215,7 +215,7 @@ static void use_defaults(solver_run *run)
     if (q->net == nullptr) q->net = h->net;
 }
 
-// Finds what the solver has to offer for the call, and what it says about sizes.
+// Finds the solver's function, and asks the solver for sizes.
 static int ask_solver(solver_run *run)
 {
     run->function = solver_find(&imports[run->call - solvercalls]);
@@ -229,7 +229,7 @@ static bool matrix_fits(const solver_run *run, int i)
 {
     const int at = matrix_begins(run->call, i);
     const passing &begins = run->args[at], &counts = run->args[at + 1];
-    if (!begins.present || !counts.present) return true; // the solver says what it lacks
+    if (!begins.present || !counts.present) return true; // the solver reports the missing array
     // Where the solver alone knows the number of columns, they are those that came.
     const call_size &size = run->call->args[at].size;
     const bool known = size_known(size, run->queries.sizes);
@@ -240,7 +240,7 @@ static bool matrix_fits(const solver_run *run, int i)
     return reach >= 0 && reach <= run->args[i].count;
 }
 
-// Whether an array that the solver only reads reaches as far as it reads.
+// Whether an array that the solver reads is as long as the solver expects.
 static bool reaches(const solver_run *run, int i)
 {
     const call_argument &arg = run->call->args[i];
@@ -463,7 +463,7 @@ static int respond(solver_run *run)
     return rc;
 }
 
-// All that comes before the call.  Returns 0, or the status to reject the request with.
+// Prepares the call.  Returns 0, or the status to reject the request with.
 static int prepare(solver_run *run)
 {
     int rc = copy_request(run);

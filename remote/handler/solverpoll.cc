@@ -28,7 +28,7 @@ void solverpoll_install(handler *h, VNTENVptr env)
     const bool known = getintparam != nullptr && getintparam(env, VNT_PARAM_THREADS, &threads) == 0;
     p->singlethreaded = known && threads == 1;
     p->owner = pthread_self();
-    p->active = true; // only now: the owner stands
+    p->active = true; // only after the owner is set
     const auto setterminatefunc = SOLVER(VNTEsetterminatefunc);
     if (setterminatefunc != nullptr) setterminatefunc(env, asyncpollfunc, h);
 }

@@ -1,11 +1,11 @@
-// solverpoll.h: input that the solver reads, where the transport has no thread that listens.
+// solverpoll.h: reads requests from inside the solver, if the transport has no listener thread.
 //
 // The solver calls its terminate function often; every hundredth call looks for a request.
 //
 // Ownership: a part of the handler.
 //
-// Threads: asyncpollfunc runs on the solver's threads and acts on the one alone that began the
-// call; solverpoll_serve is called by a thread that the pause gate holds, too.  The poll lock keeps
+// Threads: asyncpollfunc runs on the solver's threads and acts only on the one that began the call;
+// a thread that the pause gate holds calls solverpoll_serve, too.  The poll lock keeps
 // polls one at a time and is never taken with the gate's state lock held.
 
 #pragma once
@@ -22,7 +22,7 @@ struct handler;
 
 struct solver_poll {
     pthread_mutex_t lock;
-    std::atomic<bool> active;         // the call that runs must be polled for, by `owner`
+    std::atomic<bool> active;         // `owner` must poll during the call that runs
     std::atomic<bool> singlethreaded; // the solver uses one thread: no lock is needed
     std::atomic<pthread_t> owner;
     std::atomic<uint32_t> calls;
@@ -37,7 +37,7 @@ void solverpoll_destroy(solver_poll *p);
 void solverpoll_install(handler *h, VNTENVptr env);
 void solverpoll_remove(handler *h, VNTENVptr env);
 
-// Whether a call is polled for by another thread than the calling one.
+// Whether another thread than the calling one polls for a call.
 bool solverpoll_excludes(const solver_poll *p);
 
 // Serves at most one pending request.  Returns how many it served.

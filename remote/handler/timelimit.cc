@@ -9,13 +9,13 @@
 
 namespace vnt {
 
-// Less than this is nothing left.
+// Less than this counts as no time left.
 static constexpr double LEAST = 1e-6;
 
-// Longer than any clock runs, and within its type.
+// Longer than any clock runs, and representable.
 static constexpr double LONGEST = 1e15;
 
-// A flag and the link that keeps it reachable for good.
+// A flag, and a link so that leak checkers find it.
 struct expired_flag {
     std::atomic<bool> value;
     expired_flag *next;
@@ -37,7 +37,7 @@ static std::atomic<bool> *flag_create(void)
     return &flag->value;
 }
 
-// When a timer that starts now will have run for the time of `expiry`.
+// The deadline of a timer that starts now.
 static int64_t deadline_of(const itimerspec &expiry)
 {
     int64_t span;

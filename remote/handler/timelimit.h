@@ -1,8 +1,8 @@
 // timelimit.h: the wall-clock limit of an asynchronous call.
 //
-// A one-shot timer whose only act is to set a flag; the pause callback reads the flag and holds the
-// solver, as it does at the progress limit.  The timer's thread may be late and set the flag when
-// the limit is another already: the flag counts from the limit's own deadline on.
+// A one-shot timer sets a flag, and nothing else; the pause callback reads the flag and holds the
+// solver, as it does at the progress limit.  The timer's thread may be late and set the flag after
+// the limit has changed, so the flag counts only after the limit's own deadline.
 //
 // Ownership: a part of the pause gate.
 //
@@ -22,8 +22,8 @@ struct time_limit {
     double seconds; // WIRE_INFINITE, more or NaN: no limit
     bool armed;
     timer_t timer;
-    std::atomic<int64_t> deadline; // a moment of base/clock.h
-    std::atomic<bool> *expired;    // outlives the limit, as the timer's thread may
+    std::atomic<int64_t> deadline; // a time of base/clock.h
+    std::atomic<bool> *expired;    // outlives the limit, because the timer's thread may
 };
 
 // The timer's notification; the value is the flag.
@@ -41,7 +41,7 @@ bool wallclock_tilim_expired(const time_limit *l);
 // Whether `seconds` limits anything.
 bool wallclock_tilim_limits(double seconds);
 
-// Starts the timer, or sets the flag at once where nothing is left.  Returns 0, or VNTERR_REMOTE
+// Starts the timer, or sets the flag at once if no time is left.  Returns 0, or VNTERR_REMOTE
 // when the timer cannot be set.
 int wallclock_tilim_arm(time_limit *l, double seconds);
 

@@ -1,4 +1,4 @@
-// library.h: shared libraries that the server or a worker loads because an option names them.
+// library.h: loads the shared libraries that options of the server and the worker name.
 //
 // Ownership: the caller that opens a library closes it.
 // Threads: one at a time.
@@ -8,7 +8,7 @@
 
 namespace vnt {
 
-// The longest path that is tried, its terminating zero included.
+// The size of the longest path that is tried, with its terminating zero.
 constexpr int LIBRARY_PATHMAX = 4096;
 
 struct library {
@@ -16,7 +16,7 @@ struct library {
     const char *name; // the file's, stored behind the record
 };
 
-// Opens one file, lazily bound and with its symbols for all.  Errors: NOLIBRARY, NOMEMORY.
+// Opens one file, with lazy binding and global symbols.  Errors: NOLIBRARY, NOMEMORY.
 int library_open(library **out, const char *file);
 
 // Opens `name` as it stands, or else "lib" name ".so".  Errors: INVALID for a name that is too

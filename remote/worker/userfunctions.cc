@@ -36,7 +36,7 @@ static library *find_library(const char *name, const search_path &path)
     return nullptr;
 }
 
-// The function out of the library, which then stays open in the slot.
+// Finds the function in the library, which then stays open in the slot.
 static registration find_in_library(library **slot, const char *name, const char *function,
                                     const search_path &path)
 {

@@ -18,7 +18,7 @@
 namespace vnt {
 
 namespace {
-// What stands while the worker serves.
+// What the worker uses while it serves.
 struct worker_context {
     handler *h;
     transport *io;
@@ -27,13 +27,13 @@ struct worker_context {
 
 struct worker_options {
     bool nothreads;
-    char *program; // where the program lies; the path's last directory
+    char *program; // the folder of the program, searched last
     const char **directories;
     int ndirectories;
 };
 } // namespace
 
-// The text behind the name of an option, null where the argument is another.
+// The text behind the name of an option; null for another argument.
 static const char *option_value(const char *argument, const char *name)
 {
     size_t length = strlen(name);
@@ -61,7 +61,7 @@ static void check_arguments(worker_options *o, int argc, char **argv)
     }
 }
 
-// The folder of a program; its whole name where that has none.  Null when memory is out.
+// The folder of a program, or its name if that has no folder.  Null when memory fails.
 static char *folder(const char *program)
 {
     char *copy = strdup(program);
@@ -126,11 +126,11 @@ static void load_libraries(worker_context *w, const worker_options *o, int argc,
     if (rc != 0) log_fatal("Failed to load user function: %d\n", rc);
 }
 
-// Shows the request's id behind the process's name: people see it in ps, and the server logs it
-// when the worker ends unexpectedly.
+// Appends the request's id to the process's name, for ps, and for the server's log when the worker
+// ends unexpectedly.
 static void show_request(uint32_t id)
 {
-    static char name[16]; // as long as the system takes them
+    static char name[16]; // the system's limit
     static int length;
     if (length == 0 && prctl(PR_GET_NAME, name) == 0)
         length = static_cast<int>(std::min<size_t>(strlen(name), 10));

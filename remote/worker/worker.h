@@ -1,4 +1,4 @@
-// worker.h: the body of a worker process.
+// worker.h: the main function of a worker process.
 //
 // Ownership: the child record is the caller's; the transport takes its infd and outfd.
 //
@@ -12,8 +12,8 @@
 
 namespace vnt {
 
-// Greets the client and serves requests until a terminate message arrives.  argv is the server's,
-// less the server's own options.
+// Greets the client and serves requests until a terminate message arrives.  argv is the server's
+// without the server's own options.
 void tcpipworker(worker_child *child, int argc, char **argv);
 
 } // namespace vnt
