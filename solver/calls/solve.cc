@@ -138,6 +138,9 @@ static void settle(vntlp &p, bool discrete)
     }
     for (std::vector<double> &x : last.solutions) {
         x.resize(cols);
+        bool passes = std::all_of(p.filters.begin(), p.filters.end(),
+                                  [&](const pool_filter &f) { return f.passes(x.data()); });
+        if (!passes) continue;
         std::string name = "s" + std::to_string(last.pool.size() + 1);
         last.pool.push_back({name, p.m.objective_at(x.data()), std::move(x)});
     }

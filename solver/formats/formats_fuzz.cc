@@ -4,6 +4,7 @@
 #include "solver/formats/annotationfile.h"
 #include "solver/formats/basisfile.h"
 #include "solver/formats/dimacs.h"
+#include "solver/formats/filterfile.h"
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"
 #include "solver/formats/orderfile.h"
@@ -82,6 +83,14 @@ static vntlp little()
     auto read = [&](const std::string &t, auto) { return annotations_read(t, p.m); };
     read_and_write(text, read,
                    [&](const annotations &a, auto) { return annotations_write(p.m, a); });
+}
+
+[[maybe_unused]] static void filters(const std::string &text)
+{
+    vntlp p = little();
+    auto read = [&](const std::string &t, auto) { return filters_read(t, p.m); };
+    read_and_write(text, read,
+                   [&](const std::vector<pool_filter> &f, auto) { return filters_write(p.m, f); });
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)

@@ -128,6 +128,23 @@ template <class list> static void compress(list &values, const std::vector<int> 
     values.resize(left);
 }
 
+// Leaves out the terms whose columns go; a list of values may be empty.
+static void compress_terms(std::vector<int> &index, const std::vector<int> &place,
+                           std::initializer_list<std::vector<double> *> lists)
+{
+    size_t to = 0;
+    for (size_t k = 0; k < index.size(); k++) {
+        if (place[index[k]] < 0) continue;
+        index[to] = place[index[k]];
+        for (std::vector<double> *values : lists)
+            if (!values->empty()) (*values)[to] = (*values)[k];
+        to++;
+    }
+    index.resize(to);
+    for (std::vector<double> *values : lists)
+        if (!values->empty()) values->resize(to);
+}
+
 void vntlp::keep_cols(const std::vector<int> &place, int left)
 {
     m.keep_cols(place, left);
@@ -143,16 +160,10 @@ void vntlp::keep_cols(const std::vector<int> &place, int left)
     } else {
         forget_basis();
     }
-    for (mip_start &s : mipstarts) {
-        size_t to = 0;
-        for (size_t k = 0; k < s.index.size(); k++) {
-            if (place[s.index[k]] < 0) continue;
-            s.index[to] = place[s.index[k]];
-            s.value[to++] = s.value[k];
-        }
-        s.index.resize(to);
-        s.value.resize(to);
-    }
+    for (mip_start &s : mipstarts)
+        compress_terms(s.index, place, {&s.value});
+    for (pool_filter &f : filters)
+        compress_terms(f.index, place, {&f.weight, &f.reference});
 }
 
 void vntlp::keep_rows(const std::vector<int> &place, int left)

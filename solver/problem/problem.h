@@ -9,6 +9,7 @@
 #include "solver/engine/engine.h"
 #include "solver/model/annotations.h"
 #include "solver/model/model.h"
+#include "solver/problem/filter.h"
 
 #include <memory>
 
@@ -53,6 +54,7 @@ struct vntlp {
     std::vector<double> start;     // values of all columns to start from, may be empty
     std::vector<vnt::mip_start> mipstarts;
     vnt::annotations notes;
+    std::vector<vnt::pool_filter> filters;
     std::vector<double> free_lower, free_upper; // a fixed MIP's bounds before they were fixed
 
     bool has_basis() const { return !cstat.empty() || !rstat.empty(); }
