@@ -44,11 +44,10 @@ static int ask_element(call_request *r, const call_size &range, int64_t index,
     return rc;
 }
 
-// A worker makes room for all that a range promises and sends it, whatever its solver says; two
-// wrong numbers would make that gigabytes.  So the ends of a long range are asked for alone first:
-// what the solver has against one of them it has against the whole, a lack of space excepted.
-// `refused` says whether one was refused, the answer then being in `c`.  A call that is only
-// started or that goes to a group asks for nothing first.
+// A worker allocates and sends the whole range whatever its solver returns; two wrong numbers could
+// make that gigabytes.  So the ends of a long range are requested first: the solver refuses the
+// whole for the same reason as an end, except for a lack of space.  A call that is only started or
+// that goes to a group skips this.
 int ask_ends(call_request *r, call_return *c, bool *refused)
 {
     static constexpr int64_t LONG_RANGE = 1 << 20;
@@ -104,10 +103,10 @@ static int64_t surplus_in(const void *response, const call_argument &surplus)
     return field_at<int32_t>(response, surplus.response_at);
 }
 
-// A worker sends all the space that it was offered.  A caller who fetches rows one by one into
-// space for all of them would get the whole matrix's size each time.  So where much is offered,
-// little is used at first, then what the surplus says is needed.  `answered` says whether that
-// brought the answer; a call that lacks space has yet to be carried out as it stands.
+// A worker sends as many elements as it was offered space for.  A caller that fetches rows one by
+// one into space for the whole matrix would receive the matrix's size each time.  So a large space
+// is replaced by a small one at first, then by what the surplus says is needed.  If that does not
+// bring the answer, the call is carried out unchanged.
 int ask_for_little(call_request *r, call_return *c, bool *answered)
 {
     static constexpr int64_t LITTLE = 512, MUCH = 65536;

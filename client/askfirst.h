@@ -1,11 +1,11 @@
-// askfirst.h: little is asked for before a call that could bring back far too much.
+// askfirst.h: small requests ahead of a call whose response could be far too large.
 //
-// A worker makes room for all that a request asks for and sends it, used or not.  So a long range
-// is tried at its two ends first, and a large space with little of it.
+// A worker allocates and sends as much as a request asks for, used or not.  So the two ends of a
+// long range are requested first, and little of a large space.
 //
-// Ownership, threads: of the call, see call.h.  The request is afterwards as it was before.
+// Ownership, threads: as of the call, see call.h.  The request is restored afterwards.
 //
-// Errors: a status when the worker did not answer; what the solver says is an answer.
+// Errors: a status if the worker did not answer.  A status of the solver is an answer.
 
 #pragma once
 
@@ -13,8 +13,8 @@
 
 namespace vnt {
 
-// Asks for the ends of a long range alone.  `refused` says whether one was refused, the answer
-// then being in `c`.
+// Asks for the two ends of a long range.  `refused` says whether one was refused; then its answer
+// is in `c`.
 int ask_ends(call_request *r, call_return *c, bool *refused);
 
 // Offers little space, then what is needed.  `answered` says whether that brought the answer, which

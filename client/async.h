@@ -1,11 +1,11 @@
-// async.h: calls that run in the worker while this process does other things, and synchronous ones
-// that a flag or a callback of the caller may end.
+// async.h: calls that run in the worker in the background, and synchronous calls that a flag or a
+// callback of the caller may end.
 //
-// The worker acknowledges such a call at once and serves control requests while it runs.  Its
-// answer leaves once GETRES has asked for it; after GETRES nothing else is served until then, so
-// that is sent when the call has ended.
+// The worker acknowledges such a call at once and serves control requests while it runs.  It sends
+// the answer when GETRES asks for it, and serves nothing between GETRES and the call's end; so
+// GETRES is sent only after the call has ended.
 //
-// Ownership: the copy of a started call's memory is the environment's.
+// Ownership: the environment owns the copy of a started call's memory.
 //
 // Threads: one at a time uses an environment; callbacks run on the thread that waits.
 //
@@ -19,8 +19,8 @@
 
 namespace vnt {
 
-// Whether the caller may want to end this call while it runs; then it is to be watched: run
-// asynchronously, with looks at the caller's flag and callbacks.
+// Whether the caller may want to end this call while it runs.  Then client_call_watch() runs it
+// asynchronously and checks the caller's flag and callbacks.
 bool client_call_iswatched(const client_env *e, const void *request);
 int client_call_watch(client_env *e, void *request, uint32_t responseid, const void **response);
 
@@ -28,26 +28,27 @@ int client_call_watch(client_env *e, void *request, uint32_t responseid, const v
 int client_call_start(client_env *e, void *request, uint32_t responseid, client_finish finish,
                       const void *memory, size_t size);
 
-// Ends a started call without taking its result, because the connection is about to be closed.
-// A call that does not end takes the connection with it.
+// Ends a started call without taking its result, because the environment is about to be closed. The
+// environment is lost if the call does not end.
 void client_call_abandon(client_env *e);
 
 // Finds an environment with a started call.  VNTERR_BAD_ARGUMENT when there is none.
 int client_started_find(VNTENVptr env, client_env **e);
 
-// Fetches the result of a started call that has ended, and returns what the call would have.
+// Fetches the result of a started call that has ended, and returns what the call would have
+// returned.
 int client_started_finish(client_env *e);
 
-// Finds out whether the worker still has the call of an environment that was away: another process
-// may have joined it meanwhile.  Then there is no started call any more.
+// Checks whether the worker still has the call of an environment that was away.  If another process
+// has joined it meanwhile, the environment has no started call any more.
 int client_started_check(client_env *e);
 
-// Whether the caller's flag or callback asks for the end of what runs.
+// Whether the caller's flag or callback asks to end the running call.
 bool client_wants_end(client_env *e);
 
-// Serves a call that has paused.  Without a pause callback, a limit that the caller has set on a
-// `started` call is the caller's to deal with; any other pause is left over from a look at the
-// progress.
+// Handles a call that has paused.  Without a pause callback, a `started` call that has reached the
+// caller's limit stays paused; any other pause is left over from reading the progress, and the call
+// is continued.
 int client_serve_pause(client_env *e, bool started);
 
 } // namespace vnt

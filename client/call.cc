@@ -32,7 +32,7 @@ call_request::~call_request()
 
 // Putting: what the sizes of arrays may depend on.
 
-// The worker's value of an object.  None stays none, for the solver to say what it thinks of that.
+// The worker's value of an object; 0 for null, which the solver is to refuse.
 static int find_object(call_request *r, call_word word, void *object, uint64_t *remote)
 {
     if (word == CALL_ENV) {
@@ -101,7 +101,7 @@ static int put(call_request *r, int i)
     }
 }
 
-// Lending: arrays, once the scalars that count them are there.
+// Lending: arrays, after the scalars that count them.
 
 static int ask_sizes(call_request *r, const call_size &size)
 {
@@ -123,7 +123,7 @@ static int64_t unsized_length(const call_request *r, int i)
     const auto *counts = static_cast<const int32_t *>(r->args[at + 1].p);
     if (begins == nullptr || counts == nullptr) return 0;
     const int64_t columns = size_of(r->call->args[at].size, r->record, r->sizes);
-    // What the arrays cannot hold is refused by the worker.
+    // The worker refuses what the arrays cannot hold.
     return std::max<int64_t>(matrix_reach(begins, counts, columns), 0);
 }
 
@@ -170,7 +170,7 @@ static int fill_request(call_request *r)
     return rc;
 }
 
-// Fetching: out of the response, to where the caller wants it.
+// Fetching: from the response to the caller's memory.
 
 static void fetch_scalar(const void *response, const call_argument &arg, void *to)
 {
@@ -199,7 +199,7 @@ static int fetch_array(const message_array *a, uint32_t type, void *to, int64_t 
     return 0;
 }
 
-// Texts come with their terminator.  One that was cut ends all the same.
+// Texts arrive with their terminator.  One that is cut gets another.
 static void fetch_string(const message_string *s, char *to, int64_t space)
 {
     if (!s->present || space == 0) return;
@@ -209,8 +209,8 @@ static void fetch_string(const message_string *s, char *to, int64_t space)
     to[length < space ? length : space - 1] = '\0';
 }
 
-// The names one behind the other in the caller's store; null where one is absent or too long.
-// Pointers to them need a store, the store may do without.
+// Puts the names one behind the other into the caller's store; null for one that is absent or too
+// long.  The store may be filled without pointers, but not the other way round.
 static int fetch_names(const message_array *a, char **names, int64_t count, char *store,
                        int64_t space)
 {
@@ -237,7 +237,7 @@ static int fetch_file(const call_return *c, const void *response, int i)
     return client_outfile_store(c->path, f);
 }
 
-// Whether a scalar is still as the worker made it for the solver: 0.
+// Whether the solver left a scalar at 0, as the worker had initialised it.
 static bool unwritten(const void *response, const call_argument &arg)
 {
     static const char zeros[sizeof(int64_t)] = {};
@@ -250,9 +250,9 @@ static bool unwritten_text(const message_string &s)
     return std::all_of(s.data, s.data + s.length, [](char c) { return c == '\0'; });
 }
 
-// A worker sends all the room that it made, whatever the status.  A call that failed leaves what
-// is the caller's alone, as it would here: it may be the size of arrays that was wrong.  A scalar
-// or a text that its solver wrote all the same arrives, such as a surplus.
+// A worker sends all outputs whatever the status.  A call that failed leaves the caller's arrays
+// alone, as a local call would: their size may have been the error.  A scalar or a text that the
+// solver has written, such as a surplus, is stored.
 static bool stays_out(const call_return *c, const call_argument &arg, const void *response)
 {
     if (c->call->result != RESULT_STATUS || c->result.i == 0) return false;
@@ -309,7 +309,7 @@ static void forget_freed(const call_return *c)
     }
 }
 
-// Where a creating call puts its status.
+// The pointer at which a creating call stores its status.
 static int *status_pointer(const solver_call *call, const call_value *args)
 {
     for (int i = 0; i < call->nargs; i++)
@@ -344,7 +344,7 @@ static int fetch_result(client_env *e, call_return *c, const void *response)
     }
 }
 
-// What the function returns when the call has not been carried out to its end.
+// Sets the result of a call that was not carried out.
 static void fail(const solver_call *call, const call_value *args, int status, call_value *result)
 {
     *result = {};
@@ -404,7 +404,7 @@ static int exchange(call_request *r, call_return *c)
         return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,
                            &result);
     }
-    // What a call creates or counts is wanted at once: such a call is never only started.
+    // A call that creates or counts is never only started: its caller needs the result now.
     const void *response;
     rc = client_exchange(r->env, r->record, r->call->response, &response);
     if (rc == 0) finish_call(r->env, response, c);

@@ -1,5 +1,5 @@
-// callrecords.h: what call.cc and askfirst.cc know of a call: the request being put together, and
-// what brings the answer back.
+// callrecords.h: the records of a call that call.cc and askfirst.cc share: the request being made,
+// and where the answer goes.
 
 #pragma once
 
@@ -13,8 +13,8 @@
 
 namespace vnt {
 
-// What is needed to bring the answer to the caller.  It has no pointers into the request, nor to a
-// path of the caller's: both are gone when a started call is joined.
+// What is needed to store the answer.  It has no pointers into the request or to the caller's path:
+// both are gone when a started call is joined.
 struct call_return {
     const solver_call *call;
     call_value args[SOLVERCALL_MAXARGS];
@@ -23,7 +23,7 @@ struct call_return {
     char path[PATH_MAX]; // of the file that the call writes
 };
 
-// A request being put together.  It frees what it holds, nothing of which is the caller's.
+// A request being made.  It frees what it holds, but nothing of the caller's.
 struct call_request {
     const solver_call *call;
     const call_value *args;
@@ -41,8 +41,8 @@ struct call_request {
     call_request &operator=(const call_request &) = delete;
 };
 
-// Copies the response to where the caller wants it.  `memory` is the call_return.  Returns the
-// call's status.
+// Copies the response to the caller's memory.  `memory` is the call_return.  Returns the call's
+// status.
 int finish_call(client_env *e, const void *response, void *memory);
 
 } // namespace vnt

@@ -31,7 +31,7 @@ int client_lose(client_env *e, const char *why)
 {
     client_fail(0, "the connection to the worker was lost: %s", why);
     client_group_leave(e);
-    e->io->ops.disconnect(e->io, &e->info); // the worker's end is the server's care
+    e->io->ops.disconnect(e->io, &e->info); // the server ends the worker
     e->io = nullptr;
     e->state = CLIENT_LOST;
     e->receiving = false;
@@ -39,8 +39,8 @@ int client_lose(client_env *e, const char *why)
     return VNTERR_CONNECTION_LOST;
 }
 
-// Ends the connection after a failure of the transport.  An end of file leaves errno as it was
-// found.  After a time-out the worker may well be there, so that nothing is asked.
+// Ends the connection after a failure of the transport.  An end of file does not set errno.  After
+// a time-out the worker probably still exists, so the server is not asked.
 static int lose(client_env *e, int rc)
 {
     int error = rc == MESSAGE_IO ? errno : 0;
@@ -61,7 +61,8 @@ int client_send(client_env *e, const void *message)
     if (rc != 0) return rc;
     errno = 0;
     rc = e->io->ops.sendmsg(e->io, message);
-    if (rc == MESSAGE_UNKNOWN) return client_fail(msg2vnt(rc), "no such message"); // nothing left
+    if (rc == MESSAGE_UNKNOWN)
+        return client_fail(msg2vnt(rc), "no such message"); // nothing was sent
     return rc == 0 ? 0 : lose(e, rc);
 }
 
@@ -91,7 +92,7 @@ int client_receive(client_env *e, const void **message)
 int client_refusal(const void *message)
 {
     auto *nak = static_cast<const vntmsg_NAK *>(message);
-    // A worker says -1 where it could not even read the request; 0 must not pass for success.
+    // -1 means that the worker could not read the request; 0 must not count as success.
     if (nak->status == -1 || nak->status == 0)
         return client_fail(VNTERR_BAD_ARGUMENT, "the worker rejected request %d", nak->message);
     return client_fail(nak->status, "the worker refused request %d with status %d", nak->message,
@@ -169,7 +170,7 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
     return response->status;
 }
 
-// The number by which each query is asked.
+// The selector of each query.
 static constexpr int32_t selectors[] = {
 #define SIZE_QUERY(name, selector) selector,
 #include "remote/calls/queries.def"

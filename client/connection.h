@@ -25,8 +25,8 @@ namespace vnt {
 // flags are the exchange's to set.  A refusal (NAK) gives its status and no response.
 int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
 
-// Drops what vntclient_start() or vntclient_group_call() has asked of the next call: that one
-// failed before it could be sent.
+// Cancels vntclient_start() and vntclient_group_call() for the next call, because it failed before
+// it was sent.
 void client_disarm(client_env *e);
 
 // Carries out a solver call: sends the request, waits, and ends it with `finish`, whose result it
@@ -42,7 +42,7 @@ int client_query(client_env *e, uint64_t lp, uint64_t net, call_query query, int
 int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, int64_t argument,
                     int64_t *value);
 
-// Whether an exchange is possible now: 0, or the status that says why not.
+// Returns 0 if an exchange is possible now, else the reason's status.
 int client_ready(const client_env *e);
 
 // Sends the message as it stands, then waits for one of id `responseid`, of any id when that is 0.
@@ -81,7 +81,8 @@ const codec_factory *const *client_codecs();
 // How long the calling thread's attempts to connect may take, in milliseconds; negative: no limit.
 extern thread_local int client_connect_timeout;
 
-// Turns the result of a transport's connect or reconnect into a status; `place` is for the text.
+// Turns the result of a transport's connect or reconnect into a status; the error text names
+// `place`.
 int client_connect_fail(int rc, const char *place);
 
 } // namespace vnt

@@ -76,7 +76,7 @@ int client_control_test(client_env *e, int *state)
     return rc;
 }
 
-// These two have no environment, and no other field than the flags.
+// These two have the flags as their only field.
 template <class Request> static int post(client_env *e, uint32_t id)
 {
     Request request = {};

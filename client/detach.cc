@@ -147,7 +147,7 @@ VNT_ENTRY int vntclient_disconnect(VNTENVptr env, void *info)
     return 0;
 }
 
-// A place that arguments of the outside name must be one that an address fits into.
+// Checks information from outside: it must have an id, and the address must fit.
 static bool isplace(const tcpip_reconnectinfo *info)
 {
     return info->workerid != 0 && info->addresslen > 0 && info->addresslen <= sizeof info->address;
@@ -195,7 +195,7 @@ VNT_ENTRY int vntclient_reconnect(const void *bytes, VNTENVptr *env)
     return take_up(info, env, CONNECTED, [](client_env *) { return 0; });
 }
 
-// The record of vntclient_pack(), whose layout vanto_client.h tells.
+// The record of vntclient_pack(); vanto_client.h describes its layout.
 #pragma pack(push, 1)
 struct packed_head {
     char magic[4];

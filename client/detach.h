@@ -1,10 +1,10 @@
 // detach.h: leaving a worker and coming back to it.
 //
-// An environment departs once its worker has agreed to wait, and arrives by a new connection,
-// which the worker takes up when it is greeted.  The environment stays away when a later arrival
-// may succeed, and is lost when none will.
+// An environment departs after its worker has agreed to wait.  It arrives by a new connection, and
+// greets the worker, which then serves it.  If an arrival fails, the environment stays away, or is
+// lost if the worker has ended.
 //
-// Ownership: environments that are away stay their opener's; the list of them only refers to them.
+// Ownership: the opener owns an environment that is away; the list of them only refers to it.
 //
 // Threads: one at a time uses an environment; the list has a lock of its own.
 //
@@ -22,11 +22,11 @@ int client_rejoin(client_env *e); // arrives and greets
 int client_arrive(client_env *e);
 int client_greet(client_env *e);
 
-// What has become of the worker of a connection that broke, in words for people.  Its server is
-// asked, which takes two seconds at most.
+// What has become of the worker of a broken connection, as a text.  Asks the server, for two
+// seconds at most.
 const char *client_worker_fate(const client_env *e);
 
-// Takes an environment that will be freed off the list.
+// Removes an environment that will be freed from the list.
 void client_away_forget(client_env *e);
 
 } // namespace vnt

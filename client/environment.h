@@ -1,4 +1,4 @@
-// environment.h: the calling side's record of an environment, and how it is found.
+// environment.h: the calling side's record of an environment.
 //
 // Ownership: client_env_create() makes the record for an open call, client_env_destroy() frees it
 // for the close call.  It owns its transport.
@@ -34,7 +34,7 @@ struct client_destination {
     void (*func)(void *data, const char *text);
 };
 
-// The receivers of what the worker sends unasked.
+// The receivers of messages that the worker sends without a request.
 struct client_handlers {
     vntclient_channelhandler channel;
     void *channeldata;
@@ -46,8 +46,8 @@ struct client_handlers {
 struct client_started {
     bool running;
     int state;            // VNTCLIENT_*, as of the last test of the call
-    uint32_t response;    // the id expected, 0 when another process started the call
-    client_finish finish; // null: only the answer's status is wanted
+    uint32_t response;    // the expected id, 0 if another process started the call
+    client_finish finish; // null: only the answer's status is needed
     void *memory;         // malloc'd
 };
 
@@ -62,7 +62,7 @@ struct client_env {
     VNTENVptr handle;
     uint64_t remote; // 0: unknown, the worker takes its default environment
     client_state state;
-    bool receiving;           // inside a callback of a message that arrived: no exchange now
+    bool receiving;           // inside a callback for a message: no exchange is possible
     tcpip_reconnectinfo info; // where the worker is, unless the state is CLIENT_OPEN
     client_env *nextaway;     // in the list of environments that are away
 
@@ -81,7 +81,7 @@ struct client_env {
     void *pausedata;
 
     int owed;   // answers to posted control requests that have not come yet
-    bool armed; // the next call is started instead of carried out
+    bool armed; // the next call is only started
     client_started started;
     bool attending;         // inside the wait for a started call
     bool returning;         // a broken connection will be made anew: not lost yet

@@ -43,7 +43,7 @@ static ssize_t read_some(int fd, char *to, size_t size)
     return got;
 }
 
-// Pipes, empty files and what the system makes up as it is read have no mapping.
+// Pipes, empty files and files like those of /proc cannot be mapped.
 static int read_whole(client_infile *f, const char *path, size_t *length)
 {
     descriptor_holder d(open_file(path, O_RDONLY, 0)); // waits for the writer of a named pipe
@@ -75,7 +75,7 @@ int client_infile_set(client_infile *f, const char *path, const char *contents, 
     *f = {};
     if (contents != nullptr && length < 0) return VNTERR_BAD_ARGUMENT;
     if (contents != nullptr) return send_bytes(f, path, contents, length);
-    // A pipe must be opened once only: its writer sees its end when the first reader closes it.
+    // A pipe must be opened only once: its writer fails when the first reader closes it.
     struct stat about;
     bool pipe = path != nullptr && stat(path, &about) == 0 && S_ISFIFO(about.st_mode);
     int rc = pipe ? MESSAGE_NOCONNECTION : message_set_file(&f->file, path);
@@ -112,8 +112,8 @@ static int write_through(const char *path, const message_array *contents)
     return write_contents(d.fd, contents);
 }
 
-// A new file beside the path, under a name that is free.  Made with all permissions that the
-// process's mask leaves, as a program that writes the file itself would.
+// Makes a file of a new name beside the path, with the permissions that the process's mask leaves,
+// as a program that writes the file itself would.
 static int open_beside(const char *path, char *beside, size_t size)
 {
     for (int n = 0;; n++) {
@@ -143,7 +143,7 @@ int client_outfile_store(const char *path, const message_file *f)
     if (lstat(path, &about) == 0 && !S_ISREG(about.st_mode))
         return write_through(path, &f->contents);
     int rc = replace(path, &f->contents);
-    // The directory may take no new file, or none of so long a name.
+    // The directory may not allow a new file or so long a name.
     return rc == VNTERR_FILE_CREATE ? write_through(path, &f->contents) : rc;
 }
 

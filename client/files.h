@@ -1,7 +1,7 @@
-// files.h: the files of solver calls on the calling side's disk.
+// files.h: the caller's files that solver calls read and write.
 //
-// A file that the solver reads is sent from here; one that it writes is received and put at the
-// path that the caller gave, and nowhere else.
+// A file that the solver reads is sent; one that it writes is received and stored at the caller's
+// path.
 //
 // Threads: any.
 //
@@ -24,8 +24,8 @@ struct client_infile {
 int client_infile_set(client_infile *f, const char *path, const char *contents, int64_t length);
 void client_infile_unset(client_infile *f);
 
-// Writes the contents to the file at `path`.  An ordinary file is replaced as a whole: a reader
-// of the path sees the old one or the new one.  Anything else there is written through.
+// Writes the contents to the file at `path`.  A regular file is replaced as a whole: a reader sees
+// the old one or the new one.  Anything else, such as a pipe, is opened and written to.
 int client_outfile_store(const char *path, const message_file *f);
 
 } // namespace vnt

@@ -1,4 +1,4 @@
-// group.h: one call on many workers.
+// group.h: carries out a call on many workers.
 //
 // Ownership: the caller owns the group, and still owns the environments in it.
 //
@@ -10,10 +10,10 @@
 
 namespace vnt {
 
-// Carries out the call on all members of the leader's group; gives the leader's response.
+// Carries out the call on all members of the leader's group and returns the leader's response.
 int client_group_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
 
-// Takes an environment that is lost, away or closed out of its group.
+// Removes an environment that is lost, away or closed from its group.
 void client_group_leave(client_env *e);
 
 } // namespace vnt

@@ -1,6 +1,6 @@
-// The leader's request goes to every member.  It is one message to all when its objects have the
-// same values in every worker, which is mostly so with workers of one server; else each member gets
-// a message with its own values.  The answers are read as they arrive.
+// The leader's request goes to every member: as one message to all if its objects have the same
+// values in every worker, as is usual with workers of one server, else as a message with each
+// member's own values.  The answers are read as they arrive.
 #include "client/async.h"
 #include "client/connection.h"
 #include "client/group.h"
@@ -58,7 +58,7 @@ static void values_put(const vntclient_group *g, group_request *r, size_t member
 
 // --- Sending ---------------------------------------------------------------------------------
 
-// The call goes to the members that know all objects of the request.
+// Marks the members that know all objects of the request.
 static void members_ask(vntclient_group *g, const group_request &r)
 {
     for (size_t i = 0; i < g->count; i++) {

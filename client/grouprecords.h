@@ -23,10 +23,10 @@ struct group_member {
     int status;           // of the last group call
     bool asked;           // takes part in the call
     bool awaited;         // owes a message
-    int64_t heard;        // when it last sent or was sent a message
+    int64_t heard;        // the time of the last message to or from it
     bool ending;          // it has been asked to end the call
     const void *response; // the leader's stays valid
-    uint64_t created;     // its value of the object that the call has made
+    uint64_t created;     // its value of the object that the call has created
 };
 
 // A problem or network that a group call created.
@@ -53,7 +53,7 @@ struct vntclient_group {
 
 namespace vnt {
 
-// Visits the members that are in.  A visit may end its member's part in the group.
+// Calls `visit` for each member that is in.  It may remove its member from the group.
 template <class Visit> void each_member(vntclient_group *g, Visit visit)
 {
     for (size_t i = 0; i < g->count; i++)

@@ -7,8 +7,8 @@
 
 namespace vnt {
 
-// Drops the members whose silence has lasted for their read time-out.  Returns how long the others
-// may stay silent, in seconds; negative: for ever.
+// Drops the members that have been silent for their read time-out.  Returns the seconds until the
+// next one would be dropped; negative: never.
 static double drop_silent(vntclient_group *g)
 {
     double shortest = -1;
@@ -23,7 +23,7 @@ static double drop_silent(vntclient_group *g)
     return shortest;
 }
 
-// Bytes that were read with an earlier message.
+// Whether bytes were read together with an earlier message.
 static bool read_ahead(const group_member &m)
 {
     return static_cast<const fdio *>(m.env->io->io)->preread > 0;

@@ -8,8 +8,8 @@
 
 namespace vnt {
 
-// A handle's bits, from the top: the mark, which no address of a process has, then how often the
-// slot was used, then the slot's place.
+// The bits of a handle from the top: a mark that no address of a process has, how often the slot
+// was used, and the index of the slot.
 static constexpr uint64_t MARK = 0xC11E;
 static constexpr int USEBITS = 24;
 static constexpr int PLACEBITS = 24;
@@ -55,7 +55,7 @@ static bool grow()
     return true;
 }
 
-// A slot that had all its uses is not taken again: its oldest handles would come alive.
+// A slot whose count of uses is exhausted is not used again: its oldest handles would become valid.
 static uint64_t take()
 {
     if (firstfree != 0) {

@@ -1,12 +1,12 @@
-// handles.h: what the calling side hands out as environments, problems, networks and channels.
+// handles.h: the handles of environments, problems, networks and channels.
 //
-// A handle is a number in the shape of a pointer, never an address: it names a slot of one table
-// and how often that slot had been used before.  So a freed handle stays unknown for good, also
-// when its slot serves again, and the address of anything else is no handle.
+// A handle is not an address but a number with the type of a pointer: it contains a slot of a table
+// and how often that slot was used.  So a freed handle stays invalid even after its slot is reused,
+// and no address is a valid handle.
 //
-// Ownership: the table owns its slots; an environment's record is its opener's.
+// Ownership: the table owns its slots; the opener of an environment owns its record.
 //
-// Threads: any.  The table has one lock, a leaf, held for a look-up.
+// Threads: any.  The table has one lock, under which no other is taken.
 
 #pragma once
 
@@ -42,8 +42,8 @@ bool client_handle_find(const void *handle, client_kind kind, client_object *obj
 void client_handle_forget(const void *handle);
 void client_handles_forget(const client_env *env);
 
-// Copies the objects of an environment, its own handle left out, oldest first.  Returns how many
-// there are; with less space the first so many places of the table are listed.
+// Copies the objects of an environment except its own handle, oldest first.  Returns how many there
+// are; with less space it copies those in the lowest slots.
 size_t client_handles_list(const client_env *env, client_object *objects, size_t space);
 
 // Finds the environment's oldest object of a kind that is younger than `serial`.  Returns whether
@@ -51,16 +51,16 @@ size_t client_handles_list(const client_env *env, client_object *objects, size_t
 bool client_handle_next(const client_env *env, client_kind kind, uint64_t serial,
                         client_object *object);
 
-// The handle under which an environment's object is known, null when it is not.
+// The handle of an environment's object with this value; null if there is none.
 void *client_handle_known(const client_env *env, client_kind kind, uint64_t remote);
 
-// Lends a worker's value to a message: 16 bytes at `bytes`, or a null array for 0.
+// Puts a worker's value into a message: 16 bytes at `bytes`, or a null array for 0.
 inline void client_value_put(message_array *a, char (&bytes)[16], uint64_t remote)
 {
     handle_put(a, bytes, reinterpret_cast<const void *>(remote));
 }
 
-// Reads a worker's value out of a message.  0 for a null array or anything that is not a handle.
+// Reads a worker's value from a message; 0 for a null array or anything that is not a handle.
 inline uint64_t client_value_take(const message_array *a)
 {
     void *object;

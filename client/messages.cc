@@ -30,7 +30,7 @@ void client_complain(client_env *e, const char *text)
     client_dispatch(e, &message);
 }
 
-// Elements in chunks that do not make up their total are dropped.
+// Drops an array whose chunks do not add up to its total.
 static void info_dispatch(client_env *e, const vntmsg_INFO *message)
 {
     flat_array elements;
@@ -48,8 +48,7 @@ bool client_dispatch(client_env *e, const void *message)
     if (id == VNTMESSAGEID_CHANNEL) text_dispatch(e, static_cast<const vntmsg_CHANNEL *>(message));
     if (id == VNTMESSAGEID_INFO) info_dispatch(e, static_cast<const vntmsg_INFO *>(message));
     e->receiving = false;
-    // A worker follows the refusal of a malformed request with an "unknown" message, which says
-    // nothing new.
+    // A worker sends an "unknown" message after the refusal of a malformed request.
     return id == VNTMESSAGEID_CHANNEL || id == VNTMESSAGEID_INFO || id == VNTMESSAGEID_UNKNOWN;
 }
 
@@ -130,7 +129,7 @@ VNT_ENTRY int VNTLaddfuncdest(VNTENVptr env, VNTCHANNELptr channel, void *handle
     return rc;
 }
 
-// Where the output of a user function goes.
+// The destination of a user function's output.
 struct userfunction_output {
     void *output;
     int64_t space;

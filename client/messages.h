@@ -1,4 +1,4 @@
-// messages.h: what a worker sends unasked: texts of the message channels, and info.
+// messages.h: the messages that a worker sends without a request: channel texts and info.
 //
 // Threads: one at a time uses an environment.  The handlers run on the thread that receives.
 
@@ -11,11 +11,11 @@ namespace vnt {
 // The handlers with which the calling thread's environments are made.
 extern thread_local client_handlers client_default_handlers;
 
-// Hands a message on that arrived before the awaited one, when it is info or a channel text.
-// Returns whether it was one to be passed over.
+// Passes info or a channel text to its handler.  Returns whether the message was handled or is to
+// be ignored.
 bool client_dispatch(client_env *e, const void *message);
 
-// Sends a text of the library's own where the errors of the solver go.
+// Sends a text of the library itself to the solver's error channel.
 void client_complain(client_env *e, const char *text);
 
 // Makes the worker send channel texts, unless it does already.

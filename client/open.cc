@@ -1,5 +1,4 @@
-// open.cc: opening and closing environments, and the calls about them that no message of
-// their own carries.
+// open.cc: opens and closes environments; calls about them that have no message of their own.
 #include "client/async.h"
 #include "client/connection.h"
 #include "client/messages.h"
@@ -171,8 +170,7 @@ VNT_ENTRY int VNTLversionnumber(VNTENVptr env, int *version_p)
     return rc;
 }
 
-// A presolved problem is the worker's own: no message hands it out.  Only its absence can be
-// reported.
+// No message can return a presolved problem, so only its absence can be reported.
 VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
 {
     client_env *e;
@@ -188,8 +186,8 @@ VNT_ENTRY int VNTLgetredlp(VNTENVptr env, VNTLPptr lp, VNTLPptr *redlp_p)
     return client_fail(VNTERR_NOT_SUPPORTED, "a presolved problem stays in its worker");
 }
 
-// The worker cannot look into this process: while a call that may take long is under way the
-// library itself watches the flag and asks the callbacks.
+// The worker cannot read this process's memory: during a call that may take long, the library
+// checks the flag and calls the callbacks itself.
 VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 {
     client_env *e;

@@ -1,8 +1,8 @@
 // Filters of the solution pool.
 
 #include "solver/calls/calls.h"
-#include "solver/formats/filterfile.h"
 #include "solver/formats/files.h"
+#include "solver/formats/filterfile.h"
 
 using namespace vnt;
 
@@ -86,9 +86,8 @@ int VNTLEgetsolnpoolfilter(VNTENVptr env, VNTLPptr lp, int *ftype_p, double *low
 // A query of filters of one type.
 static int of_type(VNTENVptr env, VNTLPptr lp, int which, int type)
 {
-    return with_problem(env, lp, [&](vntlp &p) {
-        require(filter_at(p, which).type == type, VNTERR_WRONG_TYPE);
-    });
+    return with_problem(
+        env, lp, [&](vntlp &p) { require(filter_at(p, which).type == type, VNTERR_WRONG_TYPE); });
 }
 
 int VNTLgetsolnpooldivfilter(VNTENVptr env, VNTLPptr lp, double *lower_cutoff_p,
@@ -147,6 +146,6 @@ int VNTEreadcopysolnpoolfilters(VNTENVptr env, VNTLPptr lp, const char *filename
 
 int VNTLfltwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str)
 {
-    return with_problem(
-        env, lp, [&](vntlp &p) { file_write(filename_str, filters_write(p.m, p.filters)); });
+    return with_problem(env, lp,
+                        [&](vntlp &p) { file_write(filename_str, filters_write(p.m, p.filters)); });
 }

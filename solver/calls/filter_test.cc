@@ -11,8 +11,8 @@ struct filters : session {
     {
         int type, nz, index[4], surplus;
         double low, high, weight[4], reference[4] = {-1, -1, -1, -1};
-        EXPECT_EQ(VNTLEgetsolnpoolfilter(env, lp, &type, &low, &high, &nz, index, weight,
-                                         reference, 4, &surplus, which),
+        EXPECT_EQ(VNTLEgetsolnpoolfilter(env, lp, &type, &low, &high, &nz, index, weight, reference,
+                                         4, &surplus, which),
                   0);
         char name[9];
         int64_t left;
