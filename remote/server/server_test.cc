@@ -152,6 +152,19 @@ TEST(Server, RefusalsNameTheirReason)
         EXPECT_NE(log.find(line), std::string::npos) << log;
 }
 
+TEST(Server, ABusyServerServesWhoSpokeInTime)
+{
+    letter_server server({"-action-timeout=1"});
+    long descriptors = server.count("fd");
+    raw_client c(server.port);
+    ASSERT_TRUE(eventually([&] { return server.count("fd") == descriptors + 1; }));
+    kill(server.pid, SIGSTOP);
+    c.say(bytes("00 00 00 01"));
+    usleep(1200000);
+    kill(server.pid, SIGCONT);
+    EXPECT_EQ(c.status(), HANDSHAKE_OK);
+}
+
 TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
 {
     letter_server processless({}, 10000, nullptr, [] {
