@@ -534,6 +534,60 @@ TEST(EngineMip, ACutoffMayComeAtAnyNode)
     }
 }
 
+// Every second row with one side becomes a lazy constraint.
+problem lazily(const problem &p)
+{
+    problem lazy;
+    lazy.m = p.m;
+    std::vector<int> place;
+    int left = 0;
+    matrix_view rows = p.m.a.by_row();
+    for (int i = 0; i < p.m.numrows(); i++) {
+        bool goes = i % 2 == 0 && p.m.rowsense[i] != 'R';
+        place.push_back(goes ? -1 : left++);
+        if (!goes) continue;
+        lazy.m.lazies.push_back({p.m.rownames.at(i),
+                                 p.m.rowsense[i],
+                                 p.m.rhs[i],
+                                 {rows.index + rows.begin[i], rows.index + rows.begin[i + 1]},
+                                 {rows.value + rows.begin[i], rows.value + rows.begin[i + 1]}});
+    }
+    lazy.m.keep_rows(place, left);
+    return lazy;
+}
+
+// The answer is that of the same rows when none waits.  The bound that is told only improves.
+TEST(EngineMip, LazyConstraintsHoldAsRowsDo)
+{
+    int waited = 0;
+    for (unsigned seed = 1; seed < 50; seed++) {
+        random_model r = random_model_make(seed);
+        bool indicators = std::any_of(r.rows.begin(), r.rows.end(),
+                                      [](const random_row &row) { return row.binary >= 0; });
+        if (indicators || !r.sets.empty() || !r.discrete()) continue;
+        SCOPED_TRACE(seed);
+        problem p = fromrandom(r), lazy = lazily(p);
+        engine_result expected = solver().mip(p);
+        solver s;
+        double best = -VNT_INFINITY;
+        s.onpoll = [&](const engine_progress &progress, engine_reply &) {
+            double bound = lazy.m.sense * progress.bound;
+            EXPECT_GE(bound, best - 1e-6 * std::max(1.0, std::fabs(best)));
+            best = std::max(best, bound);
+        };
+        engine_result got = s.mip(lazy);
+        waited += lazy.m.lazies.empty() ? 0 : 1;
+        for (engine_result *end : {&got, &expected})
+            if (end->status == VNT_STAT_OPTIMAL_TOLERANCE) end->status = VNT_STAT_OPTIMAL;
+        EXPECT_EQ(got.status, expected.status);
+        if (expected.status != VNT_STAT_OPTIMAL || got.x.empty()) continue;
+        EXPECT_NEAR(got.objective, expected.objective, 1e-6 * (1 + std::fabs(got.objective)));
+        got.x.resize(r.columns.size()); // the others are of the reformulation
+        EXPECT_EQ(point_fault(r, got.x, 1e-5), "");
+    }
+    EXPECT_GT(waited, 20);
+}
+
 // Each was once answered wrongly, or ended the process, for the reason beside it.
 TEST(EngineMip, ModelsThatFooledItAreAnsweredRightly)
 {
