@@ -1,0 +1,82 @@
+// What the events of a search bring: solutions, bounds, and its cutoff.
+
+#include "solver/engine/mip_events.h"
+
+#include <CbcCompareDefault.hpp>
+#include <CbcTree.hpp>
+
+#include <algorithm>
+#include <climits>
+
+namespace vnt {
+
+void mip_search::solution(const double *x)
+{
+    if (x == nullptr || cbc->getMinimizationObjValue() >= incumbent.value()) return;
+    claimed = std::min(claimed, cbc->getMinimizationObjValue());
+    incumbent.offer(lift(x));
+}
+
+// Between two nodes: the tree is whole, and its bounds hold for everything that is left.
+void mip_search::treestatus()
+{
+    if (std::isfinite(applied) && !incumbent.there()) byobjective();
+    countnodes();
+    if (inner) return;
+    // Nodes that were finished off in one go are counted apart until the search ends.
+    poll.seen.nodes = nodesbefore + cbc->getNodeCount() + cbc->getExtraNodeCount();
+    poll.seen.nodesleft = cbc->tree()->size();
+    raise(cbc->getBestPossibleObjValue());
+    // The event goes over the whole tree; in a large one it comes less often.
+    cbc->setPrintFrequency(1 + cbc->tree()->size() / 1000);
+}
+
+// The search does not hold nodes that were finished off in one go against its limit.  Near the
+// limit there are none of these: one go may look at some 15,000.
+void mip_search::countnodes()
+{
+    constexpr int64_t mostatonce = 16000;
+    int64_t extra = cbc->getExtraNodeCount(), left = params.nodelimit - nodesbefore - extra;
+    cbc->setMaximumNodes(static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
+    if (left - cbc->getNodeCount() <= mostatonce) cbc->setFastNodeDepth(-1);
+}
+
+// What is proved is told, but never as better than the incumbent or a cutoff: beyond these the
+// search did not look.
+void mip_search::raise(double proved)
+{
+    bound = std::max(bound, std::min({proved, incumbent.value(), poll.cutoff()}));
+    if (!inner) poll.seen.bound = model.sense * std::min(bound, incumbent.value());
+}
+
+// What to hold solutions against so that only better ones than the cutoff pass: better by more than
+// noise, or by a whole step where the objective moves in steps.
+double mip_search::strictly(double cutoff) const
+{
+    double noise = 1e-7 * std::max(1.0, std::fabs(cutoff));
+    double step = engine_objectivestep(model), origin = model.sense * model.offset;
+    if (step <= 10 * noise) return cutoff - noise;
+    double next = std::ceil((cutoff - noise - origin) / step) - 1;
+    return origin + next * step + 0.1 * step;
+}
+
+void mip_search::applycutoff()
+{
+    double cutoff = std::min(poll.cutoff(), incumbent.value());
+    if (cutoff >= applied) return;
+    applied = cutoff;
+    cutoff = strictly(cutoff);
+    if (cutoff < cbc->getCutoff()) cbc->setCutoff(cutoff);
+}
+
+// Without a solution the search goes deep to find one.  Where a cutoff is known, the aim is rather
+// to show that nothing beats it: it takes the nodes by their objective then, as it does later on.
+void mip_search::byobjective()
+{
+    auto *order = dynamic_cast<CbcCompareDefault *>(cbc->nodeComparison());
+    if (order->getWeight() == 0) return;
+    order->setWeight(0);
+    if (cbc->tree()->size() > 0) cbc->tree()->setComparison(*order);
+}
+
+} // namespace vnt

@@ -1,0 +1,210 @@
+// How the branch-and-cut library is set up: cuts, heuristics, order and limits.
+
+#include "solver/engine/mip_events.h"
+
+#include <CbcCompareDefault.hpp>
+#include <CbcCutGenerator.hpp>
+#include <CbcHeuristicDiveCoefficient.hpp>
+#include <CbcHeuristicFPump.hpp>
+#include <CbcHeuristicGreedy.hpp>
+#include <CbcHeuristicLocal.hpp>
+#include <CbcHeuristicRINS.hpp>
+#include <CbcSOS.hpp>
+#include <CbcSimpleInteger.hpp>
+#include <CglClique.hpp>
+#include <CglFlowCover.hpp>
+#include <CglGomory.hpp>
+#include <CglKnapsackCover.hpp>
+#include <CglMixedIntegerRounding2.hpp>
+#include <CglProbing.hpp>
+#include <CglTwomir.hpp>
+
+namespace vnt {
+
+static constexpr double infinity = std::numeric_limits<double>::infinity();
+
+void mip_search::setup()
+{
+    cbc->passInMessageHandler(&silence);
+    cbc->setLogLevel(0);
+    usualoptions();
+    mip_events events(*this, poll, cbc.get());
+    cbc->passInEventHandler(&events);
+    CbcCompareDefault order;
+    cbc->setNodeComparison(order);
+    limits();
+    if (params.cuts) addcuts();
+    if (params.heuristics && model.numpairs == 0) addheuristics(); // they know none, either
+    addpairs();
+    setorder();
+    cutoff_carrier carrier(*this, *cbc);
+    cbc->addHeuristic(&carrier);
+}
+
+// What the library's own driver sets for all but special models; together they halve the time.
+void mip_search::usualoptions()
+{
+    auto *solver = dynamic_cast<OsiClpSolverInterface *>(cbc->solver());
+    // Not 1, "keep work regions": with it the library aborts the process now and then.
+    constexpr int ownmodel = 1024;
+    solver->setSpecialOptions(ownmodel);
+    ClpSimplex *clp = solver->getModelPtr();
+    clp->setSpecialOptions(clp->specialOptions() | COIN_CBC_USING_CLP);
+    constexpr int checkfrombasis = 2, carefulcuts = 4096; // without it an assertion fails at times
+    cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis | carefulcuts);
+    // Deep nodes of small problems are finished off in one go, which knows no pairs.
+    if (model.numpairs == 0 && narrow()) cbc->setFastNodeDepth(-12);
+}
+
+// Whether integer columns have few values.  What finishes off a node keeps all of a path at hand,
+// and a path may be as long as a column has values.
+bool mip_search::narrow() const
+{
+    const double *lower = reduced->getColLower(), *upper = reduced->getColUpper();
+    for (int j = 0; j < reduced->getNumCols(); j++)
+        if (reduced->isInteger(j) && upper[j] - lower[j] > 100) return false;
+    return true;
+}
+
+void mip_search::limits()
+{
+    countnodes();
+    cbc->setIntegerTolerance(std::max(params.integrality, 1e-9));
+    cbc->setAllowableGap(params.absgap);
+    cbc->setAllowableFractionGap(params.relgap);
+    cbc->setPrintFrequency(1); // the event of a clean tree, at every node
+    if (params.seed > 0) cbc->setRandomSeed(params.seed);
+    applycutoff();
+    choosestrength();
+}
+
+void mip_search::choosestrength()
+{
+    // What compares pseudo costs ends the process when it meets a pair.
+    cbc->setNumberStrong(model.numpairs > 0 ? 0 : 5);
+    cbc->setNumberBeforeTrust(0);
+    if (model.numpairs > 0) return;
+    int columns = reduced->getNumCols();
+    cbc->setNumberBeforeTrust(columns <= 50    ? 1000
+                              : columns <= 100 ? 100
+                              : columns <= 300 ? 50
+                                               : 10);
+}
+
+// Each generator's work is bounded: they run for as long as it takes otherwise, without a poll.
+void mip_search::addcuts()
+{
+    constexpr int if_it_helps = -98; // at the root; in the tree while it moves the bound
+    CglProbing probing;
+    probing.setUsingObjective(1);
+    probing.setMaxPass(1);
+    probing.setMaxPassRoot(1);
+    probing.setMaxProbe(123);
+    probing.setMaxProbeRoot(123);
+    probing.setMaxLook(10);
+    probing.setMaxLookRoot(20);
+    probing.setMaxElements(200);
+    probing.setMaxElementsRoot(300);
+    probing.setRowCuts(3);
+    CglGomory gomory;
+    gomory.setLimitAtRoot(1000);
+    gomory.setLimit(50);
+    gomory.setAwayAtRoot(0.005);
+    CglKnapsackCover knapsack;
+    CglClique clique;
+    clique.setStarCliqueReport(false);
+    clique.setRowCliqueReport(false);
+    clique.setMinViolation(0.1);
+    CglMixedIntegerRounding2 mir;
+    mir.setMULTIPLY_(0); // rows multiplied by -1 yield cuts that lose solutions
+    mir.setDoPreproc(1);
+    CglFlowCover flow;
+    CglTwomir twomir;
+    twomir.setMaxElements(250);
+    twomir.setAwayAtRoot(0.005);
+    twomir.setAway(0.01);
+
+    struct {
+        CglCutGenerator *generator;
+        const char *name;
+        int inaccuracy;
+    } const rows[] = {
+        {&probing, "probing", 5},
+        {&gomory, "Gomory", 3},
+        {&knapsack, "knapsack", 1},
+        {&clique, "clique", 0},
+        {&mir, "mixed integer rounding", 2},
+        {&flow, "flow cover", 2},
+        {&twomir, "two-step rounding", 4},
+    };
+    for (const auto &row : rows) {
+        if (row.generator == &probing && !engine_intsbounded(model)) continue;
+        cbc->addCutGenerator(row.generator, if_it_helps, row.name);
+        CbcCutGenerator *added = cbc->cutGenerator(cbc->numberCutGenerators() - 1);
+        added->setInaccuracy(row.inaccuracy);
+        added->setSwitchOffIfLessThan(row.generator == &twomir);
+    }
+    int columns = reduced->getNumCols();
+    cbc->setMaximumCutPassesAtRoot(columns < 500 ? -100 : columns < 5000 ? 100 : 50);
+    cbc->setMaximumCutPasses(4);
+    double value = std::fabs(reduced->getObjValue());
+    cbc->setMinimumDrop(std::min(5e-2, value * 1e-5 + 1e-5));
+}
+
+void mip_search::addpairs()
+{
+    constexpr double weights[] = {1, 2};
+    std::vector<std::unique_ptr<CbcObject>> owned;
+    std::vector<CbcObject *> objects;
+    for (int k = 0; k < model.numpairs; k++) {
+        owned.push_back(std::make_unique<CbcSOS>(cbc.get(), 2, model.pairs + 2 * k, weights, k, 1));
+        objects.push_back(owned.back().get());
+    }
+    if (!objects.empty()) cbc->addObjects(static_cast<int>(objects.size()), objects.data());
+}
+
+// Columns that preprocessing made have no place in the caller's order.
+void mip_search::setorder()
+{
+    if (model.rank == nullptr) return;
+    cbc->findIntegers(false);
+    const int *from = process == nullptr ? nullptr : process->originalColumns();
+    for (int i = 0; i < cbc->numberObjects(); i++) {
+        auto *object = dynamic_cast<CbcSimpleInteger *>(cbc->modifiableObject(i));
+        if (object == nullptr) continue;
+        int j = from == nullptr ? object->columnNumber() : from[object->columnNumber()];
+        if (j < 0 || j >= model.numcols) continue;
+        object->setPriority(model.rank[j]);
+        object->setPreferredWay(model.direction[j]);
+    }
+}
+
+void mip_search::addheuristics()
+{
+    CbcHeuristicFPump pump(*cbc);
+    pump.setMaximumPasses(20);
+    pump.setMaximumRetries(2);
+    pump.setFractionSmall(0.5);
+    pump.setWhen(13);
+    cbc->addHeuristic(&pump, "feasibility pump");
+    CbcRounding rounding(*cbc);
+    cbc->addHeuristic(&rounding, "rounding");
+    CbcHeuristicGreedyCover cover(*cbc);
+    cbc->addHeuristic(&cover, "greedy cover");
+    CbcHeuristicGreedyEquality equality(*cbc);
+    cbc->addHeuristic(&equality, "greedy equality");
+    CbcHeuristicDiveCoefficient dive(*cbc);
+    dive.setWhen(3);
+    dive.setMaxTime(infinity);
+    cbc->addHeuristic(&dive, "coefficient diving");
+    CbcHeuristicRINS neighbours(*cbc);
+    neighbours.setFractionSmall(0.5);
+    neighbours.setDecayFactor(5);
+    cbc->addHeuristic(&neighbours, "neighbourhood");
+    CbcHeuristicLocal combine(*cbc);
+    combine.setFractionSmall(0.5);
+    combine.setSearchType(1);
+    cbc->addHeuristic(&combine, "combine solutions");
+}
+
+} // namespace vnt
