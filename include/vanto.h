@@ -86,7 +86,45 @@ enum {
     VNT_STAT_STOPPED = 9,            // by the caller
     VNT_STAT_OPTIMAL_TOLERANCE = 10, // within the gap that the parameters allow
     VNT_STAT_NUMERICAL = 11,         // numerical trouble
-    VNT_STAT_CUTOFF = 12             // nothing is better than the cutoff
+    VNT_STAT_CUTOFF = 12,            // nothing is better than the cutoff
+    VNT_STAT_RELAXED = 13,           // the least relaxation
+    VNT_STAT_RELAXED_OPTIMAL = 14    // and the best objective within it
+};
+
+// Constraints that groups are made of: a row, a bound of a column, a special ordered set, an
+// indicator constraint.
+enum {
+    VNT_CONSTRAINT_ROW = 'R',
+    VNT_CONSTRAINT_LOWER = 'L',
+    VNT_CONSTRAINT_UPPER = 'U',
+    VNT_CONSTRAINT_SET = 'S',
+    VNT_CONSTRAINT_INDICATOR = 'I'
+};
+
+// How the search for a conflict ended.
+enum {
+    VNT_CONFSTAT_FEASIBLE = 1,   // there is none
+    VNT_CONFSTAT_MINIMAL = 2,    // without any one member the rest has a solution
+    VNT_CONFSTAT_NOT_MINIMAL = 3 // ended early, or undecided: some may not be needed
+};
+
+// What a group or row is in a conflict; of a column VNT_CONFLICT_LOWER or _UPPER or both are added.
+enum {
+    VNT_CONFLICT_EXCLUDED = 0,
+    VNT_CONFLICT_POSSIBLE = 1, // not decided
+    VNT_CONFLICT_MEMBER = 2,
+    VNT_CONFLICT_LOWER = 4,
+    VNT_CONFLICT_UPPER = 8
+};
+
+// What VNT_PARAM_FEASOPT_MODE makes small: the sum of the violations, each divided by its
+// preference, or the number of constraints or groups, each counted as 1 / preference.  Then the
+// objective may be optimised among the points that are as good.
+enum {
+    VNT_FEASOPT_SUM = 0,
+    VNT_FEASOPT_SUM_THEN_OBJECTIVE = 1,
+    VNT_FEASOPT_NUMBER = 2,
+    VNT_FEASOPT_NUMBER_THEN_OBJECTIVE = 3
 };
 
 // Problem types.
@@ -182,7 +220,8 @@ enum {
     VNT_PARAM_HEURISTICS = 1132,      // int: 0 off, 1 on
     VNT_PARAM_SEED = 1133,            // int: seed of random choices
     VNT_PARAM_LOG_LEVEL = 1134,       // int: 0 none, 1 results, 2 progress, 3 details
-    VNT_PARAM_WORK_DIR = 1140         // string: where temporary files go
+    VNT_PARAM_WORK_DIR = 1140,        // string: where temporary files go
+    VNT_PARAM_FEASOPT_MODE = 1150     // int: VNT_FEASOPT_*
 };
 
 // What a running solve tells of itself, filled by VNTEgetasyncmipprogress.
@@ -333,17 +372,28 @@ int VNTLboundsa(VNTENVptr env, VNTLPptr lp, double *lblower, double *lbupper, do
                 double *ubupper, int begin, int end);
 int VNTLobjsa(VNTENVptr env, VNTLPptr lp, double *lower, double *upper, int begin, int end);
 
-// Conflicts: minimal infeasible sets.
+// Conflicts: parts of an infeasible problem that are infeasible by themselves.  VNTLrefineconflict
+// looks among all rows and bounds; the others among groups of constraints, while what is in no
+// group always holds.  Group k has the members grpbeg[k] on, up to the next group's; grptype is
+// VNT_CONSTRAINT_*.  The higher the preference of a group, the later it is left out; 0 never leaves
+// it out, a negative one always.  Bounds of semi-continuous columns and of those that indicators
+// ask always hold.  A search of more than 5000 nodes, or of 100 where integer columns lack a bound,
+// leaves its question undecided.  The conflict stays until the problem changes or is solved.
 int VNTLrefineconflict(VNTENVptr env, VNTLPptr lp, int *confnumrows_p, int *confnumcols_p);
 int VNTLrefineconflictext(VNTENVptr env, VNTLPptr lp, int64_t grpcnt, int64_t concnt,
                           const double *grppref, const int64_t *grpbeg, const int *grpind,
                           const char *grptype);
 int VNTLgetconflictext(VNTENVptr env, VNTLPptr lp, int *grpstat, int64_t beg, int64_t end);
 
-// Writing the conflict.
+// Writing the conflict, as an LP file without an objective.
 int VNTLclpwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str);
 
-// Cheapest relaxation of an infeasible problem.
+// Cheapest relaxation of an infeasible problem: a solution that violates what has a preference
+// above 0, as little as possible; see VNT_PARAM_FEASOPT_MODE.  Null arrays have none.  rhs is for
+// rows at their right-hand side, rng for the other end of ranged rows, lb and ub for bounds.  The
+// answer is a solution without basis and prices, its objective the problem's own; VNTLgetrowinfeas
+// and VNTLgetcolinfeas tell what it violates.  VNTLgetstat is VNT_STAT_RELAXED or
+// VNT_STAT_RELAXED_OPTIMAL, VNT_STAT_INFEASIBLE where too little may give way.
 int VNTLfeasopt(VNTENVptr env, VNTLPptr lp, const double *rhs, const double *rng, const double *lb,
                 const double *ub);
 int VNTLfeasoptext(VNTENVptr env, VNTLPptr lp, int grpcnt, int64_t concnt, const double *grppref,

@@ -23,6 +23,8 @@ const char *status_text(int status)
     case VNT_STAT_OPTIMAL_TOLERANCE: return "optimal within the gap allowed";
     case VNT_STAT_NUMERICAL: return "numerical trouble";
     case VNT_STAT_CUTOFF: return "nothing better than the cutoff";
+    case VNT_STAT_RELAXED: return "relaxed";
+    case VNT_STAT_RELAXED_OPTIMAL: return "relaxed, optimal";
     default: return "not solved";
     }
 }

@@ -30,6 +30,7 @@ const tableau &vntlp::basis_tableau()
 void vntlp::changed()
 {
     last = answer();
+    found.reset();
     tableau.made.reset();
 }
 

@@ -12,6 +12,7 @@
 #include "solver/problem/filter.h"
 
 #include <memory>
+#include <optional>
 
 namespace vnt {
 
@@ -28,6 +29,22 @@ struct answer : engine_result {
 
     // A solution of no columns is one, too.
     bool there() const { return solution != VNT_SOLUTION_NONE; }
+};
+
+// A group of constraints that are left out together; see vanto.h.
+struct conflict_member {
+    char type; // VNT_CONSTRAINT_*
+    int index;
+};
+struct conflict_group {
+    double preference;
+    std::vector<conflict_member> members;
+    int status = VNT_CONFLICT_EXCLUDED;
+};
+struct conflict {
+    int status = VNT_CONFSTAT_FEASIBLE;
+    int64_t passes = 0; // questions that were asked
+    std::vector<conflict_group> groups;
 };
 
 class tableau;
@@ -50,8 +67,9 @@ struct tableau_keeper {
 struct vntlp {
     vnt::model m;
     vnt::answer last;
-    std::vector<int> cstat, rstat; // a basis, both empty without one
-    std::vector<double> start;     // values of all columns to start from, may be empty
+    std::optional<vnt::conflict> found; // the last conflict that was looked for
+    std::vector<int> cstat, rstat;      // a basis, both empty without one
+    std::vector<double> start;          // values of all columns to start from, may be empty
     std::vector<vnt::mip_start> mipstarts;
     vnt::annotations notes;
     std::vector<vnt::pool_filter> filters;

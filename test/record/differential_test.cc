@@ -236,6 +236,11 @@ void set_sizes(const library &l)
     set_recorded_size(#name, l.find<int(VNTENVptr, VNTNETptr)>(#function)(l.env(), l.net()));
 #define OTHER_QUERY(name, selector) set_recorded_size(#name, 0);
 #include "remote/calls/queries.def"
+    int rows = 0, cols = 0;
+    l.find<decltype(VNTLgetconflict)>("VNTLgetconflict")(l.env(), l.lp(), nullptr, nullptr, nullptr,
+                                                         &rows, nullptr, nullptr, &cols);
+    set_recorded_size("confnumrows", rows);
+    set_recorded_size("confnumcols", cols);
 }
 
 class Differential : public testing::TestWithParam<std::string> {
