@@ -66,7 +66,7 @@ static int join(session &s)
 {
     int status =
         s.solver.vntclient_joinresilient(s.env, absence, SESSION_PATIENCE, nullptr, nullptr);
-    s.untold = status == 0;
+    s.unreported = status == 0;
     return status;
 }
 
@@ -83,9 +83,9 @@ static int wait_for_attached(session &s)
 {
     int state = VNTCLIENT_ENDED;
     int status = s.solver.vntclient_test(s.env, &state);
-    s.sawend = state != VNTCLIENT_ENDED;
-    s.untold = status == VNTERR_BAD_ARGUMENT; // already joined: an earlier report of it failed
-    if (s.untold) return 0;
+    s.saw_end = state != VNTCLIENT_ENDED;
+    s.unreported = status == VNTERR_BAD_ARGUMENT; // already joined: an earlier report of it failed
+    if (s.unreported) return 0;
     return status == 0 ? join(s) : status;
 }
 

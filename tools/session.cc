@@ -44,10 +44,10 @@ static void keep_result(session &s)
 
 session::~session()
 {
-    if (untold) keep_result(*this);
+    if (unreported) keep_result(*this);
     if (lp != nullptr) solver.VNTLfreeprob(env, &lp);
     const bool closed = env == nullptr || solver.VNTLcloseVANTO(&env) == 0;
-    if (!told || options.resilientfile.empty()) return;
+    if (!reported || options.resilientfile.empty()) return;
     // Only now: a worker that waits for its next client must not be without a ticket.
     if (closed)
         unlink(options.resilientfile.c_str());
@@ -274,8 +274,8 @@ void session_leave(session &s)
 
 void session_told(session &s)
 {
-    s.untold = false;
-    s.told = true;
+    s.unreported = false;
+    s.reported = true;
 }
 
 } // namespace vnt

@@ -27,9 +27,9 @@ struct session {
     std::string model;  // for messages
     VNTENVptr env = nullptr;
     VNTLPptr lp = nullptr;
-    bool sawend = true;  // false: an attached solve had ended before
-    bool untold = false; // the result of a solve with a ticket is not yet reported
-    bool told = false;
+    bool saw_end = true;     // false: an attached solve had ended before
+    bool unreported = false; // the result of a solve with a ticket is not yet reported
+    bool reported = false;
 
     explicit session(const solve_options &options);
     ~session();

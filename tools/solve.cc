@@ -120,7 +120,7 @@ std::optional<solve_report> solve(session &s)
     }
     if (!run(s)) return std::nullopt;
     solve_report report;
-    if (s.sawend) report.seconds = s.shown.elapsed();
+    if (s.saw_end) report.seconds = s.shown.elapsed();
     report.server = s.server;
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);

@@ -20,9 +20,9 @@ static pthread_mutex_t countlock = PTHREAD_MUTEX_INITIALIZER;
 static std::atomic<int32_t> env2handler_init;
 
 static pthread_mutex_t registrylock;
-static env2handler_pair *pairs;
-static int64_t length;
-static int64_t capacity;
+static env2handler_pair *registry_pairs;
+static int64_t registry_length;
+static int64_t registry_capacity;
 
 // Orders by the pointer's bytes; only equality matters.
 static int env2handler_cmp(const void *a, const void *b)
@@ -48,33 +48,34 @@ void env2handler_release(void)
 // With the lock held.
 static bool grow(void)
 {
-    if (length < capacity) return true;
-    const int64_t wanted = capacity == 0 ? 4 : 2 * capacity;
-    void *grown = realloc(pairs, static_cast<size_t>(wanted) * sizeof(env2handler_pair));
+    if (registry_length < registry_capacity) return true;
+    const int64_t wanted = registry_capacity == 0 ? 4 : 2 * registry_capacity;
+    void *grown = realloc(registry_pairs, static_cast<size_t>(wanted) * sizeof(env2handler_pair));
     if (grown == nullptr) return false;
-    pairs = static_cast<env2handler_pair *>(grown);
-    capacity = wanted;
+    registry_pairs = static_cast<env2handler_pair *>(grown);
+    registry_capacity = wanted;
     return true;
 }
 
 // With the lock held.  The storage is freed with the last pair.
 static void remove_at(int64_t index)
 {
-    length--;
-    memmove(&pairs[index], &pairs[index + 1],
-            static_cast<size_t>(length - index) * sizeof(env2handler_pair));
-    if (length > 0) return;
-    free(pairs);
-    pairs = nullptr;
-    capacity = 0;
+    registry_length--;
+    memmove(&registry_pairs[index], &registry_pairs[index + 1],
+            static_cast<size_t>(registry_length - index) * sizeof(env2handler_pair));
+    if (registry_length > 0) return;
+    free(registry_pairs);
+    registry_pairs = nullptr;
+    registry_capacity = 0;
 }
 
 // With the lock held; null for an unknown environment.
 static env2handler_pair *lookup(VNTENVptr env)
 {
-    if (length == 0) return nullptr;
+    if (registry_length == 0) return nullptr;
     const env2handler_pair key = {env, nullptr};
-    return static_cast<env2handler_pair *>(bsearch(&key, pairs, static_cast<size_t>(length),
+    return static_cast<env2handler_pair *>(bsearch(&key, registry_pairs,
+                                                   static_cast<size_t>(registry_length),
                                                    sizeof(env2handler_pair), env2handler_cmp));
 }
 
@@ -82,8 +83,9 @@ int env2handler_add(VNTENVptr env, handler *h)
 {
     const mutex_holder held(&registrylock);
     if (!grow()) return MESSAGE_NOMEMORY;
-    pairs[length++] = {env, h};
-    qsort(pairs, static_cast<size_t>(length), sizeof(env2handler_pair), env2handler_cmp);
+    registry_pairs[registry_length++] = {env, h};
+    qsort(registry_pairs, static_cast<size_t>(registry_length), sizeof(env2handler_pair),
+          env2handler_cmp);
     return 0;
 }
 
@@ -91,14 +93,14 @@ void env2handler_remove(VNTENVptr env)
 {
     const mutex_holder held(&registrylock);
     const env2handler_pair *found = lookup(env);
-    if (found != nullptr) remove_at(found - pairs);
+    if (found != nullptr) remove_at(found - registry_pairs);
 }
 
 void env2handler_forget(const handler *h)
 {
     const mutex_holder held(&registrylock);
-    for (int64_t i = length - 1; i >= 0; i--)
-        if (pairs[i].owner == h) remove_at(i);
+    for (int64_t i = registry_length - 1; i >= 0; i--)
+        if (registry_pairs[i].owner == h) remove_at(i);
 }
 
 handler *env2handler_find(VNTENVptr env)
