@@ -1,8 +1,8 @@
-// calls.h: the words in which the entry points are written.
+// calls.h: the wrappers of the entry points.
 //
-// Each entry point hands its work to one of these words, which checks the handles, holds the
-// environment's lock, and turns whatever the work throws into a status: nothing leaves the
-// library by exception.  A failure with a text also becomes a line of the error channel.
+// Each entry point passes its work to one of these functions, which checks the handles, holds the
+// environment's lock, and turns exceptions into a status: none leaves the library.  A failure with
+// a text also becomes a line of the error channel.
 //
 //     int VNTLgetobjsen(VNTENVptr env, VNTLPptr lp)
 //     {
@@ -62,7 +62,7 @@ template <class body> int with_problem(VNTENVptr env, VNTLPptr lp, const body &w
         env, [&](vntenv &e) { work(problem_of(e, lp)); }, call);
 }
 
-// What `count` tells of the problem, 0 when there is none.
+// What `count` returns for the problem, 0 without one.
 template <class body> auto count_of(VNTENVptr env, VNTLPptr lp, const body &count)
 {
     decltype(count(std::declval<vntlp &>())) result{};
@@ -186,7 +186,7 @@ template <class record> void erase_marked(std::vector<record> &list, int *delsta
     list.resize(left);
 }
 
-// A basis from the caller: statuses that exist, and as many basic ones as there are rows.
+// Copies a basis from the caller after checking that its statuses are valid.
 std::vector<int> basis_copy(const int *from, int count);
 void basis_check(const std::vector<int> &cols, const std::vector<int> &rows);
 

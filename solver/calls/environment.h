@@ -1,13 +1,13 @@
-// environment.h: what an environment holds, and the set of those that are open.
+// environment.h: environments, and the registry of the open ones.
 //
 // Ownership: the registry owns the environments and an environment its problems and networks, until
-// they are closed or freed.  A call holds its environment by a shared pointer, so a close on
-// another thread takes nothing from under it.
+// they are closed or freed.  A call holds a shared pointer to its environment, so another thread
+// can close it meanwhile.
 //
 // Threads: a call holds the environment's lock for its whole length, with one exception: a solve
-// sets `solving` and runs without the lock, so that its callbacks can be called from it.  Whoever
-// finds `solving` set refuses its work with VNTERR_SOLVING.  The lock is recursive because the
-// functions that receive messages may call the library.
+// sets `solving` and runs without the lock, so that its callbacks can call the library.  A call
+// that finds `solving` set fails with VNTERR_SOLVING.  The lock is recursive because the functions
+// that receive messages may call the library.
 
 #pragma once
 

@@ -1,25 +1,24 @@
-// engine.h: the engines behind the open solver, as its store sees them.
+// engine.h: the interface of the open solver's engines.
 //
 // A solve copies the model into an engine, runs it, and copies the result out: an engine keeps
 // nothing between solves.  Engines know nothing of environments, names or files.
 //
-// Ownership: a model's arrays are the caller's for the length of the solve; the result owns its
-// vectors.
+// Ownership: the caller keeps the model's arrays during the solve; the result owns its vectors.
 //
 // Signs: the engines minimise.  A model that maximises is negated on the way in and back, so that
 // everything here is in the model's own sense: dj_j = c_j - sum over the rows of pi_i a_ij holds
 // for both, and of a bound "better" means greater where the model maximises.
 //
 // Determinism: the same model, parameters and replies at the same ticks give the same bits, in any
-// process.  The clock decides nothing but the time limit.
+// process.  The clock affects only the time limit.
 //
-// Threads: a solve runs on the calling thread, and so does the poll function.  It may be held there
-// for as long as the caller likes; that time does not count towards the time limit.
+// Threads: a solve and its poll function run on the calling thread.  The time inside the poll
+// function does not count towards the time limit.
 //
 // Errors: 0, VNTERR_NO_MEMORY, VNTERR_NOT_SUPPORTED (more than 2^31 - 1 nonzeros) or VNTERR_ENGINE;
-// how a solve ended is result.status.  Nothing is thrown.  An engine that calls abort() is asked
-// again with safer settings, and a second abort is VNTERR_ENGINE; both are logged, and what the
-// engine had allocated is leaked.  SIGABRT has a handler for the length of a solve, see guard.h.
+// how a solve ended is result.status.  Nothing is thrown.  When an engine calls abort(), the
+// solve is tried again with safer settings; a second abort is VNTERR_ENGINE.  Both are logged, and
+// the engine's memory is leaked.  SIGABRT has a handler for the length of a solve, see guard.h.
 
 #pragma once
 
@@ -30,8 +29,8 @@
 
 namespace vnt {
 
-// Rows that no linear problem knows until a point violates them, row by row.  The first `lazy` ones
-// hold in every solution; the others are cuts, which cut off none.
+// Rows that are added to a linear problem only when a point violates them.  The first `lazy` rows
+// are constraints; the others are cuts, which every solution satisfies anyway.
 struct engine_rows {
     int count = 0;
     int lazy = 0;
@@ -62,21 +61,21 @@ struct engine_model {
     int numpairs = 0;
     const int *pairs = nullptr;
     engine_rows beside; // of mixed-integer problems only
-    // A start, null where there is none.  Basis statuses, for continuous problems; see rstat in the
-    // result for what they mean in a row.  Or points for mixed-integer ones, which are tried in
-    // order: a value for every column; the integer columns are held at theirs, those that are NaN
-    // and all continuous ones are found.
+    // Starts, or null.  For continuous problems a basis; see rstat in the result for the statuses
+    // of rows.  For mixed-integer problems points, which are tried in order, with a value for every
+    // column: integer columns are fixed at theirs; the solver finds the continuous ones and those
+    // that are NaN.
     const int *cstat = nullptr;
     const int *rstat = nullptr;
     int numstarts = 0;
     const double *const *starts = nullptr;
-    // The order of branching, null where it is the engine's: integer columns of the least rank come
-    // first.  A direction of -1 prefers to go down first, 1 up; the engine may know better.
+    // The order of branching, null for the engine's own: integer columns of the lowest rank come
+    // first.  A direction of -1 prefers the lower branch, 1 the upper; the engine may ignore it.
     const int *rank = nullptr;
     const int *direction = nullptr;
 };
 
-// The parameters that engines obey.
+// The parameters of engines.
 struct engine_params {
     double timelimit = 1e75; // seconds; 1e9 and more is none
     int64_t iterationlimit = INT64_MAX;
@@ -97,7 +96,7 @@ struct engine_params {
 
 enum engine_method { ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER };
 
-// What the engine tells at a poll point; it lives for the call.
+// The progress at a poll point; valid during the call.
 struct engine_progress {
     uint64_t ticks; // deterministic work done; only grows
     int64_t nodes;
@@ -112,7 +111,7 @@ struct engine_progress {
     bool search; // false in presolve and relaxation
 };
 
-// What the solve may be told at a poll point.
+// The caller's reply at a poll point.
 struct engine_reply {
     bool stop;     // ends the solve; what was found is kept
     bool inject;   // use `cutoff`
@@ -120,8 +119,8 @@ struct engine_reply {
 };
 
 // Either may be null.  poll is called at every iteration of a linear problem and every other step
-// of a solve: keep it short where nothing is to be done.  The longest time without a call is that
-// of one factorisation of the barrier method (0.4 s with 6000 rows); elsewhere it is some ten
+// of a solve, so it must usually return quickly.  The longest time between two calls is one
+// factorisation of the barrier method (0.4 s with 6000 rows); elsewhere it is some ten
 // milliseconds.
 struct engine_hooks {
     void *arg;
@@ -136,24 +135,24 @@ struct engine_result {
     bool dualfeasible = false;
     double objective = 0; // of x, offset included
     double bound = 0;
-    double cutoff = 0; // the best one that was given; infinite (worst) without
+    double cutoff = 0; // the best one that was given; infinite (worst) if there was none
     // Empty where there is none.  After a limit or a stop x is the last point, feasible or not.
     // slack_i = b - activity_i, with b the row's upper bound where finite, else its lower bound
     // where finite, else 0.
     std::vector<double> x, pi, slack, dj, activity;
-    // Empty without a basis.  A row that is not basic is LOWER: it is at its only bound.  Where it
-    // has two different ones, it is LOWER or UPPER with its activity at that one.
+    // Empty without a basis.  A nonbasic row with one bound is LOWER.  With two different bounds it
+    // is LOWER or UPPER, and its activity is at that bound.
     std::vector<int> cstat, rstat;
     int64_t iterations = 0, phase1iterations = 0, barrieriterations = 0;
     int64_t nodes = 0, nodesleft = 0, bestnode = 0;
     uint64_t ticks = 0;
     std::vector<std::vector<double>> solutions; // the last 100 incumbents, best last
     std::vector<double> ray; // of an unbounded problem: a direction that improves for ever
-    // Of an infeasible one, where it could be had: a multiplier per row, such that no x within the
-    // columns' bounds takes the weighted sum of the rows as far as their bounds ask
-    // (y_i > 0 weighs row i's lower bound, y_i < 0 its upper one).
+    // Of an infeasible problem, if one was found: a multiplier per row, such that for no x within
+    // the columns' bounds the weighted sum of the rows reaches that of their bounds (y_i > 0 weighs
+    // row i's lower bound, y_i < 0 its upper one).
     std::vector<double> farkas;
-    double proof = 0; // how far the weighted sum stays behind; positive with a farkas vector
+    double proof = 0; // by how much the sum falls short; positive with a farkas vector
     int cuts = 0;     // added and in force at the root
 };
 
@@ -164,8 +163,8 @@ int engine_solvelp(const engine_model &model, const engine_params &params, engin
 
 // Branches on trial: the objective after at most `limit` dual steps from the model's basis, which
 // must be optimal, when column indices[k] goes below its value there to the next integer, and when
-// it goes above.  A branch without a point is infinitely bad.  After a limit or a stop the branches
-// that are left get the objective of the basis, which is no worse than theirs.
+// it goes above.  An infeasible branch is infinitely bad.  After a limit or a stop the remaining
+// branches get the objective of the basis, which bounds theirs.
 int engine_strongbranch(const engine_model &model, const engine_params &params,
                         const engine_hooks &hooks, const std::vector<int> &indices, int64_t limit,
                         std::vector<double> *down, std::vector<double> *up, uint64_t *ticks);

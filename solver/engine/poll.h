@@ -1,13 +1,12 @@
 // poll.h: the one poll point of a solve.
 //
 // Every hook that an engine offers calls tick(): simplex and barrier iterations, presolve stages,
-// rounds of cuts, nodes, solutions.  tick() counts the work, tells the caller how the solve stands
-// and answers whether it must end.  The answer stays once it is "end": every linear problem that is
-// solved after it gives up at its first iteration, which unwinds the search quickly.
+// rounds of cuts, nodes, solutions.  tick() counts the work, reports progress to the caller and
+// returns whether the solve must end.  Once it has returned true it always does: every later linear
+// problem ends at its first iteration, which unwinds the search quickly.
 //
-// The count of work is deterministic; the clock is read for the time limit and for the log alone.
-// Time spent inside the caller's poll function is not held against the time limit: a solve that is
-// paused for an hour has not worked for an hour.
+// The count of work is deterministic; the clock is read only for the time limit and the log.  Time
+// inside the caller's poll function does not count towards the time limit.
 //
 // Ownership: params, hooks and what they point to outlive the poll.
 // Threads: the solving thread alone.
@@ -37,12 +36,12 @@ class engine_poll {
     // Ends the solve at a limit; the first reason stays.
     void end(int status);
 
-    // After an abort of the engine: what its lost calls left open is closed.
+    // After an abort of the engine: closes what its interrupted calls left open.
     void recover();
 
-    // Ends the search so that it begins anew with other rows, unless it ends for another reason.
+    // Ends the search to restart it with other rows, unless it ends for another reason.
     void endround() { end(round_ended); }
-    // True when that was why it ended: it goes on.
+    // Whether that was the reason; then the solve goes on.
     bool nextround();
 
     // The status that ended the solve, 0 while it goes on.
@@ -51,8 +50,8 @@ class engine_poll {
     void log(int level, int channel, const char *format, ...) __attribute__((format(printf, 4, 5)));
     double seconds() const; // of work so far
 
-    // While one lives, an end is put off so that something short can be completed: copying an
-    // incumbent out of the search.  Not for ever: some 300 ms after the end it takes effect.
+    // While one lives, an end is delayed, for 300 ms at most, to complete something short, such as
+    // copying an incumbent out of the search.
     class shelter {
       public:
         explicit shelter(engine_poll &poll) : poll(poll) { poll.sheltered++; }
@@ -66,10 +65,10 @@ class engine_poll {
 
     std::function<void()> atend; // called once, when the solve is ended
 
-    engine_progress seen = {}; // what the caller is told next; the engine keeps it current
+    engine_progress seen = {}; // the next report to the caller; the engine keeps it current
     // The best cutoff given so far, minimising; infinite without one and where none applies.
     double cutoff() const { return ignorecutoff ? std::numeric_limits<double>::infinity() : given; }
-    bool ignorecutoff = false; // the objective in hand is not the caller's
+    bool ignorecutoff = false; // the current objective is not the caller's
     int64_t phase1iterations = 0, barrieriterations = 0;
 
   private:

@@ -8,11 +8,11 @@
 //     objective -3
 //     end
 //
-// An annotation's line tells its type, default and name.  The values that differ from the default
-// follow, each with the name of its object, which is a column, row, set or indicator; the objective
-// stands without a name.
+// An annotation's line has its type, default and name.  The values that differ from the default
+// follow, each with the name of its object: a column, row, set or indicator.  The objective has no
+// name.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+// Errors: failures with VNTERR_FILE_FORMAT that name the line.
 
 #pragma once
 

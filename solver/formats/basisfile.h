@@ -1,10 +1,10 @@
 // basisfile.h: bases as files in the basis part of the MPS format.
 //
-// All columns are at their lower bounds and all rows basic but for what the lines say: XU and XL
-// make a column basic and put a row in its place to its upper or lower bound, UL and LL put a
-// column to its upper or lower bound.
+// Columns are at their lower bounds and rows basic unless a line says otherwise: XU and XL make a
+// column basic and instead a row nonbasic at its upper or lower bound, UL and LL put a column at
+// its upper or lower bound.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+// Errors: failures with VNTERR_FILE_FORMAT that name the line.
 
 #pragma once
 

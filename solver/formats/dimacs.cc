@@ -42,7 +42,7 @@ int dimacs_reader::whole(std::string_view word, int most) const
     return static_cast<int>(value);
 }
 
-// What the header promises costs nothing before it comes, but for the nodes.
+// Memory for arcs grows as they are read; only the nodes are allocated from the header's count.
 void dimacs_reader::header(const line_words &w)
 {
     static constexpr int most = 100'000'000;

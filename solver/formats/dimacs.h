@@ -8,7 +8,7 @@
 // Nodes are numbered from 1; those without a line of their own have no supply.  The format has
 // neither names nor maximisation.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line; VNTERR_FILE_FEATURE for writing a
+// Errors: failures with VNTERR_FILE_FORMAT that name the line; VNTERR_FILE_FEATURE for writing a
 // network that maximises.
 
 #pragma once

@@ -1,8 +1,8 @@
-// files.h: whole files in and out, numbers as text.
+// files.h: reads and writes whole files, and numbers as text.
 //
-// Files are read from the bytes that came with the call, or by name where none came, and are
-// unpacked where they are gzip.  Numbers are written as the shortest text that reads back to the
-// same bits, and never depend on the program's locale.
+// A file is read from the bytes that came with the call, or else by name, and unpacked if it is
+// gzip.  Numbers are written as the shortest text that reads back to the same bits, and never
+// depend on the program's locale.
 //
 // Errors: failures with VNTERR_FILE_*.
 
@@ -19,7 +19,7 @@ namespace vnt {
 // opened.
 std::string file_contents(const char *name, const char *contents, int64_t length);
 
-// Writes a file, packed where the name ends in .gz.
+// Writes a file, packed if the name ends in .gz.
 void file_write(const char *name, const std::string &text);
 
 // The kind of a file: `filetype` in small letters where given, else the last part of the name

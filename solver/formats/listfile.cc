@@ -46,7 +46,7 @@ std::string_view list_reader::word()
     return taken;
 }
 
-// What is quoted from a file, in bearable length.
+// A quotation from a file, shortened.
 static std::string quoted(std::string_view text)
 {
     return "\"" + std::string(text.substr(0, 200)) + "\"";

@@ -10,7 +10,7 @@
 // The name is the rest of its line, for it may hold blanks.  Empty lines count for nothing.  A
 // list is preceded by its length or followed by `end`, so that a file that lost its tail is known.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+// Errors: failures with VNTERR_FILE_FORMAT that name the line.
 
 #pragma once
 

@@ -22,7 +22,7 @@ class lp_reader {
   public:
     explicit lp_reader(const std::string &text) : in(text) { parts.rowwise = true; }
     model read();
-    std::string remarks; // a line for whatever may not be meant
+    std::string remarks; // a line for everything that may be a mistake
 
   private:
     [[noreturn]] void malformed(const char *what) const { file_malformed(in.line, "%s", what); }
@@ -64,12 +64,12 @@ class lp_reader {
     lp_scanner in;
     model_parts parts;
     std::unordered_map<std::string_view, int> columns;
-    std::vector<size_t> place;                     // of a column's term in the sum in hand
+    std::vector<size_t> place;                     // of a column's term in the current sum
     std::unordered_map<uint64_t, size_t> products; // where two columns' quadratic entry is
     std::vector<char> bounded;                     // 1: has a bound of its own, 2: a lower one
 };
 
-// A name and a colon, where they are there.
+// Reads an optional name with its colon.
 std::string_view lp_reader::label()
 {
     if (in.token != TOKEN_NAME || !in.followed_by(':')) return {};
@@ -97,7 +97,7 @@ void lp_reader::term(lp_sum *s, double factor)
     if (!number_isfinite(factor)) malformed("an infinite coefficient");
     size_t &at = place[col];
     if (at < s->index.size() && s->index[at] == col) {
-        s->value[at] += factor; // a column that stands twice counts with the sum
+        s->value[at] += factor; // terms of one column are added
         return;
     }
     at = s->index.size();
@@ -124,7 +124,7 @@ lp_sum lp_reader::sum()
             term(&s, factor);
         } else if (in.token == TOKEN_NAME && infinity_word(in.word)) {
             in.next();
-            // It is no term: only a bound on the left of a row.
+            // Not a term but a bound on the left of a row.
             if (number || !s.index.empty() || s.constant != 0 || in.token != TOKEN_RELATION)
                 malformed("infinity is no term");
             s.constant = factor * VNT_INFINITY;
@@ -188,7 +188,7 @@ lp_reader::quadratic_term lp_reader::product()
     return t;
 }
 
-// The half that most files take of the bracket.
+// Reads the factor 1/2 that most files put behind the bracket.
 bool lp_reader::halved()
 {
     if (in.token != TOKEN_NAME || (in.word != "/2" && in.word != "/")) return false;
@@ -200,8 +200,8 @@ bool lp_reader::halved()
     return true;
 }
 
-// A product of different columns stands for two entries of the matrix, a square for one, and the
-// matrix counts half.
+// A product of two columns makes two entries of the matrix, a square one; the matrix is multiplied
+// by 1/2.
 void lp_reader::quadratic(double factor)
 {
     in.next();
@@ -219,7 +219,7 @@ void lp_reader::quadratic(double factor)
     }
 }
 
-// Terms of the same columns count with their sum.
+// Terms of the same columns are added.
 void lp_reader::add_quadratic(int i, int j, double value)
 {
     uint64_t key = static_cast<uint64_t>(i) << 32 | static_cast<uint32_t>(j);
@@ -279,7 +279,7 @@ static char turned(char relation)
     return relation == 'L' ? 'G' : relation == 'G' ? 'L' : 'E';
 }
 
-// The relation, which must be there.
+// Reads a relation; fails without one.
 char lp_reader::relation()
 {
     if (in.token != TOKEN_RELATION) malformed("no relation where there must be one");
@@ -346,7 +346,7 @@ bool lp_reader::value(double *number)
     return true;
 }
 
-// A column that should have been there before.
+// Reads the name of a column that must exist.
 int lp_reader::named_column(std::string_view name)
 {
     size_t before = parts.colnames.size();
@@ -416,7 +416,7 @@ void lp_reader::bounds()
         bound();
 }
 
-// A semi-continuous integer column stands in both sections.
+// A semi-continuous integer column is listed in both sections.
 static char with_type(char old, lp_section section)
 {
     if (section == SECTION_BINARY) return 'B';

@@ -29,7 +29,7 @@
 // exceptions: a row of sense R comes back with the same two sides, but perhaps another rhs and
 // range; a binary column between other bounds than 0 and 1 comes back as an integer one.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line; VNTERR_FILE_FEATURE for quadratic
+// Errors: failures with VNTERR_FILE_FORMAT that name the line; VNTERR_FILE_FEATURE for quadratic
 // rows.
 
 #pragma once

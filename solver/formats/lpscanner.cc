@@ -81,11 +81,11 @@ static bool begins_number(std::string_view text)
     return digit(0) || (!text.empty() && text[0] == '.' && digit(1));
 }
 
-// Brackets belong to a name that they do not begin, in pairs: x[1], but not x].
+// A name may contain brackets in pairs, but not begin with one: x[1], not x].
 static size_t name_length(std::string_view text)
 {
     size_t n = 0, open = 0, closed = 0; // closed: the length up to where no bracket is open
-    for (; n < text.size() && n - closed < 256; n++) { // no long look for a bracket's mate
+    for (; n < text.size() && n - closed < 256; n++) { // bounds the search for a closing bracket
         char c = text[n];
         if (c == '[' && n > 0) {
             open++;
@@ -188,7 +188,7 @@ void lp_scanner::take_symbol(char c, size_t length)
     rest.remove_prefix(length);
 }
 
-// Sections of two words, of which the first alone is a name.
+// Sections of two words; the first word alone is a name.
 void lp_scanner::take_two_words()
 {
     static constexpr struct {

@@ -31,8 +31,8 @@ void model_parts::add_entry(int i, double v)
     value.push_back(v);
 }
 
-// A row is kept as one side and the way to the other.  Takes the first of six pairs that gives both
-// sides to the bit, so that a row does not move when it is written and read again.
+// A row is stored as one side and the distance to the other.  Takes the first of six pairs that
+// gives both sides exactly, so that a row does not change when it is written and read again.
 void model_parts::set_range(double low, double high)
 {
     rowsense.back() = 'R';
@@ -130,7 +130,7 @@ bool suits_files(const std::string &name)
 using name_check = std::function<bool(const std::string &)>;
 using name_set = std::unordered_set<std::string>;
 
-// Names that suit and are not in `seen`, where they are put.
+// Makes names that the format allows and that are not in `seen`, and adds them there.
 static bool take_names(const std::vector<std::string> &names, const name_check &suits,
                        name_set *seen)
 {

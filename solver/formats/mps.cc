@@ -11,7 +11,7 @@ namespace vnt {
 
 using words = line_words;
 
-// Where a row name leads that is no row of the model.
+// Values of a row's index for names that are not rows of the model.
 enum : int { OBJECTIVE_ROW = -1, LEFT_OUT_ROW = -2 };
 
 class mps_reader {
@@ -96,8 +96,8 @@ int mps_reader::column_of(std::string_view name) const
     return found->second;
 }
 
-// The fields of a fixed-format line, each where it must stand; empty ones are left out.  What is
-// between them must be blank: in a line that is not of this format, fields would be cut.
+// The fields of a fixed-format line at their columns, without the empty ones.  The gaps between
+// them must be blank; otherwise the line is in another format and the fields would be cut.
 words mps_reader::fixed_fields(std::string_view line) const
 {
     static constexpr struct {
@@ -133,7 +133,7 @@ static bool among(std::string_view word, std::initializer_list<std::string_view>
     return std::find(list.begin(), list.end(), word) != list.end();
 }
 
-// NAME name FREE: the file says of itself that it is in free format.
+// NAME name FREE: the file declares that it is in free format.
 static std::string_view without_free(std::string_view name)
 {
     size_t end = name.find_last_not_of(" \t");
@@ -389,7 +389,7 @@ void mps_reader::set_bound(std::string_view kind, int col, double value)
         parts.lower[col] = 0;
         parts.upper[col] = 1;
     } else if (kind == "SC") {
-        // By convention no value, or 0, stands for no upper bound.
+        // By convention a missing value, or 0, means no upper bound.
         parts.ctype[col] = parts.ctype[col] == 'C' ? 'S' : 'N';
         parts.upper[col] = value == 0 ? VNT_INFINITY : value;
     } else {
@@ -456,7 +456,7 @@ void mps_reader::add_indicator(const words &w)
     conditions.emplace_back(i, std::move(c));
 }
 
-// Makes indicators of the rows that are named to be ones.
+// Turns the rows named in INDICATORS into indicator constraints.
 void mps_reader::take_indicators(model *m)
 {
     if (conditions.empty()) return;
@@ -482,7 +482,7 @@ void mps_reader::take_indicators(model *m)
     m->make_discrete();
 }
 
-// Is what both triangles of a QMATRIX say the same?
+// Whether both triangles of a QMATRIX agree.
 static bool symmetric(const std::unordered_map<uint64_t, double> &entries)
 {
     return std::all_of(entries.begin(), entries.end(), [&](const auto &e) {

@@ -6,15 +6,15 @@
 // objective's constant.  An integer column without a bound is between 0 and 1.  A semi-continuous
 // column with the bound 0, or with none, has no upper bound.
 //
-// Read with a remark: further free rows, which are left out; further vectors in RHS, RANGES or
-// BOUNDS, of which the first one counts; an upper bound below 0, which takes the lower bound of 0
-// away; binary columns with bounds beyond 0 and 1.
+// Read with a remark: further free rows, which are ignored; further vectors in RHS, RANGES or
+// BOUNDS, of which only the first is used; an upper bound below 0, which removes the lower bound of
+// 0; binary columns with bounds beyond 0 and 1.
 //
-// Written: fixed format where names and numbers fit, else free format that says so behind the name.
-// It reads back to the same bits.  A row without sides is one with a side of 1e20.
+// Written: fixed format if names and numbers fit, else free format, declared behind the name.  It
+// reads back to the same bits.  A row without sides gets a side of 1e20.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line, VNTERR_FILE_FEATURE for sections
-// that this solver does not know what to do with.
+// Errors: failures with VNTERR_FILE_FORMAT that name the line, VNTERR_FILE_FEATURE for sections
+// that this solver does not support.
 
 #pragma once
 
@@ -24,10 +24,10 @@
 
 namespace vnt {
 
-// `remarks` gets a line for whatever was read with a grain of salt.
+// `remarks` gets a line for each of the remarks above.
 model mps_read(const std::string &text, std::string *remarks);
 
-// `made` tells whether names had to be made because the format has no place for the model's own.
+// `made` says whether names had to be invented because the format cannot hold the model's own.
 std::string mps_write(const model &m, bool *made);
 
 } // namespace vnt

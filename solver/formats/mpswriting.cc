@@ -8,9 +8,9 @@
 
 namespace vnt {
 
-// Lines of a file, of a model that has its lazy constraints and user cuts as rows at the end, too.
-// In fixed format fields begin in columns 2, 5, 15 and 25, names have up to 8 and numbers up to 12
-// characters; in free format blanks divide them.
+// Writes the lines of a model that has its lazy constraints and user cuts as rows at the end.  In
+// fixed format fields begin in columns 2, 5, 15 and 25, names have up to 8 and numbers up to 12
+// characters; in free format blanks separate them.
 class mps_writer {
   public:
     mps_writer(const model &m, const file_names &names, bool fixed)
@@ -79,13 +79,13 @@ static bool ends_free(const std::string &name)
     return name == "FREE" || name.ends_with(" FREE") || name.ends_with("\tFREE");
 }
 
-// Other readers take a file for one in fixed format unless it says that it is not.
+// Other readers expect fixed format unless the file declares free format.
 void mps_writer::head()
 {
     std::string name = one_line(m.name);
     if (fixed) {
         out += "NAME          " + name;
-        if (ends_free(name)) out += '_'; // that word would be taken for the format
+        if (ends_free(name)) out += '_'; // else the word would be read as the format
     } else {
         std::replace_if(
             name.begin(), name.end(), [](char c) { return c == ' ' || c == '\t'; }, '_');
@@ -125,7 +125,7 @@ void mps_writer::mark(const char *kind)
     out += std::string("    MARKER    'MARKER'                 '") + kind + "'\n";
 }
 
-// The entries of indicators stand with those of the rows.
+// The entries of indicators are listed with those of the rows.
 void mps_writer::column(int j)
 {
     matrix_view cols = m.a.by_column();
@@ -187,7 +187,7 @@ void mps_writer::bounds(int j)
     if (semi) bound("SC", j, high == 0 ? VNT_INFINITY : high);
     if (low == high && !semi) return bound("FX", j, low);
     if (lower_free && upper_free && !semi) return bound("FR", j);
-    // The lower bound first: an upper one below 0 would take the default away.
+    // The lower bound first: an upper bound below 0 would remove the default of 0.
     if (lower_free) {
         bound("MI", j);
     } else if (low != 0 || type == 'B' || high < 0) {

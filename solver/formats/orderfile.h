@@ -9,7 +9,7 @@
 // A line holds a column's priority, the direction to branch into first, and the column's name.  No
 // column stands there twice.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+// Errors: failures with VNTERR_FILE_FORMAT that name the line.
 
 #pragma once
 

@@ -9,7 +9,7 @@
 // The line of a start holds its effort level, the number of its values and its name; a value's line
 // the value and the column's name.
 //
-// Errors: failures with VNTERR_FILE_FORMAT that tell the line.
+// Errors: failures with VNTERR_FILE_FORMAT that name the line.
 
 #pragma once
 

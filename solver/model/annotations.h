@@ -37,7 +37,7 @@ struct annotations {
 
     template <class number> std::vector<annotation<number>> &of();
 
-    // Objects have new places, -1 for those that go, as do all beyond the list.
+    // Sets the objects' new indices; -1, or none, deletes an object's values.
     void keep(int kind, const std::vector<int> &place);
 };
 template <> inline std::vector<annotation<int64_t>> &annotations::of()

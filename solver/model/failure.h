@@ -1,7 +1,7 @@
-// failure.h: how the open solver's own code reports that it cannot go on.
+// failure.h: the exception with which the open solver's code reports failures.
 //
-// Inside the solver a failure travels as an exception; the words of calls.h end it at the entry
-// point, where it becomes the call's status and, with a text, a line of the error channel.
+// The wrappers of calls.h catch it at the entry point, where it becomes the call's status and, with
+// a text, a line of the error channel.
 
 #pragma once
 
@@ -15,7 +15,7 @@ namespace vnt {
 
 struct failure {
     int status;       // VNTERR_*
-    std::string text; // what the error channel gets; empty says that the status tells all
+    std::string text; // for the error channel; empty if the status says everything
 };
 
 // Formats like printf, to any length.
@@ -38,13 +38,13 @@ inline void require(bool holds, int status)
     if (!holds) throw failure{status, {}};
 }
 
-// The argument, which must be there where there is something to take from it.
+// Fails for a null argument if something is needed from it.
 inline void require_there(const void *argument, bool needed = true)
 {
     require(argument != nullptr || !needed, VNTERR_NULL_POINTER);
 }
 
-// Stores a result where the caller wants it.
+// Stores a result at the caller's pointer unless that is null.
 template <class type> void put(type *where, type value)
 {
     if (where != nullptr) *where = value;

@@ -1,7 +1,7 @@
-// infeasibility.h: by how much a point misses what a model asks of it.
+// infeasibility.h: by how much a point violates the constraints of a model.
 //
-// Each function gives one number per element, 0 where the point is all right.  Of rows and columns
-// it is positive above the range and negative below it.
+// Each function returns one number per element, 0 if it is satisfied.  For rows and columns the
+// number is positive above the range and negative below it.
 
 #pragma once
 

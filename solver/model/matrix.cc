@@ -126,8 +126,8 @@ double matrix::get(int row, int col) const
     return there != nullptr ? *there : 0;
 }
 
-// Brings the waiting entries in: sorted, the last of equal places before the others, they are
-// merged with what is there column by column.
+// Merges the waiting entries: sorts them, the last of equal places first, and merges them column by
+// column.
 void matrix::merge() const
 {
     if (waiting.empty()) return;

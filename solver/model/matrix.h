@@ -1,14 +1,14 @@
 // matrix.h: the coefficients of a problem, for building and for asking by column or by row.
 //
-// The entries lie column by column, rows ascending, without zeros.  Entries that come in another
-// order (rows added, single coefficients) wait in a list that the next look at the matrix merges
-// in, so that a model built row by row costs no more than one built at once.  The copy that lies
-// row by row is made when first asked for.
+// The entries are stored by column, rows ascending, without zeros.  Entries that come in another
+// order (added rows, single coefficients) are kept in a list, which the next access merges in, so
+// that a model built row by row costs no more than one built at once.  The copy by rows is made
+// when it is first needed.
 //
-// Threads: looking merges, so even readers need the environment's lock.
+// Threads: reading merges, so readers need the environment's lock, too.
 //
-// Errors: failures, before anything has changed, for indices out of range, for what is no finite
-// number, and for the same place twice in one list of rows or columns.
+// Errors: failures, before anything has changed, for indices out of range, numbers that are not
+// finite, and the same place twice in one list of rows or columns.
 
 #pragma once
 
@@ -41,11 +41,11 @@ struct matrix_view {
     const double *value;
 };
 
-// Rows or columns that come in: line k is entries begin[k] on, count[k] of them, or up to the next
+// Rows or columns to add: line k is entries begin[k] on, count[k] of them, or up to the next
 // line's begin where count is null.
 struct matrix_lines {
     int lines;
-    int64_t entries; // -1 where the lines alone tell
+    int64_t entries; // -1 if the lines determine it
     const int64_t *begin;
     const int *count;
     const int *index;
@@ -74,10 +74,10 @@ class matrix {
     void set(int row, int col, double value);
     double get(int row, int col) const;
 
-    // Takes entries of magnitude up to eps away; tells whether there were any.
+    // Removes entries of magnitude up to eps; returns whether there were any.
     bool drop(double eps);
 
-    // Element i of `place` is what row or column i becomes, -1 where it goes.
+    // Element i of `place` is the new index of row or column i, -1 to delete it.
     void keep_rows(const std::vector<int> &place, int left);
     void keep_cols(const std::vector<int> &place, int left);
 

@@ -79,9 +79,8 @@ static void append_column(model *m, const new_columns &cols, int j)
     if (type != 'C') m->make_discrete();
 }
 
-// All that can fail comes first; what follows finds its room.
-// One line takes some hundred bytes before it holds anything, and no engine goes on beyond: better
-// a clear refusal than a machine without memory.
+// All that can fail comes first, including the allocations.  The number of lines is limited: each
+// takes some hundred bytes even when empty, and no engine takes more.
 static constexpr int MOST_LINES = 100'000'000;
 
 static void require_lines(int there, int more)

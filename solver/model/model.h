@@ -50,7 +50,7 @@ struct special_set {
     std::vector<double> weight;
 };
 
-// A row that holds where its column is 1, or 0 when complemented.
+// A row that must hold if its column is 1, or 0 if complemented.
 struct indicator {
     std::string name;
     int type; // INDICATOR_IF
@@ -110,7 +110,7 @@ struct model {
     int numrows() const { return a.rows(); }
     bool quadratic() const { return q.cols() > 0; }
     bool discrete() const { return type == VNT_PROB_MIP || type == VNT_PROB_MIQP; }
-    // Do the columns' types count?  In a fixed MIP they are still there to be asked for.
+    // Whether the columns' types count.  A fixed MIP still has them for queries.
     bool typed() const { return discrete() || type == VNT_PROB_FIXED_MIP; }
     double rowlower(int i) const;
     double rowupper(int i) const;
@@ -145,7 +145,7 @@ struct model {
     double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
 };
 
-// The number as it is kept, a negative zero as zero; fails for what is no number.
+// The number as it is stored, -0 as 0; fails for NaN.
 double model_number(double value);
 // Likewise a number whose magnitude must be below VNT_INFINITY.
 double model_finite(double value);

@@ -1,7 +1,7 @@
 // names.h: the names of a problem's rows or columns.
 //
-// What has no name of its own answers to one made of the list's letter and its place, counted
-// from 1, such as "x7".  A name may stand twice; looking it up finds the first.
+// An element without a name of its own has one made of the list's letter and its number, counted
+// from 1, such as "x7".  Several elements may have one name; looking it up finds the first.
 
 #pragma once
 
@@ -23,7 +23,7 @@ class name_list {
     void append(std::vector<std::string> &&fresh) noexcept; // into the room that was made
     std::string at(int i) const;
     bool named(int i) const { return !own[i].empty(); }
-    int find(const std::string &name) const; // -1 where nothing has the name
+    int find(const std::string &name) const; // -1 if no element has the name
     void rename(int i, const char *name);
     void clear(); // takes all names away
     void keep(const std::vector<int> &place, int left);
@@ -35,7 +35,7 @@ class name_list {
 
     char letter;
     std::vector<std::string> own; // empty where there is none
-    mutable bool indexed = false; // is `places` there?  It is made at the first look-up.
+    mutable bool indexed = false; // whether `places` exists; it is made at the first look-up
     mutable std::unordered_map<std::string, int> places;
 };
 

@@ -1,6 +1,6 @@
 // network.h: a minimum-cost flow problem: nodes with supplies, arcs with bounds and costs.
 //
-// What leaves a node less what enters it is the node's supply; a negative supply is a demand.
+// A node's supply is its outflow minus its inflow; a negative supply is a demand.
 //
 // Errors: a failing change leaves the network as it was.  Failures: VNTERR_INDEX_RANGE,
 // VNTERR_BAD_NUMBER, VNTERR_BAD_ARGUMENT.
@@ -39,17 +39,17 @@ struct network {
     void append_nodes(int count, const double *supplies, const char *const *names);
     void append_arcs(const new_arcs &arcs);
 
-    // Element i of a list is what node or arc i becomes, -1 where it goes.  The arcs at nodes that
-    // go must go as well.
+    // Element i of a list is the new index of node or arc i, -1 to delete it.  The arcs of deleted
+    // nodes must be deleted as well.
     void keep(const std::vector<int> &nodeplace, const std::vector<int> &arcplace);
 
     // The problem with a column per arc and an equation per node.
     model linear() const;
 };
 
-// A network inside of a linear problem: rows whose columns have at most one entry of 1 and one of
-// -1 in them, perhaps after some rows changed their sign.  Such rows are chosen greedily, in their
-// order.  What leads to other rows, and slacks, meets in a last node that stands for no row.
+// A network inside a linear problem: rows in which each column has at most one entry of 1 and one
+// of -1, possibly after the signs of some rows are changed.  Such rows are chosen greedily, in
+// order. Columns with only one such entry, and slacks, end at an additional last node.
 struct extracted {
     network n;
     std::vector<int> column; // of each arc; -i - 1 for the slack of row i

@@ -1,9 +1,9 @@
-// reformulation.h: a problem as the engines take it.
+// reformulation.h: expresses a problem in the terms of the engines.
 //
 // Engines know continuous, binary and integer columns between bounds, and rows between bounds.
-// What else a model holds is put into such terms by further columns and rows at the end; the
-// columns of the problem keep their places.  A binary column stands for each choice.  It is bound
-// to what it rules by a big M where that is small enough, else by a pair: see engine_model.
+// Everything else in a model is expressed by additional columns and rows at the end; the problem's
+// columns keep their indices.  Each choice becomes a binary column, linked to the columns that it
+// controls by a big M if that is small enough, else by a pair: see engine_model.
 //
 // Ownership: engine() points into the problem and into this object.
 
@@ -16,7 +16,7 @@ namespace vnt {
 
 class reformulation {
   public:
-    // A relaxed one is continuous, whatever the columns' types.
+    // Without `discrete` all columns are continuous.
     reformulation(const vntlp &p, bool discrete);
 
     const engine_model &engine() const { return out; }
@@ -50,7 +50,7 @@ class reformulation {
     std::vector<std::vector<double>> starts;
     std::vector<const double *> startpoints;
     std::vector<int> rank, direction;
-    column_bounds reach; // what the problem's columns can be at all
+    column_bounds reach; // implied bounds of the problem's columns
     std::vector<int> pairs;
     std::string ctype;
     matrix a; // used where rows or columns are added
