@@ -14,6 +14,7 @@
 #include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <optional>
 #include <random>
 #include <thread>
@@ -589,6 +590,42 @@ TEST(EngineMip, LazyConstraintsHoldAsRowsDo)
 }
 
 // Each was once answered wrongly, or ended the process, for the reason beside it.
+TEST(EngineMip, FourThreadsAndEveryRepetitionFindTheSameBits)
+{
+    auto both = [] {
+        problem linear = fromfile("israel.mps"), mixed = fromfile("p0033.mps");
+        engine_result lp = solver().lp(linear), mip = solver().mip(mixed);
+        for (const engine_result *r : {&lp, &mip})
+            EXPECT_EQ(r->status, VNT_STAT_OPTIMAL);
+        lp.x.insert(lp.x.end(), mip.x.begin(), mip.x.end());
+        lp.x.push_back(static_cast<double>(lp.ticks + mip.ticks));
+        return lp.x;
+    };
+    std::vector<double> alone = both(), found[4];
+    std::vector<std::thread> threads;
+    for (std::vector<double> &mine : found)
+        threads.emplace_back([&] { mine = both(); });
+    for (std::thread &t : threads)
+        t.join();
+    for (const std::vector<double> &mine : found)
+        EXPECT_EQ(mine, alone);
+}
+
+TEST(EngineMip, ManySolvesLeaveTheHeapAsItWas)
+{
+    problem p(threeintegers);
+    auto used = [&](int cycles) {
+        for (int i = 0; i < cycles; i++) {
+            solver s;
+            s.lp(p);
+            s.mip(p);
+        }
+        return mallinfo2().uordblks;
+    };
+    size_t before = used(20);
+    EXPECT_LT(used(200), before + 20000) << "a leak of 100 bytes a solve";
+}
+
 TEST(EngineMip, ModelsThatFooledItAreAnsweredRightly)
 {
     struct {
