@@ -17,6 +17,7 @@
 #include <cstring>
 #include <random>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -163,7 +164,9 @@ solver_answer solve_apart(const random_model &m, const settings &s, std::string 
     if (child < 0) exit(2);
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        alarm(60); // a solve that does not end
+        struct rlimit work = {60, 61}; // seconds of work; then it does not end
+        setrlimit(RLIMIT_CPU, &work);
+        alarm(600); // one that waits for ever; a loaded machine may take its time
         solver_answer a = solve(m, s);
         each_part(a, [&](void *from, size_t size) {
             if (write(ends[1], from, size) != static_cast<ssize_t>(size)) _exit(3);
@@ -179,8 +182,9 @@ solver_answer solve_apart(const random_model &m, const settings &s, std::string 
     close(ends[0]);
     waitpid(child, &state, 0);
     death->clear();
-    if (WIFSIGNALED(state))
-        *death = WTERMSIG(state) == SIGALRM ? "does not end" : strsignal(WTERMSIG(state));
+    int signal = WIFSIGNALED(state) ? WTERMSIG(state) : 0;
+    if (signal != 0)
+        *death = signal == SIGALRM || signal == SIGXCPU ? "does not end" : strsignal(signal);
     else if (WEXITSTATUS(state) != 0 || !whole)
         *death = "exit " + std::to_string(WEXITSTATUS(state));
     return a;
