@@ -45,7 +45,7 @@ static handler_action vnthandler_actions[] = {
     {VNTMESSAGEID_##name##_REQ, vnthandler_VNTMESSAGEID_##name##_REQ_run},
 #include "remote/calls/solvercalls.def"
 };
-static_assert(std::size(vnthandler_actions) == 444);
+static_assert(std::size(vnthandler_actions) == 444, "the number of requests has changed");
 
 static int vnthandler_sort(const void *a, const void *b)
 {
