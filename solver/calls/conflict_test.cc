@@ -337,6 +337,7 @@ TEST_F(relaxing, TheSumWeighsByPreference)
     EXPECT_EQ(feasopt(lp, VNT_FEASOPT_SUM, {2, 1}), VNT_STAT_RELAXED);
     EXPECT_NEAR(x[0], 3, 1e-6) << "a gives way more easily";
     EXPECT_NEAR(objective(lp), 3, 1e-6);
+    EXPECT_NE(heard[CHANNEL_RESULTS].find("Relaxed, objective 3"), std::string::npos);
     EXPECT_EQ(feasopt(lp, VNT_FEASOPT_SUM, {1, 2}), VNT_STAT_RELAXED);
     EXPECT_NEAR(x[0], 5, 1e-6);
     EXPECT_EQ(feasopt(lp, VNT_FEASOPT_SUM_THEN_OBJECTIVE, {1, 1}), VNT_STAT_RELAXED_OPTIMAL);

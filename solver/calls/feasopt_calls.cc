@@ -30,6 +30,7 @@ static void solve_relaxed(vntenv &e, vntlp &p, relaxation &r, int mode)
     p.changed();
     p.last = std::move(found);
     p.last.ticks = ticks;
+    solve_report(e, p.last);
 }
 
 static int mode_of(const vntenv &e)

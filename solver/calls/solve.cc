@@ -102,7 +102,7 @@ static engine_params params_of(const parameter_set &set)
     return params;
 }
 
-static void report(vntenv &env, const answer &last)
+void solve_report(vntenv &env, const answer &last)
 {
     if (env.parameters.getint(VNT_PARAM_LOG_LEVEL) == 0) return;
     std::string text = status_text(last.status);
@@ -193,7 +193,7 @@ template <class body> static void solve(vntenv &env, vntlp &p, bool discrete, co
     if (rc != 0 && p.last.solutions.empty()) p.changed();
     if (rc == 0 || !p.last.x.empty()) settle(p, discrete);
     if (rc != 0) throw failure{rc, engine_trouble(rc)};
-    report(env, p.last);
+    solve_report(env, p.last);
 }
 
 void solve_lp(vntenv &env, vntlp &p, engine_method method)

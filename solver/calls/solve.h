@@ -19,6 +19,9 @@ int solve_run(
     vntenv &env, int numcols,
     const std::function<int(const engine_params &params, const engine_hooks &hooks)> &work);
 
+// Says how a solve ended on the channel of results.
+void solve_report(vntenv &env, const answer &last);
+
 // Solves a continuous problem.
 void solve_lp(vntenv &env, vntlp &p, engine_method method);
 
