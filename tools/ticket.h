@@ -1,6 +1,6 @@
-// ticket.h: the file that leads back to a worker that was left with a solve.
+// ticket.h: the file with which a detached solve is taken up again.
 //
-// It holds what the client's library needs to take over the worker, behind a few lines for people.
+// It holds the client library's record of the worker, after a few lines for people.
 //
 // Errors: throws failure with EXIT_UNREADABLE for a file that cannot be read or written, and with
 // EXIT_MALFORMED for one that is no ticket.
@@ -19,7 +19,7 @@ struct ticket {
     std::string record; // as vntclient_pack() made it
 };
 
-// Writes it whole or not at all: a file of that name is replaced once the new one is on disk.
+// Writes the file atomically: an existing one is replaced once the new one is on disk.
 void ticket_write(const std::string &file, const ticket &t);
 
 ticket ticket_read(const std::string &file);
