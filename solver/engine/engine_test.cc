@@ -510,6 +510,17 @@ problem randomproblem(std::mt19937 &random, int most)
     return p;
 }
 
+// Cuts on knapsack and flow covers lost the best solutions of these two.
+TEST(EngineMip, CutsLoseNoSolution)
+{
+    problem knapsack = fromrandom(random_model_make(3812));
+    problem charge = fromrandom(random_model_make(301564));
+    solver s;
+    EXPECT_NEAR(s.mip(knapsack).objective, 320, 1e-6);
+    s.params.presolve = s.params.heuristics = 0;
+    EXPECT_NEAR(s.mip(charge).objective, 602, 1e-6);
+}
+
 // A cutoff that comes between two nodes aborted the process in models with many cuts.
 TEST(EngineMip, ACutoffMayComeAtAnyNode)
 {

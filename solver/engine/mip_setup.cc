@@ -12,9 +12,7 @@
 #include <CbcSOS.hpp>
 #include <CbcSimpleInteger.hpp>
 #include <CglClique.hpp>
-#include <CglFlowCover.hpp>
 #include <CglGomory.hpp>
-#include <CglKnapsackCover.hpp>
 #include <CglMixedIntegerRounding2.hpp>
 #include <CglProbing.hpp>
 #include <CglTwomir.hpp>
@@ -92,6 +90,8 @@ void mip_search::choosestrength()
 }
 
 // Each generator's work is bounded: they run for as long as it takes otherwise, without a poll.
+// Those of knapsack and flow covers are left out: now and then what they lift is no cut, and a
+// solution is lost.
 void mip_search::addcuts()
 {
     constexpr int if_it_helps = -98; // at the root; in the tree while it moves the bound
@@ -110,7 +110,6 @@ void mip_search::addcuts()
     gomory.setLimitAtRoot(1000);
     gomory.setLimit(50);
     gomory.setAwayAtRoot(0.005);
-    CglKnapsackCover knapsack;
     CglClique clique;
     clique.setStarCliqueReport(false);
     clique.setRowCliqueReport(false);
@@ -118,7 +117,6 @@ void mip_search::addcuts()
     CglMixedIntegerRounding2 mir;
     mir.setMULTIPLY_(0); // rows multiplied by -1 yield cuts that lose solutions
     mir.setDoPreproc(1);
-    CglFlowCover flow;
     CglTwomir twomir;
     twomir.setMaxElements(250);
     twomir.setAwayAtRoot(0.005);
@@ -131,10 +129,8 @@ void mip_search::addcuts()
     } const rows[] = {
         {&probing, "probing", 5},
         {&gomory, "Gomory", 3},
-        {&knapsack, "knapsack", 1},
         {&clique, "clique", 0},
         {&mir, "mixed integer rounding", 2},
-        {&flow, "flow cover", 2},
         {&twomir, "two-step rounding", 4},
     };
     for (const auto &row : rows) {
