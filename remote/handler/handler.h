@@ -9,9 +9,7 @@
 //
 // Threads: handle() runs on the worker's main thread, or, while an asynchronous call runs, on the
 // thread that serves control requests.  State shared by threads is in the parts, each of which has
-// its lock.  Lock order: asynccallbackmutex; then the gate's pause and state lock and the
-// progress record's; the poll lock only with the gate's state lock released.  The locks of the
-// registry and of the info queue are leaves.
+// its lock; docs/architecture.md says in which order they are taken.
 
 #pragma once
 
