@@ -94,7 +94,7 @@ int client_arrive(client_env *e)
     e->state = CLIENT_OPEN;
     e->owed = 0;
     rc = client_timeouts_apply(e);
-    if (rc != 0) client_depart(e); // it has not said a word
+    if (rc != 0) client_depart(e); // nothing was sent yet
     return rc;
 }
 

@@ -157,7 +157,7 @@ static void end(worker_context *w, const worker_child *child)
     int32_t regular = 0;
     async_teardown();
     log_line(LOG_DEBUG, "Terminating ...\n");
-    (void)!write(child->statusfd, &regular, sizeof regular);
+    (void)!TEMP_FAILURE_RETRY(write(child->statusfd, &regular, sizeof regular));
     log_line(LOG_DEBUG, "Destroying messages.handler %p ... ", static_cast<void *>(w->h));
     w->h->ops.destroy(w->h);
     log_line(LOG_DEBUG, "ok.\n");

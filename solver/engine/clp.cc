@@ -85,8 +85,8 @@ static void keepsolutions(engine_result *result)
     *result = std::move(kept);
 }
 
-// An abort is told to the caller's log, and to standard error: that is a worker's log, and there it
-// is seen also where no program reads the other.
+// An abort is reported to the caller's log and to standard error, which is the log of a worker: an
+// administrator sees it there even if no program reads the other.
 static int attempt(engine_poll &poll, const char *next, const std::function<void()> &solve,
                    bool *aborted)
 {

@@ -82,7 +82,7 @@ std::string demangled(const char *name)
 }
 
 // The function that called abort() or failed an assertion: the first one outside of the C library
-// below the handler.  One without a name is told by its file and by the first caller with a name.
+// below the handler.  One without a name is given as its file and the first caller that has one.
 std::string culprit()
 {
     Dl_info libc = {}, at = {};

@@ -1,4 +1,4 @@
-// Mixed-integer problems: the road of a search.
+// Mixed-integer problems: a search from its start to its result.
 
 #include "solver/engine/mip_search.h"
 
@@ -171,7 +171,7 @@ void mip_search::boxed()
     fill();
 }
 
-// Nothing in the box: nothing at all, or at least nothing that can be judged.
+// Without a solution in the box, the problem is infeasible, or no verdict is possible.
 void mip_search::outofbox()
 {
     engine_result r = findfeasible();

@@ -41,8 +41,8 @@ void mip_search::countnodes()
     if (left - cbc->getNodeCount() <= mostatonce) cbc->setFastNodeDepth(-1);
 }
 
-// What is proved is told, but never as better than the incumbent or a cutoff: beyond these the
-// search did not look.
+// The proved bound is reported, but never as better than the incumbent or a cutoff: beyond these
+// the search did not look.
 void mip_search::raise(double proved)
 {
     bound = std::max(bound, std::min({proved, incumbent.value(), poll.cutoff()}));

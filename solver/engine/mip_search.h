@@ -28,8 +28,8 @@ namespace vnt {
 
 class mip_search {
   public:
-    // A search within a search, for a start with gaps or a question of feasibility, leaves what the
-    // caller is told about nodes and bound to the outer one.
+    // A search within a search, for a start with gaps or a question of feasibility, leaves the
+    // report of nodes and bound to the outer one.
     // `lazy` may be null; a search within has that of the outer one.
     mip_search(const engine_model &model, const engine_params &params, engine_poll &poll,
                engine_result &result, engine_lazyrows *lazy, bool inner = false)

@@ -229,7 +229,7 @@ void mps_reader::add_row(const words &w)
     if (w.size() != 2 || w[0].size() != 1) file_malformed(lines.number(), "no row type and name");
     char type = static_cast<char>(toupper(w[0][0]));
     if (std::string_view("NLEG").find(type) == std::string_view::npos) {
-        file_malformed(lines.number(), "row type %c is none of N, L, E and G", type);
+        file_malformed(lines.number(), "row type %c is not N, L, E or G", type);
     }
     int place = static_cast<int>(parts.rownames.size());
     if (type == 'N' && parts.kind != model_parts::ROW)

@@ -23,7 +23,7 @@ static int direction_of(list_reader &in)
     std::string_view word = in.word();
     for (int k = 0; k < 3; k++)
         if (word == directions[k]) return k - 1;
-    in.fail("the direction is none of down, any and up");
+    in.fail("the direction is not down, any or up");
 }
 
 std::vector<branching> order_read(const std::string &text, const name_list &columns)
