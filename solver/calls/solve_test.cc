@@ -84,6 +84,17 @@ TEST_F(solving, AChangeTakesTheAnswerAwayAndLeavesTheBasis)
     EXPECT_GT(ray[0] + 2 * ray[1] + ray[2], 0);
 }
 
+TEST_F(solving, APointFoundWithoutTheObjectiveIsNoIncumbent)
+{
+    VNTLPptr lp =
+        problem_from("max\n -0.4 x - 4.8 y\nst\n -1.93 x - 3.93 y = 13.72\nbounds\n x free\n"
+                     " y free\ngeneral\n x\n y\nend\n");
+    EXPECT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_UNBOUNDED);
+    EXPECT_NE(heard[CHANNEL_LOG].find("* incumbent 14.8 "), std::string::npos);
+    EXPECT_EQ(heard[CHANNEL_LOG].find("* incumbent 0 "), std::string::npos);
+}
+
 TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearchTheBestLast)
 {
     VNTLPptr lp = problem_of_file("egout.mps");

@@ -77,8 +77,9 @@ void engine_incumbent::take(std::vector<double> x, double value)
     best = value;
     result.bestnode = poll.seen.nodes;
     result.solutions.push_back(std::move(x));
-    poll.seen.solution = result.solutions.back().data();
     if (result.solutions.size() > kept) result.solutions.erase(result.solutions.begin());
+    if (poll.feasibility) return;
+    poll.seen.solution = result.solutions.back().data();
     poll.seen.incumbent = model.sense * value;
     poll.seen.solutions = ++found;
     poll.log(1, 3, "* incumbent %.10g after %lld nodes\n", poll.seen.incumbent,

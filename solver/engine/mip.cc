@@ -124,11 +124,10 @@ engine_result mip_search::findfeasible()
     engine_model feasibility = model;
     feasibility.objective = zero.data();
     feasibility.numstarts = 0;
-    poll.ignorecutoff = true;
+    poll.ignorecutoff = poll.feasibility = true;
     engine_result r;
     mip_search(feasibility, params, poll, r, lazy, true).run();
-    poll.seen.solution = nullptr;
-    poll.ignorecutoff = false;
+    poll.ignorecutoff = poll.feasibility = false;
     return r;
 }
 

@@ -64,7 +64,7 @@ bool engine_poll::nextround()
 void engine_poll::recover()
 {
     sheltered = 0;
-    ignorecutoff = false;
+    ignorecutoff = feasibility = false;
     atend = nullptr;
 }
 

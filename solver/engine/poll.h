@@ -69,6 +69,7 @@ class engine_poll {
     // The best cutoff given so far, minimising; infinite without one and where none applies.
     double cutoff() const { return ignorecutoff ? std::numeric_limits<double>::infinity() : given; }
     bool ignorecutoff = false; // the current objective is not the caller's
+    bool feasibility = false;  // nor are the values of the points found: they are not reported
     int64_t phase1iterations = 0, barrieriterations = 0;
 
   private:
