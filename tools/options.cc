@@ -80,8 +80,8 @@ static void declare_options(CLI::App &app, command_line &line)
     auto file = [&](const char *name, std::string &value, const char *text) {
         return app.add_option(name, value, text)->type_name("FILE")->check(nonempty_check);
     };
-    auto *model =
-        app.add_option("MODEL", o.model, "the model: .mps, .qps or .lp, or one of these with .gz");
+    auto *model = app.add_option("MODEL", o.model,
+                                 "the model: .mps, .qps, .lp or .min, or one of these with .gz");
     auto *server = app.add_option("--server", line.server, "solve in a worker of this server")
                        ->type_name("HOST:PORT");
     auto *local = app.add_flag("--local", line.local, "solve in this process")->excludes(server);

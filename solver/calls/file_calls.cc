@@ -20,8 +20,11 @@ static bool mps_kind(const std::string &kind)
 
 [[noreturn]] static void unknown_kind(const std::string &kind)
 {
-    throw failure{VNTERR_FILE_TYPE,
-                  printed("\"%.80s\" is not a file type: mps, lp and min are", kind.c_str())};
+    throw failure{
+        VNTERR_FILE_TYPE,
+        printed(
+            "\"%.80s\" is not a type of files: mps, qps and lp hold problems, min holds networks",
+            kind.c_str())};
 }
 
 static model read_model(const std::string &kind, const std::string &text, std::string *remarks)
