@@ -57,18 +57,21 @@ static int result_fetch(client_env *e, const void **response)
     return rc == 0 ? client_await(e, e->started.response, response) : rc;
 }
 
+client_small_call::client_small_call(const client_env *e) : message()
+{
+    message.messageid = VNTMESSAGEID_GETINTPARAM_REQ;
+    message.flags = FLAG_ASYNCHRONOUS | (e->remote == 0 ? FLAG_USEDEFAULTS : 0);
+    client_value_put(&message.env, env, e->remote);
+    message.whichparam = VNT_PARAM_THREADS;
+}
+
 // A test cannot tell a worker without a call from one whose call has ended, and asking the former
 // for a result ends it.  So this starts a small call, which a worker that has one refuses.
 int client_started_check(client_env *e)
 {
-    char env16[16];
-    vntmsg_GETINTPARAM_REQ request = {};
-    request.messageid = VNTMESSAGEID_GETINTPARAM_REQ;
-    request.flags = FLAG_ASYNCHRONOUS | (e->remote == 0 ? FLAG_USEDEFAULTS : 0);
-    client_value_put(&request.env, env16, e->remote);
-    request.whichparam = VNT_PARAM_THREADS;
+    const client_small_call request(e);
     const void *answer;
-    int rc = client_roundtrip(e, &request, VNTMESSAGEID_ACK, &answer);
+    int rc = client_roundtrip(e, &request.message, VNTMESSAGEID_ACK, &answer);
     if (rc != 0) return e->state == CLIENT_OPEN ? 0 : rc;
     rc = client_control_getresult(e);
     return rc == 0 ? client_await(e, VNTMESSAGEID_GETINTPARAM_RES, &answer) : rc;

@@ -14,6 +14,7 @@
 #pragma once
 
 #include "client/environment.h"
+#include "remote/codec/catalogue.h"
 
 #include <cstddef>
 
@@ -38,6 +39,18 @@ int client_started_find(VNTENVptr env, client_env **e);
 // Fetches the result of a started call that has ended, and returns what the call would have
 // returned.
 int client_started_finish(client_env *e);
+
+// A small call to be started.  A worker that has a call already, running or ended, refuses it.
+struct client_small_call {
+    explicit client_small_call(const client_env *e);
+    client_small_call(const client_small_call &) = delete;
+    client_small_call &operator=(const client_small_call &) = delete;
+
+    vntmsg_GETINTPARAM_REQ message;
+
+  private:
+    char env[16];
+};
 
 // Checks whether the worker still has the call of an environment that was away.  If another process
 // has joined it meanwhile, the environment has no started call any more.

@@ -5,7 +5,6 @@
 #include "client/detach.h"
 #include "client/messages.h"
 #include "remote/base/clock.h"
-#include "remote/calls/flags.h"
 #include "remote/stream/writer.h"
 
 #include <algorithm>
@@ -125,16 +124,11 @@ int client_part(client_env *e, double patience)
 // ahead, which a worker that has one refuses.
 static int ask_result(client_env *e, const void **response)
 {
-    char env16[16];
-    vntmsg_GETINTPARAM_REQ small = {};
-    small.messageid = VNTMESSAGEID_GETINTPARAM_REQ;
-    small.flags = FLAG_ASYNCHRONOUS | (e->remote == 0 ? FLAG_USEDEFAULTS : 0);
-    client_value_put(&small.env, env16, e->remote);
-    small.whichparam = VNT_PARAM_THREADS;
+    const client_small_call small(e);
     vntmsg_GETRES request = {};
     request.messageid = VNTMESSAGEID_GETRES;
     const void *answer;
-    int rc = speak(e, &small, &request);
+    int rc = speak(e, &small.message, &request);
     if (rc != 0) return rc;
     const bool none = client_await(e, VNTMESSAGEID_ACK, &answer) == 0;
     if (e->state != CLIENT_OPEN) return VNTERR_CONNECTION_LOST;
