@@ -20,8 +20,8 @@ static std::string text_of(double value)
 static std::string name_of(const model &m, int kind, int i)
 {
     switch (kind) {
-    case VNT_ANNOTATION_COLUMN: return " " + m.colnames.at(i);
-    case VNT_ANNOTATION_ROW: return " " + m.rownames.at(i);
+    case VNT_ANNOTATION_COLUMN: return " " + listed_name(m.colnames, i);
+    case VNT_ANNOTATION_ROW: return " " + listed_name(m.rownames, i);
     case VNT_ANNOTATION_SET: return " " + m.sets[i].name;
     case VNT_ANNOTATION_INDICATOR: return " " + m.indicators[i].name;
     default: return "";

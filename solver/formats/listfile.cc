@@ -79,6 +79,23 @@ int list_reader::place(const name_list &names)
     return i;
 }
 
+int list_reader::fresh_place(const name_list &names, std::vector<bool> *seen)
+{
+    int i = place(names);
+    if ((*seen)[i]) fail("the column stands there twice");
+    (*seen)[i] = true;
+    return i;
+}
+
+std::string listed_name(const name_list &names, int i)
+{
+    std::string name = names.at(i);
+    if (names.find(name) == i && name.find_first_of("\r\n") == name.npos) return name;
+    throw failure{VNTERR_FILE_FEATURE, "the name " + quoted(one_line(name)) +
+                                           " could not be read back: "
+                                           "other elements have it too, or it holds a line end"};
+}
+
 void list_reader::fail(const std::string &text) const
 {
     file_malformed(lines.number(), "%s", text.c_str());

@@ -34,6 +34,8 @@ class list_reader {
     int64_t integer(int64_t least, int64_t most);
     double number();                   // finite
     int place(const name_list &names); // of the name that the rest of the line is
+    // The same; fails where `seen`, an element for each of the names, has it already.
+    int fresh_place(const name_list &names, std::vector<bool> *seen);
 
     [[noreturn]] void fail(const std::string &text) const;
 
@@ -41,5 +43,9 @@ class list_reader {
     line_reader lines;
     std::string_view line;
 };
+
+// The name of an element as lists hold it.  Fails with VNTERR_FILE_FEATURE where it could not be
+// read back: other elements have it as well, or it holds a line end.
+std::string listed_name(const name_list &names, int i);
 
 } // namespace vnt

@@ -13,7 +13,7 @@ std::string order_write(const model &m)
     std::string out = "order of " + one_line(m.name) + "\n";
     for (const branching &b : m.order) {
         out += std::to_string(b.priority) + " " + directions[b.direction + 1] + " ";
-        out += m.colnames.at(b.column) + "\n";
+        out += listed_name(m.colnames, b.column) + "\n";
     }
     return out + "end\n";
 }
@@ -34,9 +34,7 @@ std::vector<branching> order_read(const std::string &text, const name_list &colu
     in.head("order of");
     for (in.need("\"end\""); !in.begins("end"); in.need("\"end\"")) {
         branching b = {0, static_cast<int>(in.integer(0, INT_MAX)), direction_of(in)};
-        b.column = in.place(columns);
-        if (seen[b.column]) in.fail("the column stands there twice");
-        seen[b.column] = true;
+        b.column = in.fresh_place(columns, &seen);
         order.push_back(b);
     }
     return order;

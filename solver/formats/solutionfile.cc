@@ -63,9 +63,7 @@ static solution_columns columns_read(list_reader &in, const model &m)
     for (int k = 0; k < m.numcols(); k++) {
         in.need("a column's value");
         double x = in.number(), dj = in.number();
-        int j = in.place(m.colnames);
-        if (seen[j]) in.fail("the column stands there twice");
-        seen[j] = true;
+        int j = in.fresh_place(m.colnames, &seen);
         columns.x[j] = x;
         columns.dj[j] = dj;
     }

@@ -2,9 +2,6 @@
 
 #include "solver/calls/test_session.h"
 
-#include <fstream>
-#include <unistd.h>
-
 namespace vnt {
 
 // min 3 x + 2 y, x + y >= 4.5, x <= 3, both integer: y = 5.
@@ -12,19 +9,6 @@ static const char integers[] = "min\n cost: 3 x + 2 y\nst\n need: x + y >= 4.5\n
                                "bounds\n x <= 3\n y <= 9\ngenerals\n x y\nend\n";
 
 struct start_files : session {
-    std::string path = "/tmp/vanto-start-" + std::to_string(getpid());
-
-    void TearDown() override
-    {
-        unlink(path.c_str());
-        session::TearDown();
-    }
-    std::string written() const
-    {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     using reader = int(VNTENVptr, VNTLPptr, const char *, const char *, int64_t);
     int read_text(reader *read, VNTLPptr lp, const std::string &text)
     {
@@ -225,6 +209,21 @@ TEST_F(start_files, ACheckFindsWhatASolutionViolates)
     EXPECT_EQ(VNTLchecksoln(env, linear, &status), 0);
     EXPECT_EQ(status, VNT_STAT_NUMERICAL);
     EXPECT_NE(heard[CHANNEL_WARNING].find("reduced cost of X02"), std::string::npos);
+}
+
+TEST_F(start_files, NamesThatCouldNotBeReadBackAreRefused)
+{
+    VNTLPptr lp = problem_from(integers);
+    int column[] = {0, 1}, priority[] = {2, 1};
+    ASSERT_EQ(VNTLcopyorder(env, lp, 2, column, priority, nullptr), 0);
+    for (const char *name : {"x", "two\nlines"}) {
+        char *names[] = {const_cast<char *>(name)};
+        ASSERT_EQ(VNTLchgcolname(env, lp, 1, &column[1], names), 0);
+        heard[CHANNEL_ERROR].clear();
+        EXPECT_EQ(VNTLordwrite(env, lp, path.c_str()), VNTERR_FILE_FEATURE);
+        EXPECT_NE(heard[CHANNEL_ERROR].find("could not be read back"), std::string::npos);
+        EXPECT_EQ(written(), "");
+    }
 }
 
 } // namespace vnt
