@@ -64,7 +64,8 @@ static std::vector<double> dual_infeasibilities(const vntlp &p)
     std::vector<double> out;
     for (int j = 0; j < p.m.numcols(); j++) {
         double d = p.last.dj[j] * p.m.sense, x = p.last.x[j];
-        bool up = x<p.m.upper[j] - 1e-9, down = x> p.m.lower[j] + 1e-9;
+        bool up = x < p.m.upper[j] - 1e-9;
+        bool down = x > p.m.lower[j] + 1e-9;
         out.push_back(d < 0 && up ? -d : d > 0 && down ? d : 0);
     }
     return out;

@@ -43,6 +43,8 @@ int VNTLaddsolnpooldivfilter(VNTENVptr env, VNTLPptr lp, double lower_bound, dou
 {
     return with_problem(env, lp, [&](vntlp &p) {
         require(nzcnt >= 0, VNTERR_BAD_ARGUMENT);
+        require_there(ind, nzcnt > 0);
+        require_there(refval, nzcnt > 0);
         std::vector<double> ones(weight == nullptr ? nzcnt : 0, 1.0);
         add_filter(p, VNT_FILTER_DIVERSITY, lower_bound, upper_bound, nzcnt, ind,
                    weight == nullptr ? ones.data() : weight, refval, lname_str);

@@ -133,6 +133,7 @@ class conflict_search {
     void use(const std::vector<double> &weights);
     double preference(size_t k) const { return found.groups[candidates[k]].preference; }
     void leave(size_t from, size_t count, bool in);
+    void drop_inactive();
     void filter();
     void conclude();
 
@@ -239,6 +240,12 @@ void conflict_search::leave(size_t from, size_t count, bool in)
         active[candidates[k]] = in;
 }
 
+// What was left out without harm is no candidate any more; those that are settled stay.
+void conflict_search::drop_inactive()
+{
+    std::erase_if(candidates, [&](size_t g) { return !active[g]; });
+}
+
 void conflict_search::filter()
 {
     size_t step = std::max<size_t>(1, candidates.size() / 2);
@@ -247,9 +254,7 @@ void conflict_search::filter()
         leave(settled, count, false);
         verdict v = check();
         if (v == INFEASIBLE) {
-            auto gone = [&](size_t g) { return !active[g]; };
-            candidates.erase(std::remove_if(candidates.begin() + settled, candidates.end(), gone),
-                             candidates.end());
+            drop_inactive();
             step = 2 * count;
             continue;
         }
@@ -285,9 +290,7 @@ void conflict_search::run()
         return;
     }
     if (v == INFEASIBLE) {
-        auto gone = [&](size_t g) { return !active[g]; };
-        candidates.erase(std::remove_if(candidates.begin(), candidates.end(), gone),
-                         candidates.end());
+        drop_inactive();
         filter();
     }
     conclude();

@@ -1,5 +1,7 @@
 #include "solver/problem/implied_bounds.h"
 
+#include "solver/engine/measure.h"
+
 #include <cmath>
 
 namespace vnt {
@@ -13,7 +15,7 @@ struct extreme {
 
     void add(double coefficient, double bound)
     {
-        if (std::fabs(bound) >= VNT_INFINITY) {
+        if (engine_isinf(bound)) {
             infinities++;
         } else {
             finite += coefficient * bound;
@@ -22,7 +24,7 @@ struct extreme {
     // Without one term; false where that leaves an infinite one.
     bool without(double coefficient, double bound, double *rest) const
     {
-        bool infinite = std::fabs(bound) >= VNT_INFINITY;
+        bool infinite = engine_isinf(bound);
         *rest = infinite ? finite : finite - coefficient * bound;
         return infinities == static_cast<int>(infinite);
     }

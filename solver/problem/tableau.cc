@@ -1,6 +1,7 @@
 #include "solver/problem/tableau.h"
 
 #include "solver/engine/guard.h"
+#include "solver/engine/measure.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,20 +11,10 @@ namespace vnt {
 // Tableau elements below this are what arithmetic leaves of a zero.
 static constexpr double noise = 1e-9;
 
-static bool infinite(double value)
-{
-    return std::fabs(value) >= VNT_INFINITY;
-}
-
-static double within_infinity(double value)
-{
-    return std::clamp(value, -VNT_INFINITY, VNT_INFINITY);
-}
-
 // What the activity and the slack of a row sum to: an infinite right-hand side is no number.
 static double right_side(const model &m, int i)
 {
-    return infinite(m.rhs[i]) ? 0 : m.rhs[i];
+    return engine_isinf(m.rhs[i]) ? 0 : m.rhs[i];
 }
 
 static engine_columns columns_of(const model &m)
@@ -37,8 +28,8 @@ tableau::tableau(const model &m, const std::vector<int> &cstat, const std::vecto
 {
     for (int i = 0; i < m.numrows(); i++) {
         double b = right_side(m, i);
-        lower.push_back(within_infinity(b - m.rowupper(i)));
-        upper.push_back(within_infinity(b - m.rowlower(i)));
+        lower.push_back(model_number(b - m.rowupper(i)));
+        upper.push_back(model_number(b - m.rowlower(i)));
     }
     std::vector<int> basic;
     for (int k = 0; k < numcols() + numrows(); k++) {
@@ -65,10 +56,10 @@ tableau::place tableau::place_of(int variable, int status) const
     bool slack = variable >= numcols();
     double low = lower[variable], high = upper[variable];
     if (status == VNT_BASIS_BASIC) return BASIC;
-    if (infinite(low) && infinite(high)) return FREE;
+    if (engine_isinf(low) && engine_isinf(high)) return FREE;
     if (low == high) return FIXED;
-    if (infinite(low)) return AT_UPPER;
-    if (infinite(high)) return AT_LOWER;
+    if (engine_isinf(low)) return AT_UPPER;
+    if (engine_isinf(high)) return AT_LOWER;
     return (status == VNT_BASIS_UPPER) == slack ? AT_LOWER : AT_UPPER;
 }
 
@@ -165,19 +156,19 @@ value_range tableau::until_infeasible(const std::vector<double> &step) const
     for (int p = 0; p < numrows(); p++) {
         if (std::fabs(step[p]) < noise) continue;
         int k = head()[p];
-        double below = infinite(lower[k]) ? VNT_INFINITY : std::max(0.0, x[k] - lower[k]);
-        double above = infinite(upper[k]) ? VNT_INFINITY : std::max(0.0, upper[k] - x[k]);
+        double below = engine_isinf(lower[k]) ? VNT_INFINITY : std::max(0.0, x[k] - lower[k]);
+        double above = engine_isinf(upper[k]) ? VNT_INFINITY : std::max(0.0, upper[k] - x[k]);
         if (step[p] < 0) std::swap(below, above);
         double size = std::fabs(step[p]);
-        if (!infinite(below)) range.low = std::max(range.low, -below / size);
-        if (!infinite(above)) range.high = std::min(range.high, above / size);
+        if (!engine_isinf(below)) range.low = std::max(range.low, -below / size);
+        if (!engine_isinf(above)) range.high = std::min(range.high, above / size);
     }
     return range;
 }
 
 static value_range moved(double from, value_range by)
 {
-    return {within_infinity(from + by.low), within_infinity(from + by.high)};
+    return {model_number(from + by.low), model_number(from + by.high)};
 }
 
 value_range tableau::cost_range(int j) const
@@ -229,14 +220,14 @@ value_range tableau::rest_range(int variable) const
 // A bound that the variable does not rest at may move up to the variable's value.
 value_range tableau::lower_range(int variable) const
 {
-    if (active_place(variable) != AT_LOWER) return {-VNT_INFINITY, within_infinity(x[variable])};
+    if (active_place(variable) != AT_LOWER) return {-VNT_INFINITY, model_number(x[variable])};
     value_range r = rest_range(variable);
     return {r.low, std::min(r.high, upper[variable])}; // beyond it no value is left
 }
 
 value_range tableau::upper_range(int variable) const
 {
-    if (active_place(variable) != AT_UPPER) return {within_infinity(x[variable]), VNT_INFINITY};
+    if (active_place(variable) != AT_UPPER) return {model_number(x[variable]), VNT_INFINITY};
     value_range r = rest_range(variable);
     return {std::max(r.low, lower[variable]), r.high};
 }
@@ -244,7 +235,7 @@ value_range tableau::upper_range(int variable) const
 // A row is at its lower bound where its slack is at the upper one.
 static value_range mirrored(double b, value_range slack)
 {
-    return {within_infinity(b - slack.high), within_infinity(b - slack.low)};
+    return {model_number(b - slack.high), model_number(b - slack.low)};
 }
 
 value_range tableau::rowlower_range(int i) const
