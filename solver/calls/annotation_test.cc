@@ -2,23 +2,9 @@
 
 #include "solver/calls/test_session.h"
 
-#include <unistd.h>
-
 namespace vnt {
 
 struct notes : session {
-    std::string path = "/tmp/vanto-notes-" + std::to_string(getpid());
-
-    void TearDown() override
-    {
-        unlink(path.c_str());
-        session::TearDown();
-    }
-    std::string written() const
-    {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
     int read_notes(VNTLPptr lp, const std::string &text)
     {
         return VNTLEreadcopyannotations(env, lp, "text", text.data(),

@@ -37,12 +37,8 @@ struct lazy : session {
     }
     std::string text_of(VNTLPptr lp, const char *kind)
     {
-        std::string path = "/tmp/vanto-lazy-" + std::to_string(getpid());
         EXPECT_EQ(VNTLwriteprob(env, lp, path.c_str(), kind), 0);
-        std::ifstream file(path);
-        std::string text(std::istreambuf_iterator<char>(file), {});
-        unlink(path.c_str());
-        return text;
+        return written();
     }
 };
 

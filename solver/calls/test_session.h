@@ -9,6 +9,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <unistd.h>
 
 namespace vnt {
 
@@ -27,7 +28,19 @@ struct session : testing::Test {
             ASSERT_EQ(VNTLaddfuncdest(env, channels[i], &heard[i], hear), 0);
         }
     }
-    void TearDown() override { EXPECT_EQ(VNTLcloseVANTO(&env), 0); }
+    void TearDown() override
+    {
+        unlink(path.c_str());
+        EXPECT_EQ(VNTLcloseVANTO(&env), 0);
+    }
+
+    // A file of the test's own, and what is in it.
+    const std::string path = testing::TempDir() + "vanto" + std::to_string(getpid());
+    std::string written() const
+    {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
 
     static void hear(void *heard, const char *text) { *static_cast<std::string *>(heard) += text; }
 
