@@ -188,9 +188,9 @@ bool acceptor_serve(server *s)
             continue;
         }
         handshakes_serve(&open, fds + 1);
-        if (fds[0].revents == 0) continue;
+        if (s->stop || fds[0].revents == 0) continue;
         int paused = clients_accept(s, &open);
-        if (paused < 0) return false;
+        if (paused < 0) return s->stop; // then the reaper has ended the listening
         if (paused > 0) resume = clock_ms() + paused;
     }
 }

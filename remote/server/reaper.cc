@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -165,12 +166,10 @@ static void exit_await(server_child *c)
     waitpid(c->id, nullptr, 0);
 }
 
-// Moves all workers into the list of ended ones, and closes the listening socket.
+// Moves all workers into the list of ended ones.
 static void children_take(server *s)
 {
     mutex_holder hold(&s->lock);
-    owned_close(s->listenfd);
-    s->listenfd = -1;
     s->ended = s->children;
     s->children = nullptr;
 }
@@ -180,7 +179,8 @@ static void children_take(server *s)
 // destroyed, because the main thread may still use them.
 [[noreturn]] static void server_cleanup(server *s)
 {
-    children_teardownall(s); // those that have ended before
+    shutdown(s->listenfd, SHUT_RDWR); // closing it is not safe: the main thread may be using it
+    children_teardownall(s);          // those that have ended before
     children_take(s);
     log_line(LOG_DEBUG, "Server is shutting down\n");
     log_line(LOG_INFO, "Server dies, reaping all children.\n");

@@ -4,11 +4,10 @@
 // workers that have ended, and ends the server; two pumps per worker pass bytes.  Nothing that a
 // worker or a client does ends the server.
 //
-// Threads: the server's lock guards the list of workers and the listening socket.  It is taken
-// before a worker's lock; the lock of owned.h comes last.  The main thread holds the latter during
-// fork(), and the server's until the new worker is in the list with its id.  So the worker starts
-// with a consistent table of descriptors, uses no lock of the server, and is never looked up before
-// it is in the list.
+// Threads: the server's lock guards the list of workers.  It is taken before a worker's lock; the
+// lock of owned.h comes last.  The main thread holds the latter during fork(), and the server's
+// until the new worker is in the list with its id.  So the worker starts with a consistent table of
+// descriptors, uses no lock of the server, and is never looked up before it is in the list.
 
 #pragma once
 
