@@ -26,11 +26,7 @@ struct text {
 
 static int open_file(const char *path, int flags, mode_t mode)
 {
-    int fd;
-    do
-        fd = open(path, flags | O_CLOEXEC, mode);
-    while (fd < 0 && errno == EINTR);
-    return fd;
+    return TEMP_FAILURE_RETRY(open(path, flags | O_CLOEXEC, mode));
 }
 
 // Reads up to `size` bytes; fewer at the end of the file only.  -1 when reading fails.

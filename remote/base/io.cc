@@ -53,14 +53,18 @@ static ssize_t read_some(int fd, void *bytes, size_t n)
     return done;
 }
 
+bool io_shortage_wait(int stopfd, int64_t deadline)
+{
+    return io_wait(-1, 0, stopfd, std::min(clock_afterms(SHORTAGE_WAIT), deadline)) == 0 &&
+           clock_left(deadline) > 0;
+}
+
 // After a call that moved nothing: returns whether to call again.
 static bool retry(ssize_t done, int fd, short events, int stopfd, int64_t deadline)
 {
     if (done == 0) return false;
     if (errno == EINTR) return true;
-    if (errno == ENOMEM || errno == ENOBUFS)
-        return io_wait(-1, 0, stopfd, std::min(clock_afterms(SHORTAGE_WAIT), deadline)) == 0 &&
-               clock_left(deadline) > 0;
+    if (errno == ENOMEM || errno == ENOBUFS) return io_shortage_wait(stopfd, deadline);
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
     return io_wait(fd, events, stopfd, deadline) > 0;
 }

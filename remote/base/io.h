@@ -24,6 +24,10 @@ namespace vnt {
 // if fd is ready too.
 int io_wait(int fd, short events, int stopfd, int64_t deadline);
 
+// After a call that lacked memory: waits a moment.  Returns whether to call again: not once
+// `stopfd` is readable or the time is up.
+bool io_shortage_wait(int stopfd, int64_t deadline);
+
 // Write and read all `n` bytes.  Return 0 or -1.
 int io_writeall(int fd, const void *bytes, size_t n, int stopfd, int64_t deadline);
 int io_readall(int fd, void *bytes, size_t n, int stopfd, int64_t deadline);

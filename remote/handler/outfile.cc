@@ -20,11 +20,7 @@ static const char *behind_last(const char *text, char separator)
 
 static int open_new(const char *path)
 {
-    int fd;
-    do
-        fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    while (fd < 0 && errno == EINTR);
-    return fd;
+    return TEMP_FAILURE_RETRY(open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
 }
 
 int outfile_create(outfile *f, const char *name)

@@ -160,7 +160,7 @@ static int clients_accept(server *s, handshakes *open)
 
 static int descriptors_poll(struct pollfd *fds, int count, int milliseconds)
 {
-    struct timespec wait = {milliseconds / 1000, milliseconds % 1000 * 1000000};
+    struct timespec wait = clock_span(milliseconds * CLOCK_MILLISECOND);
     sigset_t open;
     signals_openmask(&open);
     return ppoll(fds, static_cast<nfds_t>(count), milliseconds >= 0 ? &wait : nullptr, &open);

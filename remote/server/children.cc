@@ -259,7 +259,7 @@ int64_t child_idletime(server_child *c, child_traffic *t)
 
 bool child_drain(server_child *c, int64_t deadline)
 {
-    struct timespec end = {deadline / 1000, deadline % 1000 * 1000000};
+    struct timespec end = clock_span(deadline * CLOCK_MILLISECOND);
     mutex_holder hold(&c->lock);
     int rc = 0;
     while (!c->drained && rc != ETIMEDOUT)

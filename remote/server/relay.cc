@@ -11,8 +11,6 @@
 
 namespace vnt {
 
-static constexpr int SHORTAGE_WAIT = 10; // milliseconds until memory may be there again
-
 bool relay_awaitprocess(server_child *c)
 {
     mutex_holder hold(&c->lock);
@@ -54,8 +52,7 @@ ssize_t relay_move(int from, int to)
 
 bool relay_mayrepeat(const server_child *c)
 {
-    if (errno == ENOMEM || errno == ENOBUFS)
-        return io_wait(-1, 0, c->stopfd, clock_afterms(SHORTAGE_WAIT)) == 0;
+    if (errno == ENOMEM || errno == ENOBUFS) return io_shortage_wait(c->stopfd, CLOCK_NEVER);
     return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;
 }
 
