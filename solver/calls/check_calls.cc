@@ -36,23 +36,11 @@ double VNTLEobjfromx(VNTENVptr env, VNTLPptr lp, const double *x)
     return count_of(env, lp, [&](vntlp &p) { return p.m.objective_at(point_of(p, x)); });
 }
 
-static std::vector<double> reduced_costs(const model &m, const double *pi)
-{
-    std::vector<double> dj = m.objective;
-    matrix_view cols = m.a.by_column();
-    for (int j = 0; j < m.numcols(); j++) {
-        for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++) {
-            dj[j] -= pi[cols.index[k]] * cols.value[k];
-        }
-    }
-    return dj;
-}
-
 int VNTLdjfrompi(VNTENVptr env, VNTLPptr lp, const double *pi, double *dj)
 {
     return with_problem(env, lp, [&](vntlp &p) {
         require_there(pi, p.m.numrows() > 0);
-        put_range(reduced_costs(p.m, pi), dj, 0, p.m.numcols() - 1);
+        put_range(p.m.reduced_costs(p.m.objective, pi), dj, 0, p.m.numcols() - 1);
     });
 }
 

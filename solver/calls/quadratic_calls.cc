@@ -165,11 +165,6 @@ int VNTLqpdjfrompi(VNTENVptr env, VNTLPptr lp, const double *pi, const double *x
             std::vector<double> slope = engine_multiply(quadratic_of(p.m), p.m.numcols(), x);
             std::transform(out.begin(), out.end(), slope.begin(), out.begin(), std::plus<>());
         }
-        matrix_view cols = p.m.a.by_column();
-        for (int j = 0; j < p.m.numcols(); j++) {
-            for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++)
-                out[j] -= cols.value[k] * pi[cols.index[k]];
-        }
-        put_range(out, dj, 0, p.m.numcols() - 1);
+        put_range(p.m.reduced_costs(std::move(out), pi), dj, 0, p.m.numcols() - 1);
     });
 }

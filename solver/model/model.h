@@ -139,8 +139,10 @@ struct model {
     void set_quadratic(int i, int j, double value);
     void clear_quadratic();
 
-    std::vector<double> activities(const double *x) const;             // one per row
-    std::vector<double> slacks(const double *x) const;                 // rhs - activity
+    std::vector<double> activities(const double *x) const; // one per row
+    std::vector<double> slacks(const double *x) const;     // rhs - activity
+    // `costs` less A'y, one per column.
+    std::vector<double> reduced_costs(std::vector<double> costs, const double *y) const;
     double objective_at(const double *x) const;                        // all of it
     double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
 };

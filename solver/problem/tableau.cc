@@ -100,12 +100,10 @@ std::vector<double> tableau::updated(int variable) const
 // y times the columns and the unit columns.
 static std::vector<double> products(const model &m, const std::vector<double> &y)
 {
-    matrix_view cols = m.a.by_column();
     std::vector<double> result(m.numcols(), 0.0);
-    for (int j = 0; j < m.numcols(); j++) {
-        for (int64_t e = cols.begin[j]; e < cols.begin[j + 1]; e++)
-            result[j] += y[cols.index[e]] * cols.value[e];
-    }
+    result = m.reduced_costs(std::move(result), y.data());
+    for (double &r : result)
+        r = 0 - r; // no -0
     result.insert(result.end(), y.begin(), y.end());
     return result;
 }
