@@ -85,10 +85,13 @@ union call_value {
     void *p;
 
     call_value() = default;
+    // Implicit, so that parameters and results are assigned as they are.
+    // NOLINTBEGIN(google-explicit-constructor)
     call_value(int32_t value) : i(value) {}
     call_value(int64_t value) : l(value) {}
     call_value(double value) : d(value) {}
     call_value(const void *value) : p(const_cast<void *>(value)) {}
+    // NOLINTEND(google-explicit-constructor)
 };
 
 template <class type> type call_unpack(const call_value &v)
