@@ -88,8 +88,12 @@ std::string culprit()
     Dl_info libc = {}, at = {};
     dladdr(reinterpret_cast<void *>(&raise), &libc);
     std::string file;
-    for (int i = 1; i < numframes; i++) {
-        if (dladdr(frames[i], &at) == 0 || at.dli_fbase == libc.dli_fbase) continue;
+    bool below = false; // the handler: what called it is in the C library
+    for (int i = 0; i < numframes; i++) {
+        if (dladdr(frames[i], &at) == 0) continue;
+        bool in_libc = at.dli_fbase == libc.dli_fbase;
+        below |= in_libc;
+        if (!below || in_libc) continue;
         if (at.dli_sname == nullptr && file.empty()) file = std::string(basename(at.dli_fname));
         if (at.dli_sname == nullptr) continue;
         return (file.empty() ? "" : file + ", called by ") + demangled(at.dli_sname);
