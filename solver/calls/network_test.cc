@@ -299,6 +299,7 @@ TEST_F(networks, MalformedFilesTellTheLineAndLeaveTheNetwork)
         {"p min 2 0\nn 3 1\n", "cannot be"},
         {"p min 2 0\nn 1 1e20\n", "not a node"},
         {"p min 2 0\np min 2 0\n", "second header"},
+        {"p min 50000000 0\n", "more nodes than a file of this size can have"},
         {"a 1 2 0 1 1\n", "line 1"},
     };
     for (auto &c : cases) {

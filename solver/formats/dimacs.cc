@@ -8,7 +8,7 @@ namespace vnt {
 
 class dimacs_reader {
   public:
-    explicit dimacs_reader(const std::string &text) : lines(text) {}
+    explicit dimacs_reader(const std::string &text) : lines(text), size(text.size()) {}
     network read();
 
   private:
@@ -23,6 +23,7 @@ class dimacs_reader {
     void arc(const line_words &w);
 
     line_reader lines;
+    size_t size; // of the file, in bytes
     network n;
     int nodes = -1, arcs = 0;
 };
@@ -43,13 +44,16 @@ int dimacs_reader::whole(std::string_view word, int most) const
 }
 
 // Memory for arcs grows as they are read; only the nodes are allocated from the header's count.
+// Beyond a million, each must at least have a byte in the file.
 void dimacs_reader::header(const line_words &w)
 {
-    static constexpr int most = 100'000'000;
+    static constexpr int most = 100'000'000, few = 1'000'000;
     if (nodes >= 0) malformed("a second header");
     if (w.size() != 4 || w[1] != "min") malformed("not a minimum-cost flow: p min NODES ARCS");
     nodes = whole(w[2], most);
     arcs = whole(w[3], most);
+    if (nodes > few && static_cast<size_t>(nodes) > size)
+        malformed("more nodes than a file of this size can have");
     n.append_nodes(nodes, nullptr, nullptr);
 }
 

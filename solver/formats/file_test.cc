@@ -138,13 +138,14 @@ TEST_F(model_files, LpIsReadAsItsWritersMeanIt)
                                " -x + 2 y >= -2.5e0\n"
                                " both: 1 <= x - z <= 3\n"
                                " less: 5 >= z\n"
+                               " empty: <= 7\n 1 = 3\n"
                                "Bounds\n -inf <= x <= 8\n z free\n 2 <= w\n v = 3\n u <= -1\n"
                                "General\n y\nBinary\n b\nEnd\n");
     EXPECT_EQ(all_of(lp), "type 1 sense -1 offset 0x1p+0 nz 7\n"
                           "0:0x1p+0 1:-0x1p+0 2:0x1p+0 | 0:0x1p+0 1:0x1p+1 | "
                           "2:-0x1p+0 3:0x1p+0 | | | | | \n"
                           "0:0x1p+0 1:0x1p+0 | 0:-0x1p+0 1:0x1p+1 | 0:0x1p+0 2:-0x1p+0 | "
-                          "2:0x1p+0 | \n"
+                          "2:0x1p+0 | | | \n"
                           "x 0x1p+2 [-0x1.5af1d78b58c4p+66,0x1p+3] C\n"
                           "y 0x1p+1 [0x0p+0,0x1.5af1d78b58c4p+66] I\n"
                           "z -0x1p+0 [-0x1.5af1d78b58c4p+66,0x1.5af1d78b58c4p+66] C\n"
@@ -155,7 +156,9 @@ TEST_F(model_files, LpIsReadAsItsWritersMeanIt)
                           "c1 L 0x1p+2 0x0p+0\n"
                           "c2 G -0x1.4p+1 0x0p+0\n"
                           "both R 0x1p+0 0x1p+1\n"
-                          "less L 0x1.4p+2 0x0p+0\n");
+                          "less L 0x1.4p+2 0x0p+0\n"
+                          "empty L 0x1.cp+2 0x0p+0\n"
+                          "c6 E 0x1p+1 0x0p+0\n");
 }
 
 TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)

@@ -309,6 +309,10 @@ void lp_reader::row()
     }
     double low = s.constant, high = low;
     s = sum();
+    if (in.token != TOKEN_RELATION && s.index.empty()) { // no term on either side
+        std::swap(low, s.constant);
+        return finish_row(name, s, low, first);
+    }
     if (in.token != TOKEN_RELATION) return finish_row(name, s, low, turned(first));
     if (relation() != first || first == 'E') malformed("not a row between two bounds");
     high = needed_value();
