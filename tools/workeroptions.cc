@@ -1,0 +1,167 @@
+#include "tools/workeroptions.h"
+
+#include "tools/trial.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <limits>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vnt {
+
+namespace {
+using text = const std::string &;
+
+// An option whose name ends in "=" takes a value, which `check` looks at; it returns what is wrong,
+// or nothing.
+struct option_row {
+    const char *name;
+    const char *value;
+    std::string (*check)(text value);
+    const char *meaning;
+};
+} // namespace
+
+static std::string number_check(text value, int base, int64_t least, int64_t most)
+{
+    int64_t number;
+    const char *end = value.data() + value.size();
+    auto [stop, error] = std::from_chars(value.data(), end, number, base);
+    if (error == std::errc() && stop == end && number >= least && number <= most) return "";
+    return fmt::format("a number from {} to {}{} is expected", least, most,
+                       base == 10 ? "" : fmt::format(", written in base {},", base));
+}
+
+static std::string port_check(text value)
+{
+    return number_check(value, 10, 0, UINT16_MAX);
+}
+
+static std::string seconds_check(text value)
+{
+    return number_check(value, 10, 0, INT32_MAX);
+}
+
+static std::string level_check(text value)
+{
+    return number_check(value, 10, INT32_MIN, INT32_MAX);
+}
+
+static std::string polling_check(text value)
+{
+    return number_check(value, 9, 0, UINT32_MAX);
+}
+
+static std::string nonempty_check(text value)
+{
+    return value.empty() ? "a value is expected" : "";
+}
+
+// The last colon begins the port, unless it stands within brackets.
+static std::string address_check(text value)
+{
+    if (value.size() >= 1024) return "an address has less than 1024 characters";
+    size_t colon = value.rfind(':');
+    if (colon == 0 || value.empty()) return "HOST:PORT is expected";
+    if (colon == std::string::npos || value.back() == ']') return "";
+    return port_check(value.substr(colon + 1));
+}
+
+// The file is made if it is missing, as the server itself would do a moment later.
+static std::string file_check(text value)
+{
+    int fd = open(value.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0666);
+    if (fd < 0 && errno != ENXIO) return strerror(errno); // a pipe may have no reader yet
+    if (fd >= 0) close(fd);
+    return "";
+}
+
+static std::string directory_check(text value)
+{
+    struct stat there;
+    if (stat(value.c_str(), &there) != 0) return strerror(errno);
+    return S_ISDIR(there.st_mode) ? "" : "a directory is expected";
+}
+
+static constexpr option_row options[] = {
+    {"-host=", "ADDRESS", nonempty_check, "where to listen: host name or address (127.0.0.1)"},
+    {"-port=", "NUMBER", port_check, "port to listen on; 0 takes a free one (12345)"},
+    {"-address=", "HOST:PORT", address_check, "both at once"},
+    {"-logfile=", "FILE", file_check, "where to log (standard error)"},
+    {"-loglevel=", "NUMBER", level_check, "1 errors, 2 warnings, 3 information, 4 everything (2)"},
+    {"-info", nullptr, nullptr, "the same as -loglevel=3"},
+    {"-debug", nullptr, nullptr, "the same as -loglevel=4"},
+    {"-pidfile=", "FILE", file_check, "where to write the process id"},
+    {"-action-timeout=", "SECONDS", seconds_check,
+     "how long a new connection may take to say what it wants (10)"},
+    {"-polling=", "NUMBER", polling_check,
+     "how often ended workers are collected, in milliseconds, base 9"},
+    {"-library=", "NAME", nonempty_check, "a shared library to load at start; may repeat"},
+    {"-nothreads", nullptr, nullptr, "workers serve control requests without a thread"},
+    {"-libpath=", "DIRECTORY", directory_check, "where to look for user functions; may repeat"},
+    {"-userfunction=", "LIBRARY=FUNCTION", nonempty_check,
+     "a user function to load into each worker; may repeat"},
+    {"-help", nullptr, nullptr, "the short help"},
+    {"--help", nullptr, nullptr, "this text"},
+    {"--version", nullptr, nullptr, "the version"},
+};
+
+static const option_row *option_find(text argument)
+{
+    for (const option_row &row : options) {
+        const bool fits =
+            row.value != nullptr ? argument.rfind(row.name, 0) == 0 : argument == row.name;
+        if (fits) return &row;
+    }
+    return nullptr;
+}
+
+// "--port=1", "port=1" and "-port" are the likely mistakes.
+static std::string advice(text argument)
+{
+    size_t begin = std::min(argument.find_first_not_of('-'), argument.size());
+    std::string name = "-" + argument.substr(begin, argument.find('=') - begin);
+    for (const option_row &row : options)
+        if (name == row.name || name + "=" == row.name)
+            return fmt::format("write {}{}", row.name, row.value != nullptr ? row.value : "");
+    return "vntworker --help lists what is accepted";
+}
+
+static void argument_check(text argument)
+{
+    const option_row *row = option_find(argument);
+    if (row == nullptr)
+        throw std::runtime_error(
+            fmt::format("unknown argument '{}': {}", argument, advice(argument)));
+    if (row->check == nullptr) return;
+    const std::string wrong = row->check(argument.substr(strlen(row->name)));
+    if (!wrong.empty()) throw std::runtime_error(fmt::format("{}: {}", argument, wrong));
+}
+
+void workeroptions_check(const std::vector<std::string> &arguments, const std::string &program)
+{
+    for (const std::string &argument : arguments)
+        argument_check(argument);
+    trial_run(arguments, program);
+}
+
+std::string workeroptions_help()
+{
+    std::string text = "Usage: vntworker [OPTION]...\n"
+                       "Serves optimization problems to clients, each in a worker of its own.\n\n";
+    for (const option_row &row : options)
+        text += fmt::format("  {:<33} {}\n",
+                            std::string(row.name) + (row.value != nullptr ? row.value : ""),
+                            row.meaning);
+    return text + "\nWithout options that say where to listen, TESK_VANTO_TCPIP_HOST and\n"
+                  "TESK_VANTO_TCPIP_PORT do.  SIGTERM, SIGINT and SIGHUP stop the server and all\n"
+                  "its workers.  There is no authentication: listen on a private address only.\n";
+}
+
+} // namespace vnt
