@@ -4,7 +4,7 @@
 
 namespace vnt {
 
-static constexpr char told[] = "The engine aborted in libabortingengine.so, called by ";
+static constexpr char told[] = "The engine aborted in ";
 
 TEST(Abort, AWorkerOutlivesAnAbortOfItsEngine)
 {
@@ -39,8 +39,9 @@ TEST(Abort, AWorkerOutlivesAnAbortOfItsEngine)
     EXPECT_NEAR(objective, -4.5, 1e-6);
     EXPECT_EQ(s.workers(), workers);
     ASSERT_EQ(VNTLcloseVANTO(&env), 0);
-    for (const char *caller : {"VNTLmipopt; trying again", "VNTLmipopt.", "Ipopt::"})
-        EXPECT_NE(s.log().find(std::string(told) + caller), std::string::npos) << s.log();
+    for (const char *function :
+         {"CbcModel::branchAndBound; trying again", "CbcModel::branchAndBound.", "dmumps_c."})
+        EXPECT_NE(s.log().find(std::string(told) + function), std::string::npos) << s.log();
 }
 
 } // namespace vnt

@@ -90,7 +90,8 @@ std::string culprit()
     std::string file;
     bool below = false; // the handler: what called it is in the C library
     for (int i = 0; i < numframes; i++) {
-        if (dladdr(frames[i], &at) == 0) continue;
+        // A call that does not return may be a function's last byte: what follows is another one's.
+        if (dladdr(static_cast<char *>(frames[i]) - 1, &at) == 0) continue;
         bool in_libc = at.dli_fbase == libc.dli_fbase;
         below |= in_libc;
         if (!below || in_libc) continue;
