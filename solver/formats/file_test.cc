@@ -82,7 +82,7 @@ TEST_F(model_files, ModelsComeBackFromTheirFilesBitForBit)
 
 TEST_F(model_files, MpsIsReadAsItsWritersMeanIt)
 {
-    VNTLPptr lp = problem_from("* a comment\n"
+    VNTLPptr lp = problem_from("* a comment\n$ another\n"
                                "NAME          two words\n"
                                "OBJSENSE\n    MAX\n"
                                "ROWS\n N obj\n N other\n L l\n G g\n E e\n E f\n"
@@ -211,6 +211,27 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
     EXPECT_EQ(VNTEreadcopyprob(env, lp, path("none.mps").c_str(), nullptr, 0, nullptr),
               VNTERR_FILE_OPEN);
     EXPECT_EQ(VNTLwriteprob(env, lp, path("no/where.mps").c_str(), nullptr), VNTERR_FILE_CREATE);
+}
+
+// Packed by the usual programs, under names that say nothing of it.
+TEST_F(model_files, PackedFilesAreKnownByTheirContents)
+{
+    const std::string plain = source_path("test/models/israel.mps");
+    VNTLPptr israel = problem_of_file("israel.mps");
+    for (const std::string packer : {"gzip", "bzip2", "xz"}) {
+        SCOPED_TRACE(packer);
+        const std::string packed = path("packed.mps");
+        ASSERT_EQ(system((packer + " -c " + plain + " > " + packed).c_str()), 0);
+        ASSERT_EQ(system((packer + " -c < /dev/null >> " + packed).c_str()), 0); // a second member
+        VNTLPptr lp = problem();
+        ASSERT_EQ(VNTEreadcopyprob(env, lp, packed.c_str(), nullptr, 0, nullptr), 0);
+        EXPECT_EQ(all_of(lp), all_of(israel));
+        ASSERT_EQ(truncate(packed.c_str(), 3000), 0);
+        EXPECT_EQ(VNTEreadcopyprob(env, lp, packed.c_str(), nullptr, 0, nullptr),
+                  VNTERR_FILE_FORMAT);
+        EXPECT_NE(heard[CHANNEL_ERROR].find("damaged or cut short"), std::string::npos);
+    }
+    EXPECT_EQ(file_kind("m.mps.bz2", nullptr) + file_kind("M.LP.XZ", nullptr), "mpslp");
 }
 
 // Damaged files: any status will do, but no crash, and the problem stays unless all was read.

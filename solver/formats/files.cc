@@ -1,5 +1,7 @@
 #include "solver/formats/files.h"
 
+#include "solver/formats/unpack.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -28,38 +30,6 @@ static std::string read_all(const char *name)
     return text;
 }
 
-static bool packed(std::string_view bytes)
-{
-    return bytes.substr(0, 2) == "\x1f\x8b";
-}
-
-// A packed file may consist of several members, one after the other.
-static std::string unpack(std::string_view bytes)
-{
-    z_stream z = {};
-    require(inflateInit2(&z, 16 + MAX_WBITS) == Z_OK, VNTERR_NO_MEMORY);
-    std::unique_ptr<z_stream, int (*)(z_stream *)> holder(&z, inflateEnd);
-    std::string text;
-    char piece[65536];
-    z.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
-    size_t left = bytes.size();
-    for (int rc = Z_OK;
-         rc != Z_STREAM_END || (left > 0 && packed(bytes.substr(bytes.size() - left)));) {
-        if (rc == Z_STREAM_END) inflateReset(&z);
-        z.avail_in = static_cast<uInt>(std::min<size_t>(left, 1 << 30));
-        uInt offered = z.avail_in;
-        z.next_out = reinterpret_cast<Bytef *>(piece);
-        z.avail_out = sizeof piece;
-        rc = inflate(&z, Z_NO_FLUSH);
-        if (rc != Z_OK && rc != Z_STREAM_END) {
-            throw failure{VNTERR_FILE_FORMAT, "the packed file is damaged or cut short"};
-        }
-        left -= offered - z.avail_in;
-        text.append(piece, sizeof piece - z.avail_out);
-    }
-    return text;
-}
-
 std::string file_contents(const char *name, const char *contents, int64_t length)
 {
     std::string text;
@@ -70,14 +40,9 @@ std::string file_contents(const char *name, const char *contents, int64_t length
         require_there(name);
         text = read_all(name);
     }
-    if (packed(text)) text = unpack(text);
+    text = unpacked(std::move(text));
     if (text.compare(0, 3, "\xef\xbb\xbf") == 0) text.erase(0, 3); // a byte-order mark
     return text;
-}
-
-static bool ends_in(std::string_view text, std::string_view end)
-{
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 static bool write_packed(const char *name, const std::string &text)
@@ -107,7 +72,8 @@ static bool write_plain(const char *name, const std::string &text)
 void file_write(const char *name, const std::string &text)
 {
     require_there(name);
-    bool written = ends_in(name, ".gz") ? write_packed(name, text) : write_plain(name, text);
+    bool written = std::string_view(name).ends_with(".gz") ? write_packed(name, text)
+                                                           : write_plain(name, text);
     if (!written) throw failure{VNTERR_FILE_IO, printed("cannot write %s", name)};
 }
 
@@ -121,7 +87,7 @@ std::string file_kind(const char *name, const char *filetype)
     }
     for (char &c : kind)
         c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    if (ends_in(kind, ".gz")) kind.resize(kind.size() - 3);
+    kind.resize(without_packer(kind).size());
     size_t dot = kind.rfind('.');
     if (dot != std::string::npos) kind.erase(0, dot + 1);
     return kind;

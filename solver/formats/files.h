@@ -1,7 +1,7 @@
 // files.h: reads and writes whole files, and numbers as text.
 //
 // A file is read from the bytes that came with the call, or else by name, and unpacked if it is
-// gzip.  Numbers are written as the shortest text that reads back to the same bits, and never
+// packed.  Numbers are written as the shortest text that reads back to the same bits, and never
 // depend on the program's locale.
 //
 // Errors: failures with VNTERR_FILE_*.
@@ -23,7 +23,7 @@ std::string file_contents(const char *name, const char *contents, int64_t length
 void file_write(const char *name, const std::string &text);
 
 // The kind of a file: `filetype` in small letters where given, else the last part of the name
-// after a dot, in both cases without .gz.
+// after a dot, in both cases without .gz, .bz2 or .xz.
 std::string file_kind(const char *name, const char *filetype);
 
 // A number as text.  Reading takes the whole text and tells whether it is a number.

@@ -495,7 +495,7 @@ model mps_reader::read()
 {
     std::string_view line;
     while (!ended && lines.next(&line)) {
-        if (line.empty() || line[0] == '*') continue;
+        if (line.empty() || line[0] == '*' || line[0] == '$') continue;
         if (line[0] != ' ' && line[0] != '\t') {
             header(line);
         } else if (words w = split(line); !w.empty()) {

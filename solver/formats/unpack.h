@@ -1,0 +1,18 @@
+// unpack.h: compressed files: gzip, bzip2 and xz, known by their first bytes.
+//
+// Errors: failures with VNTERR_FILE_FORMAT for damaged ones.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vnt {
+
+// The bytes as they were before they were packed; other bytes come back as they are.
+std::string unpacked(std::string bytes);
+
+// The name without the ending that stands for a packer.
+std::string_view without_packer(std::string_view name);
+
+} // namespace vnt
