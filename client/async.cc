@@ -26,11 +26,11 @@ static int remote_start(client_env *e, void *request)
     e->started = {};
     e->started.running = true;
     e->started.state = VNTCLIENT_RUNNING;
-    e->limitsset = clock_now();
+    e->limits_set = clock_now();
     return 0;
 }
 
-int client_call_start(client_env *e, void *request, uint32_t responseid, client_finish finish,
+int client_call_start(client_env *e, void *request, uint32_t response_id, client_finish finish,
                       const void *memory, size_t size)
 {
     e->armed = false;
@@ -42,7 +42,7 @@ int client_call_start(client_env *e, void *request, uint32_t responseid, client_
         free(copy);
         return rc;
     }
-    e->started.response = responseid;
+    e->started.response = response_id;
     e->started.finish = finish;
     e->started.memory = copy;
     return 0;
@@ -53,7 +53,7 @@ int client_call_start(client_env *e, void *request, uint32_t responseid, client_
 static int result_fetch(client_env *e, const void **response)
 {
     if (e->visiting) return client_visit_result(e, response);
-    int rc = client_control_getresult(e);
+    int rc = client_control_get_result(e);
     return rc == 0 ? client_await(e, e->started.response, response) : rc;
 }
 
@@ -73,7 +73,7 @@ int client_started_check(client_env *e)
     const void *answer;
     int rc = client_roundtrip(e, &request.message, VNTMESSAGEID_ACK, &answer);
     if (rc != 0) return e->state == CLIENT_OPEN ? 0 : rc;
-    rc = client_control_getresult(e);
+    rc = client_control_get_result(e);
     return rc == 0 ? client_await(e, VNTMESSAGEID_GETINTPARAM_RES, &answer) : rc;
 }
 
@@ -87,15 +87,15 @@ static client_limits remaining(const client_env *e)
 {
     client_limits limits = e->limits;
     if (limits.seconds < VNTCLIENT_NONE)
-        limits.seconds = std::max(0.0, limits.seconds - clock_elapsed(e->limitsset));
+        limits.seconds = std::max(0.0, limits.seconds - clock_elapsed(e->limits_set));
     return limits;
 }
 
 bool client_wants_end(client_env *e)
 {
-    volatile int *flag = e->terminateflag; // any thread may set it
+    volatile int *flag = e->terminate_flag; // any thread may set it
     if (flag != nullptr && __atomic_load_n(flag, __ATOMIC_RELAXED) != 0) return true;
-    return e->terminatefunc != nullptr && e->terminatefunc(e->handle, e->terminatedata) != 0;
+    return e->terminate_func != nullptr && e->terminate_func(e->handle, e->terminate_data) != 0;
 }
 
 // Handles a solve that has paused.  The pause callback decides, if there is one.  A started call at
@@ -103,9 +103,9 @@ bool client_wants_end(client_env *e)
 // the progress, and the solve goes on.
 int client_serve_pause(client_env *e, bool started)
 {
-    if (e->pausefunc != nullptr) {
-        auto milliseconds = static_cast<uint64_t>(clock_elapsed(e->limitsset) * 1000);
-        int rc = e->pausefunc(e->handle, e, milliseconds, e->pausedata);
+    if (e->pause_func != nullptr) {
+        auto milliseconds = static_cast<uint64_t>(clock_elapsed(e->limits_set) * 1000);
+        int rc = e->pause_func(e->handle, e, milliseconds, e->pause_data);
         return rc == 0 ? client_control_continue(e, {0, PAUSE_INTERVAL})
                        : client_control_terminate(e);
     }
@@ -119,7 +119,7 @@ int client_serve_pause(client_env *e, bool started)
 static int attend(client_env *e, bool started)
 {
     int64_t begin = clock_now();
-    int rc = e->pausefunc != nullptr ? client_control_limits(e, {1, VNTCLIENT_NONE}) : 0;
+    int rc = e->pause_func != nullptr ? client_control_limits(e, {1, VNTCLIENT_NONE}) : 0;
     bool ending = false;
     while (rc == 0) {
         if (!ending && client_wants_end(e)) {
@@ -135,7 +135,7 @@ static int attend(client_env *e, bool started)
         else
             clock_sleep(std::clamp(clock_elapsed(begin) / 16, 0.0001, 0.02));
     }
-    if (rc == 0 && e->pausefunc != nullptr) rc = client_control_limits(e, e->limits);
+    if (rc == 0 && e->pause_func != nullptr) rc = client_control_limits(e, e->limits);
     return rc;
 }
 
@@ -148,20 +148,20 @@ static int attended(client_env *e, bool started)
     return rc;
 }
 
-bool client_call_iswatched(const client_env *e, const void *request)
+bool client_call_is_watched(const client_env *e, const void *request)
 {
-    if (e->terminateflag == nullptr && e->terminatefunc == nullptr && e->pausefunc == nullptr)
+    if (e->terminate_flag == nullptr && e->terminate_func == nullptr && e->pause_func == nullptr)
         return false;
     if (e->started.running || e->attending) return false;
     const solver_call *call = solvercalls_find(message_id(request));
     return call != nullptr && call->runs_long;
 }
 
-int client_call_watch(client_env *e, void *request, uint32_t responseid, const void **response)
+int client_call_watch(client_env *e, void *request, uint32_t response_id, const void **response)
 {
     int rc = remote_start(e, request);
     if (rc != 0) return rc;
-    e->started.response = responseid;
+    e->started.response = response_id;
     rc = attended(e, false);
     if (e->state != CLIENT_OPEN) return rc;
     int answer = result_fetch(e, response);
@@ -266,7 +266,7 @@ VNT_ENTRY int vntclient_setlimits(VNTENVptr env, int64_t progress, double second
     int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
     e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
-    e->limitsset = clock_now();
+    e->limits_set = clock_now();
     if (!e->started.running) return client_control_limits(e, e->limits);
     int state;
     bool halted;
@@ -281,7 +281,7 @@ VNT_ENTRY int vntclient_continue(VNTENVptr env, int64_t progress, double seconds
     int rc = client_started_find(env, &e);
     if (rc != 0) return rc;
     e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
-    e->limitsset = clock_now();
+    e->limits_set = clock_now();
     return client_control_continue(e, e->limits);
 }
 

@@ -22,11 +22,11 @@ namespace vnt {
 
 // Whether the caller may want to end this call while it runs.  Then client_call_watch() runs it
 // asynchronously and checks the caller's flag and callbacks.
-bool client_call_iswatched(const client_env *e, const void *request);
-int client_call_watch(client_env *e, void *request, uint32_t responseid, const void **response);
+bool client_call_is_watched(const client_env *e, const void *request);
+int client_call_watch(client_env *e, void *request, uint32_t response_id, const void **response);
 
 // Starts the call that vntclient_start() has announced; see client_call().
-int client_call_start(client_env *e, void *request, uint32_t responseid, client_finish finish,
+int client_call_start(client_env *e, void *request, uint32_t response_id, client_finish finish,
                       const void *memory, size_t size);
 
 // Ends a started call without taking its result, because the environment is about to be closed. The

@@ -188,7 +188,7 @@ static int fetch_array(const message_array *a, uint32_t type, void *to, int64_t 
 {
     if (a->type == TYPE_NONE) return 0;
     if (a->type != type) return VNTERR_REMOTE;
-    size_t size = message_elementsize(type);
+    size_t size = message_element_size(type);
     char *end = static_cast<char *>(to);
     for (uint32_t i = 0; i < a->nchunks && space > 0; i++) {
         int64_t count = a->chunks[i].count < space ? a->chunks[i].count : space;

@@ -46,7 +46,7 @@ static int lose(client_env *e, int rc)
     int error = rc == MESSAGE_IO ? errno : 0;
     const char *why = error != 0         ? strerror(error)
                       : rc == MESSAGE_IO ? "the other end closed it"
-                                         : message_errortext(rc);
+                                         : message_error_text(rc);
     client_lose(e, why);
     if (rc != MESSAGE_IO || error == ETIMEDOUT || e->returning) return VNTERR_CONNECTION_LOST;
     const char *fate = client_worker_fate(e);
@@ -99,7 +99,7 @@ int client_refusal(const void *message)
                        nak->status);
 }
 
-int client_await(client_env *e, uint32_t responseid, const void **response)
+int client_await(client_env *e, uint32_t response_id, const void **response)
 {
     *response = nullptr;
     const void *message = nullptr;
@@ -108,43 +108,44 @@ int client_await(client_env *e, uint32_t responseid, const void **response)
         if (rc != 0) return rc;
     }
     if (message_id(message) == VNTMESSAGEID_NAK) return client_refusal(message);
-    if (responseid != 0 && message_id(message) != responseid)
+    if (response_id != 0 && message_id(message) != response_id)
         return client_lose(e, "the worker's answers are out of step");
     *response = message;
     return 0;
 }
 
-int client_roundtrip(client_env *e, const void *message, uint32_t responseid, const void **response)
+int client_roundtrip(client_env *e, const void *message, uint32_t response_id,
+                     const void **response)
 {
     int rc = client_send(e, message);
-    return rc == 0 ? client_await(e, responseid, response) : rc;
+    return rc == 0 ? client_await(e, response_id, response) : rc;
 }
 
-int client_ask(client_env *e, const void *question, uint32_t responseid, const void **response)
+int client_ask(client_env *e, const void *question, uint32_t response_id, const void **response)
 {
     if (!e->visiting || client_ready(e) != 0)
-        return client_roundtrip(e, question, responseid, response);
-    return client_visit(e, question, responseid, response);
+        return client_roundtrip(e, question, response_id, response);
+    return client_visit(e, question, response_id, response);
 }
 
-int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response)
+int client_exchange(client_env *e, void *request, uint32_t response_id, const void **response)
 {
     if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
-    if (e->groupcall) return client_group_exchange(e, request, responseid, response);
-    if (client_call_iswatched(e, request))
-        return client_call_watch(e, request, responseid, response);
+    if (e->groupcall) return client_group_exchange(e, request, response_id, response);
+    if (client_call_is_watched(e, request))
+        return client_call_watch(e, request, response_id, response);
     const solver_call *call = solvercalls_find(message_id(request));
     bool asks = call != nullptr && solvercall_asks(call);
-    return (asks ? client_ask : client_roundtrip)(e, request, responseid, response);
+    return (asks ? client_ask : client_roundtrip)(e, request, response_id, response);
 }
 
-int client_call(client_env *e, void *request, uint32_t responseid, client_finish finish,
+int client_call(client_env *e, void *request, uint32_t response_id, client_finish finish,
                 void *memory, size_t size, int *result)
 {
     *result = 0;
-    if (e->armed) return client_call_start(e, request, responseid, finish, memory, size);
+    if (e->armed) return client_call_start(e, request, response_id, finish, memory, size);
     const void *response;
-    int rc = client_exchange(e, request, responseid, &response);
+    int rc = client_exchange(e, request, response_id, &response);
     if (rc == 0) *result = finish(e, response, memory);
     return rc;
 }

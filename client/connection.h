@@ -21,9 +21,9 @@
 
 namespace vnt {
 
-// Sends the request of a solver call and waits for its answer, of id `responseid`.  The request's
+// Sends the request of a solver call and waits for its answer, of id `response_id`.  The request's
 // flags are the exchange's to set.  A refusal (NAK) gives its status and no response.
-int client_exchange(client_env *e, void *request, uint32_t responseid, const void **response);
+int client_exchange(client_env *e, void *request, uint32_t response_id, const void **response);
 
 // Cancels vntclient_start() and vntclient_group_call() for the next call, because it failed before
 // it was sent.
@@ -33,7 +33,7 @@ void client_disarm(client_env *e);
 // stores in `result`.  After vntclient_start() it returns as soon as the worker has taken the call
 // up, with a result of 0; finish then runs when the call is joined, on a copy of the `size` bytes
 // at `memory`.
-int client_call(client_env *e, void *request, uint32_t responseid, client_finish finish,
+int client_call(client_env *e, void *request, uint32_t response_id, client_finish finish,
                 void *memory, size_t size, int *result);
 
 // Asks the worker for a size or another value of the environment.  `lp` and `net` are the
@@ -45,15 +45,15 @@ int client_probinfo(client_env *e, uint64_t lp, uint64_t net, int32_t selector, 
 // Returns 0 if an exchange is possible now, else the reason's status.
 int client_ready(const client_env *e);
 
-// Sends the message as it stands, then waits for one of id `responseid`, of any id when that is 0.
-int client_roundtrip(client_env *e, const void *message, uint32_t responseid,
+// Sends the message as it stands, then waits for one of id `response_id`, of any id when that is 0.
+int client_roundtrip(client_env *e, const void *message, uint32_t response_id,
                      const void **response);
 int client_send(client_env *e, const void *message);
 
 // The same for a request that changes nothing in the worker, so that it may be repeated.
-int client_ask(client_env *e, const void *question, uint32_t responseid, const void **response);
+int client_ask(client_env *e, const void *question, uint32_t response_id, const void **response);
 
-int client_await(client_env *e, uint32_t responseid, const void **response);
+int client_await(client_env *e, uint32_t response_id, const void **response);
 
 // Receives one message.  It becomes null for a channel text, info, or the answer to a posted
 // control request, which have been dealt with.

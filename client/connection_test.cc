@@ -177,9 +177,9 @@ TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
     VNTCHANNELptr log, results;
     EXPECT_EQ(VNTLgetchannels(env, &results, nullptr, nullptr, &log), 0);
     EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), 0u) << "switched on when first needed";
-    std::string tologs;
+    std::string logged;
     auto collect = [](void *data, const char *text) { *static_cast<std::string *>(data) += text; };
-    EXPECT_EQ(VNTLaddfuncdest(env, log, &tologs, collect), 0);
+    EXPECT_EQ(VNTLaddfuncdest(env, log, &logged, collect), 0);
     vntclient_setchannelhandler(
         env,
         [](VNTENVptr e, int number, const char *text, void *data) {
@@ -200,7 +200,7 @@ TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
         nullptr);
     EXPECT_EQ(VNTLlpopt(env, lp), 0);
     EXPECT_EQ(heard, "3one\n<42:8>0two\n2");
-    EXPECT_EQ(tologs, "one\n");
+    EXPECT_EQ(logged, "one\n");
     EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), 1u);
 }
 

@@ -8,7 +8,7 @@ namespace vnt {
 
 // Most control requests begin with flags and environment and are answered by a status.
 template <class Request, class Response> static int control(client_env *e, uint32_t id,
-                                                            uint32_t responseid, Request &request,
+                                                            uint32_t response_id, Request &request,
                                                             const Response **response)
 {
     char env16[16];
@@ -19,7 +19,7 @@ template <class Request, class Response> static int control(client_env *e, uint3
     }
     const void *message;
     const bool asks = id == VNTMESSAGEID_ASYNCTEST_REQ;
-    int rc = (asks ? client_ask : client_roundtrip)(e, &request, responseid, &message);
+    int rc = (asks ? client_ask : client_roundtrip)(e, &request, response_id, &message);
     if (rc != 0) return rc;
     *response = static_cast<const Response *>(message);
     return (*response)->status;
@@ -96,7 +96,7 @@ int client_control_post_kill(client_env *e)
     return post<vntmsg_ASYNCKILL_REQ>(e, VNTMESSAGEID_ASYNCKILL_REQ);
 }
 
-int client_control_getresult(client_env *e)
+int client_control_get_result(client_env *e)
 {
     e->started.running = false;
     vntmsg_GETRES request = {};

@@ -28,7 +28,7 @@ int client_control_post_test(client_env *e);
 int client_control_post_kill(client_env *e);
 
 // Asks for the answer of a call that has ended, which is no longer a started one then.
-int client_control_getresult(client_env *e);
+int client_control_get_result(client_env *e);
 
 int client_control_inject(client_env *e, double objval);
 

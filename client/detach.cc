@@ -16,25 +16,25 @@
 namespace vnt {
 
 // The environments that this process has left.  The lock guards the list only.
-static pthread_mutex_t awaylock = PTHREAD_MUTEX_INITIALIZER;
+static pthread_mutex_t away_lock = PTHREAD_MUTEX_INITIALIZER;
 static client_env *away;
 
 static void remember(client_env *e)
 {
-    mutex_holder hold(&awaylock);
-    e->nextaway = away;
+    mutex_holder hold(&away_lock);
+    e->next_away = away;
     away = e;
 }
 
 // Takes the environment out of the list that fits; null when none does.
 template <class Fits> static client_env *take(Fits fits)
 {
-    mutex_holder hold(&awaylock);
-    for (client_env **at = &away; *at != nullptr; at = &(*at)->nextaway) {
+    mutex_holder hold(&away_lock);
+    for (client_env **at = &away; *at != nullptr; at = &(*at)->next_away) {
         client_env *e = *at;
         if (!fits(e)) continue;
-        *at = e->nextaway;
-        e->nextaway = nullptr;
+        *at = e->next_away;
+        e->next_away = nullptr;
         return e;
     }
     return nullptr;
@@ -48,7 +48,8 @@ void client_away_forget(client_env *e)
 static client_env *away_take(const tcpip_reconnectinfo *info)
 {
     return take([info](const client_env *e) {
-        return e->info.workerid == info->workerid && e->info.addresslen == info->addresslen &&
+        return e->info.worker_id == info->worker_id &&
+               e->info.address_length == info->address_length &&
                memcmp(e->info.address, info->address, sizeof info->address) == 0;
     });
 }
@@ -148,9 +149,10 @@ VNT_ENTRY int vntclient_disconnect(VNTENVptr env, void *info)
 }
 
 // Checks information from outside: it must have an id, and the address must fit.
-static bool isplace(const tcpip_reconnectinfo *info)
+static bool is_place(const tcpip_reconnectinfo *info)
 {
-    return info->workerid != 0 && info->addresslen > 0 && info->addresslen <= sizeof info->address;
+    return info->worker_id != 0 && info->address_length > 0 &&
+           info->address_length <= sizeof info->address;
 }
 
 static constexpr double CONNECTED = -1; // in the place of a patience
@@ -160,7 +162,7 @@ static constexpr double CONNECTED = -1; // in the place of a patience
 template <class Prepare> static int take_up(const tcpip_reconnectinfo &info, VNTENVptr *env,
                                             double patience, Prepare prepare)
 {
-    if (!isplace(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
+    if (!is_place(&info)) return client_fail(VNTERR_BAD_ARGUMENT, "these bytes lead nowhere");
     client_env *e = away_take(&info);
     bool known = e != nullptr;
     if (!known) {
@@ -225,7 +227,7 @@ static void pack(const client_env *e, client_object *objects, size_t count, char
     head.length = static_cast<uint32_t>(sizeof head + count * sizeof(packed_object));
     head.running = e->armed || e->started.running;
     head.info = e->info;
-    if (e->io != nullptr) tcpip_fillinfo(e->io, &head.info);
+    if (e->io != nullptr) tcpip_fill_info(e->io, &head.info);
     head.env = e->remote;
     head.count = static_cast<uint32_t>(count);
     memcpy(to, &head, sizeof head);
@@ -259,7 +261,7 @@ VNT_ENTRY int vntclient_pack(VNTENVptr env, void *record, int64_t space, int64_t
     return 0;
 }
 
-static bool readhead(const char *record, int64_t length, packed_head *head)
+static bool head_read(const char *record, int64_t length, packed_head *head)
 {
     if (length < static_cast<int64_t>(sizeof *head)) return false;
     memcpy(head, record, sizeof *head);
@@ -288,7 +290,7 @@ static int attach(const void *record, int64_t length, VNTENVptr *env, double pat
         return client_fail(VNTERR_NULL_POINTER, "an argument is missing");
     auto *bytes = static_cast<const char *>(record);
     packed_head head;
-    if (!readhead(bytes, length, &head))
+    if (!head_read(bytes, length, &head))
         return client_fail(VNTERR_FILE_FORMAT, "this is no record of an environment");
     return take_up(head.info, env, patience, [&](client_env *e) { return unpack(e, head, bytes); });
 }

@@ -44,7 +44,7 @@ struct detached : opened {
     }
 };
 
-template <class Value> Value valueat(const std::string &record, size_t offset)
+template <class Value> Value value_at(const std::string &record, size_t offset)
 {
     Value value;
     memcpy(&value, record.data() + offset, sizeof value);
@@ -61,15 +61,15 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
     std::string record = packed();
     ASSERT_EQ(record.size(), 192u + 2 * 16);
     EXPECT_EQ(record.substr(0, 4), "VNTR");
-    EXPECT_EQ(valueat<uint32_t>(record, 4), 1u);
-    EXPECT_EQ(valueat<uint32_t>(record, 8), record.size());
-    EXPECT_EQ(valueat<uint32_t>(record, 12), 0u);
-    EXPECT_EQ(valueat<int64_t>(record, 16 + 4), 4711);
-    EXPECT_EQ(valueat<uint64_t>(record, 176), worker_double::env);
-    EXPECT_EQ(valueat<uint32_t>(record, 184), 2u);
-    EXPECT_EQ(valueat<uint32_t>(record, 192), 1u);
-    EXPECT_EQ(valueat<uint64_t>(record, 200), 0x9901u);
-    EXPECT_EQ(valueat<uint64_t>(record, 216), 0x9902u);
+    EXPECT_EQ(value_at<uint32_t>(record, 4), 1u);
+    EXPECT_EQ(value_at<uint32_t>(record, 8), record.size());
+    EXPECT_EQ(value_at<uint32_t>(record, 12), 0u);
+    EXPECT_EQ(value_at<int64_t>(record, 16 + 4), 4711);
+    EXPECT_EQ(value_at<uint64_t>(record, 176), worker_double::env);
+    EXPECT_EQ(value_at<uint32_t>(record, 184), 2u);
+    EXPECT_EQ(value_at<uint32_t>(record, 192), 1u);
+    EXPECT_EQ(value_at<uint64_t>(record, 200), 0x9901u);
+    EXPECT_EQ(value_at<uint64_t>(record, 216), 0x9902u);
 
     char info[VNTCLIENT_INFO_LENGTH];
     EXPECT_EQ(vntclient_disconnect(env, info), 0);

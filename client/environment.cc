@@ -12,18 +12,18 @@
 
 namespace vnt {
 
-static thread_local char errortext[512];
+static thread_local char error_text[512];
 
 VNT_ENTRY const char *vntclient_errortext(void)
 {
-    return errortext;
+    return error_text;
 }
 
 int client_fail(int status, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(errortext, sizeof errortext, format, arguments);
+    vsnprintf(error_text, sizeof error_text, format, arguments);
     va_end(arguments);
     return status;
 }

@@ -64,7 +64,7 @@ struct client_env {
     client_state state;
     bool receiving;           // inside a callback for a message: no exchange is possible
     tcpip_reconnectinfo info; // where the worker is, unless the state is CLIENT_OPEN
-    client_env *nextaway;     // in the list of environments that are away
+    client_env *next_away;    // in the list of environments that are away
 
     int32_t readtimeout; // milliseconds, negative for none
     int32_t writetimeout;
@@ -72,13 +72,13 @@ struct client_env {
     client_handlers handlers;
     client_destination *destinations; // of VNTLaddfuncdest, oldest first
     VNTCHANNELptr channels[4];        // null until asked for
-    bool channelsenabled;             // the worker sends channel texts
+    bool channels_enabled;            // the worker sends channel texts
 
-    volatile int *terminateflag;
-    int (*terminatefunc)(VNTENVptr env, void *data);
-    void *terminatedata;
-    int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
-    void *pausedata;
+    volatile int *terminate_flag;
+    int (*terminate_func)(VNTENVptr env, void *data);
+    void *terminate_data;
+    int (*pause_func)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
+    void *pause_data;
 
     int owed;   // answers to posted control requests that have not come yet
     bool armed; // the next call is only started
@@ -88,7 +88,7 @@ struct client_env {
     bool visiting;          // the worker is left between two exchanges; see visit.h
     double patience;        // seconds for which a visit is tried
     client_limits limits;   // what the caller wants
-    int64_t limitsset;      // when the limits, or the call, began to count
+    int64_t limits_set;     // when the limits, or the call, began to count
     vntclient_group *group; // null outside of groups
     bool groupcall;         // leads its group, whose next call goes to all members
 };

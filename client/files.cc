@@ -96,7 +96,7 @@ static int write_contents(int fd, const message_array *contents)
 {
     for (uint32_t i = 0; i < contents->nchunks; i++) {
         const message_chunk &chunk = contents->chunks[i];
-        if (io_writeall(fd, chunk.data, chunk.count, -1, CLOCK_NEVER) != 0) return VNTERR_FILE_IO;
+        if (io_write_all(fd, chunk.data, chunk.count, -1, CLOCK_NEVER) != 0) return VNTERR_FILE_IO;
     }
     return 0;
 }

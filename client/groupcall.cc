@@ -128,22 +128,22 @@ static void lose_unanswered(vntclient_group *g)
     });
 }
 
-int client_group_exchange(client_env *e, void *record, uint32_t responseid, const void **response)
+int client_group_exchange(client_env *e, void *record, uint32_t response_id, const void **response)
 {
     vntclient_group *g = e->group;
     e->groupcall = false;
-    group_request request = {record, responseid, 0, {}};
+    group_request request = {record, response_id, 0, {}};
     group_object *object;
     int rc = client_ready(e);
-    if (rc == 0) rc = group_object_prepare(g, responseid, &object);
+    if (rc == 0) rc = group_object_prepare(g, response_id, &object);
     if (rc != 0) return rc;
     handles_find(g, &request);
     members_ask(g, request);
-    bool watched = group_run_iswatched(g, record);
+    bool watched = group_run_is_watched(g, record);
     if (watched) client_flags(record) |= FLAG_ASYNCHRONOUS;
     send(g, &request);
-    group_answers_receive(g, watched ? VNTMESSAGEID_ACK : responseid);
-    if (watched) group_run_attend(g, e, responseid);
+    group_answers_receive(g, watched ? VNTMESSAGEID_ACK : response_id);
+    if (watched) group_run_attend(g, e, response_id);
     group_object_keep(g, object);
     group_object_forget(g, request);
     lose_unanswered(g);

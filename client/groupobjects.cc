@@ -27,10 +27,10 @@ uint64_t group_value_of(const vntclient_group *g, const group_handle &h, size_t 
     return member == 0 ? h.leaders : 0;
 }
 
-int group_object_prepare(const vntclient_group *g, uint32_t responseid, group_object **object)
+int group_object_prepare(const vntclient_group *g, uint32_t response_id, group_object **object)
 {
     *object = nullptr;
-    const message_layout *layout = catalogue_find(responseid);
+    const message_layout *layout = catalogue_find(response_id);
     client_kind kind = CLIENT_NONE;
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++)
         kind = std::max(kind, group_kind_created(*f));

@@ -86,7 +86,7 @@ struct group_handle {
 // The leader's request.
 struct group_request {
     void *record;
-    uint32_t responseid;
+    uint32_t response_id;
     int nhandles;
     group_handle handles[4]; // an environment, a problem and a network at most
 };
@@ -106,7 +106,7 @@ const group_object *group_object_find(const vntclient_group *g, client_kind kind
 
 // Allocates the record of the object that the call creates, if it does.  That is done before the
 // call: afterwards a failure would lose the object.
-int group_object_prepare(const vntclient_group *g, uint32_t responseid, group_object **object);
+int group_object_prepare(const vntclient_group *g, uint32_t response_id, group_object **object);
 
 // Makes handles for the created object in the members; the leader's is made when the call ends.
 void group_object_keep(vntclient_group *g, group_object *object);
@@ -116,7 +116,7 @@ void group_object_forget(vntclient_group *g, const group_request &r);
 void group_object_drop(vntclient_group *g, const group_object *object);
 
 // Collects an answer from every member that is awaited.
-void group_answers_receive(vntclient_group *g, uint32_t responseid);
+void group_answers_receive(vntclient_group *g, uint32_t response_id);
 
 // Asks the members with running calls for their states and takes the answers that come within so
 // many seconds.  The answer of a slower member is taken the next time.
@@ -126,10 +126,10 @@ void group_states_ask(vntclient_group *g, double seconds);
 bool group_member_runs(const group_member &m);
 
 // Whether any member may want to end its call, so that it has to run in the background.
-bool group_run_iswatched(vntclient_group *g, const void *request);
+bool group_run_is_watched(vntclient_group *g, const void *request);
 
 // Attends to a call that all members were asked to run, until it has ended everywhere, and collects
 // the answers.
-void group_run_attend(vntclient_group *g, client_env *leader, uint32_t responseid);
+void group_run_attend(vntclient_group *g, client_env *leader, uint32_t response_id);
 
 } // namespace vnt

@@ -20,26 +20,26 @@ static double pace(int64_t begin)
     return std::clamp(clock_elapsed(begin) / 16, 0.0005, 0.02);
 }
 
-bool group_run_iswatched(vntclient_group *g, const void *request)
+bool group_run_is_watched(vntclient_group *g, const void *request)
 {
     return any_member(g, [request](const group_member &m) {
-        return m.asked && client_call_iswatched(m.env, request);
+        return m.asked && client_call_is_watched(m.env, request);
     });
 }
 
 // The members that have taken up the call run it from now on.
-static void run_begin(vntclient_group *g, uint32_t responseid)
+static void run_begin(vntclient_group *g, uint32_t response_id)
 {
     g->attending = true;
-    each_member(g, [responseid](group_member &m, size_t) {
+    each_member(g, [response_id](group_member &m, size_t) {
         if (m.response == nullptr) return;
         m.env->started = {};
         m.env->started.running = true;
         m.env->started.state = VNTCLIENT_RUNNING;
-        m.env->started.response = responseid;
-        m.env->limitsset = clock_now();
+        m.env->started.response = response_id;
+        m.env->limits_set = clock_now();
         m.env->attending = true;
-        if (m.env->pausefunc != nullptr) client_control_limits(m.env, {1, VNTCLIENT_NONE});
+        if (m.env->pause_func != nullptr) client_control_limits(m.env, {1, VNTCLIENT_NONE});
     });
 }
 
@@ -64,17 +64,17 @@ static void run_end(vntclient_group *g)
     each_member(g, [](group_member &m, size_t) {
         m.awaited = m.env->attending && m.env->started.running;
         if (!m.awaited) return;
-        if (m.env->pausefunc != nullptr) client_control_limits(m.env, m.env->limits);
-        if (m.env != nullptr) client_control_getresult(m.env); // else lost just now
+        if (m.env->pause_func != nullptr) client_control_limits(m.env, m.env->limits);
+        if (m.env != nullptr) client_control_get_result(m.env); // else lost just now
     });
     each_member(g, [](group_member &m, size_t) { m.env->attending = false; });
     g->attending = false;
 }
 
-void group_run_attend(vntclient_group *g, client_env *leader, uint32_t responseid)
+void group_run_attend(vntclient_group *g, client_env *leader, uint32_t response_id)
 {
     int64_t begin = clock_now();
-    run_begin(g, responseid);
+    run_begin(g, response_id);
     each_member(g, [](group_member &m, size_t) {
         m.status = m.response != nullptr ? VNTERR_CONNECTION_LOST : m.status;
         m.response = nullptr;
@@ -87,7 +87,7 @@ void group_run_attend(vntclient_group *g, client_env *leader, uint32_t responsei
         clock_sleep(seconds - clock_elapsed(round));
     }
     run_end(g);
-    group_answers_receive(g, responseid);
+    group_answers_receive(g, response_id);
 }
 
 // The member whose call has ended, or was lost since it was marked as asked; -1 for none.

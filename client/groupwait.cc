@@ -79,14 +79,14 @@ static int status_of(const void *response)
     return status;
 }
 
-static void answer_take(group_member *m, const void *message, uint32_t responseid)
+static void answer_take(group_member *m, const void *message, uint32_t response_id)
 {
     m->awaited = false;
     if (message_id(message) == VNTMESSAGEID_NAK) {
         m->status = client_refusal(message);
         return;
     }
-    if (message_id(message) != responseid) return; // lose_unanswered() drops the member
+    if (message_id(message) != response_id) return; // lose_unanswered() drops the member
     m->response = message;
     m->status = status_of(message);
     each_field(message, [&](const message_field &f) {
@@ -95,13 +95,13 @@ static void answer_take(group_member *m, const void *message, uint32_t responsei
     });
 }
 
-void group_answers_receive(vntclient_group *g, uint32_t responseid)
+void group_answers_receive(vntclient_group *g, uint32_t response_id)
 {
     each_member(g, [](group_member &m, size_t) { m.heard = clock_now(); });
     while (any_member(g, is_awaited)) {
         await_input(g, -1);
-        receive_ready(g, [responseid](group_member &m, const void *message) {
-            answer_take(&m, message, responseid);
+        receive_ready(g, [response_id](group_member &m, const void *message) {
+            answer_take(&m, message, response_id);
         });
     }
 }

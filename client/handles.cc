@@ -18,7 +18,7 @@ static constexpr uint64_t PLACES = uint64_t(1) << PLACEBITS;
 struct slot {
     client_object object; // kind CLIENT_NONE: free
     uint64_t uses;
-    uint64_t nextfree;
+    uint64_t next_free;
 };
 
 // Places count from 1; 0 ends the list of free slots.
@@ -26,8 +26,8 @@ static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static slot *slots;
 static uint64_t capacity;
 static uint64_t used = 1;
-static uint64_t firstfree;
-static uint64_t lastserial;
+static uint64_t first_free;
+static uint64_t last_serial;
 
 static void *make(uint64_t place)
 {
@@ -58,9 +58,9 @@ static bool grow()
 // A slot whose count of uses is exhausted is not used again: its oldest handles would become valid.
 static uint64_t take()
 {
-    if (firstfree != 0) {
-        uint64_t place = firstfree;
-        firstfree = slots[place].nextfree;
+    if (first_free != 0) {
+        uint64_t place = first_free;
+        first_free = slots[place].next_free;
         return place;
     }
     if (!grow()) return 0;
@@ -74,7 +74,7 @@ void *client_handle_add(client_kind kind, client_env *env, uint64_t remote)
     uint64_t place = take();
     if (place == 0) return nullptr;
     void *handle = make(place);
-    slots[place].object = {kind, env, remote, ++lastserial, handle};
+    slots[place].object = {kind, env, remote, ++last_serial, handle};
     return handle;
 }
 
@@ -92,8 +92,8 @@ static void release(slot *s)
     s->object = {};
     s->uses++;
     if (s->uses >> USEBITS != 0) return;
-    s->nextfree = firstfree;
-    firstfree = static_cast<uint64_t>(s - slots);
+    s->next_free = first_free;
+    first_free = static_cast<uint64_t>(s - slots);
 }
 
 void client_handle_forget(const void *handle)

@@ -54,10 +54,10 @@ bool client_dispatch(client_env *e, const void *message)
 
 int client_channels_enable(client_env *e)
 {
-    if (e->channelsenabled) return 0;
+    if (e->channels_enabled) return 0;
     int64_t answer;
     int rc = client_probinfo(e, 0, 0, PROBINFO_CHANNELS, CHANNELS_ON, &answer);
-    e->channelsenabled = rc == 0 && answer == CHANNELS_ON;
+    e->channels_enabled = rc == 0 && answer == CHANNELS_ON;
     return rc;
 }
 
@@ -170,7 +170,7 @@ VNT_ENTRY int vntclient_userfunction(VNTENVptr env, int id, const void *input, i
     request.id = id;
     request.maxout = space;
     rc = message_set_bytearray(&request.input, inputlen, input);
-    if (rc != 0) return client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+    if (rc != 0) return client_fail(msg2vnt(rc), "%s", message_error_text(rc));
     userfunction_output to = {output, space, outputlen_p};
     int result;
     rc = client_call(e, &request, VNTMESSAGEID_USERFUNCTION_RES, finish_userfunction, &to,

@@ -51,7 +51,7 @@ int client_connect_fail(int rc, const char *place)
     default:
         if (rc > 0)
             return client_fail(VNTERR_REMOTE, "the server at %s refused with status %d", place, rc);
-        return client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+        return client_fail(msg2vnt(rc), "%s", message_error_text(rc));
     }
 }
 
@@ -146,7 +146,7 @@ int client_timeouts_apply(client_env *e)
 {
     int rc = e->io->ops.ctrlint(e->io, CTRL_SET_READTIMEOUT, &e->readtimeout);
     if (rc == 0) rc = e->io->ops.ctrlint(e->io, CTRL_SET_WRITETIMEOUT, &e->writetimeout);
-    return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_errortext(rc));
+    return rc == 0 ? 0 : client_fail(msg2vnt(rc), "%s", message_error_text(rc));
 }
 
 VNT_ENTRY int vntclient_settimeouts(VNTENVptr env, int read_ms, int write_ms)
@@ -192,7 +192,7 @@ VNT_ENTRY int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 {
     client_env *e;
     int rc = client_env_find_open(env, &e);
-    if (rc == 0) e->terminateflag = terminate_p;
+    if (rc == 0) e->terminate_flag = terminate_p;
     return rc;
 }
 
@@ -202,8 +202,8 @@ VNT_ENTRY int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, voi
     client_env *e;
     int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
-    e->terminatefunc = func;
-    e->terminatedata = data;
+    e->terminate_func = func;
+    e->terminate_data = data;
     return 0;
 }
 
@@ -215,8 +215,8 @@ VNT_ENTRY int VNTEsetpausecallbackfunc(VNTENVptr env,
     client_env *e;
     int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
-    e->pausefunc = func;
-    e->pausedata = data;
+    e->pause_func = func;
+    e->pause_data = data;
     return 0;
 }
 

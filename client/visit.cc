@@ -82,18 +82,18 @@ static int speak(client_env *e, const void *first, const void *second)
 }
 
 // The answer is good until the next exchange, so the connection stays until then.
-static int visit(client_env *e, const void *question, uint32_t responseid, const void **response)
+static int visit(client_env *e, const void *question, uint32_t response_id, const void **response)
 {
     return come(e, [&] {
         int rc = speak(e, question, nullptr);
-        return rc == 0 ? client_await(e, responseid, response) : rc;
+        return rc == 0 ? client_await(e, response_id, response) : rc;
     });
 }
 
-int client_visit(client_env *e, const void *question, uint32_t responseid, const void **response)
+int client_visit(client_env *e, const void *question, uint32_t response_id, const void **response)
 {
     step_out(e);
-    int rc = persist(e, e->patience, [&] { return visit(e, question, responseid, response); });
+    int rc = persist(e, e->patience, [&] { return visit(e, question, response_id, response); });
     e->visiting = e->state == CLIENT_OPEN;
     return rc;
 }

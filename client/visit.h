@@ -25,7 +25,7 @@ int client_visits_begin(client_env *e, double patience);
 int client_part(client_env *e, double patience);
 
 // Asks in a visit.  The environment is lost when the worker cannot be reached within its patience.
-int client_visit(client_env *e, const void *question, uint32_t responseid, const void **response);
+int client_visit(client_env *e, const void *question, uint32_t response_id, const void **response);
 
 // Asks for the answer of the call that has ended.  It is null where there is no call any more: the
 // answer has been sent before, and did not arrive or went to another process.

@@ -85,7 +85,7 @@ inline std::string image(const message_array &a)
         const message_chunk &c = a.chunks[i];
         all += image(c.count);
         if (a.type != TYPE_STRING)
-            all.append(static_cast<char *>(c.data), c.count * message_elementsize(a.type));
+            all.append(static_cast<char *>(c.data), c.count * message_element_size(a.type));
         for (uint32_t k = 0; a.type == TYPE_STRING && k < c.count; k++)
             all += image(static_cast<message_string *>(c.data)[k]);
     }

@@ -39,7 +39,7 @@ inline std::string hex(const std::string &raw)
 }
 
 // A worker's id as it travels before the first message: in the order of the machine.
-inline std::string rawid(int64_t id)
+inline std::string raw_id(int64_t id)
 {
     return std::string(reinterpret_cast<char *>(&id), sizeof id);
 }

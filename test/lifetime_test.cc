@@ -66,7 +66,7 @@ static int64_t live(std::list<raw_client> &clients, const server &s, const char 
     for (clients.emplace_back(stoi(s.port())); *steps != 0; steps++) {
         raw_client &c = clients.back();
         switch (*steps) {
-        case 'w': EXPECT_EQ(c.newworker(), 0); break;
+        case 'w': EXPECT_EQ(c.new_worker(), 0); break;
         case 'o': c.say(wire(VNTMESSAGEID_OPENVANTO_REQ) + wire(0)); break;
         case 'h': c.say(wire(VNTMESSAGEID_OPENVANTO_REQ).substr(0, 2)); break;
         case 'd': c.say(wire(VNTMESSAGEID_DISCONNECT_REQ)); break;

@@ -46,7 +46,7 @@ inline void generate(message_array &a, uint32_t seed)
     if (type == TYPE_NONE || type > TYPE_LAST) return;
     char *data = type == TYPE_STRING ? reinterpret_cast<char *>(texts) : numbers;
     chunks[type][0] = {2, data};
-    chunks[type][1] = {1, data + 2 * message_elementsize(type)};
+    chunks[type][1] = {1, data + 2 * message_element_size(type)};
     a = {3, type, 2, chunks[type], {}};
 }
 inline void generate(message_file &f, uint32_t seed)

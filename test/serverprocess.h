@@ -97,8 +97,8 @@ class raw_client {
         memcpy(&id, eight.data(), eight.size());
         return status;
     }
-    int newworker() { return say(bytes("00 00 00 01")).status(); }
-    int reconnect(int64_t worker) { return say(bytes("00 00 00 02") + rawid(worker)).status(); }
+    int new_worker() { return say(bytes("00 00 00 01")).status(); }
+    int reconnect(int64_t worker) { return say(bytes("00 00 00 02") + raw_id(worker)).status(); }
 
     int fd;
     bool connected;

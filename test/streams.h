@@ -50,9 +50,9 @@ struct stream_end {
         return n;
     }
     std::string take(size_t n) { return take_from(peer, n); }
-    std::string takehex(size_t n) { return hex(take(n)); }
+    std::string take_hex(size_t n) { return hex(take(n)); }
     void give(const std::string &raw) { EXPECT_TRUE(give_to(peer, raw)); }
-    void givehex(const std::string &text) { give(bytes(text)); }
+    void give_hex(const std::string &text) { give(bytes(text)); }
     // The peer's end: it says no more, or is gone.
     void finish() { shutdown(peer, SHUT_WR); }
     void hangup()

@@ -16,8 +16,8 @@ template <class element>
     }
 }
 
-[[gnu::always_inline]] static inline void swapall(void *to, const void *from, size_t count,
-                                                  size_t width)
+[[gnu::always_inline]] static inline void swap_all(void *to, const void *from, size_t count,
+                                                   size_t width)
 {
     switch (width) {
     case 1:
@@ -30,18 +30,18 @@ template <class element>
 }
 
 // The same loops, compiled for newer processors.
-[[gnu::target("avx2")]] static void swapall_avx2(void *to, const void *from, size_t count,
-                                                 size_t width)
+[[gnu::target("avx2")]] static void swap_all_avx2(void *to, const void *from, size_t count,
+                                                  size_t width)
 {
-    swapall(to, from, count, width);
+    swap_all(to, from, count, width);
 }
 
 void byteorder_swap(void *to, const void *from, size_t count, size_t width)
 {
     if (__builtin_cpu_supports("avx2"))
-        swapall_avx2(to, from, count, width);
+        swap_all_avx2(to, from, count, width);
     else
-        swapall(to, from, count, width);
+        swap_all(to, from, count, width);
 }
 
 } // namespace vnt

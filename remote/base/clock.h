@@ -45,7 +45,7 @@ inline int64_t clock_after(int64_t nanoseconds)
 }
 
 // The time so many milliseconds from now; CLOCK_NEVER for a negative number.
-inline int64_t clock_afterms(int64_t milliseconds)
+inline int64_t clock_after_ms(int64_t milliseconds)
 {
     int64_t span;
     if (milliseconds < 0 || __builtin_mul_overflow(milliseconds, CLOCK_MILLISECOND, &span))
@@ -61,7 +61,7 @@ inline int64_t clock_left(int64_t deadline)
 
 // The same in milliseconds for poll(), rounded up, -1 for CLOCK_NEVER.  A distant deadline is cut
 // to INT_MAX, so call again when poll() times out.
-inline int clock_leftms(int64_t deadline)
+inline int clock_left_ms(int64_t deadline)
 {
     if (deadline == CLOCK_NEVER) return -1;
     int64_t left = clock_left(deadline);

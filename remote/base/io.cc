@@ -17,11 +17,11 @@ static void wait_for_memory()
     nanosleep(&pause, nullptr);
 }
 
-int io_wait(int fd, short events, int stopfd, int64_t deadline)
+int io_wait(int fd, short events, int stop_fd, int64_t deadline)
 {
-    pollfd fds[2] = {{fd, events, 0}, {stopfd, POLLIN, 0}}; // poll() passes over -1
+    pollfd fds[2] = {{fd, events, 0}, {stop_fd, POLLIN, 0}}; // poll() passes over -1
     for (int shortages = 0;;) {
-        int ready = poll(fds, 2, clock_leftms(deadline));
+        int ready = poll(fds, 2, clock_left_ms(deadline));
         // The system can be short of memory for a moment, which must not cost a connection.
         if (ready < 0 && errno == ENOMEM && shortages++ < SHORTAGE_PATIENCE) {
             wait_for_memory();
@@ -53,23 +53,23 @@ static ssize_t read_some(int fd, void *bytes, size_t n)
     return done;
 }
 
-bool io_shortage_wait(int stopfd, int64_t deadline)
+bool io_shortage_wait(int stop_fd, int64_t deadline)
 {
-    return io_wait(-1, 0, stopfd, std::min(clock_afterms(SHORTAGE_WAIT), deadline)) == 0 &&
+    return io_wait(-1, 0, stop_fd, std::min(clock_after_ms(SHORTAGE_WAIT), deadline)) == 0 &&
            clock_left(deadline) > 0;
 }
 
 // After a call that moved nothing: returns whether to call again.
-static bool retry(ssize_t done, int fd, short events, int stopfd, int64_t deadline)
+static bool retry(ssize_t done, int fd, short events, int stop_fd, int64_t deadline)
 {
     if (done == 0) return false;
     if (errno == EINTR) return true;
-    if (errno == ENOMEM || errno == ENOBUFS) return io_shortage_wait(stopfd, deadline);
+    if (errno == ENOMEM || errno == ENOBUFS) return io_shortage_wait(stop_fd, deadline);
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
-    return io_wait(fd, events, stopfd, deadline) > 0;
+    return io_wait(fd, events, stop_fd, deadline) > 0;
 }
 
-int io_writeall(int fd, const void *bytes, size_t n, int stopfd, int64_t deadline)
+int io_write_all(int fd, const void *bytes, size_t n, int stop_fd, int64_t deadline)
 {
     auto next = static_cast<const char *>(bytes);
     while (n > 0) {
@@ -77,14 +77,14 @@ int io_writeall(int fd, const void *bytes, size_t n, int stopfd, int64_t deadlin
         if (done > 0) {
             next += done;
             n -= static_cast<size_t>(done);
-        } else if (!retry(done, fd, POLLOUT, stopfd, deadline)) {
+        } else if (!retry(done, fd, POLLOUT, stop_fd, deadline)) {
             return -1;
         }
     }
     return 0;
 }
 
-int io_readall(int fd, void *bytes, size_t n, int stopfd, int64_t deadline)
+int io_read_all(int fd, void *bytes, size_t n, int stop_fd, int64_t deadline)
 {
     auto next = static_cast<char *>(bytes);
     while (n > 0) {
@@ -92,7 +92,7 @@ int io_readall(int fd, void *bytes, size_t n, int stopfd, int64_t deadline)
         if (done > 0) {
             next += done;
             n -= static_cast<size_t>(done);
-        } else if (!retry(done, fd, POLLIN, stopfd, deadline)) {
+        } else if (!retry(done, fd, POLLIN, stop_fd, deadline)) {
             return -1;
         }
     }

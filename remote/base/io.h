@@ -20,16 +20,16 @@
 namespace vnt {
 
 // Waits for `events` on fd until the deadline.  Returns 1 for the events, an error or a hang-up, 0
-// with ETIMEDOUT when the time is up, -1 with ECANCELED once `stopfd` (-1: none) is readable, even
+// with ETIMEDOUT when the time is up, -1 with ECANCELED once `stop_fd` (-1: none) is readable, even
 // if fd is ready too.
-int io_wait(int fd, short events, int stopfd, int64_t deadline);
+int io_wait(int fd, short events, int stop_fd, int64_t deadline);
 
 // After a call that lacked memory: waits a moment.  Returns whether to call again: not once
-// `stopfd` is readable or the time is up.
-bool io_shortage_wait(int stopfd, int64_t deadline);
+// `stop_fd` is readable or the time is up.
+bool io_shortage_wait(int stop_fd, int64_t deadline);
 
 // Write and read all `n` bytes.  Return 0 or -1.
-int io_writeall(int fd, const void *bytes, size_t n, int stopfd, int64_t deadline);
-int io_readall(int fd, void *bytes, size_t n, int stopfd, int64_t deadline);
+int io_write_all(int fd, const void *bytes, size_t n, int stop_fd, int64_t deadline);
+int io_read_all(int fd, void *bytes, size_t n, int stop_fd, int64_t deadline);
 
 } // namespace vnt

@@ -20,8 +20,8 @@ namespace vnt {
 
 static constexpr int LINE_WAIT = 100; // milliseconds
 
-static std::atomic<int> logfd = STDERR_FILENO;
-static int reopenedfd = -1; // what log_setfd() opened
+static std::atomic<int> log_fd = STDERR_FILENO;
+static int reopened_fd = -1; // what log_fd_set() opened
 static std::atomic<int> loglevel = LOG_WARNING;
 static std::atomic<unsigned> dropped; // lines, since the last that was written
 
@@ -54,7 +54,7 @@ struct log_text {
     va_end(args);
 }
 
-static void text_addprefix(log_text *t, int level)
+static void text_add_prefix(log_text *t, int level)
 {
     text_add(t, "[%10d:%04d] ", static_cast<int>(getpid()), level);
 }
@@ -62,9 +62,9 @@ static void text_addprefix(log_text *t, int level)
 // The wait comes first: a write to a descriptor that could not be reopened may block.
 static bool text_write(const log_text *t, int64_t deadline)
 {
-    int fd = logfd;
+    int fd = log_fd;
     return io_wait(fd, POLLOUT, -1, deadline) > 0 &&
-           io_writeall(fd, t->bytes, t->length, -1, deadline) == 0;
+           io_write_all(fd, t->bytes, t->length, -1, deadline) == 0;
 }
 
 static bool dropped_report(int64_t deadline)
@@ -72,40 +72,40 @@ static bool dropped_report(int64_t deadline)
     unsigned count = dropped.exchange(0);
     if (count == 0) return true;
     log_text t;
-    text_addprefix(&t, LOG_ERROR);
+    text_add_prefix(&t, LOG_ERROR);
     text_add(&t, "%u log lines were dropped\n", count);
     if (text_write(&t, deadline)) return true;
     dropped += count;
     return false;
 }
 
-static void text_writeordrop(const log_text *t)
+static void text_write_or_drop(const log_text *t)
 {
-    int64_t deadline = clock_afterms(dropped == 0 ? LINE_WAIT : 0);
+    int64_t deadline = clock_after_ms(dropped == 0 ? LINE_WAIT : 0);
     if (!dropped_report(deadline) || !text_write(t, deadline)) dropped++;
 }
 
 void tcpiplogmsg(const char *format, ...)
 {
-    if (logfd < 0) return;
+    if (log_fd < 0) return;
     errno_keeper keep;
     log_text t;
     va_list args;
     va_start(args, format);
     text_vadd(&t, format, args);
     va_end(args);
-    text_writeordrop(&t);
+    text_write_or_drop(&t);
 }
 
 static void line_vwrite(int level, const char *format, va_list args)
 {
-    if (logfd < 0 || loglevel < level) return;
+    if (log_fd < 0 || loglevel < level) return;
     errno_keeper keep;
     log_text t;
-    text_addprefix(&t, level);
+    text_add_prefix(&t, level);
     text_vadd(&t, format, args);
     if (t.length == sizeof t.bytes - 1) t.bytes[t.length - 1] = '\n';
-    text_writeordrop(&t);
+    text_write_or_drop(&t);
 }
 
 void log_line(int level, const char *format, ...)
@@ -147,22 +147,22 @@ static int reopen(int fd)
     return open(path, O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-void log_setfd(int fd)
+void log_fd_set(int fd)
 {
     errno_keeper keep;
-    int old = reopenedfd;
-    reopenedfd = reopen(fd);
-    logfd = reopenedfd >= 0 ? reopenedfd : fd;
+    int old = reopened_fd;
+    reopened_fd = reopen(fd);
+    log_fd = reopened_fd >= 0 ? reopened_fd : fd;
     dropped = 0; // a new worker inherits the server's count
     if (old >= 0) close(old);
 }
 
-void log_setlevel(int level)
+void log_level_set(int level)
 {
     loglevel = level;
 }
 
-int log_getlevel(void)
+int log_level_get(void)
 {
     return loglevel;
 }
@@ -182,7 +182,7 @@ void message_printstderr(const char *format, ...)
 }
 
 // The variable is read afresh for each line, so that it can be switched in a running process.
-static int tracelevel_get(void)
+static int trace_level_get(void)
 {
     const char *text = environment_get("TESK_VANTO_REMOTE_OBJECT_TRACE", nullptr);
     return text != nullptr ? static_cast<int32_t>(atol(text)) : INT32_MIN;
@@ -190,7 +190,7 @@ static int tracelevel_get(void)
 
 void trace_line(int level, const char *format, ...)
 {
-    if (tracelevel_get() < level) return;
+    if (trace_level_get() < level) return;
     flockfile(stderr); // keeps prefix and text together
     fprintf(stderr, "VANTO REMOTE OBJECT [%ld] %2d ", static_cast<long>(getpid()), level);
     va_list args;

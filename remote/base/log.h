@@ -10,7 +10,7 @@
 // dropped.
 //
 // Ownership: the log's descriptor is the caller's.
-// Threads: any; log_setfd() only while no other thread logs.
+// Threads: any; log_fd_set() only while no other thread logs.
 // errno stays as it was.
 
 #pragma once
@@ -35,11 +35,11 @@ void log_syscall(const char *name);
 // Sets the log's descriptor, standard error at first; -1 silences it.  Pipes and terminals are
 // opened again in non-blocking mode, because other processes share the mode of the given
 // descriptor; the new descriptor lasts until the next call.
-void log_setfd(int fd);
+void log_fd_set(int fd);
 
 // The level, 2 at first.
-void log_setlevel(int level);
-int log_getlevel(void);
+void log_level_set(int level);
+int log_level_get(void);
 
 // Writes one trace line if the variable's number is at least `level`.
 [[gnu::format(printf, 2, 3)]] void trace_line(int level, const char *format, ...);

@@ -28,7 +28,7 @@ TEST(Log, APipeWithoutAReaderCostsLinesAndNotTheProcess)
 {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    log_setfd(ends[1]);
+    log_fd_set(ends[1]);
     const std::string first = line(2, "a line");
     size_t lines = static_cast<size_t>(fcntl(ends[1], F_GETPIPE_SZ)) / first.size() + 2;
     for (size_t i = 0; i < lines; i++)
@@ -43,7 +43,7 @@ TEST(Log, APipeWithoutAReaderCostsLinesAndNotTheProcess)
               line(1, std::to_string(lines - written) + " log lines were dropped") +
                   line(2, "has room"));
     EXPECT_EQ(fcntl(ends[1], F_GETFL) & O_NONBLOCK, 0) << "the mode is shared with others";
-    log_setfd(-1);
+    log_fd_set(-1);
     close(ends[0]);
     close(ends[1]);
 }
@@ -52,14 +52,14 @@ TEST(Log, ALongLineIsCutAndStaysALine)
 {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    log_setfd(ends[1]);
+    log_fd_set(ends[1]);
     for (int length : {4075, 4076, 4077}) {
         log_line(LOG_ERROR, "%0*d\n", length, 7);
         std::string text = drain(ends[0], 1 << 16);
         EXPECT_EQ(text.size(), std::min(18u + 1 + length, 4095u)) << length;
         EXPECT_EQ(text.find('\n'), text.size() - 1) << length;
     }
-    log_setfd(-1);
+    log_fd_set(-1);
     close(ends[0]);
     close(ends[1]);
 }

@@ -59,7 +59,7 @@ static bool silent(int fd)
            info.tcpi_last_ack_recv > SOCKET_SILENCE;
 }
 
-bool socket_dropsilent(int fd)
+bool socket_drop_silent(int fd)
 {
     return silent(fd) && shutdown(fd, SHUT_RDWR) == 0;
 }

@@ -28,7 +28,7 @@ void socket_tune(int fd);
 // count. A wait for a socket calls this every SOCKET_LOOK.  Both are milliseconds.
 constexpr int SOCKET_SILENCE = 45000;
 constexpr int SOCKET_LOOK = 5000;
-bool socket_dropsilent(int fd);
+bool socket_drop_silent(int fd);
 
 // Whether the peer of a socket is still there, as far as can be seen without waiting.
 bool socket_alive(int fd);

@@ -19,17 +19,17 @@ static bool array_whole(const message_array *a)
     return sum == a->total;
 }
 
-static void *join_chunks(const message_array *a, size_t elementsize)
+static void *join_chunks(const message_array *a, size_t element_size)
 {
     size_t size;
-    if (__builtin_mul_overflow(static_cast<size_t>(a->total), elementsize, &size) ||
+    if (__builtin_mul_overflow(static_cast<size_t>(a->total), element_size, &size) ||
         size > SIZE_MAX - MESSAGE_SPARE)
         return nullptr;
     char *block = static_cast<char *>(malloc(size + MESSAGE_SPARE));
     if (block == nullptr) return nullptr;
     char *end = block;
     for (uint32_t i = 0; i < a->nchunks; i++) {
-        size_t bytes = a->chunks[i].count * elementsize;
+        size_t bytes = a->chunks[i].count * element_size;
         if (bytes > 0) memcpy(end, a->chunks[i].data, bytes);
         end += bytes;
     }
@@ -48,7 +48,7 @@ int flattenarray(flat_array *out, const message_array *a, uint32_t type)
     } else if (a->nchunks == 1) {
         out->data = a->chunks[0].data;
     } else {
-        out->data = join_chunks(a, message_elementsize(type));
+        out->data = join_chunks(a, message_element_size(type));
         out->owned = true;
         if (out->data == nullptr) {
             *out = {};

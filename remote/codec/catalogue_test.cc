@@ -8,7 +8,7 @@
 
 namespace vnt {
 
-static const char *kindname(message_kind kind)
+static const char *kind_name(message_kind kind)
 {
     switch (kind) {
     case KIND_INT: return "int";
@@ -29,7 +29,7 @@ static std::string listing(void)
     for (const message_layout *m = catalogue_begin; m != catalogue_end; m++) {
         out << m->id << ' ' << m->name;
         for (const message_field *f = m->fields; f->kind != KIND_END; f++)
-            out << (f == m->fields ? ": " : ", ") << f->name << ' ' << kindname(f->kind);
+            out << (f == m->fields ? ": " : ", ") << f->name << ' ' << kind_name(f->kind);
         out << '\n';
     }
     return out.str();

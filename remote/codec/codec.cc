@@ -89,12 +89,12 @@ static void free_field(stream *in, const message_field *f, void *record)
     }
 }
 
-// Writes the message but its end, which the caller writes if `*mustend` is set.
-static int encode(stream *out, const message_layout *layout, const void *record, int *mustend)
+// Writes the message but its end, which the caller writes if `*must_end` is set.
+static int encode(stream *out, const message_layout *layout, const void *record, int *must_end)
 {
-    int rc = out->ops.startoutmsg(out, static_cast<int32_t>(layout->id), record, mustend);
+    int rc = out->ops.startoutmsg(out, static_cast<int32_t>(layout->id), record, must_end);
     if (rc != 0) return rc;
-    *mustend = 1;
+    *must_end = 1;
     for (const message_field *f = layout->fields; rc == 0 && f->kind != KIND_END; f++)
         rc = encode_field(out, f, record);
     return rc;
@@ -109,10 +109,10 @@ static void free_record(stream *in, const message_field *fields, const message_f
     free(record);
 }
 
-static int decode(stream *in, const message_layout *layout, void **out, int *mustend)
+static int decode(stream *in, const message_layout *layout, void **out, int *must_end)
 {
     void *record = calloc(1, layout->size);
-    *mustend = 1;
+    *must_end = 1;
     if (record == nullptr) return MESSAGE_NOMEMORY;
     field_at<uint32_t>(record, sizeof(void *)) = layout->id;
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
@@ -130,9 +130,9 @@ static int simplecodec_sendmsg(codec *c, const void *record)
     const message_layout *layout = find(c, message_id(record));
     if (layout == nullptr) return MESSAGE_UNKNOWN;
     mutex_holder hold(&c->lock);
-    int mustend = 0;
-    int rc = encode(c->out, layout, record, &mustend);
-    if (mustend != 0) {
+    int must_end = 0;
+    int rc = encode(c->out, layout, record, &must_end);
+    if (must_end != 0) {
         int ended = c->out->ops.endoutmsg(c->out);
         if (rc == 0) rc = ended;
     }
@@ -149,9 +149,9 @@ static int simplecodec_recvmsg(codec *c, void **record)
     }
     const message_layout *layout = find(c, static_cast<uint32_t>(id));
     if (layout == nullptr) return MESSAGE_UNKNOWN;
-    int mustend = 0;
-    int rc = decode(in, layout, record, &mustend);
-    if (mustend != 0) {
+    int must_end = 0;
+    int rc = decode(in, layout, record, &must_end);
+    if (must_end != 0) {
         int ended = in->ops.endinmsg(in);
         if (rc == 0) rc = ended;
     }
@@ -186,7 +186,7 @@ static const char *simplecodec_factoryname(codec *c)
     return c->name;
 }
 
-static int simplecodec_mkmulticast(codec *c, codec **out, stream *outstream);
+static int simplecodec_mkmulticast(codec *c, codec **out, stream *out_stream);
 
 static constexpr codec_operations simplecodec_ops = {
     .sendmsg = simplecodec_sendmsg,
@@ -198,7 +198,7 @@ static constexpr codec_operations simplecodec_ops = {
     .mkmulticast = simplecodec_mkmulticast,
 };
 
-static int simplecodec_create(codec **out, const codec_range *range, stream *in, stream *outstream)
+static int simplecodec_create(codec **out, const codec_range *range, stream *in, stream *out_stream)
 {
     *out = nullptr;
     auto c = static_cast<simplecodec *>(calloc(1, sizeof(simplecodec)));
@@ -209,7 +209,7 @@ static int simplecodec_create(codec **out, const codec_range *range, stream *in,
     }
     c->ops = simplecodec_ops;
     c->in = in;
-    c->out = outstream;
+    c->out = out_stream;
     memcpy(c->tag, CODEC_TAG, sizeof CODEC_TAG);
     c->name = range->name;
     c->range = range;
@@ -217,19 +217,19 @@ static int simplecodec_create(codec **out, const codec_range *range, stream *in,
     return 0;
 }
 
-static int simplecodec_mkmulticast(codec *c, codec **out, stream *outstream)
+static int simplecodec_mkmulticast(codec *c, codec **out, stream *out_stream)
 {
-    return simplecodec_create(out, static_cast<simplecodec *>(c)->range, nullptr, outstream);
+    return simplecodec_create(out, static_cast<simplecodec *>(c)->range, nullptr, out_stream);
 }
 
-static int builtin_create(codec **out, stream *in, stream *outstream)
+static int builtin_create(codec **out, stream *in, stream *out_stream)
 {
-    return simplecodec_create(out, &ranges()[0], in, outstream);
+    return simplecodec_create(out, &ranges()[0], in, out_stream);
 }
 
-static int vntcodec_create(codec **out, stream *in, stream *outstream)
+static int vntcodec_create(codec **out, stream *in, stream *out_stream)
 {
-    return simplecodec_create(out, &ranges()[1], in, outstream);
+    return simplecodec_create(out, &ranges()[1], in, out_stream);
 }
 
 const codec_factory *builtin_getfactory(void)

@@ -30,7 +30,7 @@ struct codec_operations {
     int (*equal)(codec *c, const codec *other); // 1 for codecs of one name
     void (*destroy)(codec *c);
     const char *(*factoryname)(codec *c);
-    int (*mkmulticast)(codec *c, codec **out, stream *outstream);
+    int (*mkmulticast)(codec *c, codec **out, stream *out_stream);
 };
 
 struct codec {
@@ -44,7 +44,7 @@ struct codec {
 
 struct codec_factory {
     // Errors: NOMEMORY, LOCK.
-    int (*create)(codec **out, stream *instream, stream *outstream);
+    int (*create)(codec **out, stream *in_stream, stream *out_stream);
 };
 
 const codec_factory *builtin_getfactory(void);

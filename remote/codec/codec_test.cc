@@ -10,18 +10,18 @@ namespace vnt {
 // The codecs at both ends of a socket pair.
 struct codec_pair : stream_end {
     codec *builtin, *solver;
-    codec *farbuiltin, *farsolver;
+    codec *far_builtin, *far_solver;
 
     codec_pair()
     {
         EXPECT_EQ(builtin_getfactory()->create(&builtin, near, near), 0);
         EXPECT_EQ(vntcodec_getfactory()->create(&solver, near, near), 0);
-        EXPECT_EQ(builtin_getfactory()->create(&farbuiltin, far, far), 0);
-        EXPECT_EQ(vntcodec_getfactory()->create(&farsolver, far, far), 0);
+        EXPECT_EQ(builtin_getfactory()->create(&far_builtin, far, far), 0);
+        EXPECT_EQ(vntcodec_getfactory()->create(&far_solver, far, far), 0);
     }
     ~codec_pair()
     {
-        for (codec *c : {builtin, solver, farbuiltin, farsolver})
+        for (codec *c : {builtin, solver, far_builtin, far_solver})
             c->ops.destroy(c);
     }
 };
@@ -33,7 +33,7 @@ TEST(Codec, EveryMessageComesBackAsItWasSentAndIsFreedWhole)
     for (const message_layout *m = catalogue_begin; m != catalogue_end; m++, messages++)
         for (uint32_t seed : {0u, 5u}) {
             codec *writer = m->id < 1000 ? s.builtin : s.solver;
-            codec *reader = m->id < 1000 ? s.farbuiltin : s.farsolver;
+            codec *reader = m->id < 1000 ? s.far_builtin : s.far_solver;
             record_holder sent = record_make(m, seed);
             int64_t before = allocations_held();
             void *got = nullptr;
@@ -58,7 +58,7 @@ TEST(Codec, AFieldThatCannotBeWrittenStillEndsTheMessage)
 }
 
 // A message of integers, strings, arrays and objects as it travels.
-static std::string onthewire(uint32_t id)
+static std::string on_the_wire(uint32_t id)
 {
     codec_pair s;
     record_holder sent = record_make(catalogue_find(id), 3);
@@ -83,7 +83,7 @@ static int decoded(const std::string &wire)
 TEST(Codec, ATruncatedOrFlippedMessageLeavesNothing)
 {
     for (uint32_t id : {1019, 1216, 1306}) {
-        std::string whole = onthewire(id);
+        std::string whole = on_the_wire(id);
         for (size_t i = 0; i < whole.size(); i++) {
             EXPECT_EQ(decoded(whole.substr(0, i)), MESSAGE_IO) << id << " " << i;
             std::string flipped = whole;
@@ -95,7 +95,7 @@ TEST(Codec, ATruncatedOrFlippedMessageLeavesNothing)
 
 TEST(Codec, MemoryThatRunsOutIsReportedAndLeavesNothing)
 {
-    std::string whole = onthewire(VNTMESSAGEID_USERFUNCTION_REQ);
+    std::string whole = on_the_wire(VNTMESSAGEID_USERFUNCTION_REQ);
     for (int64_t n : {0, 1, 2}) { // the record's allocation, and those of its fields
         codec_pair s;
         void *got = nullptr;

@@ -13,7 +13,7 @@ namespace vnt {
 
 async_record globalasync = {
     .h = nullptr,
-    .mode = ASYNC_NONE,
+    .mode = ASYNC_MODE_NONE,
     .generation = 0,
     .lock = PTHREAD_MUTEX_INITIALIZER,
     .condition = PTHREAD_COND_INITIALIZER,
@@ -55,7 +55,7 @@ static void mode_set(int32_t mode)
 
 int async_isasync(void)
 {
-    return mode_get() != ASYNC_NONE;
+    return mode_get() != ASYNC_MODE_NONE;
 }
 
 void async_start(transport *t)
@@ -64,28 +64,28 @@ void async_start(transport *t)
     const bool polling = t->ops.mustpoll(t) != 0;
     const int rc = t->ops.startasync(t, polling ? nullptr : asynccallback, &globalasync);
     if (rc != 0) log_fatal("Failed to start async: %d\n", rc);
-    mode_set(polling ? ASYNC_POLLING : ASYNC_LISTENER);
+    mode_set(polling ? ASYNC_MODE_POLLING : ASYNC_MODE_LISTENER);
 }
 
 int async_stop(void)
 {
     const mutex_holder held(&globalasync.lock);
     const int32_t mode = globalasync.mode;
-    if (mode != ASYNC_POLLING && mode != ASYNC_LISTENER)
+    if (mode != ASYNC_MODE_POLLING && mode != ASYNC_MODE_LISTENER)
         log_fatal("async_stop() without async_start()\n");
-    if (mode == ASYNC_LISTENER) {
-        globalasync.mode = ASYNC_LISTENER_STOPPED;
+    if (mode == ASYNC_MODE_LISTENER) {
+        globalasync.mode = ASYNC_MODE_LISTENER_STOPPED;
         globalasync.generation++;
         pthread_cond_signal(&globalasync.condition);
     } else {
-        globalasync.mode = ASYNC_POLLING_STOPPED;
+        globalasync.mode = ASYNC_MODE_POLLING_STOPPED;
     }
-    return mode == ASYNC_POLLING;
+    return mode == ASYNC_MODE_POLLING;
 }
 
 void async_setresult(int64_t value)
 {
-    if (mode_get() != ASYNC_POLLING) log_fatal("async_setresult() called in wrong mode!\n");
+    if (mode_get() != ASYNC_MODE_POLLING) log_fatal("async_setresult() called in wrong mode!\n");
     if (globalasync.result != 0) log_fatal("nested call to async_setresult()\n");
     globalasync.result = value;
 }
@@ -110,7 +110,7 @@ async_service::~async_service()
     if (during_call) serving = false;
 }
 
-bool async_isserving(void)
+bool async_is_serving(void)
 {
     return serving;
 }
@@ -133,7 +133,7 @@ static int32_t generation_get(void)
 static void listen_again(transport *t, int32_t generation)
 {
     const mutex_holder held(&globalasync.lock);
-    if (globalasync.mode != ASYNC_LISTENER || globalasync.generation != generation) return;
+    if (globalasync.mode != ASYNC_MODE_LISTENER || globalasync.generation != generation) return;
     const int rc = t->ops.startasync(t, asynccallback, &globalasync);
     if (rc != 0) log_fatal("Failed to start async: %d\n", rc);
 }
@@ -142,7 +142,8 @@ void asynccallback(transport *t, void *)
 {
     int rc = pthread_mutex_lock(&asynccallbackmutex);
     if (rc != 0) log_fatal("Failed to lock mutex: %d\n", rc);
-    if (mode_get() != ASYNC_LISTENER) log_fatal("async_callback() called in synchronous mode!\n");
+    if (mode_get() != ASYNC_MODE_LISTENER)
+        log_fatal("async_callback() called in synchronous mode!\n");
     const int32_t generation = generation_get();
     serve(t);
     listen_again(t, generation);
@@ -153,43 +154,43 @@ void asynccallback(transport *t, void *)
 static void block_listener(void)
 {
     const mutex_holder held(&globalasync.lock);
-    while (globalasync.mode != ASYNC_LISTENER_STOPPED)
+    while (globalasync.mode != ASYNC_MODE_LISTENER_STOPPED)
         pthread_cond_wait(&globalasync.condition, &globalasync.lock);
-    globalasync.mode = ASYNC_NONE;
+    globalasync.mode = ASYNC_MODE_NONE;
 }
 
 // The caller's absence.
 
 // In polling mode, the descriptor on which the server reports that a caller is back; -1 while the
 // caller is connected.
-static int awayfd = -1;
+static int away_fd = -1;
 
-static void await_word(int controlfd)
+static void await_word(int control_fd)
 {
     char word[4];
-    const int rc = io_readall(controlfd, word, sizeof word, -1, CLOCK_NEVER);
+    const int rc = io_read_all(control_fd, word, sizeof word, -1, CLOCK_NEVER);
     if (rc != 0 && errno != ECONNRESET) log_syscall("read");
 }
 
-void async_away(int controlfd)
+void async_away(int control_fd)
 {
-    if (mode_get() == ASYNC_POLLING)
-        awayfd = controlfd;
+    if (mode_get() == ASYNC_MODE_POLLING)
+        away_fd = control_fd;
     else
-        await_word(controlfd);
+        await_word(control_fd);
 }
 
 static void await_return(void)
 {
-    if (awayfd < 0) return;
-    await_word(awayfd);
-    awayfd = -1;
+    if (away_fd < 0) return;
+    await_word(away_fd);
+    away_fd = -1;
 }
 
 static bool is_away(void)
 {
-    if (awayfd < 0) return false;
-    if (io_wait(awayfd, POLLIN, -1, 0) <= 0) return true;
+    if (away_fd < 0) return false;
+    if (io_wait(away_fd, POLLIN, -1, 0) <= 0) return true;
     await_return();
     return false;
 }
@@ -199,7 +200,7 @@ static bool is_away(void)
 int async_poll(transport *t)
 {
     const int32_t mode = mode_get();
-    if (mode != ASYNC_POLLING && mode != ASYNC_POLLING_STOPPED)
+    if (mode != ASYNC_MODE_POLLING && mode != ASYNC_MODE_POLLING_STOPPED)
         log_fatal("async_poll() called in wrong mode [%d]!\n", mode);
     if (is_away()) return 0;
     int pending = 0;
@@ -207,7 +208,7 @@ int async_poll(transport *t)
     if (rc != 0) log_fatal("checkinput() gave %d\n", rc);
     if (pending == 0) return 0;
     serve(t);
-    if (mode_get() != ASYNC_POLLING) return 1;
+    if (mode_get() != ASYNC_MODE_POLLING) return 1;
     rc = t->ops.startasync(t, nullptr, &globalasync);
     if (rc != 0) log_fatal("Failed to restart async: %d\n", rc);
     return 1;
@@ -215,21 +216,21 @@ int async_poll(transport *t)
 
 static void block_polling(transport *t)
 {
-    while (mode_get() == ASYNC_POLLING) {
+    while (mode_get() == ASYNC_MODE_POLLING) {
         await_return(); // the solver has ended, so waiting delays nothing
         async_poll(t);
         usleep(BLOCK_PAUSE);
     }
-    mode_set(ASYNC_NONE);
+    mode_set(ASYNC_MODE_NONE);
 }
 
 int async_block(transport *t)
 {
     switch (mode_get()) {
-    case ASYNC_LISTENER:
-    case ASYNC_LISTENER_STOPPED: block_listener(); return 0;
-    case ASYNC_POLLING:
-    case ASYNC_POLLING_STOPPED: block_polling(t); return 1;
+    case ASYNC_MODE_LISTENER:
+    case ASYNC_MODE_LISTENER_STOPPED: block_listener(); return 0;
+    case ASYNC_MODE_POLLING:
+    case ASYNC_MODE_POLLING_STOPPED: block_polling(t); return 1;
     default: log_fatal("async_block() called while no operation was running!\n");
     }
 }

@@ -22,11 +22,11 @@
 namespace vnt {
 
 enum async_mode : int32_t {
-    ASYNC_NONE = 0,
-    ASYNC_POLLING = 1,
-    ASYNC_POLLING_STOPPED = 2,
-    ASYNC_LISTENER = 3,
-    ASYNC_LISTENER_STOPPED = 4,
+    ASYNC_MODE_NONE = 0,
+    ASYNC_MODE_POLLING = 1,
+    ASYNC_MODE_POLLING_STOPPED = 2,
+    ASYNC_MODE_LISTENER = 3,
+    ASYNC_MODE_LISTENER_STOPPED = 4,
 };
 
 struct async_record {
@@ -65,7 +65,7 @@ class async_service {
   private:
     const bool during_call;
 };
-bool async_isserving(void);
+bool async_is_serving(void);
 
 // Starts asynchronous input.
 void async_start(transport *t);
@@ -80,11 +80,11 @@ int async_poll(transport *t);
 // in polling.
 int async_stop(void);
 
-// The caller has left: stops serving until four bytes from the server arrive at `controlfd`,
+// The caller has left: stops serving until four bytes from the server arrive at `control_fd`,
 // because a caller is back or because the server stops, after which the next receive fails.  A
 // running call goes on.  Returns when the bytes have arrived; in polling mode, on the solver's own
 // thread, at once.
-void async_away(int controlfd);
+void async_away(int control_fd);
 
 // Hand one value from the call to the code that fetches the result; taking it clears it.  No run
 // function uses this today.

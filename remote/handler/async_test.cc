@@ -30,8 +30,8 @@ class Async : public testing::TestWithParam<bool> {
         EXPECT_TRUE(comes_to(ENDED));
         EXPECT_EQ(w.fetch(), "MIPOPT_RES " + std::to_string(status));
         EXPECT_EQ(async_isasync(), 0);
-        EXPECT_EQ(solver.terminatefunc, nullptr);
-        EXPECT_EQ(solver.pausefunc, nullptr);
+        EXPECT_EQ(solver.terminate_func, nullptr);
+        EXPECT_EQ(solver.pause_func, nullptr);
     }
     worker_double w;
 };
@@ -201,12 +201,12 @@ TEST_P(Async, TellsTheProgressOfAMaximisationAndInjects)
     EXPECT_EQ(solver.reference, 7.5); // the incumbent of before
     EXPECT_EQ(solver.injected, 0);    // there was nothing to inject
     EXPECT_EQ(w.ask("EASYNCMIPINJECT_REQ 0 env 6"), "EASYNCMIPINJECT_RES 0");
-    solver.injectstatus = 1; // a refusal leaves the value for the next time
+    solver.inject_status = 1; // a refusal leaves the value for the next time
     w.ask("EASYNCCONTINUE_REQ 0 env 6 1e75");
     EXPECT_TRUE(comes_to(PAUSED));
     EXPECT_EQ(solver.injected, -61); // 6 x sense, ten times, and the sense
     EXPECT_EQ(w.h->progress.injected, 6);
-    solver.injectstatus = 0;
+    solver.inject_status = 0;
     w.ask("EASYNCCONTINUE_REQ 0 env 8 1e75");
     EXPECT_TRUE(comes_to(PAUSED));
     EXPECT_EQ(w.h->progress.injected, -1e75);

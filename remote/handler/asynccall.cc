@@ -6,7 +6,7 @@
 
 namespace vnt {
 
-void killcell_set(handler *h, int value)
+void terminate_flag_set(handler *h, int value)
 {
     std::atomic_ref<int>(h->terminate).store(value);
 }
@@ -14,7 +14,7 @@ void killcell_set(handler *h, int value)
 void synccall_begin(handler *h)
 {
     // A kill of an asynchronous call that is still running must stay.
-    if (pausegate_shown(&h->gate) == ASYNC_IDLE) killcell_set(h, 0);
+    if (pausegate_shown(&h->gate) == ASYNC_STATE_IDLE) terminate_flag_set(h, 0);
 }
 
 // Once input is armed, requests may arrive; asynccallbackmutex makes them wait until the ACK is
@@ -23,7 +23,7 @@ static void acknowledge(handler_frame *frame)
 {
     handler *h = frame->owner;
     async_start(h->io);
-    infoqueue_owe(&h->info);
+    info_queue_owe(&h->info);
     pausegate_run(&h->gate);
     answer_send(h, &frame->ack);
 }
@@ -40,7 +40,7 @@ int asynccall_begin(handler_frame *frame, VNTENVptr env, VNTLPptr lp)
     lock_callbacks();
     const int status = pausegate_arm(&h->gate);
     if (status == 0) {
-        killcell_set(h, 0);
+        terminate_flag_set(h, 0);
         solverpoll_install(h, env);
         pausegate_install(h, env);
         mipprogress_begin(&h->progress, env, lp);

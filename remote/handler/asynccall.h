@@ -14,8 +14,8 @@ namespace vnt {
 // Returns 0, or a solver status, after which nothing has been started or sent.
 int asynccall_begin(handler_frame *frame, VNTENVptr env, VNTLPptr lp);
 
-// Sets the cell that the solver watches: calls of the solver end while it is nonzero.
-void killcell_set(handler *h, int value);
+// Sets the flag that the solver watches: calls of the solver end while it is nonzero.
+void terminate_flag_set(handler *h, int value);
 
 // To be called before each synchronous call of the solver: a kill that came while nothing ran
 // must not end it.

@@ -16,7 +16,7 @@ int vnthandler_VNTMESSAGEID_ASYNCTEST_REQ_run(handler_frame *frame)
 int vnthandler_VNTMESSAGEID_GETRES_run(handler_frame *frame)
 {
     handler *h = frame->owner;
-    infoqueue_settle(&h->info);
+    info_queue_settle(&h->info);
     pausegate_fetch(&h->gate);
     async_stop();
     return 0;
@@ -25,7 +25,7 @@ int vnthandler_VNTMESSAGEID_GETRES_run(handler_frame *frame)
 int vnthandler_VNTMESSAGEID_ASYNCKILL_REQ_run(handler_frame *frame)
 {
     pausegate_terminate(&frame->owner->gate);
-    killcell_set(frame->owner, 1);
+    terminate_flag_set(frame->owner, 1);
     const vntmsg_ASYNCKILL_RES response = {nullptr, VNTMESSAGEID_ASYNCKILL_RES, 0};
     return frame_respond(frame, &response);
 }
@@ -40,7 +40,7 @@ int vnthandler_VNTMESSAGEID_EASYNCTERMINATE_REQ_run(handler_frame *frame)
 int vnthandler_VNTMESSAGEID_EASYNCLIMITS_REQ_run(handler_frame *frame)
 {
     const auto *request = static_cast<const vntmsg_EASYNCLIMITS_REQ *>(frame->request);
-    pausegate_setlimits(&frame->owner->gate, request->dettime, request->walltime);
+    pausegate_limits_set(&frame->owner->gate, request->dettime, request->walltime);
     const vntmsg_EASYNCLIMITS_RES response = {nullptr, VNTMESSAGEID_EASYNCLIMITS_RES, 0};
     return frame_respond(frame, &response);
 }

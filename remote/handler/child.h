@@ -12,11 +12,11 @@
 namespace vnt {
 
 struct worker_child {
-    int32_t infd;      // requests; this and the next are -1 once a transport has taken them
-    int32_t outfd;     // responses
-    int32_t statusfd;  // four bytes to the server: 0 at a regular end, the id when parked
-    int32_t controlfd; // four bytes from the server: the id when a client is back, 0 at its stop
-    int32_t id;        // process id
+    int32_t infd;       // requests; this and the next are -1 once a transport has taken them
+    int32_t outfd;      // responses
+    int32_t status_fd;  // four bytes to the server: 0 at a regular end, the id when parked
+    int32_t control_fd; // four bytes from the server: the id when a client is back, 0 at its stop
+    int32_t id;         // process id
 };
 
 // The record of this process; null if it is no worker.

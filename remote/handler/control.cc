@@ -25,7 +25,7 @@ static void forward_channels(handler *h, VNTENVptr env)
 
 static void install_terminate(handler *h, VNTENVptr env)
 {
-    killcell_set(h, 0);
+    terminate_flag_set(h, 0);
     const auto setasyncterminate = SOLVER(VNTLEsetasyncterminate);
     if (setasyncterminate != nullptr) setasyncterminate(env, &h->terminate);
 }
@@ -92,17 +92,17 @@ static void vnthandler_disconnect(void)
     if (workerchild == nullptr) return;
     log_line(LOG_DEBUG, "DISCONNECT\n");
     const int32_t id = workerchild->id;
-    if (TEMP_FAILURE_RETRY(write(workerchild->statusfd, &id, sizeof id)) != sizeof id) {
+    if (TEMP_FAILURE_RETRY(write(workerchild->status_fd, &id, sizeof id)) != sizeof id) {
         log_syscall("write");
         return;
     }
-    async_away(workerchild->controlfd);
+    async_away(workerchild->control_fd);
 }
 
 int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
 {
     handler *h = frame->owner;
-    if (!infoqueue_hold(&h->info)) return refuse(frame);
+    if (!info_queue_hold(&h->info)) return refuse(frame);
     const vntmsg_DISCONNECT_RES response = {nullptr, VNTMESSAGEID_DISCONNECT_RES};
     // A client that does not get this answer will not come back, and the worker would wait for
     // ever.
@@ -113,7 +113,7 @@ int vnthandler_VNTMESSAGEID_DISCONNECT_REQ_run(handler_frame *frame)
 
 int vnthandler_VNTMESSAGEID_RECONNECT_REQ_run(handler_frame *frame)
 {
-    if (!infoqueue_release(&frame->owner->info)) return refuse(frame);
+    if (!info_queue_release(&frame->owner->info)) return refuse(frame);
     const vntmsg_RECONNECT_RES response = {nullptr, VNTMESSAGEID_RECONNECT_RES};
     return frame_respond(frame, &response); // after all that was queued meanwhile
 }

@@ -55,14 +55,14 @@ static int vnthandler_sort(const void *a, const void *b)
 
 static void sort_actions(void)
 {
-    static pthread_mutex_t sortlock = PTHREAD_MUTEX_INITIALIZER;
+    static pthread_mutex_t sort_lock = PTHREAD_MUTEX_INITIALIZER;
     static bool sorted;
-    pthread_mutex_lock(&sortlock);
+    pthread_mutex_lock(&sort_lock);
     if (!sorted)
         qsort(vnthandler_actions, std::size(vnthandler_actions), sizeof(handler_action),
               vnthandler_sort);
     sorted = true;
-    pthread_mutex_unlock(&sortlock);
+    pthread_mutex_unlock(&sort_lock);
 }
 
 static const handler_action *find_action(uint32_t id)
@@ -120,7 +120,7 @@ int frame_lacking(handler_frame *frame, const char *function)
 
 void answer_send(handler *h, const void *answer)
 {
-    int rc = infoqueue_failure(&h->info);
+    int rc = info_queue_failure(&h->info);
     if (rc == 0) rc = h->io->ops.sendmsg(h->io, answer);
     if (rc != 0) log_fatal("Failed to send message: %d\n", rc);
 }
@@ -139,8 +139,8 @@ struct handler_part {
 };
 
 static const handler_part parts[] = {
-    {[](handler *h) { return infoqueue_create(&h->info, h->io, &h->poll); },
-     [](handler *h) { infoqueue_destroy(&h->info); }},
+    {[](handler *h) { return info_queue_create(&h->info, h->io, &h->poll); },
+     [](handler *h) { info_queue_destroy(&h->info); }},
     {[](handler *h) { return solverpoll_create(&h->poll); },
      [](handler *h) { solverpoll_destroy(&h->poll); }},
     {[](handler *h) { return pausegate_create(&h->gate); },

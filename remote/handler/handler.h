@@ -42,7 +42,7 @@ struct handler {
     solver_poll poll;
     pause_gate gate;
     mip_progress progress;
-    int terminate; // the cell that the solver watches; see killcell_set
+    int terminate; // the flag that the solver watches; see terminate_flag_set()
 };
 
 struct handler_factory {

@@ -26,10 +26,10 @@ TEST(Handler, RejectsWithNakAndTheLoopAddsUnknown)
 TEST(Handler, OpensAndClosesTheEnvironmentThatDefaultsStandFor)
 {
     worker_double w;
-    solver.openstatus = 1001;
+    solver.open_status = 1001;
     EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES 1001 -");
     EXPECT_EQ(env2handler_find(double_env), nullptr);
-    solver.openstatus = 0;
+    solver.open_status = 0;
     EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES 0 env");
     EXPECT_EQ(w.h->env, double_env);
     EXPECT_EQ(env2handler_find(double_env), w.h);
@@ -45,7 +45,7 @@ TEST(Handler, OpensAndClosesTheEnvironmentThatDefaultsStandFor)
 TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
 {
     worker_double w;
-    solver.intparams[VNT_PARAM_MESSAGES] = 1;
+    solver.int_params[VNT_PARAM_MESSAGES] = 1;
     const int64_t expected[] = {10, 11, 12, 2,  1010, 1013, 16, 17, 18, 19, 20, 0,
                                 22, 23, 24, 25, 0,    77,   28, 29, 30, 31, 32, 0};
     for (int selector = 0; selector < 24; selector++) {
@@ -53,7 +53,7 @@ TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
         EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net " + std::to_string(selector) + " 77"),
                   "PROBINFO_RES 0 " + std::to_string(expected[selector]));
     }
-    EXPECT_EQ(solver.intparams[VNT_PARAM_MESSAGES], 1); // the presolved problem switched it off
+    EXPECT_EQ(solver.int_params[VNT_PARAM_MESSAGES], 1); // the presolved problem switched it off
     EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net 24 0"), "PROBINFO_RES 1003 0");
     EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES 1003 0");
 }
@@ -62,10 +62,10 @@ TEST(Handler, NamesTheFunctionThatTheSolverLacks)
 {
     worker_double w;
     int log = memfd_create("log", MFD_CLOEXEC);
-    log_setfd(log);
+    log_fd_set(log);
     EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp - 11 0"), "NAK 1009 0 1811");
     EXPECT_EQ(w.ask("LPOPT_REQ 0 env lp"), "NAK 1114 0 1811");
-    log_setfd(-1);
+    log_fd_set(-1);
     char text[4096] = "";
     EXPECT_GT(pread(log, text, sizeof text - 1, 0), 0);
     close(log);

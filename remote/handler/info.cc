@@ -59,7 +59,7 @@ static int info_create(info_message **out, const void *message)
     return 0;
 }
 
-int infoqueue_create(info_queue *q, transport *io, const solver_poll *poll)
+int info_queue_create(info_queue *q, transport *io, const solver_poll *poll)
 {
     if (pthread_mutex_init(&q->lock, nullptr) != 0) return MESSAGE_LOCK;
     q->io = io;
@@ -85,7 +85,7 @@ static void append(info_queue *q, info_message *queued)
     q->tail = queued;
 }
 
-void infoqueue_destroy(info_queue *q)
+void info_queue_destroy(info_queue *q)
 {
     for (info_message *queued = detach(q); queued != nullptr;) {
         info_message *next = queued->next;
@@ -121,27 +121,27 @@ void flushinfo(info_queue *q)
     send_queue(q);
 }
 
-int infoqueue_failure(info_queue *q)
+int info_queue_failure(info_queue *q)
 {
     const mutex_holder held(&q->lock);
     return q->failure;
 }
 
-void infoqueue_owe(info_queue *q)
+void info_queue_owe(info_queue *q)
 {
     const mutex_holder held(&q->lock);
     send_queue(q);
     q->pending++;
 }
 
-void infoqueue_settle(info_queue *q)
+void info_queue_settle(info_queue *q)
 {
     const mutex_holder held(&q->lock);
     q->pending--;
     send_queue(q);
 }
 
-bool infoqueue_hold(info_queue *q)
+bool info_queue_hold(info_queue *q)
 {
     const mutex_holder held(&q->lock);
     if (q->hold != 0) return false;
@@ -150,7 +150,7 @@ bool infoqueue_hold(info_queue *q)
     return true;
 }
 
-bool infoqueue_release(info_queue *q)
+bool info_queue_release(info_queue *q)
 {
     const mutex_holder held(&q->lock);
     if (q->hold == 0) return false;

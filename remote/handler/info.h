@@ -43,10 +43,10 @@ struct info_queue {
 };
 
 // Both outlive the queue.  Errors: LOCK.
-int infoqueue_create(info_queue *q, transport *io, const solver_poll *poll);
+int info_queue_create(info_queue *q, transport *io, const solver_poll *poll);
 
 // Frees what is queued without sending it.
-void infoqueue_destroy(info_queue *q);
+void info_queue_destroy(info_queue *q);
 
 // Sends or queues a CHANNEL or an INFO message.  Returns 0, the transport's code, a solver status,
 // or -1 for any other message.
@@ -56,15 +56,15 @@ int enqueueinfo(info_queue *q, const void *message);
 void flushinfo(info_queue *q);
 
 // The first failure to send, or 0.  After one, part of a message may have been sent.
-int infoqueue_failure(info_queue *q);
+int info_queue_failure(info_queue *q);
 
 // Flush, and count the asynchronous results that are owed.  Info is queued until they are fetched.
-void infoqueue_owe(info_queue *q);
-void infoqueue_settle(info_queue *q);
+void info_queue_owe(info_queue *q);
+void info_queue_settle(info_queue *q);
 
 // The caller leaves, which flushes the queue, or is back.  False if that was so before.
-bool infoqueue_hold(info_queue *q);
-bool infoqueue_release(info_queue *q);
+bool info_queue_hold(info_queue *q);
+bool info_queue_release(info_queue *q);
 
 // What the solver calls with the text of a channel; `channel` is an info_channel.
 void channelcallback(void *channel, const char *text);

@@ -12,7 +12,7 @@ static void open_with_channels(worker_double &w)
 
 static void channel(int number, const char *text)
 {
-    solver.channelfunc[number](solver.channelhandle[number], text);
+    solver.channel_func[number](solver.channel_handle[number], text);
 }
 
 TEST(Info, SendsEveryKindOfValueUnderEveryName)

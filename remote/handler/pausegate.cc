@@ -17,21 +17,21 @@ static constexpr useconds_t POLL_PAUSE = 5000;
 
 static int create_locks(pause_gate *g)
 {
-    if (pthread_mutex_init(&g->pauselock, nullptr) != 0) return MESSAGE_LOCK;
-    if (pthread_mutex_init(&g->statelock, nullptr) != 0) {
-        pthread_mutex_destroy(&g->pauselock);
+    if (pthread_mutex_init(&g->pause_lock, nullptr) != 0) return MESSAGE_LOCK;
+    if (pthread_mutex_init(&g->state_lock, nullptr) != 0) {
+        pthread_mutex_destroy(&g->pause_lock);
         return MESSAGE_LOCK;
     }
     if (pthread_cond_init(&g->changed, nullptr) == 0) return 0;
-    pthread_mutex_destroy(&g->statelock);
-    pthread_mutex_destroy(&g->pauselock);
+    pthread_mutex_destroy(&g->state_lock);
+    pthread_mutex_destroy(&g->pause_lock);
     return MESSAGE_LOCK;
 }
 
 static void destroy_locks(pause_gate *g)
 {
-    pthread_mutex_destroy(&g->pauselock);
-    pthread_mutex_destroy(&g->statelock);
+    pthread_mutex_destroy(&g->pause_lock);
+    pthread_mutex_destroy(&g->state_lock);
     pthread_cond_destroy(&g->changed);
 }
 
@@ -52,33 +52,33 @@ void pausegate_destroy(pause_gate *g)
 
 int pausegate_arm(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     return wallclock_tilim_apply(&g->time);
 }
 
 void pausegate_disarm(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     wallclock_tilim_disarm(&g->time);
 }
 
 void pausegate_run(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     g->fetched = false;
-    g->state = ASYNC_RUNNING;
+    g->state = ASYNC_STATE_RUNNING;
 }
 
 void pausegate_idle(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
-    g->state = ASYNC_IDLE;
+    const mutex_holder held(&g->state_lock);
+    g->state = ASYNC_STATE_IDLE;
 }
 
 async_state pausegate_shown(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
-    return g->state > ASYNC_PAUSED ? ASYNC_RUNNING : g->state;
+    const mutex_holder held(&g->state_lock);
+    return g->state > ASYNC_STATE_PAUSED ? ASYNC_STATE_RUNNING : g->state;
 }
 
 // With the state lock held.
@@ -88,9 +88,9 @@ static void change_state(pause_gate *g, async_state state)
     pthread_cond_signal(&g->changed);
 }
 
-void pausegate_setlimits(pause_gate *g, int64_t progress, double seconds)
+void pausegate_limits_set(pause_gate *g, int64_t progress, double seconds)
 {
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     g->limit = static_cast<uint64_t>(progress);
     g->time.seconds = seconds;
     if (!wallclock_tilim_limits(seconds)) wallclock_tilim_apply(&g->time);
@@ -98,25 +98,26 @@ void pausegate_setlimits(pause_gate *g, int64_t progress, double seconds)
 
 int pausegate_continue(pause_gate *g, int64_t progress, double seconds)
 {
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     g->limit = static_cast<uint64_t>(progress);
     g->time.seconds = seconds;
     const int status = wallclock_tilim_apply(&g->time);
-    if (g->state != ASYNC_IDLE && g->state != ASYNC_TERMINATE) change_state(g, ASYNC_CONTINUE);
+    if (g->state != ASYNC_STATE_IDLE && g->state != ASYNC_STATE_TERMINATE)
+        change_state(g, ASYNC_STATE_CONTINUE);
     return status;
 }
 
 void pausegate_terminate(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
-    if (g->state != ASYNC_IDLE) change_state(g, ASYNC_TERMINATE);
+    const mutex_holder held(&g->state_lock);
+    if (g->state != ASYNC_STATE_IDLE) change_state(g, ASYNC_STATE_TERMINATE);
 }
 
 void pausegate_fetch(pause_gate *g)
 {
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     g->fetched = true;
-    if (g->state == ASYNC_PAUSED) change_state(g, ASYNC_TERMINATE);
+    if (g->state == ASYNC_STATE_PAUSED) change_state(g, ASYNC_STATE_TERMINATE);
 }
 
 void pausegate_install(handler *h, VNTENVptr env)
@@ -145,28 +146,28 @@ static void await_change(handler *h)
 {
     pause_gate *g = &h->gate;
     if (!h->poll.active) {
-        pthread_cond_wait(&g->changed, &g->statelock);
+        pthread_cond_wait(&g->changed, &g->state_lock);
         return;
     }
-    pthread_mutex_unlock(&g->statelock);
+    pthread_mutex_unlock(&g->state_lock);
     if (solverpoll_serve(&h->poll, h->io) == 0) usleep(POLL_PAUSE);
-    pthread_mutex_lock(&g->statelock);
+    pthread_mutex_lock(&g->state_lock);
 }
 
 // With the state lock held.
 static int hold_solver(handler *h, VNTENVptr env, void *cbdata)
 {
     pause_gate *g = &h->gate;
-    if (g->state == ASYNC_IDLE) return 0; // the solver works for a synchronous request
-    if (g->state == ASYNC_TERMINATE || g->fetched) return STOP_SOLVING;
+    if (g->state == ASYNC_STATE_IDLE) return 0; // the solver works for a synchronous request
+    if (g->state == ASYNC_STATE_TERMINATE || g->fetched) return STOP_SOLVING;
     if (mipprogress_take(&h->progress, env, cbdata) != 0) return STOP_SOLVING;
-    g->state = ASYNC_PAUSED;
-    while (g->state == ASYNC_PAUSED)
+    g->state = ASYNC_STATE_PAUSED;
+    while (g->state == ASYNC_STATE_PAUSED)
         await_change(h);
-    if (g->state == ASYNC_TERMINATE) return STOP_SOLVING;
-    if (g->state != ASYNC_CONTINUE) return 0;
+    if (g->state == ASYNC_STATE_TERMINATE) return STOP_SOLVING;
+    if (g->state != ASYNC_STATE_CONTINUE) return 0;
     mipprogress_inject(&h->progress, env, cbdata);
-    g->state = ASYNC_RUNNING;
+    g->state = ASYNC_STATE_RUNNING;
     return 0;
 }
 
@@ -174,11 +175,11 @@ int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data)
 {
     auto *h = static_cast<handler *>(data);
     pause_gate *g = &h->gate;
-    if (may_pass(g, progress) || async_isserving()) return 0;
-    const mutex_holder pausing(&g->pauselock);
+    if (may_pass(g, progress) || async_is_serving()) return 0;
+    const mutex_holder pausing(&g->pause_lock);
     // Another of the solver's threads may have been held here until the limit was raised.
     if (may_pass(g, progress)) return 0;
-    const mutex_holder held(&g->statelock);
+    const mutex_holder held(&g->state_lock);
     return hold_solver(h, env, cbdata);
 }
 

@@ -23,16 +23,16 @@ struct handler;
 
 // The state of an asynchronous call, with the numbers that a test request answers.
 enum async_state : int32_t {
-    ASYNC_IDLE = 0,
-    ASYNC_RUNNING = 1,
-    ASYNC_PAUSED = 2,    // inside the pause callback
-    ASYNC_CONTINUE = 3,  // asked to go on
-    ASYNC_TERMINATE = 4, // asked to end
+    ASYNC_STATE_IDLE = 0,
+    ASYNC_STATE_RUNNING = 1,
+    ASYNC_STATE_PAUSED = 2,    // inside the pause callback
+    ASYNC_STATE_CONTINUE = 3,  // asked to go on
+    ASYNC_STATE_TERMINATE = 4, // asked to end
 };
 
 struct pause_gate {
-    pthread_mutex_t pauselock;
-    pthread_mutex_t statelock;
+    pthread_mutex_t pause_lock;
+    pthread_mutex_t state_lock;
     pthread_cond_t changed; // the state, for the thread that is held
     async_state state;
     bool fetched;                // the result has been requested: no CONTINUE can follow
@@ -59,7 +59,7 @@ async_state pausegate_shown(pause_gate *g);
 
 // Sets limits that count from the next start or continuation.  To lift the time limit has an effect
 // at once.
-void pausegate_setlimits(pause_gate *g, int64_t progress, double seconds);
+void pausegate_limits_set(pause_gate *g, int64_t progress, double seconds);
 
 // Continues the call with limits that count from now on.  Returns what pausegate_arm does.
 int pausegate_continue(pause_gate *g, int64_t progress, double seconds);

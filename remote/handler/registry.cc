@@ -16,10 +16,10 @@ struct env2handler_pair {
 };
 
 // Guards the count of handlers, and with it the creation and destruction of the registry's lock.
-static pthread_mutex_t countlock = PTHREAD_MUTEX_INITIALIZER;
+static pthread_mutex_t count_lock = PTHREAD_MUTEX_INITIALIZER;
 static std::atomic<int32_t> env2handler_init;
 
-static pthread_mutex_t registrylock;
+static pthread_mutex_t registry_lock;
 static env2handler_pair *registry_pairs;
 static int64_t registry_length;
 static int64_t registry_capacity;
@@ -33,16 +33,16 @@ static int env2handler_cmp(const void *a, const void *b)
 
 int env2handler_hold(void)
 {
-    const mutex_holder held(&countlock);
-    if (++env2handler_init > 1 || pthread_mutex_init(&registrylock, nullptr) == 0) return 0;
+    const mutex_holder held(&count_lock);
+    if (++env2handler_init > 1 || pthread_mutex_init(&registry_lock, nullptr) == 0) return 0;
     env2handler_init--;
     return MESSAGE_LOCK;
 }
 
 void env2handler_release(void)
 {
-    const mutex_holder held(&countlock);
-    if (env2handler_init-- == 1) pthread_mutex_destroy(&registrylock);
+    const mutex_holder held(&count_lock);
+    if (env2handler_init-- == 1) pthread_mutex_destroy(&registry_lock);
 }
 
 // With the lock held.
@@ -81,7 +81,7 @@ static env2handler_pair *lookup(VNTENVptr env)
 
 int env2handler_add(VNTENVptr env, handler *h)
 {
-    const mutex_holder held(&registrylock);
+    const mutex_holder held(&registry_lock);
     if (!grow()) return MESSAGE_NOMEMORY;
     registry_pairs[registry_length++] = {env, h};
     qsort(registry_pairs, static_cast<size_t>(registry_length), sizeof(env2handler_pair),
@@ -91,14 +91,14 @@ int env2handler_add(VNTENVptr env, handler *h)
 
 void env2handler_remove(VNTENVptr env)
 {
-    const mutex_holder held(&registrylock);
+    const mutex_holder held(&registry_lock);
     const env2handler_pair *found = lookup(env);
     if (found != nullptr) remove_at(found - registry_pairs);
 }
 
 void env2handler_forget(const handler *h)
 {
-    const mutex_holder held(&registrylock);
+    const mutex_holder held(&registry_lock);
     for (int64_t i = registry_length - 1; i >= 0; i--)
         if (registry_pairs[i].owner == h) remove_at(i);
 }
@@ -107,7 +107,7 @@ handler *env2handler_find(VNTENVptr env)
 {
     // Without a handler there is no lock.
     if (env2handler_init == 0) return nullptr;
-    const mutex_holder held(&registrylock);
+    const mutex_holder held(&registry_lock);
     const env2handler_pair *found = lookup(env);
     return found != nullptr ? found->owner : nullptr;
 }

@@ -14,10 +14,10 @@ namespace {
 
 // One argument of a call.
 struct passing {
-    call_value value; // what the solver gets
-    call_value cell;  // what the solver writes to, where `value` is an address
-    int64_t count;    // elements at value.p
-    bool present;     // the request has the array, which may be empty
+    call_value value;  // what the solver gets
+    call_value target; // what the solver writes to, where `value` is an address
+    int64_t count;     // elements at value.p
+    bool present;      // the request has the array, which may be empty
     void *owned;
     char bytes[16]; // of a new object
 };
@@ -269,7 +269,7 @@ static int check_lengths(const solver_run *run)
 static size_t slot_size(const call_argument &arg)
 {
     if (arg.word == CALL_OUTNAMES) return sizeof(char *);
-    return message_elementsize(arg.type);
+    return message_element_size(arg.type);
 }
 
 // Allocates zeroed elements; a count of 0 leaves the pointer null.
@@ -300,7 +300,7 @@ static int make_copy(passing *p, int64_t count, size_t size)
         int64_t common = taken.count < count ? taken.count : count;
         memcpy(p->owned, taken.value.p, static_cast<size_t>(common) * size);
     } else if (taken.present) {
-        p->value.p = &p->cell;
+        p->value.p = &p->target;
     }
     free(taken.owned);
     return rc;
@@ -347,7 +347,7 @@ static void pass_objects_and_cells(solver_run *run)
         case CALL_LP_BY_ADDRESS: p->value.p = &run->queries.lp; break;
         case CALL_NET_BY_ADDRESS: p->value.p = &run->queries.net; break;
         case CALL_OUTVALUE:
-        case CALL_OUTCHAR: p->value.p = &p->cell; break;
+        case CALL_OUTCHAR: p->value.p = &p->target; break;
         default: break;
         }
     }
@@ -395,7 +395,7 @@ static int give(const solver_run *run, const call_argument &arg, const passing &
 {
     switch (arg.word) {
     case CALL_OUTVALUE:
-    case CALL_OUTCHAR: give_scalar(response, arg.response_at, arg.type, p.cell); return 0;
+    case CALL_OUTCHAR: give_scalar(response, arg.response_at, arg.type, p.target); return 0;
     case CALL_OUT:
     case CALL_INOUT:
         return message_set_anyarray(&field_at<message_array>(response, arg.response_at), p.count,

@@ -76,12 +76,12 @@ VNT_ENTRY int VNTLwriteprob(VNTENVptr, VNTLPptr, const char *filename, const cha
 
 // What the run function sends.
 static std::vector<std::shared_ptr<void>> sent;
-static ptrdiff_t filesthen; // in the working directory
+static ptrdiff_t files_before; // in the working directory
 
 int frame_respond(handler_frame *, const void *response)
 {
     sent.emplace_back(vntmsg_copy(response), [](void *p) { vntmsg_uncopy(&p); });
-    filesthen = std::distance(fs::directory_iterator("."), {});
+    files_before = std::distance(fs::directory_iterator("."), {});
     return 0;
 }
 int frame_reject(handler_frame *frame, int32_t s)
@@ -266,7 +266,7 @@ TEST_F(SolverCall, AFileIsWrittenUnderANameOfItsOwnAndSent)
             nullptr, 0, 0, env.a, lp.a, text(c.asked), text(c.contents.c_str())};
         ASSERT_EQ(RUN(WRITEPROB, request), 0);
         EXPECT_EQ(said.back(), mine + c.given);
-        EXPECT_EQ(filesthen, 1) << "a worker killed while it sends would leave its file";
+        EXPECT_EQ(files_before, 1) << "a worker killed while it sends would leave its file";
         EXPECT_EQ(ANSWER(WRITEPROB)->status, 0);
         const message_array &contents = ANSWER(WRITEPROB)->filename_str.contents;
         EXPECT_EQ(contents.type, TYPE_BYTE);

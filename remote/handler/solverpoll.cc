@@ -26,7 +26,7 @@ void solverpoll_install(handler *h, VNTENVptr env)
     const auto getintparam = SOLVER(VNTLgetintparam);
     int threads = 0;
     const bool known = getintparam != nullptr && getintparam(env, VNT_PARAM_THREADS, &threads) == 0;
-    p->singlethreaded = known && threads == 1;
+    p->single_threaded = known && threads == 1;
     p->owner = pthread_self();
     p->active = true; // only after the owner is set
     const auto setterminatefunc = SOLVER(VNTEsetterminatefunc);
@@ -56,9 +56,9 @@ int asyncpollfunc(VNTENVptr, void *data)
 {
     auto *h = static_cast<handler *>(data);
     solver_poll *p = &h->poll;
-    if (solverpoll_excludes(p) || async_isserving()) return 0;
+    if (solverpoll_excludes(p) || async_is_serving()) return 0;
     if (p->calls.fetch_add(1) % POLL_EVERY != 0) return 0;
-    if (p->singlethreaded)
+    if (p->single_threaded)
         async_poll(h->io);
     else
         solverpoll_serve(p, h->io);

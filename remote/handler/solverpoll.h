@@ -22,8 +22,8 @@ struct handler;
 
 struct solver_poll {
     pthread_mutex_t lock;
-    std::atomic<bool> active;         // `owner` must poll during the call that runs
-    std::atomic<bool> singlethreaded; // the solver uses one thread: no lock is needed
+    std::atomic<bool> active;          // `owner` must poll during the call that runs
+    std::atomic<bool> single_threaded; // the solver uses one thread: no lock is needed
     std::atomic<pthread_t> owner;
     std::atomic<uint32_t> calls;
 };

@@ -14,7 +14,7 @@ namespace vnt {
 static constexpr uint8_t element_sizes[] = {0, 1, 2, 4, 8, 1,
                                             2, 4, 8, 4, 8, sizeof(message_string)};
 
-size_t message_elementsize(uint32_t type)
+size_t message_element_size(uint32_t type)
 {
     return type <= TYPE_LAST ? element_sizes[type] : 0;
 }
@@ -23,7 +23,7 @@ size_t message_elementsize(uint32_t type)
 static size_t block_size(uint32_t type, uint64_t count)
 {
     bool bytes = type == TYPE_BYTE || type == TYPE_UBYTE;
-    return message_elementsize(type) * count + (bytes ? MESSAGE_SPARE : 0);
+    return message_element_size(type) * count + (bytes ? MESSAGE_SPARE : 0);
 }
 
 static uint32_t chunks_needed(int64_t count)
@@ -45,7 +45,7 @@ static int point(message_array *a, int64_t count, uint32_t type, void *data)
     message_chunk *chunks = &a->inlinechunk;
     if (n > 1) chunks = static_cast<message_chunk *>(calloc(n, sizeof(message_chunk)));
     if (chunks == nullptr) return MESSAGE_NOMEMORY;
-    uint64_t step = MESSAGE_CHUNK_MAX * message_elementsize(type);
+    uint64_t step = MESSAGE_CHUNK_MAX * message_element_size(type);
     for (uint32_t i = 0; i < n; i++)
         chunks[i] = {chunk_count(count, i), static_cast<char *>(data) + i * step};
     *a = {count, type, n, chunks, a->inlinechunk};
@@ -182,7 +182,7 @@ static int copy_strings(message_string *to, const message_string *from, uint32_t
 // Copies a chunk's block into the empty chunk `to`.  After a failure `to` can still be uncopied.
 static int copy_chunk(message_chunk *to, const message_chunk *from, uint32_t type)
 {
-    size_t bytes = message_elementsize(type) * from->count;
+    size_t bytes = message_element_size(type) * from->count;
     to->data = calloc(1, block_size(type, from->count));
     if (to->data == nullptr) return from->count == 0 ? 0 : MESSAGE_NOMEMORY;
     to->count = from->count;

@@ -77,7 +77,7 @@ constexpr int64_t MESSAGE_CHUNK_MAX = 4294967295;
 constexpr size_t MESSAGE_SPARE = 4;
 
 // Bytes of an element in memory; 0 for types that hold none.
-size_t message_elementsize(uint32_t type);
+size_t message_element_size(uint32_t type);
 
 // Counts the bytes that a string takes in a message.  Callers derive from it to add their own data.
 struct message_strlen {

@@ -31,7 +31,7 @@ int msg2vnt(int code)
     return row != nullptr ? row->status : VNTERR_REMOTE;
 }
 
-const char *message_errortext(int code)
+const char *message_error_text(int code)
 {
     const error_row *row = find(code);
     return row != nullptr ? row->text : "unknown error";

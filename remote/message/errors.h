@@ -15,6 +15,6 @@ enum message_error : int {
 int msg2vnt(int code);
 
 // What the code means, for messages to people.  Never null.
-const char *message_errortext(int code);
+const char *message_error_text(int code);
 
 } // namespace vnt

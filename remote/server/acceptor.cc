@@ -48,15 +48,15 @@ static int listener_open(const struct addrinfo *address)
 void acceptor_announce(const server *s)
 {
     char name[SOCKNAM_SIZE];
-    socknam(s->listenfd, 0, name);
-    if (log_getlevel() == LOG_WARNING)
+    socknam(s->listen_fd, 0, name);
+    if (log_level_get() == LOG_WARNING)
         fprintf(stderr, "Server started on %s\n", name);
     else
         log_line(LOG_INFO, "Server started on %s\n", name);
 }
 
 // Ports above 65535 would wrap around; reject them.
-static bool port_isvalid(const char *text)
+static bool port_is_valid(const char *text)
 {
     return strtoul(text, nullptr, 10) <= UINT16_MAX;
 }
@@ -68,7 +68,7 @@ int acceptor_open(server *s)
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG | AI_NUMERICSERV;
     int code = EAI_SERVICE;
-    if (port_isvalid(s->options.port))
+    if (port_is_valid(s->options.port))
         code = getaddrinfo(s->options.host, s->options.port, &hints, &found);
     if (code != 0) {
         int saved = errno;
@@ -77,23 +77,23 @@ int acceptor_open(server *s)
         log_syscall("getaddrinfo");
         return -1;
     }
-    s->listenfd = listener_open(found);
+    s->listen_fd = listener_open(found);
     freeaddrinfo(found);
-    if (s->listenfd < 0) return -1;
-    s->reservefd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (s->listen_fd < 0) return -1;
+    s->reserve_fd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
     return 0;
 }
 
 // Milliseconds without accepting after a shortage of memory or descriptors.
 static constexpr int PAUSE = 100;
 
-static bool error_isshortage(int code)
+static bool error_is_shortage(int code)
 {
     return code == EMFILE || code == ENFILE || code == ENOBUFS || code == ENOMEM;
 }
 
 // Failures of one connection or of the network behind it; the listening socket still works.
-static bool error_istransient(int code)
+static bool error_is_transient(int code)
 {
     switch (code) {
     case EINTR:
@@ -108,13 +108,13 @@ static bool error_istransient(int code)
     case EHOSTUNREACH:
     case ENONET:
     case EOPNOTSUPP: return true;
-    default: return error_isshortage(code);
+    default: return error_is_shortage(code);
     }
 }
 
 static int client_accept(server *s)
 {
-    int fd = accept4(s->listenfd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    int fd = accept4(s->listen_fd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     return owned_add(fd);
 }
 
@@ -124,17 +124,17 @@ static void client_refuse(int fd)
 {
     char dropped[16];
     handshake_refuse(fd, HANDSHAKE_NORESOURCES);
-    if (io_wait(fd, POLLIN, -1, clock_afterms(20)) > 0) (void)!read(fd, dropped, sizeof dropped);
+    if (io_wait(fd, POLLIN, -1, clock_after_ms(20)) > 0) (void)!read(fd, dropped, sizeof dropped);
     owned_close(fd);
 }
 
 // To refuse a connection takes a descriptor, so one is kept in reserve.
-static void client_refusewithreserve(server *s)
+static void client_refuse_with_reserve(server *s)
 {
-    owned_close(s->reservefd);
+    owned_close(s->reserve_fd);
     int fd = client_accept(s);
     if (fd >= 0) client_refuse(fd);
-    s->reservefd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    s->reserve_fd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
 }
 
 // Accepts the connections that wait.  Returns 0, the milliseconds to pause after a shortage, or -1
@@ -151,9 +151,9 @@ static int clients_accept(server *s, handshakes *open)
         int code = errno;
         if (code == EAGAIN || code == EWOULDBLOCK) return 0;
         log_syscall("accept");
-        if (!error_istransient(code)) return -1;
-        if (code == EMFILE) client_refusewithreserve(s);
-        return error_isshortage(code) ? PAUSE : 0; // so that signals are checked before the next
+        if (!error_is_transient(code)) return -1;
+        if (code == EMFILE) client_refuse_with_reserve(s);
+        return error_is_shortage(code) ? PAUSE : 0; // so that signals are checked before the next
     }
     return 0;
 }
@@ -162,7 +162,7 @@ static int descriptors_poll(struct pollfd *fds, int count, int milliseconds)
 {
     struct timespec wait = clock_span(milliseconds * CLOCK_MILLISECOND);
     sigset_t open;
-    signals_openmask(&open);
+    signals_open_mask(&open);
     return ppoll(fds, static_cast<nfds_t>(count), milliseconds >= 0 ? &wait : nullptr, &open);
 }
 
@@ -171,7 +171,7 @@ static int descriptors_poll(struct pollfd *fds, int count, int milliseconds)
 bool acceptor_serve(server *s)
 {
     static handshakes open;
-    open.timeout = s->options.actiontimeout * int64_t(1000);
+    open.timeout = s->options.action_timeout * int64_t(1000);
     open.actions = {s, spawn_worker, spawn_reconnect};
     int64_t resume = 0; // when accepting goes on
     for (;;) {
@@ -182,7 +182,7 @@ bool acceptor_serve(server *s)
         int64_t pause = resume - clock_ms();
         bool accepting = pause <= 0 && open.count < HANDSHAKES_MAX;
         if (pause > 0 && (wait < 0 || wait > pause)) wait = static_cast<int>(pause);
-        fds[0] = {accepting ? s->listenfd : -1, POLLIN, 0};
+        fds[0] = {accepting ? s->listen_fd : -1, POLLIN, 0};
         if (descriptors_poll(fds, 1 + open.count, wait) < 0) {
             log_line(LOG_DEBUG, "accept(): Interrupted system call [%d].\n", s->stop.load());
             continue;

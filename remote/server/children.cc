@@ -30,29 +30,30 @@ static std::atomic<int> standing; // how many records there are
 
 static constexpr int HELLO_TIME = 1000; // milliseconds for the answer to a returning client
 
-static void fd_setnonblocking(int fd)
+static void fd_set_nonblocking(int fd)
 {
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
 }
 
 // Makes a pipe between `worker`, which blocks, and `server`, which does not.  The system may give
 // it another size.
-static int pipe_make(int *readend, int *writeend, int *server, int size)
+static int pipe_make(int *read_end, int *write_end, int *server, int size)
 {
-    if (owned_pipe(readend, writeend) != 0) return -1;
-    if (size > 0) fcntl(*readend, F_SETPIPE_SZ, size);
-    fd_setnonblocking(*server);
+    if (owned_pipe(read_end, write_end) != 0) return -1;
+    if (size > 0) fcntl(*read_end, F_SETPIPE_SZ, size);
+    fd_set_nonblocking(*server);
     return 0;
 }
 
 static int pipes_make(server_child *c)
 {
     int data = standing <= WIDE_CHILDREN ? WIDE_PIPES : 0;
-    int rc = pipe_make(&c->worker.infd, &c->requestfd, &c->requestfd, data);
-    if (rc == 0) rc = pipe_make(&c->worker.controlfd, &c->controlfd, &c->controlfd, NARROW_PIPES);
-    if (rc == 0) rc = pipe_make(&c->responsefd, &c->worker.outfd, &c->responsefd, data);
-    if (rc == 0) rc = pipe_make(&c->statusfd, &c->worker.statusfd, &c->statusfd, NARROW_PIPES);
-    if (rc == 0) rc = c->stopfd = owned_add(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    int rc = pipe_make(&c->worker.infd, &c->request_fd, &c->request_fd, data);
+    if (rc == 0)
+        rc = pipe_make(&c->worker.control_fd, &c->control_fd, &c->control_fd, NARROW_PIPES);
+    if (rc == 0) rc = pipe_make(&c->response_fd, &c->worker.outfd, &c->response_fd, data);
+    if (rc == 0) rc = pipe_make(&c->status_fd, &c->worker.status_fd, &c->status_fd, NARROW_PIPES);
+    if (rc == 0) rc = c->stop_fd = owned_add(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     return rc < 0 ? -1 : 0;
 }
 
@@ -136,13 +137,13 @@ server_child *child_create(int client, const char *peer, int grace)
     }
     standing++;
     c->worker = {-1, -1, -1, -1, 0};
-    c->requestfd = c->controlfd = c->responsefd = c->statusfd = c->stopfd = -1;
+    c->request_fd = c->control_fd = c->response_fd = c->status_fd = c->stop_fd = -1;
     c->client = -1;
     c->pending = PENDING_NONE;
     c->grace = grace;
     snprintf(c->peer, sizeof c->peer, "%s", peer);
     // At level 4 each read is logged, so reads are small enough to follow.
-    c->copying = log_getlevel() >= LOG_DEBUG;
+    c->copying = log_level_get() >= LOG_DEBUG;
     c->chunk = c->copying ? 4096 : SLAB_BUFFER;
     if (child_build(c) != 0) {
         child_destroy(c);
@@ -152,9 +153,10 @@ server_child *child_create(int client, const char *peer, int grace)
     return c;
 }
 
-static void workerends_close(server_child *c)
+static void worker_ends_close(server_child *c)
 {
-    for (int *fd : {&c->worker.infd, &c->worker.outfd, &c->worker.statusfd, &c->worker.controlfd}) {
+    for (int *fd :
+         {&c->worker.infd, &c->worker.outfd, &c->worker.status_fd, &c->worker.control_fd}) {
         owned_close(*fd);
         *fd = -1;
     }
@@ -162,7 +164,7 @@ static void workerends_close(server_child *c)
 
 void child_start(server_child *c, pid_t id)
 {
-    workerends_close(c);
+    worker_ends_close(c);
     mutex_holder hold(&c->lock);
     c->id = id;
     c->started = clock_ms();
@@ -171,8 +173,8 @@ void child_start(server_child *c, pid_t id)
 
 void child_become(server_child *c)
 {
-    int keep[] = {c->worker.infd, c->worker.outfd, c->worker.statusfd, c->worker.controlfd};
-    owned_closeothers(keep, 4);
+    int keep[] = {c->worker.infd, c->worker.outfd, c->worker.status_fd, c->worker.control_fd};
+    owned_close_others(keep, 4);
 }
 
 void child_signal(server_child *c, int signal)
@@ -191,20 +193,20 @@ void child_kill(server_child *c, const char *reason)
 }
 
 // Drops a waiting client that has gone.  Under the record's lock.
-static void pending_dropdead(server_child *c)
+static void pending_drop_dead(server_child *c)
 {
     if (c->pending < 0 || socket_alive(c->pending)) return;
     owned_close(c->pending);
     c->pending = PENDING_NONE;
 }
 
-bool child_handover(server_child *c, int client, const void *hello, size_t length)
+bool child_hand_over(server_child *c, int client, const void *hello, size_t length)
 {
     mutex_holder hold(&c->lock);
-    pending_dropdead(c);
+    pending_drop_dead(c);
     if (c->pending != PENDING_NONE) return false;
     // Ten bytes into a fresh connection: there is room, or the client has gone.
-    if (io_writeall(client, hello, length, c->stopfd, clock_afterms(HELLO_TIME)) != 0) {
+    if (io_write_all(client, hello, length, c->stop_fd, clock_after_ms(HELLO_TIME)) != 0) {
         log_syscall("safe_write");
         owned_close(client); // with part of a greeting it would wait for ever
         return true;
@@ -231,14 +233,14 @@ bool child_farewell(server_child *c)
 {
     mutex_holder hold(&c->lock);
     int bytes = 0;
-    return c->farewell || (ioctl(c->statusfd, FIONREAD, &bytes) == 0 && bytes > 0);
+    return c->farewell || (ioctl(c->status_fd, FIONREAD, &bytes) == 0 && bytes > 0);
 }
 
 static child_traffic traffic_read(server_child *c)
 {
     child_traffic now = {};
     mutex_holder hold(&c->lock); // the socket must stay
-    ioctl(c->requestfd, FIONREAD, &now.unread);
+    ioctl(c->request_fd, FIONREAD, &now.unread);
     ioctl(c->client, SIOCOUTQ, &now.unsent);
     now.relayed = c->relayed;
     now.since = clock_ms();
@@ -250,7 +252,7 @@ void child_measure(server_child *c, child_traffic *t)
     *t = traffic_read(c);
 }
 
-int64_t child_idletime(server_child *c, child_traffic *t)
+int64_t child_idle_time(server_child *c, child_traffic *t)
 {
     child_traffic now = traffic_read(c);
     if (now.unread != t->unread || now.unsent != t->unsent || now.relayed != t->relayed) *t = now;
@@ -271,7 +273,7 @@ static void pumps_end(server_child *c)
 {
     if (c->npumps > 0) {
         child_stop(c);
-        eventfd_write(c->stopfd, 1);
+        eventfd_write(c->stop_fd, 1);
     }
     for (; c->npumps > 0; c->npumps--)
         pthread_join(c->pumps[c->npumps - 1], nullptr);
@@ -280,8 +282,9 @@ static void pumps_end(server_child *c)
 void child_destroy(server_child *c)
 {
     pumps_end(c);
-    workerends_close(c);
-    for (int fd : {c->client, c->requestfd, c->controlfd, c->responsefd, c->statusfd, c->stopfd})
+    worker_ends_close(c);
+    for (int fd :
+         {c->client, c->request_fd, c->control_fd, c->response_fd, c->status_fd, c->stop_fd})
         owned_close(fd);
     if (c->nlocks > 1) pthread_cond_destroy(&c->changed);
     if (c->nlocks > 0) pthread_mutex_destroy(&c->lock);

@@ -43,11 +43,11 @@ struct child_traffic {
 struct server_child {
     server_child *next;  // under the server's lock
     worker_child worker; // the worker's ends; -1 in the server once the process is forked
-    int requestfd;       // the worker's input; belongs to the to-child pump
-    int controlfd;
-    int responsefd; // the worker's output
-    int statusfd;
-    int stopfd;                    // readable once the pumps are to end
+    int request_fd;      // the worker's input; belongs to the to-child pump
+    int control_fd;
+    int response_fd; // the worker's output
+    int status_fd;
+    int stop_fd;                   // readable once the pumps are to end
     int grace;                     // milliseconds, see server.h
     int64_t started;               // of clock_ms()
     size_t chunk;                  // bytes that the pumps read at once where they copy
@@ -100,7 +100,7 @@ void child_kill(server_child *c, const char *reason);
 // Hands the worker to a client that reconnects.  `hello` is sent under the record's lock, ahead of
 // everything that the worker may send.  Returns false, and the socket stays the caller's, if
 // another client waits already.
-bool child_handover(server_child *c, int client, const void *hello, size_t length);
+bool child_hand_over(server_child *c, int client, const void *hello, size_t length);
 
 // Marks that the worker has ended or is to end, and wakes waiting pumps.
 void child_stop(server_child *c);
@@ -110,7 +110,7 @@ bool child_farewell(server_child *c);
 
 // Start measuring, and return the milliseconds for which nothing has moved.
 void child_measure(server_child *c, child_traffic *t);
-int64_t child_idletime(server_child *c, child_traffic *t);
+int64_t child_idle_time(server_child *c, child_traffic *t);
 
 // Waits until everything that the worker wrote has been passed on, or until `deadline` of
 // clock_ms().  Returns whether it has been.

@@ -46,7 +46,7 @@ void handshake_refuse(int fd, int status)
 {
     handshake_answer answer;
     size_t n = handshake_answer_put(answer, static_cast<uint16_t>(status), 0);
-    if (io_writeall(fd, answer, n, -1, 0) != 0) log_syscall("safe_write");
+    if (io_write_all(fd, answer, n, -1, 0) != 0) log_syscall("safe_write");
     shutdown(fd, SHUT_WR);
 }
 
@@ -82,7 +82,7 @@ static bool action_take(handshakes *h, handshake *c)
     uint32_t action = handshake_action_get(c->bytes);
     log_line(LOG_INFO, "%s: ACTION: %u\n", c->peer, action);
     if (action == ACTION_NEW)
-        return connection_answer(c, h->actions.newworker(h->actions.server, c->fd, c->peer));
+        return connection_answer(c, h->actions.new_worker(h->actions.server, c->fd, c->peer));
     if (action != ACTION_RECONNECT) return connection_answer(c, HANDSHAKE_NOACTION);
     phase_enter(c, handshake::ID, h->timeout);
     return true;

@@ -28,8 +28,8 @@ constexpr int HANDSHAKES_MAX = 1024;
 // with 0 the server owns the connection.
 struct handshake_actions {
     void *server;
-    int (*newworker)(void *server, int client, const char *peer);
-    int (*reconnect)(void *server, int client, int64_t workerid);
+    int (*new_worker)(void *server, int client, const char *peer);
+    int (*reconnect)(void *server, int client, int64_t worker_id);
 };
 
 struct handshake {

@@ -21,9 +21,9 @@ static int adopt(void *, int client, const char *)
     return HANDSHAKE_OK;
 }
 
-static int adopt_again(void *, int client, int64_t workerid)
+static int adopt_again(void *, int client, int64_t worker_id)
 {
-    return workerid % 2 != 0 ? adopt(nullptr, client, "") : HANDSHAKE_NOTFOUND;
+    return worker_id % 2 != 0 ? adopt(nullptr, client, "") : HANDSHAKE_NOTFOUND;
 }
 
 static void serve(handshakes *h)
@@ -37,7 +37,7 @@ static void serve(handshakes *h)
 // Each byte before a piece says whose it is, how long, and whether that client then goes.
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    log_setfd(-1);
+    log_fd_set(-1);
     return owned_create();
 }
 

@@ -55,16 +55,16 @@ static void fd_close(int *fd)
 
 static void log_switch(server_options *o, int fd)
 {
-    log_setfd(fd >= 0 ? fd : STDERR_FILENO);
-    fd_close(&o->logfd);
-    o->logfd = fd;
+    log_fd_set(fd >= 0 ? fd : STDERR_FILENO);
+    fd_close(&o->log_fd);
+    o->log_fd = fd;
 }
 
 // The functions of the options; `value` is the text behind the "=".  They return what options_read
 // returns.
 
 // In append mode the file can be truncated, as log rotation does, and shared.
-static int logfile_read(server_options *o, const char *value)
+static int log_file_read(server_options *o, const char *value)
 {
     int fd = open(value, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
     if (fd < 0) {
@@ -93,20 +93,20 @@ static int library_read(server_options *o, const char *value)
     log_fatal("Failed to load libraries: %d\n", rc);
 }
 
-static int pidfile_read(server_options *o, const char *value)
+static int pid_file_read(server_options *o, const char *value)
 {
-    fd_close(&o->pidfd);
-    o->pidfd = open(value, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    if (o->pidfd >= 0) return 0;
+    fd_close(&o->pid_fd);
+    o->pid_fd = open(value, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (o->pid_fd >= 0) return 0;
     fprintf(stderr, "Failed to open pid file %s\n", value);
     return -1;
 }
 
-static int actiontimeout_read(server_options *o, const char *value)
+static int action_timeout_read(server_options *o, const char *value)
 {
     int64_t seconds;
     if (!number_parse(value, 10, INT32_MIN, INT32_MAX, &seconds)) return -1;
-    o->actiontimeout = static_cast<int32_t>(seconds);
+    o->action_timeout = static_cast<int32_t>(seconds);
     return 0;
 }
 
@@ -146,25 +146,25 @@ static int address_read(server_options *o, const char *value)
 
 static int info_read(server_options *, const char *)
 {
-    log_setlevel(LOG_INFO);
+    log_level_set(LOG_INFO);
     return 0;
 }
 
 static int debug_read(server_options *, const char *)
 {
-    log_setlevel(LOG_DEBUG);
+    log_level_set(LOG_DEBUG);
     return 0;
 }
 
 // A level out of range is reported but used.
-static int loglevel_read(server_options *, const char *value)
+static int log_level_read(server_options *, const char *value)
 {
     long level = atol(value);
     if (level < INT32_MIN || level > INT32_MAX) {
         errno = ERANGE;
         perror("strtol");
     }
-    log_setlevel(static_cast<int32_t>(level));
+    log_level_set(static_cast<int32_t>(level));
     return 0;
 }
 
@@ -186,14 +186,14 @@ struct option_list {
 };
 } // namespace
 
-static constexpr option logoptions[] = {{"-logfile=", logfile_read}};
-static constexpr option libraryoptions[] = {{"-library=", library_read}};
-static constexpr option otheroptions[] = {
-    {"-pidfile=", pidfile_read},   {"-action-timeout=", actiontimeout_read},
-    {"-polling=", polling_read},   {"-host=", host_read},
-    {"-port=", port_read},         {"-address=", address_read},
-    {"-info", info_read},          {"-debug", debug_read},
-    {"-loglevel=", loglevel_read}, {"-help", help_read},
+static constexpr option log_options[] = {{"-logfile=", log_file_read}};
+static constexpr option library_options[] = {{"-library=", library_read}};
+static constexpr option other_options[] = {
+    {"-pidfile=", pid_file_read},   {"-action-timeout=", action_timeout_read},
+    {"-polling=", polling_read},    {"-host=", host_read},
+    {"-port=", port_read},          {"-address=", address_read},
+    {"-info", info_read},           {"-debug", debug_read},
+    {"-loglevel=", log_level_read}, {"-help", help_read},
 };
 
 // Finds the row of an option and its value; null for an argument of the workers.
@@ -209,7 +209,7 @@ static const option *option_find(const option_list &list, const char *argument, 
     return nullptr;
 }
 
-static void argument_takeout(server_options *o, int i)
+static void argument_take_out(server_options *o, int i)
 {
     char *argument = o->argv[i];
     o->argc--;
@@ -217,7 +217,7 @@ static void argument_takeout(server_options *o, int i)
     o->argv[o->argc] = argument;
 }
 
-static int options_readpass(server_options *o, int first, const option_list &list)
+static int options_read_pass(server_options *o, int first, const option_list &list)
 {
     for (int i = first; i < o->argc;) {
         const char *value;
@@ -228,7 +228,7 @@ static int options_readpass(server_options *o, int first, const option_list &lis
         }
         int rc = row->read(o, value);
         if (rc != 0) return rc;
-        argument_takeout(o, i);
+        argument_take_out(o, i);
     }
     return 0;
 }
@@ -253,33 +253,34 @@ int options_read(server_options *o, int argc, char **argv)
     o->argc = argc;
     o->argv = argv;
     o->polling = 1000;
-    o->actiontimeout = 10;
-    o->logfd = o->pidfd = -1;
-    log_setfd(STDERR_FILENO);
-    log_setlevel(LOG_WARNING);
+    o->action_timeout = 10;
+    o->log_fd = o->pid_fd = -1;
+    log_fd_set(STDERR_FILENO);
+    log_level_set(LOG_WARNING);
 
     // The log first, for the messages of the rest; libraries before code that may use them.
-    int rc = options_readpass(o, 1, {logoptions, std::size(logoptions)});
+    int rc = options_read_pass(o, 1, {log_options, std::size(log_options)});
     if (rc != 0) return rc;
     o->host = environment_host(nullptr);
     o->port = environment_port(nullptr);
-    rc = options_readpass(o, 0, {libraryoptions, std::size(libraryoptions)});
-    if (rc == 0) rc = options_readpass(o, 1, {otheroptions, std::size(otheroptions)});
+    rc = options_read_pass(o, 0, {library_options, std::size(library_options)});
+    if (rc == 0) rc = options_read_pass(o, 1, {other_options, std::size(other_options)});
     if (rc == 0) defaults_apply(o);
     return rc;
 }
 
-void options_writepid(server_options *o)
+void options_write_pid(server_options *o)
 {
-    if (o->pidfd < 0) return;
-    if (ftruncate(o->pidfd, 0) != 0 || dprintf(o->pidfd, "%d", getpid()) < 0) log_syscall("write");
-    fd_close(&o->pidfd);
+    if (o->pid_fd < 0) return;
+    if (ftruncate(o->pid_fd, 0) != 0 || dprintf(o->pid_fd, "%d", getpid()) < 0)
+        log_syscall("write");
+    fd_close(&o->pid_fd);
 }
 
 void options_release(server_options *o)
 {
     log_switch(o, -1);
-    fd_close(&o->pidfd);
+    fd_close(&o->pid_fd);
     while (o->nlibraries > 0)
         library_close(o->libraries[--o->nlibraries]);
     free(o->libraries);

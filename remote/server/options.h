@@ -14,17 +14,17 @@
 namespace vnt {
 
 struct server_options {
-    int argc;              // number of arguments for the workers
-    char **argv;           // these arguments first, then the server's own options
-    const char *host;      // never null once the options are read
-    const char *port;      // likewise
-    char address[1024];    // host and port of "-address="
-    uint32_t polling;      // milliseconds between two passes of the reaper
-    int32_t actiontimeout; // seconds
-    library **libraries;   // in the order of their options
+    int argc;               // number of arguments for the workers
+    char **argv;            // these arguments first, then the server's own options
+    const char *host;       // never null once the options are read
+    const char *port;       // likewise
+    char address[1024];     // host and port of "-address="
+    uint32_t polling;       // milliseconds between two passes of the reaper
+    int32_t action_timeout; // seconds
+    library **libraries;    // in the order of their options
     int nlibraries;
-    int logfd; // -1 if the log is standard error
-    int pidfd; // -1 without a pid file, and after it is written
+    int log_fd; // -1 if the log is standard error
+    int pid_fd; // -1 without a pid file, and after it is written
 };
 
 // Reads the options and sets up the log.  Returns 0 to go on, 1 after printing help, -1 after
@@ -34,7 +34,7 @@ int options_read(server_options *o, int argc, char **argv);
 
 // Writes the process id into the pid file.  Call it once the server listens: a server that cannot
 // listen must not overwrite the file of the running one.
-void options_writepid(server_options *o);
+void options_write_pid(server_options *o);
 
 // Closes the log, unless it is standard error, and the libraries, newest first.
 void options_release(server_options *o);

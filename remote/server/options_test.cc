@@ -21,7 +21,7 @@ struct reading {
         argv.push_back(nullptr);
         testing::internal::CaptureStderr();
         result = options_read(&o, static_cast<int>(arguments.size()), argv.data());
-        level = log_getlevel();
+        level = log_level_get();
         for (int i = 1; i < o.argc; i++)
             left += argv[i] + std::string(" ");
         if (o.host != nullptr) host = o.host;
@@ -29,7 +29,7 @@ struct reading {
         options_release(&o);
         said = testing::internal::GetCapturedStderr();
     }
-    ~reading() { log_setlevel(LOG_WARNING); }
+    ~reading() { log_level_set(LOG_WARNING); }
     server_options o;
     int result, level;
     std::string left, said, host, port;
@@ -43,12 +43,12 @@ TEST(Options, TheServersOwnAreTakenOutAndTheRestIsTheWorkers)
     EXPECT_EQ(r.left, "-nothreads -libpath=/x -informal -userfunction=a=b ");
     EXPECT_EQ(r.host + ":" + r.port, "h:7");
     EXPECT_EQ(r.o.polling, 729u) << "in base 9";
-    EXPECT_EQ(r.o.actiontimeout, 3);
+    EXPECT_EQ(r.o.action_timeout, 3);
     EXPECT_EQ(r.level, 3);
     EXPECT_EQ(r.said, "");
     reading none({});
     EXPECT_EQ(none.o.polling, 1000u);
-    EXPECT_EQ(none.o.actiontimeout, 10);
+    EXPECT_EQ(none.o.action_timeout, 10);
     EXPECT_EQ(none.level, 2);
 }
 

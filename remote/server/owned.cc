@@ -16,7 +16,7 @@ namespace vnt {
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static uint64_t *noted; // one bit per descriptor
 static int64_t words;
-static int64_t usedwords; // up to the highest descriptor ever noted
+static int64_t used_words; // up to the highest descriptor ever noted
 
 void owned_lock(void)
 {
@@ -27,7 +27,7 @@ void owned_unlock(void)
     pthread_mutex_unlock(&lock);
 }
 
-static bool descriptor_isnoted(int fd)
+static bool descriptor_is_noted(int fd)
 {
     return noted[fd / 64] >> (fd % 64) & 1;
 }
@@ -50,7 +50,7 @@ void owned_destroy(void)
 {
     free(noted);
     noted = nullptr;
-    words = usedwords = 0;
+    words = used_words = 0;
 }
 
 int owned_add(int fd)
@@ -62,8 +62,8 @@ int owned_add(int fd)
         errno = EMFILE;
         return -1;
     }
-    if (!descriptor_isnoted(fd)) descriptor_flip(fd);
-    usedwords = std::max<int64_t>(usedwords, fd / 64 + 1);
+    if (!descriptor_is_noted(fd)) descriptor_flip(fd);
+    used_words = std::max<int64_t>(used_words, fd / 64 + 1);
     return fd;
 }
 
@@ -71,31 +71,31 @@ void owned_close(int fd)
 {
     if (fd < 0) return;
     mutex_holder hold(&lock);
-    if (descriptor_isnoted(fd)) descriptor_flip(fd);
+    if (descriptor_is_noted(fd)) descriptor_flip(fd);
     close(fd);
 }
 
-int owned_pipe(int *readend, int *writeend)
+int owned_pipe(int *read_end, int *write_end)
 {
     int ends[2];
-    *readend = *writeend = -1;
+    *read_end = *write_end = -1;
     if (pipe2(ends, O_CLOEXEC) != 0) return -1;
-    *readend = owned_add(ends[0]);
-    *writeend = owned_add(ends[1]);
-    if (*readend >= 0 && *writeend >= 0) return 0;
-    owned_close(*readend);
-    owned_close(*writeend);
-    *readend = *writeend = -1;
+    *read_end = owned_add(ends[0]);
+    *write_end = owned_add(ends[1]);
+    if (*read_end >= 0 && *write_end >= 0) return 0;
+    owned_close(*read_end);
+    owned_close(*write_end);
+    *read_end = *write_end = -1;
     errno = EMFILE;
     return -1;
 }
 
-void owned_closeothers(const int *keep, int count)
+void owned_close_others(const int *keep, int count)
 {
     for (int i = 0; i < count; i++)
         descriptor_flip(keep[i]);
     // Not the whole table, which takes 128 MiB if a process may open 2^30 descriptors.
-    for (int64_t w = 0; w < usedwords; w++) {
+    for (int64_t w = 0; w < used_words; w++) {
         for (; noted[w] != 0; noted[w] &= noted[w] - 1)
             close(static_cast<int>(w * 64 + __builtin_ctzll(noted[w])));
     }

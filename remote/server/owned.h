@@ -23,13 +23,13 @@ int owned_add(int fd);
 void owned_close(int fd);
 
 // pipe() whose ends are noted and closed on exec().  Errors: -1 and errno, both ends -1.
-int owned_pipe(int *readend, int *writeend);
+int owned_pipe(int *read_end, int *write_end);
 
 // Held during fork().
 void owned_lock(void);
 void owned_unlock(void);
 
 // In a new worker, the lock held: closes all noted descriptors but those of `keep`.
-void owned_closeothers(const int *keep, int count);
+void owned_close_others(const int *keep, int count);
 
 } // namespace vnt

@@ -50,7 +50,7 @@ static server_child *child_unlink(server *s, pid_t id)
 }
 
 // Marks that the process must get no more signals: its id may be reused.
-static void child_markreaped(server_child *c)
+static void child_mark_reaped(server_child *c)
 {
     mutex_holder hold(&c->lock);
     c->reaped = true;
@@ -67,11 +67,11 @@ static void child_teardown(server_child *c)
 }
 
 // Destroys the records of ended workers whose last answers were taken or are no longer being taken.
-static void children_teardownsettled(server *s)
+static void children_teardown_settled(server *s)
 {
     for (server_child **link = &s->ended; *link != nullptr;) {
         server_child *c = *link;
-        if (!child_drain(c, 0) && child_idletime(c, &c->ending) < c->grace) {
+        if (!child_drain(c, 0) && child_idle_time(c, &c->ending) < c->grace) {
             link = &c->next;
             continue;
         }
@@ -80,7 +80,7 @@ static void children_teardownsettled(server *s)
     }
 }
 
-static void children_teardownall(server *s)
+static void children_teardown_all(server *s)
 {
     while (s->ended != nullptr) {
         server_child *c = s->ended;
@@ -99,7 +99,7 @@ static siginfo_t ended_peek(void)
 
 // The id of the last request of a process that is not collected yet, or 0.  Workers append it to
 // their process's name.
-static unsigned long request_findlast(pid_t id)
+static unsigned long request_find_last(pid_t id)
 {
     char path[32], name[32] = "";
     snprintf(path, sizeof path, "/proc/%d/comm", id);
@@ -116,7 +116,7 @@ static void exit_report(server_child *c, const siginfo_t *info)
     bool exited = info->si_code == CLD_EXITED;
     if (exited && info->si_status == 0 && child_farewell(c)) return;
     char request[48] = "";
-    unsigned long last = request_findlast(c->id);
+    unsigned long last = request_find_last(c->id);
     if (last > 0) snprintf(request, sizeof request, ", last request %lu", last);
     mutex_holder hold(&c->lock);
     log_line(LOG_WARNING, "Child %d of client %s ended with %s %d after %lld s%s%s%s\n", c->id,
@@ -129,7 +129,7 @@ static void exit_report(server_child *c, const siginfo_t *info)
 static void ended_collect(server *s, const siginfo_t *info, int64_t deadline)
 {
     server_child *c = child_unlink(s, info->si_pid);
-    if (c != nullptr) child_markreaped(c);
+    if (c != nullptr) child_mark_reaped(c);
     if (c != nullptr) exit_report(c, info);
     waitpid(info->si_pid, nullptr, 0);
     log_line(LOG_DEBUG, "Child %d reaped.\n", info->si_pid);
@@ -141,12 +141,12 @@ static void ended_collect(server *s, const siginfo_t *info, int64_t deadline)
     s->ended = c;
 }
 
-static void ended_collectall(server *s)
+static void ended_collect_all(server *s)
 {
     int64_t deadline = clock_ms() + DRAIN_TIME;
     for (siginfo_t info = ended_peek(); info.si_pid != 0; info = ended_peek())
         ended_collect(s, &info, deadline);
-    children_teardownsettled(s);
+    children_teardown_settled(s);
 }
 
 static void child_end(server_child *c)
@@ -162,7 +162,7 @@ static void exit_await(server_child *c)
     siginfo_t info;
     while (waitid(P_PID, c->id, &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
     }
-    child_markreaped(c);
+    child_mark_reaped(c);
     waitpid(c->id, nullptr, 0);
 }
 
@@ -179,8 +179,8 @@ static void children_take(server *s)
 // destroyed, because the main thread may still use them.
 [[noreturn]] static void server_cleanup(server *s)
 {
-    shutdown(s->listenfd, SHUT_RDWR); // closing it is not safe: the main thread may be using it
-    children_teardownall(s);          // those that have ended before
+    shutdown(s->listen_fd, SHUT_RDWR); // closing it is not safe: the main thread may be using it
+    children_teardown_all(s);          // those that have ended before
     children_take(s);
     log_line(LOG_DEBUG, "Server is shutting down\n");
     log_line(LOG_INFO, "Server dies, reaping all children.\n");
@@ -188,17 +188,17 @@ static void children_take(server *s)
         child_end(c);
     for (server_child *c = s->ended; c != nullptr; c = c->next)
         exit_await(c);
-    children_teardownall(s);
+    children_teardown_all(s);
     log_line(LOG_INFO, "Server stopped.\n");
     options_release(&s->options);
-    exit(s->exitstatus);
+    exit(s->exit_status);
 }
 
 void *reaper_thread(void *server_)
 {
     server *s = static_cast<server *>(server_);
     while (!s->stop && !stop_await(s))
-        ended_collectall(s);
+        ended_collect_all(s);
     server_cleanup(s);
 }
 

@@ -11,7 +11,7 @@
 
 namespace vnt {
 
-bool relay_awaitprocess(server_child *c)
+bool relay_await_process(server_child *c)
 {
     mutex_holder hold(&c->lock);
     c->waiting++;
@@ -21,7 +21,7 @@ bool relay_awaitprocess(server_child *c)
     return c->id != 0;
 }
 
-static bool child_isstopped(server_child *c)
+static bool child_is_stopped(server_child *c)
 {
     mutex_holder hold(&c->lock);
     return c->stopped;
@@ -29,20 +29,20 @@ static bool child_isstopped(server_child *c)
 
 void relay_fail(server_child *c, const char *call)
 {
-    if (child_isstopped(c)) return;
+    if (child_is_stopped(c)) return;
     log_syscall(call);
     child_kill(c, nullptr);
 }
 
-int relay_countunread(int fd)
+int relay_count_unread(int fd)
 {
     int bytes = 0;
     return fd >= 0 && ioctl(fd, FIONREAD, &bytes) == 0 ? bytes : 0;
 }
 
-bool relay_writeall(const server_child *c, int fd, const void *bytes, ssize_t n)
+bool relay_write_all(const server_child *c, int fd, const void *bytes, ssize_t n)
 {
-    return io_writeall(fd, bytes, static_cast<size_t>(n), c->stopfd, CLOCK_NEVER) == 0;
+    return io_write_all(fd, bytes, static_cast<size_t>(n), c->stop_fd, CLOCK_NEVER) == 0;
 }
 
 ssize_t relay_move(int from, int to)
@@ -50,13 +50,13 @@ ssize_t relay_move(int from, int to)
     return splice(from, nullptr, to, nullptr, 1 << 20, SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
 }
 
-bool relay_mayrepeat(const server_child *c)
+bool relay_may_repeat(const server_child *c)
 {
-    if (errno == ENOMEM || errno == ENOBUFS) return io_shortage_wait(c->stopfd, CLOCK_NEVER);
+    if (errno == ENOMEM || errno == ENOBUFS) return io_shortage_wait(c->stop_fd, CLOCK_NEVER);
     return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;
 }
 
-bool relay_isover(int fd, short events)
+bool relay_is_over(int fd, short events)
 {
     pollfd p = {fd, events, 0};
     return poll(&p, 1, 0) > 0;

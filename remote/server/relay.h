@@ -18,25 +18,25 @@ enum relay_result { RELAY_MORE, RELAY_END, RELAY_STOP };
 
 // Waits until the process exists: no bytes may move before, because a failure is handled by killing
 // it.  Returns false if there will be no process.
-bool relay_awaitprocess(server_child *c);
+bool relay_await_process(server_child *c);
 
 // Handles a failure between server and worker: kills the worker unless it has ended.
 void relay_fail(server_child *c, const char *call);
 
 // How many bytes can be read from a pipe; 0 for -1.
-int relay_countunread(int fd);
+int relay_count_unread(int fd);
 
 // Writes all bytes, without a deadline.  Returns false when that fails or the pump must end.
-bool relay_writeall(const server_child *c, int fd, const void *bytes, ssize_t n);
+bool relay_write_all(const server_child *c, int fd, const void *bytes, ssize_t n);
 
 // Moves bytes from a socket to a pipe or back.  Returns what splice() returns.
 ssize_t relay_move(int from, int to);
 
 // Whether a read() or write() that failed may succeed later; waits a little when memory is short.
-bool relay_mayrepeat(const server_child *c);
+bool relay_may_repeat(const server_child *c);
 
 // Whether a connection has ended in both directions, or, with POLLRDHUP in `events`, at least in
 // the direction from the client.
-bool relay_isover(int fd, short events);
+bool relay_is_over(int fd, short events);
 
 } // namespace vnt

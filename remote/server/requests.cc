@@ -27,7 +27,7 @@ static const char LINGERING[] = "it did not exit after its regular end";
 static void report_read(server_child *c)
 {
     mutex_holder hold(&c->lock); // for child_farewell: the report is in the pipe or in the record
-    ssize_t n = read(c->statusfd, &c->report, sizeof c->report);
+    ssize_t n = read(c->status_fd, &c->report, sizeof c->report);
     if (n < 0 && (errno == EINTR || errno == EAGAIN)) return;
     c->reported = n == sizeof c->report ? REPORT_READ : REPORT_BROKEN;
     c->left = c->reported == REPORT_READ && c->report == c->id;
@@ -38,11 +38,11 @@ static void report_read(server_child *c)
 // are there, 0 when not yet, -1 when the pump must end.
 static int watch(server_child *c, int fd, short events)
 {
-    pollfd fds[] = {{c->stopfd, POLLIN, 0},
+    pollfd fds[] = {{c->stop_fd, POLLIN, 0},
                     {fd, events, 0},
-                    {c->reported == REPORT_AWAITED ? c->statusfd : -1, POLLIN, 0}};
+                    {c->reported == REPORT_AWAITED ? c->status_fd : -1, POLLIN, 0}};
     int ready = poll(fds, 3, std::min(SOCKET_LOOK, c->grace));
-    if (ready == 0) socket_dropsilent(c->client);
+    if (ready == 0) socket_drop_silent(c->client);
     if (ready <= 0) return 0;
     if (fds[0].revents != 0) return -1;
     if (fds[2].revents != 0) report_read(c);
@@ -51,7 +51,7 @@ static int watch(server_child *c, int fd, short events)
 
 // Whether to ignore what the client still sends: the worker has ended regularly, or the client has
 // left it and another wants it.
-static bool client_isdone(server_child *c)
+static bool client_is_done(server_child *c)
 {
     mutex_holder hold(&c->lock);
     return c->farewell || (c->left && c->pending != PENDING_NONE);
@@ -64,12 +64,12 @@ static relay_result room_await(server_child *c)
     child_traffic traffic;
     child_measure(c, &traffic);
     for (;;) {
-        int ready = watch(c, c->requestfd, POLLOUT);
+        int ready = watch(c, c->request_fd, POLLOUT);
         if (ready != 0) return ready > 0 ? RELAY_MORE : RELAY_STOP;
-        if (client_isdone(c)) return RELAY_END;
-        if (!relay_isover(c->client, POLLRDHUP))
+        if (client_is_done(c)) return RELAY_END;
+        if (!relay_is_over(c->client, POLLRDHUP))
             child_measure(c, &traffic);
-        else if (child_idletime(c, &traffic) >= int64_t(UNREAD_GRACES) * c->grace)
+        else if (child_idle_time(c, &traffic) >= int64_t(UNREAD_GRACES) * c->grace)
             break;
     }
     child_kill(c, VANISHED);
@@ -80,17 +80,17 @@ static relay_result request_copy(server_child *c)
 {
     char *buffer = c->memory->buffers[0];
     ssize_t n = read(c->client, buffer, c->chunk);
-    if (n < 0 && relay_mayrepeat(c)) return RELAY_MORE;
+    if (n < 0 && relay_may_repeat(c)) return RELAY_MORE;
     if (n <= 0) return RELAY_END;
     log_line(LOG_DEBUG, "pump_tochild: %d bytes read\n", static_cast<int>(n));
     for (ssize_t done = 0; done < n;) {
-        ssize_t m = write(c->requestfd, buffer + done, static_cast<size_t>(n - done));
+        ssize_t m = write(c->request_fd, buffer + done, static_cast<size_t>(n - done));
         if (m >= 0) {
             done += m;
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             relay_result result = room_await(c);
             if (result != RELAY_MORE) return result;
-        } else if (!relay_mayrepeat(c)) {
+        } else if (!relay_may_repeat(c)) {
             relay_fail(c, "safe_write");
             return RELAY_STOP;
         }
@@ -100,7 +100,7 @@ static relay_result request_copy(server_child *c)
 
 static relay_result request_move(server_child *c)
 {
-    ssize_t n = relay_move(c->client, c->requestfd);
+    ssize_t n = relay_move(c->client, c->request_fd);
     if (n >= 0) return n > 0 ? RELAY_MORE : RELAY_END;
     switch (errno) {
     case EAGAIN: return room_await(c);
@@ -120,7 +120,7 @@ static bool requests_relay(server_child *c)
     for (;;) {
         int ready = watch(c, c->client, POLLIN);
         if (ready < 0) return false;
-        if (client_isdone(c)) return true;
+        if (client_is_done(c)) return true;
         if (ready == 0) continue;
         relay_result result = c->copying ? request_copy(c) : request_move(c);
         if (result != RELAY_MORE) return result == RELAY_END;
@@ -137,11 +137,11 @@ static await_result report_await(server_child *c)
     child_traffic traffic;
     child_measure(c, &traffic);
     while (c->reported == REPORT_AWAITED) {
-        int64_t idle = child_idletime(c, &traffic);
+        int64_t idle = child_idle_time(c, &traffic);
         int64_t limit = int64_t(c->grace) * (traffic.unread > 0 ? UNREAD_GRACES : 1);
         if (idle >= limit) return AWAIT_NOTHING;
         int64_t wait = std::min<int64_t>(limit - idle, c->grace / 10 + 1);
-        int ready = io_wait(c->statusfd, POLLIN, c->stopfd, clock_afterms(wait));
+        int ready = io_wait(c->status_fd, POLLIN, c->stop_fd, clock_after_ms(wait));
         if (ready < 0) return AWAIT_STOPPED;
         if (ready > 0) report_read(c);
     }
@@ -151,19 +151,19 @@ static await_result report_await(server_child *c)
 // After the worker's last report.
 static void exit_await(server_child *c)
 {
-    if (io_wait(c->stopfd, POLLIN, -1, clock_afterms(c->grace)) == 0) child_kill(c, LINGERING);
+    if (io_wait(c->stop_fd, POLLIN, -1, clock_after_ms(c->grace)) == 0) child_kill(c, LINGERING);
 }
 
 // The client has vanished without ending or leaving its worker.  Closes the worker's input.  A
 // worker that does not read the end of it, or parks only now, is killed.
 static void orphan_end(server_child *c)
 {
-    bool reads = relay_countunread(c->requestfd) == 0;
+    bool reads = relay_count_unread(c->request_fd) == 0;
     {
         mutex_holder hold(&c->lock);
         if (c->reason == nullptr) c->reason = VANISHED;
-        owned_close(c->requestfd);
-        c->requestfd = -1;
+        owned_close(c->request_fd);
+        c->request_fd = -1;
     }
     await_result result = reads ? report_await(c) : AWAIT_NOTHING;
     bool parked = result == AWAIT_REPORT && c->reported == REPORT_READ && c->report == c->id;
@@ -174,9 +174,9 @@ static void orphan_end(server_child *c)
 }
 
 // Under the record's lock: whether all output for the old client has left the pipe.
-static bool responses_aresettled(server_child *c)
+static bool responses_are_settled(server_child *c)
 {
-    return !c->relaying && relay_countunread(c->responsefd) == 0;
+    return !c->relaying && relay_count_unread(c->response_fd) == 0;
 }
 
 static void client_replace(server_child *c)
@@ -191,8 +191,8 @@ static void client_replace(server_child *c)
 // take soon.
 static void responses_settle(server_child *c)
 {
-    struct timespec end = clock_span(clock_afterms(SETTLE_TIME));
-    while (!responses_aresettled(c) && c->pending >= 0) {
+    struct timespec end = clock_span(clock_after_ms(SETTLE_TIME));
+    while (!responses_are_settled(c) && c->pending >= 0) {
         if (pthread_cond_timedwait(&c->changed, &c->lock, &end) != ETIMEDOUT) continue;
         shutdown(c->client, SHUT_RDWR);
         pthread_cond_wait(&c->changed, &c->lock);
@@ -226,7 +226,7 @@ static int client_find(server_child *c)
         int ready = 0;
         // The old client's last requests are served for the new one, which may wait for the answers
         // without sending anything.
-        while (ready == 0 && relay_countunread(c->requestfd) == 0)
+        while (ready == 0 && relay_count_unread(c->request_fd) == 0)
             ready = watch(c, c->client, POLLIN);
         if (ready < 0) return -1;
         if (socket_alive(c->client)) return 1;
@@ -239,7 +239,7 @@ static int client_find(server_child *c)
 static bool worker_release(server_child *c, int32_t number)
 {
     c->reported = REPORT_AWAITED;
-    if (relay_writeall(c, c->controlfd, &number, sizeof number)) return true;
+    if (relay_write_all(c, c->control_fd, &number, sizeof number)) return true;
     // It is not an error of the server if another process has killed the waiting worker.
     if (errno == EPIPE)
         child_kill(c, nullptr);
@@ -273,7 +273,7 @@ static bool client_await(server_child *c)
 void *pump_tochild(void *child)
 {
     server_child *c = static_cast<server_child *>(child);
-    if (relay_awaitprocess(c))
+    if (relay_await_process(c))
         while (requests_relay(c) && client_await(c)) {
         }
     log_line(LOG_DEBUG, "pump_tochild: exit\n");

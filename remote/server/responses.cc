@@ -30,13 +30,13 @@ static void client_discard(server_child *c)
 static relay_result response_copy(server_child *c, bool wanted)
 {
     char *buffer = c->memory->buffers[1];
-    ssize_t n = read(c->responsefd, buffer, c->chunk);
-    if (n < 0 && relay_mayrepeat(c)) return RELAY_MORE;
+    ssize_t n = read(c->response_fd, buffer, c->chunk);
+    if (n < 0 && relay_may_repeat(c)) return RELAY_MORE;
     if (n < 0) relay_fail(c, "read");
     if (n <= 0) return RELAY_END;
     log_line(LOG_DEBUG, "pump_fromchild: %d bytes read\n", static_cast<int>(n));
     if (!wanted) return RELAY_MORE;
-    if (!relay_writeall(c, c->client, buffer, n)) {
+    if (!relay_write_all(c, c->client, buffer, n)) {
         client_discard(c);
         return RELAY_MORE;
     }
@@ -47,7 +47,7 @@ static relay_result response_copy(server_child *c, bool wanted)
 
 static relay_result response_move(server_child *c)
 {
-    ssize_t n = relay_move(c->responsefd, c->client);
+    ssize_t n = relay_move(c->response_fd, c->client);
     if (n == 0) return RELAY_END;
     if (n > 0) {
         c->relayed += static_cast<uint64_t>(n);
@@ -55,8 +55,8 @@ static relay_result response_move(server_child *c)
     }
     if (errno == EINTR) return RELAY_MORE;
     if (errno == EAGAIN) // the socket is full
-        return io_wait(c->client, POLLOUT, c->stopfd, CLOCK_NEVER) > 0 ? RELAY_MORE : RELAY_STOP;
-    if (relay_isover(c->client, 0))
+        return io_wait(c->client, POLLOUT, c->stop_fd, CLOCK_NEVER) > 0 ? RELAY_MORE : RELAY_STOP;
+    if (relay_is_over(c->client, 0))
         client_discard(c);
     else
         c->copying = true; // splice() does not work here; nothing is lost yet
@@ -86,8 +86,8 @@ static bool response_relay(server_child *c)
 void *pump_fromchild(void *child)
 {
     server_child *c = static_cast<server_child *>(child);
-    if (relay_awaitprocess(c))
-        while (io_wait(c->responsefd, POLLIN, c->stopfd, CLOCK_NEVER) > 0 && response_relay(c)) {
+    if (relay_await_process(c))
+        while (io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0 && response_relay(c)) {
         }
     log_line(LOG_DEBUG, "pump_fromchild: exit\n");
     mutex_holder hold(&c->lock);

@@ -14,7 +14,7 @@ namespace vnt {
 
 // A server may be started with its standard descriptors closed.  If they stayed free, clients'
 // sockets would get their numbers, and with them what is written to standard error.
-static void standardfds_occupy(void)
+static void standard_fds_occupy(void)
 {
     int fd;
     do
@@ -58,7 +58,7 @@ static int server_start(server *s)
         return -1;
     }
     if (acceptor_open(s) != 0) return -1;
-    options_writepid(&s->options);
+    options_write_pid(&s->options);
     errno = pthread_mutex_init(&s->lock, nullptr);
     if (errno == 0) return reaper_start(s);
     log_syscall("mutex_init");
@@ -67,8 +67,8 @@ static int server_start(server *s)
 
 static void server_undo(server *s)
 {
-    owned_close(s->listenfd);
-    owned_close(s->reservefd);
+    owned_close(s->listen_fd);
+    owned_close(s->reserve_fd);
     owned_destroy();
     options_release(&s->options);
 }
@@ -79,7 +79,7 @@ static void server_undo(server *s)
     signals_catch(s);
     acceptor_announce(s);
     if (!acceptor_serve(s)) {
-        s->exitstatus = -1;
+        s->exit_status = -1;
         s->stop = 1;
         sem_post(&s->wakeup);
     }
@@ -89,11 +89,11 @@ static void server_undo(server *s)
 
 int server_run(const server_parts &parts, int argc, char **argv)
 {
-    static server theserver;
-    server *s = &theserver;
-    standardfds_occupy();
+    static server record;
+    server *s = &record;
+    standard_fds_occupy();
     s->parts = parts;
-    s->listenfd = s->reservefd = -1;
+    s->listen_fd = s->reserve_fd = -1;
     int rc = options_read(&s->options, argc, argv);
     if (rc == 0 && server_start(s) == 0) server_serve(s);
     server_undo(s);

@@ -36,12 +36,12 @@ struct server {
     pthread_mutex_t lock;
     server_child *children; // newest first
     server_child *ended;    // being destroyed; belongs to the reaper
-    int listenfd;
-    int reservefd; // closed for a moment to refuse a connection when descriptors run out
+    int listen_fd;
+    int reserve_fd; // closed for a moment to refuse a connection when descriptors run out
     std::atomic<int> stop;
     sem_t wakeup; // posted once stop is set
     pthread_t reaper;
-    int exitstatus;
+    int exit_status;
 };
 
 // Runs the server.  Returns 0 after help, -1 when an option or listening failed; otherwise it ends

@@ -38,7 +38,7 @@ static void tell(int fd, const std::string &text)
     if (!give_to(fd, text)) _exit(4);
 }
 
-static std::string openfiles(void)
+static std::string open_files(void)
 {
     std::string all;
     for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
@@ -54,24 +54,24 @@ static std::string openfiles(void)
 static void letters(worker_child *w, int, char **)
 {
     int32_t word = 0;
-    tell(w->outfd, std::string(2, '\0') + rawid(w->id));
+    tell(w->outfd, std::string(2, '\0') + raw_id(w->id));
     for (char letter; read(w->infd, &letter, 1) == 1;) {
         switch (letter) {
-        case 't': tell(w->statusfd, std::string(4, '\0')); return;
+        case 't': tell(w->status_fd, std::string(4, '\0')); return;
         case 'd':
             tell(w->outfd, "d");
-            tell(w->statusfd, rawid(w->id).substr(0, 4));
+            tell(w->status_fd, raw_id(w->id).substr(0, 4));
             tell(2, std::to_string(w->id) + " waits\n");
-            if (read(w->controlfd, &word, 4) != 4 || word != w->id) _exit(5);
+            if (read(w->control_fd, &word, 4) != 4 || word != w->id) _exit(5);
             break;
         case 'b': tell(w->outfd, std::string(BLOCK, 'b')); break;
         case 's': usleep(400000); break;
-        case 'e': tell(w->statusfd, std::string(4, '\0')); [[fallthrough]];
+        case 'e': tell(w->status_fd, std::string(4, '\0')); [[fallthrough]];
         case 'p':
             for (;;)
                 pause();
         case 'c': prctl(PR_SET_NAME, "letters 1146"); _exit(3);
-        case 'f': tell(w->outfd, openfiles() + "!"); break;
+        case 'f': tell(w->outfd, open_files() + "!"); break;
         default: tell(w->outfd, std::string(1, letter));
         }
     }
@@ -118,7 +118,7 @@ TEST(Server, AClientGetsAWorkerThatHearsIt)
     for (const char *option : {"-info", "-debug"}) {
         letter_server server({option});
         raw_client first(server.port), second(server.port);
-        ASSERT_EQ(first.newworker() + second.newworker(), 0);
+        ASSERT_EQ(first.new_worker() + second.new_worker(), 0);
         EXPECT_NE(first.id, second.id);
         EXPECT_EQ(first.say("bxyz").hear(BLOCK + 3), std::string(BLOCK, 'b') + "xyz");
         std::string many(20001, 'm');
@@ -174,7 +174,7 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
     long descriptors = processless.count("fd"), threads = processless.count("task");
     {
         raw_client c(processless.port);
-        EXPECT_EQ(c.newworker(), HANDSHAKE_NOFORK);
+        EXPECT_EQ(c.new_worker(), HANDSHAKE_NOFORK);
         EXPECT_TRUE(c.closed());
     }
     EXPECT_TRUE(processless.holds(descriptors, threads));
@@ -189,10 +189,10 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
         crowd.emplace_back(poor.port);
     EXPECT_EQ(crowd.back().status(), HANDSHAKE_NORESOURCES) << "before it has said anything";
     EXPECT_NE(poor.written().find("accept(): Too many open files"), std::string::npos);
-    EXPECT_EQ(crowd.front().newworker(), HANDSHAKE_NORESOURCES);
+    EXPECT_EQ(crowd.front().new_worker(), HANDSHAKE_NORESOURCES);
     EXPECT_NE(poor.written().find("pipe(): Too many open files"), std::string::npos);
     crowd.clear();
-    EXPECT_TRUE(eventually([&] { return raw_client(poor.port).newworker() == 0; }));
+    EXPECT_TRUE(eventually([&] { return raw_client(poor.port).new_worker() == 0; }));
 }
 
 // A client that says nothing takes nobody's time but its own.
@@ -209,7 +209,7 @@ TEST(Server, SilentClientsKeepNobodyWaiting)
     }
     raw_client half(server.port), honest(server.port);
     half.say(bytes("00 00"));
-    ASSERT_EQ(honest.newworker(), 0);
+    ASSERT_EQ(honest.new_worker(), 0);
     EXPECT_EQ(honest.say("x").hear(1), "x");
     EXPECT_EQ(half.say(bytes("00 01 78")).status(), 0);
     EXPECT_EQ(half.hear(1), "x") << "what came with the action is the worker's";
@@ -221,7 +221,7 @@ TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
     const std::string file = testing::TempDir() + "server_test.log";
     letter_server server({"-logfile=" + file});
     raw_client first(server.port), second(server.port), third(server.port);
-    ASSERT_EQ(first.newworker() + second.newworker() + third.newworker(), 0);
+    ASSERT_EQ(first.new_worker() + second.new_worker() + third.new_worker(), 0);
     auto files = [](raw_client &c) {
         std::string all;
         c.say("f");
@@ -245,7 +245,8 @@ TEST(Server, StopsWithAllItsWorkers)
         letter_server server;
         raw_client idle(server.port), parked(server.port), deaf(server.port), mute(server.port);
         raw_client busy(server.port);
-        ASSERT_EQ(idle.newworker() + parked.newworker() + deaf.newworker() + busy.newworker(), 0);
+        ASSERT_EQ(idle.new_worker() + parked.new_worker() + deaf.new_worker() + busy.new_worker(),
+                  0);
         EXPECT_EQ(busy.say("xp").hear(1), "x");
         EXPECT_EQ(parked.say("d").hear(1), "d");
         parked.leave();
@@ -263,7 +264,7 @@ TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
 {
     letter_server server({}, 100);
     raw_client first(server.port), second(server.port), third(server.port), fourth(server.port);
-    ASSERT_EQ(first.newworker(), 0);
+    ASSERT_EQ(first.new_worker(), 0);
     // One reconnect may wait while the worker is not free yet; it is the next to get it.
     ASSERT_EQ(second.reconnect(first.id), 0);
     EXPECT_EQ(second.id, first.id);
@@ -287,7 +288,7 @@ TEST(Server, AClientThatGaveUpIsPassedOver)
 {
     letter_server server({}, 100);
     raw_client first(server.port), last(server.port);
-    ASSERT_EQ(first.newworker(), 0);
+    ASSERT_EQ(first.new_worker(), 0);
     for (int i = 0; i < 3; i++)
         EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
     EXPECT_EQ(first.say("d").hear(1), "d");
@@ -307,7 +308,7 @@ TEST(Server, OldAnswersDoNotReachTheNewClient)
 {
     letter_server server;
     raw_client rude(server.port), slow(server.port), next(server.port), last(server.port);
-    ASSERT_EQ(rude.newworker() + slow.newworker(), 0);
+    ASSERT_EQ(rude.new_worker() + slow.new_worker(), 0);
     rude.say("bbbd").reset();
     ASSERT_EQ(next.reconnect(rude.id), 0);
     EXPECT_EQ(next.say("x").hear(1), "x");
@@ -327,7 +328,7 @@ TEST(Server, AVanishedClientsWorkerEnds)
 {
     letter_server server({}, 100);
     raw_client quiet(server.port), busy(server.port), parked(server.port), hasty(server.port);
-    ASSERT_EQ(quiet.newworker() + busy.newworker() + parked.newworker() + hasty.newworker(), 0);
+    ASSERT_EQ(quiet.new_worker() + busy.new_worker() + parked.new_worker() + hasty.new_worker(), 0);
     busy.say("p");
     hasty.say("sd").leave(); // the worker has yet to read that it is to wait
     EXPECT_EQ(parked.say("d").hear(1), "d");
@@ -347,7 +348,7 @@ TEST(Server, AnOldConnectionDoesNotHoldAWorkerThatItsClientHasLeft)
 {
     letter_server server;
     raw_client first(server.port), second(server.port), third(server.port);
-    ASSERT_EQ(first.newworker(), 0);
+    ASSERT_EQ(first.new_worker(), 0);
     EXPECT_EQ(first.say("d").hear(1), "d");
     ASSERT_EQ(second.reconnect(first.id), 0);
     EXPECT_EQ(second.say("x").hear(1), "x");
@@ -362,7 +363,7 @@ TEST(Server, ASilentNewClientIsServedOrClosed)
 {
     letter_server server;
     raw_client old(server.port), next(server.port), last(server.port);
-    ASSERT_EQ(old.newworker(), 0);
+    ASSERT_EQ(old.new_worker(), 0);
     EXPECT_EQ(old.say("dxd").hear(1), "d");
     old.leave();
     ASSERT_EQ(next.reconnect(old.id), 0);
@@ -378,7 +379,7 @@ TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
 {
     letter_server server({}, 50);
     raw_client little(server.port), much(server.port), ended(server.port);
-    ASSERT_EQ(little.newworker() + much.newworker() + ended.newworker(), 0);
+    ASSERT_EQ(little.new_worker() + much.new_worker() + ended.new_worker(), 0);
     little.say("pxyz").leave();
     // More than the pipe holds, so that the end of the connection cannot be read.  A reset is seen
     // all the same; an orderly end stays behind the bytes that the server has no room for.
@@ -398,7 +399,7 @@ TEST(Server, AHalfClosedClientGetsItsAnswer)
 {
     letter_server server({}, 500);
     raw_client slow(server.port);
-    ASSERT_EQ(slow.newworker(), 0);
+    ASSERT_EQ(slow.new_worker(), 0);
     slow.say("bbb");
     shutdown(slow.fd, SHUT_WR);
     size_t heard = 0;
@@ -417,14 +418,14 @@ TEST(Server, FailingCallsOfTheSystemLeaveNobodyWaiting)
         splice_error = error;
         letter_server server;
         raw_client c(server.port);
-        ASSERT_EQ(c.newworker(), 0);
+        ASSERT_EQ(c.new_worker(), 0);
         EXPECT_EQ(c.say("xby").hear(BLOCK + 2), "x" + std::string(BLOCK, 'b') + "y") << error;
     }
     send_error = EIO;
     letter_server server;
     splice_error = send_error = 0;
     raw_client c(server.port);
-    ASSERT_EQ(c.newworker(), 0);
+    ASSERT_EQ(c.new_worker(), 0);
     EXPECT_EQ(c.say("xb").hear(2), "x");
     EXPECT_TRUE(c.closed());
 }
@@ -433,7 +434,7 @@ TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
 {
     letter_server server({}, SANITIZED ? 3000 : 1000); // the good one must exit within that time
     raw_client good(server.port), bad(server.port), lost(server.port);
-    ASSERT_EQ(good.newworker() + bad.newworker() + lost.newworker(), 0);
+    ASSERT_EQ(good.new_worker() + bad.new_worker() + lost.new_worker(), 0);
     sockaddr_in address = {};
     socklen_t length = sizeof address;
     getsockname(bad.fd, reinterpret_cast<sockaddr *>(&address), &length);
@@ -460,7 +461,7 @@ TEST(Server, ATruncatedLogFileHasNoHole)
     letter_server server({"-logfile=" + file});
     for (int i = 0; i < 2; i++) {
         raw_client c(server.port);
-        ASSERT_EQ(c.newworker(), 0);
+        ASSERT_EQ(c.new_worker(), 0);
         c.say("c");
         EXPECT_TRUE(eventually([&] { return file_text(file).find('\n') != std::string::npos; }));
         EXPECT_EQ(file_text(file).front(), '[');
@@ -497,7 +498,7 @@ TEST(Server, ASecondServerOnThePortAndStraySignalsLeaveTheFirstAlone)
     EXPECT_EQ(second.wait(), 255);
     EXPECT_EQ(file_text(file), std::to_string(first.pid));
     kill(first.pid, SIGUSR1);
-    EXPECT_EQ(raw_client(first.port).newworker(), 0);
+    EXPECT_EQ(raw_client(first.port).new_worker(), 0);
     remove(file.c_str());
 }
 

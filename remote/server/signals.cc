@@ -15,14 +15,14 @@ static void sighup_handler(int, siginfo_t *, void *)
 
 static void sigchild_handler(int, siginfo_t *, void *) {}
 
-static constexpr int stopsignals[] = {SIGHUP, SIGINT, SIGTERM};
-static constexpr int ignoredsignals[] = {SIGPIPE, SIGUSR1, SIGUSR2};
+static constexpr int stop_signals[] = {SIGHUP, SIGINT, SIGTERM};
+static constexpr int ignored_signals[] = {SIGPIPE, SIGUSR1, SIGUSR2};
 
 static void signals_own(sigset_t *set)
 {
     sigemptyset(set);
     sigaddset(set, SIGCHLD);
-    for (int signal : stopsignals)
+    for (int signal : stop_signals)
         sigaddset(set, signal);
 }
 
@@ -45,23 +45,23 @@ void signals_catch(server *s)
 {
     served = s;
     signal_handle(SIGCHLD, sigchild_handler, SA_RESTART);
-    for (int signal : stopsignals)
+    for (int signal : stop_signals)
         signal_handle(signal, sighup_handler, 0);
-    for (int s : ignoredsignals)
+    for (int s : ignored_signals)
         signal(s, SIG_IGN);
 }
 
-void signals_openmask(sigset_t *mask)
+void signals_open_mask(sigset_t *mask)
 {
     pthread_sigmask(SIG_SETMASK, nullptr, mask);
-    for (int signal : stopsignals)
+    for (int signal : stop_signals)
         sigdelset(mask, signal);
 }
 
 void signals_take(void)
 {
     sigset_t open, before;
-    signals_openmask(&open);
+    signals_open_mask(&open);
     pthread_sigmask(SIG_SETMASK, &open, &before);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
@@ -71,7 +71,7 @@ void signals_reset(void)
     for (int s : {SIGUSR1, SIGUSR2})
         signal(s, SIG_DFL);
     signal(SIGCHLD, SIG_DFL);
-    for (int s : stopsignals)
+    for (int s : stop_signals)
         signal(s, SIG_DFL);
     sigset_t set;
     signals_own(&set);

@@ -22,7 +22,7 @@ void signals_block(sigset_t *before);
 void signals_catch(server *s);
 
 // The calling thread's mask without the stop signals, for a poll.
-void signals_openmask(sigset_t *mask);
+void signals_open_mask(sigset_t *mask);
 
 // Delivers stop signals that are pending.  A poll that finds a descriptor ready does not, so under
 // a flood of connections no signal would be delivered.

@@ -17,31 +17,31 @@ struct free_slab {
 } // namespace
 
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
-static free_slab *freeslabs;
+static free_slab *free_slabs;
 
-static void slab_putback(slab *s)
+static void slab_put_back(slab *s)
 {
     free_slab *f = reinterpret_cast<free_slab *>(s);
-    f->next = freeslabs;
-    freeslabs = f;
+    f->next = free_slabs;
+    free_slabs = f;
 }
 
-static bool slab_mapblock(void)
+static bool slab_map_block(void)
 {
     void *block = mmap(nullptr, SLABS_PER_BLOCK * sizeof(slab), PROT_READ | PROT_WRITE,
                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
     if (block == MAP_FAILED) return false;
     for (int i = 0; i < SLABS_PER_BLOCK; i++)
-        slab_putback(static_cast<slab *>(block) + i);
+        slab_put_back(static_cast<slab *>(block) + i);
     return true;
 }
 
 slab *slab_take(void)
 {
     mutex_holder hold(&lock);
-    if (freeslabs == nullptr && !slab_mapblock()) return nullptr;
-    free_slab *f = freeslabs;
-    freeslabs = f->next;
+    if (free_slabs == nullptr && !slab_map_block()) return nullptr;
+    free_slab *f = free_slabs;
+    free_slabs = f->next;
     return reinterpret_cast<slab *>(f);
 }
 
@@ -50,7 +50,7 @@ void slab_give(slab *s)
     if (s == nullptr) return;
     madvise(s, sizeof *s, MADV_DONTNEED);
     mutex_holder hold(&lock);
-    slab_putback(s);
+    slab_put_back(s);
 }
 
 } // namespace vnt

@@ -19,23 +19,23 @@ namespace vnt {
 // A worker logs to standard error, even if the server logs to a file.
 static void log_reset(server *s)
 {
-    log_setfd(STDERR_FILENO);
-    if (s->options.logfd >= 0) close(s->options.logfd);
+    log_fd_set(STDERR_FILENO);
+    if (s->options.log_fd >= 0) close(s->options.log_fd);
 }
 
 // A worker does not outlive its server, even one that is killed.  The signal comes when the forking
 // thread ends, which lives as long as the server.
-static void server_follow(pid_t serverid)
+static void server_follow(pid_t server_id)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != serverid) _exit(0);
+    if (getppid() != server_id) _exit(0);
 }
 
 // Thousands of workers that fail in the same way must not fill the disk.
 static void core_limit(void)
 {
     struct rlimit limit;
-    if (log_getlevel() >= LOG_DEBUG || getrlimit(RLIMIT_CORE, &limit) != 0) return;
+    if (log_level_get() >= LOG_DEBUG || getrlimit(RLIMIT_CORE, &limit) != 0) return;
     limit.rlim_cur = 0;
     setrlimit(RLIMIT_CORE, &limit);
 }
@@ -48,7 +48,7 @@ static void core_limit(void)
     log_line(LOG_DEBUG, "%s: Child %d starts\n", peer, w->id);
     s->parts.worker(w, s->options.argc, s->options.argv);
     log_line(LOG_DEBUG, "%s: Child %d dies\n", peer, w->id);
-    for (int fd : {w->infd, w->controlfd, w->outfd, w->statusfd})
+    for (int fd : {w->infd, w->control_fd, w->outfd, w->status_fd})
         close(fd);
     log_line(LOG_DEBUG, "%s: Child %d died\n", peer, w->id);
     exit(0);
@@ -58,7 +58,7 @@ static void core_limit(void)
 // reaper then takes the list, which must have all workers.
 static pid_t worker_fork(server *s, server_child *c, const char *peer)
 {
-    pid_t serverid = getpid();
+    pid_t server_id = getpid();
     mutex_holder hold(&s->lock);
     if (s->stop) {
         errno = ECANCELED;
@@ -68,7 +68,7 @@ static pid_t worker_fork(server *s, server_child *c, const char *peer)
     pid_t id = s->parts.fork();
     if (id == 0) {
         child_become(c); // no lock of the server is touched here
-        server_follow(serverid);
+        server_follow(server_id);
         log_reset(s);
         signals_reset();
         core_limit();
@@ -107,12 +107,13 @@ static server_child *child_find(server *s, int32_t id)
 }
 
 // Sends the id back as it came.
-int spawn_reconnect(void *server_, int client, int64_t workerid)
+int spawn_reconnect(void *server_, int client, int64_t worker_id)
 {
     server *s = static_cast<server *>(server_);
     handshake_answer hello;
-    size_t length = handshake_answer_put(hello, HANDSHAKE_OK, workerid);
-    int32_t id = static_cast<int32_t>(workerid); // process ids have 32 bits; the others are ignored
+    size_t length = handshake_answer_put(hello, HANDSHAKE_OK, worker_id);
+    int32_t id =
+        static_cast<int32_t>(worker_id); // process ids have 32 bits; the others are ignored
 
     mutex_holder hold(&s->lock);
     server_child *c = child_find(s, id);
@@ -120,7 +121,7 @@ int spawn_reconnect(void *server_, int client, int64_t workerid)
         log_line(LOG_ERROR, "Child %d not found\n", id);
         return HANDSHAKE_NOTFOUND;
     }
-    if (!child_handover(c, client, hello, length)) {
+    if (!child_hand_over(c, client, hello, length)) {
         log_line(LOG_ERROR, "Child %d not disconnected\n", id);
         return HANDSHAKE_NOTPARKED;
     }

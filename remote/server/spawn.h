@@ -15,6 +15,6 @@ struct server;
 int spawn_worker(void *server, int client, const char *peer);
 
 // Hands the client to the worker of that id, of which the low 32 bits count.
-int spawn_reconnect(void *server, int client, int64_t workerid);
+int spawn_reconnect(void *server, int client, int64_t worker_id);
 
 } // namespace vnt

@@ -216,7 +216,7 @@ static void notice_mark_armed(fdio_notice *n, uint32_t how)
 }
 
 // Starts the read.  The notice is locked, and no read is in flight.
-static int read_start(fdio_notice *n, bool bysignal)
+static int read_start(fdio_notice *n, bool by_signal)
 {
     n->control = {};
     n->control.aio_fildes = n->fd;
@@ -225,18 +225,18 @@ static int read_start(fdio_notice *n, bool bysignal)
     sigevent *event = &n->control.aio_sigevent;
     event->sigev_value.sival_ptr = n;
     event->sigev_signo = SIGUSR1;
-    event->sigev_notify = bysignal ? SIGEV_SIGNAL : SIGEV_THREAD;
-    if (!bysignal) event->sigev_notify_function = on_thread;
+    event->sigev_notify = by_signal ? SIGEV_SIGNAL : SIGEV_THREAD;
+    if (!by_signal) event->sigev_notify_function = on_thread;
     if (aio_read(&n->control) != 0) return MESSAGE_IO;
     n->pending = true;
     // Armed only now: the handler must not look at a control block that is not complete.  The read
     // may have ended, and its signal come, before that.
-    notice_mark_armed(n, bysignal ? NOTICE_SIGNAL : NOTICE_THREAD);
+    notice_mark_armed(n, by_signal ? NOTICE_SIGNAL : NOTICE_THREAD);
     notice_announce(n);
     return 0;
 }
 
-static int arm_locked(fdio_notice *n, fdio *f, bool bysignal)
+static int arm_locked(fdio_notice *n, fdio *f, bool by_signal)
 {
     if (n->owner == nullptr) return 0; // the callback of a stream that is being destroyed
     if (n->pending) {
@@ -248,7 +248,7 @@ static int arm_locked(fdio_notice *n, fdio *f, bool bysignal)
     while (sem_trywait(&n->fired) == 0) {
     } // drops announcements of bytes that have been read since
     if (f->preread == sizeof f->ahead) return MESSAGE_IO;
-    return read_start(n, bysignal);
+    return read_start(n, by_signal);
 }
 
 static int signal_start(fdio *f)
@@ -289,35 +289,35 @@ static void notice_detach(fdio *f, bool closing)
 // read that follows reports what is wrong, whereas nothing would start this wait again.
 static bool input_await(fdio *f)
 {
-    return io_wait(f->infd, POLLIN, f->wakefd, CLOCK_NEVER) > 0 || errno != ECANCELED;
+    return io_wait(f->infd, POLLIN, f->wake_fd, CLOCK_NEVER) > 0 || errno != ECANCELED;
 }
 
 static void *listen(void *arg)
 {
     auto f = static_cast<fdio *>(arg);
     for (;;) {
-        pthread_mutex_lock(&f->listenerlock);
+        pthread_mutex_lock(&f->listener_lock);
         while (f->command == COMMAND_NONE)
-            pthread_cond_wait(&f->listenercondition, &f->listenerlock);
+            pthread_cond_wait(&f->listener_condition, &f->listener_lock);
         int32_t command = f->command;
         f->command = COMMAND_NONE;
-        pthread_mutex_unlock(&f->listenerlock);
+        pthread_mutex_unlock(&f->listener_lock);
         if (command == COMMAND_STOP) return nullptr;
         if (!input_await(f)) continue;
-        pthread_mutex_lock(&f->listenerlock);
+        pthread_mutex_lock(&f->listener_lock);
         stream_callback callback = f->callback;
         void *callbackarg = f->callbackarg;
-        pthread_mutex_unlock(&f->listenerlock);
+        pthread_mutex_unlock(&f->listener_lock);
         callback(f, callbackarg);
     }
 }
 
 static void listener_release(fdio *f)
 {
-    pthread_cond_destroy(&f->listenercondition);
-    pthread_mutex_destroy(&f->listenerlock);
-    close(f->wakefd);
-    f->wakefd = -1;
+    pthread_cond_destroy(&f->listener_condition);
+    pthread_mutex_destroy(&f->listener_lock);
+    close(f->wake_fd);
+    f->wake_fd = -1;
 }
 
 // Starts the thread with all signals blocked: the program's own threads handle them.
@@ -334,10 +334,10 @@ static int listener_spawn(fdio *f)
 static int listener_create(fdio *f)
 {
     f->command = COMMAND_NONE;
-    f->wakefd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (f->wakefd < 0) return MESSAGE_LOCK;
-    pthread_mutex_init(&f->listenerlock, nullptr);
-    pthread_cond_init(&f->listenercondition, nullptr);
+    f->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (f->wake_fd < 0) return MESSAGE_LOCK;
+    pthread_mutex_init(&f->listener_lock, nullptr);
+    pthread_cond_init(&f->listener_condition, nullptr);
     int rc = listener_spawn(f);
     if (rc != 0)
         listener_release(f);
@@ -351,14 +351,14 @@ static int listener_create(fdio *f)
 static void listener_command(fdio *f, int32_t command)
 {
     if (f->command != COMMAND_STOP) f->command = command;
-    pthread_cond_signal(&f->listenercondition);
+    pthread_cond_signal(&f->listener_condition);
 }
 
 static int listener_start(fdio *f, stream_callback callback, void *arg)
 {
     int rc = f->listening ? 0 : listener_create(f);
     if (rc != 0) return rc;
-    mutex_holder hold(&f->listenerlock);
+    mutex_holder hold(&f->listener_lock);
     f->callback = callback;
     f->callbackarg = arg;
     listener_command(f, COMMAND_ARM);
@@ -369,10 +369,10 @@ static void listener_stop(fdio *f)
 {
     if (!f->listening) return;
     {
-        mutex_holder hold(&f->listenerlock);
+        mutex_holder hold(&f->listener_lock);
         listener_command(f, COMMAND_STOP);
     }
-    eventfd_write(f->wakefd, 1);
+    eventfd_write(f->wake_fd, 1);
     pthread_join(f->listener, nullptr);
     listener_release(f);
     f->listening = false;

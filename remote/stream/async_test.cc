@@ -47,7 +47,7 @@ static bool announced(stream *s)
     return false;
 }
 
-static int32_t readid(stream *s)
+static int32_t read_id(stream *s)
 {
     int32_t id = -1;
     EXPECT_EQ(s->ops.startinmsg(s, &id), 0);
@@ -62,7 +62,7 @@ struct server {
     static void serve(stream *s, void *arg)
     {
         auto self = static_cast<server *>(arg);
-        EXPECT_EQ(readid(s), 1000);
+        EXPECT_EQ(read_id(s), 1000);
         int rc = self->served + 1 < MANY ? s->ops.startasync(s, serve, arg) : 0;
         EXPECT_EQ(rc, 0);
         self->served++;
@@ -84,11 +84,11 @@ TEST(Async, ACallbackComesOnceForEachStartWhichItMayDoItself)
         EXPECT_EQ(s.near->ops.mustpoll(s.near), !uselistener);
         ASSERT_EQ(s.near->ops.startasync(s.near, server::serve, &served), 0);
         for (int i = 0; i <= server::MANY; i++)
-            s.givehex(MESSAGE);
+            s.give_hex(MESSAGE);
         EXPECT_TRUE(served.wait(server::MANY));
         usleep(20000); // one message is left, and nobody has asked for it
         EXPECT_EQ(served.served, server::MANY);
-        EXPECT_EQ(readid(s.near), 1000);
+        EXPECT_EQ(read_id(s.near), 1000);
     }
 }
 
@@ -107,9 +107,9 @@ TEST(Async, AWaitThatFailsCountsAsInput)
             usleep(1000);
         EXPECT_EQ(calls.exchange(0), 1);
     };
-    s.givehex(MESSAGE); // the listener is made
+    s.give_hex(MESSAGE); // the listener is made
     called();
-    EXPECT_EQ(readid(s.near), 1000);
+    EXPECT_EQ(read_id(s.near), 1000);
     rlimit limits;
     getrlimit(RLIMIT_NOFILE, &limits);
     const rlimit one = {1, limits.rlim_max};
@@ -145,9 +145,9 @@ TEST(Async, ACallbackMayArmAStreamThatIsBeingDestroyed)
         static bool ending(fdio *f)
         {
             if (f->notice != nullptr) return usleep(50000) == 0; // nothing shows from outside
-            pthread_mutex_lock(&f->listenerlock);
+            pthread_mutex_lock(&f->listener_lock);
             bool stop = f->command == 2;
-            pthread_mutex_unlock(&f->listenerlock);
+            pthread_mutex_unlock(&f->listener_lock);
             return stop;
         }
         static void arm(stream *s, void *arg)
@@ -163,7 +163,7 @@ TEST(Async, ACallbackMayArmAStreamThatIsBeingDestroyed)
         stream_end s(uselistener);
         late callback;
         ASSERT_EQ(s.near->ops.startasync(s.near, late::arm, &callback), 0);
-        s.givehex(MESSAGE);
+        s.give_hex(MESSAGE);
         while (!callback.called)
             usleep(1000);
         fdio_destroy(s.near); // returns
@@ -185,14 +185,14 @@ TEST(Async, SignalsAnnounceTheInputOfManyStreamsOnceEach)
         for (stream_end &e : s) {
             ASSERT_EQ(e.near->ops.startasync(e.near, nullptr, nullptr), 0);
             EXPECT_EQ(flag(e.near), 0);
-            e.givehex(MESSAGE);
+            e.give_hex(MESSAGE);
         }
         usleep(20000);
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         for (stream_end &e : s) {
             EXPECT_TRUE(announced(e.near));
             EXPECT_EQ(flag(e.near), 0);
-            EXPECT_EQ(readid(e.near), 1000); // the byte that was read ahead comes first
+            EXPECT_EQ(read_id(e.near), 1000); // the byte that was read ahead comes first
         }
     }
 }
@@ -208,9 +208,9 @@ TEST(Async, AReadBeforeTheAnnouncementWaitsForItsByte)
     s.near->ops.getreadtimeout(s.near)->enabled = 0;
     std::thread peer([&] {
         usleep(20000);
-        s.givehex(MESSAGE);
+        s.give_hex(MESSAGE);
     });
-    EXPECT_EQ(readid(s.near), 1000);
+    EXPECT_EQ(read_id(s.near), 1000);
     peer.join();
     // What was announced of that byte is stale with the next start.
     ASSERT_EQ(s.near->ops.startasync(s.near, nullptr, nullptr), 0);

@@ -13,7 +13,7 @@
 
 namespace vnt {
 
-bool descriptor_issocket(int fd)
+bool descriptor_is_socket(int fd)
 {
     struct stat st;
     return fstat(fd, &st) == 0 && S_ISSOCK(st.st_mode);
@@ -36,11 +36,11 @@ static int await(int fd, bool socket, short events, const fdio_timeout *timeout)
 {
     int64_t deadline = timeout_deadline(timeout);
     for (;;) {
-        int64_t look = socket ? std::min(deadline, clock_afterms(SOCKET_LOOK)) : deadline;
+        int64_t look = socket ? std::min(deadline, clock_after_ms(SOCKET_LOOK)) : deadline;
         int ready = io_wait(fd, events, -1, look);
         if (ready != 0) return ready > 0 ? 0 : MESSAGE_IO;
         if (look == deadline) return MESSAGE_IO;
-        if (!socket_dropsilent(fd)) continue;
+        if (!socket_drop_silent(fd)) continue;
         errno = EHOSTUNREACH;
         return MESSAGE_IO;
     }

@@ -18,7 +18,7 @@
 namespace vnt {
 
 // Whether the descriptor is a socket, where MSG_NOSIGNAL and MSG_DONTWAIT work.
-bool descriptor_issocket(int fd);
+bool descriptor_is_socket(int fd);
 
 // The deadline of a wait that begins now; CLOCK_NEVER if the time-out is not enabled.
 int64_t timeout_deadline(const fdio_timeout *t);

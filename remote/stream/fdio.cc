@@ -69,7 +69,7 @@ static int transmit(fdio_writer *w, const void *block, size_t n)
     int rc = 0;
     while (rc == 0 && pieces[0].iov_len + pieces[1].iov_len > 0) {
         size_t sent;
-        rc = descriptor_write(f->outfd, f->outsocket, &f->writetimeout, true, pieces, &sent);
+        rc = descriptor_write(f->outfd, f->out_socket, &f->writetimeout, true, pieces, &sent);
         all += sent;
         descriptor_advance(pieces, sent);
     }
@@ -87,10 +87,10 @@ int fdio_create(stream **out, int infd, int outfd, int uselistener, const fdio_t
     writer_init(f, uselistener, transmit);
     f->infd = infd;
     f->outfd = outfd;
-    f->insocket = descriptor_issocket(infd);
-    f->outsocket = descriptor_issocket(outfd);
+    f->in_socket = descriptor_is_socket(infd);
+    f->out_socket = descriptor_is_socket(outfd);
     f->curinmsg = -1;
-    f->wakefd = -1;
+    f->wake_fd = -1;
     if (readtimeout != nullptr) f->readtimeout = *readtimeout;
     if (writetimeout != nullptr) f->writetimeout = *writetimeout;
     *out = f;

@@ -28,17 +28,17 @@ struct fdio_notice; // an asynchronous read that announces input
 struct fdio : fdio_writer {
     int32_t infd;
     int32_t outfd;
-    bool insocket;    // infd is a socket
-    bool outsocket;   // outfd is one
+    bool in_socket;   // infd is a socket
+    bool out_socket;  // outfd is one
     int32_t curinmsg; // -1 between messages
 
     // The listener thread, which waits for input on command.
     bool listening; // whether the thread and the fields below exist
     pthread_t listener;
-    pthread_mutex_t listenerlock; // guards command, callback and callbackarg
-    pthread_cond_t listenercondition;
+    pthread_mutex_t listener_lock; // guards command, callback and callbackarg
+    pthread_cond_t listener_condition;
     int32_t command; // 0 none, 1 wait for input, 2 stop
-    int32_t wakefd;  // an eventfd that ends a wait for input
+    int32_t wake_fd; // an eventfd that ends a wait for input
     stream_callback callback;
     void *callbackarg;
 

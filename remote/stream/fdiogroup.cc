@@ -40,7 +40,7 @@ static bool push(fdiogroup *g, fdiogroup_member *m, const iovec all[2])
     iovec pieces[2] = {all[0], all[1]};
     size_t sent;
     descriptor_advance(pieces, all[0].iov_len + all[1].iov_len - m->left);
-    int rc = descriptor_write(m->io->outfd, m->io->outsocket, &m->io->writetimeout, false, pieces,
+    int rc = descriptor_write(m->io->outfd, m->io->out_socket, &m->io->writetimeout, false, pieces,
                               &sent);
     if (rc != 0) fail(g, m, rc);
     if (rc != 0 || sent == 0) return false;
@@ -62,7 +62,7 @@ static int64_t first_stall(const fdiogroup *g)
 static void drop_silent(const pollfd *table, nfds_t n)
 {
     for (nfds_t i = 0; i < n; i++)
-        if (table[i].fd >= 0) socket_dropsilent(table[i].fd);
+        if (table[i].fd >= 0) socket_drop_silent(table[i].fd);
 }
 
 // Waits until a member can take more of its bytes.  Members that took none for too long fail.
@@ -71,7 +71,8 @@ static int await_room(fdiogroup *g, pollfd *table)
     nfds_t n = 0;
     for (int64_t i = 0; i < g->nmembers; i++)
         if (g->members[i].left > 0) table[n++] = {g->members[i].io->outfd, POLLOUT, 0};
-    int ready = poll(table, n, clock_leftms(std::min(first_stall(g), clock_afterms(SOCKET_LOOK))));
+    int ready =
+        poll(table, n, clock_left_ms(std::min(first_stall(g), clock_after_ms(SOCKET_LOOK))));
     if (ready > 0 || (ready < 0 && errno == EINTR)) return 0;
     if (ready < 0) return MESSAGE_IO;
     drop_silent(table, n);
@@ -119,10 +120,10 @@ static int transmit(fdio_writer *w, const void *block, size_t n)
     return 0;
 }
 
-static int startoutmsg(stream *s, int32_t id, const void *record, int *mustend)
+static int startoutmsg(stream *s, int32_t id, const void *record, int *must_end)
 {
     group(s)->error = 0;
-    return fdio_startoutmsg(s, id, record, mustend);
+    return fdio_startoutmsg(s, id, record, must_end);
 }
 
 static int endoutmsg(stream *s)

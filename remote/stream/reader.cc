@@ -41,7 +41,7 @@ static int read_counted(fdio *f, void *to, size_t n, size_t *got)
     if (rc == 0) *got = take_ahead(f, to, n);
     while (rc == 0 && *got < n) {
         size_t more = 0;
-        rc = descriptor_read(f->infd, f->insocket, &f->readtimeout, static_cast<char *>(to) + *got,
+        rc = descriptor_read(f->infd, f->in_socket, &f->readtimeout, static_cast<char *>(to) + *got,
                              n - *got, &more);
         *got += more;
     }
@@ -292,7 +292,7 @@ static int append_strings(fdio *f, filling *c, uint32_t left)
 static int skip_elements(fdio *f, uint32_t type, uint32_t count)
 {
     if (type == TYPE_STRING) return skip_strings(f, count);
-    return skip(f, uint64_t(count) * message_elementsize(type));
+    return skip(f, uint64_t(count) * message_element_size(type));
 }
 
 static int skip_chunks(fdio *f, uint32_t type, uint32_t n)
@@ -352,7 +352,7 @@ static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)
 static int read_chunks(fdio *f, uint32_t n, message_array *a)
 {
     bool joined = n > MANY_CHUNKS;
-    filling c = {nullptr, message_elementsize(a->type), 0, 0, !joined};
+    filling c = {nullptr, message_element_size(a->type), 0, 0, !joined};
     int rc = 0;
     uint32_t left = n;
     for (; rc == 0 && left > 0; left--)

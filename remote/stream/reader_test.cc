@@ -26,7 +26,7 @@ TEST(Reader, MemoryGrowsWithTheBytesReceivedNotWithThosePromised)
         stream_end s;
         message_file f;
         int64_t before = allocations_held();
-        s.givehex(wire);
+        s.give_hex(wire);
         s.finish();
         allocations_limit(4 << 20);
         EXPECT_EQ(s.near->ops.readfile(s.near, "f", &f), MESSAGE_IO) << wire;
@@ -74,13 +74,13 @@ TEST(Reader, ASilentPeerIsATimeoutAndTheIdIsFoundWholeLater)
     stream_end s;
     int32_t id = 0;
     *s.near->ops.getreadtimeout(s.near) = milliseconds(20);
-    s.givehex("00 00 03");
+    s.give_hex("00 00 03");
     for (int i = 0; i < 2; i++) {
         EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), MESSAGE_IO);
         EXPECT_EQ(errno, ETIMEDOUT);
         EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), -1);
     }
-    s.givehex("e8");
+    s.give_hex("e8");
     EXPECT_EQ(s.near->ops.startinmsg(s.near, &id), 0);
     EXPECT_EQ(id, 1000);
     EXPECT_EQ(s.near->ops.getcurrentinmsg(s.near), 1000);
@@ -109,7 +109,7 @@ TEST(Reader, SignalsDoNotEndAWaitNorProlongIt)
             for (; !over && rounds < MANY; rounds++) {
                 usleep(10000);
                 pthread_kill(self, SIGUSR2);
-                if (!limited && rounds == 20) s.givehex("00 00 03 e8");
+                if (!limited && rounds == 20) s.give_hex("00 00 03 e8");
             }
         });
         errno = 0;

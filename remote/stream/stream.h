@@ -29,9 +29,9 @@ typedef void (*stream_callback)(stream *s, void *arg);
 
 // The order of the slots in memory is part of the interface.
 struct stream_operations {
-    // `record` is the message, and `mustend` the codec's flag that it has begun; a descriptor
+    // `record` is the message, and `must_end` the codec's flag that it has begun; a descriptor
     // stream uses neither.
-    int (*startoutmsg)(stream *s, int32_t id, const void *record, int *mustend);
+    int (*startoutmsg)(stream *s, int32_t id, const void *record, int *must_end);
     int (*getcurrentoutmsg)(stream *s); // the id, -1 between messages
     int (*writebyte)(stream *s, const char *name, int8_t value);
     int (*writeshort)(stream *s, const char *name, int16_t value);

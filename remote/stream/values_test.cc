@@ -21,8 +21,8 @@ static std::string written(stream_end &s, write_slot<value> write, const value &
     EXPECT_EQ(s.near->ops.startoutmsg(s.near, 1000, nullptr, nullptr), 0);
     EXPECT_EQ((s.near->ops.*write)(s.near, "f", v), 0);
     EXPECT_EQ(s.near->ops.endoutmsg(s.near), 0);
-    EXPECT_EQ(s.takehex(4), "00 00 03 e8");
-    return s.takehex(size_t(s.arrived()));
+    EXPECT_EQ(s.take_hex(4), "00 00 03 e8");
+    return s.take_hex(size_t(s.arrived()));
 }
 
 // Reads a value from these bytes, of which it must take all, and none behind them.
@@ -30,7 +30,7 @@ template <class value>
 static value taken(stream_end &s, write_slot<value *> read, const std::string &wire)
 {
     value back = {};
-    s.givehex(wire + " aa");
+    s.give_hex(wire + " aa");
     EXPECT_EQ((s.near->ops.*read)(s.near, "f", &back), 0) << wire;
     EXPECT_EQ(hex(take_from(s.own, 1)), "aa") << wire;
     return back;
@@ -83,7 +83,7 @@ TEST(Values, ArraysCarryTotalTypeAndChunks)
 {
     chunked<int32_t> ints{{1}, {2, -1}};
     chunked<message_string> strings{{borrowed("x"), {}}};
-    const message_array nochunks = {3, TYPE_DOUBLE, 0, nullptr, {}};
+    const message_array no_chunks = {3, TYPE_DOUBLE, 0, nullptr, {}};
     const message_array none = {-3, TYPE_DOUBLE, 0, nullptr, {}}, *null = nullptr;
     const struct {
         const message_array *array;
@@ -93,7 +93,7 @@ TEST(Values, ArraysCarryTotalTypeAndChunks)
                   "00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 02 ff ff ff ff"},
         {&strings.a, "00 00 00 00 00 00 00 02 00 00 00 0b 00 00 00 01 00 00 00 02 "
                      "00 00 00 01 00 00 00 01 78 00 00 00 00 00 00 00 00"},
-        {&nochunks, "00 00 00 00 00 00 00 03 00 00 00 0a 00 00 00 00"},
+        {&no_chunks, "00 00 00 00 00 00 00 03 00 00 00 0a 00 00 00 00"},
     };
     stream_end s;
     for (auto &c : cases) {

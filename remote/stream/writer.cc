@@ -150,7 +150,7 @@ static int put_chunk(fdio_writer *w, const message_chunk *chunk, uint32_t type)
     if (rc != 0) return rc;
     if (type == TYPE_STRING)
         return put_strings(w, static_cast<const message_string *>(chunk->data), chunk->count);
-    return put_elements(w, chunk->data, chunk->count, message_elementsize(type));
+    return put_elements(w, chunk->data, chunk->count, message_element_size(type));
 }
 
 // Writes what precedes the chunks of an array.

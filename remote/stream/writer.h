@@ -58,7 +58,7 @@ void writer_hold(stream *s, bool hold);
 // Frees what the writer owns.
 void writer_release(fdio_writer *w);
 
-int fdio_startoutmsg(stream *s, int32_t id, const void *record, int *mustend);
+int fdio_startoutmsg(stream *s, int32_t id, const void *record, int *must_end);
 int fdio_getcurrentoutmsg(stream *s);
 int fdio_endoutmsg(stream *s);
 

@@ -34,18 +34,18 @@ constexpr size_t HANDSHAKE_ID = 8;
 
 // The client's request.  Returns its size in bytes: an id follows ACTION_RECONNECT only.
 typedef unsigned char handshake_request[HANDSHAKE_ACTION + HANDSHAKE_ID];
-size_t handshake_request_put(handshake_request &to, uint32_t action, int64_t workerid);
+size_t handshake_request_put(handshake_request &to, uint32_t action, int64_t worker_id);
 uint32_t handshake_action_get(const unsigned char *from);
 int64_t handshake_id_get(const unsigned char *from);
 
 // The server's answer.  Returns its size in bytes: an id follows HANDSHAKE_OK only.
 typedef unsigned char handshake_answer[HANDSHAKE_STATUS + HANDSHAKE_ID];
-size_t handshake_answer_put(handshake_answer &to, uint16_t status, int64_t workerid);
+size_t handshake_answer_put(handshake_answer &to, uint16_t status, int64_t worker_id);
 
-// The client's side, over a connected socket: asks for a new worker or for worker `*workerid`, and
+// The client's side, over a connected socket: asks for a new worker or for worker `*worker_id`, and
 // stores the id in the answer.  The descriptor stays the caller's.
 // Errors: MESSAGE_INVALID for another action, MESSAGE_IO and errno when sending or receiving failed
 // or took beyond the deadline, MESSAGE_NOCONNECTION for id 0, or the server's status, above 0.
-int handshake_ask(int fd, uint32_t action, int64_t *workerid, int64_t deadline);
+int handshake_ask(int fd, uint32_t action, int64_t *worker_id, int64_t deadline);
 
 } // namespace vnt

@@ -35,7 +35,7 @@ static int tcpiptransport_reconnectinfolen(void)
 
 static int tcpiptransport_disconnect(transport *t, void *info)
 {
-    if (info != nullptr) tcpip_fillinfo(t, static_cast<tcpip_reconnectinfo *>(info));
+    if (info != nullptr) tcpip_fill_info(t, static_cast<tcpip_reconnectinfo *>(info));
     fdtransport_teardown(t);
     free(t);
     return 0;
@@ -166,7 +166,7 @@ static int await_connected(int fd, int64_t deadline)
 static int reach(const tcpip_transport *t, int fd, int64_t deadline)
 {
     auto *address = reinterpret_cast<const sockaddr *>(t->address);
-    int rc = connect(fd, address, static_cast<socklen_t>(t->addresslen));
+    int rc = connect(fd, address, static_cast<socklen_t>(t->address_length));
     if (rc != 0 && (errno == EINPROGRESS || errno == EINTR)) rc = await_connected(fd, deadline);
     if (rc == 0) rc = fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     if (rc == 0) return 0;
@@ -204,14 +204,14 @@ static int create(transport **out, connecting *c, const tcpip_reconnectinfo &inf
 {
     transport_holder t(static_cast<tcpip_transport *>(calloc(1, sizeof(tcpip_transport))));
     if (t == nullptr) return MESSAGE_NOMEMORY;
-    memcpy(t->tcpiptag, "pIcT", sizeof t->tcpiptag);
+    memcpy(t->tcpip_tag, "pIcT", sizeof t->tcpip_tag);
     t->nothreads = info.nothreads;
-    t->workerid = info.workerid;
+    t->worker_id = info.worker_id;
     t->family = info.family;
     t->type = info.type;
     t->protocol = info.protocol;
     memcpy(t->address, info.address, sizeof t->address);
-    t->addresslen = info.addresslen;
+    t->address_length = info.address_length;
 
     descriptor_holder fd(open_socket(t.get()));
     if (fd.fd < 0) return MESSAGE_NOCONNECTION;
@@ -224,7 +224,7 @@ static int create(transport **out, connecting *c, const tcpip_reconnectinfo &inf
     rc = reach(t.get(), connection, patience);
     if (rc != 0) return rc;
     c->reached = true;
-    rc = handshake_ask(connection, c->action, &t->workerid, c->deadline);
+    rc = handshake_ask(connection, c->action, &t->worker_id, c->deadline);
     if (rc != 0) return rc;
     t->ops = tcpip_ops;
     *out = t.release();
@@ -238,8 +238,8 @@ int tcpip_reconnect(transport **out, int ncodecs, const codec_factory *const *fa
     if (ncodecs < 1) return MESSAGE_INVALID;
     tcpip_reconnectinfo info;
     memcpy(&info, bytes, sizeof info);
-    if (info.addresslen > sizeof info.address) return MESSAGE_INVALID;
-    connecting c = {ncodecs, factories, ACTION_RECONNECT, clock_afterms(timeout), false};
+    if (info.address_length > sizeof info.address) return MESSAGE_INVALID;
+    connecting c = {ncodecs, factories, ACTION_RECONNECT, clock_after_ms(timeout), false};
     return create(out, &c, info, c.deadline);
 }
 
@@ -368,7 +368,7 @@ static int fill_info(tcpip_reconnectinfo *info, const addrinfo &address, int not
     info->type = address.ai_socktype;
     info->protocol = address.ai_protocol;
     memcpy(info->address, address.ai_addr, address.ai_addrlen);
-    info->addresslen = address.ai_addrlen;
+    info->address_length = address.ai_addrlen;
     return 0;
 }
 
@@ -406,7 +406,7 @@ int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factor
     destination d;
     int rc = parse(&d, argc, argv);
     if (rc != 0) return rc;
-    connecting c = {ncodecs, factories, ACTION_NEW, clock_afterms(timeout), false};
+    connecting c = {ncodecs, factories, ACTION_NEW, clock_after_ms(timeout), false};
     address_list list = resolve(d);
     rc = create_first(out, &c, list.get(), d.nothreads);
     if (rc == 0) *created = 1;

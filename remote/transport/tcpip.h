@@ -26,26 +26,26 @@ namespace vnt {
 #pragma pack(push, 1)
 struct tcpip_reconnectinfo {
     int32_t nothreads;
-    int64_t workerid;
+    int64_t worker_id;
     int32_t family;
     int32_t type;
     int32_t protocol;
     char address[128];
-    uint64_t addresslen;
+    uint64_t address_length;
 };
 #pragma pack(pop)
 static_assert(sizeof(tcpip_reconnectinfo) == 160);
 
 // The last seven fields are those of the information above, aligned.
 struct tcpip_transport : transport {
-    char tcpiptag[4]; // "pIcT"
+    char tcpip_tag[4]; // "pIcT"
     int32_t nothreads;
-    int64_t workerid;
+    int64_t worker_id;
     int32_t family;
     int32_t type;
     int32_t protocol;
     char address[128];
-    uint64_t addresslen;
+    uint64_t address_length;
 };
 
 // Transport control codes; values in milliseconds, -1 for none.
@@ -57,16 +57,16 @@ enum tcpip_control : int32_t {
 };
 
 // Fills in how to reconnect to the worker of a transport that is still connected.
-inline void tcpip_fillinfo(const transport *io, tcpip_reconnectinfo *info)
+inline void tcpip_fill_info(const transport *io, tcpip_reconnectinfo *info)
 {
     auto *t = static_cast<const tcpip_transport *>(io);
     info->nothreads = t->nothreads;
-    info->workerid = t->workerid;
+    info->worker_id = t->worker_id;
     info->family = t->family;
     info->type = t->type;
     info->protocol = t->protocol;
     memcpy(info->address, t->address, sizeof info->address);
-    info->addresslen = t->addresslen;
+    info->address_length = t->address_length;
 }
 
 // How long connecting and the handshake may take together, in milliseconds, unless said otherwise.

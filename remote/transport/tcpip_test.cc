@@ -33,7 +33,7 @@ script answering(const std::string &answer, std::string *heard = nullptr)
 // The answer that lets a client in.
 std::string welcome(int64_t worker)
 {
-    return std::string(2, '\0') + rawid(worker);
+    return std::string(2, '\0') + raw_id(worker);
 }
 
 struct Tcpip : testing::Test {
@@ -59,7 +59,7 @@ struct Tcpip : testing::Test {
         EXPECT_EQ(t != nullptr, rc == 0);
         return rc;
     }
-    int64_t workerid() const { return static_cast<tcpip_transport *>(t)->workerid; }
+    int64_t worker_id() const { return static_cast<tcpip_transport *>(t)->worker_id; }
     template <class value> value option(int level, int name) const
     {
         value v = {};
@@ -77,7 +77,7 @@ TEST_F(Tcpip, ANewWorkerIsAskedForInFourBytesAndEndedWithATerminateMessage)
     serve({answering(welcome(-5), &heard)}); // any id but zero will do
     ASSERT_EQ(connect({"-host=127.0.0.1", "-port=" + std::to_string(server->port)}), 0);
     EXPECT_STREQ(t->ops.factoryname(), "tcpiptransport");
-    EXPECT_EQ(workerid(), -5);
+    EXPECT_EQ(worker_id(), -5);
     EXPECT_EQ(t->ops.mustpoll(t), 0);
     EXPECT_TRUE(option<int>(IPPROTO_TCP, TCP_NODELAY));
     EXPECT_TRUE(option<int>(SOL_SOCKET, SO_KEEPALIVE));
@@ -142,7 +142,7 @@ TEST_F(Tcpip, ASilentServerAndAHostThatDoesNotAnswerAreNotWaitedForLongerThanSai
     sockaddr_in address = loopback(server->port);
     info.family = AF_INET;
     info.type = SOCK_STREAM;
-    info.addresslen = sizeof address;
+    info.address_length = sizeof address;
     memcpy(info.address, &address, sizeof address);
     EXPECT_EQ(tcpip_reconnect(&t, 2, codecs, &info, 50), MESSAGE_IO);
     EXPECT_EQ(errno, ETIMEDOUT);
@@ -195,17 +195,17 @@ TEST_F(Tcpip, WhatDisconnectLeavesLeadsBackToTheWorker)
     tcpip_reconnectinfo info;
     static_assert(sizeof info == 160);
     memcpy(&info, bytes160, sizeof info);
-    EXPECT_TRUE(info.nothreads == 1 && info.workerid == worker); // packed: no references
-    EXPECT_TRUE(info.family == AF_INET && info.addresslen == sizeof(sockaddr_in));
+    EXPECT_TRUE(info.nothreads == 1 && info.worker_id == worker); // packed: no references
+    EXPECT_TRUE(info.family == AF_INET && info.address_length == sizeof(sockaddr_in));
 
     ASSERT_EQ(factory->reconnect(&t, 2, codecs, bytes160), 0);
     EXPECT_EQ(t->ops.mustpoll(t), 1) << "threads stay switched off";
-    EXPECT_EQ(workerid(), worker + 1);
+    EXPECT_EQ(worker_id(), worker + 1);
     t->ops.disconnect(t, nullptr);
     server->end();
     // The first connection ended without a word; the second named the worker.
     EXPECT_EQ(hex(heard), "00 00 00 01 00 00 00 02 08 07 06 05 04 03 02 01");
-    info.addresslen = 129;
+    info.address_length = 129;
     EXPECT_EQ(factory->reconnect(&t, 2, codecs, &info), MESSAGE_INVALID);
 }
 
@@ -221,7 +221,7 @@ TEST_F(Tcpip, TimeoutsAreOffUntilTheyAreSet)
         int32_t get = set + 1, i = 7;
         int64_t l = 12345;
         double d = 0;
-        auto insystem = [&] {
+        auto in_system = [&] {
             int name = set == CTRL_SET_READTIMEOUT ? SO_RCVTIMEO : SO_SNDTIMEO;
             timeval value = option<timeval>(SOL_SOCKET, name);
             return double(value.tv_sec * 1000) + double(value.tv_usec) / 1000;
@@ -229,12 +229,12 @@ TEST_F(Tcpip, TimeoutsAreOffUntilTheyAreSet)
         EXPECT_EQ(t->ops.ctrlint(t, get, &i), 0);
         EXPECT_EQ(i, -1);
         EXPECT_EQ(t->ops.ctrllong(t, set, &l), 0);
-        EXPECT_NEAR(insystem(), 12345, 10); // the system rounds to its ticks
+        EXPECT_NEAR(in_system(), 12345, 10); // the system rounds to its ticks
         EXPECT_EQ(t->ops.ctrldbl(t, get, &d), 0);
         EXPECT_EQ(d, 12345.0);
         i = -3;
         EXPECT_EQ(t->ops.ctrlint(t, set, &i), 0);
-        EXPECT_EQ(insystem(), 0);
+        EXPECT_EQ(in_system(), 0);
         for (double wrong : {double(NAN), 9.3e18})
             EXPECT_EQ(t->ops.ctrldbl(t, set, &wrong), MESSAGE_INVALID) << wrong;
     }

@@ -46,7 +46,7 @@ static void greet(const worker_child *child)
 {
     handshake_answer greeting;
     size_t n = handshake_answer_put(greeting, HANDSHAKE_OK, child->id);
-    if (io_writeall(child->outfd, greeting, n, -1, CLOCK_NEVER) != 0)
+    if (io_write_all(child->outfd, greeting, n, -1, CLOCK_NEVER) != 0)
         log_fatal("Failed to greet the client: %s\n", strerror(errno));
 }
 
@@ -157,7 +157,7 @@ static void end(worker_context *w, const worker_child *child)
     int32_t regular = 0;
     async_teardown();
     log_line(LOG_DEBUG, "Terminating ...\n");
-    (void)!TEMP_FAILURE_RETRY(write(child->statusfd, &regular, sizeof regular));
+    (void)!TEMP_FAILURE_RETRY(write(child->status_fd, &regular, sizeof regular));
     log_line(LOG_DEBUG, "Destroying messages.handler %p ... ", static_cast<void *>(w->h));
     w->h->ops.destroy(w->h);
     log_line(LOG_DEBUG, "ok.\n");

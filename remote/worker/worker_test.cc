@@ -51,7 +51,7 @@ static outcome work(const std::vector<std::string> &arguments, const std::string
         close(fd);
     EXPECT_TRUE(give_to(in[1], messages));
     close(in[1]);
-    EXPECT_EQ(take_from(out[0], 10), std::string(2, '\0') + rawid(worker.pid));
+    EXPECT_EQ(take_from(out[0], 10), std::string(2, '\0') + raw_id(worker.pid));
     outcome o = {take_from(out[0], SIZE_MAX), take_from(status[0], SIZE_MAX), "", worker.wait()};
     o.log = worker.written();
     for (int fd : {out[0], status[0], control[1]})
@@ -80,16 +80,16 @@ TEST(Worker, ServesUntilTheFirstTerminateMessage)
 // It logs what went wrong, after the greeting in any case, and aborts.
 TEST(Worker, AFaultEndsItWithALine)
 {
-    const std::string nocodecs = words({4711}), longname(4097, 'l');
+    const std::string no_codecs = words({4711}), long_name(4097, 'l');
     const struct {
         std::vector<std::string> arguments;
         std::string messages, line;
     } faults[] = {
         {{"w", "-what"}, "", "Unknown argument '-what' (try -help)"},
         {{"w"}, "", "Failed to receive message: -7"},
-        {{"w"}, nocodecs, "Failed to receive message: -2"},
+        {{"w"}, no_codecs, "Failed to receive message: -2"},
         {{"w", "-userfunction=nothere=f"}, "", "Failed to load user function: -13"},
-        {{"w", "-userfunction=" + longname + "=f"}, "", "Path name too long"},
+        {{"w", "-userfunction=" + long_name + "=f"}, "", "Path name too long"},
     };
     for (auto &fault : faults) {
         outcome o = work(fault.arguments, fault.messages);

@@ -63,10 +63,10 @@ struct vntenv {
 
     // Control of a running solve.  Set before the solve starts, read by its thread alone.
     volatile int *terminate = nullptr;
-    int (*terminatefunc)(vntenv *env, void *data) = nullptr;
-    void *terminatedata = nullptr;
-    int (*pausefunc)(vntenv *env, void *cbdata, uint64_t progress, void *data) = nullptr;
-    void *pausedata = nullptr;
+    int (*terminate_func)(vntenv *env, void *data) = nullptr;
+    void *terminate_data = nullptr;
+    int (*pause_func)(vntenv *env, void *cbdata, uint64_t progress, void *data) = nullptr;
+    void *pause_data = nullptr;
     vnt::pause_window *window = nullptr; // while the pause callback runs
 
     // Sends a text to a channel, unless messages are switched off.

@@ -124,8 +124,8 @@ int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)
 int VNTEsetterminatefunc(VNTENVptr env, int (*func)(VNTENVptr env, void *data), void *data)
 {
     return with_environment(env, [&](vntenv &e) {
-        e.terminatefunc = func;
-        e.terminatedata = data;
+        e.terminate_func = func;
+        e.terminate_data = data;
     });
 }
 
@@ -135,8 +135,8 @@ int VNTEsetpausecallbackfunc(VNTENVptr env,
                              void *data)
 {
     return with_environment(env, [&](vntenv &e) {
-        e.pausefunc = func;
-        e.pausedata = data;
+        e.pause_func = func;
+        e.pause_data = data;
     });
 }
 

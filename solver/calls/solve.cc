@@ -44,12 +44,12 @@ class solving_mark {
 
 static bool terminate_called(running_solve &r)
 {
-    if (r.env.terminatefunc == nullptr) return false;
+    if (r.env.terminate_func == nullptr) return false;
     steady::time_point now = steady::now();
     if (now < r.nextburst) return false;
     bool stop = false;
     for (int i = 0; i < burst && !stop; i++) {
-        stop = r.env.terminatefunc(&r.env, r.env.terminatedata) != 0;
+        stop = r.env.terminate_func(&r.env, r.env.terminate_data) != 0;
     }
     r.nextburst = steady::now() + between_bursts;
     return stop;
@@ -57,10 +57,10 @@ static bool terminate_called(running_solve &r)
 
 static bool pause_called(running_solve &r, const engine_progress *progress, engine_reply *reply)
 {
-    if (r.env.pausefunc == nullptr) return false;
+    if (r.env.pause_func == nullptr) return false;
     pause_window window = {progress, reply, r.numcols};
     r.env.window = &window;
-    int rc = r.env.pausefunc(&r.env, &window, r.ticks, r.env.pausedata);
+    int rc = r.env.pause_func(&r.env, &window, r.ticks, r.env.pause_data);
     r.env.window = nullptr;
     return rc != 0;
 }

@@ -26,7 +26,7 @@ bool engine_poll::tick()
     clock::time_point now = clock::now();
     ask(now);
     writeline(now);
-    return mustend(now);
+    return must_end(now);
 }
 
 bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
@@ -82,7 +82,7 @@ void engine_poll::ask(clock::time_point now)
     if (reply.stop) end(VNT_STAT_STOPPED);
 }
 
-bool engine_poll::mustend(clock::time_point now)
+bool engine_poll::must_end(clock::time_point now)
 {
     if (std::max(seen.iterations, barrieriterations) >= params.iterationlimit)
         end(VNT_STAT_ITERATION_LIMIT);

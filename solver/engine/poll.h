@@ -77,7 +77,7 @@ class engine_poll {
 
     static constexpr int round_ended = -1;
 
-    bool mustend(clock::time_point now);
+    bool must_end(clock::time_point now);
     void ask(clock::time_point now);
     void writeline(clock::time_point now); // about once a second
 

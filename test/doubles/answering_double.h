@@ -125,9 +125,9 @@ class worker_double {
 
   public:
     // Status 0 and nothing else.
-    static bool plain(transport *io, uint32_t requestid)
+    static bool plain(transport *io, uint32_t request_id)
     {
-        const message_layout *layout = catalogue_find(requestid + 1);
+        const message_layout *layout = catalogue_find(request_id + 1);
         std::vector<uint64_t> record(layout->size / 8 + 1);
         auto *bytes = reinterpret_cast<char *>(record.data());
         memcpy(bytes + sizeof(void *), &layout->id, sizeof layout->id);

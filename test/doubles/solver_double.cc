@@ -31,8 +31,8 @@ static void note(const char *name)
 
 VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
 {
-    *status_p = solver.openstatus;
-    return solver.openstatus == 0 ? double_env : nullptr;
+    *status_p = solver.open_status;
+    return solver.open_status == 0 ? double_env : nullptr;
 }
 
 VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)
@@ -55,8 +55,8 @@ VNT_ENTRY int VNTLaddfuncdest(VNTENVptr, VNTCHANNELptr channel, void *handle,
                               void (*msgfunc)(void *handle, const char *text))
 {
     const auto i = reinterpret_cast<int *>(channel) - places;
-    solver.channelfunc[i] = msgfunc;
-    solver.channelhandle[i] = handle;
+    solver.channel_func[i] = msgfunc;
+    solver.channel_handle[i] = handle;
     return 0;
 }
 
@@ -104,7 +104,7 @@ VNT_ENTRY int VNTLNETgetnumnodes(VNTENVptr, VNTNETptr net)
 VNT_ENTRY int VNTLgetredlp(VNTENVptr, VNTLPptr, VNTLPptr *redlp_p)
 {
     *redlp_p = reduced_lp;
-    solver.intparams[VNT_PARAM_MESSAGES] = 0; // the handler is to put it back
+    solver.int_params[VNT_PARAM_MESSAGES] = 0; // the handler is to put it back
     return 0;
 }
 
@@ -137,13 +137,13 @@ VNT_ENTRY int VNTLversionnumber(VNTENVptr, int *version_p)
 
 VNT_ENTRY int VNTLgetintparam(VNTENVptr, int whichparam, int *value_p)
 {
-    *value_p = solver.intparams[whichparam];
+    *value_p = solver.int_params[whichparam];
     return 0;
 }
 
 VNT_ENTRY int VNTLsetintparam(VNTENVptr, int whichparam, int newvalue)
 {
-    solver.intparams[whichparam] = newvalue;
+    solver.int_params[whichparam] = newvalue;
     return 0;
 }
 
@@ -154,16 +154,16 @@ VNT_ENTRY int VNTLgetobjsen(VNTENVptr, VNTLPptr)
 
 VNT_ENTRY int VNTEsetterminatefunc(VNTENVptr, int (*func)(VNTENVptr env, void *data), void *data)
 {
-    solver.terminatefunc = func;
-    solver.terminatedata = data;
+    solver.terminate_func = func;
+    solver.terminate_data = data;
     return 0;
 }
 
 VNT_ENTRY int VNTEsetpausecallbackfunc(
     VNTENVptr, int (*func)(VNTENVptr env, void *cbdata, uint64_t progress, void *data), void *data)
 {
-    solver.pausefunc = func;
-    solver.pausedata = data;
+    solver.pause_func = func;
+    solver.pause_data = data;
     return 0;
 }
 
@@ -188,18 +188,19 @@ VNT_ENTRY int VNTEgetasyncmipprogress(VNTENVptr, void *, int sollen, vntmipprogr
 VNT_ENTRY int VNTEasyncprogressinject(VNTENVptr, void *, double objval, double sense, double)
 {
     solver.injected = objval * 10 + sense;
-    return solver.injectstatus;
+    return solver.inject_status;
 }
 
 // One step of a solve: both callbacks, as a solver would call them, and a short rest.
 static bool step(VNTENVptr env)
 {
-    for (int i = 0; i < 100 && solver.terminatefunc != nullptr; i++, solver.polls++)
-        solver.terminatefunc(env, solver.terminatedata);
+    for (int i = 0; i < 100 && solver.terminate_func != nullptr; i++, solver.polls++)
+        solver.terminate_func(env, solver.terminate_data);
     if (__atomic_load_n(solver.terminate, __ATOMIC_SEQ_CST) != 0) return false;
-    if (solver.pausefunc != nullptr) {
+    if (solver.pause_func != nullptr) {
         solver.pauses++;
-        if (solver.pausefunc(env, nullptr, ++solver.progress, solver.pausedata) != 0) return false;
+        if (solver.pause_func(env, nullptr, ++solver.progress, solver.pause_data) != 0)
+            return false;
     }
     std::this_thread::sleep_for(std::chrono::microseconds(50));
     return true;

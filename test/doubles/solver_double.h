@@ -21,24 +21,24 @@ struct solver_double {
     std::atomic<int> polls;  // calls of the terminate function
     std::atomic<int> pauses; // calls of the pause callback
     std::atomic<double> injected;
-    std::atomic<int> injectstatus;
+    std::atomic<int> inject_status;
     std::atomic<double> incumbent;
     std::atomic<double> reference; // that it was given with the last question for progress
 
-    int openstatus;
+    int open_status;
     bool maximise;
     int columns;
-    std::map<int, int> intparams;
+    std::map<int, int> int_params;
     std::string calls; // " name" for each call that changes something
     std::thread::id solving;
 
     volatile int *terminate;
-    int (*terminatefunc)(VNTENVptr env, void *data);
-    void *terminatedata;
-    int (*pausefunc)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
-    void *pausedata;
-    void (*channelfunc[4])(void *handle, const char *text);
-    void *channelhandle[4];
+    int (*terminate_func)(VNTENVptr env, void *data);
+    void *terminate_data;
+    int (*pause_func)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
+    void *pause_data;
+    void (*channel_func[4])(void *handle, const char *text);
+    void *channel_handle[4];
 };
 
 // The one solver of the process, as it was at the start of the test.

@@ -43,7 +43,7 @@ static std::string render_bytes(const message_array &a)
 
 static double element(const message_array &a, uint32_t i)
 {
-    const char *at = static_cast<char *>(a.chunks[0].data) + i * message_elementsize(a.type);
+    const char *at = static_cast<char *>(a.chunks[0].data) + i * message_element_size(a.type);
     switch (a.type) {
     case TYPE_SHORT: return field_at<int16_t>(at, 0);
     case TYPE_INT: return field_at<int32_t>(at, 0);
@@ -202,14 +202,14 @@ worker_double::worker_double(bool nothreads)
     int pipes[4][2];
     for (auto &ends : pipes)
         EXPECT_EQ(pipe(ends), 0);
-    workerend = connect(pipes[0][0], pipes[1][1], nothreads);
-    clientend = connect(pipes[1][0], pipes[0][1], false);
-    statusfd = pipes[2][0];
-    controlfd = pipes[3][1];
+    worker_end = connect(pipes[0][0], pipes[1][1], nothreads);
+    client_end = connect(pipes[1][0], pipes[0][1], false);
+    status_fd = pipes[2][0];
+    control_fd = pipes[3][1];
     child = {pipes[0][0], pipes[1][1], pipes[2][1], pipes[3][0], 4711};
     workerchild = &child;
     descriptors = {pipes[2][0], pipes[2][1], pipes[3][0], pipes[3][1]};
-    EXPECT_EQ(vntmsg_getfactory()->create(&h, workerend), 0);
+    EXPECT_EQ(vntmsg_getfactory()->create(&h, worker_end), 0);
     EXPECT_EQ(async_setup(h), 0);
     mainthread = std::thread(&worker_double::loop, this);
 }
@@ -220,8 +220,8 @@ worker_double::~worker_double()
     mainthread.join();
     async_teardown();
     h->ops.destroy(h);
-    workerend->ops.destroy(workerend);
-    clientend->ops.destroy(clientend);
+    worker_end->ops.destroy(worker_end);
+    client_end->ops.destroy(client_end);
     for (int fd : descriptors)
         close(fd);
     workerchild = nullptr;
@@ -230,21 +230,21 @@ worker_double::~worker_double()
 // The worker's main loop.
 void worker_double::loop()
 {
-    while (request_serve(workerend, h, nullptr)) {
+    while (request_serve(worker_end, h, nullptr)) {
     }
 }
 
 void worker_double::say(const std::string &message)
 {
     spoken words(message);
-    EXPECT_EQ(clientend->ops.sendmsg(clientend, words.record()), 0);
+    EXPECT_EQ(client_end->ops.sendmsg(client_end, words.record()), 0);
 }
 
 std::string worker_double::hear()
 {
     void *message = nullptr;
-    if (!readable(clientend->infd, PATIENCE)) return "nothing";
-    EXPECT_EQ(clientend->ops.recvmsg(clientend, &message), 0);
+    if (!readable(client_end->infd, PATIENCE)) return "nothing";
+    EXPECT_EQ(client_end->ops.recvmsg(client_end, &message), 0);
     return render(message);
 }
 
@@ -256,7 +256,7 @@ std::string worker_double::ask(const std::string &message)
 
 bool worker_double::silent()
 {
-    return !readable(clientend->infd, 0);
+    return !readable(client_end->infd, 0);
 }
 
 bool worker_double::wait(const std::string &question, const std::string &answer)
@@ -281,14 +281,14 @@ std::string worker_double::fetch()
 int32_t worker_double::parked()
 {
     int32_t id = 0;
-    if (!readable(statusfd, PATIENCE)) return -1;
-    EXPECT_EQ(read(statusfd, &id, sizeof id), 4);
+    if (!readable(status_fd, PATIENCE)) return -1;
+    EXPECT_EQ(read(status_fd, &id, sizeof id), 4);
     return id;
 }
 
 void worker_double::release(int32_t word)
 {
-    EXPECT_EQ(write(controlfd, &word, sizeof word), 4);
+    EXPECT_EQ(write(control_fd, &word, sizeof word), 4);
 }
 
 } // namespace vnt

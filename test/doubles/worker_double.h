@@ -49,10 +49,10 @@ class worker_double {
   private:
     void loop();
     std::vector<int> descriptors; // to close
-    transport *workerend = nullptr;
-    transport *clientend = nullptr;
-    int statusfd = -1;
-    int controlfd = -1;
+    transport *worker_end = nullptr;
+    transport *client_end = nullptr;
+    int status_fd = -1;
+    int control_fd = -1;
     std::thread mainthread;
 };
 

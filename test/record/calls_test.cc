@@ -321,7 +321,7 @@ class Requests : public Calls {
         table[0] = {first, all.data};
         table[1] = {0, nullptr};
         table[2] = {all.count - first,
-                    static_cast<char *>(all.data) + first * message_elementsize(array->type)};
+                    static_cast<char *>(all.data) + first * message_element_size(array->type)};
         array->nchunks = 3;
         array->chunks = table;
     }

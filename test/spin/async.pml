@@ -56,7 +56,7 @@ bool armed = false;            // fdtransport_startasync: input will be announce
 
 byte mode = NONE;
 bool blocked = false; // block_listener waits on the record's condition
-bool away = false;    // awayfd: the caller has left, and the solver goes on (polling)
+bool away = false;    // away_fd: the caller has left, and the solver goes on (polling)
 
 // The handler's parts: the pause gate and its time limit, the kill cell, the solver's poll.
 
@@ -77,7 +77,7 @@ bool expired = false;    // timeexpired: what the timer's notification sets
 bool passed = false;     // the deadline of the time limit lies behind us
 
 bool callbacks = false; // asynccallbackmutex
-bool pauselock = false, statelock = false, polllock = false;
+bool pause_lock = false, state_lock = false, polllock = false;
 
 // The system's timer: it runs; notifications that are on their way.
 bool ticking = false;
@@ -123,7 +123,7 @@ inline signal(waits) { waits = false }
 inline become(word)
 {
     atomic {
-        assert(statelock);
+        assert(state_lock);
         assert(word != RUNNING || state == IDLE || state == CONTINUED);
         assert(word != PAUSED || state == RUNNING || state == CONTINUED);
         assert(word != PAUSED || !unlimited);
@@ -161,49 +161,49 @@ inline store_limits(limit)
 }
 
 // A new time limit counts from the next start or continuation; none counts at once.
-inline pausegate_setlimits(limit)
+inline pausegate_limits_set(limit)
 {
-    lock(statelock);
+    lock(state_lock);
     store_limits(limit);
     if
     :: timelimit == NO_LIMIT -> wallclock_tilim_apply(timelimit)
     :: else -> skip
     fi;
-    unlock(statelock)
+    unlock(state_lock)
 }
 
 inline pausegate_continue(limit)
 {
-    lock(statelock);
+    lock(state_lock);
     store_limits(limit);
     wallclock_tilim_apply(timelimit);
     if
     :: state != IDLE && state != TERMINATED -> become(CONTINUED); signal(statewaits)
     :: else -> skip
     fi;
-    unlock(statelock)
+    unlock(state_lock)
 }
 
 inline pausegate_terminate()
 {
     atomic {
-        lock(statelock);
+        lock(state_lock);
         if
         :: state != IDLE -> become(TERMINATED); signal(statewaits)
         :: else -> skip
         fi;
-        unlock(statelock)
+        unlock(state_lock)
     }
 }
 
 inline pausegate_shown()
 {
     atomic {
-        lock(statelock);
+        lock(state_lock);
         assert(state != IDLE || !solving);
         assert(state == IDLE || !joining);
         assert(state != PAUSED || halted);
-        unlock(statelock)
+        unlock(state_lock)
     }
 }
 
@@ -224,13 +224,13 @@ inline async_stop()
 inline pausegate_fetch()
 {
     atomic {
-        lock(statelock);
+        lock(state_lock);
         fetched = true;
         if
         :: state == PAUSED -> become(TERMINATED); signal(statewaits)
         :: else -> skip
         fi;
-        unlock(statelock)
+        unlock(state_lock)
     }
 }
 
@@ -250,13 +250,13 @@ inline leave()
 inline solve_here(me)
 {
     atomic {
-        lock(statelock);
+        lock(state_lock);
         calm = (state == IDLE);
         if
         :: calm -> terminate = false
         :: else -> skip
         fi;
-        unlock(statelock)
+        unlock(state_lock)
     };
     if
     :: installed -> atomic { working = true; enter!me }; atomic { back?_ -> working = false }
@@ -276,7 +276,7 @@ inline handle(me)
     :: m == START -> responses!NAK // prepare (solvercall.cc): one runs already
     :: m == SOLVE -> solve_here(me)
     :: m == TEST -> pausegate_shown(); responses!ANSWER
-    :: m == LIMITS -> pausegate_setlimits(limit); responses!ANSWER
+    :: m == LIMITS -> pausegate_limits_set(limit); responses!ANSWER
     :: m == CONTINUE -> pausegate_continue(limit); responses!ANSWER
     :: m == TERMINATE -> pausegate_terminate(); responses!ANSWER
     :: m == KILL -> pausegate_terminate(); terminate = true; responses!ANSWER
@@ -370,13 +370,13 @@ inline await_change(me)
 {
     if
     :: POLLING ->
-        unlock(statelock);
+        unlock(state_lock);
         POLLABLE || state != PAUSED;
         lock(polllock);
         async_poll(me);
         unlock(polllock);
-        lock(statelock)
-    :: else -> wait(statewaits, statelock)
+        lock(state_lock)
+    :: else -> wait(statewaits, state_lock)
     fi
 }
 
@@ -404,15 +404,15 @@ inline asyncchecklimit(me, stopped)
     if
     :: !HALTS(me) -> skip
     :: HALTS(me) ->
-        lock(pauselock);
+        lock(pause_lock);
         if
         :: MAY_PASS -> skip
         :: atomic { !MAY_PASS -> assert(limitcell || due) };
-            lock(statelock);
+            lock(state_lock);
             hold_solver(me, stopped);
-            unlock(statelock)
+            unlock(state_lock)
         fi;
-        unlock(pauselock)
+        unlock(pause_lock)
     fi
 }
 
@@ -467,7 +467,7 @@ inline acknowledge()
     assert(mode == NONE && !armed);
     armed = true; // async_start
     mode = STARTED;
-    atomic { lock(statelock); fetched = false; become(RUNNING); unlock(statelock) };
+    atomic { lock(state_lock); fetched = false; become(RUNNING); unlock(state_lock) };
     atomic { responses!ACK; acknowledged = true }
 }
 
@@ -475,9 +475,9 @@ inline asynccall_begin()
 {
     lock(callbacks);
     atomic { due = false; acknowledged = false };
-    lock(statelock);
+    lock(state_lock);
     wallclock_tilim_apply(timelimit);
-    unlock(statelock);
+    unlock(state_lock);
     terminate = false;
     installed = true;
     acknowledge();
@@ -509,14 +509,14 @@ inline block_polling()
 
 inline asynccall_end()
 {
-    atomic { lock(statelock); become(IDLE); unlock(statelock) };
+    atomic { lock(state_lock); become(IDLE); unlock(state_lock) };
     joining = true;
     if
     :: POLLING -> block_polling()
     :: else -> block_listener()
     fi;
     joining = false;
-    atomic { lock(statelock); ticking = false; unlock(statelock) }; // disarm_timelimit
+    atomic { lock(state_lock); ticking = false; unlock(state_lock) }; // disarm_timelimit
     installed = false
 }
 
@@ -629,5 +629,5 @@ active proctype Watch()
     timeout;
     assert(done || dead);
     assert(dead || (mode == NONE && state == IDLE && !armed && !ticking));
-    assert(dead || (!callbacks && !pauselock && !statelock && !polllock))
+    assert(dead || (!callbacks && !pause_lock && !state_lock && !polllock))
 }

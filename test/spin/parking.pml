@@ -55,7 +55,7 @@ chan input = [2] of { mtype, byte };
 chan output = [1] of { byte };
 chan status = [1] of { byte };
 chan control = [1] of { byte };
-bool inputended = false; // the server has closed requestfd
+bool inputended = false; // the server has closed request_fd
 bool dead = false;       // the process has ended; so have its output and its status
 bool killed = false;     // SIGKILL
 bool hung = false;       // it computes for ever, or does not come to its exit
@@ -73,7 +73,7 @@ byte pending = PENDING_NONE;
 bool relaying = false;
 bool discarding = false;
 bool drained = false;
-bool stopfd = false;
+bool stop_fd = false;
 bool waits = false; // the to-child pump waits on `changed`
 bool listed = true; // in the server's list
 
@@ -141,22 +141,22 @@ proctype Worker()
 
 #define VANISHED (len(up[client]) == 0 && (ended[client] || cut[client]))
 
-// client_isdone: what the client still sends does not count.  The worker has ended regularly, or
+// client_is_done: what the client still sends does not count.  The worker has ended regularly, or
 // was left and is wanted by another.
 #define DONE (status?[REGULAR] || (status?[PARKED] && pending != PENDING_NONE))
 
 inline requests_relay()
 {
     do
-    :: atomic { nempty(up[client]) && nfull(input) && !dead && !stopfd ->
+    :: atomic { nempty(up[client]) && nfull(input) && !dead && !stop_fd ->
             up[client]?m;
             input!m, client;
             m = 0;
             spoke = true
         }
-    :: atomic { nempty(up[client]) && dead && !stopfd -> more = false; break } // child_fail
-    :: atomic { (VANISHED || DONE) && !stopfd -> more = true; break }
-    :: atomic { stopfd -> more = false; break }
+    :: atomic { nempty(up[client]) && dead && !stop_fd -> more = false; break } // child_fail
+    :: atomic { (VANISHED || DONE) && !stop_fd -> more = true; break }
+    :: atomic { stop_fd -> more = false; break }
     od
 }
 
@@ -170,10 +170,10 @@ inline report_await()
     atomic {
         report = MISSING;
         if
-        :: nempty(status) && !stopfd -> status?report
-        :: empty(status) && dead && !stopfd -> report = BROKEN
-        :: GRACE_OVER && !stopfd
-        :: stopfd -> more = false
+        :: nempty(status) && !stop_fd -> status?report
+        :: empty(status) && dead && !stop_fd -> report = BROKEN
+        :: GRACE_OVER && !stop_fd
+        :: stop_fd -> more = false
         fi
     }
 }
@@ -182,7 +182,7 @@ inline report_await()
 inline exit_await()
 {
     if
-    :: dead || stopfd
+    :: dead || stop_fd
     :: hung -> child_kill()
     fi;
     more = false
@@ -249,9 +249,9 @@ inline client_find()
         atomic {
             if
             :: !more -> break
-            :: more && !VANISHED && (len(up[client]) > 0 || len(input) > 0) && !stopfd -> break
-            :: more && VANISHED && !stopfd -> cut[client] = true
-            :: more && stopfd -> more = false; break
+            :: more && !VANISHED && (len(up[client]) > 0 || len(input) > 0) && !stop_fd -> break
+            :: more && VANISHED && !stop_fd -> cut[client] = true
+            :: more && stop_fd -> more = false; break
             fi
         }
     od
@@ -262,7 +262,7 @@ inline worker_release(number)
     atomic {
         if
         :: nfull(control) && !dead -> control!number
-        :: dead || stopfd -> more = false
+        :: dead || stop_fd -> more = false
         fi
     }
 }
@@ -278,8 +278,8 @@ inline client_await()
         client_find();
         if
         :: more -> worker_release(PARKED)
-        :: !more && !stopfd -> worker_release(REGULAR)
-        :: !more && stopfd
+        :: !more && !stop_fd -> worker_release(REGULAR)
+        :: !more && stop_fd
         fi
     fi
 }
@@ -316,7 +316,7 @@ active proctype FromChild()
     byte to;
     bool wanted;
     do
-    :: nempty(output) && !stopfd ->
+    :: nempty(output) && !stop_fd ->
         atomic { relaying = true; wanted = !discarding };
         output?to;
         if
@@ -327,10 +327,10 @@ active proctype FromChild()
         // Neither splice() nor read() and write() have done it, and the piece is lost.
         :: atomic { LOSES && wanted && !gone[client] && !cut[client] -> client_discard() }
         :: atomic { !wanted -> assert(to == client && (gone[client] || cut[client])) }
-        :: stopfd
+        :: stop_fd
         fi;
         atomic { relaying = false; wanted = false; to = 0; changed() }
-    :: atomic { (empty(output) && dead) || stopfd -> drained = true; changed(); break }
+    :: atomic { (empty(output) && dead) || stop_fd -> drained = true; changed(); break }
     od
 }
 
@@ -348,7 +348,7 @@ inline child_stop()
 
 inline child_destroy()
 {
-    stopfd = true;
+    stop_fd = true;
     atomic {
         !topump && drained;
         close_socket(client);
@@ -373,7 +373,7 @@ active proctype Reaper()
     fi
 }
 
-// spawn_reconnect and child_handover: accepted, or refused with a status.
+// spawn_reconnect and child_hand_over: accepted, or refused with a status.
 inline reconnect(me)
 {
     atomic {
