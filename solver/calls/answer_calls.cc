@@ -34,8 +34,8 @@ int VNTLsolninfo(VNTENVptr env, VNTLPptr lp, int *solnmethod_p, int *solntype_p,
     return with_problem(env, lp, [&](vntlp &p) {
         put(solnmethod_p, p.last.method);
         put(solntype_p, p.last.solution);
-        put(pfeasind_p, static_cast<int>(p.last.primalfeasible));
-        put(dfeasind_p, static_cast<int>(p.last.dualfeasible));
+        put(pfeasind_p, static_cast<int>(p.last.primal_feasible));
+        put(dfeasind_p, static_cast<int>(p.last.dual_feasible));
     });
 }
 
@@ -166,12 +166,12 @@ int64_t VNTLgetitcnt(VNTENVptr env, VNTLPptr lp)
 
 int64_t VNTLgetphase1cnt(VNTENVptr env, VNTLPptr lp)
 {
-    return count_of(env, lp, [](vntlp &p) { return p.last.phase1iterations; });
+    return count_of(env, lp, [](vntlp &p) { return p.last.phase1_iterations; });
 }
 
 int64_t VNTLgetbaritcnt(VNTENVptr env, VNTLPptr lp)
 {
-    return count_of(env, lp, [](vntlp &p) { return p.last.barrieriterations; });
+    return count_of(env, lp, [](vntlp &p) { return p.last.barrier_iterations; });
 }
 
 int64_t VNTLgetmipitcnt(VNTENVptr env, VNTLPptr lp)
@@ -188,12 +188,12 @@ int64_t VNTLgetnodecnt(VNTENVptr env, VNTLPptr lp)
 
 int64_t VNTLgetnodeleftcnt(VNTENVptr env, VNTLPptr lp)
 {
-    return count_of(env, lp, [](vntlp &p) { return p.last.nodesleft; });
+    return count_of(env, lp, [](vntlp &p) { return p.last.nodes_left; });
 }
 
 int64_t VNTLgetnodeint(VNTENVptr env, VNTLPptr lp)
 {
-    return count_of(env, lp, [](vntlp &p) { return p.last.bestnode; });
+    return count_of(env, lp, [](vntlp &p) { return p.last.best_node; });
 }
 
 // Counts of methods that this solver does not have.

@@ -174,13 +174,13 @@ static void rename(name_list &names, int count, const int *indices, const char *
 int VNTLchgrowname(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices,
                    const char *const *newname)
 {
-    return with_problem(env, lp, [&](vntlp &p) { rename(p.m.rownames, cnt, indices, newname); });
+    return with_problem(env, lp, [&](vntlp &p) { rename(p.m.row_names, cnt, indices, newname); });
 }
 
 int VNTLchgcolname(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices,
                    const char *const *newname)
 {
-    return with_problem(env, lp, [&](vntlp &p) { rename(p.m.colnames, cnt, indices, newname); });
+    return with_problem(env, lp, [&](vntlp &p) { rename(p.m.col_names, cnt, indices, newname); });
 }
 
 // key is 'c' for a column, 'r' for a row.
@@ -188,15 +188,15 @@ int VNTLchgname(VNTENVptr env, VNTLPptr lp, int key, int ij, const char *newname
 {
     return with_problem(env, lp, [&](vntlp &p) {
         require(key == 'c' || key == 'r', VNTERR_BAD_ARGUMENT);
-        rename(key == 'c' ? p.m.colnames : p.m.rownames, 1, &ij, &newname_str);
+        rename(key == 'c' ? p.m.col_names : p.m.row_names, 1, &ij, &newname_str);
     });
 }
 
 int VNTLdelnames(VNTENVptr env, VNTLPptr lp)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        p.m.colnames.clear();
-        p.m.rownames.clear();
+        p.m.col_names.clear();
+        p.m.row_names.clear();
     });
 }
 
@@ -285,7 +285,7 @@ int VNTLchgrngval(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const
     return with_problem(env, lp, [&](vntlp &p) {
         change_list(p, cnt, indices, p.m.numrows(), values, [&](int i, double v, bool real) {
             v = model_number(v);
-            require(p.m.rowsense[i] == 'R', VNTERR_BAD_SENSE);
+            require(p.m.row_sense[i] == 'R', VNTERR_BAD_SENSE);
             if (real) p.m.range[i] = v;
         });
     });

@@ -9,13 +9,13 @@ static constexpr double infinity = VNT_INFINITY;
 
 // A model with every kind of row and column, in the lists that the calls take.
 struct building : session {
-    int64_t colbeg[4] = {0, 2, 2, 5};
-    int colcnt[4] = {2, 0, 3, 1};
+    int64_t col_begin[4] = {0, 2, 2, 5};
+    int col_count[4] = {2, 0, 3, 1};
     int colind[6] = {0, 2, 3, 1, 0, 2}; // a column's rows in any order
-    double colval[6] = {1, -2.5, 3, 0.1, 1e-7, 5};
-    int64_t rowbeg[4] = {0, 2, 3, 5};
+    double col_value[6] = {1, -2.5, 3, 0.1, 1e-7, 5};
+    int64_t row_begin[4] = {0, 2, 3, 5};
     int rowind[6] = {2, 0, 2, 3, 0, 2}; // a row's columns likewise
-    double rowval[6] = {1e-7, 1, 0.1, 5, -2.5, 3};
+    double row_values[6] = {1e-7, 1, 0.1, 5, -2.5, 3};
     double obj[4] = {1, 0, -2, 0.3}, lb[4] = {0, -infinity, -1, 2}, ub[4] = {infinity, 4, 1, 2};
     double rhs[4] = {1, 2, 3, 4}, rng[4] = {0, 0, 0, -1.5};
     const char *sense = "LGER";
@@ -25,8 +25,8 @@ struct building : session {
     VNTLPptr all_at_once()
     {
         VNTLPptr lp = problem();
-        EXPECT_EQ(VNTLcopylpwnames(env, lp, 4, 4, VNT_MAX, obj, rhs, sense, colbeg, colcnt, colind,
-                                   colval, lb, ub, rng, colname, rowname),
+        EXPECT_EQ(VNTLcopylpwnames(env, lp, 4, 4, VNT_MAX, obj, rhs, sense, col_begin, col_count,
+                                   colind, col_value, lb, ub, rng, colname, rowname),
                   0);
         return lp;
     }
@@ -37,50 +37,52 @@ TEST_F(building, AModelIsTheSameHoweverItIsBuilt)
     std::string expected = all_of(all_at_once());
     EXPECT_NE(expected.find("alpha"), std::string::npos);
 
-    VNTLPptr bycol = problem();
-    ASSERT_EQ(VNTLnewrows(env, bycol, 4, rhs, sense, rng, rowname), 0);
-    ASSERT_EQ(VNTLaddcols(env, bycol, 4, 6, obj, colbeg, colind, colval, lb, ub, colname), 0);
-    ASSERT_EQ(VNTLchgobjsen(env, bycol, VNT_MAX), 0);
-    EXPECT_EQ(all_of(bycol), expected);
+    VNTLPptr by_col = problem();
+    ASSERT_EQ(VNTLnewrows(env, by_col, 4, rhs, sense, rng, rowname), 0);
+    ASSERT_EQ(VNTLaddcols(env, by_col, 4, 6, obj, col_begin, colind, col_value, lb, ub, colname),
+              0);
+    ASSERT_EQ(VNTLchgobjsen(env, by_col, VNT_MAX), 0);
+    EXPECT_EQ(all_of(by_col), expected);
 
-    VNTLPptr byrow = problem();
-    ASSERT_EQ(VNTLnewcols(env, byrow, 4, obj, lb, ub, nullptr, colname), 0);
+    VNTLPptr by_row = problem();
+    ASSERT_EQ(VNTLnewcols(env, by_row, 4, obj, lb, ub, nullptr, colname), 0);
     for (int i = 0; i < 4; i++) { // one by one, the last column's name in pieces
-        int64_t begin = 0, count = i < 3 ? rowbeg[i + 1] - rowbeg[i] : 1;
-        ASSERT_EQ(VNTLaddrows(env, byrow, 0, 1, count, &rhs[i], &sense[i], &begin,
-                              &rowind[rowbeg[i]], &rowval[rowbeg[i]], nullptr, &rowname[i]),
+        int64_t begin = 0, count = i < 3 ? row_begin[i + 1] - row_begin[i] : 1;
+        ASSERT_EQ(VNTLaddrows(env, by_row, 0, 1, count, &rhs[i], &sense[i], &begin,
+                              &rowind[row_begin[i]], &row_values[row_begin[i]], nullptr,
+                              &rowname[i]),
                   0);
     }
     int last = 3;
-    ASSERT_EQ(VNTLchgrngval(env, byrow, 1, &last, &rng[3]), 0);
-    ASSERT_EQ(VNTLchgobjsen(env, byrow, VNT_MAX), 0);
-    EXPECT_EQ(all_of(byrow), expected);
+    ASSERT_EQ(VNTLchgrngval(env, by_row, 1, &last, &rng[3]), 0);
+    ASSERT_EQ(VNTLchgobjsen(env, by_row, VNT_MAX), 0);
+    EXPECT_EQ(all_of(by_row), expected);
 
-    VNTLPptr bycoef = problem();
-    ASSERT_EQ(VNTLnewcols(env, bycoef, 4, nullptr, lb, ub, nullptr, colname), 0);
-    ASSERT_EQ(VNTLnewrows(env, bycoef, 4, nullptr, sense, rng, rowname), 0);
+    VNTLPptr by_coef = problem();
+    ASSERT_EQ(VNTLnewcols(env, by_coef, 4, nullptr, lb, ub, nullptr, colname), 0);
+    ASSERT_EQ(VNTLnewrows(env, by_coef, 4, nullptr, sense, rng, rowname), 0);
     for (int j = 0; j < 4; j++) {
-        for (int64_t k = colbeg[j]; k < colbeg[j] + colcnt[j]; k++) {
-            ASSERT_EQ(VNTLchgcoef(env, bycoef, colind[k], j, 77), 0); // replaced at once
-            ASSERT_EQ(VNTLchgcoef(env, bycoef, colind[k], j, colval[k]), 0);
+        for (int64_t k = col_begin[j]; k < col_begin[j] + col_count[j]; k++) {
+            ASSERT_EQ(VNTLchgcoef(env, by_coef, colind[k], j, 77), 0); // replaced at once
+            ASSERT_EQ(VNTLchgcoef(env, by_coef, colind[k], j, col_value[k]), 0);
         }
-        ASSERT_EQ(VNTLchgcoef(env, bycoef, -1, j, obj[j]), 0);
-        ASSERT_EQ(VNTLchgcoef(env, bycoef, j, -1, rhs[j]), 0);
+        ASSERT_EQ(VNTLchgcoef(env, by_coef, -1, j, obj[j]), 0);
+        ASSERT_EQ(VNTLchgcoef(env, by_coef, j, -1, rhs[j]), 0);
     }
-    ASSERT_EQ(VNTLchgobjsen(env, bycoef, VNT_MAX), 0);
-    EXPECT_EQ(all_of(bycoef), expected);
+    ASSERT_EQ(VNTLchgobjsen(env, by_coef, VNT_MAX), 0);
+    EXPECT_EQ(all_of(by_coef), expected);
 
     int status = -1;
-    EXPECT_EQ(all_of(VNTLcloneprob(env, bycoef, &status)), expected);
+    EXPECT_EQ(all_of(VNTLcloneprob(env, by_coef, &status)), expected);
 }
 
 TEST_F(building, DeletedRowsAndColumnsTakeTheirPartsAlong)
 {
     VNTLPptr marked = all_at_once(), ranged = all_at_once();
-    int rowmarks[4] = {0, 1, 0, 0}, colmarks[4] = {1, 0, 7, 1}; // any other mark keeps
-    ASSERT_EQ(VNTLdelsetrows(env, marked, rowmarks), 0);
-    ASSERT_EQ(VNTLdelsetcols(env, marked, colmarks), 0);
-    EXPECT_EQ(std::vector<int>(rowmarks, rowmarks + 4), (std::vector<int>{0, -1, 1, 2}));
+    int row_marks[4] = {0, 1, 0, 0}, col_marks[4] = {1, 0, 7, 1}; // any other mark keeps
+    ASSERT_EQ(VNTLdelsetrows(env, marked, row_marks), 0);
+    ASSERT_EQ(VNTLdelsetcols(env, marked, col_marks), 0);
+    EXPECT_EQ(std::vector<int>(row_marks, row_marks + 4), (std::vector<int>{0, -1, 1, 2}));
     ASSERT_EQ(VNTLdelrows(env, ranged, 1, 1), 0);
     ASSERT_EQ(VNTLdelcols(env, ranged, 3, 3), 0);
     ASSERT_EQ(VNTLdelcols(env, ranged, 0, 0), 0);
@@ -119,8 +121,8 @@ TEST_F(building, AWrongListIsRefusedAndChangesNothing)
     EXPECT_EQ(VNTLaddrows(env, lp, 1, 1, 2, nullptr, "Q", &zero, both, fine, &fresh, nullptr),
               VNTERR_BAD_SENSE);
     EXPECT_EQ(VNTLdelcols(env, lp, 3, 4), VNTERR_INDEX_RANGE);
-    EXPECT_EQ(VNTLcopylp(env, lp, 4, 3, VNT_MIN, obj, rhs, sense, colbeg, colcnt, colind, colval,
-                         lb, ub, rng),
+    EXPECT_EQ(VNTLcopylp(env, lp, 4, 3, VNT_MIN, obj, rhs, sense, col_begin, col_count, colind,
+                         col_value, lb, ub, rng),
               VNTERR_INDEX_RANGE);
     EXPECT_EQ(all_of(lp), before);
 }

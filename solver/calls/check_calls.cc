@@ -159,10 +159,10 @@ static bool primal_within(vntenv &e, const vntlp &p)
 {
     const model &m = p.m;
     const double *x = p.last.x.data();
-    double near = 10 * e.parameters.getdouble(VNT_PARAM_FEASIBILITY);
-    double whole = e.parameters.getdouble(VNT_PARAM_INTEGRALITY);
-    auto row = [&](int i) { return m.rownames.at(i); };
-    auto col = [&](int j) { return m.colnames.at(j); };
+    double near = 10 * e.parameters.get_double(VNT_PARAM_FEASIBILITY);
+    double whole = e.parameters.get_double(VNT_PARAM_INTEGRALITY);
+    auto row = [&](int i) { return m.row_names.at(i); };
+    auto col = [&](int j) { return m.col_names.at(j); };
     auto set = [&](int k) { return m.sets[k].name; };
     auto lazy = [&](int k) { return m.lazies[k].name; };
     auto ind = [&](int k) { return m.indicators[k].name; };
@@ -196,13 +196,13 @@ static bool dual_within(vntenv &e, const vntlp &p)
     for (size_t i = 0; i < p.last.pi.size(); i++) {
         int row = static_cast<int>(i);
         rows.push_back(
-            wrong_sign(m.sense * p.last.pi[i], activity[i], m.rowlower(row), m.rowupper(row)));
+            wrong_sign(m.sense * p.last.pi[i], activity[i], m.row_lower(row), m.row_upper(row)));
     }
     for (size_t j = 0; j < p.last.dj.size(); j++)
         cols.push_back(wrong_sign(m.sense * p.last.dj[j], p.last.x[j], m.lower[j], m.upper[j]));
-    double near = 10 * cost * e.parameters.getdouble(VNT_PARAM_OPTIMALITY);
-    bool all = within(e, "price of", rows, near, [&](int i) { return m.rownames.at(i); });
-    all &= within(e, "reduced cost of", cols, near, [&](int j) { return m.colnames.at(j); });
+    double near = 10 * cost * e.parameters.get_double(VNT_PARAM_OPTIMALITY);
+    bool all = within(e, "price of", rows, near, [&](int i) { return m.row_names.at(i); });
+    all &= within(e, "reduced cost of", cols, near, [&](int j) { return m.col_names.at(j); });
     return all;
 }
 
@@ -211,8 +211,8 @@ int VNTLchecksoln(VNTENVptr env, VNTLPptr lp, int *lpstatus_p)
     return with_environment(env, [&](vntenv &e) {
         const vntlp &p = problem_of(e, lp);
         require(p.last.there(), VNTERR_NO_SOLUTION);
-        bool all = !p.last.primalfeasible || primal_within(e, p);
-        if (p.last.dualfeasible) all &= dual_within(e, p);
+        bool all = !p.last.primal_feasible || primal_within(e, p);
+        if (p.last.dual_feasible) all &= dual_within(e, p);
         put(lpstatus_p, all ? p.last.status : static_cast<int>(VNT_STAT_NUMERICAL));
     });
 }

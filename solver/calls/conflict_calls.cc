@@ -89,9 +89,9 @@ int VNTLrefineconflictext(VNTENVptr env, VNTLPptr lp, int64_t grpcnt, int64_t co
 static vntlp held_at_start(const vntlp &p, int mipstartindex)
 {
     require(p.m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
-    require(mipstartindex >= 0 && mipstartindex < static_cast<int>(p.mipstarts.size()),
+    require(mipstartindex >= 0 && mipstartindex < static_cast<int>(p.mip_starts.size()),
             VNTERR_INDEX_RANGE);
-    const mip_start &start = p.mipstarts[mipstartindex];
+    const mip_start &start = p.mip_starts[mipstartindex];
     std::vector<int64_t> begin = {0};
     std::vector<int> index;
     std::vector<double> one, value;

@@ -19,14 +19,14 @@ struct conflicts : session {
         int rows = -1, cols = -1;
         EXPECT_EQ(
             VNTLgetconflict(env, lp, nullptr, nullptr, nullptr, &rows, nullptr, nullptr, &cols), 0);
-        std::vector<int> row(rows), rowstat(rows), col(cols), colstat(cols);
-        EXPECT_EQ(VNTLgetconflict(env, lp, &c.status, row.data(), rowstat.data(), &rows, col.data(),
-                                  colstat.data(), &cols),
+        std::vector<int> row(rows), row_stat(rows), col(cols), col_stat(cols);
+        EXPECT_EQ(VNTLgetconflict(env, lp, &c.status, row.data(), row_stat.data(), &rows,
+                                  col.data(), col_stat.data(), &cols),
                   0);
         for (int k = 0; k < rows; k++)
-            c.rows[row[k]] = rowstat[k];
+            c.rows[row[k]] = row_stat[k];
         for (int k = 0; k < cols; k++)
-            c.cols[col[k]] = colstat[k];
+            c.cols[col[k]] = col_stat[k];
         return c;
     }
     parts refined(VNTLPptr lp)

@@ -31,7 +31,7 @@ void environment_close(const vntenv *env)
 
 void vntenv::say(vnt::channel_number channel, const std::string &text)
 {
-    if (parameters.getint(VNT_PARAM_MESSAGES) == 0) return;
+    if (parameters.get_int(VNT_PARAM_MESSAGES) == 0) return;
     // By index: a receiver may add destinations.
     auto &destinations = channels[channel].destinations;
     for (size_t i = 0; i < destinations.size(); i++) {

@@ -58,7 +58,7 @@ struct vntenv {
     std::unordered_map<const vntnet *, std::unique_ptr<vntnet>> networks;
     uint64_t ticks = 0;           // deterministic work of all solves so far
     std::set<int> idle_mentioned; // parameters of which was said that they have no effect
-    std::string logname;
+    std::string log_name;
     std::unique_ptr<FILE, int (*)(FILE *)> log = {nullptr, fclose};
 
     // Control of a running solve.  Set before the solve starts, read by its thread alone.

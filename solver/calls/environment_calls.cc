@@ -100,20 +100,20 @@ int VNTLsetlogfilename(VNTENVptr env, const char *filename, const char *mode)
     return with_environment(env, [&](vntenv &e) {
         if (filename == nullptr) {
             e.log.reset();
-            e.logname.clear();
+            e.log_name.clear();
             return;
         }
         FILE *file = fopen(filename, mode != nullptr && mode[0] == 'a' ? "ae" : "we");
         require(file != nullptr, VNTERR_FILE_CREATE);
         e.log.reset(file);
-        e.logname = filename;
+        e.log_name = filename;
     });
 }
 
 int VNTLgetlogfilename(VNTENVptr env, char *buf_str, int64_t bufspace, int64_t *surplus_p)
 {
     return with_environment(env,
-                            [&](vntenv &e) { put_text(e.logname, buf_str, bufspace, surplus_p); });
+                            [&](vntenv &e) { put_text(e.log_name, buf_str, bufspace, surplus_p); });
 }
 
 int VNTLEsetasyncterminate(VNTENVptr env, volatile int *terminate_p)

@@ -33,14 +33,14 @@ TEST_F(environment_test, AParameterTakesItsRangeAndNothingBeyond)
 TEST(Parameters, AFileOfThemIsTakenWholeOrNotAtAll)
 {
     parameter_set set, copy;
-    set.setdouble(VNT_PARAM_TIME_LIMIT, 1.0 / 3);
-    set.setstring(VNT_PARAM_WORK_DIR, "a b");
+    set.set_double(VNT_PARAM_TIME_LIMIT, 1.0 / 3);
+    set.set_string(VNT_PARAM_WORK_DIR, "a b");
     copy.read("# comment\n\n" + set.write());
-    EXPECT_EQ(copy.getdouble(VNT_PARAM_TIME_LIMIT), 1.0 / 3);
-    EXPECT_EQ(copy.getstring(VNT_PARAM_WORK_DIR), "a b");
+    EXPECT_EQ(copy.get_double(VNT_PARAM_TIME_LIMIT), 1.0 / 3);
+    EXPECT_EQ(copy.get_string(VNT_PARAM_WORK_DIR), "a b");
     for (const char *bad : {"seed 3\nnosuch 4\n", "seed 3\nthreads x\n", "seed 3\nthreads -1\n"}) {
         EXPECT_THROW(copy.read(bad), failure);
-        EXPECT_EQ(copy.getint(VNT_PARAM_SEED), 1);
+        EXPECT_EQ(copy.get_int(VNT_PARAM_SEED), 1);
     }
 }
 

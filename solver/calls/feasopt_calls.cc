@@ -35,7 +35,7 @@ static void solve_relaxed(vntenv &e, vntlp &p, relaxation &r, int mode)
 
 static int mode_of(const vntenv &e)
 {
-    return e.parameters.getint(VNT_PARAM_FEASOPT_MODE);
+    return e.parameters.get_int(VNT_PARAM_FEASOPT_MODE);
 }
 
 static relaxation relaxation_of(const vntlp &p, int mode)
@@ -67,13 +67,13 @@ class preferences {
 // A ranged row lies between rhs and rhs + range.
 static int rhs_side(const model &m, int i)
 {
-    if (m.rowsense[i] != 'R') return SIDE_BOTH;
+    if (m.row_sense[i] != 'R') return SIDE_BOTH;
     return m.range[i] >= 0 ? SIDE_LOWER : SIDE_UPPER;
 }
 
 static int range_side(const model &m, int i)
 {
-    return m.rowsense[i] == 'R' ? SIDE_BOTH - rhs_side(m, i) : 0;
+    return m.row_sense[i] == 'R' ? SIDE_BOTH - rhs_side(m, i) : 0;
 }
 
 static int feasopt(VNTENVptr env, VNTLPptr lp, const double *rhs, const double *rng,

@@ -146,10 +146,10 @@ static void start_from(vntlp &p, const std::string &text)
     }
     std::vector<int> all(p.m.numcols());
     std::iota(all.begin(), all.end(), 0);
-    p.mipstarts.clear();
+    p.mip_starts.clear();
     for (solution_columns &s : solutions) {
-        std::string name = "m" + std::to_string(p.mipstarts.size() + 1);
-        p.mipstarts.push_back({name, 0, all, std::move(s.x)});
+        std::string name = "m" + std::to_string(p.mip_starts.size() + 1);
+        p.mip_starts.push_back({name, 0, all, std::move(s.x)});
     }
 }
 
@@ -167,7 +167,7 @@ int VNTEreadcopystartinfo(VNTENVptr env, VNTLPptr lp, const char *filename_str,
         std::string text = file_contents(filename_str, contents, length);
         if (solution_inside(text)) return start_from(p, text);
         if (!starts_inside(text)) return basis_read(p, text);
-        p.mipstarts = starts_read(text, p.m);
+        p.mip_starts = starts_read(text, p.m);
     });
 }
 

@@ -49,7 +49,7 @@ int VNTLaddusercuts(VNTENVptr env, VNTLPptr lp, int rcnt, int64_t nzcnt, const d
                     const double *rmatval, const char *const *rowname)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        add_beside(p, p.m.usercuts, "cut", rcnt, nzcnt, rhs, sense, rmatbeg, rmatind, rmatval,
+        add_beside(p, p.m.user_cuts, "cut", rcnt, nzcnt, rhs, sense, rmatbeg, rmatind, rmatval,
                    rowname);
     });
 }
@@ -65,7 +65,7 @@ int VNTLfreelazyconstraints(VNTENVptr env, VNTLPptr lp)
 int VNTLfreeusercuts(VNTENVptr env, VNTLPptr lp)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        p.m.usercuts.clear();
+        p.m.user_cuts.clear();
         p.changed();
     });
 }
@@ -77,7 +77,7 @@ int VNTLgetnumlazyconstraints(VNTENVptr env, VNTLPptr lp)
 
 int VNTLgetnumusercuts(VNTENVptr env, VNTLPptr lp)
 {
-    return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.m.usercuts.size()); });
+    return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.m.user_cuts.size()); });
 }
 
 static void put_name(const rows_beside &list, int which, char *buf, int64_t space,
@@ -98,5 +98,5 @@ int VNTLEgetusercutname(VNTENVptr env, VNTLPptr lp, char *buf_str, int64_t bufsp
                         int64_t *surplus_p, int which)
 {
     return with_problem(
-        env, lp, [&](vntlp &p) { put_name(p.m.usercuts, which, buf_str, bufspace, surplus_p); });
+        env, lp, [&](vntlp &p) { put_name(p.m.user_cuts, which, buf_str, bufspace, surplus_p); });
 }

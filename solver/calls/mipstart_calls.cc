@@ -32,10 +32,10 @@ int VNTLaddmipstarts(VNTENVptr env, VNTLPptr lp, int mcnt, int64_t nzcnt, const 
         matrix_lines entries = {mcnt, nzcnt, beg, nullptr, varindices, values};
         check_start(p, entries, effortlevel);
         for (int k = 0; k < mcnt; k++) {
-            mip_start start = {"m" + std::to_string(p.mipstarts.size() + 1), 0, {}, {}};
+            mip_start start = {"m" + std::to_string(p.mip_starts.size() + 1), 0, {}, {}};
             if (mipstartname != nullptr && mipstartname[k] != nullptr) start.name = mipstartname[k];
             fill(start, entries, k, effortlevel);
-            p.mipstarts.push_back(std::move(start));
+            p.mip_starts.push_back(std::move(start));
         }
     });
 }
@@ -45,20 +45,20 @@ int VNTLchgmipstarts(VNTENVptr env, VNTLPptr lp, int mcnt, const int *mipstartin
                      const int *effortlevel)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        require_indices(mcnt, mipstartindices, static_cast<int>(p.mipstarts.size()));
+        require_indices(mcnt, mipstartindices, static_cast<int>(p.mip_starts.size()));
         require(nzcnt >= 0, VNTERR_BAD_ARGUMENT);
         require_there(beg, mcnt > 0);
         matrix_lines entries = {mcnt, nzcnt, beg, nullptr, varindices, values};
         check_start(p, entries, effortlevel);
         for (int k = 0; k < mcnt; k++) {
-            fill(p.mipstarts[mipstartindices[k]], entries, k, effortlevel);
+            fill(p.mip_starts[mipstartindices[k]], entries, k, effortlevel);
         }
     });
 }
 
 int VNTLgetnummipstarts(VNTENVptr env, VNTLPptr lp)
 {
-    return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.mipstarts.size()); });
+    return count_of(env, lp, [](vntlp &p) { return static_cast<int>(p.mip_starts.size()); });
 }
 
 int VNTLgetmipstarts(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p, int64_t *beg, int *varindices,
@@ -66,14 +66,14 @@ int VNTLgetmipstarts(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p, int64_t *beg,
                      int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        int count = range_count(begin, end, static_cast<int>(p.mipstarts.size()));
+        int count = range_count(begin, end, static_cast<int>(p.mip_starts.size()));
         int64_t wanted = 0, at = 0;
         for (int k = 0; k < count; k++)
-            wanted += static_cast<int64_t>(p.mipstarts[begin + k].index.size());
+            wanted += static_cast<int64_t>(p.mip_starts[begin + k].index.size());
         put(nzcnt_p, std::min(wanted, std::max<int64_t>(startspace, 0)));
         require_space(wanted, startspace, surplus_p);
         for (int k = 0; k < count; k++) {
-            const mip_start &start = p.mipstarts[begin + k];
+            const mip_start &start = p.mip_starts[begin + k];
             if (beg != nullptr) beg[k] = at;
             if (effortlevel != nullptr) effortlevel[k] = start.effort;
             at += static_cast<int64_t>(start.index.size());
@@ -91,8 +91,9 @@ int VNTLgetmipstartname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore
                         int64_t *surplus_p, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        put_names([&](int k) { return p.mipstarts[k].name; }, static_cast<int>(p.mipstarts.size()),
-                  name, namestore, storesz, surplus_p, begin, end);
+        put_names([&](int k) { return p.mip_starts[k].name; },
+                  static_cast<int>(p.mip_starts.size()), name, namestore, storesz, surplus_p, begin,
+                  end);
     });
 }
 
@@ -100,18 +101,18 @@ int VNTLgetmipstartindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int 
 {
     return with_problem(env, lp, [&](vntlp &p) {
         require_there(lname_str);
-        put(index_p, place_named(p.mipstarts, lname_str));
+        put(index_p, place_named(p.mip_starts, lname_str));
     });
 }
 
 int VNTLdelmipstarts(VNTENVptr env, VNTLPptr lp, int begin, int end)
 {
-    return with_problem(env, lp, [&](vntlp &p) { erase_range(p.mipstarts, begin, end); });
+    return with_problem(env, lp, [&](vntlp &p) { erase_range(p.mip_starts, begin, end); });
 }
 
 int VNTLdelsetmipstarts(VNTENVptr env, VNTLPptr lp, int *delstat)
 {
-    return with_problem(env, lp, [&](vntlp &p) { erase_marked(p.mipstarts, delstat); });
+    return with_problem(env, lp, [&](vntlp &p) { erase_marked(p.mip_starts, delstat); });
 }
 
 // In place of those that are there.
@@ -119,15 +120,15 @@ int VNTEreadcopymipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str,
                           const char *contents, int64_t length)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        p.mipstarts = starts_read(file_contents(filename_str, contents, length), p.m);
+        p.mip_starts = starts_read(file_contents(filename_str, contents, length), p.m);
     });
 }
 
 int VNTLwritemipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        int count = range_count(begin, end, static_cast<int>(p.mipstarts.size()));
+        int count = range_count(begin, end, static_cast<int>(p.mip_starts.size()));
         file_write(filename_str,
-                   starts_write(p.m, p.mipstarts.data() + (count > 0 ? begin : 0), count));
+                   starts_write(p.m, p.mip_starts.data() + (count > 0 ? begin : 0), count));
     });
 }

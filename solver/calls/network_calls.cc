@@ -135,20 +135,21 @@ int VNTLNETchgname(VNTENVptr env, VNTNETptr net, int key, int vindex, const char
 {
     return with_network(env, net, [&](vntnet &p) {
         require(key == 'a' || key == 'n', VNTERR_BAD_ARGUMENT);
-        rename(key == 'a' ? p.n.arcnames : p.n.nodenames, 1, &vindex, &name_str);
+        rename(key == 'a' ? p.n.arc_names : p.n.node_names, 1, &vindex, &name_str);
     });
 }
 
 int VNTLNETchgarcname(VNTENVptr env, VNTNETptr net, int cnt, const int *indices,
                       const char *const *newname)
 {
-    return with_network(env, net, [&](vntnet &p) { rename(p.n.arcnames, cnt, indices, newname); });
+    return with_network(env, net, [&](vntnet &p) { rename(p.n.arc_names, cnt, indices, newname); });
 }
 
 int VNTLNETchgnodename(VNTENVptr env, VNTNETptr net, int cnt, const int *indices,
                        const char *const *newname)
 {
-    return with_network(env, net, [&](vntnet &p) { rename(p.n.nodenames, cnt, indices, newname); });
+    return with_network(env, net,
+                        [&](vntnet &p) { rename(p.n.node_names, cnt, indices, newname); });
 }
 
 int VNTLNETchgobjsen(VNTENVptr env, VNTNETptr net, int maxormin)
@@ -299,7 +300,7 @@ int VNTLNETgetnodename(VNTENVptr env, VNTNETptr net, char **nnames, char *namest
                        int64_t namespc, int64_t *surplus_p, int begin, int end)
 {
     return with_network(env, net, [&](vntnet &p) {
-        put_names([&](int i) { return p.n.nodenames.at(i); }, p.n.numnodes(), nnames, namestore,
+        put_names([&](int i) { return p.n.node_names.at(i); }, p.n.numnodes(), nnames, namestore,
                   namespc, surplus_p, begin, end);
     });
 }
@@ -308,7 +309,7 @@ int VNTLNETgetarcname(VNTENVptr env, VNTNETptr net, char **nnames, char *namesto
                       int64_t *surplus_p, int begin, int end)
 {
     return with_network(env, net, [&](vntnet &p) {
-        put_names([&](int k) { return p.n.arcnames.at(k); }, p.n.numarcs(), nnames, namestore,
+        put_names([&](int k) { return p.n.arc_names.at(k); }, p.n.numarcs(), nnames, namestore,
                   namespc, surplus_p, begin, end);
     });
 }
@@ -323,12 +324,13 @@ static void find_name(const name_list &names, const char *name, int *index_p)
 
 int VNTLNETgetnodeindex(VNTENVptr env, VNTNETptr net, const char *lname_str, int *index_p)
 {
-    return with_network(env, net, [&](vntnet &p) { find_name(p.n.nodenames, lname_str, index_p); });
+    return with_network(env, net,
+                        [&](vntnet &p) { find_name(p.n.node_names, lname_str, index_p); });
 }
 
 int VNTLNETgetarcindex(VNTENVptr env, VNTNETptr net, const char *lname_str, int *index_p)
 {
-    return with_network(env, net, [&](vntnet &p) { find_name(p.n.arcnames, lname_str, index_p); });
+    return with_network(env, net, [&](vntnet &p) { find_name(p.n.arc_names, lname_str, index_p); });
 }
 
 // Between networks and linear problems.
@@ -386,7 +388,7 @@ int VNTLNETwriteprob(VNTENVptr env, VNTNETptr net, const char *filename_str, con
                           printed("\"%.80s\" is not min, the file type of networks", kind.c_str())};
         }
         file_write(filename_str, dimacs_write(n));
-        if (has_names(n.nodenames) || has_names(n.arcnames))
+        if (has_names(n.node_names) || has_names(n.arc_names))
             e.say(CHANNEL_WARNING, "the file has no names: the format cannot hold them\n");
     });
 }

@@ -17,7 +17,7 @@ static bool whole(const std::vector<double> &values)
 
 static void round_flows(const model &m, const network &n, answer *last)
 {
-    if (last->solution != VNT_SOLUTION_BASIC || !last->primalfeasible) return;
+    if (last->solution != VNT_SOLUTION_BASIC || !last->primal_feasible) return;
     if (!whole(n.supply) || !whole(n.lower) || !whole(n.upper)) return;
     for (double &x : last->x)
         x = std::round(x) + 0.0;
@@ -101,8 +101,8 @@ int VNTLNETsolution(VNTENVptr env, VNTNETptr net, int *netstat_p, double *objval
 int VNTLNETsolninfo(VNTENVptr env, VNTNETptr net, int *pfeasind_p, int *dfeasind_p)
 {
     return with_network(env, net, [&](vntnet &p) {
-        put(pfeasind_p, static_cast<int>(p.last.primalfeasible));
-        put(dfeasind_p, static_cast<int>(p.last.dualfeasible));
+        put(pfeasind_p, static_cast<int>(p.last.primal_feasible));
+        put(dfeasind_p, static_cast<int>(p.last.dual_feasible));
     });
 }
 
@@ -113,7 +113,7 @@ int64_t VNTLNETgetitcnt(VNTENVptr env, VNTNETptr net)
 
 int64_t VNTLNETgetphase1cnt(VNTENVptr env, VNTNETptr net)
 {
-    return network_count(env, net, [](vntnet &p) { return p.last.phase1iterations; });
+    return network_count(env, net, [](vntnet &p) { return p.last.phase1_iterations; });
 }
 
 // The basis.

@@ -50,7 +50,7 @@ int VNTEreadcopyorder(VNTENVptr env, VNTLPptr lp, const char *filename_str, cons
 {
     return with_problem(env, lp, [&](vntlp &p) {
         require(p.m.typed(), VNTERR_NOT_MIP);
-        p.m.order = order_read(file_contents(filename_str, contents, length), p.m.colnames);
+        p.m.order = order_read(file_contents(filename_str, contents, length), p.m.col_names);
     });
 }
 

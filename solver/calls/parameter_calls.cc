@@ -23,46 +23,47 @@ int VNTLsetdefaults(VNTENVptr env)
 
 int VNTLsetintparam(VNTENVptr env, int whichparam, int newvalue)
 {
-    return with_environment(env, [&](vntenv &e) { e.parameters.setint(whichparam, newvalue); });
+    return with_environment(env, [&](vntenv &e) { e.parameters.set_int(whichparam, newvalue); });
 }
 
 int VNTLsetlongparam(VNTENVptr env, int whichparam, int64_t newvalue)
 {
-    return with_environment(env, [&](vntenv &e) { e.parameters.setlong(whichparam, newvalue); });
+    return with_environment(env, [&](vntenv &e) { e.parameters.set_long(whichparam, newvalue); });
 }
 
 int VNTLsetdblparam(VNTENVptr env, int whichparam, double newvalue)
 {
-    return with_environment(env, [&](vntenv &e) { e.parameters.setdouble(whichparam, newvalue); });
+    return with_environment(env, [&](vntenv &e) { e.parameters.set_double(whichparam, newvalue); });
 }
 
 int VNTLsetstrparam(VNTENVptr env, int whichparam, const char *newvalue_str)
 {
     return with_environment(env,
-                            [&](vntenv &e) { e.parameters.setstring(whichparam, newvalue_str); });
+                            [&](vntenv &e) { e.parameters.set_string(whichparam, newvalue_str); });
 }
 
 int VNTLgetintparam(VNTENVptr env, int whichparam, int *value_p)
 {
-    return with_environment(env, [&](vntenv &e) { put(value_p, e.parameters.getint(whichparam)); });
+    return with_environment(env,
+                            [&](vntenv &e) { put(value_p, e.parameters.get_int(whichparam)); });
 }
 
 int VNTLgetlongparam(VNTENVptr env, int whichparam, int64_t *value_p)
 {
     return with_environment(env,
-                            [&](vntenv &e) { put(value_p, e.parameters.getlong(whichparam)); });
+                            [&](vntenv &e) { put(value_p, e.parameters.get_long(whichparam)); });
 }
 
 int VNTLgetdblparam(VNTENVptr env, int whichparam, double *value_p)
 {
     return with_environment(env,
-                            [&](vntenv &e) { put(value_p, e.parameters.getdouble(whichparam)); });
+                            [&](vntenv &e) { put(value_p, e.parameters.get_double(whichparam)); });
 }
 
 int VNTLgetstrparam(VNTENVptr env, int whichparam, char *value_str)
 {
     return with_environment(
-        env, [&](vntenv &e) { put_fixed(e.parameters.getstring(whichparam), value_str); });
+        env, [&](vntenv &e) { put_fixed(e.parameters.get_string(whichparam), value_str); });
 }
 
 // Gives the default and the bounds of a parameter of a type; `part` holds numbers of that type.
@@ -115,7 +116,7 @@ int VNTLgetparamname(VNTENVptr env, int whichparam, char *name_str)
 int VNTLgetparamhiername(VNTENVptr env, int whichparam, char *name_str)
 {
     return with_environment(
-        env, [&](vntenv &) { put_fixed(parameter_find(whichparam).textname, name_str); });
+        env, [&](vntenv &) { put_fixed(parameter_find(whichparam).text_name, name_str); });
 }
 
 int VNTLgetparamnum(VNTENVptr env, const char *name_str, int *whichparam_p)

@@ -44,13 +44,13 @@ static parameter_number real(double n)
 
 const std::vector<parameter> &parameter_list()
 {
-#define ROW(type, name, textname, make, standard, least, greatest, text)                           \
-    {VNT_PARAM_##name, VNT_PARAMTYPE_##type, "VNT_PARAM_" #name, textname,                         \
+#define ROW(type, name, text_name, make, standard, least, greatest, text)                          \
+    {VNT_PARAM_##name, VNT_PARAMTYPE_##type, "VNT_PARAM_" #name, text_name,                        \
      make(standard),   make(least),          make(greatest),     text},
-#define INT(name, textname, ...) ROW(INT, name, textname, whole, __VA_ARGS__, nullptr)
-#define LONG(name, textname, ...) ROW(LONG, name, textname, whole, __VA_ARGS__, nullptr)
-#define DOUBLE(name, textname, ...) ROW(DOUBLE, name, textname, real, __VA_ARGS__, nullptr)
-#define STRING(name, textname, text) ROW(STRING, name, textname, whole, 0, 0, 0, text)
+#define INT(name, text_name, ...) ROW(INT, name, text_name, whole, __VA_ARGS__, nullptr)
+#define LONG(name, text_name, ...) ROW(LONG, name, text_name, whole, __VA_ARGS__, nullptr)
+#define DOUBLE(name, text_name, ...) ROW(DOUBLE, name, text_name, real, __VA_ARGS__, nullptr)
+#define STRING(name, text_name, text) ROW(STRING, name, text_name, whole, 0, 0, 0, text)
     static const std::vector<parameter> list = {
 #include "solver/calls/parameters.def"
     };
@@ -74,7 +74,7 @@ const parameter &parameter_find(const char *name)
     static constexpr size_t prefix = sizeof "VNT_PARAM_" - 1;
     for (const parameter &p : parameter_list()) {
         if (strcasecmp(name, p.name) == 0 || strcasecmp(name, p.name + prefix) == 0 ||
-            strcasecmp(name, p.textname) == 0) {
+            strcasecmp(name, p.text_name) == 0) {
             return p;
         }
     }
@@ -100,22 +100,22 @@ parameter_set::value &parameter_set::at(int number, int type)
     return const_cast<value &>(std::as_const(*this).at(number, type));
 }
 
-int parameter_set::getint(int number) const
+int parameter_set::get_int(int number) const
 {
     return static_cast<int>(at(number, VNT_PARAMTYPE_INT).number.integer);
 }
 
-int64_t parameter_set::getlong(int number) const
+int64_t parameter_set::get_long(int number) const
 {
     return at(number, VNT_PARAMTYPE_LONG).number.integer;
 }
 
-double parameter_set::getdouble(int number) const
+double parameter_set::get_double(int number) const
 {
     return at(number, VNT_PARAMTYPE_DOUBLE).number.real;
 }
 
-const std::string &parameter_set::getstring(int number) const
+const std::string &parameter_set::get_string(int number) const
 {
     return at(number, VNT_PARAMTYPE_STRING).text;
 }
@@ -132,21 +132,21 @@ static void require_whole(const parameter &p, int64_t value)
     require_range(p, value >= p.least.integer && value <= p.greatest.integer);
 }
 
-void parameter_set::setint(int number, int v)
+void parameter_set::set_int(int number, int v)
 {
     value &slot = at(number, VNT_PARAMTYPE_INT);
     require_whole(parameter_find(number), v);
     slot.number.integer = v;
 }
 
-void parameter_set::setlong(int number, int64_t v)
+void parameter_set::set_long(int number, int64_t v)
 {
     value &slot = at(number, VNT_PARAMTYPE_LONG);
     require_whole(parameter_find(number), v);
     slot.number.integer = v;
 }
 
-void parameter_set::setdouble(int number, double v)
+void parameter_set::set_double(int number, double v)
 {
     value &slot = at(number, VNT_PARAMTYPE_DOUBLE);
     const parameter &p = parameter_find(number);
@@ -154,7 +154,7 @@ void parameter_set::setdouble(int number, double v)
     slot.number.real = v;
 }
 
-void parameter_set::setstring(int number, const char *v)
+void parameter_set::set_string(int number, const char *v)
 {
     value &slot = at(number, VNT_PARAMTYPE_STRING);
     require_there(v);
@@ -178,7 +178,7 @@ std::string parameter_set::write() const
     for (const parameter &p : parameter_list()) {
         if (!changed(p)) continue;
         const value &v = values[place(p.number)];
-        out += std::string(p.textname) + ' ';
+        out += std::string(p.text_name) + ' ';
         if (p.type == VNT_PARAMTYPE_STRING) {
             out += v.text;
         } else if (p.type == VNT_PARAMTYPE_DOUBLE) {
@@ -213,12 +213,12 @@ void parameter_set::read_line(const std::string &name, const std::string &text)
     case VNT_PARAMTYPE_INT: {
         long long n = as_whole(text);
         require_whole(p, n);
-        setint(p.number, static_cast<int>(n));
+        set_int(p.number, static_cast<int>(n));
         break;
     }
-    case VNT_PARAMTYPE_LONG: setlong(p.number, as_whole(text)); break;
-    case VNT_PARAMTYPE_DOUBLE: setdouble(p.number, as_real(text)); break;
-    default: setstring(p.number, text.c_str());
+    case VNT_PARAMTYPE_LONG: set_long(p.number, as_whole(text)); break;
+    case VNT_PARAMTYPE_DOUBLE: set_double(p.number, as_real(text)); break;
+    default: set_string(p.number, text.c_str());
     }
 }
 

@@ -21,10 +21,10 @@ struct parameter_number {
 };
 
 struct parameter {
-    int number;           // VNT_PARAM_*
-    int type;             // VNT_PARAMTYPE_*
-    const char *name;     // "VNT_PARAM_TIME_LIMIT"
-    const char *textname; // "limits.time"
+    int number;            // VNT_PARAM_*
+    int type;              // VNT_PARAMTYPE_*
+    const char *name;      // "VNT_PARAM_TIME_LIMIT"
+    const char *text_name; // "limits.time"
     parameter_number standard, least, greatest;
     const char *text; // the default of a string
 };
@@ -46,15 +46,15 @@ class parameter_set {
   public:
     parameter_set();
 
-    int getint(int number) const;
-    int64_t getlong(int number) const;
-    double getdouble(int number) const;
-    const std::string &getstring(int number) const;
+    int get_int(int number) const;
+    int64_t get_long(int number) const;
+    double get_double(int number) const;
+    const std::string &get_string(int number) const;
 
-    void setint(int number, int value);
-    void setlong(int number, int64_t value);
-    void setdouble(int number, double value);
-    void setstring(int number, const char *value);
+    void set_int(int number, int value);
+    void set_long(int number, int64_t value);
+    void set_double(int number, double value);
+    void set_string(int number, const char *value);
 
     bool changed(const parameter &p) const; // is it other than the default?
 

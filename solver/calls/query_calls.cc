@@ -107,7 +107,7 @@ int VNTLgetrhs(VNTENVptr env, VNTLPptr lp, double *rhs, int begin, int end)
 
 int VNTLgetsense(VNTENVptr env, VNTLPptr lp, char *sense, int begin, int end)
 {
-    return with_problem(env, lp, [&](vntlp &p) { put_range(p.m.rowsense, sense, begin, end); });
+    return with_problem(env, lp, [&](vntlp &p) { put_range(p.m.row_sense, sense, begin, end); });
 }
 
 int VNTLgetrngval(VNTENVptr env, VNTLPptr lp, double *rngval, int begin, int end)
@@ -183,7 +183,7 @@ int VNTLgetcolname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore, int
                    int64_t *surplus_p, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        put_names([&](int j) { return p.m.colnames.at(j); }, p.m.numcols(), name, namestore,
+        put_names([&](int j) { return p.m.col_names.at(j); }, p.m.numcols(), name, namestore,
                   storespace, surplus_p, begin, end);
     });
 }
@@ -192,7 +192,7 @@ int VNTLgetrowname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore, int
                    int64_t *surplus_p, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        put_names([&](int i) { return p.m.rownames.at(i); }, p.m.numrows(), name, namestore,
+        put_names([&](int i) { return p.m.row_names.at(i); }, p.m.numrows(), name, namestore,
                   storespace, surplus_p, begin, end);
     });
 }
@@ -207,10 +207,10 @@ static void put_place(const name_list &names, const char *name, int *index_p)
 
 int VNTLgetrowindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) { put_place(p.m.rownames, lname_str, index_p); });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.m.row_names, lname_str, index_p); });
 }
 
 int VNTLgetcolindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) { put_place(p.m.colnames, lname_str, index_p); });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.m.col_names, lname_str, index_p); });
 }

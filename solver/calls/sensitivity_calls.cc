@@ -61,7 +61,7 @@ int VNTLErangesa(VNTENVptr env, VNTLPptr lp, double *lblower, double *lbupper, d
 {
     range_output low = {lblower, lbupper}, high = {ublower, ubupper};
     return ask(env, lp, begin, end, &tableau::numrows, [&](const tableau &t, int k) {
-        low.take(k, t.rowlower_range(begin + k));
-        high.take(k, t.rowupper_range(begin + k));
+        low.take(k, t.row_lower_range(begin + k));
+        high.take(k, t.row_upper_range(begin + k));
     });
 }

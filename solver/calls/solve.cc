@@ -20,7 +20,7 @@ struct running_solve {
     vntenv &env;
     int numcols;
     uint64_t ticks = 0; // the progress told so far; it never shrinks
-    steady::time_point nextburst = steady::now();
+    steady::time_point next_burst = steady::now();
 };
 
 // Lets others find the environment busy instead of waiting for it.
@@ -46,12 +46,12 @@ static bool terminate_called(running_solve &r)
 {
     if (r.env.terminate_func == nullptr) return false;
     steady::time_point now = steady::now();
-    if (now < r.nextburst) return false;
+    if (now < r.next_burst) return false;
     bool stop = false;
     for (int i = 0; i < burst && !stop; i++) {
         stop = r.env.terminate_func(&r.env, r.env.terminate_data) != 0;
     }
-    r.nextburst = steady::now() + between_bursts;
+    r.next_burst = steady::now() + between_bursts;
     return stop;
 }
 
@@ -84,27 +84,27 @@ static void log(void *arg, int channel, const char *text)
 static engine_params params_of(const parameter_set &set)
 {
     engine_params params{};
-    params.timelimit = set.getdouble(VNT_PARAM_TIME_LIMIT);
-    params.iterationlimit = set.getlong(VNT_PARAM_ITERATION_LIMIT);
-    params.nodelimit = set.getlong(VNT_PARAM_NODE_LIMIT);
-    params.solutionlimit = set.getlong(VNT_PARAM_SOLUTION_LIMIT);
-    params.feasibility = set.getdouble(VNT_PARAM_FEASIBILITY);
-    params.optimality = set.getdouble(VNT_PARAM_OPTIMALITY);
-    params.integrality = set.getdouble(VNT_PARAM_INTEGRALITY);
-    params.relgap = set.getdouble(VNT_PARAM_REL_GAP);
-    params.absgap = set.getdouble(VNT_PARAM_ABS_GAP);
-    params.cutoff = set.getdouble(VNT_PARAM_CUTOFF);
-    params.presolve = set.getint(VNT_PARAM_PRESOLVE);
-    params.cuts = set.getint(VNT_PARAM_CUTS);
-    params.heuristics = set.getint(VNT_PARAM_HEURISTICS);
-    params.seed = set.getint(VNT_PARAM_SEED);
-    params.loglevel = set.getint(VNT_PARAM_LOG_LEVEL);
+    params.time_limit = set.get_double(VNT_PARAM_TIME_LIMIT);
+    params.iteration_limit = set.get_long(VNT_PARAM_ITERATION_LIMIT);
+    params.node_limit = set.get_long(VNT_PARAM_NODE_LIMIT);
+    params.solution_limit = set.get_long(VNT_PARAM_SOLUTION_LIMIT);
+    params.feasibility = set.get_double(VNT_PARAM_FEASIBILITY);
+    params.optimality = set.get_double(VNT_PARAM_OPTIMALITY);
+    params.integrality = set.get_double(VNT_PARAM_INTEGRALITY);
+    params.relative_gap = set.get_double(VNT_PARAM_REL_GAP);
+    params.absolute_gap = set.get_double(VNT_PARAM_ABS_GAP);
+    params.cutoff = set.get_double(VNT_PARAM_CUTOFF);
+    params.presolve = set.get_int(VNT_PARAM_PRESOLVE);
+    params.cuts = set.get_int(VNT_PARAM_CUTS);
+    params.heuristics = set.get_int(VNT_PARAM_HEURISTICS);
+    params.seed = set.get_int(VNT_PARAM_SEED);
+    params.log_level = set.get_int(VNT_PARAM_LOG_LEVEL);
     return params;
 }
 
 void solve_report(vntenv &env, const answer &last)
 {
-    if (env.parameters.getint(VNT_PARAM_LOG_LEVEL) == 0) return;
+    if (env.parameters.get_int(VNT_PARAM_LOG_LEVEL) == 0) return;
     std::string text = status_text(last.status);
     text[0] = static_cast<char>(toupper(text[0]));
     if (last.there() && last.status != VNT_STAT_UNBOUNDED)
@@ -163,7 +163,7 @@ static void mention_idle(vntenv &env)
     for (int number : {VNT_PARAM_THREADS, VNT_PARAM_WORK_DIR}) {
         const parameter &p = parameter_find(number);
         if (!env.parameters.changed(p)) continue;
-        if (number == VNT_PARAM_THREADS && env.parameters.getint(number) == 1) continue;
+        if (number == VNT_PARAM_THREADS && env.parameters.get_int(number) == 1) continue;
         if (!env.idle_mentioned.insert(number).second) continue;
         env.say(CHANNEL_WARNING,
                 printed("%s has no effect: a solve uses one thread and no files.\n", p.name));
@@ -200,7 +200,7 @@ void solve_lp(vntenv &env, vntlp &p, engine_method method)
 {
     require(p.m.type == VNT_PROB_LP || p.m.type == VNT_PROB_FIXED_MIP, VNTERR_NOT_LP);
     solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
-        return engine_solvelp(in, params, method, true, hooks, out);
+        return engine_solve_lp(in, params, method, true, hooks, out);
     });
 }
 
@@ -219,7 +219,7 @@ void solve_qp(vntenv &env, vntlp &p)
     matrix_view cols = p.m.q.by_column();
     engine_quadratic q = {cols.begin, cols.index, cols.value};
     solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
-        return engine_solveqp(in, q, params, hooks, out);
+        return engine_solve_qp(in, q, params, hooks, out);
     });
 }
 
@@ -228,7 +228,7 @@ void solve_mip(vntenv &env, vntlp &p)
     refuse_discrete(p);
     require(p.m.type == VNT_PROB_MIP, VNTERR_NOT_MIP);
     solve(env, p, true, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
-        return engine_solvemip(in, params, hooks, out);
+        return engine_solve_mip(in, params, hooks, out);
     });
 }
 

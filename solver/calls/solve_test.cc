@@ -388,7 +388,7 @@ struct watched : solving {
     int polls = 0, burst = 0, pauses = 0; // polls since the last pause, the most of them
     volatile int terminate = 0;
     std::function<bool()> stop = [] { return false; }; // asked at each pause
-    uint64_t lasttick = 0;
+    uint64_t last_tick = 0;
     int columns = 0;
     vntmipprogress seen = {};
     double inject = 0;
@@ -408,8 +408,8 @@ struct watched : solving {
     static int pause(VNTENVptr env, void *cbdata, uint64_t ticks, void *data)
     {
         watched &w = *static_cast<watched *>(data);
-        EXPECT_TRUE(w.pauses == 0 || ticks >= w.lasttick);
-        w.lasttick = ticks;
+        EXPECT_TRUE(w.pauses == 0 || ticks >= w.last_tick);
+        w.last_tick = ticks;
         w.pauses++;
         w.burst = std::max(w.burst, std::exchange(w.polls, 0));
         std::vector<double> x(w.columns + 1);

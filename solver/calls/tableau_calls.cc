@@ -181,8 +181,8 @@ int VNTLstrongbranch(VNTENVptr env, VNTLPptr lp, const int *indices, int cnt, do
         std::vector<double> down, up;
         uint64_t ticks = 0;
         int rc = solve_run(e, p.m.numcols(), [&](const auto &params, const auto &hooks) {
-            return engine_strongbranch(in.engine(), params, hooks, columns, itlim, &down, &up,
-                                       &ticks);
+            return engine_strong_branch(in.engine(), params, hooks, columns, itlim, &down, &up,
+                                        &ticks);
         });
         e.ticks += ticks;
         require(rc == 0, rc);

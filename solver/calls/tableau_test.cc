@@ -158,9 +158,9 @@ TEST_F(moved_numbers, ObjectivesBendAtTheEndsOfRanges)
                         [&](VNTLPptr p) { return VNTLchgbds(env, p, 1, &j, &which, &to); });
                 };
             };
-            bool atlow = x[j]<lb[j] + 1e-9, athigh = x[j]> ub[j] - 1e-9;
-            bends(lb[j], atlow ? dj[j] : 0, low.low[j], low.high[j], bound('L', lb[j]));
-            bends(ub[j], athigh ? dj[j] : 0, high.low[j], high.high[j], bound('U', ub[j]));
+            bool at_low = x[j]<lb[j] + 1e-9, at_high = x[j]> ub[j] - 1e-9;
+            bends(lb[j], at_low ? dj[j] : 0, low.low[j], low.high[j], bound('L', lb[j]));
+            bends(ub[j], at_high ? dj[j] : 0, high.low[j], high.high[j], bound('U', ub[j]));
         }
     }
     EXPECT_GT(ends, 200);
@@ -246,10 +246,10 @@ TEST_F(basis_matrix, QueriesOfTheTableauFitTheMatrix)
         ASSERT_EQ(VNTLbinvacol(env, lp, j, v.data()), 0);
         near(times(v), column(j));
         std::vector<double> same(rows);
-        std::vector<int> samehead(rows);
-        ASSERT_EQ(VNTLgetgrad(env, lp, j, samehead.data(), same.data()), 0);
+        std::vector<int> same_head(rows);
+        ASSERT_EQ(VNTLgetgrad(env, lp, j, same_head.data(), same.data()), 0);
         EXPECT_EQ(same, v);
-        EXPECT_EQ(samehead, head);
+        EXPECT_EQ(same_head, head);
     }
 }
 

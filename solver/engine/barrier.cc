@@ -19,19 +19,19 @@ class watched_interior : public ClpInterior {
     // Where a problem has no optimum the method runs off to infinity, at times within one step, and
     // when it finds its norms beyond 1e40 it aborts the process.  It always complains of errors in
     // that step first, and while it does this is called: it then finds its norms large but
-    // bearable, and the next event sees `ranaway`.
-    void holdback()
+    // bearable, and the next event sees `ran_away`.
+    void hold_back()
     {
         constexpr double far = 1e30;
-        ranaway = ranaway || !(std::max(solutionNorm_, objectiveNorm_) < far);
+        ran_away = ran_away || !(std::max(solutionNorm_, objectiveNorm_) < far);
         solutionNorm_ = std::min(solutionNorm_, far);
         objectiveNorm_ = std::min(objectiveNorm_, far);
     }
-    bool runaway() const { return ranaway || !(std::max(solutionNorm_, objectiveNorm_) < 1e15); }
+    bool diverges() const { return ran_away || !(std::max(solutionNorm_, objectiveNorm_) < 1e15); }
     double value() const { return primalObjective() - objectiveOffset(); }
 
   private:
-    bool ranaway = false;
+    bool ran_away = false;
 };
 
 // Swallows the interior point's messages, and takes them as the moment to hold it back.
@@ -48,7 +48,7 @@ class interior_messages : public CoinMessageHandler {
     CoinMessageHandler *clone() const override { return new interior_messages(*this); }
     int print() override
     {
-        interior->holdback();
+        interior->hold_back();
         return 0;
     }
 
@@ -64,10 +64,10 @@ class polled_cholesky : public ClpCholeskyBase {
 
     int factorize(const double *diagonal, int *dropped) override
     {
-        constexpr int giveup = -1; // "out of memory": the method returns at once
-        if (poll->tick()) return giveup;
+        constexpr int give_up = -1; // "out of memory": the method returns at once
+        if (poll->tick()) return give_up;
         int result = ClpCholeskyBase::factorize(diagonal, dropped);
-        return poll->tick() ? giveup : result;
+        return poll->tick() ? give_up : result;
     }
 
   private:
@@ -86,8 +86,8 @@ class interior_events : public ClpEventHandler {
     int event(Event which) override
     {
         if (which != endOfIteration) return -1;
-        bool end = poll->barrieriteration(interior->value(), interior->complementarityGap());
-        return end || interior->runaway() ? 0 : -1;
+        bool end = poll->barrier_iteration(interior->value(), interior->complementarityGap());
+        return end || interior->diverges() ? 0 : -1;
     }
 
   private:
@@ -96,7 +96,7 @@ class interior_events : public ClpEventHandler {
 };
 
 // Moves lp's point to near an optimum.  False when it ran away or was stopped.
-bool interiorpoint(engine_poll &poll, ClpSimplex *lp)
+bool interior_point(engine_poll &poll, ClpSimplex *lp)
 {
     watched_interior interior;
     interior.borrowModel(*lp);
@@ -108,7 +108,7 @@ bool interiorpoint(engine_poll &poll, ClpSimplex *lp)
     interior.scaling(0);
     if (lp->numberRows() + lp->numberColumns() > 10000) interior.setMaximumBarrierIterations(1000);
     interior.primalDual();
-    bool arrived = interior.status() >= 0 && interior.status() < 4 && !interior.runaway();
+    bool arrived = interior.status() >= 0 && interior.status() < 4 && !interior.diverges();
     interior.returnModel(*lp);
     return arrived && poll.ended() == 0;
 }
@@ -149,23 +149,23 @@ void crossover(ClpSimplex *lp)
 
 } // namespace
 
-void engine_runbarrier(const engine_model &model, const engine_params &params, engine_poll &poll,
-                       bool tobasis, ClpSimplex *clp)
+void engine_run_barrier(const engine_model &model, const engine_params &params, engine_poll &poll,
+                        bool to_basis, ClpSimplex *clp)
 {
     ClpPresolve presolve;
-    engine_limitpresolve(model, &presolve);
+    engine_limit_presolve(model, &presolve);
     std::unique_ptr<ClpSimplex> small;
-    bool smaller = engine_haspresolve(model, params);
+    bool smaller = engine_has_presolve(model, params);
     if (smaller) small.reset(presolve.presolvedModel(*clp, 1e-8, false, 5, true));
     bool impossible = smaller && small == nullptr;
     ClpSimplex *lp = small == nullptr ? clp : small.get();
-    bool arrived = !impossible && interiorpoint(poll, lp);
-    if (arrived && tobasis) crossover(lp);
+    bool arrived = !impossible && interior_point(poll, lp);
+    if (arrived && to_basis) crossover(lp);
     if (small != nullptr) presolve.postsolve(true);
     if (!arrived) {
         clp->allSlackBasis(true);
         clp->dual();
-    } else if (tobasis) {
+    } else if (to_basis) {
         clp->primal(1);
     } else {
         clp->setProblemStatus(0);

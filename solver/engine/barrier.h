@@ -12,7 +12,7 @@ namespace vnt {
 
 // Solves the model, which clp holds, with presolve as params say, and leaves it there: with a basis
 // after crossover, else as a point alone.
-void engine_runbarrier(const engine_model &model, const engine_params &params, engine_poll &poll,
-                       bool crossover, ClpSimplex *clp);
+void engine_run_barrier(const engine_model &model, const engine_params &params, engine_poll &poll,
+                        bool crossover, ClpSimplex *clp);
 
 } // namespace vnt

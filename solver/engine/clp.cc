@@ -31,7 +31,7 @@ bool engine_events::iteration()
     return poll->iteration(model_->objectiveValue(), infeasibility, primal && infeasibility > 0);
 }
 
-static std::vector<double> withinfinity(const double *bounds, int count)
+static std::vector<double> with_infinity(const double *bounds, int count)
 {
     std::vector<double> result(bounds, bounds + count);
     for (double &bound : result) {
@@ -42,10 +42,10 @@ static std::vector<double> withinfinity(const double *bounds, int count)
 }
 
 engine_arrays::engine_arrays(const engine_model &model)
-    : collower(withinfinity(model.collower, model.numcols)),
-      colupper(withinfinity(model.colupper, model.numcols)),
-      rowlower(withinfinity(model.rowlower, model.numrows)),
-      rowupper(withinfinity(model.rowupper, model.numrows)),
+    : col_lower(with_infinity(model.col_lower, model.numcols)),
+      col_upper(with_infinity(model.col_upper, model.numcols)),
+      row_lower(with_infinity(model.row_lower, model.numrows)),
+      row_upper(with_infinity(model.row_upper, model.numrows)),
       objective(model.objective, model.objective + model.numcols)
 {
     if (model.begin[model.numcols] > INT_MAX) throw std::length_error("nonzeros");
@@ -63,25 +63,25 @@ void engine_load(const engine_model &model, const engine_params &params, engine_
     engine_events events(poll);
     clp->passInEventHandler(&events);
     clp->loadProblem(model.numcols, model.numrows, a.begin.data(), model.index, model.value,
-                     a.collower.data(), a.colupper.data(), a.objective.data(), a.rowlower.data(),
-                     a.rowupper.data());
+                     a.col_lower.data(), a.col_upper.data(), a.objective.data(), a.row_lower.data(),
+                     a.row_upper.data());
     clp->setObjectiveOffset(-model.sense * model.offset);
     clp->setPrimalTolerance(params.feasibility);
     clp->setDualTolerance(params.optimality);
     if (params.seed > 0) clp->setRandomSeed(params.seed);
 }
 
-bool engine_haspresolve(const engine_model &model, const engine_params &params)
+bool engine_has_presolve(const engine_model &model, const engine_params &params)
 {
     return params.presolve && engine_length(model) < 2e10;
 }
 
 // Drops all but the solutions, to which the poll point's caller may hold a pointer.
-static void keepsolutions(engine_result *result)
+static void keep_solutions(engine_result *result)
 {
     engine_result kept;
     kept.solutions = std::move(result->solutions);
-    kept.bestnode = result->bestnode;
+    kept.best_node = result->best_node;
     *result = std::move(kept);
 }
 
@@ -100,7 +100,7 @@ static int attempt(engine_poll &poll, const char *next, const std::function<void
     return rc;
 }
 
-int engine_lastattempt(engine_poll &poll, const std::function<void()> &solve)
+int engine_last_attempt(engine_poll &poll, const std::function<void()> &solve)
 {
     bool aborted = false;
     return attempt(poll, "", solve, &aborted);
@@ -109,7 +109,7 @@ int engine_lastattempt(engine_poll &poll, const std::function<void()> &solve)
 // The library takes and gives back some 100 kB at every node, at the end of the heap, which goes
 // back to the system each time and comes anew, page by page: a third of the time with small
 // problems.  A large block that was given back makes the heap keep as much.
-static void keepheap()
+static void keep_heap()
 {
     void *volatile block = malloc(8 << 20);
     free(block);
@@ -118,21 +118,21 @@ static void keepheap()
 int engine_attempts(const engine_model &model, engine_poll &poll, engine_result *result,
                     const std::function<void(bool again)> &solve)
 {
-    keepheap();
+    keep_heap();
     bool aborted = false;
     int rc = attempt(
         poll, "; trying again with safer settings", [&] { solve(false); }, &aborted);
     if (aborted) {
-        keepsolutions(result);
-        rc = engine_lastattempt(poll, [&] { solve(true); });
+        keep_solutions(result);
+        rc = engine_last_attempt(poll, [&] { solve(true); });
     }
     if (rc == 0) return 0;
-    keepsolutions(result);
+    keep_solutions(result);
     if (result->solutions.empty()) return rc;
     result->status = VNT_STAT_NUMERICAL;
-    result->primalfeasible = true;
+    result->primal_feasible = true;
     result->x = result->solutions.back();
-    engine_fillrows(model, result);
+    engine_fill_rows(model, result);
     return rc;
 }
 

@@ -41,7 +41,7 @@ class engine_events : public ClpEventHandler {
 struct engine_arrays {
     explicit engine_arrays(const engine_model &model); // throws std::length_error when too large
     std::vector<int> begin;
-    std::vector<double> collower, colupper, rowlower, rowupper, objective;
+    std::vector<double> col_lower, col_upper, row_lower, row_upper, objective;
 };
 
 // Loads the model and sets tolerances, seed, events and silence.
@@ -49,15 +49,15 @@ void engine_load(const engine_model &model, const engine_params &params, engine_
                  engine_silence &silence, ClpSimplex *clp);
 
 // Starts it from the model's basis, which must be there.
-void engine_startbasis(const engine_model &model, ClpSimplex *clp);
+void engine_start_basis(const engine_model &model, ClpSimplex *clp);
 
 // Presolve does not poll, and to take a column out of a row it goes through all of the row.  Where
 // rows or columns are so long that this would take seconds there is no presolve.
-bool engine_haspresolve(const engine_model &model, const engine_params &params);
+bool engine_has_presolve(const engine_model &model, const engine_params &params);
 
 // Leaves out the steps, in the options of presolve, that put columns into rows as well, where these
 // would take seconds.
-template <class options> void engine_limitpresolve(const engine_model &model, options *presolve)
+template <class options> void engine_limit_presolve(const engine_model &model, options *presolve)
 {
     bool quick = engine_length(model) < 1e9;
     presolve->setDoDoubleton(quick);
@@ -68,8 +68,8 @@ template <class options> void engine_limitpresolve(const engine_model &model, op
 }
 
 // Solves a continuous problem at a poll point that others use as well.
-void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
-                  bool crossover, engine_poll &poll, engine_result *result);
+void engine_run_lp(const engine_model &model, const engine_params &params, engine_method method,
+                   bool crossover, engine_poll &poll, engine_result *result);
 
 // Runs `solve`, which fills the result.  When the engine aborts it is run once more with `again`
 // set, which asks for safer settings; the poll point goes on counting, and the solutions found so
@@ -78,6 +78,6 @@ int engine_attempts(const engine_model &model, engine_poll &poll, engine_result 
                     const std::function<void(bool again)> &solve);
 
 // Runs `solve`, for which there are no safer settings.
-int engine_lastattempt(engine_poll &poll, const std::function<void()> &solve);
+int engine_last_attempt(engine_poll &poll, const std::function<void()> &solve);
 
 } // namespace vnt

@@ -48,17 +48,17 @@ struct engine_model {
     const int64_t *begin = nullptr; // numcols + 1
     const int *index = nullptr;     // rows, begin[numcols] of them; none twice in a column
     const double *value = nullptr;
-    const double *collower = nullptr;
-    const double *colupper = nullptr;
-    const double *rowlower = nullptr;
-    const double *rowupper = nullptr;
+    const double *col_lower = nullptr;
+    const double *col_upper = nullptr;
+    const double *row_lower = nullptr;
+    const double *row_upper = nullptr;
     const double *objective = nullptr;
     double offset = 0;
     int sense = VNT_MIN;         // or VNT_MAX
     const char *ctype = nullptr; // C, B, I per column; null in a continuous problem
     // Pairs of a binary column and another one, without negative values: where the first is 1, the
     // second is 0.  Mixed-integer problems only.
-    int numpairs = 0;
+    int num_pairs = 0;
     const int *pairs = nullptr;
     engine_rows beside; // of mixed-integer problems only
     // Starts, or null.  For continuous problems a basis; see rstat in the result for the statuses
@@ -67,7 +67,7 @@ struct engine_model {
     // that are NaN.
     const int *cstat = nullptr;
     const int *rstat = nullptr;
-    int numstarts = 0;
+    int num_starts = 0;
     const double *const *starts = nullptr;
     // The order of branching, null for the engine's own: integer columns of the lowest rank come
     // first.  A direction of -1 prefers the lower branch, 1 the upper; the engine may ignore it.
@@ -77,21 +77,21 @@ struct engine_model {
 
 // The parameters of engines.
 struct engine_params {
-    double timelimit = 1e75; // seconds; 1e9 and more is none
-    int64_t iterationlimit = INT64_MAX;
-    int64_t nodelimit = INT64_MAX;
-    int64_t solutionlimit = INT64_MAX;
+    double time_limit = 1e75; // seconds; 1e9 and more is none
+    int64_t iteration_limit = INT64_MAX;
+    int64_t node_limit = INT64_MAX;
+    int64_t solution_limit = INT64_MAX;
     double feasibility = 1e-7;
     double optimality = 1e-7;
     double integrality = 1e-6;
-    double relgap = 1e-6;
-    double absgap = 1e-9;
+    double relative_gap = 1e-6;
+    double absolute_gap = 1e-9;
     double cutoff = 1e75; // in the model's sense; VNT_INFINITY and more in magnitude: none
     int presolve = 1;
     int cuts = 1;
     int heuristics = 1;
     int seed = 1;
-    int loglevel = 0;
+    int log_level = 0;
 };
 
 enum engine_method { ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER };
@@ -100,7 +100,7 @@ enum engine_method { ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER };
 struct engine_progress {
     uint64_t ticks; // deterministic work done; only grows
     int64_t nodes;
-    int64_t nodesleft;
+    int64_t nodes_left;
     int64_t iterations;
     double objective;       // of the linear problem in hand; coarse, for the reader of a log
     double infeasibility;   // its sum of infeasibilities, just as coarse
@@ -131,8 +131,8 @@ struct engine_hooks {
 struct engine_result {
     int status = VNT_STAT_NONE;
     int method = VNT_METHOD_NONE;
-    bool primalfeasible = false;
-    bool dualfeasible = false;
+    bool primal_feasible = false;
+    bool dual_feasible = false;
     double objective = 0; // of x, offset included
     double bound = 0;
     double cutoff = 0; // the best one that was given; infinite (worst) if there was none
@@ -143,8 +143,8 @@ struct engine_result {
     // Empty without a basis.  A nonbasic row with one bound is LOWER.  With two different bounds it
     // is LOWER or UPPER, and its activity is at that bound.
     std::vector<int> cstat, rstat;
-    int64_t iterations = 0, phase1iterations = 0, barrieriterations = 0;
-    int64_t nodes = 0, nodesleft = 0, bestnode = 0;
+    int64_t iterations = 0, phase1_iterations = 0, barrier_iterations = 0;
+    int64_t nodes = 0, nodes_left = 0, best_node = 0;
     uint64_t ticks = 0;
     std::vector<std::vector<double>> solutions; // the last 100 incumbents, best last
     std::vector<double> ray; // of an unbounded problem: a direction that improves for ever
@@ -158,20 +158,20 @@ struct engine_result {
 
 // Solves a continuous problem, or the relaxation of a mixed-integer one, by the method given.
 // Without crossover the barrier method's point is returned as it is, without a basis.
-int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
-                   bool crossover, const engine_hooks &hooks, engine_result *result);
+int engine_solve_lp(const engine_model &model, const engine_params &params, engine_method method,
+                    bool crossover, const engine_hooks &hooks, engine_result *result);
 
 // Branches on trial: the objective after at most `limit` dual steps from the model's basis, which
 // must be optimal, when column indices[k] goes below its value there to the next integer, and when
 // it goes above.  An infeasible branch is infinitely bad.  After a limit or a stop the remaining
 // branches get the objective of the basis, which bounds theirs.
-int engine_strongbranch(const engine_model &model, const engine_params &params,
-                        const engine_hooks &hooks, const std::vector<int> &indices, int64_t limit,
-                        std::vector<double> *down, std::vector<double> *up, uint64_t *ticks);
+int engine_strong_branch(const engine_model &model, const engine_params &params,
+                         const engine_hooks &hooks, const std::vector<int> &indices, int64_t limit,
+                         std::vector<double> *down, std::vector<double> *up, uint64_t *ticks);
 
 // Solves a mixed-integer problem.  Prices and reduced costs are those of a linear problem: fix the
 // integer columns and solve that for them.
-int engine_solvemip(const engine_model &model, const engine_params &params,
-                    const engine_hooks &hooks, engine_result *result);
+int engine_solve_mip(const engine_model &model, const engine_params &params,
+                     const engine_hooks &hooks, engine_result *result);
 
 } // namespace vnt

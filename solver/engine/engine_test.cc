@@ -28,7 +28,7 @@ constexpr engine_method methods[] = {ENGINE_PRIMAL, ENGINE_DUAL, ENGINE_BARRIER}
 // A problem, and its model as the engines take it.
 struct problem : vntlp {
     problem() = default;
-    explicit problem(const std::string &lptext) { m = lp_read(lptext, &remarks); }
+    explicit problem(const std::string &text) { m = lp_read(text, &remarks); }
 
     // As it is now.  It is good until the next time.
     const engine_model &model(bool discrete)
@@ -40,7 +40,7 @@ struct problem : vntlp {
     std::shared_ptr<reformulation> taken;
 };
 
-problem fromfile(const std::string &name)
+problem from_file(const std::string &name)
 {
     problem p;
     std::string path = source_path("test/models/" + name);
@@ -48,7 +48,7 @@ problem fromfile(const std::string &name)
     return p;
 }
 
-problem fromrandom(const random_model &r)
+problem from_random(const random_model &r)
 {
     problem p;
     p.m.type = VNT_PROB_MIP;
@@ -70,60 +70,60 @@ problem fromrandom(const random_model &r)
 
 // The two calls with hooks that record, and what a test does at a poll point.
 struct solver {
-    engine_params params = {.loglevel = 2};
-    std::function<void(const engine_progress &, engine_reply &)> onpoll;
+    engine_params params = {.log_level = 2};
+    std::function<void(const engine_progress &, engine_reply &)> on_poll;
     std::string logged;
-    uint64_t polls = 0, lastticks = 0;
+    uint64_t polls = 0, last_ticks = 0;
 
     engine_hooks hooks()
     {
-        lastticks = 0;
+        last_ticks = 0;
         return {
             this,
             [](void *arg, const engine_progress *progress, engine_reply *reply) {
                 solver &s = *static_cast<solver *>(arg);
-                EXPECT_GT(progress->ticks, s.lastticks);
-                s.lastticks = progress->ticks;
+                EXPECT_GT(progress->ticks, s.last_ticks);
+                s.last_ticks = progress->ticks;
                 s.polls++;
-                if (s.onpoll) s.onpoll(*progress, *reply);
+                if (s.on_poll) s.on_poll(*progress, *reply);
             },
             [](void *arg, int, const char *text) { static_cast<solver *>(arg)->logged += text; }};
     }
     engine_result lp(problem &p, engine_method method = ENGINE_DUAL, bool crossover = true)
     {
         engine_result r;
-        EXPECT_EQ(engine_solvelp(p.model(false), params, method, crossover, hooks(), &r), 0);
+        EXPECT_EQ(engine_solve_lp(p.model(false), params, method, crossover, hooks(), &r), 0);
         return r;
     }
     engine_result mip(problem &p)
     {
         engine_result r;
-        EXPECT_EQ(engine_solvemip(p.model(true), params, hooks(), &r), 0);
+        EXPECT_EQ(engine_solve_mip(p.model(true), params, hooks(), &r), 0);
         return r;
     }
 };
 
 // Feasible on both sides and with equal values: optimal, whoever computed it.
-void expectoptimal(problem &p, const engine_result &r, double objective)
+void expect_optimal(problem &p, const engine_result &r, double objective)
 {
     const engine_model &m = p.model(false);
     ASSERT_EQ(r.status, VNT_STAT_OPTIMAL);
     EXPECT_NEAR(r.objective, objective, 1e-7 * (1 + std::fabs(objective)));
     EXPECT_EQ(r.bound, r.objective);
     EXPECT_LT(engine_violation(m, r.x.data()), 1e-6);
-    EXPECT_LT(engine_dualviolation(m, r), 1e-5);
-    std::vector<double> dj = engine_reducedcosts(m, m.objective, r.pi.data());
+    EXPECT_LT(engine_dual_violation(m, r), 1e-5);
+    std::vector<double> dj = engine_reduced_costs(m, m.objective, r.pi.data());
     for (int j = 0; j < m.numcols; j++)
         EXPECT_NEAR(dj[j], r.dj[j], 1e-6) << j;
     for (int i = 0; i < m.numrows; i++) {
-        double side = !engine_isinf(m.rowupper[i])   ? m.rowupper[i]
-                      : !engine_isinf(m.rowlower[i]) ? m.rowlower[i]
-                                                     : 0;
+        double side = !engine_is_inf(m.row_upper[i])   ? m.row_upper[i]
+                      : !engine_is_inf(m.row_lower[i]) ? m.row_lower[i]
+                                                       : 0;
         EXPECT_EQ(r.slack[i], side - r.activity[i]) << i;
     }
 }
 
-void expectmip(problem &p, const engine_result &r, double objective)
+void expect_mip(problem &p, const engine_result &r, double objective)
 {
     const engine_model &m = p.model(true);
     ASSERT_EQ(r.status, VNT_STAT_OPTIMAL);
@@ -132,7 +132,7 @@ void expectmip(problem &p, const engine_result &r, double objective)
     EXPECT_EQ(engine_fraction(m, r.x.data()), 0);
     EXPECT_LT(engine_violation(m, r.x.data()), 1e-6);
     EXPECT_EQ(r.solutions.back(), r.x);
-    EXPECT_EQ(r.nodesleft, 0);
+    EXPECT_EQ(r.nodes_left, 0);
 }
 
 // The same problem to be minimised and to be maximised.
@@ -147,15 +147,15 @@ problem turned(problem p, int sense)
 
 TEST(EngineLp, EveryMethodFindsTheSameOptimumInBothSenses)
 {
-    const problem twocolumns(
+    const problem two_columns(
         "max\n 3 x + 2 y\nst\n x + y <= 4\n x + 3 y <= 9\nbounds\n x <= 3\nend\n");
     for (int sense : {VNT_MIN, VNT_MAX})
         for (engine_method method : methods) {
             SCOPED_TRACE(testing::Message() << "sense " << sense << " method " << method);
-            problem p = turned(twocolumns, sense);
+            problem p = turned(two_columns, sense);
             p.m.offset = 100;
             engine_result r = solver().lp(p, method);
-            expectoptimal(p, r, 100 - 11 * sense);
+            expect_optimal(p, r, 100 - 11 * sense);
             EXPECT_DOUBLE_EQ(r.x[0], 3);
             EXPECT_DOUBLE_EQ(r.x[1], 1);
             EXPECT_DOUBLE_EQ(r.pi[0], -2 * sense);
@@ -163,7 +163,7 @@ TEST(EngineLp, EveryMethodFindsTheSameOptimumInBothSenses)
             EXPECT_EQ(r.cstat, (std::vector<int>{VNT_BASIS_UPPER, VNT_BASIS_BASIC}));
             EXPECT_EQ(r.rstat, (std::vector<int>{VNT_BASIS_LOWER, VNT_BASIS_BASIC}));
         }
-    problem p = twocolumns;
+    problem p = two_columns;
     engine_result inside = solver().lp(p, ENGINE_BARRIER, false);
     EXPECT_NEAR(inside.objective, 11, 1e-3);
     EXPECT_TRUE(inside.cstat.empty() && inside.rstat.empty()) << "without crossover";
@@ -183,26 +183,26 @@ TEST(EngineLp, InfeasibleAndUnboundedProblemsComeWithAProof)
             s.params.presolve = presolve;
             engine_result r = s.lp(rows, method);
             EXPECT_EQ(r.status, VNT_STAT_INFEASIBLE);
-            EXPECT_GT(engine_infeasibilityproof(rows.model(false), r.farkas), 0);
+            EXPECT_GT(engine_infeasibility_proof(rows.model(false), r.farkas), 0);
             EXPECT_EQ(s.lp(both, method).status, VNT_STAT_INFEASIBLE);
             EXPECT_EQ(s.lp(crossed, method).status, VNT_STAT_INFEASIBLE);
             r = s.lp(cone, method);
             EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
-            EXPECT_TRUE(engine_provesunbounded(cone.model(false), r.ray));
+            EXPECT_TRUE(engine_proves_unbounded(cone.model(false), r.ray));
         }
 }
 
 TEST(EngineLp, LimitsAndStopEndWithTheirStatus)
 {
-    problem p = fromfile("israel.mps");
+    problem p = from_file("israel.mps");
     solver limited;
-    limited.params.iterationlimit = 20;
+    limited.params.iteration_limit = 20;
     engine_result r = limited.lp(p);
     EXPECT_EQ(r.status, VNT_STAT_ITERATION_LIMIT);
     EXPECT_EQ(r.iterations, 20);
     for (engine_method method : methods) {
         solver stopped;
-        stopped.onpoll = [](const engine_progress &progress, engine_reply &reply) {
+        stopped.on_poll = [](const engine_progress &progress, engine_reply &reply) {
             reply.stop = progress.ticks >= 12;
         };
         EXPECT_EQ(stopped.lp(p, method).status, VNT_STAT_STOPPED);
@@ -211,7 +211,7 @@ TEST(EngineLp, LimitsAndStopEndWithTheirStatus)
 }
 
 // 13 at (2, 0, 1).
-const char *const threeintegers =
+const char *const three_integers =
     "max\n 5 a + 4 b + 3 c\nst\n 2 a + 3 b + c <= 5\n 4 a + b + 2 c <= 11\n"
     " 3 a + 4 b + 2 c <= 8\nbounds\n a <= 10\n b <= 10\n c <= 10\ngeneral\n a\n b\n c\nend\n";
 
@@ -242,7 +242,7 @@ TEST(EngineGuard, AnAbortIsASecondAttemptAndThenAnErrorThatKeepsTheIncumbent)
 {
     struct sigaction before, after;
     sigaction(SIGABRT, nullptr, &before);
-    problem p(threeintegers);
+    problem p(three_integers);
     for (int round = 0; round < 3; round++) {
         aborting once, twice;
         once.aborts = 1;
@@ -263,10 +263,10 @@ TEST(EngineGuard, AnAbortIsASecondAttemptAndThenAnErrorThatKeepsTheIncumbent)
 
 TEST(EngineGuard, OtherAbortsGoTheirOldWay)
 {
-    problem p(threeintegers);
+    problem p(three_integers);
     auto inside = [&](const std::function<void()> &act) {
         solver s;
-        s.onpoll = [&](const engine_progress &, engine_reply &) { act(); };
+        s.on_poll = [&](const engine_progress &, engine_reply &) { act(); };
         s.mip(p);
     };
     EXPECT_EXIT(inside([] { abort(); }), testing::KilledBySignal(SIGABRT), "") << "a callback's";
@@ -327,7 +327,7 @@ TEST(EngineMip, ImpossibleProblemsAreToldApart)
         }
         engine_result r = s.mip(unbounded);
         EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
-        EXPECT_TRUE(engine_provesunbounded(unbounded.model(true), r.ray));
+        EXPECT_TRUE(engine_proves_unbounded(unbounded.model(true), r.ray));
         EXPECT_LT(engine_violation(unbounded.model(true), r.x.data()), 1e-6);
     }
 }
@@ -335,10 +335,10 @@ TEST(EngineMip, ImpossibleProblemsAreToldApart)
 TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
 {
     for (int sense : {VNT_MIN, VNT_MAX}) {
-        problem p = turned(fromfile("p0033.mps"), sense); // 3089
+        problem p = turned(from_file("p0033.mps"), sense); // 3089
         for (double cutoff : {3089.0, 3000.0}) {
             solver injected;
-            injected.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
+            injected.on_poll = [&](const engine_progress &progress, engine_reply &reply) {
                 reply.inject = progress.ticks == 2;
                 reply.cutoff = sense * cutoff;
             };
@@ -348,9 +348,9 @@ TEST(EngineMip, ACutoffThatNothingBeatsIsSaidToBeThat)
             EXPECT_TRUE(r.solutions.empty());
         }
     }
-    problem p = fromfile("stein27.mps"); // 18
-    solver search;                       // has an incumbent when the cutoff comes
-    search.onpoll = [](const engine_progress &progress, engine_reply &reply) {
+    problem p = from_file("stein27.mps"); // 18
+    solver search;                        // has an incumbent when the cutoff comes
+    search.on_poll = [](const engine_progress &progress, engine_reply &reply) {
         reply.inject = progress.nodes >= 3 && progress.solution != nullptr;
         reply.cutoff = 17;
     };
@@ -364,14 +364,14 @@ TEST(EngineMip, ACutoffBetweenTwoStepsOfTheObjectiveLeavesTheBetterOne)
 {
     for (double scale : {1.0, 0.25, 1.0 / 3}) // steps of the objective, and none that is seen
         for (int sense : {VNT_MIN, VNT_MAX}) {
-            problem p = turned(problem(threeintegers), sense);
+            problem p = turned(problem(three_integers), sense);
             for (double &c : p.m.objective)
                 c *= scale;
             p.m.offset = 0.5;
             double best = 0.5 - sense * 13 * scale;
             solver s;
             s.params.cutoff = best + sense * 0.01 * scale;
-            expectmip(p, s.mip(p), best);
+            expect_mip(p, s.mip(p), best);
             for (double cutoff : {best, best - sense * 0.01 * scale}) {
                 s.params.cutoff = cutoff;
                 EXPECT_EQ(s.mip(p).status, VNT_STAT_CUTOFF);
@@ -398,9 +398,9 @@ TEST(EngineMip, ThePoolKeepsTheLastHundred)
 
 TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
 {
-    problem p(threeintegers);
+    problem p(three_integers);
     solver s;
-    s.params.solutionlimit = 1;
+    s.params.solution_limit = 1;
     p.start = {1, 0, 2}; // 11
     EXPECT_EQ(s.mip(p).x, p.start);
     p.start = {1, NAN, NAN}; // completes to 12 with b = 1 and c = 1, or less
@@ -408,47 +408,47 @@ TEST(EngineMip, AStartIsTheFirstIncumbentAndAPartOfOneIsCompleted)
     EXPECT_EQ(r.status, VNT_STAT_SOLUTION_LIMIT);
     EXPECT_EQ(r.x[0], 1);
     p.start = {9, 9, 9}; // infeasible: of no use, no harm
-    expectmip(p, solver().mip(p), 13);
+    expect_mip(p, solver().mip(p), 13);
 }
 
 TEST(EngineMip, LimitsEndWithTheirStatusAndTimeHeldInThePollDoesNotCount)
 {
-    problem p = fromfile("p0201.mps");
+    problem p = from_file("p0201.mps");
     problem small(
         "max 5 a + 4 b + 3 c + 7 d\nst 2 a + 3 b + c + 4 d <= 5\n4 a + b + 2 c + 3 d <= 7\n"
         "binaries a b c d\nend\n");
     solver nodes;
-    nodes.params.nodelimit = 5;
+    nodes.params.node_limit = 5;
     engine_result r = nodes.mip(p);
     EXPECT_EQ(r.status, VNT_STAT_NODE_LIMIT);
     EXPECT_LE(r.nodes, 6);
-    EXPECT_GT(r.nodesleft, 0);
+    EXPECT_GT(r.nodes_left, 0);
     solver gap;
-    gap.params.relgap = 0.9;
+    gap.params.relative_gap = 0.9;
     r = gap.mip(p);
     EXPECT_EQ(r.status, VNT_STAT_OPTIMAL_TOLERANCE);
     EXPECT_LT(r.bound, r.objective);
     solver time;
-    time.params.timelimit = 0;
+    time.params.time_limit = 0;
     EXPECT_EQ(time.mip(p).status, VNT_STAT_TIME_LIMIT);
-    time.params.timelimit = 1;
-    time.onpoll = [](const engine_progress &progress, engine_reply &) {
+    time.params.time_limit = 1;
+    time.on_poll = [](const engine_progress &progress, engine_reply &) {
         if (progress.ticks == 2) std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     };
-    expectmip(small, time.mip(small), 10);
-    EXPECT_GT(time.lastticks, 2u);
+    expect_mip(small, time.mip(small), 10);
+    EXPECT_GT(time.last_ticks, 2u);
 }
 
 TEST(EngineMip, TheNodeLimitHoldsWhereIntegersHaveNoBoundsAndForNodesThatAreFinishedOffInOneGo)
 {
-    problem wide = fromrandom(random_model_make(2726)), many = fromfile("stein27.mps");
+    problem wide = from_random(random_model_make(2726)), many = from_file("stein27.mps");
     solver s;
     s.params.presolve = s.params.cuts = 0;
-    s.params.nodelimit = 2000;
+    s.params.node_limit = 2000;
     engine_result r = s.mip(wide);
     EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
     EXPECT_LT(r.ticks, 1000000u);
-    s.params.nodelimit = 900;
+    s.params.node_limit = 900;
     r = s.mip(many);
     EXPECT_EQ(r.status, VNT_STAT_NODE_LIMIT);
     EXPECT_LE(r.nodes, 901);
@@ -456,14 +456,14 @@ TEST(EngineMip, TheNodeLimitHoldsWhereIntegersHaveNoBoundsAndForNodesThatAreFini
 
 TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)
 {
-    problem p = fromfile("p0201.mps");
+    problem p = from_file("p0201.mps");
     struct sigaction before;
     sigaction(SIGINT, nullptr, &before);
     solver s;
     double bound = -VNT_INFINITY;
     int64_t nodes = 0, iterations = 0;
     bool changed = false;
-    s.onpoll = [&](const engine_progress &progress, engine_reply &) {
+    s.on_poll = [&](const engine_progress &progress, engine_reply &) {
         struct sigaction now;
         sigaction(SIGINT, nullptr, &now);
         changed = changed || now.sa_handler != before.sa_handler;
@@ -480,14 +480,14 @@ TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)
     engine_result r = s.mip(p);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    expectmip(p, r, 7615);
+    expect_mip(p, r, 7615);
     EXPECT_FALSE(changed);
     EXPECT_NE(s.logged.find("* incumbent 7615 "), std::string::npos);
 }
 
 // A problem with small whole numbers in it, now and then without a feasible point, without rows,
 // without columns, with empty or fixed ones.
-problem randomproblem(std::mt19937 &random, int most)
+problem random_problem(std::mt19937 &random, int most)
 {
     auto number = [&](int low, int high) {
         return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
@@ -513,8 +513,8 @@ problem randomproblem(std::mt19937 &random, int most)
 // Cuts on knapsack and flow covers lost the best solutions of these two.
 TEST(EngineMip, CutsLoseNoSolution)
 {
-    problem knapsack = fromrandom(random_model_make(3812));
-    problem charge = fromrandom(random_model_make(301564));
+    problem knapsack = from_random(random_model_make(3812));
+    problem charge = from_random(random_model_make(301564));
     solver s;
     EXPECT_NEAR(s.mip(knapsack).objective, 320, 1e-6);
     s.params.presolve = s.params.heuristics = 0;
@@ -526,12 +526,12 @@ TEST(EngineMip, ACutoffMayComeAtAnyNode)
 {
     for (unsigned seed = 4; seed < 150; seed += 10) { // lot sizing
         SCOPED_TRACE(seed);
-        problem p = fromrandom(random_model_make(seed));
+        problem p = from_random(random_model_make(seed));
         engine_result expected = solver().mip(p);
         for (int every : {1, 3}) {
             solver injected;
             double known = p.m.sense * VNT_INFINITY;
-            injected.onpoll = [&](const engine_progress &progress, engine_reply &reply) {
+            injected.on_poll = [&](const engine_progress &progress, engine_reply &reply) {
                 reply.inject = progress.nodes > 0 && progress.nodes % every == 0;
                 double worse = p.m.sense * (2 + 30.0 / static_cast<double>(1 + progress.nodes));
                 reply.cutoff = known = expected.objective + worse;
@@ -555,11 +555,11 @@ problem lazily(const problem &p)
     int left = 0;
     matrix_view rows = p.m.a.by_row();
     for (int i = 0; i < p.m.numrows(); i++) {
-        bool goes = i % 2 == 0 && p.m.rowsense[i] != 'R';
+        bool goes = i % 2 == 0 && p.m.row_sense[i] != 'R';
         place.push_back(goes ? -1 : left++);
         if (!goes) continue;
-        lazy.m.lazies.push_back({p.m.rownames.at(i),
-                                 p.m.rowsense[i],
+        lazy.m.lazies.push_back({p.m.row_names.at(i),
+                                 p.m.row_sense[i],
                                  p.m.rhs[i],
                                  {rows.index + rows.begin[i], rows.index + rows.begin[i + 1]},
                                  {rows.value + rows.begin[i], rows.value + rows.begin[i + 1]}});
@@ -578,11 +578,11 @@ TEST(EngineMip, LazyConstraintsHoldAsRowsDo)
                                       [](const random_row &row) { return row.binary >= 0; });
         if (indicators || !r.sets.empty() || !r.discrete()) continue;
         SCOPED_TRACE(seed);
-        problem p = fromrandom(r), lazy = lazily(p);
+        problem p = from_random(r), lazy = lazily(p);
         engine_result expected = solver().mip(p);
         solver s;
         double best = -VNT_INFINITY;
-        s.onpoll = [&](const engine_progress &progress, engine_reply &) {
+        s.on_poll = [&](const engine_progress &progress, engine_reply &) {
             double bound = lazy.m.sense * progress.bound;
             EXPECT_GE(bound, best - 1e-6 * std::max(1.0, std::fabs(best)));
             best = std::max(best, bound);
@@ -604,7 +604,7 @@ TEST(EngineMip, LazyConstraintsHoldAsRowsDo)
 TEST(EngineMip, FourThreadsAndEveryRepetitionFindTheSameBits)
 {
     auto both = [] {
-        problem linear = fromfile("israel.mps"), mixed = fromfile("p0033.mps");
+        problem linear = from_file("israel.mps"), mixed = from_file("p0033.mps");
         engine_result lp = solver().lp(linear), mip = solver().mip(mixed);
         for (const engine_result *r : {&lp, &mip})
             EXPECT_EQ(r->status, VNT_STAT_OPTIMAL);
@@ -624,7 +624,7 @@ TEST(EngineMip, FourThreadsAndEveryRepetitionFindTheSameBits)
 
 TEST(EngineMip, ManySolvesLeaveTheHeapAsItWas)
 {
-    problem p(threeintegers);
+    problem p(three_integers);
     auto used = [&](int cycles) {
         for (int i = 0; i < cycles; i++) {
             solver s;
@@ -667,7 +667,7 @@ TEST(EngineMip, ModelsThatFooledItAreAnsweredRightly)
             engine_result r = s.mip(p);
             ASSERT_EQ(r.status, row.status);
             EXPECT_LT(engine_violation(p.model(true), r.x.data()), 1e-6);
-            if (row.status == VNT_STAT_OPTIMAL) expectmip(p, r, row.objective);
+            if (row.status == VNT_STAT_OPTIMAL) expect_mip(p, r, row.objective);
         }
 }
 
@@ -682,7 +682,7 @@ TEST(EngineLp, ASmallReducedCostOfAFreeColumnCounts)
             s.params.presolve = presolve;
             engine_result r = s.lp(p, method);
             EXPECT_EQ(r.status, VNT_STAT_UNBOUNDED);
-            EXPECT_TRUE(engine_provesunbounded(p.model(false), r.ray));
+            EXPECT_TRUE(engine_proves_unbounded(p.model(false), r.ray));
         }
 }
 
@@ -693,7 +693,7 @@ TEST(EngineMip, PreprocessingLosesNoSolution)
               " 3 a - 3 b - c + 2 d - e >= -3\n -2 a + 3 c - d - e = 0\n"
               "bounds\n 1 <= a <= 3\n b <= 1\n -inf <= c <= 1\n 1 <= d <= 3\n e >= -2\n"
               "general\n a\n b\n d\nend\n");
-    expectmip(p, solver().mip(p), 5);
+    expect_mip(p, solver().mip(p), 5);
 }
 
 // With continuous columns and columns without bounds there is no enumeration; but what is switched
@@ -703,7 +703,7 @@ TEST(EngineMip, RandomMixedProblemsAreAnsweredAlikeWhateverIsSwitchedOn)
     std::mt19937 random(35);
     for (int i = 0; i < 1000; i++) {
         SCOPED_TRACE(testing::Message() << "problem " << i);
-        problem p = randomproblem(random, 8);
+        problem p = random_problem(random, 8);
         for (int j = 0; j < p.m.numcols(); j++) {
             unsigned kind = random() % 6;
             bool open = random() % 3 == 0;
@@ -729,7 +729,7 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
 {
     std::mt19937 random(20240301);
     for (int i = 0; i < 400; i++) {
-        problem p = randomproblem(random, 5);
+        problem p = random_problem(random, 5);
         for (double &upper : p.m.upper) // and let some columns go
             if (random() % 2) upper = VNT_INFINITY;
         std::optional<int> status;
@@ -741,9 +741,9 @@ TEST(EngineLp, RandomProblemsAreAnsweredAlikeAndWithProof)
             EXPECT_EQ(r.status, status.value_or(r.status));
             status = r.status;
             if (r.status == VNT_STAT_OPTIMAL)
-                expectoptimal(p, r, r.objective);
+                expect_optimal(p, r, r.objective);
             else if (r.status == VNT_STAT_UNBOUNDED)
-                EXPECT_TRUE(engine_provesunbounded(p.model(false), r.ray));
+                EXPECT_TRUE(engine_proves_unbounded(p.model(false), r.ray));
             else
                 EXPECT_GT(r.proof, 0);
         }

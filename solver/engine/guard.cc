@@ -22,7 +22,7 @@ constexpr int depth = 40;
 
 thread_local sigjmp_buf *target = nullptr; // where this thread's abort leads, null when unguarded
 thread_local void *frames[depth];          // the calls that led to it
-thread_local int numframes = 0;
+thread_local int frame_count = 0;
 
 std::mutex lock; // of the two below
 int users = 0;
@@ -41,7 +41,7 @@ void on_abort(int signal, siginfo_t *info, void *context)
 {
     bool own = info->si_code == SI_TKILL && info->si_pid == getpid();
     if (target == nullptr || !own) return old_way(signal, info, context);
-    numframes = backtrace(frames, depth);
+    frame_count = backtrace(frames, depth);
     siglongjmp(*target, 1);
 }
 
@@ -89,7 +89,7 @@ std::string culprit()
     dladdr(reinterpret_cast<void *>(&raise), &libc);
     std::string file;
     bool below = false; // the handler: what called it is in the C library
-    for (int i = 0; i < numframes; i++) {
+    for (int i = 0; i < frame_count; i++) {
         // A call that does not return may be a function's last byte: what follows is another one's.
         if (dladdr(static_cast<char *>(frames[i]) - 1, &at) == 0) continue;
         bool in_libc = at.dli_fbase == libc.dli_fbase;

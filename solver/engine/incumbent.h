@@ -14,7 +14,7 @@ class engine_incumbent {
   public:
     // The last of the result's solutions, where it has any, is the first incumbent.
     engine_incumbent(const engine_model &model, const engine_params &params, engine_poll &poll,
-                     engine_result &result, engine_lazyrows *lazy = nullptr);
+                     engine_result &result, engine_lazy_rows *lazy = nullptr);
 
     // Takes x if it is feasible and better than what is there and than the cutoff.  Integer columns
     // are rounded; where that, or a postsolve, has spoilt the rest, the continuous columns are
@@ -34,7 +34,7 @@ class engine_incumbent {
     const engine_params &params;
     engine_poll &poll;
     engine_result &result;
-    engine_lazyrows *lazy;
+    engine_lazy_rows *lazy;
     double best;
     int64_t found = 0;
     static constexpr size_t kept = 100;

@@ -5,13 +5,13 @@
 
 namespace vnt {
 
-engine_lazyrows::engine_lazyrows(const engine_model &given, double tolerance)
+engine_lazy_rows::engine_lazy_rows(const engine_model &given, double tolerance)
     : given(given), tolerance(tolerance), out(given), states(given.beside.count, waiting)
 {
 }
 
 // How far x is beyond the row, relative to the side that it misses.
-double engine_lazyrows::missed(int k, const double *x) const
+double engine_lazy_rows::missed(int k, const double *x) const
 {
     const engine_rows &rows = given.beside;
     double activity = 0;
@@ -22,7 +22,7 @@ double engine_lazyrows::missed(int k, const double *x) const
                     (activity - high) / std::max(1.0, std::fabs(high)));
 }
 
-bool engine_lazyrows::violated(const double *x, bool cuts)
+bool engine_lazy_rows::violated(const double *x, bool cuts)
 {
     bool any = false;
     for (int k = 0; k < (cuts ? given.beside.count : given.beside.lazy); k++) {
@@ -33,7 +33,7 @@ bool engine_lazyrows::violated(const double *x, bool cuts)
     return any;
 }
 
-bool engine_lazyrows::all()
+bool engine_lazy_rows::all()
 {
     auto lazy = states.begin() + given.beside.lazy;
     bool any = std::find(states.begin(), lazy, waiting) != lazy;
@@ -41,13 +41,13 @@ bool engine_lazyrows::all()
     return any;
 }
 
-void engine_lazyrows::startfrom(const engine_result &relaxed)
+void engine_lazy_rows::start_from(const engine_result &relaxed)
 {
     cstat = relaxed.cstat;
     rstat = relaxed.rstat;
 }
 
-void engine_lazyrows::join()
+void engine_lazy_rows::join()
 {
     size_t before = order.size();
     for (int k = 0; k < given.beside.count; k++) {
@@ -64,12 +64,12 @@ void engine_lazyrows::join()
 }
 
 // Makes the matrix anew, column by column: the given rows, then those that joined.
-void engine_lazyrows::append()
+void engine_lazy_rows::append()
 {
     const engine_rows &rows = given.beside;
     std::vector<std::vector<std::pair<int, double>>> more(given.numcols);
-    lower.assign(given.rowlower, given.rowlower + given.numrows);
-    upper.assign(given.rowupper, given.rowupper + given.numrows);
+    lower.assign(given.row_lower, given.row_lower + given.numrows);
+    upper.assign(given.row_upper, given.row_upper + given.numrows);
     for (int k : order) {
         for (int64_t e = rows.begin[k]; e < rows.begin[k + 1]; e++)
             more[rows.index[e]].emplace_back(static_cast<int>(lower.size()), rows.value[e]);
@@ -92,8 +92,8 @@ void engine_lazyrows::append()
     out.begin = begin.data();
     out.index = index.data();
     out.value = value.data();
-    out.rowlower = lower.data();
-    out.rowupper = upper.data();
+    out.row_lower = lower.data();
+    out.row_upper = upper.data();
 }
 
 } // namespace vnt

@@ -14,9 +14,9 @@
 
 namespace vnt {
 
-class engine_lazyrows {
+class engine_lazy_rows {
   public:
-    engine_lazyrows(const engine_model &given, double tolerance);
+    engine_lazy_rows(const engine_model &given, double tolerance);
 
     // The problem with the rows that have joined; its arrays live as long as this object and until
     // the next join().
@@ -29,7 +29,7 @@ class engine_lazyrows {
     bool all();
 
     // The solved relaxation is where that of the next round starts.
-    void startfrom(const engine_result &relaxed);
+    void start_from(const engine_result &relaxed);
 
     // What was called up joins the problem.
     void join();

@@ -22,20 +22,20 @@ class lp_solve {
     void run(engine_method method, bool crossover);
 
   private:
-    bool solvedalready();
+    bool solved_already();
     void load();
     void solve(engine_method method, bool crossover);
     void settle();
-    void beexact();
-    void takeproof(std::vector<double> weights);
-    bool findray();
+    void be_exact();
+    void take_proof(std::vector<double> weights);
+    bool find_ray();
     void prove();
-    bool isbasis() const;
-    void settlebasis();
+    bool is_basis() const;
+    void settle_basis();
     bool doubtful(bool basis) const;
     int verdict();
     void fill(bool basis);
-    void fillbasis();
+    void fill_basis();
 
     const engine_model &model;
     const engine_params &params;
@@ -45,7 +45,7 @@ class lp_solve {
     engine_result &result;
 };
 
-int methodnumber(engine_method method)
+int method_number(engine_method method)
 {
     switch (method) {
     case ENGINE_PRIMAL: return VNT_METHOD_PRIMAL;
@@ -54,33 +54,33 @@ int methodnumber(engine_method method)
     }
 }
 
-bool lp_solve::solvedalready()
+bool lp_solve::solved_already()
 {
-    if (engine_triviallyinfeasible(model, params.feasibility, &result)) {
+    if (engine_trivially_infeasible(model, params.feasibility, &result)) {
         result.status = VNT_STAT_INFEASIBLE;
         return true;
     }
-    return engine_solveempty(model, params.feasibility, &result);
+    return engine_solve_empty(model, params.feasibility, &result);
 }
 
-ClpSimplex::Status rowstatus(int status, double lower, double upper)
+ClpSimplex::Status row_status(int status, double lower, double upper)
 {
     if (status == VNT_BASIS_BASIC) return ClpSimplex::basic;
-    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
-    if (islower && isupper && lower != upper)
+    bool is_lower = !engine_is_inf(lower), is_upper = !engine_is_inf(upper);
+    if (is_lower && is_upper && lower != upper)
         return status == VNT_BASIS_UPPER ? ClpSimplex::atUpperBound : ClpSimplex::atLowerBound;
-    if (isupper) return ClpSimplex::atUpperBound;
-    return islower ? ClpSimplex::atLowerBound : ClpSimplex::isFree;
+    if (is_upper) return ClpSimplex::atUpperBound;
+    return is_lower ? ClpSimplex::atLowerBound : ClpSimplex::isFree;
 }
 
-ClpSimplex::Status colstatus(int status, double lower, double upper)
+ClpSimplex::Status col_status(int status, double lower, double upper)
 {
     if (status == VNT_BASIS_BASIC) return ClpSimplex::basic;
-    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
-    if (status == VNT_BASIS_UPPER && isupper) return ClpSimplex::atUpperBound;
-    if (status == VNT_BASIS_FREE && !islower && !isupper) return ClpSimplex::isFree;
-    if (islower) return ClpSimplex::atLowerBound;
-    return isupper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
+    bool is_lower = !engine_is_inf(lower), is_upper = !engine_is_inf(upper);
+    if (status == VNT_BASIS_UPPER && is_upper) return ClpSimplex::atUpperBound;
+    if (status == VNT_BASIS_FREE && !is_lower && !is_upper) return ClpSimplex::isFree;
+    if (is_lower) return ClpSimplex::atLowerBound;
+    return is_upper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
 }
 
 void lp_solve::load()
@@ -93,17 +93,17 @@ void lp_solve::solve(engine_method method, bool crossover)
 {
     bool warm = model.cstat != nullptr && model.rstat != nullptr && method != ENGINE_BARRIER;
     if (warm) {
-        engine_startbasis(model, clp.get());
+        engine_start_basis(model, clp.get());
         method == ENGINE_PRIMAL ? clp->primal() : clp->dual();
         return;
     }
     if (method == ENGINE_BARRIER) {
-        engine_runbarrier(model, params, poll, crossover, clp.get());
+        engine_run_barrier(model, params, poll, crossover, clp.get());
         return;
     }
     ClpSolve options;
-    engine_limitpresolve(model, &options);
-    bool presolve = engine_haspresolve(model, params);
+    engine_limit_presolve(model, &options);
+    bool presolve = engine_has_presolve(model, params);
     options.setPresolveType(presolve ? ClpSolve::presolveOn : ClpSolve::presolveOff);
     options.setSpecialOption(2, 1); // leaves SIGINT alone
     if (method == ENGINE_PRIMAL) {
@@ -117,14 +117,14 @@ void lp_solve::solve(engine_method method, bool crossover)
 }
 
 // Noise in weights that prove something would keep them from it where it meets an infinite bound.
-void lp_solve::takeproof(std::vector<double> weights)
+void lp_solve::take_proof(std::vector<double> weights)
 {
     double most = 0;
     for (double w : weights)
         most = std::max(most, std::fabs(w));
     for (double &w : weights)
         if (std::fabs(w) <= 1e-9 * most) w = 0;
-    double proof = engine_infeasibilityproof(model, weights);
+    double proof = engine_infeasibility_proof(model, weights);
     if (proof <= 0) return;
     result.farkas = std::move(weights);
     result.proof = proof;
@@ -132,7 +132,7 @@ void lp_solve::takeproof(std::vector<double> weights)
 
 // Keeps the ray that comes with "infeasible" or "unbounded" if it proves that; it has no sign that
 // one could rely on.
-bool lp_solve::findray()
+bool lp_solve::find_ray()
 {
     bool infeasible = clp->status() == 1;
     if (!infeasible && clp->status() != 2) return false;
@@ -140,8 +140,8 @@ bool lp_solve::findray()
     if (raw == nullptr) return false;
     std::vector<double> ray(raw.get(), raw.get() + (infeasible ? model.numrows : model.numcols));
     for (int turn = 0; turn < 2; turn++) {
-        if (infeasible) takeproof(ray);
-        if (!infeasible && engine_provesunbounded(model, ray)) result.ray = ray;
+        if (infeasible) take_proof(ray);
+        if (!infeasible && engine_proves_unbounded(model, ray)) result.ray = ray;
         if (!result.farkas.empty() || !result.ray.empty()) return true;
         for (double &v : ray)
             v = 0 - v; // no -0
@@ -151,7 +151,7 @@ bool lp_solve::findray()
 
 // Unscaled numbers are the model's.  In them the engine is lenient with the reduced costs of free
 // columns, so that the tolerance makes up for that.
-void lp_solve::beexact()
+void lp_solve::be_exact()
 {
     clp->scaling(0);
     clp->setDualTolerance(std::min(params.optimality, 1e-9));
@@ -164,22 +164,22 @@ void lp_solve::beexact()
 void lp_solve::settle()
 {
     bool feasible = engine_violation(model, result.x.data()) <= params.feasibility;
-    if (findray() && (clp->status() == 1 || feasible)) return;
+    if (find_ray() && (clp->status() == 1 || feasible)) return;
     result.ray.clear();
     result.farkas.clear();
     load();
-    beexact();
+    be_exact();
     std::vector<double> objective(clp->objective(), clp->objective() + model.numcols);
     std::fill_n(clp->objective(), model.numcols, 0.0);
     clp->dual();
-    if (clp->status() != 0 && !findray() && poll.ended() == 0) {
+    if (clp->status() != 0 && !find_ray() && poll.ended() == 0) {
         clp->allSlackBasis(true);
         clp->primal();
     }
     std::copy(objective.begin(), objective.end(), clp->objective());
     if (clp->status() != 0 || poll.ended() != 0) return;
     clp->primal();
-    findray();
+    find_ray();
 }
 
 // Weights that prove infeasibility, by a problem that is always feasible: every row may miss its
@@ -187,14 +187,14 @@ void lp_solve::settle()
 void lp_solve::prove()
 {
     load();
-    beexact();
+    be_exact();
     std::fill_n(clp->objective(), model.numcols, 0.0);
     for (int i = 0; i < model.numrows; i++)
         for (double sign : {1.0, -1.0})
             clp->addColumn(1, &i, &sign, 0, COIN_DBL_MAX, 1);
     clp->primal();
     const double *weights = clp->dualRowSolution();
-    if (clp->status() == 0) takeproof(std::vector<double>(weights, weights + model.numrows));
+    if (clp->status() == 0) take_proof(std::vector<double>(weights, weights + model.numrows));
 }
 
 // Whether a place that is not basic is at a bound that it has, or at 0 without any.
@@ -203,27 +203,27 @@ static bool rests(ClpSimplex::Status status, double value, double lower, double 
     double near = 1e-6 * std::max(1.0, std::fabs(value));
     switch (status) {
     case ClpSimplex::basic: return true;
-    case ClpSimplex::isFree: return engine_isinf(lower) && engine_isinf(upper) && value == 0;
+    case ClpSimplex::isFree: return engine_is_inf(lower) && engine_is_inf(upper) && value == 0;
     case ClpSimplex::superBasic: return false;
-    case ClpSimplex::atUpperBound: return !engine_isinf(upper) && value >= upper - near;
-    default: return !engine_isinf(lower) && value <= lower + near;
+    case ClpSimplex::atUpperBound: return !engine_is_inf(upper) && value >= upper - near;
+    default: return !engine_is_inf(lower) && value <= lower + near;
     }
 }
 
 // Whether the statuses are a basis for the point.  Presolve's undoing and the crossover leave too
 // many basic places at times, and others at bounds that they have not.
-bool lp_solve::isbasis() const
+bool lp_solve::is_basis() const
 {
     int basic = 0;
     for (int j = 0; j < model.numcols; j++) {
         ClpSimplex::Status s = clp->getColumnStatus(j);
         basic += s == ClpSimplex::basic;
-        if (!rests(s, result.x[j], model.collower[j], model.colupper[j])) return false;
+        if (!rests(s, result.x[j], model.col_lower[j], model.col_upper[j])) return false;
     }
     for (int i = 0; i < model.numrows; i++) {
         ClpSimplex::Status s = clp->getRowStatus(i);
         basic += s == ClpSimplex::basic;
-        if (!rests(s, result.activity[i], model.rowlower[i], model.rowupper[i])) return false;
+        if (!rests(s, result.activity[i], model.row_lower[i], model.row_upper[i])) return false;
     }
     return basic == model.numrows;
 }
@@ -233,23 +233,23 @@ static ClpSimplex::Status nearest(ClpSimplex::Status status, double value, doubl
                                   double upper)
 {
     if (status == ClpSimplex::basic) return status;
-    bool islower = !engine_isinf(lower), isupper = !engine_isinf(upper);
-    if (islower && isupper && upper - value < value - lower) return ClpSimplex::atUpperBound;
-    if (islower) return ClpSimplex::atLowerBound;
-    return isupper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
+    bool is_lower = !engine_is_inf(lower), is_upper = !engine_is_inf(upper);
+    if (is_lower && is_upper && upper - value < value - lower) return ClpSimplex::atUpperBound;
+    if (is_lower) return ClpSimplex::atLowerBound;
+    return is_upper ? ClpSimplex::atUpperBound : ClpSimplex::isFree;
 }
 
 // Moves to a basis from an optimum without one: first from where it is, then from the slacks.
-void lp_solve::settlebasis()
+void lp_solve::settle_basis()
 {
-    for (int attempt = 0; attempt < 2 && clp->status() == 0 && !isbasis(); attempt++) {
+    for (int attempt = 0; attempt < 2 && clp->status() == 0 && !is_basis(); attempt++) {
         if (attempt == 1) load();
         for (int j = 0; j < model.numcols && attempt == 0; j++)
-            clp->setColumnStatus(j, nearest(clp->getColumnStatus(j), result.x[j], model.collower[j],
-                                            model.colupper[j]));
+            clp->setColumnStatus(j, nearest(clp->getColumnStatus(j), result.x[j],
+                                            model.col_lower[j], model.col_upper[j]));
         for (int i = 0; i < model.numrows && attempt == 0; i++)
             clp->setRowStatus(i, nearest(clp->getRowStatus(i), result.activity[i],
-                                         model.rowlower[i], model.rowupper[i]));
+                                         model.row_lower[i], model.row_upper[i]));
         clp->primal();
         fill(true);
     }
@@ -264,7 +264,7 @@ bool lp_solve::doubtful(bool basis) const
     for (int j = 0; j < model.numcols; j++)
         costs = std::max(costs, std::fabs(model.objective[j]));
     return engine_violation(model, result.x.data()) > 10 * params.feasibility ||
-           engine_dualviolation(model, result) > (basis ? 10 * params.optimality : 1e-3) * costs;
+           engine_dual_violation(model, result) > (basis ? 10 * params.optimality : 1e-3) * costs;
 }
 
 // The status of the engine in our terms.
@@ -281,16 +281,16 @@ int lp_solve::verdict()
 
 void lp_solve::run(engine_method method, bool crossover)
 {
-    result.method = methodnumber(method);
+    result.method = method_number(method);
     result.cutoff = model.sense * VNT_INFINITY;
     result.bound = model.sense * -VNT_INFINITY;
-    if (solvedalready()) return;
+    if (solved_already()) return;
     load();
     solve(method, crossover);
     bool basis = method != ENGINE_BARRIER || crossover;
     fill(basis);
     if (poll.ended() == 0 && doubtful(basis)) {
-        beexact();
+        be_exact();
         clp->primal();
         fill(basis);
     }
@@ -298,7 +298,7 @@ void lp_solve::run(engine_method method, bool crossover)
         settle();
         fill(basis);
     }
-    if (poll.ended() == 0 && clp->status() == 0 && basis) settlebasis();
+    if (poll.ended() == 0 && clp->status() == 0 && basis) settle_basis();
     if (poll.ended() == 0 && clp->status() == 1 && result.farkas.empty()) prove();
 }
 
@@ -307,12 +307,12 @@ void lp_solve::fill(bool basis)
     result.status = verdict();
     if (poll.ended() != 0 && clp->status() != 0) result.status = poll.ended();
     result.iterations = poll.seen.iterations;
-    result.phase1iterations = poll.phase1iterations;
-    result.barrieriterations = poll.barrieriterations;
+    result.phase1_iterations = poll.phase1_iterations;
+    result.barrier_iterations = poll.barrier_iterations;
     result.ticks = poll.seen.ticks;
     const double *x = clp->primalColumnSolution();
     result.x.assign(x, x + model.numcols);
-    engine_fillrows(model, &result);
+    engine_fill_rows(model, &result);
     const double *pi = clp->dualRowSolution(), *dj = clp->dualColumnSolution();
     result.pi.assign(pi, pi + model.numrows);
     result.dj.assign(dj, dj + model.numcols);
@@ -322,15 +322,15 @@ void lp_solve::fill(bool basis)
         for (double &v : result.dj)
             v = 0 - v; // no -0
     }
-    if (basis) fillbasis();
+    if (basis) fill_basis();
     bool optimal = result.status == VNT_STAT_OPTIMAL;
-    result.primalfeasible =
+    result.primal_feasible =
         optimal || engine_violation(model, result.x.data()) <= params.feasibility;
-    result.dualfeasible = optimal || engine_dualviolation(model, result) <= params.optimality;
+    result.dual_feasible = optimal || engine_dual_violation(model, result) <= params.optimality;
     if (optimal) result.bound = result.objective;
 }
 
-void lp_solve::fillbasis()
+void lp_solve::fill_basis()
 {
     auto number = [](ClpSimplex::Status status) -> int {
         switch (status) {
@@ -347,44 +347,44 @@ void lp_solve::fillbasis()
         result.cstat[j] = number(clp->getColumnStatus(j));
     for (int i = 0; i < model.numrows; i++) {
         bool basic = clp->getRowStatus(i) == ClpSimplex::basic;
-        double lower = model.rowlower[i], upper = model.rowupper[i];
-        bool ranged = !engine_isinf(lower) && !engine_isinf(upper) && lower != upper;
-        bool atupper = ranged && clp->getRowStatus(i) == ClpSimplex::atUpperBound;
-        result.rstat[i] = basic ? VNT_BASIS_BASIC : atupper ? VNT_BASIS_UPPER : VNT_BASIS_LOWER;
+        double lower = model.row_lower[i], upper = model.row_upper[i];
+        bool ranged = !engine_is_inf(lower) && !engine_is_inf(upper) && lower != upper;
+        bool at_upper = ranged && clp->getRowStatus(i) == ClpSimplex::atUpperBound;
+        result.rstat[i] = basic ? VNT_BASIS_BASIC : at_upper ? VNT_BASIS_UPPER : VNT_BASIS_LOWER;
     }
 }
 
 } // namespace
 
-void engine_startbasis(const engine_model &model, ClpSimplex *clp)
+void engine_start_basis(const engine_model &model, ClpSimplex *clp)
 {
     clp->createStatus();
     for (int j = 0; j < model.numcols; j++)
-        clp->setColumnStatus(j, colstatus(model.cstat[j], model.collower[j], model.colupper[j]));
+        clp->setColumnStatus(j, col_status(model.cstat[j], model.col_lower[j], model.col_upper[j]));
     for (int i = 0; i < model.numrows; i++)
-        clp->setRowStatus(i, rowstatus(model.rstat[i], model.rowlower[i], model.rowupper[i]));
+        clp->setRowStatus(i, row_status(model.rstat[i], model.row_lower[i], model.row_upper[i]));
 }
 
-void engine_runlp(const engine_model &model, const engine_params &params, engine_method method,
-                  bool crossover, engine_poll &poll, engine_result *result)
+void engine_run_lp(const engine_model &model, const engine_params &params, engine_method method,
+                   bool crossover, engine_poll &poll, engine_result *result)
 {
     lp_solve(model, params, poll, result).run(method, crossover);
 }
 
-int engine_solvelp(const engine_model &model, const engine_params &params, engine_method method,
-                   bool crossover, const engine_hooks &hooks, engine_result *result)
+int engine_solve_lp(const engine_model &model, const engine_params &params, engine_method method,
+                    bool crossover, const engine_hooks &hooks, engine_result *result)
 {
     *result = engine_result();
     engine_poll poll(params, hooks, model.sense);
     return engine_attempts(model, poll, result, [&](bool again) {
         engine_model continuous = model;
         continuous.ctype = nullptr;
-        continuous.numpairs = 0;
+        continuous.num_pairs = 0;
         engine_params safer = params;
         safer.presolve = 0;
         engine_method other = method == ENGINE_DUAL ? ENGINE_PRIMAL : ENGINE_DUAL;
-        engine_runlp(continuous, again ? safer : params, again ? other : method, crossover, poll,
-                     result);
+        engine_run_lp(continuous, again ? safer : params, again ? other : method, crossover, poll,
+                      result);
     });
 }
 

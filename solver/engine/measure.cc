@@ -10,11 +10,11 @@ namespace vnt {
 // Values below this, relative to the largest beside them, are what arithmetic leaves of a zero.
 static constexpr double noise = 1e-9;
 
-bool engine_intsbounded(const engine_model &model)
+bool engine_ints_bounded(const engine_model &model)
 {
     for (int j = 0; j < model.numcols; j++)
-        if (engine_isint(model, j) &&
-            (engine_isinf(model.collower[j]) || engine_isinf(model.colupper[j])))
+        if (engine_is_int(model, j) &&
+            (engine_is_inf(model.col_lower[j]) || engine_is_inf(model.col_upper[j])))
             return false;
     return true;
 }
@@ -53,7 +53,8 @@ std::vector<double> engine_activity(const engine_model &model, const double *x)
     return activity;
 }
 
-std::vector<double> engine_reducedcosts(const engine_model &model, const double *c, const double *y)
+std::vector<double> engine_reduced_costs(const engine_model &model, const double *c,
+                                         const double *y)
 {
     std::vector<double> dj(model.numcols);
     for (int j = 0; j < model.numcols; j++) {
@@ -66,7 +67,7 @@ std::vector<double> engine_reducedcosts(const engine_model &model, const double 
 }
 
 // Whether all costs are whole numbers when multiplied by scale; their common divisor if so.
-static bool commondivisor(const engine_model &model, double scale, int64_t *divisor)
+static bool common_divisor(const engine_model &model, double scale, int64_t *divisor)
 {
     *divisor = 0;
     for (int j = 0; j < model.numcols; j++) {
@@ -77,13 +78,13 @@ static bool commondivisor(const engine_model &model, double scale, int64_t *divi
     return true;
 }
 
-double engine_objectivestep(const engine_model &model)
+double engine_objective_step(const engine_model &model)
 {
     for (int j = 0; j < model.numcols; j++)
-        if (model.objective[j] != 0 && !engine_isint(model, j)) return 0;
+        if (model.objective[j] != 0 && !engine_is_int(model, j)) return 0;
     for (double scale : {1.0, 10.0, 100.0, 1000.0, 1e4}) {
         int64_t divisor;
-        if (commondivisor(model, scale, &divisor)) return static_cast<double>(divisor) / scale;
+        if (common_divisor(model, scale, &divisor)) return static_cast<double>(divisor) / scale;
     }
     return 0;
 }
@@ -92,8 +93,8 @@ static double outside(double value, double lower, double upper)
 {
     if (std::isnan(value)) return VNT_INFINITY;
     double worst = 0;
-    if (!engine_isinf(lower)) worst = (lower - value) / std::max(1.0, std::fabs(lower));
-    if (!engine_isinf(upper))
+    if (!engine_is_inf(lower)) worst = (lower - value) / std::max(1.0, std::fabs(lower));
+    if (!engine_is_inf(upper))
         worst = std::max(worst, (value - upper) / std::max(1.0, std::fabs(upper)));
     return worst;
 }
@@ -102,11 +103,11 @@ double engine_violation(const engine_model &model, const double *x)
 {
     double worst = 0;
     for (int j = 0; j < model.numcols; j++)
-        worst = std::max(worst, outside(x[j], model.collower[j], model.colupper[j]));
+        worst = std::max(worst, outside(x[j], model.col_lower[j], model.col_upper[j]));
     std::vector<double> activity = engine_activity(model, x);
     for (int i = 0; i < model.numrows; i++)
-        worst = std::max(worst, outside(activity[i], model.rowlower[i], model.rowupper[i]));
-    for (int k = 0; k < model.numpairs; k++)
+        worst = std::max(worst, outside(activity[i], model.row_lower[i], model.row_upper[i]));
+    for (int k = 0; k < model.num_pairs; k++)
         if (x[model.pairs[2 * k]] > 0.5)
             worst = std::max(worst, std::fabs(x[model.pairs[2 * k + 1]]));
     return worst;
@@ -116,29 +117,31 @@ double engine_fraction(const engine_model &model, const double *x)
 {
     double worst = 0;
     for (int j = 0; j < model.numcols; j++)
-        if (engine_isint(model, j)) worst = std::max(worst, std::fabs(x[j] - std::round(x[j])));
+        if (engine_is_int(model, j)) worst = std::max(worst, std::fabs(x[j] - std::round(x[j])));
     return worst;
 }
 
 // A price may be positive where the value is at its lower bound, negative where it is at its upper.
-static double wrongsign(double price, double value, double lower, double upper)
+static double wrong_sign(double price, double value, double lower, double upper)
 {
     constexpr double near = 1e-6;
-    bool atlower = !engine_isinf(lower) && value <= lower + near * std::max(1.0, std::fabs(lower));
-    bool atupper = !engine_isinf(upper) && value >= upper - near * std::max(1.0, std::fabs(upper));
-    if (price > 0) return atlower ? 0 : price;
-    return atupper ? 0 : -price;
+    bool at_lower =
+        !engine_is_inf(lower) && value <= lower + near * std::max(1.0, std::fabs(lower));
+    bool at_upper =
+        !engine_is_inf(upper) && value >= upper - near * std::max(1.0, std::fabs(upper));
+    if (price > 0) return at_lower ? 0 : price;
+    return at_upper ? 0 : -price;
 }
 
-double engine_dualviolation(const engine_model &model, const engine_result &result)
+double engine_dual_violation(const engine_model &model, const engine_result &result)
 {
     double worst = 0;
     for (int j = 0; j < model.numcols; j++)
-        worst = std::max(worst, wrongsign(model.sense * result.dj[j], result.x[j],
-                                          model.collower[j], model.colupper[j]));
+        worst = std::max(worst, wrong_sign(model.sense * result.dj[j], result.x[j],
+                                           model.col_lower[j], model.col_upper[j]));
     for (int i = 0; i < model.numrows; i++)
-        worst = std::max(worst, wrongsign(model.sense * result.pi[i], result.activity[i],
-                                          model.rowlower[i], model.rowupper[i]));
+        worst = std::max(worst, wrong_sign(model.sense * result.pi[i], result.activity[i],
+                                           model.row_lower[i], model.row_upper[i]));
     return worst;
 }
 
@@ -155,24 +158,24 @@ static double distance(double lower, double upper)
 // Where a column allows nothing, no weights are needed: the proof is the distance of its bounds.
 static double crossing(const engine_model &model, int j, double tolerance)
 {
-    double lower = model.collower[j], upper = model.colupper[j];
+    double lower = model.col_lower[j], upper = model.col_upper[j];
     if (crossed(lower, upper, tolerance)) return distance(lower, upper);
-    if (!engine_isint(model, j)) return 0;
+    if (!engine_is_int(model, j)) return 0;
     lower = std::ceil(lower - tolerance);
     upper = std::floor(upper + tolerance);
     return lower > upper ? lower - upper : 0;
 }
 
 // What a row asks of columns that cannot give it anything.
-static double rowasks(const engine_model &model, int i, bool empty, double tolerance)
+static double row_asks(const engine_model &model, int i, bool empty, double tolerance)
 {
-    double lower = model.rowlower[i], upper = model.rowupper[i];
+    double lower = model.row_lower[i], upper = model.row_upper[i];
     if (crossed(lower, upper, tolerance)) return distance(lower, upper);
     if (!empty) return 0;
     return lower > tolerance ? lower : upper < -tolerance ? upper : 0;
 }
 
-bool engine_triviallyinfeasible(const engine_model &model, double tolerance, engine_result *result)
+bool engine_trivially_infeasible(const engine_model &model, double tolerance, engine_result *result)
 {
     result->farkas.assign(model.numrows, 0.0);
     for (int j = 0; j < model.numcols && result->proof == 0; j++)
@@ -181,7 +184,7 @@ bool engine_triviallyinfeasible(const engine_model &model, double tolerance, eng
     for (int64_t k = 0; k < model.begin[model.numcols]; k++)
         used[model.index[k]] = model.value[k] != 0;
     for (int i = 0; i < model.numrows && result->proof == 0; i++) {
-        double by = rowasks(model, i, used[i] == 0, tolerance);
+        double by = row_asks(model, i, used[i] == 0, tolerance);
         result->proof = std::fabs(by);
         if (by != 0) result->farkas[i] = by > 0 ? 1 : -1;
     }
@@ -190,16 +193,16 @@ bool engine_triviallyinfeasible(const engine_model &model, double tolerance, eng
 }
 
 // The best value of a column that stands alone, and whether there is one.
-static bool bestalone(const engine_model &model, int j, double tolerance, double *value)
+static bool best_alone(const engine_model &model, int j, double tolerance, double *value)
 {
-    double lower = model.collower[j], upper = model.colupper[j];
-    if (engine_isint(model, j)) {
+    double lower = model.col_lower[j], upper = model.col_upper[j];
+    if (engine_is_int(model, j)) {
         lower = std::ceil(lower - tolerance);
         upper = std::floor(upper + tolerance);
     }
     double cost = model.sense * model.objective[j];
-    double wanted = cost > 0 ? lower : cost < 0 ? upper : engine_isinf(lower) ? upper : lower;
-    if (!engine_isinf(wanted)) {
+    double wanted = cost > 0 ? lower : cost < 0 ? upper : engine_is_inf(lower) ? upper : lower;
+    if (!engine_is_inf(wanted)) {
         *value = wanted;
         return true;
     }
@@ -207,13 +210,13 @@ static bool bestalone(const engine_model &model, int j, double tolerance, double
     return cost == 0;
 }
 
-static int restingplace(double value, double lower, double upper)
+static int resting_bound(double value, double lower, double upper)
 {
     if (value == lower) return VNT_BASIS_LOWER;
     return value == upper ? VNT_BASIS_UPPER : VNT_BASIS_FREE;
 }
 
-bool engine_solveempty(const engine_model &model, double tolerance, engine_result *result)
+bool engine_solve_empty(const engine_model &model, double tolerance, engine_result *result)
 {
     if (model.begin[model.numcols] > 0) return false;
     result->bound = model.sense * -VNT_INFINITY;
@@ -223,16 +226,16 @@ bool engine_solveempty(const engine_model &model, double tolerance, engine_resul
     result->rstat.assign(model.numrows, VNT_BASIS_BASIC);
     bool bounded = true;
     for (int j = 0; j < model.numcols; j++) {
-        if (!bestalone(model, j, tolerance, &result->x[j])) {
+        if (!best_alone(model, j, tolerance, &result->x[j])) {
             bounded = false;
             result->ray[j] = model.sense * model.objective[j] > 0 ? -1 : 1;
         }
-        result->cstat[j] = restingplace(result->x[j], model.collower[j], model.colupper[j]);
+        result->cstat[j] = resting_bound(result->x[j], model.col_lower[j], model.col_upper[j]);
     }
-    result->primalfeasible = true;
-    result->dualfeasible = bounded;
+    result->primal_feasible = true;
+    result->dual_feasible = bounded;
     result->status = bounded ? VNT_STAT_OPTIMAL : VNT_STAT_UNBOUNDED;
-    engine_fillrows(model, result);
+    engine_fill_rows(model, result);
     if (!bounded) return true;
     result->ray.clear();
     result->bound = result->objective;
@@ -249,23 +252,23 @@ static double largest(const std::vector<double> &v)
     return most;
 }
 
-double engine_infeasibilityproof(const engine_model &model, const std::vector<double> &y)
+double engine_infeasibility_proof(const engine_model &model, const std::vector<double> &y)
 {
     double scale = largest(y), asked = 0, reach = 0, size = 0;
     if (scale == 0 || !std::isfinite(scale)) return 0;
     for (int i = 0; i < model.numrows; i++) {
         if (std::fabs(y[i]) <= noise * scale) continue;
-        double bound = y[i] > 0 ? model.rowlower[i] : model.rowupper[i];
-        if (engine_isinf(bound)) return 0;
+        double bound = y[i] > 0 ? model.row_lower[i] : model.row_upper[i];
+        if (engine_is_inf(bound)) return 0;
         asked += y[i] * bound;
         size = std::max(size, std::fabs(y[i] * bound));
     }
-    std::vector<double> weight = engine_reducedcosts(model, nullptr, y.data());
+    std::vector<double> weight = engine_reduced_costs(model, nullptr, y.data());
     double most = std::max(scale, largest(weight));
     for (int j = 0; j < model.numcols; j++) {
         double g = -weight[j];
-        double bound = g > 0 ? model.colupper[j] : model.collower[j];
-        if (engine_isinf(bound)) {
+        double bound = g > 0 ? model.col_upper[j] : model.col_lower[j];
+        if (engine_is_inf(bound)) {
             if (std::fabs(g) > noise * most) return 0;
             continue;
         }
@@ -275,35 +278,35 @@ double engine_infeasibilityproof(const engine_model &model, const std::vector<do
     return asked - reach > noise * size ? asked - reach : 0;
 }
 
-bool engine_provesunbounded(const engine_model &model, const std::vector<double> &d)
+bool engine_proves_unbounded(const engine_model &model, const std::vector<double> &d)
 {
     double scale = largest(d);
     if (scale == 0 || !std::isfinite(scale)) return false;
     auto leaves = [](double step, double size, double lower, double upper) {
         if (std::fabs(step) <= noise * size) return false;
-        return !engine_isinf(step > 0 ? upper : lower);
+        return !engine_is_inf(step > 0 ? upper : lower);
     };
     double gain = 0, costs = 0;
     for (int j = 0; j < model.numcols; j++) {
-        if (leaves(d[j], scale, model.collower[j], model.colupper[j])) return false;
+        if (leaves(d[j], scale, model.col_lower[j], model.col_upper[j])) return false;
         gain += model.sense * model.objective[j] * d[j];
         costs = std::max(costs, std::fabs(model.objective[j]));
     }
     std::vector<double> step = engine_activity(model, d.data());
     double most = std::max(scale, largest(step));
     for (int i = 0; i < model.numrows; i++)
-        if (leaves(step[i], most, model.rowlower[i], model.rowupper[i])) return false;
+        if (leaves(step[i], most, model.row_lower[i], model.row_upper[i])) return false;
     return gain < -noise * scale * costs;
 }
 
-void engine_fillrows(const engine_model &model, engine_result *result)
+void engine_fill_rows(const engine_model &model, engine_result *result)
 {
     result->objective = engine_objective(model, result->x.data());
     result->activity = engine_activity(model, result->x.data());
     result->slack.resize(model.numrows);
     for (int i = 0; i < model.numrows; i++) {
-        double lower = model.rowlower[i], upper = model.rowupper[i];
-        double side = !engine_isinf(upper) ? upper : !engine_isinf(lower) ? lower : 0;
+        double lower = model.row_lower[i], upper = model.row_upper[i];
+        double side = !engine_is_inf(upper) ? upper : !engine_is_inf(lower) ? lower : 0;
         result->slack[i] = side - result->activity[i];
     }
 }

@@ -28,20 +28,20 @@ static std::unique_ptr<OsiClpSolverInterface> wrap(const engine_model &model,
     osi->setSolveOptions(options);
     osi->setIntParam(OsiMaxNumIterationHotStart, 100);
     for (int j = 0; j < model.numcols; j++)
-        if (engine_isint(model, j)) osi->setInteger(j);
+        if (engine_is_int(model, j)) osi->setInteger(j);
     return osi;
 }
 
 void mip_search::run()
 {
     result.method = VNT_METHOD_MIP;
-    if (engine_triviallyinfeasible(model, params.feasibility, &result)) {
+    if (engine_trivially_infeasible(model, params.feasibility, &result)) {
         result.status = VNT_STAT_INFEASIBLE;
         return;
     }
     engine_result empty;
     empty.method = VNT_METHOD_MIP;
-    if (engine_solveempty(model, params.feasibility, &empty)) {
+    if (engine_solve_empty(model, params.feasibility, &empty)) {
         if (separated(empty)) return;
         result = std::move(empty);
         if (result.status == VNT_STAT_OPTIMAL) result.solutions.push_back(result.x);
@@ -62,7 +62,7 @@ void mip_search::run()
 
 // Gives a solver the basis of a solved relaxation.  The side that a row without basic status is at
 // is left to the solver.
-static void startfrom(const engine_result &r, OsiClpSolverInterface *osi)
+static void start_from(const engine_result &r, OsiClpSolverInterface *osi)
 {
     static constexpr CoinWarmStartBasis::Status status[] = {
         CoinWarmStartBasis::atLowerBound, CoinWarmStartBasis::basic,
@@ -86,8 +86,8 @@ bool mip_search::separated(const engine_result &relaxed)
                : relaxed.status == VNT_STAT_UNBOUNDED ? lazy->all()
                                                       : false;
     if (!any) return false;
-    lazy->startfrom(relaxed);
-    poll.endround();
+    lazy->start_from(relaxed);
+    poll.end_round();
     return true;
 }
 
@@ -97,17 +97,17 @@ bool mip_search::relax()
 {
     engine_model relaxation = model;
     relaxation.ctype = nullptr;
-    relaxation.numpairs = 0;
+    relaxation.num_pairs = 0;
     engine_result r;
-    engine_runlp(relaxation, params, ENGINE_DUAL, true, poll, &r);
+    engine_run_lp(relaxation, params, ENGINE_DUAL, true, poll, &r);
     if (separated(r)) return false;
     if (r.status == VNT_STAT_OPTIMAL) {
         raise(model.sense * r.objective);
-        startfrom(r, original.get());
+        start_from(r, original.get());
         return true;
     }
     if (r.status == VNT_STAT_UNBOUNDED) {
-        model.numpairs > 0 ? boxed() : unbounded(r);
+        model.num_pairs > 0 ? boxed() : unbounded(r);
         return false;
     }
     result.status = r.status;
@@ -118,16 +118,16 @@ bool mip_search::relax()
 }
 
 // A search without objective.
-engine_result mip_search::findfeasible()
+engine_result mip_search::find_feasible()
 {
     std::vector<double> zero(model.numcols, 0.0);
     engine_model feasibility = model;
     feasibility.objective = zero.data();
-    feasibility.numstarts = 0;
-    poll.ignorecutoff = poll.feasibility = true;
+    feasibility.num_starts = 0;
+    poll.ignore_cutoff = poll.feasibility = true;
     engine_result r;
     mip_search(feasibility, params, poll, r, lazy, true).run();
-    poll.ignorecutoff = poll.feasibility = false;
+    poll.ignore_cutoff = poll.feasibility = false;
     return r;
 }
 
@@ -135,13 +135,13 @@ engine_result mip_search::findfeasible()
 // no feasible point at all.
 void mip_search::unbounded(const engine_result &relaxed)
 {
-    engine_result r = findfeasible();
+    engine_result r = find_feasible();
     if (r.solutions.empty()) {
         result.status = r.status;
         fill();
         return;
     }
-    poll.ignorecutoff = true; // there is no best value to hold against it
+    poll.ignore_cutoff = true; // there is no best value to hold against it
     incumbent.offer(r.solutions.back());
     fill();
     result.status = VNT_STAT_UNBOUNDED;
@@ -154,26 +154,26 @@ void mip_search::boxed()
 {
     engine_arrays box(model);
     for (int j = 0; j < model.numcols; j++) {
-        double &lower = box.collower[j], &upper = box.colupper[j];
-        if (engine_isinf(lower)) lower = std::min(-box_size, upper - box_size);
-        if (engine_isinf(upper)) upper = std::max(box_size, lower + box_size);
+        double &lower = box.col_lower[j], &upper = box.col_upper[j];
+        if (engine_is_inf(lower)) lower = std::min(-box_size, upper - box_size);
+        if (engine_is_inf(upper)) upper = std::max(box_size, lower + box_size);
     }
     engine_model inside = model;
-    inside.collower = box.collower.data();
-    inside.colupper = box.colupper.data();
+    inside.col_lower = box.col_lower.data();
+    inside.col_upper = box.col_upper.data();
     engine_result r;
     mip_search(inside, params, poll, r, lazy, true).run();
     poll.seen.solution = nullptr;
-    if (r.status == VNT_STAT_INFEASIBLE) return outofbox();
+    if (r.status == VNT_STAT_INFEASIBLE) return out_of_box();
     result.status = r.status;
-    if (!r.solutions.empty()) settleboxed(r.solutions.back());
+    if (!r.solutions.empty()) settle_boxed(r.solutions.back());
     fill();
 }
 
 // Without a solution in the box, the problem is infeasible, or no verdict is possible.
-void mip_search::outofbox()
+void mip_search::out_of_box()
 {
-    engine_result r = findfeasible();
+    engine_result r = find_feasible();
     result.status = r.status == VNT_STAT_INFEASIBLE ? r.status
                     : poll.ended() != 0             ? poll.ended()
                                                     : VNT_STAT_NUMERICAL;
@@ -182,25 +182,25 @@ void mip_search::outofbox()
 }
 
 // The choices of the box's best point are held, and the rest is let out of the box.
-void mip_search::settleboxed(const std::vector<double> &x)
+void mip_search::settle_boxed(const std::vector<double> &x)
 {
     engine_arrays held(model);
     bool touches = false;
     for (int j = 0; j < model.numcols; j++) {
-        bool choice = engine_isint(model, j) && held.collower[j] >= 0 && held.colupper[j] <= 1;
-        if (choice) held.collower[j] = held.colupper[j] = std::round(x[j]);
-        bool open = engine_isinf(model.collower[j]) || engine_isinf(model.colupper[j]);
+        bool choice = engine_is_int(model, j) && held.col_lower[j] >= 0 && held.col_upper[j] <= 1;
+        if (choice) held.col_lower[j] = held.col_upper[j] = std::round(x[j]);
+        bool open = engine_is_inf(model.col_lower[j]) || engine_is_inf(model.col_upper[j]);
         touches = touches || (open && std::fabs(x[j]) >= box_size / 2);
     }
-    for (int k = 0; k < model.numpairs; k++)
-        if (x[model.pairs[2 * k]] > 0.5) held.colupper[model.pairs[2 * k + 1]] = 0;
+    for (int k = 0; k < model.num_pairs; k++)
+        if (x[model.pairs[2 * k]] > 0.5) held.col_upper[model.pairs[2 * k + 1]] = 0;
     engine_model rest = model;
-    rest.collower = held.collower.data();
-    rest.colupper = held.colupper.data();
+    rest.col_lower = held.col_lower.data();
+    rest.col_upper = held.col_upper.data();
     rest.ctype = nullptr;
-    rest.numpairs = 0;
+    rest.num_pairs = 0;
     engine_result r;
-    engine_runlp(rest, params, ENGINE_DUAL, true, poll, &r);
+    engine_run_lp(rest, params, ENGINE_DUAL, true, poll, &r);
     incumbent.offer(x);
     if (r.status == VNT_STAT_UNBOUNDED) {
         result.status = VNT_STAT_UNBOUNDED;
@@ -212,13 +212,13 @@ void mip_search::settleboxed(const std::vector<double> &x)
 
 void mip_search::start()
 {
-    if (nodesbefore > 0 && incumbent.there()) return; // tried in an earlier round
-    for (int k = 0; k < model.numstarts && poll.ended() == 0; k++)
-        if (!trystart(model.starts[k])) poll.log(1, 1, "Start %d is not feasible.\n", k + 1);
+    if (nodes_before > 0 && incumbent.there()) return; // tried in an earlier round
+    for (int k = 0; k < model.num_starts && poll.ended() == 0; k++)
+        if (!try_start(model.starts[k])) poll.log(1, 1, "Start %d is not feasible.\n", k + 1);
 }
 
 // One of the caller's starts: its integer columns are held, the others found.
-bool mip_search::trystart(const double *given)
+bool mip_search::try_start(const double *given)
 {
     std::vector<double> x =
         engine_fixandsolve(model, params, poll, std::vector<double>(given, given + model.numcols));
@@ -226,24 +226,24 @@ bool mip_search::trystart(const double *given)
     if (engine_fraction(model, x.data()) <= params.integrality)
         incumbent.offer(std::move(x));
     else
-        completestart(given);
+        complete_start(given);
     return true;
 }
 
 // A start that leaves integer columns open is completed by a short search.
-void mip_search::completestart(const double *given)
+void mip_search::complete_start(const double *given)
 {
     engine_arrays held(model);
     for (int j = 0; j < model.numcols; j++)
-        if (engine_isint(model, j) && !std::isnan(given[j]))
-            held.collower[j] = held.colupper[j] = std::round(given[j]);
+        if (engine_is_int(model, j) && !std::isnan(given[j]))
+            held.col_lower[j] = held.col_upper[j] = std::round(given[j]);
     engine_model rest = model;
-    rest.collower = held.collower.data();
-    rest.colupper = held.colupper.data();
-    rest.numstarts = 0;
+    rest.col_lower = held.col_lower.data();
+    rest.col_upper = held.col_upper.data();
+    rest.num_starts = 0;
     engine_params brief = params;
-    brief.nodelimit = 200;
-    brief.solutionlimit = INT64_MAX;
+    brief.node_limit = 200;
+    brief.solution_limit = INT64_MAX;
     engine_result r;
     mip_search(rest, brief, poll, r, lazy, true).run();
     poll.seen.solution = nullptr;
@@ -260,11 +260,11 @@ void mip_search::search()
     }
     cbc = std::make_unique<CbcModel>(*reduced);
     setup();
-    poll.atend = [this] { cbc->setMaximumSeconds(-1); }; // the search looks there most often
+    poll.at_end = [this] { cbc->setMaximumSeconds(-1); }; // the search looks there most often
     poll.seen.search = true;
     if (poll.ended() == 0) cbc->initialSolve();
     if (poll.ended() == 0) cbc->branchAndBound();
-    poll.atend = nullptr;
+    poll.at_end = nullptr;
     exhausted = poll.ended() == 0 && cbc->status() == 0;
     result.cuts = 0;
     for (int i = 0; i < cbc->numberCutGenerators(); i++)
@@ -286,8 +286,8 @@ void mip_search::leaf()
 int mip_search::verdict()
 {
     double best = incumbent.value(), cutoff = poll.cutoff();
-    bool ongap = cbc != nullptr && cbc->secondaryStatus() == 2;
-    raise(ongap ? cbc->getBestPossibleObjValue() : infinity);
+    bool on_gap = cbc != nullptr && cbc->secondaryStatus() == 2;
+    raise(on_gap ? cbc->getBestPossibleObjValue() : infinity);
     if (std::isfinite(cutoff) && best > cutoff + 1e-9 * std::max(1.0, std::fabs(cutoff)))
         return VNT_STAT_CUTOFF;
     if (!incumbent.there()) return VNT_STAT_INFEASIBLE;
@@ -303,7 +303,7 @@ void mip_search::conclude()
         result.status = poll.ended();
     else
         result.status = cbc->isNodeLimitReached() ? VNT_STAT_NODE_LIMIT : VNT_STAT_NUMERICAL;
-    if (cbc != nullptr && !inner) poll.seen.nodes = nodesbefore + cbc->getNodeCount();
+    if (cbc != nullptr && !inner) poll.seen.nodes = nodes_before + cbc->getNodeCount();
     fill();
 }
 
@@ -312,30 +312,30 @@ void mip_search::fill()
     result.cutoff = model.sense * std::min(poll.cutoff(), VNT_INFINITY);
     result.bound = model.sense * std::clamp(bound, -VNT_INFINITY, VNT_INFINITY);
     result.iterations = poll.seen.iterations;
-    result.phase1iterations = poll.phase1iterations;
+    result.phase1_iterations = poll.phase1_iterations;
     result.nodes = poll.seen.nodes;
-    result.nodesleft = exhausted ? 0 : poll.seen.nodesleft;
+    result.nodes_left = exhausted ? 0 : poll.seen.nodes_left;
     result.ticks = poll.seen.ticks;
     if (!incumbent.there()) return;
     result.x = result.solutions.back();
-    result.primalfeasible = true;
-    engine_fillrows(model, &result);
+    result.primal_feasible = true;
+    engine_fill_rows(model, &result);
     if (result.status == VNT_STAT_OPTIMAL) result.bound = result.objective;
 }
 
-int engine_solvemip(const engine_model &model, const engine_params &params,
-                    const engine_hooks &hooks, engine_result *result)
+int engine_solve_mip(const engine_model &model, const engine_params &params,
+                     const engine_hooks &hooks, engine_result *result)
 {
     *result = engine_result();
     engine_poll poll(params, hooks, model.sense);
-    engine_lazyrows lazy(model, params.feasibility);
+    engine_lazy_rows lazy(model, params.feasibility);
     return engine_attempts(model, poll, result, [&](bool again) {
         engine_params safer = params;
         safer.cuts = 0; // most aborts come from the counting of cuts
         do {
             lazy.join();
             mip_search(lazy.model(), again ? safer : params, poll, *result, &lazy).run();
-        } while (poll.nextround());
+        } while (poll.next_round());
     });
 }
 

@@ -18,14 +18,14 @@ void mip_search::solution(const double *x)
 }
 
 // Between two nodes: the tree is whole, and its bounds hold for everything that is left.
-void mip_search::treestatus()
+void mip_search::tree_status()
 {
-    if (std::isfinite(applied) && !incumbent.there()) byobjective();
-    countnodes();
+    if (std::isfinite(applied) && !incumbent.there()) by_objective();
+    count_nodes();
     if (inner) return;
     // Nodes that were finished off in one go are counted apart until the search ends.
-    poll.seen.nodes = nodesbefore + cbc->getNodeCount() + cbc->getExtraNodeCount();
-    poll.seen.nodesleft = cbc->tree()->size();
+    poll.seen.nodes = nodes_before + cbc->getNodeCount() + cbc->getExtraNodeCount();
+    poll.seen.nodes_left = cbc->tree()->size();
     raise(cbc->getBestPossibleObjValue());
     // The event goes over the whole tree; in a large one it comes less often.
     cbc->setPrintFrequency(1 + cbc->tree()->size() / 1000);
@@ -33,12 +33,12 @@ void mip_search::treestatus()
 
 // The search does not hold nodes that were finished off in one go against its limit.  Near the
 // limit there are none of these: one go may look at some 15,000.
-void mip_search::countnodes()
+void mip_search::count_nodes()
 {
-    constexpr int64_t mostatonce = 16000;
-    int64_t extra = cbc->getExtraNodeCount(), left = params.nodelimit - nodesbefore - extra;
+    constexpr int64_t most_at_once = 16000;
+    int64_t extra = cbc->getExtraNodeCount(), left = params.node_limit - nodes_before - extra;
     cbc->setMaximumNodes(static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
-    if (left - cbc->getNodeCount() <= mostatonce) cbc->setFastNodeDepth(-1);
+    if (left - cbc->getNodeCount() <= most_at_once) cbc->setFastNodeDepth(-1);
 }
 
 // The proved bound is reported, but never as better than the incumbent or a cutoff: beyond these
@@ -54,13 +54,13 @@ void mip_search::raise(double proved)
 double mip_search::strictly(double cutoff) const
 {
     double noise = 1e-7 * std::max(1.0, std::fabs(cutoff));
-    double step = engine_objectivestep(model), origin = model.sense * model.offset;
+    double step = engine_objective_step(model), origin = model.sense * model.offset;
     if (step <= 10 * noise) return cutoff - noise;
     double next = std::ceil((cutoff - noise - origin) / step) - 1;
     return origin + next * step + 0.1 * step;
 }
 
-void mip_search::applycutoff()
+void mip_search::apply_cutoff()
 {
     double cutoff = std::min(poll.cutoff(), incumbent.value());
     if (cutoff >= applied) return;
@@ -71,7 +71,7 @@ void mip_search::applycutoff()
 
 // Without a solution the search goes deep to find one.  Where a cutoff is known, the aim is rather
 // to show that nothing beats it: it takes the nodes by their objective then, as it does later on.
-void mip_search::byobjective()
+void mip_search::by_objective()
 {
     auto *order = dynamic_cast<CbcCompareDefault *>(cbc->nodeComparison());
     if (order->getWeight() == 0) return;

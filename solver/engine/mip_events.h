@@ -25,7 +25,7 @@ class mip_events : public CbcEventHandler {
         if (model_ == top && poll->ended() == 0) {
             if (which == solution || which == heuristicSolution)
                 search->solution(top->bestSolution());
-            if (which == treeStatus) search->treestatus();
+            if (which == treeStatus) search->tree_status();
         }
         return poll->tick() ? stop : noAction;
     }
@@ -53,7 +53,7 @@ class cutoff_carrier : public CbcHeuristic {
     bool shouldHeurRun(int) override { return model_ == top; }
     int solution(double &, double *) override
     {
-        if (model_ == top) search->applycutoff();
+        if (model_ == top) search->apply_cutoff();
         return 0; // no solution found
     }
 

@@ -16,7 +16,7 @@ void mip_search::reduce()
 {
     unreduce();
     // Preprocessing knows no pairs.
-    if (!engine_haspresolve(model, params) || model.numpairs > 0 || poll.ended() != 0) return;
+    if (!engine_has_presolve(model, params) || model.num_pairs > 0 || poll.ended() != 0) return;
     process = std::make_unique<CglPreProcess>();
     process->passInMessageHandler(&silence);
     CglProbing probing; // its work is bounded: without limits one call takes seconds
@@ -28,24 +28,24 @@ void mip_search::reduce()
     probing.setMaxElementsRoot(300);
     probing.setMaxLookRoot(20);
     probing.setRowCuts(2); // with both kinds it cuts off solutions now and then
-    if (engine_intsbounded(model)) process->addCutGenerator(&probing);
-    constexpr int passes = 10, keepduplicates = 4096; // merging integer columns loses solutions
-    reduced = process->preProcessNonDefault(*original, 0, passes, keepduplicates);
+    if (engine_ints_bounded(model)) process->addCutGenerator(&probing);
+    constexpr int passes = 10, keep_duplicates = 4096; // merging integer columns loses solutions
+    reduced = process->preProcessNonDefault(*original, 0, passes, keep_duplicates);
     if (reduced == nullptr) {
         unreduce();
         return;
     }
-    keepcontinuous();
+    keep_continuous();
     poll.log(2, 3, "reduced to %d rows, %d columns (%d integer)\n", reduced->getNumRows(),
              reduced->getNumCols(), reduced->getNumIntegers());
 }
 
 // Preprocessing declares continuous columns integer, at times where that loses solutions.
-void mip_search::keepcontinuous()
+void mip_search::keep_continuous()
 {
     const int *from = process->originalColumns();
     for (int j = 0; j < reduced->getNumCols(); j++)
-        if (from[j] < model.numcols && !engine_isint(model, from[j])) reduced->setContinuous(j);
+        if (from[j] < model.numcols && !engine_is_int(model, from[j])) reduced->setContinuous(j);
 }
 
 void mip_search::unreduce()
@@ -53,16 +53,16 @@ void mip_search::unreduce()
     cbc.reset();
     process.reset();
     reduced = original.get();
-    setbounds();
+    set_bounds();
     applied = claimed = infinity;
     exhausted = false;
 }
 
 // Preprocessing and its undoing leave the original with bounds of their own.
-void mip_search::setbounds()
+void mip_search::set_bounds()
 {
-    original->setColLower(bounds.collower.data());
-    original->setColUpper(bounds.colupper.data());
+    original->setColLower(bounds.col_lower.data());
+    original->setColUpper(bounds.col_upper.data());
 }
 
 // Whether the search had a better solution than all that came through lift(), or no limit where
@@ -88,7 +88,7 @@ std::vector<double> mip_search::lift(const double *x)
     process->postProcess(*point, 0);
     std::vector<double> found(original->getColSolution(),
                               original->getColSolution() + model.numcols);
-    setbounds();
+    set_bounds();
     return found;
 }
 

@@ -32,65 +32,65 @@ class mip_search {
     // report of nodes and bound to the outer one.
     // `lazy` may be null; a search within has that of the outer one.
     mip_search(const engine_model &model, const engine_params &params, engine_poll &poll,
-               engine_result &result, engine_lazyrows *lazy, bool inner = false)
+               engine_result &result, engine_lazy_rows *lazy, bool inner = false)
         : model(model), params(params), poll(poll), result(result), lazy(lazy), inner(inner),
           bounds(model), incumbent(model, params, poll, result, lazy)
     {
         // An earlier round has done some work and proved a bound.
         if (inner) return;
-        nodesbefore = poll.seen.nodes;
+        nodes_before = poll.seen.nodes;
         if (std::fabs(poll.seen.bound) < VNT_INFINITY) bound = model.sense * poll.seen.bound;
     }
     void run();
 
     // What the events of the search tree bring.
     void solution(const double *x);
-    void treestatus();
-    void applycutoff();
+    void tree_status();
+    void apply_cutoff();
 
   private:
     bool relax();
     bool separated(const engine_result &relaxed);
     void unbounded(const engine_result &relaxed);
-    engine_result findfeasible();
+    engine_result find_feasible();
     void boxed();
-    void outofbox();
-    void settleboxed(const std::vector<double> &x);
+    void out_of_box();
+    void settle_boxed(const std::vector<double> &x);
     void start();
-    bool trystart(const double *given);
-    void completestart(const double *given);
+    bool try_start(const double *given);
+    void complete_start(const double *given);
     void reduce();
-    void keepcontinuous();
+    void keep_continuous();
     void unreduce();
-    void setbounds();
+    void set_bounds();
     bool lost() const;
     void search();
     void leaf();
     void setup();
-    void usualoptions();
+    void default_options();
     bool narrow() const;
-    void countnodes();
-    void addcuts();
-    void addheuristics();
-    void addpairs();
-    void setorder();
+    void count_nodes();
+    void add_cuts();
+    void add_heuristics();
+    void add_pairs();
+    void set_order();
     void limits();
-    void choosestrength();
+    void choose_strength();
     int verdict();
     void conclude();
     void fill();
     void raise(double proved);
     double strictly(double cutoff) const;
-    void byobjective();
+    void by_objective();
     std::vector<double> lift(const double *x);
 
     const engine_model &model;
     const engine_params &params;
     engine_poll &poll;
     engine_result &result;
-    engine_lazyrows *const lazy;
+    engine_lazy_rows *const lazy;
     const bool inner;
-    int64_t nodesbefore = 0;
+    int64_t nodes_before = 0;
     const engine_arrays bounds;
     engine_incumbent incumbent;
     engine_silence silence;

@@ -25,33 +25,34 @@ void mip_search::setup()
 {
     cbc->passInMessageHandler(&silence);
     cbc->setLogLevel(0);
-    usualoptions();
+    default_options();
     mip_events events(*this, poll, cbc.get());
     cbc->passInEventHandler(&events);
     CbcCompareDefault order;
     cbc->setNodeComparison(order);
     limits();
-    if (params.cuts) addcuts();
-    if (params.heuristics && model.numpairs == 0) addheuristics(); // they know none, either
-    addpairs();
-    setorder();
+    if (params.cuts) add_cuts();
+    if (params.heuristics && model.num_pairs == 0) add_heuristics(); // they know none, either
+    add_pairs();
+    set_order();
     cutoff_carrier carrier(*this, *cbc);
     cbc->addHeuristic(&carrier);
 }
 
 // What the library's own driver sets for all but special models; together they halve the time.
-void mip_search::usualoptions()
+void mip_search::default_options()
 {
     auto *solver = dynamic_cast<OsiClpSolverInterface *>(cbc->solver());
     // Not 1, "keep work regions": with it the library aborts the process now and then.
-    constexpr int ownmodel = 1024;
-    solver->setSpecialOptions(ownmodel);
+    constexpr int own_model = 1024;
+    solver->setSpecialOptions(own_model);
     ClpSimplex *clp = solver->getModelPtr();
     clp->setSpecialOptions(clp->specialOptions() | COIN_CBC_USING_CLP);
-    constexpr int checkfrombasis = 2, carefulcuts = 4096; // without it an assertion fails at times
-    cbc->setSpecialOptions(cbc->specialOptions() | checkfrombasis | carefulcuts);
+    constexpr int check_from_basis = 2,
+                  careful_cuts = 4096; // without it an assertion fails at times
+    cbc->setSpecialOptions(cbc->specialOptions() | check_from_basis | careful_cuts);
     // Deep nodes of small problems are finished off in one go, which knows no pairs.
-    if (model.numpairs == 0 && narrow()) cbc->setFastNodeDepth(-12);
+    if (model.num_pairs == 0 && narrow()) cbc->setFastNodeDepth(-12);
 }
 
 // Whether integer columns have few values.  What finishes off a node keeps all of a path at hand,
@@ -66,22 +67,22 @@ bool mip_search::narrow() const
 
 void mip_search::limits()
 {
-    countnodes();
+    count_nodes();
     cbc->setIntegerTolerance(std::max(params.integrality, 1e-9));
-    cbc->setAllowableGap(params.absgap);
-    cbc->setAllowableFractionGap(params.relgap);
+    cbc->setAllowableGap(params.absolute_gap);
+    cbc->setAllowableFractionGap(params.relative_gap);
     cbc->setPrintFrequency(1); // the event of a clean tree, at every node
     if (params.seed > 0) cbc->setRandomSeed(params.seed);
-    applycutoff();
-    choosestrength();
+    apply_cutoff();
+    choose_strength();
 }
 
-void mip_search::choosestrength()
+void mip_search::choose_strength()
 {
     // What compares pseudo costs ends the process when it meets a pair.
-    cbc->setNumberStrong(model.numpairs > 0 ? 0 : 5);
+    cbc->setNumberStrong(model.num_pairs > 0 ? 0 : 5);
     cbc->setNumberBeforeTrust(0);
-    if (model.numpairs > 0) return;
+    if (model.num_pairs > 0) return;
     int columns = reduced->getNumCols();
     cbc->setNumberBeforeTrust(columns <= 50    ? 1000
                               : columns <= 100 ? 100
@@ -92,7 +93,7 @@ void mip_search::choosestrength()
 // Each generator's work is bounded: they run for as long as it takes otherwise, without a poll.
 // Those of knapsack and flow covers are left out: now and then what they lift is no cut, and a
 // solution is lost.
-void mip_search::addcuts()
+void mip_search::add_cuts()
 {
     constexpr int if_it_helps = -98; // at the root; in the tree while it moves the bound
     CglProbing probing;
@@ -134,7 +135,7 @@ void mip_search::addcuts()
         {&twomir, "two-step rounding", 4},
     };
     for (const auto &row : rows) {
-        if (row.generator == &probing && !engine_intsbounded(model)) continue;
+        if (row.generator == &probing && !engine_ints_bounded(model)) continue;
         cbc->addCutGenerator(row.generator, if_it_helps, row.name);
         CbcCutGenerator *added = cbc->cutGenerator(cbc->numberCutGenerators() - 1);
         added->setInaccuracy(row.inaccuracy);
@@ -147,12 +148,12 @@ void mip_search::addcuts()
     cbc->setMinimumDrop(std::min(5e-2, value * 1e-5 + 1e-5));
 }
 
-void mip_search::addpairs()
+void mip_search::add_pairs()
 {
     constexpr double weights[] = {1, 2};
     std::vector<std::unique_ptr<CbcObject>> owned;
     std::vector<CbcObject *> objects;
-    for (int k = 0; k < model.numpairs; k++) {
+    for (int k = 0; k < model.num_pairs; k++) {
         owned.push_back(std::make_unique<CbcSOS>(cbc.get(), 2, model.pairs + 2 * k, weights, k, 1));
         objects.push_back(owned.back().get());
     }
@@ -160,7 +161,7 @@ void mip_search::addpairs()
 }
 
 // Columns that preprocessing made have no place in the caller's order.
-void mip_search::setorder()
+void mip_search::set_order()
 {
     if (model.rank == nullptr) return;
     cbc->findIntegers(false);
@@ -175,7 +176,7 @@ void mip_search::setorder()
     }
 }
 
-void mip_search::addheuristics()
+void mip_search::add_heuristics()
 {
     CbcHeuristicFPump pump(*cbc);
     pump.setMaximumPasses(20);

@@ -14,7 +14,7 @@ static constexpr double no_time_limit = 1e9; // seconds; some thirty years
 
 engine_poll::engine_poll(const engine_params &params, const engine_hooks &hooks, int sense)
     : params(params), hooks(hooks), sense(sense), begin(clock::now()),
-      nextline(begin + std::chrono::seconds(1))
+      next_line(begin + std::chrono::seconds(1))
 {
     if (std::fabs(params.cutoff) < VNT_INFINITY) given = sense * params.cutoff;
     seen.bound = seen.incumbent = sense * -VNT_INFINITY;
@@ -25,7 +25,7 @@ bool engine_poll::tick()
     seen.ticks++;
     clock::time_point now = clock::now();
     ask(now);
-    writeline(now);
+    write_line(now);
     return must_end(now);
 }
 
@@ -34,13 +34,13 @@ bool engine_poll::iteration(double objective, double infeasibility, bool phase1)
     seen.iterations++;
     seen.objective = sense * objective;
     seen.infeasibility = infeasibility;
-    if (phase1) phase1iterations++;
+    if (phase1) phase1_iterations++;
     return tick();
 }
 
-bool engine_poll::barrieriteration(double objective, double complementarity)
+bool engine_poll::barrier_iteration(double objective, double complementarity)
 {
-    barrieriterations++;
+    barrier_iterations++;
     seen.objective = sense * objective;
     seen.infeasibility = complementarity;
     return tick();
@@ -51,10 +51,10 @@ void engine_poll::end(int status)
     if (reason != 0) return;
     reason = status;
     end_at = clock::now();
-    if (atend) atend();
+    if (at_end) at_end();
 }
 
-bool engine_poll::nextround()
+bool engine_poll::next_round()
 {
     if (reason != round_ended) return false;
     reason = 0;
@@ -64,8 +64,8 @@ bool engine_poll::nextround()
 void engine_poll::recover()
 {
     sheltered = 0;
-    ignorecutoff = feasibility = false;
-    atend = nullptr;
+    ignore_cutoff = feasibility = false;
+    at_end = nullptr;
 }
 
 // After the end nothing more is asked: the caller has had its say, and the search unwinds.
@@ -84,9 +84,10 @@ void engine_poll::ask(clock::time_point now)
 
 bool engine_poll::must_end(clock::time_point now)
 {
-    if (std::max(seen.iterations, barrieriterations) >= params.iterationlimit)
+    if (std::max(seen.iterations, barrier_iterations) >= params.iteration_limit)
         end(VNT_STAT_ITERATION_LIMIT);
-    if (params.timelimit < no_time_limit && seconds() >= params.timelimit) end(VNT_STAT_TIME_LIMIT);
+    if (params.time_limit < no_time_limit && seconds() >= params.time_limit)
+        end(VNT_STAT_TIME_LIMIT);
     if (reason == 0) return false;
     return sheltered == 0 || now - end_at > shelter_time;
 }
@@ -96,10 +97,10 @@ double engine_poll::seconds() const
     return std::chrono::duration<double>(clock::now() - begin - held).count();
 }
 
-void engine_poll::writeline(clock::time_point now)
+void engine_poll::write_line(clock::time_point now)
 {
-    if (now < nextline || reason != 0) return;
-    nextline = now + std::chrono::seconds(1);
+    if (now < next_line || reason != 0) return;
+    next_line = now + std::chrono::seconds(1);
     if (!seen.search) {
         log(2, 3, "%10lld iterations  objective %-16.10g infeasibility %-10.4g %8.1f s\n",
             static_cast<long long>(seen.iterations), seen.objective, seen.infeasibility, seconds());
@@ -112,13 +113,13 @@ void engine_poll::writeline(clock::time_point now)
         snprintf(gap, sizeof gap, "%.2f%%", 100 * std::fabs(seen.incumbent - seen.bound) / scale);
     }
     log(2, 3, "%10lld nodes %8lld left  incumbent %-16s bound %-16.10g gap %-8s %8.1f s\n",
-        static_cast<long long>(seen.nodes), static_cast<long long>(seen.nodesleft), incumbent,
+        static_cast<long long>(seen.nodes), static_cast<long long>(seen.nodes_left), incumbent,
         seen.bound, gap, seconds());
 }
 
 void engine_poll::log(int level, int channel, const char *format, ...)
 {
-    if (hooks.log == nullptr || params.loglevel < level) return;
+    if (hooks.log == nullptr || params.log_level < level) return;
     char text[256];
     va_list args;
     va_start(args, format);

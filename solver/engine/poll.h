@@ -31,7 +31,7 @@ class engine_poll {
     // Like tick() after an iteration of a linear problem, which `objective` and `infeasibility`
     // describe (in the engine's minimising sense).
     bool iteration(double objective, double infeasibility, bool phase1);
-    bool barrieriteration(double objective, double complementarity);
+    bool barrier_iteration(double objective, double complementarity);
 
     // Ends the solve at a limit; the first reason stays.
     void end(int status);
@@ -40,9 +40,9 @@ class engine_poll {
     void recover();
 
     // Ends the search to restart it with other rows, unless it ends for another reason.
-    void endround() { end(round_ended); }
+    void end_round() { end(round_ended); }
     // Whether that was the reason; then the solve goes on.
-    bool nextround();
+    bool next_round();
 
     // The status that ended the solve, 0 while it goes on.
     int ended() const { return reason; }
@@ -63,14 +63,17 @@ class engine_poll {
         engine_poll &poll;
     };
 
-    std::function<void()> atend; // called once, when the solve is ended
+    std::function<void()> at_end; // called once, when the solve is ended
 
     engine_progress seen = {}; // the next report to the caller; the engine keeps it current
     // The best cutoff given so far, minimising; infinite without one and where none applies.
-    double cutoff() const { return ignorecutoff ? std::numeric_limits<double>::infinity() : given; }
-    bool ignorecutoff = false; // the current objective is not the caller's
-    bool feasibility = false;  // nor are the values of the points found: they are not reported
-    int64_t phase1iterations = 0, barrieriterations = 0;
+    double cutoff() const
+    {
+        return ignore_cutoff ? std::numeric_limits<double>::infinity() : given;
+    }
+    bool ignore_cutoff = false; // the current objective is not the caller's
+    bool feasibility = false;   // nor are the values of the points found: they are not reported
+    int64_t phase1_iterations = 0, barrier_iterations = 0;
 
   private:
     using clock = std::chrono::steady_clock;
@@ -79,7 +82,7 @@ class engine_poll {
 
     bool must_end(clock::time_point now);
     void ask(clock::time_point now);
-    void writeline(clock::time_point now); // about once a second
+    void write_line(clock::time_point now); // about once a second
 
     const engine_params &params;
     const engine_hooks &hooks;
@@ -87,7 +90,7 @@ class engine_poll {
     const clock::time_point begin;
     clock::duration held{}; // inside the caller's poll function
     clock::time_point end_at;
-    clock::time_point nextline;
+    clock::time_point next_line;
     double given = std::numeric_limits<double>::infinity();
     int reason = 0;
     int sheltered = 0;

@@ -23,9 +23,9 @@ namespace {
 struct ipopt_library {
     decltype(&CreateIpoptProblem) create = nullptr;
     decltype(&FreeIpoptProblem) free = nullptr;
-    decltype(&AddIpoptStrOption) setstring = nullptr;
-    decltype(&AddIpoptNumOption) setnumber = nullptr;
-    decltype(&AddIpoptIntOption) setint = nullptr;
+    decltype(&AddIpoptStrOption) set_string = nullptr;
+    decltype(&AddIpoptNumOption) set_number = nullptr;
+    decltype(&AddIpoptIntOption) set_int = nullptr;
     decltype(&SetIntermediateCallback) watch = nullptr;
     decltype(&IpoptSolve) solve = nullptr;
     bool there = false;
@@ -45,9 +45,9 @@ ipopt_library::ipopt_library()
     void *library = dlopen("libipopt.so.1", RTLD_NOW | RTLD_LOCAL);
     there = library != nullptr && find(library, "CreateIpoptProblem", &create) &&
             find(library, "FreeIpoptProblem", &free) &&
-            find(library, "AddIpoptStrOption", &setstring) &&
-            find(library, "AddIpoptNumOption", &setnumber) &&
-            find(library, "AddIpoptIntOption", &setint) &&
+            find(library, "AddIpoptStrOption", &set_string) &&
+            find(library, "AddIpoptNumOption", &set_number) &&
+            find(library, "AddIpoptIntOption", &set_int) &&
             find(library, "SetIntermediateCallback", &watch) && find(library, "IpoptSolve", &solve);
 }
 
@@ -100,7 +100,7 @@ class qp_solve {
     int interior(engine_poll &poll);
     int convex(bool *go);
     ApplicationReturnStatus call(std::vector<double> *lambda);
-    void setoptions(IpoptProblem problem) const;
+    void set_options(IpoptProblem problem) const;
     void fill(ApplicationReturnStatus ended, const std::vector<double> &lambda,
               const engine_poll &poll);
 
@@ -125,22 +125,22 @@ class qp_solve {
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
     // Rows without sides are left out: `kept` holds the others, and `place` where each row is.
     std::vector<int> kept, place;
-    std::vector<Index> jacrow, jaccol, hessrow, hesscol;
-    std::vector<Number> jacvalue, hessvalue;
+    std::vector<Index> jacobian_row, jacobian_col, hessian_row, hessian_col;
+    std::vector<Number> jacobian_value, hessian_value;
     std::vector<double> x;
 };
 
 double qp_solve::remaining() const
 {
     std::chrono::duration<double> gone = std::chrono::steady_clock::now() - begin;
-    return std::max(0.0, params.timelimit - gone.count());
+    return std::max(0.0, params.time_limit - gone.count());
 }
 
 int qp_solve::linear(const engine_model &problem, engine_result *out)
 {
     engine_params part = params;
-    part.timelimit = remaining();
-    int rc = engine_solvelp(problem, part, ENGINE_DUAL, true, hooks, out);
+    part.time_limit = remaining();
+    int rc = engine_solve_lp(problem, part, ENGINE_DUAL, true, hooks, out);
     ticks += out->ticks;
     return rc;
 }
@@ -170,7 +170,7 @@ int qp_solve::feasible(bool *go)
 
 double recession(double bound)
 {
-    return engine_isinf(bound) ? bound : 0;
+    return engine_is_inf(bound) ? bound : 0;
 }
 
 // The objective falls for ever where a direction that stays feasible for ever, and in which it does
@@ -179,12 +179,12 @@ int qp_solve::bounded(bool *go)
 {
     int n = model.numcols, m = model.numrows;
     *go = true;
-    if (std::none_of(model.collower, model.collower + n, engine_isinf) &&
-        std::none_of(model.colupper, model.colupper + n, engine_isinf))
+    if (std::none_of(model.col_lower, model.col_lower + n, engine_is_inf) &&
+        std::none_of(model.col_upper, model.col_upper + n, engine_is_inf))
         return 0;
     std::vector<int64_t> start = {0};
     std::vector<int> index;
-    std::vector<double> value, low, high, rowlow(m + n, 0.0), rowhigh(m + n, 0.0);
+    std::vector<double> value, low, high, row_low(m + n, 0.0), row_high(m + n, 0.0);
     for (int j = 0; j < n; j++) {
         index.insert(index.end(), model.index + model.begin[j], model.index + model.begin[j + 1]);
         value.insert(value.end(), model.value + model.begin[j], model.value + model.begin[j + 1]);
@@ -192,21 +192,21 @@ int qp_solve::bounded(bool *go)
             index.push_back(m + q.index[k]);
         value.insert(value.end(), q.value + q.begin[j], q.value + q.begin[j + 1]);
         start.push_back(static_cast<int64_t>(index.size()));
-        low.push_back(std::max(recession(model.collower[j]), -1.0));
-        high.push_back(std::min(recession(model.colupper[j]), 1.0));
+        low.push_back(std::max(recession(model.col_lower[j]), -1.0));
+        high.push_back(std::min(recession(model.col_upper[j]), 1.0));
     }
-    std::transform(model.rowlower, model.rowlower + m, rowlow.begin(), recession);
-    std::transform(model.rowupper, model.rowupper + m, rowhigh.begin(), recession);
+    std::transform(model.row_lower, model.row_lower + m, row_low.begin(), recession);
+    std::transform(model.row_upper, model.row_upper + m, row_high.begin(), recession);
     engine_model cone;
     cone.numrows = m + n;
     cone.numcols = n;
     cone.begin = start.data();
     cone.index = index.data();
     cone.value = value.data();
-    cone.collower = low.data();
-    cone.colupper = high.data();
-    cone.rowlower = rowlow.data();
-    cone.rowupper = rowhigh.data();
+    cone.col_lower = low.data();
+    cone.col_upper = high.data();
+    cone.row_lower = row_low.data();
+    cone.row_upper = row_high.data();
     cone.objective = model.objective;
     cone.sense = model.sense;
     engine_result found;
@@ -218,7 +218,7 @@ int qp_solve::bounded(bool *go)
     *go = model.sense * found.objective > -1e-7 * costs;
     if (*go) return 0;
     result.status = VNT_STAT_UNBOUNDED;
-    result.primalfeasible = true;
+    result.primal_feasible = true;
     result.x = x;
     result.ray = std::move(found.x);
     return 0;
@@ -229,25 +229,26 @@ void qp_solve::arrange()
 {
     place.assign(model.numrows, -1);
     for (int i = 0; i < model.numrows; i++) {
-        if (engine_isinf(model.rowlower[i]) && engine_isinf(model.rowupper[i])) continue;
+        if (engine_is_inf(model.row_lower[i]) && engine_is_inf(model.row_upper[i])) continue;
         place[i] = static_cast<int>(kept.size());
         kept.push_back(i);
     }
     for (int j = 0; j < model.numcols; j++) {
         for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++) {
             if (place[model.index[k]] < 0) continue;
-            jacrow.push_back(place[model.index[k]]);
-            jaccol.push_back(j);
-            jacvalue.push_back(model.value[k]);
+            jacobian_row.push_back(place[model.index[k]]);
+            jacobian_col.push_back(j);
+            jacobian_value.push_back(model.value[k]);
         }
         for (int64_t k = q.begin[j]; k < q.begin[j + 1]; k++) {
             if (q.index[k] < j) continue;
-            hessrow.push_back(q.index[k]);
-            hesscol.push_back(j);
-            hessvalue.push_back(q.value[k]);
+            hessian_row.push_back(q.index[k]);
+            hessian_col.push_back(j);
+            hessian_value.push_back(q.value[k]);
         }
     }
-    if (jacrow.size() > INT_MAX || hessrow.size() > INT_MAX) throw std::length_error("nonzeros");
+    if (jacobian_row.size() > INT_MAX || hessian_row.size() > INT_MAX)
+        throw std::length_error("nonzeros");
 }
 
 Bool qp_solve::value(Index, Number *x, Bool, Number *out, UserDataPtr self)
@@ -274,8 +275,8 @@ Bool qp_solve::activity(Index, Number *x, Bool, Index count, Number *out, UserDa
 {
     qp_solve &s = *static_cast<qp_solve *>(self);
     std::fill_n(out, count, 0.0);
-    for (size_t k = 0; k < s.jacrow.size(); k++)
-        out[s.jacrow[k]] += s.jacvalue[k] * x[s.jaccol[k]];
+    for (size_t k = 0; k < s.jacobian_row.size(); k++)
+        out[s.jacobian_row[k]] += s.jacobian_value[k] * x[s.jacobian_col[k]];
     return TRUE;
 }
 
@@ -285,10 +286,10 @@ Bool qp_solve::jacobian(Index, Number *, Bool, Index, Index, Index *rows, Index 
 {
     qp_solve &s = *static_cast<qp_solve *>(self);
     if (values != nullptr) {
-        std::copy(s.jacvalue.begin(), s.jacvalue.end(), values);
+        std::copy(s.jacobian_value.begin(), s.jacobian_value.end(), values);
     } else {
-        std::copy(s.jacrow.begin(), s.jacrow.end(), rows);
-        std::copy(s.jaccol.begin(), s.jaccol.end(), cols);
+        std::copy(s.jacobian_row.begin(), s.jacobian_row.end(), rows);
+        std::copy(s.jacobian_col.begin(), s.jacobian_col.end(), cols);
     }
     return TRUE;
 }
@@ -298,11 +299,11 @@ Bool qp_solve::hessian(Index, Number *, Bool, Number factor, Index, Number *, Bo
 {
     qp_solve &s = *static_cast<qp_solve *>(self);
     if (values != nullptr) {
-        std::transform(s.hessvalue.begin(), s.hessvalue.end(), values,
+        std::transform(s.hessian_value.begin(), s.hessian_value.end(), values,
                        [&](double v) { return factor * s.model.sense * v; });
     } else {
-        std::copy(s.hessrow.begin(), s.hessrow.end(), rows);
-        std::copy(s.hesscol.begin(), s.hesscol.end(), cols);
+        std::copy(s.hessian_row.begin(), s.hessian_row.end(), rows);
+        std::copy(s.hessian_col.begin(), s.hessian_col.end(), cols);
     }
     return TRUE;
 }
@@ -311,23 +312,23 @@ Bool qp_solve::step(Index, Index, Number objective, Number infeasibility, Number
                     Number, Number, Number, Index, UserDataPtr self)
 {
     qp_solve &s = *static_cast<qp_solve *>(self);
-    return s.poll->barrieriteration(objective + s.model.sense * s.model.offset, infeasibility)
+    return s.poll->barrier_iteration(objective + s.model.sense * s.model.offset, infeasibility)
                ? FALSE
                : TRUE;
 }
 
 // Options are set by texts that the interface takes without promising to leave them.
-void qp_solve::setoptions(IpoptProblem problem) const
+void qp_solve::set_options(IpoptProblem problem) const
 {
     auto text = [&](std::string name, std::string value) {
-        ipopt().setstring(problem, name.data(), value.data());
+        ipopt().set_string(problem, name.data(), value.data());
     };
     auto number = [&](std::string name, double value) {
-        ipopt().setnumber(problem, name.data(), value);
+        ipopt().set_number(problem, name.data(), value);
     };
     std::string level = "print_level", most = "max_iter";
-    ipopt().setint(problem, level.data(), 0);
-    ipopt().setint(problem, most.data(), 3000);
+    ipopt().set_int(problem, level.data(), 0);
+    ipopt().set_int(problem, most.data(), 3000);
     text("sb", "yes");            // no banner
     text("option_file_name", ""); // nothing from the current folder
     text("jac_c_constant", "yes");
@@ -344,29 +345,29 @@ void qp_solve::setoptions(IpoptProblem problem) const
 ApplicationReturnStatus qp_solve::call(std::vector<double> *lambda)
 {
     int m = static_cast<int>(kept.size());
-    std::vector<double> low(model.collower, model.collower + model.numcols),
-        high(model.colupper, model.colupper + model.numcols), rowlow, rowhigh;
+    std::vector<double> low(model.col_lower, model.col_lower + model.numcols),
+        high(model.col_upper, model.col_upper + model.numcols), row_low, row_high;
     int free = 0, equations = 0;
     for (int j = 0; j < model.numcols; j++)
         free += low[j] < high[j];
     for (int i : kept) {
-        rowlow.push_back(model.rowlower[i]);
-        rowhigh.push_back(model.rowupper[i]);
-        equations += rowlow.back() == rowhigh.back();
+        row_low.push_back(model.row_lower[i]);
+        row_high.push_back(model.row_upper[i]);
+        equations += row_low.back() == row_high.back();
     }
     // Ipopt refuses more equations than columns, even where they follow from each other.
     for (int i = 0; i < m && equations > free; i++) {
-        if (rowlow[i] != rowhigh[i]) continue;
-        double width = 1e-8 * std::max(1.0, std::fabs(rowlow[i]));
-        rowlow[i] -= width;
-        rowhigh[i] += width;
+        if (row_low[i] != row_high[i]) continue;
+        double width = 1e-8 * std::max(1.0, std::fabs(row_low[i]));
+        row_low[i] -= width;
+        row_high[i] += width;
     }
-    IpoptProblem problem =
-        ipopt().create(model.numcols, low.data(), high.data(), m, rowlow.data(), rowhigh.data(),
-                       static_cast<Index>(jacrow.size()), static_cast<Index>(hessrow.size()), 0,
-                       value, activity, gradient, jacobian, hessian);
+    IpoptProblem problem = ipopt().create(model.numcols, low.data(), high.data(), m, row_low.data(),
+                                          row_high.data(), static_cast<Index>(jacobian_row.size()),
+                                          static_cast<Index>(hessian_row.size()), 0, value,
+                                          activity, gradient, jacobian, hessian);
     if (problem == nullptr) return Internal_Error;
-    setoptions(problem);
+    set_options(problem);
     ipopt().watch(problem, step);
     lambda->assign(m, 0.0);
     ApplicationReturnStatus ended =
@@ -390,9 +391,9 @@ void qp_solve::fill(ApplicationReturnStatus ended, const std::vector<double> &la
 {
     result.status = poll.ended() != 0 && ended != Solve_Succeeded ? poll.ended() : status_of(ended);
     for (int j = 0; j < model.numcols; j++)
-        x[j] = std::clamp(x[j], model.collower[j], model.colupper[j]) + 0.0;
+        x[j] = std::clamp(x[j], model.col_lower[j], model.col_upper[j]) + 0.0;
     result.x = x;
-    engine_fillrows(model, &result);
+    engine_fill_rows(model, &result);
     std::vector<double> slope = engine_multiply(q, model.numcols, x.data());
     for (int j = 0; j < model.numcols; j++)
         result.objective += 0.5 * slope[j] * x[j];
@@ -401,11 +402,11 @@ void qp_solve::fill(ApplicationReturnStatus ended, const std::vector<double> &la
         result.pi[kept[k]] = -model.sense * lambda[k] + 0.0;
     for (int j = 0; j < model.numcols; j++)
         slope[j] += model.objective[j];
-    result.dj = engine_reducedcosts(model, slope.data(), result.pi.data());
+    result.dj = engine_reduced_costs(model, slope.data(), result.pi.data());
     bool optimal = result.status == VNT_STAT_OPTIMAL;
-    result.primalfeasible = optimal || engine_violation(model, x.data()) <= params.feasibility;
-    result.dualfeasible = optimal;
-    result.barrieriterations = poll.barrieriterations;
+    result.primal_feasible = optimal || engine_violation(model, x.data()) <= params.feasibility;
+    result.dual_feasible = optimal;
+    result.barrier_iterations = poll.barrier_iterations;
     result.ticks = ticks + poll.seen.ticks;
     if (optimal) result.bound = result.objective;
 }
@@ -420,7 +421,7 @@ int qp_solve::interior(engine_poll &polled)
     poll = &polled;
     int rc = 0;
     if (ours) {
-        rc = engine_lastattempt(polled, [&] { ended = call(&lambda); });
+        rc = engine_last_attempt(polled, [&] { ended = call(&lambda); });
         turn.give_back();
     }
     if (rc == 0) fill(ended, lambda, polled);
@@ -454,21 +455,21 @@ int qp_solve::run()
     if (rc != 0 || !go) return rc;
     arrange();
     engine_params part = params;
-    part.timelimit = remaining();
+    part.time_limit = remaining();
     engine_poll polled(part, hooks, model.sense);
     return interior(polled);
 }
 
 } // namespace
 
-int engine_solveqp(const engine_model &model, const engine_quadratic &q,
-                   const engine_params &params, const engine_hooks &hooks, engine_result *result)
+int engine_solve_qp(const engine_model &model, const engine_quadratic &q,
+                    const engine_params &params, const engine_hooks &hooks, engine_result *result)
 {
     try {
         *result = engine_result();
         engine_model continuous = model;
         continuous.ctype = nullptr;
-        continuous.numpairs = 0;
+        continuous.num_pairs = 0;
         return qp_solve(continuous, q, params, hooks, result).run();
     } catch (const std::bad_alloc &) {
         return VNTERR_NO_MEMORY;

@@ -20,7 +20,7 @@
 namespace vnt {
 
 // The objective is that of the model and 1/2 x'Qx.
-int engine_solveqp(const engine_model &model, const engine_quadratic &q,
-                   const engine_params &params, const engine_hooks &hooks, engine_result *result);
+int engine_solve_qp(const engine_model &model, const engine_quadratic &q,
+                    const engine_params &params, const engine_hooks &hooks, engine_result *result);
 
 } // namespace vnt

@@ -33,7 +33,7 @@ void engine_series::log(void *arg, int channel, const char *text)
 double engine_series::left() const
 {
     std::chrono::duration<double> worked = clock::now() - begin - held;
-    return params.timelimit - worked.count();
+    return params.time_limit - worked.count();
 }
 
 int engine_series::ended() const
@@ -45,11 +45,11 @@ int engine_series::ended() const
 int engine_series::solve(const engine_model &model, int64_t nodes, engine_result *result)
 {
     engine_params now = params;
-    now.timelimit = std::max(0.0, left());
-    now.nodelimit = std::min(nodes, params.nodelimit);
+    now.time_limit = std::max(0.0, left());
+    now.node_limit = std::min(nodes, params.node_limit);
     engine_hooks hooks = {this, poll, log};
-    int rc = model.ctype != nullptr ? engine_solvemip(model, now, hooks, result)
-                                    : engine_solvelp(model, now, ENGINE_DUAL, true, hooks, result);
+    int rc = model.ctype != nullptr ? engine_solve_mip(model, now, hooks, result)
+                                    : engine_solve_lp(model, now, ENGINE_DUAL, true, hooks, result);
     done += result->ticks;
     return rc;
 }

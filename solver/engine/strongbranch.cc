@@ -35,7 +35,7 @@ class branch_trials {
 void branch_trials::start()
 {
     engine_load(model, params, poll, silence, &clp);
-    engine_startbasis(model, &clp);
+    engine_start_basis(model, &clp);
     clp.setPerturbation(100); // off: an objective on the way is that of the true costs
     clp.dual();
     const double *found = clp.primalColumnSolution();
@@ -65,9 +65,9 @@ double branch_trials::branch(int j, bool down)
 
 } // namespace
 
-int engine_strongbranch(const engine_model &model, const engine_params &params,
-                        const engine_hooks &hooks, const std::vector<int> &indices, int64_t limit,
-                        std::vector<double> *down, std::vector<double> *up, uint64_t *ticks)
+int engine_strong_branch(const engine_model &model, const engine_params &params,
+                         const engine_hooks &hooks, const std::vector<int> &indices, int64_t limit,
+                         std::vector<double> *down, std::vector<double> *up, uint64_t *ticks)
 {
     engine_poll poll(params, hooks, model.sense);
     branch_trials trials(model, params, poll, limit);

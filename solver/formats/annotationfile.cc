@@ -20,8 +20,8 @@ static std::string text_of(double value)
 static std::string name_of(const model &m, int kind, int i)
 {
     switch (kind) {
-    case VNT_ANNOTATION_COLUMN: return " " + listed_name(m.colnames, i);
-    case VNT_ANNOTATION_ROW: return " " + listed_name(m.rownames, i);
+    case VNT_ANNOTATION_COLUMN: return " " + listed_name(m.col_names, i);
+    case VNT_ANNOTATION_ROW: return " " + listed_name(m.row_names, i);
     case VNT_ANNOTATION_SET: return " " + m.sets[i].name;
     case VNT_ANNOTATION_INDICATOR: return " " + m.indicators[i].name;
     default: return "";
@@ -67,8 +67,8 @@ template <class record> static int place_in(list_reader &in, const std::vector<r
 static int object_of(list_reader &in, const model &m, int kind)
 {
     switch (kind) {
-    case VNT_ANNOTATION_COLUMN: return in.place(m.colnames);
-    case VNT_ANNOTATION_ROW: return in.place(m.rownames);
+    case VNT_ANNOTATION_COLUMN: return in.place(m.col_names);
+    case VNT_ANNOTATION_ROW: return in.place(m.row_names);
     case VNT_ANNOTATION_SET: return place_in(in, m.sets);
     case VNT_ANNOTATION_INDICATOR: return place_in(in, m.indicators);
     default: return 0;

@@ -10,13 +10,13 @@ std::string basis_write(const vntlp &p)
     std::string out = "NAME  " + one_line(m.name) + "\n";
     int row = 0; // the next that may be nonbasic: there are as many as basic columns
     for (int j = 0; j < m.numcols(); j++) {
-        if (p.cstat[j] == VNT_BASIS_UPPER) out += " UL  " + m.colnames.at(j) + "\n";
+        if (p.cstat[j] == VNT_BASIS_UPPER) out += " UL  " + m.col_names.at(j) + "\n";
         if (p.cstat[j] != VNT_BASIS_BASIC) continue;
         while (row < m.numrows() && p.rstat[row] == VNT_BASIS_BASIC)
             row++;
         if (row == m.numrows()) break;
         const char *kind = p.rstat[row] == VNT_BASIS_UPPER ? " XU  " : " XL  ";
-        out += kind + m.colnames.at(j) + "  " + m.rownames.at(row++) + "\n";
+        out += kind + m.col_names.at(j) + "  " + m.row_names.at(row++) + "\n";
     }
     return out + "ENDATA\n";
 }
@@ -37,12 +37,12 @@ static void read_line(const vntlp &p, const line_words &w, int line, std::vector
     bool pair = w[0] == "XU" || w[0] == "XL";
     if (!pair && w[0] != "UL" && w[0] != "LL") file_malformed(line, "not a line of a basis");
     if (w.size() < (pair ? 3 : 2)) file_malformed(line, "a name is missing");
-    int col = place_in(p.m.colnames, w[1], line);
+    int col = place_in(p.m.col_names, w[1], line);
     if (!pair) {
         cols[col] = w[0] == "UL" ? VNT_BASIS_UPPER : VNT_BASIS_LOWER;
         return;
     }
-    int row = place_in(p.m.rownames, w[2], line);
+    int row = place_in(p.m.row_names, w[2], line);
     if (cols[col] == VNT_BASIS_BASIC || rows[row] != VNT_BASIS_BASIC) {
         file_malformed(line, "the column or the row was there before");
     }

@@ -128,8 +128,8 @@ static bool same_number(double a, double b, double tolerance)
 // Are columns, rows and coefficients those of the model, in its order, to the relative tolerance?
 struct other_model {
     int rows, cols;
-    const double *objective, *lower, *upper, *rowlower, *rowupper;
-    const CoinPackedMatrix *byrow;
+    const double *objective, *lower, *upper, *row_lower, *row_upper;
+    const CoinPackedMatrix *by_row;
     std::function<bool(int)> integer;
 };
 
@@ -150,10 +150,10 @@ static void expect_same(const model &m, const other_model &o, double tolerance)
     }
     matrix_view rows = m.a.by_row();
     for (int i = 0; i < o.rows; i++) {
-        same(o.rowlower[i], m.rowlower(i), "row's lower side", i);
-        same(o.rowupper[i], m.rowupper(i), "row's upper side", i);
+        same(o.row_lower[i], m.row_lower(i), "row's lower side", i);
+        same(o.row_upper[i], m.row_upper(i), "row's upper side", i);
         for (int64_t k = rows.begin[i]; k < rows.begin[i + 1]; k++)
-            same(o.byrow->getCoefficient(i, rows.index[k]), rows.value[k], "entry of row", i);
+            same(o.by_row->getCoefficient(i, rows.index[k]), rows.value[k], "entry of row", i);
     }
 }
 
@@ -265,16 +265,16 @@ static void expect_alike(const model &m, const model &o)
 {
     std::vector<double> low, high;
     for (int i = 0; i < o.numrows(); i++) {
-        low.push_back(o.rowlower(i));
-        high.push_back(o.rowupper(i));
+        low.push_back(o.row_lower(i));
+        high.push_back(o.row_upper(i));
     }
     matrix_view r = o.a.by_row();
     std::vector<CoinBigIndex> begin(r.begin, r.begin + o.numrows() + 1);
-    CoinPackedMatrix byrow(false, o.numcols(), o.numrows(), begin.back(), r.value, r.index,
-                           begin.data(), nullptr);
+    CoinPackedMatrix by_row(false, o.numcols(), o.numrows(), begin.back(), r.value, r.index,
+                            begin.data(), nullptr);
     expect_same(m,
                 {o.numrows(), o.numcols(), o.objective.data(), o.lower.data(), o.upper.data(),
-                 low.data(), high.data(), &byrow,
+                 low.data(), high.data(), &by_row,
                  [&](int j) { return o.typed() && o.ctype[j] != 'C'; }},
                 0);
 }
@@ -286,7 +286,7 @@ TEST_F(exchange, GlpsolReadsTheNumbersOfOurFiles)
         SCOPED_TRACE(seed);
         bool fixed = seed % 2 == 0;
         model m = random_model(seed, RANGED_ROWS | SHORT_NUMBERS);
-        if (!fixed) m.rownames.rename(0, "a_name_for_free_format");
+        if (!fixed) m.row_names.rename(0, "a_name_for_free_format");
         file_write(path("in").c_str(), write(m, false));
         expect_alike(m, through_glpsol(folder, fixed ? "mps" : "freemps"));
         m = random_model(seed, SHORT_NUMBERS); // its format has no more
@@ -344,11 +344,11 @@ TEST_F(exchange, RowsWhoseSidesContradictEachOtherAreInfeasible)
     model m = read("min\n x\nst\n r: 7 <= x + y <= -5\n s: -5 <= x - y <= 7\n"
                    " t: -inf <= x <= 3\n u: 4 <= y <= inf\nend\n",
                    true);
-    ASSERT_EQ(m.rowsense, "GLRLG");
+    ASSERT_EQ(m.row_sense, "GLRLG");
     EXPECT_EQ(m.rhs[0], 7);
     EXPECT_EQ(m.rhs[1], -5);
-    EXPECT_EQ(m.rowlower(2), -5);
-    EXPECT_EQ(m.rowupper(2), 7);
+    EXPECT_EQ(m.row_lower(2), -5);
+    EXPECT_EQ(m.row_upper(2), 7);
     EXPECT_EQ(m.rhs[3], 3);
     EXPECT_EQ(m.rhs[4], 4);
 }
@@ -373,7 +373,7 @@ TEST_F(exchange, SetsAndIndicatorsAreReadInTheFormsThatFilesHave)
     m = read(&"\xef\xbb\xbfmin\n x[1] + b\nst\n i: b = 1 -> x[1] + y <= 4\n n: x[1] - y >= 2\n"
               "binary\n b\nsos1\n f: x[1]:1 y:2\nsos\n S2:: b:3 x[1]:-1 y:2\nend\n"[3],
              true);
-    EXPECT_EQ(m.colnames.at(0), "x[1]");
+    EXPECT_EQ(m.col_names.at(0), "x[1]");
     ASSERT_EQ(m.sets.size(), 2U);
     EXPECT_EQ(m.sets[0].name, "f");
     EXPECT_EQ(m.sets[1].weight, (std::vector<double>{3, -1, 2}));

@@ -15,7 +15,7 @@ std::string filters_write(const model &m, const std::vector<pool_filter> &filter
         for (size_t k = 0; k < f.index.size(); k++) {
             out += number_text(f.weight[k]) + " ";
             if (!range) out += number_text(f.reference[k]) + " ";
-            out += listed_name(m.colnames, f.index[k]) + "\n";
+            out += listed_name(m.col_names, f.index[k]) + "\n";
         }
     }
     return out + "end\n";
@@ -32,7 +32,7 @@ static pool_filter filter_read(list_reader &in, const model &m, int type)
         in.need("a column's weight");
         f.weight.push_back(in.number());
         if (type == VNT_FILTER_DIVERSITY) f.reference.push_back(in.number());
-        f.index.push_back(in.fresh_place(m.colnames, &seen));
+        f.index.push_back(in.fresh_place(m.col_names, &seen));
     }
     return f;
 }

@@ -70,7 +70,7 @@ static vntlp little()
 [[maybe_unused]] static void order(const std::string &text)
 {
     vntlp p = little();
-    auto read = [&](const std::string &t, auto) { return order_read(t, p.m.colnames); };
+    auto read = [&](const std::string &t, auto) { return order_read(t, p.m.col_names); };
     read_and_write(text, read, [&](std::vector<branching> order, auto) {
         p.m.order = std::move(order);
         return order_write(p.m);

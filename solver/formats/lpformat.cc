@@ -81,7 +81,7 @@ std::string_view lp_reader::label()
 
 int lp_reader::column(std::string_view name)
 {
-    auto [at, fresh] = columns.emplace(name, static_cast<int>(parts.colnames.size()));
+    auto [at, fresh] = columns.emplace(name, static_cast<int>(parts.col_names.size()));
     if (fresh) {
         parts.add_column(name, 'C');
         bounded.push_back(0);
@@ -249,10 +249,10 @@ void lp_reader::finish_range(std::string_view name, lp_sum &s, double low, doubl
     if (high >= VNT_INFINITY) return finish_row(name, s, low, 'G');
     finish_row(name, s, low, low <= high ? 'R' : 'G');
     if (low <= high) return parts.set_range(low - s.constant, high - s.constant);
-    std::string other = parts.rownames.back() + "_upper";
+    std::string other = parts.row_names.back() + "_upper";
     remarks += printed("line %d: row \"%.200s\" cannot hold; its upper side becomes row "
                        "\"%.200s\"\n",
-                       in.line, parts.rownames.back().c_str(), other.c_str());
+                       in.line, parts.row_names.back().c_str(), other.c_str());
     finish_row(other, s, high, 'L');
 }
 
@@ -353,11 +353,11 @@ bool lp_reader::value(double *number)
 // Reads the name of a column that must exist.
 int lp_reader::named_column(std::string_view name)
 {
-    size_t before = parts.colnames.size();
+    size_t before = parts.col_names.size();
     int col = column(name);
-    if (parts.colnames.size() > before) {
+    if (parts.col_names.size() > before) {
         remarks += printed("line %d: column \"%.200s\" is neither in the objective nor in a row\n",
-                           in.line, parts.colnames.back().c_str());
+                           in.line, parts.col_names.back().c_str());
     }
     return col;
 }

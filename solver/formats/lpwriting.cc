@@ -66,18 +66,18 @@ static void write_row(const model &m, const file_names &names, int i, std::strin
 {
     static const std::string at_most = " <= ";
     *out += " " + names.rows[i] + ":";
-    if (m.rowsense[i] == 'R') *out += " " + number_text(m.rowlower(i)) + " <=";
+    if (m.row_sense[i] == 'R') *out += " " + number_text(m.row_lower(i)) + " <=";
     matrix_view rows = m.a.by_row();
     term_writer terms(out, names.cols);
     for (int64_t k = rows.begin[i]; k < rows.begin[i + 1]; k++) {
         terms.term(rows.value[k], rows.index[k]);
     }
     if (terms.count == 0 && m.numcols() > 0) terms.term(0, 0);
-    switch (m.rowsense[i]) {
+    switch (m.row_sense[i]) {
     case 'G': *out += " >= " + number_text(m.rhs[i]); break;
     case 'E': *out += " = " + number_text(m.rhs[i]); break;
     case 'L': *out += at_most + number_text(m.rhs[i]); break;
-    default: *out += at_most + number_text(m.rowupper(i));
+    default: *out += at_most + number_text(m.row_upper(i));
     }
     *out += "\n";
 }
@@ -159,7 +159,7 @@ static std::string write_all(const model &m, bool *made)
     std::string out;
     write_objective(m, names, &out);
     out += "subject to\n";
-    int cuts = m.numrows() - static_cast<int>(m.usercuts.size());
+    int cuts = m.numrows() - static_cast<int>(m.user_cuts.size());
     int lazy = cuts - static_cast<int>(m.lazies.size());
     for (int i = 0; i < lazy; i++)
         write_row(m, names, i, &out);
@@ -182,7 +182,7 @@ static std::string write_all(const model &m, bool *made)
 
 std::string lp_write(const model &m, bool *made)
 {
-    bool beside = !m.lazies.empty() || !m.usercuts.empty();
+    bool beside = !m.lazies.empty() || !m.user_cuts.empty();
     return beside ? write_all(m.with_all_rows(), made) : write_all(m, made);
 }
 

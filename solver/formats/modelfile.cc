@@ -8,11 +8,11 @@ namespace vnt {
 void model_parts::add_row(char s, std::string_view n)
 {
     if (rowwise) begin.push_back(static_cast<int64_t>(index.size()));
-    rowsense.push_back(s);
-    rowkind.push_back(kind);
+    row_sense.push_back(s);
+    row_kind.push_back(kind);
     rhs.push_back(0);
     range.push_back(0);
-    rownames.emplace_back(n);
+    row_names.emplace_back(n);
 }
 
 void model_parts::add_column(std::string_view n, char type)
@@ -22,7 +22,7 @@ void model_parts::add_column(std::string_view n, char type)
     lower.push_back(0);
     upper.push_back(VNT_INFINITY);
     ctype.push_back(type);
-    colnames.emplace_back(n);
+    col_names.emplace_back(n);
 }
 
 void model_parts::add_entry(int i, double v)
@@ -35,7 +35,7 @@ void model_parts::add_entry(int i, double v)
 // gives both sides exactly, so that a row does not change when it is written and read again.
 void model_parts::set_range(double low, double high)
 {
-    rowsense.back() = 'R';
+    row_sense.back() = 'R';
     double sides[] = {low, high};
     for (int k = 0; k < 2; k++) {
         double from = sides[k], to = sides[1 - k], way = to - from;
@@ -66,14 +66,14 @@ static void take_beside(const std::string &kinds, model *m)
     for (int i = 0; i < m->numrows(); i++) {
         place.push_back(kinds[i] == model_parts::ROW ? left++ : -1);
         if (kinds[i] == model_parts::ROW) continue;
-        row_beside r = {m->rownames.at(i), m->rowsense[i], m->rhs[i], {}, {}};
+        row_beside r = {m->row_names.at(i), m->row_sense[i], m->rhs[i], {}, {}};
         if (r.sense == 'R' || std::fabs(r.rhs) >= VNT_INFINITY)
             throw failure{VNTERR_FILE_FORMAT,
                           printed("lazy constraint or user cut \"%.200s\" wants one finite side",
                                   r.name.c_str())};
         r.index.assign(rows.index + rows.begin[i], rows.index + rows.begin[i + 1]);
         r.value.assign(rows.value + rows.begin[i], rows.value + rows.begin[i + 1]);
-        (kinds[i] == model_parts::LAZY ? m->lazies : m->usercuts).push_back(std::move(r));
+        (kinds[i] == model_parts::LAZY ? m->lazies : m->user_cuts).push_back(std::move(r));
     }
     if (left < m->numrows()) m->keep_rows(place, left);
 }
@@ -85,15 +85,15 @@ model model_parts::take()
     m.objname = std::move(objname);
     m.sense = sense;
     m.offset = offset;
-    auto rnames = pointers(rownames), cnames = pointers(colnames);
-    new_rows rows = {static_cast<int>(rhs.size()), rhs.data(), rowsense.data(), range.data(),
-                     rnames.data()};
+    auto row_pointers = pointers(row_names), col_pointers = pointers(col_names);
+    new_rows rows = {static_cast<int>(rhs.size()), rhs.data(), row_sense.data(), range.data(),
+                     row_pointers.data()};
     new_columns cols = {static_cast<int>(lower.size()),
                         objective.data(),
                         lower.data(),
                         upper.data(),
                         ctype.data(),
-                        cnames.data()};
+                        col_pointers.data()};
     matrix_lines lines = {rowwise ? rows.count : cols.count,
                           static_cast<int64_t>(index.size()),
                           begin.data(),
@@ -108,7 +108,7 @@ model model_parts::take()
     m.sets = std::move(sets);
     m.indicators = std::move(indicators);
     if (!m.sets.empty() || !m.indicators.empty()) m.make_discrete();
-    take_beside(rowkind, &m);
+    take_beside(row_kind, &m);
     return m;
 }
 
@@ -117,7 +117,7 @@ std::string wide_binaries(const model_parts &parts)
     for (size_t j = 0; j < parts.ctype.size(); j++) {
         if (parts.ctype[j] != 'B' || (parts.lower[j] >= 0 && parts.upper[j] <= 1)) continue;
         return printed("the bounds of binary column \"%.200s\" reach beyond 0 and 1, and count\n",
-                       parts.colnames[j].c_str());
+                       parts.col_names[j].c_str());
     }
     return {};
 }
@@ -157,9 +157,9 @@ static void make_names(std::vector<std::string> *names, const std::string &start
 file_names::file_names(const model &m, const name_check &suits)
 {
     for (int i = 0; i < m.numrows(); i++)
-        rows.push_back(m.rownames.at(i));
+        rows.push_back(m.row_names.at(i));
     for (int j = 0; j < m.numcols(); j++)
-        cols.push_back(m.colnames.at(j));
+        cols.push_back(m.col_names.at(j));
     for (const special_set &s : m.sets)
         sets.push_back(s.name);
     for (const indicator &c : m.indicators)

@@ -21,12 +21,12 @@ struct model_parts {
 
     std::vector<double> objective, lower, upper;
     std::string ctype;
-    std::vector<std::string> colnames;
+    std::vector<std::string> col_names;
 
     std::vector<double> rhs, range;
-    std::string rowsense, rowkind;
+    std::string row_sense, row_kind;
     char kind = ROW; // of the rows to come
-    std::vector<std::string> rownames;
+    std::vector<std::string> row_names;
 
     // Column by column where the file is; others fill `rowwise` and leave these empty.
     std::vector<int64_t> begin;

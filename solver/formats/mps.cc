@@ -157,7 +157,7 @@ void mps_reader::header(std::string_view line)
     } else if (section == "OBJSENSE" || section == "OBJNAME") {
         if (w.size() > 1) data(words_of(w[1]));
     } else if (section == "COLUMNS") {
-        entered.assign(parts.rownames.size() + 1, -1);
+        entered.assign(parts.row_names.size() + 1, -1);
     } else if (section == "ROWS") {
         if (parts.kind != model_parts::ROW) file_malformed(lines.number(), "ROWS come first");
     } else if (section == "LAZYCONS") {
@@ -231,7 +231,7 @@ void mps_reader::add_row(const words &w)
     if (std::string_view("NLEG").find(type) == std::string_view::npos) {
         file_malformed(lines.number(), "row type %c is not N, L, E or G", type);
     }
-    int place = static_cast<int>(parts.rownames.size());
+    int place = static_cast<int>(parts.row_names.size());
     if (type == 'N' && parts.kind != model_parts::ROW)
         file_malformed(lines.number(), "a lazy constraint or user cut of type N");
     if (type == 'N') {
@@ -260,8 +260,8 @@ void mps_reader::marker(std::string_view kind)
 
 void mps_reader::start_column(std::string_view name)
 {
-    int col = static_cast<int>(parts.colnames.size());
-    if (col > 0 && parts.colnames.back() == name) return;
+    int col = static_cast<int>(parts.col_names.size());
+    if (col > 0 && parts.col_names.back() == name) return;
     if (!columns.emplace(name, col).second) {
         file_malformed(lines.number(), "the column's entries are not together");
     }
@@ -271,7 +271,7 @@ void mps_reader::start_column(std::string_view name)
 
 void mps_reader::add_entry(std::string_view row, std::string_view word)
 {
-    int i = row_of(row), col = static_cast<int>(parts.colnames.size()) - 1;
+    int i = row_of(row), col = static_cast<int>(parts.col_names.size()) - 1;
     double value = number(word);
     if (!number_isfinite(value)) file_malformed(lines.number(), "an infinite coefficient");
     if (i == LEFT_OUT_ROW) return;
@@ -325,10 +325,10 @@ void mps_reader::add_range(std::string_view row, double value)
 {
     int i = row_of(row);
     if (i < 0) return;
-    if (parts.rowsense[i] == 'R') file_malformed(lines.number(), "a second range of the row");
-    if (parts.rowsense[i] == 'L') value = -std::fabs(value);
-    if (parts.rowsense[i] == 'G') value = std::fabs(value);
-    parts.rowsense[i] = 'R';
+    if (parts.row_sense[i] == 'R') file_malformed(lines.number(), "a second range of the row");
+    if (parts.row_sense[i] == 'L') value = -std::fabs(value);
+    if (parts.row_sense[i] == 'G') value = std::fabs(value);
+    parts.row_sense[i] = 'R';
     parts.range[i] = value;
 }
 
@@ -447,7 +447,7 @@ void mps_reader::add_indicator(const words &w)
         file_malformed(lines.number(), "not IF, a row, a column and 0 or 1");
     int i = row_of(w[1]);
     if (i < 0) file_malformed(lines.number(), "a free row cannot depend on an indicator");
-    if (parts.rowkind[i] != model_parts::ROW)
+    if (parts.row_kind[i] != model_parts::ROW)
         file_malformed(lines.number(), "a lazy constraint or user cut cannot depend on one");
     indicator c = {};
     c.type = INDICATOR_IF;
@@ -464,12 +464,12 @@ void mps_reader::take_indicators(model *m)
     matrix_view rows = m->a.by_row();
     for (auto &[i, c] : conditions) {
         if (place[i] < 0) file_malformed(lines.number(), "two indicators of one row");
-        if (m->rowsense[i] == 'R') file_malformed(lines.number(), "an indicator of a range");
+        if (m->row_sense[i] == 'R') file_malformed(lines.number(), "an indicator of a range");
         if (std::fabs(m->rhs[i]) >= VNT_INFINITY)
             file_malformed(lines.number(), "an indicator of a free row");
         place[i] = -1;
-        c.name = m->rownames.at(i);
-        c.sense = m->rowsense[i];
+        c.name = m->row_names.at(i);
+        c.sense = m->row_sense[i];
         c.rhs = m->rhs[i];
         c.index.assign(rows.index + rows.begin[i], rows.index + rows.begin[i + 1]);
         c.value.assign(rows.value + rows.begin[i], rows.value + rows.begin[i + 1]);

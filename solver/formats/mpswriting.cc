@@ -98,7 +98,7 @@ void mps_writer::head()
 void mps_writer::row(int i)
 {
     // A range makes of an equation what it must be.
-    char kind[] = {m.rowsense[i] == 'R' ? 'E' : m.rowsense[i], '\0'};
+    char kind[] = {m.row_sense[i] == 'R' ? 'E' : m.row_sense[i], '\0'};
     line(kind, names.rows[i]);
 }
 
@@ -106,7 +106,7 @@ void mps_writer::rows()
 {
     out += "ROWS\n";
     line("N", names.objective);
-    int cuts = m.numrows() - static_cast<int>(m.usercuts.size());
+    int cuts = m.numrows() - static_cast<int>(m.user_cuts.size());
     int lazy = cuts - static_cast<int>(m.lazies.size());
     for (int i = 0; i < lazy; i++)
         row(i);
@@ -168,10 +168,10 @@ void mps_writer::sides()
 
 void mps_writer::ranges()
 {
-    if (m.rowsense.find('R') == std::string::npos) return;
+    if (m.row_sense.find('R') == std::string::npos) return;
     out += "RANGES\n";
     for (int i = 0; i < m.numrows(); i++) {
-        if (m.rowsense[i] == 'R') value("rng", names.rows[i], m.range[i]);
+        if (m.row_sense[i] == 'R') value("rng", names.rows[i], m.range[i]);
     }
 }
 
@@ -322,7 +322,7 @@ static std::string write_all(const model &m, bool *made)
 
 std::string mps_write(const model &m, bool *made)
 {
-    bool beside = !m.lazies.empty() || !m.usercuts.empty();
+    bool beside = !m.lazies.empty() || !m.user_cuts.empty();
     return beside ? write_all(m.with_all_rows(), made) : write_all(m, made);
 }
 

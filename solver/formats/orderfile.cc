@@ -13,7 +13,7 @@ std::string order_write(const model &m)
     std::string out = "order of " + one_line(m.name) + "\n";
     for (const branching &b : m.order) {
         out += std::to_string(b.priority) + " " + directions[b.direction + 1] + " ";
-        out += listed_name(m.colnames, b.column) + "\n";
+        out += listed_name(m.col_names, b.column) + "\n";
     }
     return out + "end\n";
 }

@@ -42,13 +42,13 @@ std::string solution_write(const model &m, const solution_text &s)
     out += "objective " + number_text(s.objective) + "\n";
     out += printed("columns %d\n", m.numcols());
     for (int j = 0; j < m.numcols(); j++) {
-        out += element(s.x, j) + element(s.dj, j) + m.colnames.at(j) + "\n";
+        out += element(s.x, j) + element(s.dj, j) + m.col_names.at(j) + "\n";
     }
     std::vector<double> activity = m.activities(s.x.data()), slack = m.slacks(s.x.data());
     out += printed("rows %d\n", m.numrows());
     for (int i = 0; i < m.numrows(); i++) {
         out +=
-            element(activity, i) + element(slack, i) + element(s.pi, i) + m.rownames.at(i) + "\n";
+            element(activity, i) + element(slack, i) + element(s.pi, i) + m.row_names.at(i) + "\n";
     }
     return out;
 }
@@ -63,7 +63,7 @@ static solution_columns columns_read(list_reader &in, const model &m)
     for (int k = 0; k < m.numcols(); k++) {
         in.need("a column's value");
         double x = in.number(), dj = in.number();
-        int j = in.fresh_place(m.colnames, &seen);
+        int j = in.fresh_place(m.col_names, &seen);
         columns.x[j] = x;
         columns.dj[j] = dj;
     }

@@ -192,7 +192,7 @@ TEST_F(start_files, ACheckFindsWhatASolutionViolates)
                         {0, 1, 0, "indicator constraint i"}};
     for (const auto &point : points) {
         p.last.x = {point.x, point.y, point.z};
-        p.last.primalfeasible = true;
+        p.last.primal_feasible = true;
         p.last.solution = VNT_SOLUTION_PRIMAL;
         p.last.status = VNT_STAT_OPTIMAL;
         EXPECT_EQ(VNTLchecksoln(env, lp, &status), 0);

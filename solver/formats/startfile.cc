@@ -16,7 +16,7 @@ std::string starts_write(const model &m, const mip_start *first, int count)
         out += one_line(start->name) + "\n";
         for (size_t k = 0; k < start->index.size(); k++) {
             append_number(start->value[k], &out);
-            out += " " + listed_name(m.colnames, start->index[k]) + "\n";
+            out += " " + listed_name(m.col_names, start->index[k]) + "\n";
         }
     }
     return out + "end\n";
@@ -32,7 +32,7 @@ static mip_start start_read(list_reader &in, const model &m)
     while (count-- > 0) {
         in.need("a column's value");
         start.value.push_back(in.number());
-        start.index.push_back(in.fresh_place(m.colnames, &seen));
+        start.index.push_back(in.fresh_place(m.col_names, &seen));
     }
     return start;
 }

@@ -15,7 +15,7 @@ std::vector<double> row_infeasibilities(const model &m, const double *x)
 {
     std::vector<double> out = m.activities(x);
     for (int i = 0; i < m.numrows(); i++)
-        out[i] = beyond(out[i], m.rowlower(i), m.rowupper(i));
+        out[i] = beyond(out[i], m.row_lower(i), m.row_upper(i));
     return out;
 }
 

@@ -35,7 +35,7 @@ void matrix::check(const matrix_lines &lines, int width)
 void matrix::grow(int rows, int cols)
 {
     begin.resize(begin.size() + cols, begin.back());
-    rowbegin.clear();
+    row_begin.clear();
     numrows += rows;
     numcols += cols;
 }
@@ -79,7 +79,7 @@ void matrix::append_cols(const matrix_lines &lines)
     make_room(index, more);
     make_room(value, more);
     sorting.resize(longest(lines));
-    rowbegin.clear();
+    row_begin.clear();
     for (int line = 0; line < lines.lines; line++) {
         append_sorted_col(lines, line);
         begin.push_back(static_cast<int64_t>(index.size()));
@@ -93,7 +93,7 @@ void matrix::append_rows(const matrix_lines &lines)
     for (int line = 0; line < lines.lines; line++)
         more += lines.last(line) - lines.first(line);
     make_room(waiting, more);
-    rowbegin.clear();
+    row_begin.clear();
     for (int line = 0; line < lines.lines; line++, numrows++) {
         for (int64_t k = lines.first(line); k < lines.last(line); k++) {
             waiting.push_back({numrows, lines.index[k], lines.value[k]});
@@ -116,7 +116,7 @@ void matrix::set(int row, int col, double newvalue)
     } else {
         waiting.push_back({row, col, newvalue});
     }
-    rowbegin.clear();
+    row_begin.clear();
 }
 
 double matrix::get(int row, int col) const
@@ -131,21 +131,21 @@ double matrix::get(int row, int col) const
 void matrix::merge() const
 {
     if (waiting.empty()) return;
-    std::vector<int64_t> newbegin;
-    std::vector<int> newindex;
+    std::vector<int64_t> new_begin;
+    std::vector<int> new_index;
     std::vector<double> newvalue;
-    newbegin.reserve(numcols + 1);
-    newindex.reserve(index.size() + waiting.size());
+    new_begin.reserve(numcols + 1);
+    new_index.reserve(index.size() + waiting.size());
     newvalue.reserve(index.size() + waiting.size());
     // From here on nothing fails: a list turned around twice would have the wrong one last.
-    newbegin.push_back(0);
+    new_begin.push_back(0);
     std::reverse(waiting.begin(), waiting.end());
     std::stable_sort(waiting.begin(), waiting.end(), [](const entry &a, const entry &b) {
         return a.col != b.col ? a.col < b.col : a.row < b.row;
     });
     auto put = [&](int row, double v) {
         if (v == 0) return;
-        newindex.push_back(row);
+        new_index.push_back(row);
         newvalue.push_back(v);
     };
     size_t w = 0;
@@ -162,10 +162,10 @@ void matrix::merge() const
         }
         for (; k < begin[col + 1]; k++)
             put(index[k], value[k]);
-        newbegin.push_back(static_cast<int64_t>(newindex.size()));
+        new_begin.push_back(static_cast<int64_t>(new_index.size()));
     }
-    begin.swap(newbegin);
-    index.swap(newindex);
+    begin.swap(new_begin);
+    index.swap(new_index);
     value.swap(newvalue);
     waiting.clear();
 }
@@ -179,7 +179,7 @@ bool matrix::drop(double eps)
         }
     }
     if (waiting.empty()) return false;
-    rowbegin.clear();
+    row_begin.clear();
     return true;
 }
 
@@ -197,7 +197,7 @@ void matrix::keep_rows(const std::vector<int> &place, int left)
     }
     index.resize(to);
     value.resize(to);
-    rowbegin.clear();
+    row_begin.clear();
     numrows = left;
 }
 
@@ -220,7 +220,7 @@ void matrix::keep_cols(const std::vector<int> &place, int left)
     begin.resize(left + 1);
     index.resize(to);
     value.resize(to);
-    rowbegin.clear();
+    row_begin.clear();
     numcols = left;
 }
 
@@ -233,23 +233,23 @@ matrix_view matrix::by_column() const
 matrix_view matrix::by_row() const
 {
     merge();
-    if (rowbegin.empty()) {
+    if (row_begin.empty()) {
         std::vector<int64_t> next(numrows + 1, 0);
         for (int row : index)
             next[row + 1]++;
         std::partial_sum(next.begin(), next.end(), next.begin());
-        rowindex.resize(index.size());
-        rowvalue.resize(index.size());
-        rowbegin = next;
+        row_index.resize(index.size());
+        row_value.resize(index.size());
+        row_begin = next;
         for (int col = 0; col < numcols; col++) {
             for (int64_t k = begin[col]; k < begin[col + 1]; k++) {
                 int64_t at = next[index[k]]++;
-                rowindex[at] = col;
-                rowvalue[at] = value[k];
+                row_index[at] = col;
+                row_value[at] = value[k];
             }
         }
     }
-    return {rowbegin.data(), rowindex.data(), rowvalue.data()};
+    return {row_begin.data(), row_index.data(), row_value.data()};
 }
 
 } // namespace vnt

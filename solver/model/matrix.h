@@ -101,9 +101,9 @@ class matrix {
     mutable std::vector<double> value;
     std::vector<std::pair<int, double>> sorting; // room for one column
     mutable std::vector<entry> waiting;          // in the order they came; the last one counts
-    mutable std::vector<int64_t> rowbegin;       // empty while there is no copy by rows
-    mutable std::vector<int> rowindex;
-    mutable std::vector<double> rowvalue;
+    mutable std::vector<int64_t> row_begin;      // empty while there is no copy by rows
+    mutable std::vector<int> row_index;
+    mutable std::vector<double> row_value;
 };
 
 } // namespace vnt

@@ -39,18 +39,18 @@ void model::check_bound(char which, double value)
     model_number(value);
 }
 
-double model::rowlower(int i) const
+double model::row_lower(int i) const
 {
-    switch (rowsense[i]) {
+    switch (row_sense[i]) {
     case 'L': return -VNT_INFINITY;
     case 'R': return std::min(rhs[i], rhs[i] + range[i]);
     default: return rhs[i];
     }
 }
 
-double model::rowupper(int i) const
+double model::row_upper(int i) const
 {
-    switch (rowsense[i]) {
+    switch (row_sense[i]) {
     case 'G': return VNT_INFINITY;
     case 'R': return std::max(rhs[i], rhs[i] + range[i]);
     default: return rhs[i];
@@ -98,7 +98,7 @@ void model::append_cols(const new_columns &cols, const matrix_lines *entries)
     check_cols(cols);
     if (entries != nullptr) matrix::check(*entries, numrows());
     std::vector<std::string> names = name_list::copies(cols.count, cols.names);
-    colnames.make_room(cols.count);
+    col_names.make_room(cols.count);
     for (auto *values : {&objective, &lower, &upper})
         make_room(*values, cols.count);
     make_room(ctype, cols.count);
@@ -108,7 +108,7 @@ void model::append_cols(const new_columns &cols, const matrix_lines *entries)
         a.grow(0, cols.count);
     }
     if (quadratic()) q.grow(cols.count, cols.count);
-    colnames.append(std::move(names));
+    col_names.append(std::move(names));
     for (int j = 0; j < cols.count; j++)
         append_column(this, cols, j);
 }
@@ -128,19 +128,19 @@ void model::append_rows(const new_rows &rows, const matrix_lines *entries)
     check_rows(rows);
     if (entries != nullptr) matrix::check(*entries, numcols());
     std::vector<std::string> names = name_list::copies(rows.count, rows.names);
-    rownames.make_room(rows.count);
+    row_names.make_room(rows.count);
     make_room(rhs, rows.count);
     make_room(range, rows.count);
-    make_room(rowsense, rows.count);
+    make_room(row_sense, rows.count);
     if (entries != nullptr) {
         a.append_rows(*entries);
     } else {
         a.grow(rows.count, 0);
     }
-    rownames.append(std::move(names));
+    row_names.append(std::move(names));
     for (int i = 0; i < rows.count; i++) {
         char s = rows.sense != nullptr ? rows.sense[i] : 'E';
-        rowsense.push_back(s);
+        row_sense.push_back(s);
         rhs.push_back(rows.rhs != nullptr ? model_number(rows.rhs[i]) : 0);
         range.push_back(s == 'R' && rows.range != nullptr ? model_number(rows.range[i]) : 0);
     }
@@ -177,7 +177,7 @@ static void keep_structure(model &m, const std::vector<int> &place)
         c.column = place[c.column];
         keep_terms(c.index, c.value, place);
     }
-    for (auto *rows : {&m.lazies, &m.usercuts})
+    for (auto *rows : {&m.lazies, &m.user_cuts})
         for (row_beside &r : *rows)
             keep_terms(r.index, r.value, place);
     std::erase_if(m.order, [&](const branching &b) { return place[b.column] < 0; });
@@ -188,7 +188,7 @@ static void keep_structure(model &m, const std::vector<int> &place)
 model model::with_all_rows() const
 {
     model all = *this;
-    for (auto *rows : {&lazies, &usercuts}) {
+    for (auto *rows : {&lazies, &user_cuts}) {
         for (const row_beside &r : *rows) {
             const char *name = r.name.c_str();
             int64_t begin = 0, count = static_cast<int64_t>(r.index.size());
@@ -211,7 +211,7 @@ void model::keep_cols(const std::vector<int> &place, int left)
     for (auto *values : {&objective, &lower, &upper})
         keep(*values, place, left);
     keep(ctype, place, left);
-    colnames.keep(place, left);
+    col_names.keep(place, left);
 }
 
 void model::keep_rows(const std::vector<int> &place, int left)
@@ -219,8 +219,8 @@ void model::keep_rows(const std::vector<int> &place, int left)
     a.keep_rows(place, left);
     for (auto *values : {&rhs, &range})
         keep(*values, place, left);
-    keep(rowsense, place, left);
-    rownames.keep(place, left);
+    keep(row_sense, place, left);
+    row_names.keep(place, left);
 }
 
 void model::set_bound(int j, char which, double value)
@@ -232,7 +232,7 @@ void model::set_bound(int j, char which, double value)
 
 void model::set_sense(int i, char s)
 {
-    rowsense[i] = s;
+    row_sense[i] = s;
     if (s != 'R') range[i] = 0;
 }
 

@@ -88,12 +88,12 @@ struct model {
 
     std::vector<double> objective, lower, upper;
     std::string ctype; // kept while the type is LP, where it does not count
-    name_list colnames{'x'};
+    name_list col_names{'x'};
 
     // A row of sense R lies between rhs and rhs + range, in whatever order; others have range 0.
     std::vector<double> rhs, range;
-    std::string rowsense;
-    name_list rownames{'c'};
+    std::string row_sense;
+    name_list row_names{'c'};
 
     matrix a;
 
@@ -104,7 +104,7 @@ struct model {
     std::vector<special_set> sets;
     std::vector<indicator> indicators;
     std::vector<branching> order;
-    std::vector<row_beside> lazies, usercuts;
+    std::vector<row_beside> lazies, user_cuts;
 
     int numcols() const { return a.cols(); }
     int numrows() const { return a.rows(); }
@@ -112,8 +112,8 @@ struct model {
     bool discrete() const { return type == VNT_PROB_MIP || type == VNT_PROB_MIQP; }
     // Whether the columns' types count.  A fixed MIP still has them for queries.
     bool typed() const { return discrete() || type == VNT_PROB_FIXED_MIP; }
-    double rowlower(int i) const;
-    double rowupper(int i) const;
+    double row_lower(int i) const;
+    double row_upper(int i) const;
 
     // `entries` may be null where the new lines are empty.
     void append_cols(const new_columns &cols, const matrix_lines *entries);

@@ -11,10 +11,10 @@ void network::append_nodes(int count, const double *supplies, const char *const 
     for (int i = 0; i < count && supplies != nullptr; i++)
         fresh[i] = model_finite(supplies[i]);
     std::vector<std::string> copies = name_list::copies(count, names);
-    nodenames.make_room(count);
+    node_names.make_room(count);
     make_room(supply, fresh.size());
     supply.insert(supply.end(), fresh.begin(), fresh.end());
-    nodenames.append(std::move(copies));
+    node_names.append(std::move(copies));
 }
 
 static void check_arcs(const network &n, const new_arcs &arcs)
@@ -35,7 +35,7 @@ void network::append_arcs(const new_arcs &arcs)
 {
     check_arcs(*this, arcs);
     std::vector<std::string> names = name_list::copies(arcs.count, arcs.names);
-    arcnames.make_room(arcs.count);
+    arc_names.make_room(arcs.count);
     for (auto *nodes : {&from, &to})
         make_room(*nodes, arcs.count);
     for (auto *values : {&lower, &upper, &cost})
@@ -47,7 +47,7 @@ void network::append_arcs(const new_arcs &arcs)
         upper.push_back(arcs.upper != nullptr ? model_number(arcs.upper[k]) : VNT_INFINITY);
         cost.push_back(arcs.cost != nullptr ? model_finite(arcs.cost[k]) : 0);
     }
-    arcnames.append(std::move(names));
+    arc_names.append(std::move(names));
 }
 
 template <class list> static void keep_places(list &values, const std::vector<int> &place)
@@ -59,18 +59,18 @@ template <class list> static void keep_places(list &values, const std::vector<in
     values.resize(left);
 }
 
-void network::keep(const std::vector<int> &nodeplace, const std::vector<int> &arcplace)
+void network::keep(const std::vector<int> &node_place, const std::vector<int> &arc_place)
 {
-    keep_places(supply, nodeplace);
-    nodenames.keep(nodeplace, numnodes());
+    keep_places(supply, node_place);
+    node_names.keep(node_place, numnodes());
     for (auto *nodes : {&from, &to})
-        keep_places(*nodes, arcplace);
+        keep_places(*nodes, arc_place);
     for (auto *values : {&lower, &upper, &cost})
-        keep_places(*values, arcplace);
-    arcnames.keep(arcplace, numarcs());
+        keep_places(*values, arc_place);
+    arc_names.keep(arc_place, numarcs());
     for (int k = 0; k < numarcs(); k++) {
-        from[k] = nodeplace[from[k]];
-        to[k] = nodeplace[to[k]];
+        from[k] = node_place[from[k]];
+        to[k] = node_place[to[k]];
     }
 }
 
@@ -89,8 +89,8 @@ static std::vector<const char *> own_names(const name_list &names, std::vector<s
 model network::linear() const
 {
     std::vector<std::string> nodes, arcs;
-    std::vector<const char *> rownames = own_names(nodenames, &nodes);
-    std::vector<const char *> colnames = own_names(arcnames, &arcs);
+    std::vector<const char *> row_names = own_names(node_names, &nodes);
+    std::vector<const char *> col_names = own_names(arc_names, &arcs);
     std::vector<int64_t> begin;
     std::vector<int> index;
     std::vector<double> value;
@@ -106,8 +106,8 @@ model network::linear() const
     model m;
     m.name = name;
     m.sense = sense;
-    m.append_rows({numnodes(), supply.data(), nullptr, nullptr, rownames.data()}, nullptr);
-    m.append_cols({numarcs(), cost.data(), lower.data(), upper.data(), nullptr, colnames.data()},
+    m.append_rows({numnodes(), supply.data(), nullptr, nullptr, row_names.data()}, nullptr);
+    m.append_cols({numarcs(), cost.data(), lower.data(), upper.data(), nullptr, col_names.data()},
                   &lines);
     return m;
 }
@@ -139,7 +139,7 @@ class network_search {
 // The sign with which row i suits the rows that were chosen; 0 where it does not.
 int network_search::sign_for(int i) const
 {
-    if (m.rowlower(i) <= -VNT_INFINITY && m.rowupper(i) >= VNT_INFINITY) return 0;
+    if (m.row_lower(i) <= -VNT_INFINITY && m.row_upper(i) >= VNT_INFINITY) return 0;
     matrix_view rows = m.a.by_row();
     int wanted = 0;
     for (int64_t k = rows.begin[i]; k < rows.begin[i + 1]; k++) {
@@ -162,9 +162,9 @@ void network_search::add_row(int i)
     out.row.push_back(i);
     for (int64_t k = rows.begin[i]; k < rows.begin[i + 1]; k++)
         (rows.value[k] * sign[i] > 0 ? leaves : enters)[rows.index[k]] = node;
-    double side = m.rowsense[i] == 'R' ? m.rowupper(i) : m.rhs[i];
+    double side = m.row_sense[i] == 'R' ? m.row_upper(i) : m.rhs[i];
     double supply = sign[i] * side;
-    std::string name = m.rownames.at(i);
+    std::string name = m.row_names.at(i);
     const char *text = name.c_str();
     out.n.append_nodes(1, &supply, &text);
 }
@@ -183,7 +183,7 @@ int network_search::other_node()
 
 void network_search::add_arc(int from, int to, double low, double high, double cost, int column)
 {
-    std::string name = column >= 0 ? m.colnames.at(column) : m.rownames.at(-column - 1);
+    std::string name = column >= 0 ? m.col_names.at(column) : m.row_names.at(-column - 1);
     const char *text = name.c_str();
     if (from < 0) from = other_node();
     if (to < 0) to = other_node();
@@ -204,9 +204,9 @@ void network_search::add_slacks()
 {
     for (int node = 0; node < static_cast<int>(out.row.size()); node++) {
         int i = out.row[node];
-        if (i < 0 || m.rowsense[i] == 'E') continue;
-        bool added = (m.rowsense[i] == 'G') != (sign[i] > 0);
-        double width = m.rowsense[i] == 'R' ? m.rowupper(i) - m.rowlower(i) : VNT_INFINITY;
+        if (i < 0 || m.row_sense[i] == 'E') continue;
+        bool added = (m.row_sense[i] == 'G') != (sign[i] > 0);
+        double width = m.row_sense[i] == 'R' ? m.row_upper(i) - m.row_lower(i) : VNT_INFINITY;
         add_arc(added ? node : -1, added ? -1 : node, 0, width, 0, -i - 1);
     }
 }

@@ -27,11 +27,11 @@ struct network {
     int sense = VNT_MIN;
 
     std::vector<double> supply;
-    name_list nodenames{'n'};
+    name_list node_names{'n'};
 
     std::vector<int> from, to;
     std::vector<double> lower, upper, cost;
-    name_list arcnames{'a'};
+    name_list arc_names{'a'};
 
     int numnodes() const { return static_cast<int>(supply.size()); }
     int numarcs() const { return static_cast<int>(from.size()); }
@@ -41,7 +41,7 @@ struct network {
 
     // Element i of a list is the new index of node or arc i, -1 to delete it.  The arcs of deleted
     // nodes must be deleted as well.
-    void keep(const std::vector<int> &nodeplace, const std::vector<int> &arcplace);
+    void keep(const std::vector<int> &node_place, const std::vector<int> &arc_place);
 
     // The problem with a column per arc and an equation per node.
     model linear() const;

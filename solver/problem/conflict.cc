@@ -65,13 +65,13 @@ static vntlp without_objective(const vntlp &p)
 {
     vntlp q = p;
     q.changed();
-    q.mipstarts.clear();
+    q.mip_starts.clear();
     q.start.clear();
     q.m.type = p.m.discrete() ? VNT_PROB_MIP : VNT_PROB_LP;
     q.m.clear_quadratic();
     q.m.objective.assign(p.m.numcols(), 0.0);
     q.m.offset = 0;
-    q.m.usercuts.clear(); // they follow from what may be left out
+    q.m.user_cuts.clear(); // they follow from what may be left out
     if (!p.m.discrete()) q.m.lazies.clear();
     for (int j = 0; j < p.m.numcols() && p.m.discrete(); j++)
         if (p.m.ctype[j] == 'B' && !bounds_stay(p.m, j)) q.m.ctype[j] = 'I';
@@ -93,7 +93,7 @@ static void leave_out(model &q, const std::vector<conflict_member> &gone)
     for (const conflict_member &c : gone) {
         switch (c.type) {
         case VNT_CONSTRAINT_ROW:
-            q.rowsense[c.index] = 'L';
+            q.row_sense[c.index] = 'L';
             q.rhs[c.index] = VNT_INFINITY;
             q.range[c.index] = 0;
             break;
@@ -118,7 +118,7 @@ class conflict_search {
         : whole(p.m), trial(without_objective(p)), series(params, hooks), found(*c),
           active(c->groups.size(), true)
     {
-        series.params.solutionlimit = 1;
+        series.params.solution_limit = 1;
     }
     void run();
 
@@ -163,7 +163,7 @@ void conflict_search::build()
     model &m = trial.m;
     m.lower = whole.lower;
     m.upper = whole.upper;
-    m.rowsense = whole.rowsense;
+    m.row_sense = whole.row_sense;
     m.rhs = whole.rhs;
     m.range = whole.range;
     m.sets = whole.sets;
@@ -181,7 +181,7 @@ verdict conflict_search::solve(bool discrete)
     if (error != 0 || series.ended() != 0) return UNDECIDED;
     reformulation in(trial, discrete);
     engine_result result;
-    bool bounded = engine_intsbounded(in.engine());
+    bool bounded = engine_ints_bounded(in.engine());
     error = series.solve(in.engine(), bounded ? most_nodes : most_unbounded_nodes, &result);
     if (error != 0) return UNDECIDED;
     if (!discrete && !result.cstat.empty()) trial.set_basis(result.cstat, result.rstat);
@@ -213,7 +213,7 @@ void conflict_search::use(const std::vector<double> &weights)
 {
     if (weights.empty()) return;
     reformulation in(trial, false);
-    std::vector<double> reach = engine_reducedcosts(in.engine(), nullptr, weights.data());
+    std::vector<double> reach = engine_reduced_costs(in.engine(), nullptr, weights.data());
     double most = 0;
     for (double r : reach)
         most = std::max(most, std::fabs(r));
@@ -231,7 +231,7 @@ void conflict_search::use(const std::vector<double> &weights)
     }
     build();
     reformulation fewer(trial, false);
-    if (engine_infeasibilityproof(fewer.engine(), weights) <= 0) active = before;
+    if (engine_infeasibility_proof(fewer.engine(), weights) <= 0) active = before;
 }
 
 void conflict_search::leave(size_t from, size_t count, bool in)
@@ -349,11 +349,11 @@ vntlp conflict_problem(const vntlp &p, const conflict &c)
             if (member.type == VNT_CONSTRAINT_ROW) rows[member.index] = false;
     }
     leave_out(q.m, gone);
-    std::vector<int> rowplace, colplace;
-    int left = places_of_kept(rows, &rowplace);
-    q.keep_rows(rowplace, left);
-    left = places_of_kept(columns_in_use(q.m), &colplace);
-    q.keep_cols(colplace, left);
+    std::vector<int> row_place, col_place;
+    int left = places_of_kept(rows, &row_place);
+    q.keep_rows(row_place, left);
+    left = places_of_kept(columns_in_use(q.m), &col_place);
+    q.keep_cols(col_place, left);
     return q;
 }
 

@@ -15,7 +15,7 @@ struct extreme {
 
     void add(double coefficient, double bound)
     {
-        if (engine_isinf(bound)) {
+        if (engine_is_inf(bound)) {
             infinities++;
         } else {
             finite += coefficient * bound;
@@ -24,7 +24,7 @@ struct extreme {
     // Without one term; false where that leaves an infinite one.
     bool without(double coefficient, double bound, double *rest) const
     {
-        bool infinite = engine_isinf(bound);
+        bool infinite = engine_is_inf(bound);
         *rest = infinite ? finite : finite - coefficient * bound;
         return infinities == static_cast<int>(infinite);
     }
@@ -85,9 +85,9 @@ column_bounds implied_bounds(const model &m)
         for (int i = 0; i < m.numrows(); i++) {
             int64_t from = rows.begin[i];
             limited_row row = {rows.index + from, rows.value + from, rows.begin[i + 1] - from, 0};
-            row.side = m.rowupper(i);
+            row.side = m.row_upper(i);
             if (row.side < VNT_INFINITY) changed |= tighten_row(row, 1, &b);
-            row.side = -m.rowlower(i);
+            row.side = -m.row_lower(i);
             if (row.side < VNT_INFINITY) changed |= tighten_row(row, -1, &b);
         }
     }

@@ -63,7 +63,7 @@ void vntlp::set_basis_near(const std::vector<double> &x, const std::vector<doubl
     std::vector<double> activity = m.activities(x.data());
     std::vector<int> status, rank, order(rows + cols);
     for (int i = 0; i < rows; i++) {
-        status.push_back(place_of(activity[i], m.rowlower(i), m.rowupper(i)));
+        status.push_back(place_of(activity[i], m.row_lower(i), m.row_upper(i)));
         rank.push_back(status[i] == VNT_BASIS_BASIC ? 0 : 1);
     }
     for (int j = 0; j < cols; j++) {
@@ -161,7 +161,7 @@ void vntlp::keep_cols(const std::vector<int> &place, int left)
     } else {
         forget_basis();
     }
-    for (mip_start &s : mipstarts)
+    for (mip_start &s : mip_starts)
         compress_terms(s.index, place, {&s.value});
     for (pool_filter &f : filters)
         compress_terms(f.index, place, {&f.weight, &f.reference});

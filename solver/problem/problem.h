@@ -70,7 +70,7 @@ struct vntlp {
     std::optional<vnt::conflict> found; // the last conflict that was looked for
     std::vector<int> cstat, rstat;      // a basis, both empty without one
     std::vector<double> start;          // values of all columns to start from, may be empty
-    std::vector<vnt::mip_start> mipstarts;
+    std::vector<vnt::mip_start> mip_starts;
     vnt::annotations notes;
     std::vector<vnt::pool_filter> filters;
     std::vector<double> free_lower, free_upper; // a fixed MIP's bounds before they were fixed

@@ -15,8 +15,8 @@ reformulation::reformulation(const vntlp &p, bool discrete)
     out.begin = cols.begin;
     out.index = cols.index;
     out.value = cols.value;
-    out.collower = m.lower.data();
-    out.colupper = m.upper.data();
+    out.col_lower = m.lower.data();
+    out.col_upper = m.upper.data();
     out.objective = m.objective.data();
     out.offset = m.offset;
     out.sense = m.sense;
@@ -35,11 +35,11 @@ reformulation::reformulation(const vntlp &p, bool discrete)
 void reformulation::copy_rows(const model &m)
 {
     for (int i = 0; i < m.numrows(); i++) {
-        rowlower.push_back(m.rowlower(i));
-        rowupper.push_back(m.rowupper(i));
+        row_lower.push_back(m.row_lower(i));
+        row_upper.push_back(m.row_upper(i));
     }
-    out.rowlower = rowlower.data();
-    out.rowupper = rowupper.data();
+    out.row_lower = row_lower.data();
+    out.row_upper = row_upper.data();
 }
 
 void reformulation::copy_discrete(const model &m)
@@ -60,23 +60,23 @@ void reformulation::copy_discrete(const model &m)
 
 void reformulation::copy_beside(const model &m)
 {
-    besidebegin.push_back(0);
-    for (auto *rows : {&m.lazies, &m.usercuts}) {
+    beside_begin.push_back(0);
+    for (auto *rows : {&m.lazies, &m.user_cuts}) {
         for (const row_beside &r : *rows) {
-            besideindex.insert(besideindex.end(), r.index.begin(), r.index.end());
-            besidevalue.insert(besidevalue.end(), r.value.begin(), r.value.end());
-            besidebegin.push_back(static_cast<int64_t>(besideindex.size()));
-            besidelower.push_back(r.sense == 'L' ? -VNT_INFINITY : r.rhs);
-            besideupper.push_back(r.sense == 'G' ? VNT_INFINITY : r.rhs);
+            beside_index.insert(beside_index.end(), r.index.begin(), r.index.end());
+            beside_value.insert(beside_value.end(), r.value.begin(), r.value.end());
+            beside_begin.push_back(static_cast<int64_t>(beside_index.size()));
+            beside_lower.push_back(r.sense == 'L' ? -VNT_INFINITY : r.rhs);
+            beside_upper.push_back(r.sense == 'G' ? VNT_INFINITY : r.rhs);
         }
     }
-    out.beside = {static_cast<int>(besidelower.size()),
+    out.beside = {static_cast<int>(beside_lower.size()),
                   static_cast<int>(m.lazies.size()),
-                  besidebegin.data(),
-                  besideindex.data(),
-                  besidevalue.data(),
-                  besidelower.data(),
-                  besideupper.data()};
+                  beside_begin.data(),
+                  beside_index.data(),
+                  beside_value.data(),
+                  beside_lower.data(),
+                  beside_upper.data()};
 }
 
 void reformulation::copy_all(const model &m)
@@ -136,8 +136,8 @@ void reformulation::add_row(double low, double high, const std::vector<int> &col
     int64_t begin = 0;
     a.append_rows(
         {1, static_cast<int64_t>(cols.size()), &begin, nullptr, cols.data(), values.data()});
-    rowlower.push_back(low);
-    rowupper.push_back(high);
+    row_lower.push_back(low);
+    row_upper.push_back(high);
 }
 
 // A semi-continuous column is 0, or between its bounds where its binary companion z is 1:
@@ -260,13 +260,13 @@ void reformulation::point_out()
     out.begin = cols.begin;
     out.index = cols.index;
     out.value = cols.value;
-    out.collower = lower.data();
-    out.colupper = upper.data();
+    out.col_lower = lower.data();
+    out.col_upper = upper.data();
     out.objective = objective.data();
-    out.rowlower = rowlower.data();
-    out.rowupper = rowupper.data();
+    out.row_lower = row_lower.data();
+    out.row_upper = row_upper.data();
     out.ctype = ctype.data();
-    out.numpairs = static_cast<int>(pairs.size() / 2);
+    out.num_pairs = static_cast<int>(pairs.size() / 2);
     out.pairs = pairs.data();
 }
 
@@ -277,17 +277,17 @@ void reformulation::copy_starts(const vntlp &p)
         starts.emplace_back(out.numcols, std::numeric_limits<double>::quiet_NaN());
         return starts.back();
     };
-    for (const mip_start &given : p.mipstarts) {
+    for (const mip_start &given : p.mip_starts) {
         std::vector<double> &x = add();
         for (size_t k = 0; k < given.index.size(); k++)
             x[given.index[k]] = given.value[k];
     }
-    if (p.mipstarts.empty() && !p.start.empty())
+    if (p.mip_starts.empty() && !p.start.empty())
         std::copy(p.start.begin(), p.start.end(), add().begin());
     for (const std::vector<double> &x : starts)
-        startpoints.push_back(x.data());
-    out.starts = startpoints.data();
-    out.numstarts = static_cast<int>(startpoints.size());
+        start_points.push_back(x.data());
+    out.starts = start_points.data();
+    out.num_starts = static_cast<int>(start_points.size());
 }
 
 // Of a higher priority is branched first; the engine counts the other way.

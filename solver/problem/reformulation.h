@@ -43,12 +43,12 @@ class reformulation {
     void point_out();
 
     engine_model out;
-    std::vector<double> rowlower, rowupper, lower, upper, objective;
-    std::vector<int64_t> besidebegin;
-    std::vector<int> besideindex;
-    std::vector<double> besidevalue, besidelower, besideupper;
+    std::vector<double> row_lower, row_upper, lower, upper, objective;
+    std::vector<int64_t> beside_begin;
+    std::vector<int> beside_index;
+    std::vector<double> beside_value, beside_lower, beside_upper;
     std::vector<std::vector<double>> starts;
-    std::vector<const double *> startpoints;
+    std::vector<const double *> start_points;
     std::vector<int> rank, direction;
     column_bounds reach; // implied bounds of the problem's columns
     std::vector<int> pairs;

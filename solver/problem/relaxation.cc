@@ -13,12 +13,12 @@ relaxation::relaxation(const vntlp &p, bool by_number) : whole(p), elastic(p), b
     model &m = elastic.m;
     elastic.changed();
     elastic.forget_basis();
-    elastic.mipstarts.clear();
+    elastic.mip_starts.clear();
     elastic.start.clear();
     elastic.free_lower.clear();
     elastic.free_upper.clear();
     m.clear_quadratic();
-    m.usercuts.clear(); // they follow from what may give way
+    m.user_cuts.clear(); // they follow from what may give way
     if (!p.m.discrete()) m.lazies.clear();
     if (!p.m.discrete()) m.ctype.assign(p.m.numcols(), 'C');
     m.type = p.m.discrete() || by_number ? VNT_PROB_MIP : VNT_PROB_LP;
@@ -81,9 +81,9 @@ void relaxation::relax(const conflict_member &c, int sides, double preference, i
 
 void relaxation::relax_row(int i, int sides, double preference, int64_t group)
 {
-    if ((sides & SIDE_LOWER) != 0 && whole.m.rowlower(i) > -VNT_INFINITY)
+    if ((sides & SIDE_LOWER) != 0 && whole.m.row_lower(i) > -VNT_INFINITY)
         add_slack(preference, group, i, 1);
-    if ((sides & SIDE_UPPER) != 0 && whole.m.rowupper(i) < VNT_INFINITY)
+    if ((sides & SIDE_UPPER) != 0 && whole.m.row_upper(i) < VNT_INFINITY)
         add_slack(preference, group, i, -1);
 }
 
@@ -187,7 +187,7 @@ int relaxation::solve(engine_series &series, bool optimize, answer *out)
     fill(least, out);
     bool found = least.status == VNT_STAT_OPTIMAL || least.status == VNT_STAT_OPTIMAL_TOLERANCE;
     out->status = found ? VNT_STAT_RELAXED : least.status;
-    out->primalfeasible = found && least.objective <= series.params.feasibility;
+    out->primal_feasible = found && least.objective <= series.params.feasibility;
     if (!found || !optimize) return 0;
     ask_objective(least);
     rc = run(series, &best);

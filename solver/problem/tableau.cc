@@ -14,7 +14,7 @@ static constexpr double noise = 1e-9;
 // What the activity and the slack of a row sum to: an infinite right-hand side is no number.
 static double right_side(const model &m, int i)
 {
-    return engine_isinf(m.rhs[i]) ? 0 : m.rhs[i];
+    return engine_is_inf(m.rhs[i]) ? 0 : m.rhs[i];
 }
 
 static engine_columns columns_of(const model &m)
@@ -28,8 +28,8 @@ tableau::tableau(const model &m, const std::vector<int> &cstat, const std::vecto
 {
     for (int i = 0; i < m.numrows(); i++) {
         double b = right_side(m, i);
-        lower.push_back(model_number(b - m.rowupper(i)));
-        upper.push_back(model_number(b - m.rowlower(i)));
+        lower.push_back(model_number(b - m.row_upper(i)));
+        upper.push_back(model_number(b - m.row_lower(i)));
     }
     std::vector<int> basic;
     for (int k = 0; k < numcols() + numrows(); k++) {
@@ -56,10 +56,10 @@ tableau::place tableau::place_of(int variable, int status) const
     bool slack = variable >= numcols();
     double low = lower[variable], high = upper[variable];
     if (status == VNT_BASIS_BASIC) return BASIC;
-    if (engine_isinf(low) && engine_isinf(high)) return FREE;
+    if (engine_is_inf(low) && engine_is_inf(high)) return FREE;
     if (low == high) return FIXED;
-    if (engine_isinf(low)) return AT_UPPER;
-    if (engine_isinf(high)) return AT_LOWER;
+    if (engine_is_inf(low)) return AT_UPPER;
+    if (engine_is_inf(high)) return AT_LOWER;
     return (status == VNT_BASIS_UPPER) == slack ? AT_LOWER : AT_UPPER;
 }
 
@@ -154,12 +154,12 @@ value_range tableau::until_infeasible(const std::vector<double> &step) const
     for (int p = 0; p < numrows(); p++) {
         if (std::fabs(step[p]) < noise) continue;
         int k = head()[p];
-        double below = engine_isinf(lower[k]) ? VNT_INFINITY : std::max(0.0, x[k] - lower[k]);
-        double above = engine_isinf(upper[k]) ? VNT_INFINITY : std::max(0.0, upper[k] - x[k]);
+        double below = engine_is_inf(lower[k]) ? VNT_INFINITY : std::max(0.0, x[k] - lower[k]);
+        double above = engine_is_inf(upper[k]) ? VNT_INFINITY : std::max(0.0, upper[k] - x[k]);
         if (step[p] < 0) std::swap(below, above);
         double size = std::fabs(step[p]);
-        if (!engine_isinf(below)) range.low = std::max(range.low, -below / size);
-        if (!engine_isinf(above)) range.high = std::min(range.high, above / size);
+        if (!engine_is_inf(below)) range.low = std::max(range.low, -below / size);
+        if (!engine_is_inf(above)) range.high = std::min(range.high, above / size);
     }
     return range;
 }
@@ -236,12 +236,12 @@ static value_range mirrored(double b, value_range slack)
     return {model_number(b - slack.high), model_number(b - slack.low)};
 }
 
-value_range tableau::rowlower_range(int i) const
+value_range tableau::row_lower_range(int i) const
 {
     return mirrored(right_side(m, i), upper_range(numcols() + i));
 }
 
-value_range tableau::rowupper_range(int i) const
+value_range tableau::row_upper_range(int i) const
 {
     return mirrored(right_side(m, i), lower_range(numcols() + i));
 }

@@ -48,8 +48,8 @@ class tableau {
     value_range rhs_range(int i) const;
     value_range lower_range(int variable) const; // of its bound
     value_range upper_range(int variable) const;
-    value_range rowlower_range(int i) const; // of the row's bound
-    value_range rowupper_range(int i) const;
+    value_range row_lower_range(int i) const; // of the row's bound
+    value_range row_upper_range(int i) const;
 
     // By how much the objective worsens at first for each unit that a basic column is forced
     // below, or above, its value: infinite where it cannot go there.
