@@ -1,12 +1,19 @@
 #include "bench/relay.h"
 
+#include "test/process.h"
+
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -30,21 +37,30 @@ static int must(int result, const char *what)
     _exit(1);
 }
 
-static bool write_all(int fd, const char *bytes, size_t n)
+// Reads what comes first.  Before it sleeps it looks for a moment, if `polls` is set and the
+// descriptor does not block.
+static ssize_t read_some(int fd, char *bytes, size_t n, bool polls)
 {
-    while (n > 0) {
-        ssize_t written = write(fd, bytes, n);
-        if (written <= 0) return false;
-        bytes += written;
-        n -= static_cast<size_t>(written);
+    static constexpr auto moment = std::chrono::microseconds(50);
+    ssize_t got = read(fd, bytes, n);
+    if (got >= 0 || !polls) return got;
+    auto end = std::chrono::steady_clock::now() + moment;
+    while (got < 0 && errno == EAGAIN && std::chrono::steady_clock::now() < end) {
+        sched_yield();
+        got = read(fd, bytes, n);
     }
-    return true;
+    pollfd p = {fd, POLLIN, 0};
+    while (got < 0 && errno == EAGAIN) {
+        poll(&p, 1, -1);
+        got = read(fd, bytes, n);
+    }
+    return got;
 }
 
-static bool read_all(int fd, char *bytes, size_t n)
+static bool read_all(int fd, char *bytes, size_t n, bool polls)
 {
     while (n > 0) {
-        ssize_t got = read(fd, bytes, n);
+        ssize_t got = read_some(fd, bytes, n, polls);
         if (got <= 0) return false;
         bytes += got;
         n -= static_cast<size_t>(got);
@@ -52,28 +68,48 @@ static bool read_all(int fd, char *bytes, size_t n)
     return true;
 }
 
-static void pump(int from, int to)
+static bool write_all(int fd, const char *bytes, size_t n)
+{
+    while (n > 0) {
+        ssize_t written = write(fd, bytes, n);
+        pollfd p = {fd, POLLOUT, 0};
+        if (written < 0 && errno == EAGAIN && poll(&p, 1, -1) > 0) continue;
+        if (written <= 0) return false;
+        bytes += written;
+        n -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+static void pump(int from, int to, bool polls)
 {
     std::vector<char> block(blocksize);
     ssize_t n;
-    while ((n = read(from, block.data(), block.size())) > 0)
+    while ((n = read_some(from, block.data(), block.size(), polls)) > 0)
         if (!write_all(to, block.data(), static_cast<size_t>(n))) break;
 }
 
-// The process behind the pipes.
+// The process behind the pipes.  It takes a small request with one read.
 static void serve(int in, int out)
 {
     std::vector<char> block(blocksize);
-    order o;
-    while (read_all(in, reinterpret_cast<char *>(&o), sizeof o)) {
-        for (uint64_t n; o.up > 0; o.up -= n)
-            if (!read_all(in, block.data(), n = std::min<uint64_t>(o.up, blocksize))) return;
-        for (uint64_t n; o.down > 0; o.down -= n)
-            if (!write_all(out, block.data(), n = std::min<uint64_t>(o.down, blocksize))) return;
+    ssize_t n;
+    while ((n = read(in, block.data(), block.size())) >= static_cast<ssize_t>(sizeof(order))) {
+        order o;
+        memcpy(&o, block.data(), sizeof o);
+        for (o.up -= static_cast<uint64_t>(n); o.up > 0; o.up -= static_cast<uint64_t>(n))
+            if ((n = read(in, block.data(), block.size())) <= 0) return;
+        for (uint64_t part; o.down > 0; o.down -= part)
+            if (!write_all(out, block.data(), part = std::min<uint64_t>(o.down, blocksize))) return;
     }
 }
 
-static void relay_between(int socket)
+static void make_unblocking(int fd)
+{
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+}
+
+static void relay_between(int socket, bool polls)
 {
     int in[2], out[2];
     must(pipe(in), "pipe");
@@ -87,8 +123,12 @@ static void relay_between(int socket)
     }
     close(in[0]);
     close(out[1]);
-    std::thread back(pump, out[0], socket);
-    pump(socket, in[1]);
+    if (polls) {
+        make_unblocking(socket);
+        make_unblocking(out[0]);
+    }
+    std::thread back(pump, out[0], socket, polls);
+    pump(socket, in[1], polls);
     close(in[1]); // the other process ends now, and with it the thread
     back.join();
     wait(nullptr);
@@ -100,7 +140,7 @@ static void nodelay(int socket)
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-relay::relay()
+relay::relay(bool polls_) : polls(polls_)
 {
     int listening = must(socket(AF_INET, SOCK_STREAM, 0), "socket");
     sockaddr_in address = {};
@@ -116,32 +156,40 @@ relay::relay()
         int accepted = must(accept(listening, nullptr, nullptr), "accept");
         close(listening);
         nodelay(accepted);
-        relay_between(accepted);
+        relay_between(accepted, polls);
         _exit(0);
     }
     close(listening);
     fd = must(socket(AF_INET, SOCK_STREAM, 0), "socket");
     must(connect(fd, name, length), "connect");
     nodelay(fd);
+    if (polls) make_unblocking(fd);
 }
 
 relay::~relay()
 {
+    shutdown(fd, SHUT_RDWR); // later relays have inherited the descriptor
     close(fd);
     waitpid(server, nullptr, 0);
 }
 
-void relay::exchange(const char *upbytes, size_t up, char *downbytes, size_t down)
+void relay::send(char *upbytes, size_t up, size_t down)
 {
     order o = {up, down};
-    char head[sizeof o + 256];
-    memcpy(head, &o, sizeof o);
-    // A small request is one write, as it is in the real client.
-    size_t first = up <= 256 ? up : 0;
-    memcpy(head + sizeof o, upbytes, first);
-    bool fine = write_all(fd, head, sizeof o + first) &&
-                write_all(fd, upbytes + first, up - first) && read_all(fd, downbytes, down);
-    must(fine ? 0 : -1, "relay");
+    memcpy(upbytes, &o, sizeof o);
+    must(write_all(fd, upbytes, up) ? 0 : -1, "relay");
+}
+
+void relay::receive(char *downbytes, size_t down)
+{
+    must(read_all(fd, downbytes, down, polls) ? 0 : -1, "relay");
+}
+
+std::vector<pid_t> relay::processes() const
+{
+    std::vector<pid_t> all = process_children(server);
+    all.push_back(server);
+    return all;
 }
 
 } // namespace vnt

@@ -1,9 +1,11 @@
 // A stand-in for the solver that answers at no cost, so that only the way to it is measured.  The
-// name of a problem is its number of columns.
+// name of a problem is its number of columns.  To solve it takes as many milliseconds.
 
 #include "vanto.h"
 
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 
 struct vntenv {
     vntlp *open;
@@ -78,6 +80,38 @@ int VNTLcopylp(VNTENVptr, VNTLPptr lp, int numcols, int, int, const double *, co
 {
     lp->numcols = numcols;
     return 0;
+}
+
+int VNTLEgetnulbytes(VNTENVptr, int *nulbytes_p)
+{
+    *nulbytes_p = 1;
+    return 0;
+}
+
+int VNTLnewcols(VNTENVptr, VNTLPptr, int, const double *, const double *, const double *,
+                const char *, const char *const *)
+{
+    return 0;
+}
+
+int VNTLgetcolname(VNTENVptr, VNTLPptr, char **name, char *namestore, int64_t storespace,
+                   int64_t *surplus_p, int begin, int end)
+{
+    static const char text[] = "column00";
+    int64_t n = end - begin + 1;
+    *surplus_p = storespace - n * int64_t(sizeof text);
+    if (*surplus_p < 0) return 1207;
+    for (int64_t i = 0; i < n; i++) {
+        name[i] = namestore + i * int64_t(sizeof text);
+        memcpy(name[i], text, sizeof text);
+    }
+    return 0;
+}
+
+int VNTLmipopt(VNTENVptr, VNTLPptr lp)
+{
+    timespec t = {lp->numcols / 1000, lp->numcols % 1000 * 1000000L};
+    return nanosleep(&t, nullptr);
 }
 
 } // extern "C"
