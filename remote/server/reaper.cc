@@ -5,6 +5,7 @@
 #include "remote/base/log.h"
 #include "remote/server/owned.h"
 #include "remote/server/server.h"
+#include "remote/server/signals.h"
 
 #include <cerrno>
 #include <csignal>
@@ -22,16 +23,20 @@ namespace vnt {
 // The next passes wait for the others.
 static constexpr int DRAIN_TIME = 1000;
 
-// Waits for the polling interval.  Returns true when the server is to end.  It is meant that the
-// nanoseconds are not carried into the seconds: sem_timedwait() rejects such a deadline at once,
-// which counts as the end of the interval.
+// Waits for the end of a worker, or for the polling interval.  Returns true when the server is to
+// end.  It is meant that the nanoseconds are not carried into the seconds: sem_timedwait() rejects
+// such a deadline at once, which counts as the end of the interval.
 static bool stop_await(server *s)
 {
     struct timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
     deadline.tv_sec += s->options.polling / 1000;
     deadline.tv_nsec += s->options.polling % 1000 * 1000000;
-    if (sem_timedwait(&s->wakeup, &deadline) == 0) return true;
+    if (sem_timedwait(&s->wakeup, &deadline) == 0) {
+        while (sem_trywait(&s->wakeup) == 0) {
+        } // one pass collects all that have ended
+        return s->stop;
+    }
     if (errno != ETIMEDOUT || s->options.polling == 0) clock_sleep(0.001); // it did not wait
     return false;
 }
@@ -197,6 +202,7 @@ static void children_take(server *s)
 void *reaper_thread(void *server_)
 {
     server *s = static_cast<server *>(server_);
+    signals_take_children();
     while (!s->stop && !stop_await(s))
         ended_collect_all(s);
     server_cleanup(s);

@@ -39,7 +39,7 @@ struct server {
     int listen_fd;
     int reserve_fd; // closed for a moment to refuse a connection when descriptors run out
     std::atomic<int> stop;
-    sem_t wakeup; // posted once stop is set
+    sem_t wakeup; // posted once stop is set, and when a worker has ended
     pthread_t reaper;
     int exit_status;
 };

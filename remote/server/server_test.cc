@@ -91,7 +91,7 @@ struct letter_server : server_process {
                   parts.fork = forker;
                   return server_run(parts, argc, argv);
               },
-              (options.push_back("-polling=20"), options)) // 18 ms
+              (options.insert(options.begin(), "-polling=20"), options)) // 18 ms
     {
         EXPECT_GT(port, 0) << written();
     }
@@ -129,6 +129,19 @@ TEST(Server, AClientGetsAWorkerThatHearsIt)
         EXPECT_TRUE(gone(first));
         EXPECT_EQ(second.say("v").hear(1), "v");
     }
+}
+
+// The reaper does not wait for its next look, which is days away here.
+TEST(Server, EndedWorkersAreCollectedAtOnce)
+{
+    letter_server server({"-polling=1000000000"});
+    long descriptors = server.count("fd"), threads = server.count("task");
+    raw_client regular(server.port), crashing(server.port);
+    ASSERT_EQ(regular.new_worker() + crashing.new_worker(), 0);
+    EXPECT_TRUE(regular.say("t").closed());
+    EXPECT_TRUE(crashing.say("c").closed());
+    EXPECT_TRUE(gone(regular) && gone(crashing));
+    EXPECT_TRUE(server.holds(descriptors, threads));
 }
 
 // What a client asks for is answered with the status for it, and the connection is closed.

@@ -13,7 +13,10 @@ static void sighup_handler(int, siginfo_t *, void *)
     sem_post(&served->wakeup);
 }
 
-static void sigchild_handler(int, siginfo_t *, void *) {}
+static void sigchild_handler(int, siginfo_t *, void *)
+{
+    sem_post(&served->wakeup);
+}
 
 static constexpr int stop_signals[] = {SIGHUP, SIGINT, SIGTERM};
 static constexpr int ignored_signals[] = {SIGPIPE, SIGUSR1, SIGUSR2};
@@ -49,6 +52,14 @@ void signals_catch(server *s)
         signal_handle(signal, sighup_handler, 0);
     for (int s : ignored_signals)
         signal(s, SIG_IGN);
+}
+
+void signals_take_children(void)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGCHLD);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 void signals_open_mask(sigset_t *mask)

@@ -2,9 +2,9 @@
 // signals.
 //
 // The stop signals and SIGCHLD are blocked in all threads of the server.  The main thread unblocks
-// the stop signals while it polls, so that no other thread gets them.
+// the stop signals while it polls, so that no other thread gets them; the reaper unblocks SIGCHLD.
 //
-// Threads: the main thread alone.
+// Threads: the main thread alone, unless said otherwise.
 
 #pragma once
 
@@ -17,9 +17,13 @@ struct server;
 // Blocks them, before any thread is started, and stores the previous mask.
 void signals_block(sigset_t *before);
 
-// From now on a stop signal sets the server's stop flag and wakes the reaper.  SIGPIPE and the two
-// user signals, which monitors and log rotation like to send, are ignored.
+// From now on a stop signal sets the server's stop flag and wakes the reaper, and so does SIGCHLD,
+// which sets no flag.  SIGPIPE and the two user signals, which monitors and log rotation like to
+// send, are ignored.
 void signals_catch(server *s);
+
+// Lets the calling thread, which is the reaper, get SIGCHLD.
+void signals_take_children(void);
 
 // The calling thread's mask without the stop signals, for a poll.
 void signals_open_mask(sigset_t *mask);
