@@ -1,24 +1,29 @@
 #include "remote/handler/queries.h"
 
+#include "remote/handler/handler.h"
+
 namespace vnt {
 
-static constexpr uint32_t REDUCED = query_bit(QUERY_REDNUMCOLS) | query_bit(QUERY_REDNUMROWS);
-static constexpr uint32_t CONFLICT = query_bit(QUERY_CONFNUMROWS) | query_bit(QUERY_CONFNUMCOLS);
-static constexpr uint32_t NETWORK = query_bit(QUERY_NUMNODES) | query_bit(QUERY_NUMARCS);
+enum class about : uint8_t { PROBLEM, NETWORK, REDUCED, CONFLICT };
 
-static bool is_output(const call_argument &arg)
+// The bits of the queries about one kind of object.
+static constexpr uint32_t bits(about kind)
 {
-    return arg.word == CALL_OUT || arg.word == CALL_INOUT;
+    constexpr about kinds[] = {
+#define PROBLEM_QUERY(name, function, selector) about::PROBLEM,
+#define NETWORK_QUERY(name, function, selector) about::NETWORK,
+#define REDUCED_QUERY(name, function, selector) about::REDUCED,
+#define CONFLICT_QUERY(name, selector) about::CONFLICT,
+#include "remote/calls/queries.def"
+    };
+    uint32_t found = 0;
+    for (int i = 0; i < QUERY_COUNT; i++)
+        if (kinds[i] == kind) found |= query_bit(i);
+    return found;
 }
-
-static uint32_t wanted_by(const call_argument &arg)
-{
-    uint32_t wanted = 0;
-    for (const call_term &term : arg.size.terms)
-        if (term.kind == call_term::QUERY && (term.at != QUERY_NUMCOLS || is_output(arg)))
-            wanted |= query_bit(term.at);
-    return wanted;
-}
+static constexpr uint32_t NETWORK = bits(about::NETWORK);
+static constexpr uint32_t REDUCED = bits(about::REDUCED);
+static constexpr uint32_t CONFLICT = bits(about::CONFLICT);
 
 // Returns the function, and notes it as missing if the solver lacks it.
 template <class function> static function needed(size_queries *q, function f, const char *name)
@@ -28,48 +33,39 @@ template <class function> static function needed(size_queries *q, function f, co
 }
 #define NEEDED(q, function) needed(q, SOLVER(function), #function)
 
-static void ask_width(size_queries *q)
-{
-    auto getnulbytes = NEEDED(q, VNTLEgetnulbytes);
-    int bytes = 0;
-    if (getnulbytes == nullptr || getnulbytes(q->env, &bytes) != 0) return;
-    q->width = bytes == 2 ? 1 : bytes == 4 ? 2 : 0;
-}
+#define COUNT_IF_ASKED(q, name, function, object)                                                  \
+    if ((q)->sizes.asked & query_bit(QUERY_##name))                                                \
+        if (auto count = NEEDED(q, function))                                                      \
+            (q)->sizes.answers[QUERY_##name] = count((q)->env, object);
 
 static void ask_counts(size_queries *q)
 {
-#define PROBLEM_QUERY(name, function, selector)                                                    \
-    if (q->sizes.asked & query_bit(QUERY_##name))                                                  \
-        if (auto count = NEEDED(q, function)) q->sizes.answers[QUERY_##name] = count(q->env, q->lp);
-#define NETWORK_QUERY(name, function, selector)                                                    \
-    if (q->sizes.asked & query_bit(QUERY_##name))                                                  \
-        if (auto count = NEEDED(q, function))                                                      \
-            q->sizes.answers[QUERY_##name] = count(q->env, q->net);
-#define OTHER_QUERY(name, selector)
+#define PROBLEM_QUERY(name, function, selector) COUNT_IF_ASKED(q, name, function, q->lp)
+#define NETWORK_QUERY(name, function, selector) COUNT_IF_ASKED(q, name, function, q->net)
+#define SIZE_QUERY(name, selector)
 #include "remote/calls/queries.def"
 }
 
 static void ask_reduced(size_queries *q)
 {
     auto getredlp = NEEDED(q, VNTLgetredlp);
-    auto numcols = NEEDED(q, VNTLgetnumcols);
-    auto numrows = NEEDED(q, VNTLgetnumrows);
-    if (q->missing != nullptr) return;
+    if (getredlp == nullptr) return;
     VNTLPptr reduced = nullptr;
-    if (getredlp(q->env, q->lp, &reduced) != 0 || reduced == nullptr) return;
-    if (q->sizes.asked & query_bit(QUERY_REDNUMCOLS))
-        q->sizes.answers[QUERY_REDNUMCOLS] = numcols(q->env, reduced);
-    if (q->sizes.asked & query_bit(QUERY_REDNUMROWS))
-        q->sizes.answers[QUERY_REDNUMROWS] = numrows(q->env, reduced);
+    q->status = getredlp(q->env, q->lp, &reduced);
+    if (q->status != 0 || reduced == nullptr) return;
+#define REDUCED_QUERY(name, function, selector) COUNT_IF_ASKED(q, name, function, reduced)
+#define SIZE_QUERY(name, selector)
+#include "remote/calls/queries.def"
 }
 
 static void ask_conflict(size_queries *q)
 {
     auto getconflict = NEEDED(q, VNTLgetconflict);
     if (getconflict == nullptr) return;
-    int status = 0, rows = 0, columns = 0;
-    if (getconflict(q->env, q->lp, &status, nullptr, nullptr, &rows, nullptr, nullptr, &columns))
-        return;
+    int kind = 0, rows = 0, columns = 0;
+    q->status =
+        getconflict(q->env, q->lp, &kind, nullptr, nullptr, &rows, nullptr, nullptr, &columns);
+    if (q->status != 0) return;
     q->sizes.answers[QUERY_CONFNUMROWS] = rows;
     q->sizes.answers[QUERY_CONFNUMCOLS] = columns;
 }
@@ -92,7 +88,45 @@ static void ask_keeping_messages(size_queries *q)
     if (saved) setparam(q->env, VNT_PARAM_MESSAGES, value);
 }
 
-void queries_ask(size_queries *q, const solver_call *call)
+void queries_use_defaults(size_queries *q, const handler *h)
+{
+    if (q->env == nullptr) q->env = h->env;
+    if (q->lp == nullptr) q->lp = h->lp;
+    if (q->net == nullptr) q->net = h->net;
+}
+
+void queries_ask(size_queries *q)
+{
+    if (q->sizes.asked & (NETWORK | REDUCED | CONFLICT))
+        ask_keeping_messages(q);
+    else
+        ask_all(q);
+}
+
+void queries_ask_width(size_queries *q)
+{
+    auto getnulbytes = NEEDED(q, VNTLEgetnulbytes);
+    if (getnulbytes == nullptr) return;
+    int bytes = 0;
+    q->status = getnulbytes(q->env, &bytes);
+    if (q->status == 0) q->width = bytes == 2 ? 1 : bytes == 4 ? 2 : 0;
+}
+
+static bool is_output(const call_argument &arg)
+{
+    return arg.word == CALL_OUT || arg.word == CALL_INOUT;
+}
+
+static uint32_t wanted_by(const call_argument &arg)
+{
+    uint32_t wanted = 0;
+    for (const call_term &term : arg.size.terms)
+        if (term.kind == call_term::QUERY && (term.at != QUERY_NUMCOLS || is_output(arg)))
+            wanted |= query_bit(term.at);
+    return wanted;
+}
+
+void queries_ask_for(size_queries *q, const solver_call *call)
 {
     bool texts = false;
     for (int i = 0; i < call->nargs; i++) {
@@ -100,11 +134,8 @@ void queries_ask(size_queries *q, const solver_call *call)
         q->sizes.asked |= wanted_by(arg);
         texts = texts || arg.word == CALL_OUTSTRING || arg.word == CALL_OUTNAMES;
     }
-    if (texts) ask_width(q);
-    if (q->sizes.asked & (NETWORK | REDUCED | CONFLICT))
-        ask_keeping_messages(q);
-    else
-        ask_all(q);
+    if (texts) queries_ask_width(q);
+    queries_ask(q);
 }
 
 } // namespace vnt

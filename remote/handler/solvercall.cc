@@ -205,22 +205,12 @@ static void forget_freed(solver_run *run)
     }
 }
 
-static void use_defaults(solver_run *run)
-{
-    if (!(run->flags & FLAG_USEDEFAULTS)) return;
-    const handler *h = run->frame->owner;
-    size_queries *q = &run->queries;
-    if (q->env == nullptr) q->env = h->env;
-    if (q->lp == nullptr) q->lp = h->lp;
-    if (q->net == nullptr) q->net = h->net;
-}
-
 // Finds the solver's function, and asks the solver for sizes.
 static int ask_solver(solver_run *run)
 {
     run->function = solver_find(&imports[run->call - solvercalls]);
     if (run->function == nullptr) run->queries.missing = run->call->function;
-    if (run->queries.missing == nullptr) queries_ask(&run->queries, run->call);
+    if (run->queries.missing == nullptr) queries_ask_for(&run->queries, run->call);
     return run->queries.missing == nullptr ? 0 : msg2vnt(MESSAGE_UNKNOWN);
 }
 
@@ -470,7 +460,7 @@ static int prepare(solver_run *run)
     if (rc == 0) rc = take_all(run);
     if (rc != 0) return rc;
     if ((run->flags & FLAG_ASYNCHRONOUS) && async_isasync()) return -1;
-    use_defaults(run);
+    if (run->flags & FLAG_USEDEFAULTS) queries_use_defaults(&run->queries, run->frame->owner);
     rc = ask_solver(run);
     if (rc == 0) rc = check_lengths(run);
     if (rc == 0) rc = make_all_room(run);

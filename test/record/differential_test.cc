@@ -234,7 +234,7 @@ void set_sizes(const library &l)
     set_recorded_size(#name, l.find<int(VNTENVptr, VNTLPptr)>(#function)(l.env(), l.lp()));
 #define NETWORK_QUERY(name, function, selector)                                                    \
     set_recorded_size(#name, l.find<int(VNTENVptr, VNTNETptr)>(#function)(l.env(), l.net()));
-#define OTHER_QUERY(name, selector) set_recorded_size(#name, 0);
+#define SIZE_QUERY(name, selector) set_recorded_size(#name, 0);
 #include "remote/calls/queries.def"
     int rows = 0, cols = 0;
     l.find<decltype(VNTLgetconflict)>("VNTLgetconflict")(l.env(), l.lp(), nullptr, nullptr, nullptr,

@@ -191,7 +191,7 @@ int64_t value_returned(const listed_function &f)
     static const std::map<std::string, std::string> queries = {
 #define PROBLEM_QUERY(name, function, selector) {#function, #name},
 #define NETWORK_QUERY(name, function, selector) {#function, #name},
-#define OTHER_QUERY(name, selector)
+#define SIZE_QUERY(name, selector)
 #include "remote/calls/queries.def"
     };
     auto query = queries.find(f.function);
