@@ -144,7 +144,6 @@ server_child *child_create(int client, const char *peer, int grace)
     snprintf(c->peer, sizeof c->peer, "%s", peer);
     // At level 4 each read is logged, so reads are small enough to follow.
     c->copying = log_level_get() >= LOG_DEBUG;
-    c->chunk = c->copying ? 4096 : SLAB_BUFFER;
     if (child_build(c) != 0) {
         child_destroy(c);
         return nullptr;

@@ -50,7 +50,6 @@ struct server_child {
     int stop_fd;                   // readable once the pumps are to end
     int grace;                     // milliseconds, see server.h
     int64_t started;               // of clock_ms()
-    size_t chunk;                  // bytes that the pumps read at once where they copy
     std::atomic<bool> copying;     // else bytes go from socket to pipe and back by splice()
     std::atomic<uint64_t> relayed; // see child_traffic
 

@@ -16,6 +16,9 @@ namespace vnt {
 // end.
 enum relay_result { RELAY_MORE, RELAY_END, RELAY_STOP };
 
+// How many bytes are read at once where they are copied.
+constexpr size_t RELAY_PIECE = 4096;
+
 // Waits until the process exists: no bytes may move before, because a failure is handled by killing
 // it.  Returns false if there will be no process.
 bool relay_await_process(server_child *c);

@@ -78,8 +78,8 @@ static relay_result room_await(server_child *c)
 
 static relay_result request_copy(server_child *c)
 {
-    char *buffer = c->memory->buffers[0];
-    ssize_t n = read(c->client, buffer, c->chunk);
+    char buffer[RELAY_PIECE];
+    ssize_t n = read(c->client, buffer, sizeof buffer);
     if (n < 0 && relay_may_repeat(c)) return RELAY_MORE;
     if (n <= 0) return RELAY_END;
     log_line(LOG_DEBUG, "pump_tochild: %d bytes read\n", static_cast<int>(n));

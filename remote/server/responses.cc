@@ -29,8 +29,8 @@ static void client_discard(server_child *c)
 
 static relay_result response_copy(server_child *c, bool wanted)
 {
-    char *buffer = c->memory->buffers[1];
-    ssize_t n = read(c->response_fd, buffer, c->chunk);
+    char buffer[RELAY_PIECE];
+    ssize_t n = read(c->response_fd, buffer, sizeof buffer);
     if (n < 0 && relay_may_repeat(c)) return RELAY_MORE;
     if (n < 0) relay_fail(c, "read");
     if (n <= 0) return RELAY_END;

@@ -7,7 +7,7 @@
 
 namespace vnt {
 
-static constexpr int SLABS_PER_BLOCK = 16;
+static constexpr int SLABS_PER_BLOCK = 64;
 
 namespace {
 // A free slab's first bytes link it to the next one.

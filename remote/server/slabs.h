@@ -1,4 +1,4 @@
-// slabs.h: memory for the two pumps of a worker: a small stack and a buffer for each.
+// slabs.h: memory for the two pumps of a worker: a small stack for each.
 //
 // Many slabs share one mapping.  If each stack had a mapping of its own, fork() would copy
 // thousands of them with a thousand workers.
@@ -17,12 +17,10 @@
 namespace vnt {
 
 // The stack is for shallow code only; a sanitizer needs more.
-constexpr size_t SLAB_STACK = SANITIZED ? 1 << 20 : 1 << 16;
-constexpr size_t SLAB_BUFFER = 1 << 16;
+constexpr size_t SLAB_STACK = SANITIZED ? 1 << 20 : 1 << 15;
 
 struct slab {
     char stacks[2][SLAB_STACK];
-    char buffers[2][SLAB_BUFFER];
 };
 
 // Null and errno when there is no memory.
