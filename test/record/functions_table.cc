@@ -1,16 +1,16 @@
 // functions_table.cc: prints docs/functions.md.
 //
-// The purpose of a function is the first sentence of the comment above its group in vanto.h.  What
-// the library defines as a weak symbol says that it is not supported.
+// What a function does is the first sentence of its comment in vanto.h.  What the library defines
+// as a weak symbol says that it is not supported.
 
+#include "docs/reference/header.h"
 #include "test/folders.h"
 #include "test/record/listing.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <dlfcn.h>
-#include <fstream>
 #include <link.h>
+#include <map>
 #include <set>
 
 using namespace vnt;
@@ -38,34 +38,13 @@ static const char *state(void *library, const std::string &function)
     return constants().count(function) != 0 ? "constant" : "works";
 }
 
-// The text up to the first full stop, colon or semicolon that ends a clause.
-static std::string first_sentence(const std::string &text)
-{
-    for (size_t i = 0; i < text.size(); i++) {
-        bool last = i + 1 == text.size() || text[i + 1] == ' ';
-        if (last && std::string(".:;").find(text[i]) != std::string::npos) return text.substr(0, i);
-    }
-    return text;
-}
-
-// A group begins with an empty line and its comment; comments within it are about single functions.
-static std::map<std::string, std::string> purposes(std::istream &in)
+// What each function does, by name.
+static std::map<std::string, std::string> purposes(const header &from)
 {
     std::map<std::string, std::string> all;
-    std::string line, comment;
-    bool heading = false;
-    while (std::getline(in, line)) {
-        if (line.empty()) {
-            comment.clear();
-            heading = true;
-            continue;
-        }
-        if (line.rfind("//", 0) != 0) heading = false;
-        if (heading)
-            comment += (comment.empty() ? "" : " ") + line.substr(std::min<size_t>(3, line.size()));
-        size_t end = line.find('('), begin = line.rfind("VNT", end);
-        if (end == std::string::npos || begin == std::string::npos || isspace(line[0])) continue;
-        all[line.substr(begin, end - begin)] = first_sentence(comment);
+    for (const header_group &g : from.groups) {
+        for (const header_function &f : g.functions)
+            all[f.name] = first_sentence(f.comment);
     }
     return all;
 }
@@ -74,8 +53,7 @@ int main()
 {
     void *library = dlopen(build_path("lib/libvanto.so").c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return 1;
-    std::ifstream header(source_path("include/vanto.h"));
-    auto known = purposes(header);
+    auto known = purposes(header_read(source_path("include/vanto.h")));
     std::map<std::string, std::string> rows; // by name
     for (const listed_function &f : listing()) {
         rows[f.function] = "| `" + f.function + "` | " + known[f.function] + " | " +
@@ -86,9 +64,8 @@ int main()
         text += row.second;
     return printf("# The functions of vanto.h in the open solver\n\n"
                   "Made of the header and the library by `build/test/functions_table > "
-                  "docs/functions.md`; a test holds it against them.  The purpose is that of the "
-                  "function's group in the header.  A constant answer is one that this solver has "
-                  "no other for.\n\n"
-                  "| function | purpose | state |\n|---|---|---|\n%s",
+                  "docs/functions.md`; a test holds it against them.  A constant answer is one "
+                  "that this solver has no other for.\n\n"
+                  "| function | what it does | state |\n|---|---|---|\n%s",
                   text.c_str()) < 0;
 }

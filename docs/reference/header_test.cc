@@ -1,0 +1,56 @@
+#include "docs/reference/header.h"
+
+#include "test/folders.h"
+
+#include <gtest/gtest.h>
+#include <set>
+
+namespace vnt {
+
+static std::vector<header_function> functions_of(const char *path)
+{
+    std::vector<header_function> all;
+    for (const header_group &g : header_read(source_path(path)).groups)
+        all.insert(all.end(), g.functions.begin(), g.functions.end());
+    return all;
+}
+
+TEST(Header, OfTheSolverSaysOfEachFunctionWhatItDoes)
+{
+    std::set<std::string> known;
+    for (const header_function &f : functions_of("include/vanto.h")) {
+        std::string said;
+        for (const std::string &p : paragraphs(f.comment))
+            said += p;
+        EXPECT_TRUE(!said.empty() && isupper(said[0]) && said.back() == '.') << f.name;
+        EXPECT_TRUE(known.insert(said).second) << f.name << " has another's comment: " << said;
+    }
+    EXPECT_EQ(known.size(), 441u);
+}
+
+TEST(Header, IsReadToTheLastParameter)
+{
+    for (const header_function &f : functions_of("include/vanto.h")) {
+        if (f.name == "VNTEsetpausecallbackfunc") {
+            ASSERT_EQ(f.parameters.size(), 3u);
+            EXPECT_EQ(f.parameters[1].name, "func");
+        } else if (f.name == "VNTLcopylpwnames") {
+            ASSERT_EQ(f.parameters.size(), 17u);
+            EXPECT_EQ(f.parameters[16].type, "const char *const *");
+            EXPECT_EQ(f.parameters[16].name, "rowname");
+        }
+    }
+}
+
+TEST(Header, OfTheClientSharesACommentAmongDeclarationsBelowIt)
+{
+    std::set<std::string> names;
+    for (const header_function &f : functions_of("include/vanto_client.h")) {
+        EXPECT_NE(first_sentence(f.comment), "") << f.name;
+        names.insert(f.name);
+    }
+    EXPECT_EQ(names.count("vntclient_getnetworks"), 1u);
+    EXPECT_EQ(names.count("vntclient_channelhandler"), 0u) << "is a type";
+}
+
+} // namespace vnt
