@@ -268,14 +268,25 @@ bool child_drain(server_child *c, int64_t deadline)
     return c->drained;
 }
 
+static void pumps_await(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    while (c->ended < c->npumps)
+        pthread_cond_wait(&c->changed, &c->lock);
+}
+
 static void pumps_end(server_child *c)
 {
-    if (c->npumps > 0) {
-        child_stop(c);
-        eventfd_write(c->stop_fd, 1);
-    }
+    if (c->npumps == 0) return;
+    child_stop(c);
+    eventfd_write(c->stop_fd, 1);
+    pumps_await(c);
+    // A join takes the thread off a list of the C library.  A fork() meanwhile would repair the
+    // list in the new worker, where the stacks are empty: see slabs.h.
+    owned_lock();
     for (; c->npumps > 0; c->npumps--)
         pthread_join(c->pumps[c->npumps - 1], nullptr);
+    owned_unlock();
 }
 
 void child_destroy(server_child *c)

@@ -68,6 +68,7 @@ struct server_child {
     bool relaying;      // the from-child pump is passing bytes on, so that `client` must stay
     bool discarding;    // the client takes nothing more; the worker's output is dropped
     bool drained;       // the from-child pump has ended
+    int ended;          // pumps that do nothing more but end
     bool farewell;      // the worker has reported a regular end
     const char *reason; // why the server has killed the worker, or null
     char peer[SOCKNAM_SIZE]; // the address of the last client

@@ -21,6 +21,13 @@ bool relay_await_process(server_child *c)
     return c->id != 0;
 }
 
+void relay_pump_end(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    c->ended++;
+    pthread_cond_broadcast(&c->changed);
+}
+
 static bool child_is_stopped(server_child *c)
 {
     mutex_holder hold(&c->lock);

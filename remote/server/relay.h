@@ -23,6 +23,9 @@ constexpr size_t RELAY_PIECE = 4096;
 // it.  Returns false if there will be no process.
 bool relay_await_process(server_child *c);
 
+// The last that a pump does.
+void relay_pump_end(server_child *c);
+
 // Handles a failure between server and worker: kills the worker unless it has ended.
 void relay_fail(server_child *c, const char *call);
 

@@ -277,6 +277,7 @@ void *pump_tochild(void *child)
         while (requests_relay(c) && client_await(c)) {
         }
     log_line(LOG_DEBUG, "pump_tochild: exit\n");
+    relay_pump_end(c);
     return nullptr;
 }
 

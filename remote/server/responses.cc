@@ -90,9 +90,11 @@ void *pump_fromchild(void *child)
         while (io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0 && response_relay(c)) {
         }
     log_line(LOG_DEBUG, "pump_fromchild: exit\n");
-    mutex_holder hold(&c->lock);
-    c->drained = true;
-    pthread_cond_broadcast(&c->changed);
+    {
+        mutex_holder hold(&c->lock);
+        c->drained = true;
+    }
+    relay_pump_end(c);
     return nullptr;
 }
 

@@ -31,6 +31,7 @@ static bool slab_map_block(void)
     void *block = mmap(nullptr, SLABS_PER_BLOCK * sizeof(slab), PROT_READ | PROT_WRITE,
                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
     if (block == MAP_FAILED) return false;
+    if (SLAB_HIDDEN) madvise(block, SLABS_PER_BLOCK * sizeof(slab), MADV_WIPEONFORK);
     for (int i = 0; i < SLABS_PER_BLOCK; i++)
         slab_put_back(static_cast<slab *>(block) + i);
     return true;
