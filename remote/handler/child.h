@@ -22,4 +22,8 @@ struct worker_child {
 // The record of this process; null if it is no worker.
 extern worker_child *workerchild;
 
+// Tells the server that the worker is parked (`word` is its id) or at its regular end (0).  False
+// with errno set if that failed.
+bool child_report(const worker_child *child, int32_t word);
+
 } // namespace vnt

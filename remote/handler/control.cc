@@ -6,9 +6,6 @@
 #include "remote/handler/child.h"
 #include "remote/handler/registry.h"
 
-#include <cerrno>
-#include <unistd.h>
-
 namespace vnt {
 
 // Forwards the four channels of the environment.  They stay silent until the caller asks for them.
@@ -91,8 +88,7 @@ static void vnthandler_disconnect(void)
 {
     if (workerchild == nullptr) return;
     log_line(LOG_DEBUG, "DISCONNECT\n");
-    const int32_t id = workerchild->id;
-    if (TEMP_FAILURE_RETRY(write(workerchild->status_fd, &id, sizeof id)) != sizeof id) {
+    if (!child_report(workerchild, workerchild->id)) {
         log_syscall("write");
         return;
     }

@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 namespace vnt {
 
@@ -154,10 +153,9 @@ static void serve(worker_context *w)
 
 static void end(worker_context *w, const worker_child *child)
 {
-    int32_t regular = 0;
     async_teardown();
     log_line(LOG_DEBUG, "Terminating ...\n");
-    (void)!TEMP_FAILURE_RETRY(write(child->status_fd, &regular, sizeof regular));
+    child_report(child, 0); // a server that has ended needs no report
     log_line(LOG_DEBUG, "Destroying messages.handler %p ... ", static_cast<void *>(w->h));
     w->h->ops.destroy(w->h);
     log_line(LOG_DEBUG, "ok.\n");
