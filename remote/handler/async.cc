@@ -5,7 +5,6 @@
 #include "remote/base/log.h"
 #include "remote/handler/serve.h"
 
-#include <atomic>
 #include <cerrno>
 #include <unistd.h>
 
@@ -95,24 +94,6 @@ int64_t async_getresult(void)
     const int64_t value = globalasync.result;
     globalasync.result = 0;
     return value;
-}
-
-// One request at a time is served.
-static std::atomic<bool> serving;
-
-async_service::async_service(bool synchronous) : during_call(synchronous && async_isasync())
-{
-    if (during_call) serving = true;
-}
-
-async_service::~async_service()
-{
-    if (during_call) serving = false;
-}
-
-bool async_is_serving(void)
-{
-    return serving;
 }
 
 // It is meant that a terminate message does nothing: it ends a worker, not a call.

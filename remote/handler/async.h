@@ -52,21 +52,6 @@ void async_teardown(void);
 // Whether an asynchronous call is under way.
 int async_isasync(void);
 
-// Lives while a synchronous request is carried out.  If an asynchronous call is under way then, its
-// callbacks do nothing meanwhile, on whatever thread the solver calls them: they would wait for
-// input that the serving thread has to read, or free the request that it serves.
-class async_service {
-  public:
-    explicit async_service(bool synchronous);
-    ~async_service();
-    async_service(const async_service &) = delete;
-    async_service &operator=(const async_service &) = delete;
-
-  private:
-    const bool during_call;
-};
-bool async_is_serving(void);
-
 // Starts asynchronous input.
 void async_start(transport *t);
 

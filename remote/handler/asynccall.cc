@@ -11,12 +11,6 @@ void terminate_flag_set(handler *h, int value)
     std::atomic_ref<int>(h->terminate).store(value);
 }
 
-void synccall_begin(handler *h)
-{
-    // A kill of an asynchronous call that is still running must stay.
-    if (pausegate_shown(&h->gate) == ASYNC_STATE_IDLE) terminate_flag_set(h, 0);
-}
-
 // Once input is armed, requests may arrive; asynccallbackmutex makes them wait until the ACK is
 // sent.
 static void acknowledge(handler_frame *frame)
@@ -58,6 +52,25 @@ void asynccall_end(handler *h, VNTENVptr env)
     pausegate_disarm(&h->gate);
     pausegate_remove(h, env);
     mipprogress_end(&h->progress);
+}
+
+static std::atomic<bool> nested_call; // one request at a time is served
+
+synccall::synccall(handler *h) : nested(h != nullptr && async_isasync())
+{
+    if (nested) nested_call = true;
+    // A kill of an asynchronous call that is still running must stay.
+    if (h != nullptr && pausegate_shown(&h->gate) == ASYNC_STATE_IDLE) terminate_flag_set(h, 0);
+}
+
+synccall::~synccall()
+{
+    if (nested) nested_call = false;
+}
+
+bool synccall_is_nested(void)
+{
+    return nested_call;
 }
 
 } // namespace vnt

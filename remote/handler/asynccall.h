@@ -1,7 +1,9 @@
-// asynccall.h: the asynchronous run of one solver call, as the run functions see it.
+// asynccall.h: the run of one solver call, asynchronous or not, as the run functions see it.
 //
 // A request with flag bit 0 is acknowledged at once.  The solver works while control requests are
 // served, and the response is sent when the caller asks for it.
+//
+// Threads: begin, end and synccall on the thread that serves the request, the others on any.
 
 #pragma once
 
@@ -17,11 +19,25 @@ int asynccall_begin(handler_frame *frame, VNTENVptr env, VNTLPptr lp);
 // Sets the flag that the solver watches: calls of the solver end while it is nonzero.
 void terminate_flag_set(handler *h, int value);
 
-// To be called before each synchronous call of the solver: a kill that came while nothing ran
-// must not end it.
-void synccall_begin(handler *h);
-
 // Waits until the result has been asked for, and undoes what begin did.
 void asynccall_end(handler *h, VNTENVptr env);
+
+// Lives while a synchronous request calls the solver.  A kill that came while nothing ran does not
+// end the call.  If an asynchronous call is under way, its callbacks do nothing meanwhile, on
+// whatever thread the solver calls them: they would wait for input that the serving thread has to
+// read, or free the request that it serves.
+class synccall {
+  public:
+    explicit synccall(handler *h); // null does nothing, for a request that is asynchronous
+    ~synccall();
+    synccall(const synccall &) = delete;
+    synccall &operator=(const synccall &) = delete;
+
+  private:
+    const bool nested;
+};
+
+// Whether a synchronous call is carried out while an asynchronous one is under way.
+bool synccall_is_nested(void);
 
 } // namespace vnt

@@ -2,7 +2,7 @@
 
 #include "remote/base/holders.h"
 #include "remote/calls/solver.h"
-#include "remote/handler/async.h"
+#include "remote/handler/asynccall.h"
 #include "remote/handler/handler.h"
 
 #include <unistd.h>
@@ -175,7 +175,7 @@ int asyncchecklimit(VNTENVptr env, void *cbdata, uint64_t progress, void *data)
 {
     auto *h = static_cast<handler *>(data);
     pause_gate *g = &h->gate;
-    if (may_pass(g, progress) || async_is_serving()) return 0;
+    if (may_pass(g, progress) || synccall_is_nested()) return 0;
     const mutex_holder pausing(&g->pause_lock);
     // Another of the solver's threads may have been held here until the limit was raised.
     if (may_pass(g, progress)) return 0;

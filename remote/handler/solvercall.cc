@@ -471,14 +471,13 @@ int solvercall_run(handler_frame *frame, const solver_call *call)
 {
     solver_run run(frame, call);
     const bool asynchronous = run.flags & FLAG_ASYNCHRONOUS;
-    const async_service service(!asynchronous);
+    const synccall sync(asynchronous ? nullptr : frame->owner);
     forget_freed(&run);
     int rc = prepare(&run);
     const size_queries &q = run.queries;
     if (rc == 0 && asynchronous) rc = asynccall_begin(frame, q.env, q.lp);
     if (q.missing != nullptr && rc != 0) return frame_lacking(frame, q.missing);
     if (rc != 0) return frame_reject(frame, rc);
-    if (!asynchronous) synccall_begin(frame->owner);
     run.result.value.i = run.failure;
     if (run.failure == 0) call_solver(&run);
     if (asynchronous) asynccall_end(frame->owner, q.env);

@@ -103,9 +103,8 @@ int asynccall_begin(handler_frame *frame, VNTENVptr, VNTLPptr)
     say("begin " + std::to_string(frame->ack.message));
     return 0;
 }
-async_service::async_service(bool) : during_call(false) {}
-async_service::~async_service() {}
-void synccall_begin(handler *) {}
+synccall::synccall(handler *) : nested(false) {}
+synccall::~synccall() {}
 void asynccall_end(handler *, VNTENVptr)
 {
     say("end");

@@ -2,7 +2,7 @@
 
 #include "remote/base/holders.h"
 #include "remote/calls/solver.h"
-#include "remote/handler/async.h"
+#include "remote/handler/asynccall.h"
 
 namespace vnt {
 
@@ -56,7 +56,7 @@ int asyncpollfunc(VNTENVptr, void *data)
 {
     auto *h = static_cast<handler *>(data);
     solver_poll *p = &h->poll;
-    if (solverpoll_excludes(p) || async_is_serving()) return 0;
+    if (solverpoll_excludes(p) || synccall_is_nested()) return 0;
     if (p->calls.fetch_add(1) % POLL_EVERY != 0) return 0;
     if (p->single_threaded)
         async_poll(h->io);

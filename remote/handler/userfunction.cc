@@ -151,8 +151,7 @@ int vnthandler_VNTMESSAGEID_USERFUNCTION_REQ_run(handler_frame *frame)
     user_call call;
     int32_t status = prepare(&call, frame);
     if (status != 0) return frame_reject(frame, status);
-    const async_service service(!is_asynchronous(&call));
-    if (!is_asynchronous(&call)) synccall_begin(h);
+    const synccall sync(is_asynchronous(&call) ? nullptr : h);
     status = function(call.env, call.request->id, call.input.data, call.input.count, call.maxout,
                       &call.outputlen, call.output, data);
     if (is_asynchronous(&call)) asynccall_end(h, call.env);

@@ -245,7 +245,7 @@ inline leave()
     fi
 }
 
-// solvercall_run for a synchronous solve, and synccall_begin: a kill that came while nothing ran
+// solvercall_run for a synchronous solve, and synccall: a kill that came while nothing ran
 // does not end it.
 inline solve_here(me)
 {
