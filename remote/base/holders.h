@@ -21,6 +21,15 @@ struct mutex_holder {
     pthread_mutex_t *const mutex;
 };
 
+// Unlocks a mutex that its creator holds, for as long as it lives.
+struct mutex_pause {
+    explicit mutex_pause(pthread_mutex_t *m) : mutex(m) { pthread_mutex_unlock(mutex); }
+    ~mutex_pause() { pthread_mutex_lock(mutex); }
+    mutex_pause(const mutex_pause &) = delete;
+    mutex_pause &operator=(const mutex_pause &) = delete;
+    pthread_mutex_t *const mutex;
+};
+
 // Closes a descriptor (-1: none) unless it was released.  Preserves errno.
 struct descriptor_holder {
     explicit descriptor_holder(int descriptor) : fd(descriptor) {}

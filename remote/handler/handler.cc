@@ -1,5 +1,6 @@
 #include "remote/handler/handler.h"
 
+#include "remote/base/holders.h"
 #include "remote/base/log.h"
 #include "remote/handler/registry.h"
 
@@ -57,12 +58,11 @@ static void sort_actions(void)
 {
     static pthread_mutex_t sort_lock = PTHREAD_MUTEX_INITIALIZER;
     static bool sorted;
-    pthread_mutex_lock(&sort_lock);
+    const mutex_holder hold(&sort_lock);
     if (!sorted)
         qsort(vnthandler_actions, std::size(vnthandler_actions), sizeof(handler_action),
               vnthandler_sort);
     sorted = true;
-    pthread_mutex_unlock(&sort_lock);
 }
 
 static const handler_action *find_action(uint32_t id)

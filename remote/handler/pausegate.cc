@@ -149,9 +149,8 @@ static void await_change(handler *h)
         pthread_cond_wait(&g->changed, &g->state_lock);
         return;
     }
-    pthread_mutex_unlock(&g->state_lock);
+    const mutex_pause pause(&g->state_lock);
     if (solverpoll_serve(&h->poll, h->io) == 0) usleep(POLL_PAUSE);
-    pthread_mutex_lock(&g->state_lock);
 }
 
 // With the state lock held.

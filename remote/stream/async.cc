@@ -185,9 +185,10 @@ static void owner_call(fdio_notice *n)
     stream_callback callback = f->callback;
     void *arg = f->callbackarg;
     n->relaying++;
-    pthread_mutex_unlock(&n->lock);
-    callback(f, arg);
-    pthread_mutex_lock(&n->lock);
+    {
+        mutex_pause pause(&n->lock);
+        callback(f, arg);
+    }
     n->relaying--;
     pthread_cond_broadcast(&n->rest);
 }
@@ -270,16 +271,21 @@ static int thread_start(fdio *f, stream_callback callback, void *arg)
     return arm_locked(f->notice, f, false);
 }
 
-static void notice_detach(fdio *f, bool closing)
+// Waits for the owner's callbacks, and if the stream is being closed, for the read in flight.
+static void owner_leave(fdio_notice *n, bool closing)
 {
-    fdio_notice *n = f->notice;
-    if (n == nullptr) return;
-    pthread_mutex_lock(&n->lock);
+    mutex_holder hold(&n->lock);
     n->owner = nullptr;
     while (n->relaying > 0)
         pthread_cond_wait(&n->rest, &n->lock);
     if (closing && n->pending && shutdown(n->fd, SHUT_RD) == 0) read_await(n, CLOCK_NEVER);
-    pthread_mutex_unlock(&n->lock);
+}
+
+static void notice_detach(fdio *f, bool closing)
+{
+    fdio_notice *n = f->notice;
+    if (n == nullptr) return;
+    owner_leave(n, closing);
     notice_announce(n);
     f->notice = nullptr;
     notice_release(n, NOTICE_OWNED);
@@ -292,24 +298,34 @@ static bool input_await(fdio *f)
     return io_wait(f->infd, POLLIN, f->wake_fd, CLOCK_NEVER) > 0 || errno != ECANCELED;
 }
 
+static int32_t command_await(fdio *f)
+{
+    mutex_holder hold(&f->listener_lock);
+    while (f->command == COMMAND_NONE)
+        pthread_cond_wait(&f->listener_condition, &f->listener_lock);
+    int32_t command = f->command;
+    f->command = COMMAND_NONE;
+    return command;
+}
+
+static void callback_run(fdio *f)
+{
+    stream_callback callback;
+    void *arg;
+    {
+        mutex_holder hold(&f->listener_lock);
+        callback = f->callback;
+        arg = f->callbackarg;
+    }
+    callback(f, arg);
+}
+
 static void *listen(void *arg)
 {
     auto f = static_cast<fdio *>(arg);
-    for (;;) {
-        pthread_mutex_lock(&f->listener_lock);
-        while (f->command == COMMAND_NONE)
-            pthread_cond_wait(&f->listener_condition, &f->listener_lock);
-        int32_t command = f->command;
-        f->command = COMMAND_NONE;
-        pthread_mutex_unlock(&f->listener_lock);
-        if (command == COMMAND_STOP) return nullptr;
-        if (!input_await(f)) continue;
-        pthread_mutex_lock(&f->listener_lock);
-        stream_callback callback = f->callback;
-        void *callbackarg = f->callbackarg;
-        pthread_mutex_unlock(&f->listener_lock);
-        callback(f, callbackarg);
-    }
+    while (command_await(f) != COMMAND_STOP)
+        if (input_await(f)) callback_run(f);
+    return nullptr;
 }
 
 static void listener_release(fdio *f)
