@@ -114,8 +114,8 @@ int client_serve_pause(client_env *e, bool started)
     return client_control_continue(e, {0, VNTCLIENT_NONE});
 }
 
-// Waits for the end of the call.  It tests the call at intervals of 1/16 of the time elapsed, which
-// neither delays short calls nor disturbs long ones.
+// Waits for the end of the call.  It tests the call at intervals of 1/128 of the time elapsed,
+// which neither delays short calls nor disturbs long ones.
 static int attend(client_env *e, bool started)
 {
     int64_t begin = clock_now();
@@ -133,7 +133,7 @@ static int attend(client_env *e, bool started)
         if (state == VNTCLIENT_PAUSED)
             rc = client_serve_pause(e, started);
         else
-            clock_sleep(std::clamp(clock_elapsed(begin) / 16, 0.0001, 0.02));
+            clock_sleep(std::clamp(clock_elapsed(begin) / 128, 0.0001, 0.02));
     }
     if (rc == 0 && e->pause_func != nullptr) rc = client_control_limits(e, e->limits);
     return rc;
@@ -325,11 +325,21 @@ int client_started_finish(client_env *e)
     return rc;
 }
 
+// Whether nothing can happen to a started call but its end: nobody watches it and it has no limits.
+// With a read time-out the worker must be heard meanwhile, and a call that another process started
+// may have limits.
+static bool is_unattended(const client_env *e)
+{
+    return e->terminate_flag == nullptr && e->terminate_func == nullptr &&
+           e->pause_func == nullptr && !has_limits(e->limits) && e->readtimeout < 0 &&
+           e->started.response != 0 && !e->visiting && !e->attending;
+}
+
 VNT_ENTRY int vntclient_join(VNTENVptr env)
 {
     client_env *e;
     int rc = client_started_find(env, &e);
-    if (rc == 0) rc = attended(e, true);
+    if (rc == 0 && !is_unattended(e)) rc = attended(e, true);
     return rc == 0 ? client_started_finish(e) : rc;
 }
 

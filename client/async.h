@@ -3,7 +3,7 @@
 //
 // The worker acknowledges such a call at once and serves control requests while it runs.  It sends
 // the answer when GETRES asks for it, and serves nothing between GETRES and the call's end; so
-// GETRES is sent only after the call has ended.
+// GETRES is sent before the call has ended only when there will be nothing to serve.
 //
 // Ownership: the environment owns the copy of a started call's memory.
 //

@@ -255,21 +255,38 @@ TEST(Connection, ItsEndSaysWhatHasBecomeOfTheWorker)
     }
 }
 
+TEST_F(opened, AJoinLooksAtTheSolveOnlyIfSomethingButItsEndMayHappen)
+{
+    int looks = 0;
+    serve_solves([&looks] { return looks++, VNTCLIENT_ENDED; });
+    open();
+    VNTLPptr lp = problem();
+    volatile int flag = 0;
+    const std::function<int()> watches[] = {
+        [] { return 0; },
+        [&] { return vntclient_setlimits(env, 0, 500); },
+        [&] { return vntclient_setlimits(env, 0, VNTCLIENT_NONE); },
+        [&] { return vntclient_settimeouts(env, 10'000, -1); },
+        [&] { return vntclient_settimeouts(env, -1, -1); },
+        [&] { return VNTLEsetasyncterminate(env, &flag); },
+    };
+    std::vector<int> seen;
+    for (const auto &watch : watches) {
+        looks = 0;
+        ASSERT_EQ(watch(), 0);
+        ASSERT_EQ(vntclient_start(env), 0);
+        ASSERT_EQ(VNTLmipopt(env, lp), 0);
+        EXPECT_EQ(vntclient_join(env), 0) << vntclient_errortext();
+        seen.push_back(looks);
+    }
+    EXPECT_EQ(seen, (std::vector<int>{0, 1, 0, 1, 0, 1}));
+}
+
 TEST_F(opened, ALookAtASolveLeavesItsTimeLimitArmed)
 {
     std::vector<double> limits, continued; // of the worker's thread
     std::atomic<int> state{VNTCLIENT_RUNNING};
-    worker.on[VNTMESSAGEID_MIPOPT_REQ] = [](transport *io, const void *) {
-        return worker_double::give(
-            io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_MIPOPT_REQ, 1, 0});
-    };
-    worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [&state](transport *io, const void *) {
-        return worker_double::give(
-            io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state});
-    };
-    worker.on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
-        return worker_double::plain(io, VNTMESSAGEID_MIPOPT_REQ);
-    };
+    serve_solves([&state] { return state.load(); });
     worker.on[VNTMESSAGEID_EASYNCLIMITS_REQ] = [&](transport *io, const void *message) {
         limits.push_back(static_cast<const vntmsg_EASYNCLIMITS_REQ *>(message)->walltime);
         return worker_double::plain(io, VNTMESSAGEID_EASYNCLIMITS_REQ);

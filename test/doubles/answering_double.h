@@ -171,6 +171,19 @@ struct opened : testing::Test {
         EXPECT_EQ(status, 0);
         return lp;
     }
+    // Solves run in the background, in the state that `state` tells each time it is asked.
+    void serve_solves(const std::function<int()> &state)
+    {
+        reply(VNTMESSAGEID_MIPOPT_REQ,
+              vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_MIPOPT_REQ, 1, 0});
+        worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [state](transport *io, const void *) {
+            return worker_double::give(
+                io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state()});
+        };
+        worker.on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
+            return worker_double::plain(io, VNTMESSAGEID_MIPOPT_REQ);
+        };
+    }
     // The worker's answer to every such request; what it points at stays the test's.
     template <class response> void reply(uint32_t id, response r)
     {
