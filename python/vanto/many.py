@@ -1,0 +1,290 @@
+"""Many solves at once: a list of models, one model with several settings."""
+from __future__ import annotations
+
+import contextlib
+import dataclasses
+import os
+import queue
+import tempfile
+import threading
+from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
+
+from .environment import Environment
+from .lib import Error
+from .model import Model
+from .result import Result
+from .run import Progress, Run
+
+# A file, or what makes a model in an environment.
+Source = Union[str, "os.PathLike[str]", Callable[[Environment], Model]]
+
+_lost = (1813, 1816)   # VNTERR_REMOTE, VNTERR_CONNECTION_LOST
+_proofs = (1, 2, 3, 4, 10)
+
+
+def _make(source: Source, env: Environment) -> Model:
+    return source(env) if callable(source) else env.read(source)
+
+
+@contextlib.contextmanager
+def _source(model: Source | Model) -> Iterator[Source]:
+    """A model as what other environments can read."""
+    if not isinstance(model, Model):
+        yield model
+        return
+    with tempfile.TemporaryDirectory() as folder:
+        file = os.path.join(folder, "model.mps")
+        model.write(file)
+        yield file
+
+
+class Map:
+    """The results of map(), in the order of the models or as they come.
+
+    Iterating gives Result objects, or pairs of index and Result as they come.  cancel() stops what
+    runs and leaves out the rest; so does leaving a `with` block.
+    """
+
+    def __init__(self, models: Sequence[Source], server: str | None, workers: int, ordered: bool,
+                 retries: int, method: str, parameters: dict[str, Any]):
+        self._server, self._method, self._parameters = server, method, parameters
+        self._retries, self._ordered = retries, ordered
+        self._models = list(models)
+        self._waiting: queue.SimpleQueue[tuple[int, int]] = queue.SimpleQueue()
+        self._done: queue.SimpleQueue[tuple[int, Any]] = queue.SimpleQueue()
+        self._lock = threading.Lock()
+        self._running: set[Run] = set()
+        self._left = len(self._models)
+        self._cancelled = False
+        for i in range(len(self._models)):
+            self._waiting.put((i, 0))
+        self._threads = [threading.Thread(target=self._work, name="vanto map", daemon=True)
+                         for _ in range(min(workers, len(self._models)))]
+        for thread in self._threads:
+            thread.start()
+
+    def __enter__(self) -> Map:
+        return self
+
+    def __exit__(self, *_: Any) -> None:
+        self.cancel()
+
+    def __len__(self) -> int:
+        return len(self._models)
+
+    def cancel(self) -> None:
+        """Stops the solves that run and begins no others; iterating ends."""
+        with self._lock:
+            self._cancelled = True
+            running = list(self._running)
+        for run in running:
+            run.stop()
+        self._done.put((-1, None))
+
+    def __iter__(self) -> Iterator[Any]:
+        early: dict[int, Any] = {}
+        wanted = 0
+        for _ in range(len(self._models)):
+            index, outcome = self._done.get()
+            if index < 0:
+                return
+            if not self._ordered:
+                yield index, _given(outcome, index)
+                continue
+            early[index] = outcome
+            while wanted in early:
+                yield _given(early.pop(wanted), wanted)
+                wanted += 1
+
+    def _work(self) -> None:
+        env = None
+        while not self._cancelled:
+            with self._lock:
+                if self._left == 0:
+                    break
+            try:
+                index, tried = self._waiting.get(timeout=0.05)
+            except queue.Empty:
+                continue  # a model may come back from a lost worker
+            try:
+                env = env or Environment(self._server, **self._parameters)
+                self._finish(index, self._solve(env, self._models[index]))
+            except Exception as e:
+                lost = isinstance(e, Error) and e.number in _lost
+                if lost and env is not None:
+                    env.close()
+                    env = None
+                if lost and tried < self._retries:
+                    self._waiting.put((index, tried + 1))
+                else:
+                    self._finish(index, e)
+        if env is not None:
+            env.close()
+
+    def _solve(self, env: Environment, source: Source) -> Result:
+        with _make(source, env) as model:
+            run = model.start(self._method)
+            with self._lock:
+                self._running.add(run)
+                cancelled = self._cancelled
+            if cancelled:
+                run.stop()
+            try:
+                return run.result()
+            finally:
+                with self._lock:
+                    self._running.discard(run)
+
+    def _finish(self, index: int, outcome: Any) -> None:
+        with self._lock:
+            self._left -= 1
+        self._done.put((index, outcome))
+
+
+def _given(outcome: Any, index: int) -> Result:
+    if isinstance(outcome, BaseException):
+        outcome.model_index = index  # type: ignore[attr-defined]
+        raise outcome
+    return outcome
+
+
+def map(models: Iterable[Source], server: str | None = None, workers: int | None = None, *,
+        ordered: bool = True, retries: int = 3, method: str = "auto", **parameters: Any) -> Map:
+    """Solves models, `workers` at a time, and gives their results as an iterator.
+
+    models: names of files, or functions that make a Model in the Environment they are given.
+    workers: as many as this machine has processors unless given.  Each has an environment of its
+    own; with "@file" these spread over the servers of the pool.  What a lost worker had is tried
+    again, `retries` times.  With ordered=False pairs of index and result come as they are ready.
+
+    Errors: iterating raises what a model raised; its attribute model_index says which it was, and
+    iterating again goes on after it.
+    """
+    listed = list(models)
+    count = workers if workers is not None else os.cpu_count() or 1
+    if count < 1:
+        raise ValueError(f"{count} workers")
+    return Map(listed, server, count, ordered, retries, method, parameters)
+
+
+@dataclasses.dataclass(frozen=True)
+class Outcome:
+    """What race() and conduct() found.
+
+    result    the best
+    setting   the index of the settings that found it
+    proven    whether it is proven to be the best, by whichever of the solves
+    results   of all solves; None for one that failed
+    """
+
+    result: Result
+    setting: int
+    proven: bool
+    results: list[Result | None]
+
+
+class _Race:
+    def __init__(self, runs: list[Run], conducted: bool):
+        self.runs = runs
+        self.conducted = conducted
+        self.news: queue.SimpleQueue[tuple[int, Progress | None]] = queue.SimpleQueue()
+        self.maximize = runs[0].maximize  # type: ignore[attr-defined]
+        self.best: float | None = None
+
+    def follow(self, i: int) -> None:
+        for told in self.runs[i].progress():
+            if told.event == "incumbent":
+                self.news.put((i, told))
+        self.news.put((i, None))
+
+    def share(self, finder: int, objective: float) -> None:
+        worse = self.best is not None and \
+            (objective <= self.best if self.maximize else objective >= self.best)
+        if worse:
+            return
+        self.best = objective
+        for i, run in enumerate(self.runs):
+            if i != finder:
+                run.inject(objective)
+
+    def proven(self, i: int) -> bool:
+        try:
+            result = self.runs[i].result()
+        except Error:
+            return False
+        # Nothing better than what another one found: that one's is the best.
+        beaten = result.status == 12 and self.conducted and self.best is not None
+        return result.status in _proofs or beaten
+
+    def run(self) -> bool:
+        for i in range(len(self.runs)):
+            threading.Thread(target=self.follow, args=(i,), daemon=True).start()
+        left = len(self.runs)
+        try:
+            while left > 0:
+                i, told = self.news.get()
+                if told is None:
+                    left -= 1
+                    if self.proven(i):
+                        return True
+                elif self.conducted and told.incumbent is not None:
+                    self.share(i, told.incumbent)
+            return False
+        finally:
+            for run in self.runs:
+                run.stop()
+                run.wait()
+
+
+def _compete(model: Source | Model, settings: Sequence[Mapping[str, Any]], server: str | None,
+             conducted: bool, method: str) -> Outcome:
+    if not settings:
+        raise ValueError("no settings")
+    with contextlib.ExitStack() as stack:
+        source = stack.enter_context(_source(model))
+        envs = [stack.enter_context(Environment(server, **s)) for s in settings]
+        models = [_make(source, env) for env in envs]
+        maximize = models[0].maximize
+        runs = [m.start(method) for m in models]
+        runs[0].maximize = maximize  # type: ignore[attr-defined]
+        race = _Race(runs, conducted)
+        proven = race.run()
+        results: list[Result | None] = []
+        for run in runs:
+            try:
+                results.append(run.result())
+            except Error:
+                results.append(None)
+        best = _best(results, maximize)
+        if best is None:
+            raise runs[0]._error or Error(1012, "no solve gave a result")
+        result = results[best]
+        assert result is not None
+        return Outcome(result, best, proven, results)
+
+
+def _best(results: list[Result | None], maximize: bool) -> int | None:
+    """A proven one, else the one with the best objective, else any."""
+    def worth(i: int) -> tuple[bool, bool, float]:
+        result = results[i]
+        assert result is not None
+        objective = result.objective
+        value = 0.0 if objective is None else objective if maximize else -objective
+        return result.status in _proofs, objective is not None, value
+    there = [i for i, result in enumerate(results) if result is not None]
+    return max(there, key=worth) if there else None
+
+
+def race(model: Source | Model, settings: Sequence[Mapping[str, Any]], server: str | None = None,
+         *, method: str = "auto") -> Outcome:
+    """Solves one model with several settings at once.  The first that proves its answer ends all.
+
+    settings: parameters for each, as in Environment(...).  Every solve has its own environment.
+    """
+    return _compete(model, settings, server, False, method)
+
+
+def conduct(model: Source | Model, settings: Sequence[Mapping[str, Any]],
+            server: str | None = None) -> Outcome:
+    """As race(), and each incumbent is told to the other solves as soon as it is found."""
+    return _compete(model, settings, server, True, "auto")
