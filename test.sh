@@ -32,7 +32,7 @@ for argument; do
     esac
 done
 
-scripts/install-packages
+scripts/install-packages --test
 echo "building" >&2
 scripts/build --preset "$preset" "$folder"
 echo "testing" >&2

@@ -315,7 +315,10 @@ def call(handle: _Handle, function: str, *arguments: Any) -> Any:
             raise Error(1015, f"{function} must wait: a solve of this environment runs")
         handle.last_error = ""
         try:
-            return getattr(handle.library, function)(handle.c, *arguments)
+            result = getattr(handle.library, function)(handle.c, *arguments)
+            if result == 0 and function in lib._values:  # a lost worker counts nothing, too
+                handle.library.VNTLversionnumber(handle.c, ffi.new("int *"))
+            return result
         except AttributeError:
             if function.startswith("vntclient_"):
                 raise Error(1006, "this takes an environment in a worker") from None

@@ -1,0 +1,71 @@
+"""A worker server for the tests, and the environments to test in."""
+import pathlib
+import re
+import subprocess
+import time
+
+import pytest
+
+import vanto
+from vanto import lib
+
+MODELS = pathlib.Path(__file__).resolve().parents[2] / "test/models"
+
+
+def _program(name):
+    for root in lib._roots():
+        for folder in ("bin", "build/bin"):
+            if (root / folder / name).is_file():
+                return str(root / folder / name)
+    pytest.exit(f"{name} is not built")
+
+
+class Server:
+    """vntworker on a port that the system chose."""
+
+    def __init__(self, folder):
+        with open(folder / "log", "w") as log:
+            self.process = subprocess.Popen([_program("vntworker"), "-address=127.0.0.1:0"],
+                                            stdout=log, stderr=log, cwd=folder)
+        self.address = "127.0.0.1:" + self._port(folder)
+
+    def _port(self, folder):
+        for _ in range(200):
+            for file in folder.iterdir():
+                found = re.search(r"started on \S*:(\d+)", file.read_text())
+                if found:
+                    return found[1]
+            time.sleep(0.05)
+        raise RuntimeError("the server did not start")
+
+    def workers(self):
+        children = f"/proc/{self.process.pid}/task/{self.process.pid}/children"
+        return [int(pid) for pid in pathlib.Path(children).read_text().split()]
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(10)
+
+
+@pytest.fixture(scope="session")
+def server(tmp_path_factory):
+    made = Server(tmp_path_factory.mktemp("server"))
+    yield made
+    made.stop()
+
+
+@pytest.fixture(params=["here", "worker"])
+def place(request):
+    """Where an environment lives: None, or a server's address."""
+    return None if request.param == "here" else request.getfixturevalue("server").address
+
+
+@pytest.fixture
+def env(place):
+    with vanto.Environment(place) as made:
+        yield made
+
+
+@pytest.fixture
+def models():
+    return MODELS

@@ -1,0 +1,92 @@
+import gc
+import os
+import signal
+import subprocess
+import sys
+import time
+
+import pytest
+
+import vanto
+
+
+def test_objects_close_in_any_order_and_say_so(env):
+    model = env.model([1.0], lb=1)
+    other = env.model([1.0], lb=1)
+    model.close()
+    model.close()
+    with pytest.raises(vanto.Error, match="closed"):
+        model.solve()
+    result = other.solve()
+    env.close()
+    env.close()
+    for use in (other.solve, lambda: env.params.threads, lambda: other.num_rows, env.model):
+        with pytest.raises(vanto.Error, match="closed"):
+            use()
+    other.close()
+    assert result.x.tolist() == [1] and "closed" in repr(env) and "closed" in repr(other)
+    del model, other
+    gc.collect()
+
+
+def test_a_child_of_a_fork_cannot_use_it_and_does_no_harm(env):
+    model = env.model([1.0], lb=1)
+    child = os.fork()
+    if child == 0:
+        try:
+            model.solve()
+        except vanto.Error:
+            env.close()
+            del model
+            gc.collect()
+            os._exit(0)
+        os._exit(1)
+    assert os.waitpid(child, 0)[1] == 0
+    assert model.solve().objective == 1
+
+
+def test_a_lost_worker_is_an_error_and_nothing_else(server, models):
+    env = vanto.Environment(server.address)
+    before = set(server.workers())
+    other = vanto.Environment(server.address)
+    model = other.read(models / "misc07.mps")
+    run = model.start()
+    time.sleep(0.3)
+    worker, = set(server.workers()) - before
+    os.kill(worker, signal.SIGKILL)
+    with pytest.raises(vanto.Error) as caught:
+        run.result(30)
+    assert caught.value.name == "VNTERR_CONNECTION_LOST"
+    with pytest.raises(vanto.Error):
+        model.num_rows
+    model.close()
+    other.close()
+    assert env.model([1.0], lb=1).solve().objective == 1
+    env.close()
+
+
+@pytest.mark.parametrize("end", ["", "raise SystemExit(0)", "env.close()", "del env, model",
+                                 "import os, signal; run = None; os.kill(os.getpid(), signal.SIGINT)"])
+def test_the_interpreter_ends_while_solves_run(place, models, end):
+    program = f"""
+import vanto
+env = vanto.Environment({place!r})
+model = env.read({str(models / 'misc07.mps')!r})
+run = model.start()
+next(run.progress())
+{end}
+"""
+    folder = os.path.dirname(os.path.dirname(vanto.__file__))
+    done = subprocess.run([sys.executable, "-c", program], timeout=60, capture_output=True,
+                          text=True, env={**os.environ, "PYTHONPATH": folder})
+    expected = (130, -signal.SIGINT) if "SIGINT" in end else (0,)
+    assert done.returncode in expected, done.stderr
+
+
+def test_ctrl_c_ends_a_solve_and_keeps_the_incumbent(env, models):
+    model = env.read(models / "misc07.mps")
+    subprocess.Popen([sys.executable, "-c", "import os, sys, time, signal; time.sleep(2);"
+                      f"os.kill({os.getpid()}, signal.SIGINT)"])
+    result = model.solve()
+    assert result.status == vanto.Status.STOPPED
+    assert env.model([1.0], lb=1).solve().objective == 1

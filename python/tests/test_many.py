@@ -1,0 +1,62 @@
+import os
+import signal
+import threading
+import time
+
+import pytest
+
+import vanto
+
+names = ["p0033.mps", "egout.mps", "afiro.mps", "israel.mps", "woodinfe.mps"]
+optima = [3089, 568.1007, -464.7531, -896644.8, None]
+
+
+def test_results_come_in_order_or_as_they_are_ready(place, models):
+    files = [models / n for n in names]
+    with vanto.map(files, place, workers=3) as results:
+        for result, optimum in zip(results, optima):
+            assert result.objective == (optimum and pytest.approx(optimum, rel=1e-5))
+    pairs = dict(vanto.map(files, place, workers=3, ordered=False))
+    assert sorted(pairs) == [0, 1, 2, 3, 4]
+    builders = [lambda env, k=k: env.model([1.0], lb=k) for k in range(20)]
+    assert [r.objective for r in vanto.map(builders, place, workers=4)] == list(range(20))
+
+
+def test_an_error_says_which_model_and_the_rest_goes_on(place, models):
+    results = iter(vanto.map([models / "p0033.mps", "/none.mps", models / "egout.mps"], place))
+    assert next(results).optimal
+    with pytest.raises(FileNotFoundError) as caught:
+        next(results)
+    assert caught.value.model_index == 1
+
+
+def test_cancel_ends_what_runs(place, models):
+    results = vanto.map([models / "misc07.mps"] * 6, place, workers=2)
+    threading.Timer(0.5, results.cancel).start()
+    begin = time.monotonic()
+    list(results)
+    assert time.monotonic() - begin < 30
+
+
+def test_what_lost_workers_had_is_solved_again(server):
+    before = set(server.workers())
+    slow = [lambda env, k=k: (time.sleep(0.01), env.model([1.0], lb=k))[1] for k in range(300)]
+    results = vanto.map(slow, server.address, workers=3)
+    time.sleep(0.5)
+    first, second = sorted(set(server.workers()) - before)[:2]
+    os.kill(first, signal.SIGKILL)
+    os.kill(second, signal.SIGTERM)
+    assert [r.objective for r in results] == list(range(300))
+
+
+def test_the_first_proof_wins_and_incumbents_are_shared(place, models):
+    settings = [{"seed": 1}, {"seed": 2, "cuts": 0}]
+    for compete in (vanto.race, vanto.conduct):
+        outcome = compete(models / "p0201.mps", settings, place)
+        assert outcome.proven and outcome.result.objective == pytest.approx(7615)
+        assert len(outcome.results) == 2
+    with vanto.Environment() as env:
+        model = env.read(models / "p0033.mps")
+        assert vanto.race(model, settings, place).result.objective == pytest.approx(3089)
+    with pytest.raises(ValueError):
+        vanto.race(models / "p0033.mps", [], place)

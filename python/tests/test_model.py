@@ -1,0 +1,131 @@
+import numpy as np
+import pytest
+import scipy.sparse as sp
+
+import vanto
+
+
+def small(env):
+    """Two continuous columns, two rows."""
+    return env.model([1, 2], [[1, 1], [1, -1]], [1, -np.inf], [np.inf, 3], ub=[5, np.inf],
+                     columns=["x", "y"], rows=["a", "b"])
+
+
+def test_what_was_built_is_there_and_solves(env):
+    model = small(env)
+    assert model.column_names == ["x", "y"] and model.row_names == ["a", "b"]
+    assert (model.lb == [0, 0]).all() and (model.ub == [5, np.inf]).all()
+    low, high = model.sides
+    assert (low == [1, -np.inf]).all() and (high == [np.inf, 3]).all()
+    assert (model.matrix.toarray() == [[1, 1], [1, -1]]).all()
+    result = model.solve()
+    assert result.optimal and result.objective == 1 and result.bound == 1
+    assert result.values() == {"x": 1, "y": 0}
+    assert result.duals.tolist() == [1, 0] and result.reduced_costs.tolist() == [0, 1]
+    assert result.slack.tolist() == [0, 2] and result.basis.columns.tolist() == [1, 0]
+    assert "optimal" in str(result) and "<table>" in result._repr_html_()
+    model.set_basis(*result.basis)
+    assert model.solve("dual").iterations == 0
+
+
+def test_changes_by_name_index_and_slice(env):
+    model = small(env)
+    assert list(model.add_columns(-1, ub=2.5, integrality=1, names=["z"])) == [2]
+    assert list(model.add_rows(sp.csr_matrix([[1, 1, 1], [0, 1, 1]]), [1, -1], 4)) == [2, 3]
+    assert model.types == "CCI"
+    assert model.solve().values() == {"x": 1, "y": 0, "z": 2}
+    model.change_columns("z", c=-5, ub=1)
+    model.change_columns(slice(0, 2), lb=0.25)
+    model.change_rows(["a", 3], lhs=2)
+    model.change_coefficients("b", "z", 7.0)
+    assert model.objective.tolist() == [1, 2, -5] and model.lb.tolist() == [0.25, 0.25, 0]
+    assert model.sides[0].tolist() == [2, -np.inf, 1, 2]
+    assert model.sides[1].tolist() == [np.inf, 3, 4, np.inf]
+    assert model.matrix[1, 2] == 7
+    model.delete_columns("z")
+    model.delete_rows([2, 3])
+    model.maximize = True
+    model.objective_offset = 10
+    model.change_columns("y", ub=1)
+    assert (model.num_columns, model.num_rows, model.is_mip) == (2, 2, True)
+    model.change_columns("x", ub=2)
+    assert model.solve().objective == 14
+
+
+def test_discrete_structure(env):
+    model = env.model(np.array([-3, -2, -4]), [[2, 1.7, 3]], None, 5.5, ub=3, integrality="III")
+    model.add_start({0: 1, 2: 1})
+    result = model.solve()
+    assert result.optimal and result.is_mip and result.duals is None
+    assert result.objective == pytest.approx(-7) and result.gap is not None
+    model = env.model([-1, -2, -3], ub=1)
+    model.add_sos(1, [0, 1, 2])
+    assert model.solve().objective == pytest.approx(-3)
+    model = env.model([-1, -1], ub=[1, 10], integrality=[1, 0], columns=["b", "x"])
+    model.add_indicator("b", {"x": 1}, "<=", 3)
+    assert model.solve().objective == pytest.approx(-10)
+    model.change_columns("b", lb=1)
+    assert model.solve().objective == pytest.approx(-4)
+    model = env.model([-3, 0, 0], ub=3)
+    model.set_quadratic(np.diag([1.0, 2, 1]))
+    assert model.solve().objective == pytest.approx(-4.5, abs=1e-6)
+
+
+def test_files(env, models, tmp_path):
+    model = env.read(models / "p0033.mps")
+    best = model.solve().objective
+    assert best == pytest.approx(3089)
+    for name in ("a.lp", "b.mps"):
+        model.write(tmp_path / name)
+        assert env.read(tmp_path / name).solve().objective == pytest.approx(best)
+    with pytest.raises(FileNotFoundError):
+        env.read(tmp_path / "none.mps")
+    (tmp_path / "bad.lp").write_text("minimize x +\nsubject to y >=\n")
+    with pytest.raises(vanto.Error) as caught:
+        env.read(tmp_path / "bad.lp")
+    assert caught.value.name == "VNTERR_FILE_FORMAT" and "line" in str(caught.value)
+
+
+@pytest.mark.parametrize("wrong, kind", [
+    (lambda e, m: m.change_columns("q", lb=1), KeyError),
+    (lambda e, m: m.change_columns(2, lb=1), IndexError),
+    (lambda e, m: m.change_columns(-1, lb=1), IndexError),
+    (lambda e, m: m.change_columns(0.5, lb=1), TypeError),
+    (lambda e, m: m.change_columns("x", lb=float("nan")), ValueError),
+    (lambda e, m: m.change_columns("x", c=np.inf), ValueError),
+    (lambda e, m: m.change_columns("x", c="much"), TypeError),
+    (lambda e, m: m.add_rows([1, 2, 3]), ValueError),
+    (lambda e, m: m.add_rows([1, np.nan]), ValueError),
+    (lambda e, m: m.add_rows([1, 2], 3, 2), ValueError),
+    (lambda e, m: m.add_columns([1, 2], names=["one"]), ValueError),
+    (lambda e, m: m.add_columns(1, integrality="X"), ValueError),
+    (lambda e, m: m.add_sos(3, [0, 1]), ValueError),
+    (lambda e, m: m.set_quadratic([[1, 2], [3, 4]]), ValueError),
+    (lambda e, m: m.set_basis([1], [0]), ValueError),
+    (lambda e, m: m.solve("magic"), ValueError),
+    (lambda e, m: m.solve(timelimit=-1), ValueError),
+    (lambda e, m: m.solve(speed=1), AttributeError),
+    (lambda e, m: e.model([1, 2], np.eye(3)), ValueError),
+    (lambda e, m: e.params.range("none"), AttributeError),
+])
+def test_bad_input_says_what_was_wrong_and_changes_nothing(env, wrong, kind):
+    model = small(env)
+    with pytest.raises(kind) as caught:
+        wrong(env, model)
+    assert len(str(caught.value)) > 8
+    assert model.solve().objective == 1 and env.params.timelimit == 1e75
+
+
+def test_parameters_by_name(env):
+    env.params.timelimit = 60
+    assert env.params["TIME_LIMIT"] == 60 and "time_limit" in dir(env.params)
+    default, low, high = env.params.range("threads")
+    assert low <= default <= high
+    env.params.reset()
+    assert env.params.timelimit == 1e75
+
+
+def test_empty_models(env):
+    assert env.model().solve().objective == 0
+    assert env.model([1, 1], lb=2).solve().objective == 4
+    assert env.model(None, sp.csc_matrix((2, 0)), 0, 0).solve().optimal

@@ -1,0 +1,78 @@
+import asyncio
+import time
+
+import pytest
+
+import vanto
+
+
+def test_a_run_tells_pauses_goes_on_and_stops(env, models):
+    run = env.read(models / "misc07.mps").start()
+    told = run.progress()
+    next(told)
+    with pytest.raises(vanto.Error) as caught:
+        env.model()
+    assert caught.value.name == "VNTERR_SOLVING"
+    run.pause()
+    while run.state != "paused":
+        time.sleep(0.01)
+    work = run.history[-1].iterations
+    time.sleep(0.3)
+    assert run.history[-1].iterations <= work + 5000 and run.state == "paused"
+    with pytest.raises(TimeoutError):
+        run.result(0.05)
+    run.resume()
+    while run.state == "paused":
+        time.sleep(0.01)
+    run.set_limits(seconds=0.2)
+    while run.state != "paused":
+        time.sleep(0.01)
+    run.inject(2810)  # the optimum: nothing better is there
+    run.resume()
+    run.stop()
+    result = run.result(30)
+    assert result.status in (vanto.Status.STOPPED, vanto.Status.CUTOFF)
+    assert run.state == "ended" and list(run.progress()) == result.history
+    assert all(a.seconds <= b.seconds for a, b in zip(result.history, result.history[1:]))
+    assert {p.event for p in result.history} <= {"incumbent", "bound", "progress"}
+
+
+def test_parameters_of_a_solve_are_its_own(env, models):
+    model = env.read(models / "misc07.mps")
+    assert model.solve(nodelimit=1, presolve=0).status == vanto.Status.NODE_LIMIT
+    assert env.params.nodelimit > 1e9 and env.params.presolve == 1
+
+
+def test_runs_in_asyncio_leave_the_loop_free(place, models):
+    async def one(env):
+        run = env.read(models / "p0033.mps").start()
+        events = [p async for p in run]
+        return events, await run
+
+    async def many():
+        gaps, last = [], time.monotonic()
+
+        async def tick():
+            nonlocal last
+            while True:
+                await asyncio.sleep(0.01)
+                gaps.append(time.monotonic() - last)
+                last = time.monotonic()
+
+        ticking = asyncio.create_task(tick())
+        envs = [vanto.Environment(place) for _ in range(6)]
+        outcomes = await asyncio.gather(*(one(e) for e in envs))
+        ticking.cancel()
+        for e in envs:
+            e.close()
+        return outcomes, gaps
+
+    outcomes, gaps = asyncio.run(many())
+    assert all(result.objective == pytest.approx(3089) for _, result in outcomes)
+    assert gaps
+
+
+def test_messages_reach_the_log(env, models, caplog):
+    with caplog.at_level("DEBUG", logger="vanto"):
+        env.read(models / "p0033.mps").solve()
+    assert caplog.messages
