@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <malloc.h>
 
+namespace vnt {
+
 extern "C" {
 void *__real_malloc(size_t);
 void *__real_calloc(size_t, size_t);
@@ -28,7 +30,7 @@ static bool refused(uint64_t bytes)
     return large || counted;
 }
 
-static std::atomic<int64_t> heldbytes{0};
+static std::atomic<int64_t> held_bytes{0};
 static std::atomic<int64_t> peak{0};
 
 static int64_t size(void *block)
@@ -36,9 +38,9 @@ static int64_t size(void *block)
     return block != nullptr ? static_cast<int64_t>(malloc_usable_size(block) + sizeof(size_t)) : 0;
 }
 
-static void countbytes(int64_t change)
+static void count_bytes(int64_t change)
 {
-    int64_t now = heldbytes += change;
+    int64_t now = held_bytes += change;
     int64_t before = peak;
     while (now > before && !peak.compare_exchange_weak(before, now)) {
     }
@@ -47,7 +49,7 @@ static void countbytes(int64_t change)
 static void *count(void *block)
 {
     if (block != nullptr) held++;
-    countbytes(size(block));
+    count_bytes(size(block));
     return block;
 }
 
@@ -67,20 +69,20 @@ void *__wrap_realloc(void *block, size_t n)
     int64_t before = size(block);
     void *grown = __real_realloc(block, n);
     if (block == nullptr) return count(grown);
-    if (grown != nullptr) countbytes(size(grown) - before);
+    if (grown != nullptr) count_bytes(size(grown) - before);
     return grown;
 }
 
 void __wrap_free(void *block)
 {
     if (block != nullptr) held--;
-    countbytes(-size(block));
+    count_bytes(-size(block));
     __real_free(block);
 }
 
 int64_t allocations_peak(void)
 {
-    return peak.exchange(heldbytes);
+    return peak.exchange(held_bytes);
 }
 
 int64_t allocations_held(void)
@@ -97,3 +99,5 @@ void allocations_limit(uint64_t bytes)
 {
     limit = bytes;
 }
+
+} // namespace vnt

@@ -8,6 +8,9 @@
 #pragma once
 
 #include <cstdint>
+#include <gtest/gtest.h>
+
+namespace vnt {
 
 // Blocks allocated and not freed.
 int64_t allocations_held(void);
@@ -23,10 +26,6 @@ int64_t allocations_peak(void);
 
 // Runs `action` with its first allocation failing, then its second and so on, until it returns
 // `good`.  Each failing run must return `bad` and hold no more than before.
-template <class Action> int64_t allocations_fail_each(int good, int bad, Action action);
-
-#include <gtest/gtest.h>
-
 template <class Action> int64_t allocations_fail_each(int good, int bad, Action action)
 {
     for (int64_t n = 0;; n++) {
@@ -40,3 +39,5 @@ template <class Action> int64_t allocations_fail_each(int good, int bad, Action 
         if (testing::Test::HasFailure()) return n;
     }
 }
+
+} // namespace vnt
