@@ -1,5 +1,7 @@
 // callrecords.h: the records of a call that call.cc and askfirst.cc share: the request being made,
 // and where the answer goes.
+//
+// Threads: one at a time uses an environment and its calls.
 
 #pragma once
 

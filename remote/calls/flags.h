@@ -1,4 +1,6 @@
 // flags.h: the bits of the flags that head every request; docs/protocol.md lists them.
+//
+// Threads: any.
 
 #pragma once
 

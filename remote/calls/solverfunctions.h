@@ -8,6 +8,8 @@
 //
 // The parameters' types come from the prototype; a row and a prototype that do not agree do not
 // compile.
+//
+// Threads: a defined function may run wherever `carry_out` may.
 
 #pragma once
 
