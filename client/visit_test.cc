@@ -129,10 +129,11 @@ TEST_F(visiting, AResultHasTheCallsStatus)
         return worker_double::refuse(io, SMALL_CALL, -1);
     };
     worker.on[RESULT] = [](transport *io, const void *) {
-        return worker_double::give(io, vntmsg_MIPOPT_RES{nullptr, VNTMESSAGEID_MIPOPT_RES, 1217});
+        return worker_double::give(
+            io, vntmsg_MIPOPT_RES{nullptr, VNTMESSAGEID_MIPOPT_RES, VNTERR_NO_SOLUTION});
     };
     attach();
-    EXPECT_EQ(vntclient_joinresilient(env, 0.01, 10, nullptr, nullptr), 1217);
+    EXPECT_EQ(vntclient_joinresilient(env, 0.01, 10, nullptr, nullptr), VNTERR_NO_SOLUTION);
 }
 
 } // namespace vnt

@@ -22,7 +22,7 @@ class Async : public testing::TestWithParam<bool> {
     void start_paused(int limit)
     {
         w.ask("EASYNCLIMITS_REQ 0 env " + std::to_string(limit) + " 1e75");
-        EXPECT_EQ(w.start(INT_MAX), "ACK 1496 1 0");
+        EXPECT_EQ(w.start(INT_MAX), "ACK MIPOPT_REQ 1 0");
         EXPECT_TRUE(comes_to(PAUSED));
     }
     void expect_result(int status)
@@ -41,11 +41,11 @@ INSTANTIATE_TEST_SUITE_P(Mode, Async, testing::Bool(),
 
 TEST_P(Async, ServesRequestsWhileItRunsAndAnswersWhenAsked)
 {
-    EXPECT_EQ(w.start(INT_MAX), "ACK 1496 1 0");
+    EXPECT_EQ(w.start(INT_MAX), "ACK MIPOPT_REQ 1 0");
     EXPECT_EQ(w.ask("ASYNCTEST_REQ 0"), "ASYNCTEST_RES 0 1");
     EXPECT_EQ(w.ask("GETNUMROWS_REQ 0 env lp"), "GETNUMROWS_RES 10");
-    EXPECT_EQ(w.ask("MIPOPT_REQ 1 env lp"), "NAK 1496 1 -1");
-    EXPECT_EQ(w.hear(), "UNKNOWN 1496");
+    EXPECT_EQ(w.ask("MIPOPT_REQ 1 env lp"), "NAK MIPOPT_REQ 1 -1");
+    EXPECT_EQ(w.hear(), "UNKNOWN MIPOPT_REQ");
     w.say("TERMINATE"); // not meant for a worker that works
     EXPECT_EQ(w.ask("ASYNCTEST_REQ 0"), "ASYNCTEST_RES 0 1");
     w.say("GETRES 0 0"); // the result may be asked for before it is there
@@ -105,7 +105,7 @@ TEST_P(Async, ServesASolveWithoutPausingOrPollingInsideIt)
     expect_result(0);
 
     w.ask("EASYNCLIMITS_REQ 0 env 0 0");
-    EXPECT_EQ(w.start(INT_MAX), "ACK 1496 1 0");
+    EXPECT_EQ(w.start(INT_MAX), "ACK MIPOPT_REQ 1 0");
     EXPECT_TRUE(comes_to(PAUSED));
     solver.steps = 5;
     solver.helped = true;
@@ -250,7 +250,7 @@ TEST_P(Async, SurvivesADisconnect)
 TEST_P(Async, RunsAThousandTimes)
 {
     for (int i = 0; i < 1000; i++) {
-        ASSERT_EQ(w.start(i % 3), "ACK 1496 1 0");
+        ASSERT_EQ(w.start(i % 3), "ACK MIPOPT_REQ 1 0");
         if (i % 2 == 0) w.ask("ASYNCKILL_REQ 0");
         w.say("GETRES 0 0");
         ASSERT_EQ(w.hear().substr(0, 10), "MIPOPT_RES");

@@ -12,13 +12,13 @@ namespace vnt {
 TEST(Handler, RejectsWithNakAndTheLoopAddsUnknown)
 {
     worker_double w;
-    EXPECT_EQ(w.ask("PROBINFO_REQ 4 env bad - 3 0"), "NAK 1009 4 -1");
-    EXPECT_EQ(w.hear(), "UNKNOWN 1009");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 4 env bad - 3 0"), "NAK PROBINFO_REQ 4 -1");
+    EXPECT_EQ(w.hear(), "UNKNOWN PROBINFO_REQ");
     // What never runs asynchronously is refused without being called rejected.
     for (const char *request :
          {"OPENVANTO_REQ 1", "CLOSEVANTO_REQ 1 env", "PROBINFO_REQ 1 env lp - 3 0"}) {
         EXPECT_EQ(w.ask(request).substr(0, 4), "NAK ");
-        EXPECT_EQ(w.ask("RECONNECT_REQ"), "NAK 1023 0 -1"); // no UNKNOWN in between
+        EXPECT_EQ(w.ask("RECONNECT_REQ"), "NAK RECONNECT_REQ 0 -1"); // no UNKNOWN in between
     }
     EXPECT_EQ(solver.calls, "");
 }
@@ -26,8 +26,8 @@ TEST(Handler, RejectsWithNakAndTheLoopAddsUnknown)
 TEST(Handler, OpensAndClosesTheEnvironmentThatDefaultsStandFor)
 {
     worker_double w;
-    solver.open_status = 1001;
-    EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES 1001 -");
+    solver.open_status = VNTERR_NO_MEMORY;
+    EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES NO_MEMORY -");
     EXPECT_EQ(env2handler_find(double_env), nullptr);
     solver.open_status = 0;
     EXPECT_EQ(w.ask("OPENVANTO_REQ 0"), "OPENVANTO_RES 0 env");
@@ -54,8 +54,8 @@ TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
                   "PROBINFO_RES 0 " + std::to_string(expected[selector]));
     }
     EXPECT_EQ(solver.int_params[VNT_PARAM_MESSAGES], 1); // the presolved problem switched it off
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net 24 0"), "PROBINFO_RES 1003 0");
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES 1003 0");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net 24 0"), "PROBINFO_RES BAD_ARGUMENT 0");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES BAD_ARGUMENT 0");
 }
 
 TEST(Handler, NamesTheFunctionThatTheSolverLacks)
@@ -63,8 +63,8 @@ TEST(Handler, NamesTheFunctionThatTheSolverLacks)
     worker_double w;
     int log = memfd_create("log", MFD_CLOEXEC);
     log_fd_set(log);
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp - 11 0"), "NAK 1009 0 1811");
-    EXPECT_EQ(w.ask("LPOPT_REQ 0 env lp"), "NAK 1114 0 1811");
+    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp - 11 0"), "NAK PROBINFO_REQ 0 UNKNOWN_CALL");
+    EXPECT_EQ(w.ask("LPOPT_REQ 0 env lp"), "NAK LPOPT_REQ 0 UNKNOWN_CALL");
     log_fd_set(-1);
     char text[4096] = "";
     EXPECT_GT(pread(log, text, sizeof text - 1, 0), 0);
@@ -76,14 +76,15 @@ TEST(Handler, NamesTheFunctionThatTheSolverLacks)
 TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)
 {
     worker_double w;
-    EXPECT_EQ(w.ask("RECONNECT_REQ"), "NAK 1023 0 -1");
+    EXPECT_EQ(w.ask("RECONNECT_REQ"), "NAK RECONNECT_REQ 0 -1");
     EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
     EXPECT_EQ(w.parked(), 4711);
     w.say("GETNUMROWS_REQ 0 env lp");
     EXPECT_TRUE(w.silent()); // it reads nothing while parked
     w.release(4711);
     EXPECT_EQ(w.hear(), "GETNUMROWS_RES 10");
-    EXPECT_EQ(w.ask("DISCONNECT_REQ"), "NAK 1021 0 -1"); // still away: no RECONNECT has come
+    EXPECT_EQ(w.ask("DISCONNECT_REQ"),
+              "NAK DISCONNECT_REQ 0 -1"); // still away: no RECONNECT has come
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "RECONNECT_RES");
     EXPECT_EQ(w.ask("DISCONNECT_REQ"), "DISCONNECT_RES");
     w.release(0); // the server stops

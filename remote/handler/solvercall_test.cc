@@ -92,7 +92,7 @@ int frame_reject(handler_frame *frame, int32_t s)
 }
 int frame_lacking(handler_frame *frame, const char *)
 {
-    return frame_reject(frame, 1811);
+    return frame_reject(frame, VNTERR_UNKNOWN_CALL);
 }
 int async_isasync(void)
 {
@@ -188,7 +188,7 @@ TEST_F(SolverCall, TextIsMeasuredByTheSolversTerminatorAndNeedsRoom)
     sent.clear();
     vntmsg_GETPROBNAME_REQ endless = {nullptr, 0, 0, env.a, lp.a, INT64_MAX};
     EXPECT_EQ(RUN(GETPROBNAME, endless), 0);
-    EXPECT_EQ(refusal(), 1001);
+    EXPECT_EQ(refusal(), VNTERR_NO_MEMORY);
 }
 
 // The solver would read what lies behind it.

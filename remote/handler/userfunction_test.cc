@@ -29,13 +29,14 @@ static int other(VNTENVptr, int32_t, const void *, int64_t, int64_t, int64_t *, 
 TEST(UserFunction, IsRefusedWithoutOneBeforeAnythingElseIsLookedAt)
 {
     worker_double w;
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 2 bad 5 abc 10"), "NAK 1019 2 1003");
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 2 bad 5 abc 10"), "NAK USERFUNCTION_REQ 2 BAD_ARGUMENT");
     w.ask("OPENVANTO_REQ 0");
     w.ask("DISCONNECT_REQ");
     w.release(1);
     const int32_t value = 1;
     VNTsendinfoint(double_env, 0, 1, &value);
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 5 abc 10"), "NAK 1019 0 1003"); // the info waits
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 5 abc 10"),
+              "NAK USERFUNCTION_REQ 0 BAD_ARGUMENT"); // the info waits
     EXPECT_EQ(w.ask("RECONNECT_REQ"), "INFO 0 0 [1]");
 }
 
@@ -56,8 +57,8 @@ TEST(UserFunction, TheLastOneStoredIsCalledUnderAnyNameWithTheRequestsOrTheDefau
     w.ask("OPENVANTO_REQ 0");
     w.ask("USERFUNCTION_REQ 2 - 0 abc 2");
     EXPECT_EQ(data.env, double_env);
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 bad 0 abc 2"), "NAK 1019 0 -1");
-    EXPECT_EQ(w.hear(), "UNKNOWN 1019");
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 bad 0 abc 2"), "NAK USERFUNCTION_REQ 0 -1");
+    EXPECT_EQ(w.hear(), "UNKNOWN USERFUNCTION_REQ");
 }
 
 TEST(UserFunction, MayReportLessOrMoreThanThereIsRoomFor)
@@ -72,8 +73,9 @@ TEST(UserFunction, MayReportLessOrMoreThanThereIsRoomFor)
     data.reported = -1;
     EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 0 abc 2"), "USERFUNCTION_RES 1 ");
     data.reported = INT64_MAX;
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 0 abc 2"), "NAK 1019 0 1001");
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 0 abc 9223372036854775807"), "NAK 1019 0 1001");
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 0 abc 2"), "NAK USERFUNCTION_REQ 0 NO_MEMORY");
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 0 env 0 abc 9223372036854775807"),
+              "NAK USERFUNCTION_REQ 0 NO_MEMORY");
 }
 
 TEST(UserFunction, RunsAsynchronouslyToo)
@@ -82,9 +84,9 @@ TEST(UserFunction, RunsAsynchronouslyToo)
     echo_data data;
     VNTsetuserfunction(w.h, echo, &data);
     w.ask("OPENVANTO_REQ 0");
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 1 env 5 abc|d 10"), "ACK 1019 1 0");
-    EXPECT_EQ(w.ask("USERFUNCTION_REQ 1 env 5 abc 10"), "NAK 1019 1 -1");
-    EXPECT_EQ(w.hear(), "UNKNOWN 1019");
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 1 env 5 abc|d 10"), "ACK USERFUNCTION_REQ 1 0");
+    EXPECT_EQ(w.ask("USERFUNCTION_REQ 1 env 5 abc 10"), "NAK USERFUNCTION_REQ 1 -1");
+    EXPECT_EQ(w.hear(), "UNKNOWN USERFUNCTION_REQ");
     EXPECT_EQ(w.fetch(), "USERFUNCTION_RES 6 abcd");
 }
 

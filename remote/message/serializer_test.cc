@@ -1,6 +1,7 @@
 #include "remote/message/serializer.h"
 
 #include "test/allocations.h"
+#include "vanto.h"
 
 #include <gtest/gtest.h>
 
@@ -19,8 +20,8 @@ TEST(Serializer, GrowsByDoublingOrToWhatIsNeededOrStaysAsItWas)
     EXPECT_EQ(s.ops.serializeraddbytes(&s, 7000, block), 0);
     EXPECT_EQ(s.capacity, 8025u);
     allocations_limit(8025);
-    EXPECT_EQ(s.ops.serializeraddbyte(&s, 1), 1001);
-    EXPECT_EQ(s.ops.serializeradddoubles(&s, INT64_MAX, nullptr), 1001);
+    EXPECT_EQ(s.ops.serializeraddbyte(&s, 1), VNTERR_NO_MEMORY);
+    EXPECT_EQ(s.ops.serializeradddoubles(&s, INT64_MAX, nullptr), VNTERR_NO_MEMORY);
     allocations_limit(0);
     EXPECT_EQ(s.used, 8025u);
     EXPECT_EQ(s.buffer[0], 7);

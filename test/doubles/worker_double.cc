@@ -76,10 +76,27 @@ static std::string render_string(const message_string &s)
     return s.present == 0 ? "-" : '"' + std::string(s.data, s.length - 1) + '"';
 }
 
+static std::string render_error(int32_t status)
+{
+    switch (status) {
+    case VNTERR_NO_MEMORY: return "NO_MEMORY";
+    case VNTERR_BAD_ARGUMENT: return "BAD_ARGUMENT";
+    case VNTERR_UNKNOWN_CALL: return "UNKNOWN_CALL";
+    default: return std::to_string(status);
+    }
+}
+
+static std::string render_int(const std::string &name, int32_t value)
+{
+    if (name == "status") return render_error(value);
+    const message_layout *about = name == "message" ? catalogue_find(value) : nullptr;
+    return about != nullptr ? about->name : std::to_string(value);
+}
+
 static std::string render_field(const void *record, const message_field &field)
 {
     switch (field.kind) {
-    case KIND_INT: return std::to_string(field_at<int32_t>(record, field.offset));
+    case KIND_INT: return render_int(field.name, field_at<int32_t>(record, field.offset));
     case KIND_LONG: return std::to_string(field_at<int64_t>(record, field.offset));
     case KIND_HANDLE: return render_handle(field_at<message_array>(record, field.offset));
     case KIND_ARRAY: return render_array(field_at<message_array>(record, field.offset));
