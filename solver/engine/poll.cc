@@ -1,6 +1,7 @@
 #include "solver/engine/poll.h"
 
 #include "solver/engine/guard.h"
+#include "solver/model/failure.h"
 
 #include <algorithm>
 #include <cmath>
@@ -97,24 +98,41 @@ double engine_poll::seconds() const
     return std::chrono::duration<double>(clock::now() - begin - held).count();
 }
 
+// As many digits as twelve characters hold, ten at most.
+static std::string short_number(double value)
+{
+    char text[64];
+    int length = 13;
+    for (int digits = 10; digits > 0 && length > 12; digits--)
+        length = snprintf(text, sizeof text, "%.*g", digits, value);
+    return text;
+}
+
+// What is known of the objective; what is far from closed has no use for a figure.
+std::string engine_poll::interval_text() const
+{
+    std::string text;
+    if (seen.solution != nullptr) text += "  best " + short_number(seen.incumbent);
+    if (std::fabs(seen.bound) < VNT_INFINITY) text += "  bound " + short_number(seen.bound);
+    double scale = std::max(std::fabs(seen.incumbent), 1e-10);
+    double gap = std::fabs(seen.incumbent - seen.bound) / scale;
+    if (seen.solution != nullptr && gap < 10) text += printed("  gap %.2f %%", 100 * gap);
+    return text;
+}
+
+// The line fits into 80 columns.  Programs read it: see tools/progress.h.
 void engine_poll::write_line(clock::time_point now)
 {
     if (now < next_line || reason != 0) return;
     next_line = now + std::chrono::seconds(1);
-    if (!seen.search) {
-        log(2, 3, "%10lld iterations  objective %-16.10g infeasibility %-10.4g %8.1f s\n",
-            static_cast<long long>(seen.iterations), seen.objective, seen.infeasibility, seconds());
-        return;
-    }
-    char incumbent[64] = "none", gap[64] = "";
-    if (seen.solution != nullptr) {
-        snprintf(incumbent, sizeof incumbent, "%.10g", seen.incumbent);
-        double scale = std::max(std::fabs(seen.incumbent), 1e-10);
-        snprintf(gap, sizeof gap, "%.2f%%", 100 * std::fabs(seen.incumbent - seen.bound) / scale);
-    }
-    log(2, 3, "%10lld nodes %8lld left  incumbent %-16s bound %-16.10g gap %-8s %8.1f s\n",
-        static_cast<long long>(seen.nodes), static_cast<long long>(seen.nodes_left), incumbent,
-        seen.bound, gap, seconds());
+    const bool nodes = seen.search && seen.nodes > 0;
+    const std::string more = seen.search
+                                 ? interval_text()
+                                 : "  objective " + short_number(seen.objective) +
+                                       "  infeasibility " + short_number(seen.infeasibility);
+    log(2, 3, "%7.1f s  %lld %s%s\n", seconds(),
+        static_cast<long long>(nodes ? seen.nodes : seen.iterations),
+        nodes ? "nodes" : "iterations", more.c_str());
 }
 
 void engine_poll::log(int level, int channel, const char *format, ...)

@@ -83,6 +83,7 @@ class engine_poll {
     bool must_end(clock::time_point now);
     void ask(clock::time_point now);
     void write_line(clock::time_point now); // about once a second
+    std::string interval_text() const;
 
     const engine_params &params;
     const engine_hooks &hooks;
