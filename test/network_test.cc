@@ -85,7 +85,7 @@ TEST_F(SlowNetwork, AResilientSolveOutlivesACutLink)
     EXPECT_EQ(client.wait(seconds(30)), process::unended) << client.err();
     network->link("up");
     EXPECT_EQ(client.wait(seconds(400)), 0) << client.err();
-    EXPECT_EQ(member(client.out(), "objective"), "2810");
+    EXPECT_EQ(member(client.out(), "objective"), "2810.0");
 }
 
 TEST_F(SlowNetwork, BothEndsNoticeACutLinkAndAParkedWorkerStays)
@@ -105,7 +105,7 @@ TEST_F(SlowNetwork, BothEndsNoticeACutLinkAndAParkedWorkerStays)
     network->link("up");
     process_result back = run(command({"--attach", file.name, "--json"}), {}, seconds(400));
     EXPECT_EQ(back.status, 0) << back.err;
-    EXPECT_EQ(member(back.out, "objective"), "2810");
+    EXPECT_EQ(member(back.out, "objective"), "2810.0");
 }
 
 } // namespace vnt

@@ -52,6 +52,20 @@ inline std::string member(const std::string &json, const std::string &name)
     return json.substr(begin, json.find_first_of("\",\n", begin) - begin);
 }
 
+// What docs/schema/NAME.json finds wrong with a JSON text; nothing when all is well.
+inline std::string schema_complaints(const std::string &name, const std::string &json)
+{
+    static const char check[] =
+        "import json, jsonschema, sys\n"
+        "def strict(word): raise ValueError(word)\n"
+        "schema = json.load(open(sys.argv[1]))\n"
+        "jsonschema.Draft202012Validator.check_schema(schema)\n"
+        "jsonschema.validate(json.loads(sys.argv[2], parse_constant=strict), schema)\n";
+    process_result result =
+        run({"python3", "-c", check, source_path("docs/schema/" + name + ".json"), json});
+    return result.status == 0 ? "" : result.err + json;
+}
+
 // All that must not depend on where the model was solved.
 inline std::string digits(const std::string &json)
 {

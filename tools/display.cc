@@ -1,29 +1,15 @@
 #include "tools/display.h"
 
 #include "tools/output.h"
+#include "tools/progress.h"
 
 #include <cmath>
-#include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace vnt {
 
 static constexpr auto interval = std::chrono::milliseconds(500); // a line each second, however busy
-
-std::string progress_text(double seconds, const vntmipprogress &progress)
-{
-    std::string text = fmt::format("{:8.1f} s  {} nodes  {} iterations", seconds, progress.nodes,
-                                   progress.iterations);
-    if (progress.solutions > 0) text += fmt::format("  best {:.10g}", progress.incumbent);
-    if (std::fabs(progress.bound) < VNT_INFINITY)
-        text += fmt::format("  bound {:.10g}", progress.bound);
-    if (progress.gap < VNT_INFINITY) text += fmt::format("  gap {:.2f} %", 100 * progress.gap);
-    bool nodes = progress.nodes > 0;
-    double work = static_cast<double>(nodes ? progress.nodes : progress.iterations);
-    if (seconds > 0) text += fmt::format("  {:.0f} {}/s", work / seconds, nodes ? "nodes" : "it");
-    return text;
-}
 
 // A line wider than the terminal wraps and cannot be erased.
 static void cut(std::string &line)
@@ -34,15 +20,15 @@ static void cut(std::string &line)
         line.resize(size.ws_col - 1);
 }
 
-display::display(bool wantquiet)
-    : quiet(wantquiet), terminal(isatty(STDERR_FILENO)), since(std::chrono::system_clock::now()),
-      next(std::chrono::steady_clock::now() + interval)
+display::display(bool wantquiet, history &past)
+    : quiet(wantquiet), terminal(isatty(STDERR_FILENO)), past(past),
+      since(std::chrono::system_clock::now()), next(std::chrono::steady_clock::now() + interval)
 {
 }
 
 display::~display()
 {
-    erase();
+    close();
 }
 
 void display::start(std::chrono::system_clock::time_point moment)
@@ -57,14 +43,21 @@ double display::elapsed() const
 
 bool display::due() const
 {
-    return !quiet && std::chrono::steady_clock::now() >= next;
+    return (!quiet || past.wanted()) && std::chrono::steady_clock::now() >= next;
 }
 
 void display::progress(const vntmipprogress &progress)
 {
     next = std::chrono::steady_clock::now() + interval;
+    const progress_sample sample = progress_of(elapsed(), progress);
+    past.add(sample);
+    if (!quiet) show(sample);
+}
+
+void display::show(const progress_sample &sample)
+{
     erase();
-    line = progress_text(elapsed(), progress);
+    line = progress_text(sample);
     if (terminal) cut(line);
     output_note(line + (terminal ? "" : "\n"));
 }
@@ -77,13 +70,33 @@ static std::string harmless(std::string text)
     return text;
 }
 
-void display::log(const char *text)
+void display::say(const char *text)
 {
     std::string shown = harmless(text);
     erase();
     if (shown.empty() || shown.back() != '\n') shown += '\n';
     output_note(shown);
     if (terminal) output_note(line);
+}
+
+void display::log(const char *text)
+{
+    std::optional<progress_sample> told = progress_parse(text);
+    if (told) {
+        if (std::isnan(told->seconds)) told->seconds = elapsed();
+        past.add(*told);
+    }
+    if (quiet) return;
+    if (told && told->event == "progress")
+        show(*told);
+    else
+        say(text);
+}
+
+void display::close()
+{
+    erase();
+    line.clear();
 }
 
 void display::erase() const

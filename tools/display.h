@@ -1,12 +1,14 @@
 // display.h: shows a running solve to the user: log lines and progress.
 //
 // On a terminal the progress is one line below the log, drawn again each time; elsewhere each
-// report of the progress is a line of its own.  All of it goes to standard error.
+// report of the progress is a line of its own.  All of it goes to standard error.  What is known of
+// the progress goes to the history as well, whatever the user wants to see.
 //
 // Threads: one.
 
 #pragma once
 
+#include "tools/history.h"
 #include "vanto.h"
 
 #include <chrono>
@@ -14,29 +16,35 @@
 
 namespace vnt {
 
-// The progress of a solve after `seconds`, as one line without a line break.
-std::string progress_text(double seconds, const vntmipprogress &progress);
-
 class display {
   public:
-    explicit display(bool quiet);
+    display(bool quiet, history &past);
     ~display();
 
     // Sets the moment from which the seconds count; without it the display's creation.
     void start(std::chrono::system_clock::time_point since);
     double elapsed() const;
 
-    // Whether it is time for the next look at the progress; never when the user wants quiet.
+    // Whether it is time for the next look at the progress; never when nothing would show it.
     bool due() const;
     void progress(const vntmipprogress &progress);
 
-    // Shows a line of the solver's log; its line break may be missing.
+    // Shows a line of the solver; its line break may be missing.
+    void say(const char *text);
+
+    // The same for a line of the log, unless the user wants quiet.  A progress line takes the place
+    // of the one before.
     void log(const char *text);
 
+    // Takes the progress line off the terminal: the summary comes next.
+    void close();
+
   private:
+    void show(const progress_sample &sample);
     void erase() const;
     const bool quiet;
     const bool terminal;
+    history &past;
     std::chrono::system_clock::time_point since;
     std::chrono::steady_clock::time_point next;
     std::string line; // what stands on the terminal now

@@ -71,42 +71,118 @@ struct command_line {
 // An unset variable in a script gives an empty name, which must not count as a missing option.
 static std::string nonempty_check(const std::string &value)
 {
-    return value.empty() ? "a file name is expected" : "";
+    return value.empty() ? "the name of a file is expected" : "";
+}
+
+using option = CLI::Option;
+
+// Declares an option whose value is the name of a file.
+static option *declare_file(CLI::App &app, const char *name, std::string &value, const char *text)
+{
+    return app.add_option(name, value, text)->type_name("FILE")->check(nonempty_check);
+}
+
+// What to solve and with which settings.  Returns the options that a solve under way cannot take.
+static std::vector<option *> declare_model(CLI::App &app, command_line &line)
+{
+    solve_options &o = line.options;
+    auto *format = app.add_option("--format", o.format,
+                                  "the model's format, if its name does not "
+                                  "end in it: mps, qps, lp or min");
+    format->type_name("FORMAT")->check(CLI::IsMember({"mps", "qps", "lp", "min"}));
+    auto *limit = app.add_option("--time-limit", o.timelimit, "stop after so much time");
+    auto *param =
+        app.add_option("--param", line.params, "set a parameter of the solver; may be repeated");
+    return {
+        app.add_option("MODEL", o.model,
+                       "the model: .mps, .qps, .lp or .min, also compressed by gzip, bzip2 or xz; "
+                       "- for standard input, with --format"),
+        format,
+        limit->type_name("SECONDS"),
+        param->type_name("NAME=VALUE")->allow_extra_args(false),
+        declare_file(app, "--read-params", o.paramsin, "read parameters first"),
+        declare_file(app, "--read-basis", o.basisin, "begin with a basis, for LPs"),
+        declare_file(app, "--read-start", o.startin, "begin with a solution, for MIPs"),
+    };
+}
+
+// Where to solve.
+static std::vector<option *> declare_place(CLI::App &app, command_line &line)
+{
+    auto *server = app.add_option("--server", line.server, "solve in a worker of this server");
+    auto *local = app.add_flag("--local", line.local, "solve in this process");
+    server->type_name("HOST:PORT")->excludes(local);
+    app.add_option("--connect-timeout", line.options.connecttimeout,
+                   "how long reaching the server may take (10)")
+        ->type_name("SECONDS")
+        ->excludes(local);
+    return {server, local};
+}
+
+// What to print and to write.  Returns the options for which there must be a result.
+static std::vector<option *> declare_output(CLI::App &app, solve_options &o)
+{
+    app.add_flag("--quiet", o.quiet, "no log, no progress, no summary");
+    auto *json = app.add_flag("--json", o.json, "print one JSON object instead of a summary");
+    return {
+        app.add_flag("--solution", o.solution, "the JSON object has the solution")->needs(json),
+        declare_file(app, "--write-solution", o.solutionfile, "write the solution to a file"),
+        declare_file(app, "--write-basis", o.basisfile, "write the basis to a file, for LPs"),
+        declare_file(app, "--write-model", o.modelfile, "write the model to a file, .mps or .lp"),
+        declare_file(app, "--progress", o.progressfile, "write the progress, JSON line by line"),
+        declare_file(app, "--report", o.reportfile, "write a report as one HTML page"),
+    };
+}
+
+static void exclude(option *one, const std::vector<option *> &others)
+{
+    for (option *other : others)
+        one->excludes(other);
+}
+
+// Solves that outlive the client.  Each of these excludes what has no meaning with it.
+static void declare_tickets(CLI::App &app, solve_options &o, std::vector<option *> solving,
+                            const std::vector<option *> &results)
+{
+    auto *detach = declare_file(app, "--detach", o.detachfile,
+                                "start the solve and leave; the file leads back to it");
+    auto *resilient = declare_file(app, "--resilient", o.resilientfile,
+                                   "outlive a broken connection; meanwhile the file leads back");
+    detach->excludes(resilient);
+    exclude(detach, results); // nothing is there yet when it leaves
+    solving.insert(solving.end(), {detach, resilient});
+    auto ticket = [&](const char *name, const char *text, auto action) {
+        auto *option = app.add_option_function<std::string>(
+            name,
+            [&o, action](const std::string &file) {
+                o.ticketfile = file;
+                o.action = action;
+            },
+            text);
+        exclude(option->type_name("FILE")->check(nonempty_check), solving);
+        solving.push_back(option);
+        return option;
+    };
+    ticket("--attach", "take up the solve that a file leads to", solve_options::ATTACH);
+    auto *status = ticket("--status", "tell how that solve stands", solve_options::STATUS);
+    auto *kill = ticket("--kill", "end that solve and its worker", solve_options::KILL);
+    for (option *one : {status, kill})
+        exclude(one, results);
 }
 
 static void declare_options(CLI::App &app, command_line &line)
 {
     solve_options &o = line.options;
-    auto file = [&](const char *name, std::string &value, const char *text) {
-        return app.add_option(name, value, text)->type_name("FILE")->check(nonempty_check);
-    };
-    auto *model = app.add_option("MODEL", o.model,
-                                 "the model: .mps, .qps, .lp or .min, or one of these with .gz");
-    auto *server = app.add_option("--server", line.server, "solve in a worker of this server")
-                       ->type_name("HOST:PORT");
-    auto *local = app.add_flag("--local", line.local, "solve in this process")->excludes(server);
-    auto *solution = file("--write-solution", o.solutionfile, "write the solution to a file");
-    auto *basis = file("--write-basis", o.basisfile, "write the basis to a file, for LPs");
-    auto *copy = file("--write-model", o.modelfile, "write the model to a file, .mps or .lp");
-    auto *limit = app.add_option("--time-limit", o.timelimit, "stop after so much time")
-                      ->type_name("SECONDS");
-    app.add_option("--connect-timeout", o.connecttimeout,
-                   "how long reaching the server may take (10)")
-        ->type_name("SECONDS")
-        ->excludes(local);
-    auto *param =
-        app.add_option("--param", line.params, "set a parameter of the solver; may be repeated")
-            ->type_name("NAME=VALUE")
-            ->allow_extra_args(false);
-    app.add_flag("--quiet", o.quiet, "no log, no progress, no summary");
-    app.add_flag("--json", o.json, "print the result as one JSON object instead of a summary");
-    auto *detach =
-        file("--detach", o.detachfile, "start the solve and leave; the file leads back to it");
-    auto *resilient = file("--resilient", o.resilientfile,
-                           "outlive a broken connection; meanwhile the file leads back");
-    file("--attach", o.attachfile, "take up the solve that a file leads to")
-        ->excludes(model, server, local, limit, param, detach, resilient);
-    detach->excludes(resilient, solution, basis, copy); // nothing is there yet when it leaves
+    std::vector<option *> solving = declare_model(app, line), place = declare_place(app, line);
+    const std::vector<option *> results = declare_output(app, o);
+    auto *params = app.add_flag_callback(
+        "--params", [&o] { o.action = solve_options::PARAMS; }, "list the solver's parameters");
+    exclude(params, solving);
+    exclude(params, results);
+    solving.insert(solving.end(), place.begin(), place.end());
+    solving.push_back(params);
+    declare_tickets(app, o, solving, results);
+    app.set_version_flag("--version", "vntsolve " VNT_VERSION, "print the version");
     app.footer(
         "Without --server and --local, the server is the one that TESK_VANTO_TCPIP_HOST and\n"
         "TESK_VANTO_TCPIP_PORT name; when neither is set, this process solves.\n\n" +
@@ -116,8 +192,11 @@ static void declare_options(CLI::App &app, command_line &line)
 // The checks that the parser cannot express.
 static void check_options(const solve_options &o)
 {
-    if (o.model.empty() && o.attachfile.empty())
+    if (o.model.empty() && o.action == solve_options::SOLVE)
         throw failure{EXIT_USAGE, "a MODEL is required (--help lists the options)"};
+    if (o.model == "-" && o.format.empty())
+        throw failure{EXIT_USAGE,
+                      "a model from standard input needs --format: mps, qps, lp or min"};
     if (!o.server && !(o.detachfile + o.resilientfile).empty())
         throw failure{EXIT_USAGE, "--detach and --resilient need a server"};
     if (o.timelimit && !(*o.timelimit >= 0))
@@ -137,13 +216,16 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
     } catch (const CLI::CallForHelp &) {
         output_result(app.help());
         return std::nullopt;
+    } catch (const CLI::CallForVersion &version) {
+        output_result(version.what() + std::string("\n"));
+        return std::nullopt;
     } catch (const CLI::ParseError &error) {
         throw failure{EXIT_USAGE, fmt::format("{} (--help lists the options)", error.what())};
     }
     solve_options &o = line.options;
     if (app.count("--server") > 0)
         o.server = address_parse(line.server);
-    else if (!line.local && o.attachfile.empty())
+    else if (!line.local && o.ticketfile.empty())
         o.server = address_fromenvironment();
     for (const std::string &param : line.params)
         o.params.push_back(param_parse(param));

@@ -16,24 +16,29 @@ struct server_address {
 };
 
 struct solve_options {
-    std::string model;
+    // What to do, one of these; `model` or a ticket says with what.
+    enum { SOLVE, ATTACH, STATUS, KILL, PARAMS } action = SOLVE;
+    std::string model;                    // "-": standard input
+    std::string format;                   // of the model; empty: as its name ends
     std::optional<server_address> server; // empty: solve in this process
-    std::string solutionfile;             // these three empty: write none
-    std::string basisfile;
-    std::string modelfile;
+    // Files; empty where none is wanted.
+    std::string basisin, startin, paramsin;
+    std::string solutionfile, basisfile, modelfile;
+    std::string progressfile, reportfile;
     std::optional<double> timelimit;                         // seconds
     std::optional<double> connecttimeout;                    // seconds
     std::vector<std::pair<std::string, std::string>> params; // names and values, as written
     // Tickets, see ticket.h; empty where none is wanted.
     std::string detachfile;    // leave the worker with the solve, and write this
-    std::string attachfile;    // attach to the solve that this leads to; `model` is empty then
+    std::string ticketfile;    // the solve that this leads to: of ATTACH, STATUS and KILL
     std::string resilientfile; // keep this while the solve runs
     bool quiet = false;
     bool json = false;
+    bool solution = false; // in the JSON object
 };
 
 // Reads the command line and, where it names neither a server nor --local, the environment.
-// Returns no options after --help, whose text has been printed.
+// Returns no options after --help and --version, whose text has been printed.
 // Errors: throws failure with EXIT_USAGE.
 std::optional<solve_options> options_parse(int argc, const char *const *argv);
 

@@ -1,5 +1,6 @@
 #include "tools/running.h"
 
+#include "tools/interrupt.h"
 #include "tools/output.h"
 
 #include <fmt/format.h>
@@ -34,7 +35,7 @@ static int look(VNTENVptr env, void *cbdata, uint64_t, void *data)
 
 static void watch_progress(session &s)
 {
-    if (s.options.quiet) return;
+    if (s.options.quiet && !s.past.wanted()) return;
     session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look, &s), "progress");
 }
 
@@ -102,9 +103,10 @@ bool run(session &s)
         detach(s);
         return false;
     }
-    int status = !s.options.attachfile.empty()      ? wait_for_attached(s)
-                 : !s.options.resilientfile.empty() ? solve_resilient(s)
-                                                    : solve_now(s);
+    int status = s.options.action == solve_options::ATTACH ? wait_for_attached(s)
+                 : !s.options.resilientfile.empty()        ? solve_resilient(s)
+                                                           : solve_now(s);
+    interrupt_release();
     session_check(s, status, s.model);
     return true;
 }

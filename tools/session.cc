@@ -1,27 +1,45 @@
 #include "tools/session.h"
 
+#include "tools/interrupt.h"
 #include "tools/output.h"
+#include "tools/params.h"
+#include "tools/report.h"
+#include "tools/solution.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <csignal>
 #include <cstring>
 #include <fmt/format.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_map>
 
 namespace vnt {
 
 static bool is_remote(const solve_options &options)
 {
-    return options.server || !options.attachfile.empty();
+    return options.server || !options.ticketfile.empty();
+}
+
+static bool keeps_history(const solve_options &wanted)
+{
+    return !wanted.reportfile.empty() || wanted.action == solve_options::STATUS;
+}
+
+// A look at a solve and its end show nothing of its log.
+static bool is_quiet(const solve_options &wanted)
+{
+    return wanted.quiet || wanted.action == solve_options::STATUS ||
+           wanted.action == solve_options::KILL;
 }
 
 session::session(const solve_options &wanted)
-    : options(wanted), solver(solverlib_open(is_remote(wanted))), shown(wanted.quiet),
-      server(wanted.server ? address_text(*wanted.server) : ""), model(wanted.model)
+    : options(wanted), solver(solverlib_open(is_remote(wanted))),
+      past(wanted.progressfile, keeps_history(wanted)), shown(is_quiet(wanted), past),
+      server(wanted.server ? address_text(*wanted.server) : ""),
+      model(wanted.model == "-" ? "standard input" : wanted.model),
+      started(std::chrono::system_clock::now())
 {
     if (wanted.connecttimeout && is_remote(wanted))
         solver.vntclient_connecttimeout(
@@ -31,7 +49,7 @@ session::session(const solve_options &wanted)
 // The result of hours must not be lost because a disk is full: the worker keeps it.
 static void keep_result(session &s)
 {
-    const std::string file = s.options.attachfile + s.options.resilientfile;
+    const std::string file = s.options.ticketfile + s.options.resilientfile;
     try {
         session_writeticket(s, file);
         session_leave(s);
@@ -47,13 +65,14 @@ session::~session()
     if (unreported) keep_result(*this);
     if (lp != nullptr) solver.VNTLfreeprob(env, &lp);
     const bool closed = env == nullptr || solver.VNTLcloseVANTO(&env) == 0;
-    if (!reported || options.resilientfile.empty()) return;
+    const std::string ticket = options.ticketfile + options.resilientfile;
+    if (!reported || ticket.empty()) return;
     // Only now: a worker that waits for its next client must not be without a ticket.
     if (closed)
-        unlink(options.resilientfile.c_str());
+        unlink(ticket.c_str());
     else
-        output_complaint(fmt::format("a worker may be left on {}: vntsolve --attach {}", server,
-                                     options.resilientfile));
+        output_complaint(
+            fmt::format("a worker may be left on {}: vntsolve --attach {}", server, ticket));
 }
 
 // What a status means to the user, and how the program ends with it.
@@ -73,7 +92,8 @@ static constexpr status_row statuses[] = {
     {VNTERR_FILE_OPEN, EXIT_UNREADABLE, "the file cannot be opened"},
     {VNTERR_FILE_IO, EXIT_UNREADABLE, "reading or writing failed"},
     {VNTERR_FILE_FORMAT, EXIT_MALFORMED, "the file is malformed"},
-    {VNTERR_FILE_TYPE, EXIT_MALFORMED, "the type of the file is unknown"},
+    {VNTERR_FILE_TYPE, EXIT_MALFORMED,
+     "the name does not tell the format: --format says mps, qps, lp or min"},
     {VNTERR_FILE_FEATURE, EXIT_MALFORMED, "the file has something that the solver does not do"},
     {VNTERR_REMOTE, EXIT_CONNECTION, ""}, // the client's library knows more
     {VNTERR_CONNECTION_LOST, EXIT_CONNECTION, ""},
@@ -91,7 +111,7 @@ void session_check(const session &s, int status, const std::string &what)
                                              more.empty() ? "" : ": ", more)};
 }
 
-static void open_environment(session &s)
+void session_openenv(session &s)
 {
     int status = 0;
     if (!s.options.server) {
@@ -105,7 +125,12 @@ static void open_environment(session &s)
     if (s.env == nullptr) throw failure{EXIT_CONNECTION, s.solver.vntclient_errortext()};
 }
 
-static void show_line(void *shown, const char *text)
+static void say_line(void *shown, const char *text)
+{
+    static_cast<display *>(shown)->say(text);
+}
+
+static void log_line(void *shown, const char *text)
 {
     static_cast<display *>(shown)->log(text);
 }
@@ -116,51 +141,13 @@ static void watch_channels(session &s)
     VNTCHANNELptr results, warnings, errors, log;
     session_check(s, s.solver.VNTLgetchannels(s.env, &results, &warnings, &errors, &log),
                   "channels");
-    std::vector<VNTCHANNELptr> wanted = {errors};
-    if (!s.options.quiet) wanted.insert(wanted.end(), {results, warnings, log});
-    for (VNTCHANNELptr channel : wanted)
-        session_check(s, s.solver.VNTLaddfuncdest(s.env, channel, &s.shown, show_line), "channels");
-}
-
-// Parses the whole text as a number.
-template <class T> static bool number_parse(const std::string &text, T *value)
-{
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
-    return error == std::errc() && end == text.data() + text.size();
-}
-
-// Finds a parameter by its name or its number.
-static int param_find(session &s, const std::string &name, int *type)
-{
-    int number = 0;
-    bool known =
-        number_parse(name, &number) || s.solver.VNTLgetparamnum(s.env, name.c_str(), &number) == 0;
-    if (!known || s.solver.VNTLgetparamtype(s.env, number, type) != 0)
-        throw failure{EXIT_USAGE, fmt::format("--param {}: there is no such parameter", name)};
-    return number;
-}
-
-template <class T> static void param_set(session &s, int (*set)(VNTENVptr, int, T), int number,
-                                         const std::string &name, const std::string &text)
-{
-    T value;
-    std::string what = fmt::format("--param {}={}", name, text);
-    if (!number_parse(text, &value))
-        throw failure{EXIT_USAGE, what + ": not a value of this parameter"};
-    session_check(s, set(s.env, number, value), what);
-}
-
-static void set_param(session &s, const std::string &name, const std::string &text)
-{
-    int type = VNT_PARAMTYPE_NONE;
-    int number = param_find(s, name, &type);
-    switch (type) {
-    case VNT_PARAMTYPE_INT: return param_set(s, s.solver.VNTLsetintparam, number, name, text);
-    case VNT_PARAMTYPE_LONG: return param_set(s, s.solver.VNTLsetlongparam, number, name, text);
-    case VNT_PARAMTYPE_DOUBLE: return param_set(s, s.solver.VNTLsetdblparam, number, name, text);
-    }
-    session_check(s, s.solver.VNTLsetstrparam(s.env, number, text.c_str()),
-                  fmt::format("--param {}={}", name, text));
+    auto add = [&](VNTCHANNELptr channel, void (*hear)(void *, const char *)) {
+        session_check(s, s.solver.VNTLaddfuncdest(s.env, channel, &s.shown, hear), "channels");
+    };
+    add(errors, say_line);
+    if (is_quiet(s.options) && !s.past.wanted()) return;
+    for (VNTCHANNELptr channel : {results, warnings, log})
+        add(channel, log_line);
 }
 
 // The display shows the progress, so the solver's own progress lines are switched off.  A solve
@@ -171,26 +158,95 @@ static void set_loglevel(session &s)
     session_check(s, s.solver.VNTLsetintparam(s.env, VNT_PARAM_LOG_LEVEL, level), "log level");
 }
 
+// access() gives the better message.
+static void check_readable(const std::string &file)
+{
+    if (access(file.c_str(), R_OK) != 0)
+        throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
+}
+
 static void set_params(session &s)
 {
+    const std::string &file = s.options.paramsin;
     set_loglevel(s);
+    if (!file.empty()) {
+        check_readable(file);
+        session_check(s, s.solver.VNTEreadcopyparam(s.env, file.c_str(), nullptr, 0), file);
+    }
     for (const auto &[name, value] : s.options.params)
-        set_param(s, name, value);
+        param_set(s.solver, s.env, name, value);
     if (!s.options.timelimit) return;
     session_check(s, s.solver.VNTLsetdblparam(s.env, VNT_PARAM_TIME_LIMIT, *s.options.timelimit),
                   "--time-limit");
 }
 
-// The library reads the file on this side of the connection; access() gives the better message.
+// All that standard input holds.
+static std::string input_read()
+{
+    std::string text;
+    char piece[65536];
+    for (;;) {
+        ssize_t got = read(STDIN_FILENO, piece, sizeof piece);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0)
+            throw failure{EXIT_UNREADABLE, fmt::format("standard input: {}", strerror(errno))};
+        if (got == 0) return text;
+        text.append(piece, static_cast<size_t>(got));
+    }
+}
+
+// The library reads a file on this side of the connection.
 static void read_model(session &s)
 {
+    const bool input = s.options.model == "-";
     const char *file = s.model.c_str();
-    if (access(file, R_OK) != 0)
-        throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
+    const char *format = s.options.format.empty() ? nullptr : s.options.format.c_str();
+    if (!input) check_readable(s.model);
+    const std::string text = input ? input_read() : "";
     int status = 0;
     s.lp = s.solver.VNTLcreateprob(s.env, &status, file);
     session_check(s, status, "creating the problem");
-    session_check(s, s.solver.VNTEreadcopyprob(s.env, s.lp, file, nullptr, 0, nullptr), file);
+    status = s.solver.VNTEreadcopyprob(s.env, s.lp, file, input ? text.data() : nullptr,
+                                       static_cast<int64_t>(text.size()), format);
+    session_check(s, status, s.model);
+}
+
+static void add_start(session &s, const std::string &file)
+{
+    const std::vector<std::string> names = session_colnames(s);
+    std::unordered_map<std::string_view, int> places;
+    for (size_t j = 0; j < names.size(); j++)
+        places.emplace(names[j], static_cast<int>(j));
+    std::vector<int> columns;
+    std::vector<double> values;
+    for (const named_value &v : solution_read(file)) {
+        auto found = places.find(v.name);
+        if (found == places.end())
+            throw failure{EXIT_MALFORMED,
+                          fmt::format("{}: the model has no column {}", file, v.name)};
+        columns.push_back(found->second);
+        values.push_back(v.value);
+    }
+    const int64_t begin = 0;
+    session_check(s,
+                  s.solver.VNTLaddmipstarts(s.env, s.lp, 1, static_cast<int64_t>(values.size()),
+                                            &begin, columns.data(), values.data(), nullptr,
+                                            nullptr),
+                  file);
+}
+
+// What the solve begins with.
+static void read_beginning(session &s)
+{
+    const std::string &basis = s.options.basisin, &start = s.options.startin;
+    if (!basis.empty()) {
+        check_readable(basis);
+        session_check(s, s.solver.VNTEreadcopybase(s.env, s.lp, basis.c_str(), nullptr, 0), basis);
+    }
+    if (start.empty()) return;
+    check_readable(start);
+    if (!solution_is_solvers(start)) return add_start(s, start);
+    session_check(s, s.solver.VNTEreadcopymipstarts(s.env, s.lp, start.c_str(), nullptr, 0), start);
 }
 
 // Refuses to overwrite a ticket whose worker may still be there, or a file that is not a ticket.
@@ -216,51 +272,76 @@ void session_open(session &s)
 {
     const std::string ticketfile = s.options.detachfile + s.options.resilientfile;
     if (!ticketfile.empty()) check_ticketfile(s, ticketfile);
-    open_environment(s);
+    session_openenv(s);
     watch_channels(s);
     set_params(s);
     read_model(s);
+    read_beginning(s);
+    s.started = std::chrono::system_clock::now();
+    s.shown.start(s.started);
 }
 
-void session_attach(session &s)
+void session_attach(session &s, double patience)
 {
-    ticket t = ticket_read(s.options.attachfile);
+    const std::string &file = s.options.ticketfile;
+    ticket t = ticket_read(file);
     s.server = t.server;
     s.model = t.model;
+    s.started = t.started;
     s.shown.start(t.started);
     int status = s.solver.vntclient_attachresilient(
-        t.record.data(), static_cast<int64_t>(t.record.size()), SESSION_PATIENCE, &s.env);
+        t.record.data(), static_cast<int64_t>(t.record.size()), patience, &s.env);
     if (status == VNTERR_CONNECTION_LOST)
         throw failure{EXIT_CONNECTION,
-                      fmt::format("{}: the worker on {} is gone", s.options.attachfile, s.server)};
-    session_check(s, status, s.options.attachfile);
+                      fmt::format("{}: the worker on {} is gone; the file leads nowhere any more",
+                                  file, s.server)};
+    session_check(s, status, file);
     if (s.solver.vntclient_getproblems(s.env, 1, &s.lp) < 1)
-        throw failure{EXIT_INTERNAL, fmt::format("{}: no problem there", s.options.attachfile)};
+        throw failure{EXIT_INTERNAL, fmt::format("{}: no problem there", file)};
     watch_channels(s);
-}
-
-// The solver watches this flag.  The first interrupt removes the handler.
-static volatile int interrupted;
-
-static void on_interrupt(int)
-{
-    interrupted = 1;
 }
 
 void session_watchinterrupt(session &s)
 {
-    struct sigaction action = {};
-    action.sa_handler = on_interrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
-    sigaction(SIGINT, &action, nullptr);
-    s.solver.VNTLEsetasyncterminate(s.env, &interrupted);
+    volatile int *flag;
+    if (s.options.action == solve_options::ATTACH) {
+        const std::string &file = s.options.ticketfile;
+        solve_report left;
+        left.trouble = failure{EXIT_INTERRUPTED, "the solve goes on: vntsolve --attach " + file};
+        left.running = true;
+        left.server = s.server;
+        flag = interrupt_watch(fmt::format("\nvntsolve: {}; interrupt again at once to end it\n",
+                                           left.trouble->message),
+                               s.options.json ? report_json(left, s.options.solution) : "");
+    } else {
+        flag = interrupt_watch();
+    }
+    s.solver.VNTLEsetasyncterminate(s.env, flag);
+}
+
+std::vector<std::string> session_colnames(const session &s)
+{
+    const int count = s.solver.VNTLgetnumcols(s.env, s.lp);
+    if (count < 1) return {};
+    std::vector<char *> names(count);
+    int64_t surplus = 0;
+    s.solver.VNTLgetcolname(s.env, s.lp, names.data(), nullptr, 0, &surplus, 0, count - 1);
+    std::vector<char> store(surplus < 0 ? -surplus : 0);
+    int status =
+        s.solver.VNTLgetcolname(s.env, s.lp, names.data(), store.data(),
+                                static_cast<int64_t>(store.size()), &surplus, 0, count - 1);
+    if (status == 0 && !store.empty()) return {names.begin(), names.end()};
+    std::vector<std::string> made;
+    for (int j = 1; j <= count; j++)
+        made.push_back(fmt::format("x{}", j));
+    return made;
 }
 
 void session_writeticket(session &s, const std::string &file)
 {
     int64_t length = 0;
     session_check(s, s.solver.vntclient_pack(s.env, nullptr, 0, &length), file);
-    ticket t = {s.server, s.model, std::chrono::system_clock::now(), std::string(length, '\0')};
+    ticket t = {s.server, s.model, s.started, std::string(length, '\0')};
     session_check(s, s.solver.vntclient_pack(s.env, t.record.data(), length, &length), file);
     ticket_write(file, t);
 }

@@ -1,40 +1,23 @@
 #include "tools/solve.h"
 
 #include "tools/output.h"
+#include "tools/page.h"
 #include "tools/running.h"
+#include "tools/solution.h"
 
-#include <algorithm>
-#include <cmath>
 #include <fmt/format.h>
-#include <numeric>
 
 namespace vnt {
 
-static constexpr size_t largestcount = 5; // variables that the summary shows
-
-static std::string column_name(session &s, int column)
-{
-    char store[4096], *name = nullptr;
-    int64_t surplus = 0;
-    int status =
-        s.solver.VNTLgetcolname(s.env, s.lp, &name, store, sizeof store, &surplus, column, column);
-    return status == 0 ? name : fmt::format("x{}", column + 1);
-}
-
-static std::vector<named_value> largest_variables(session &s, int columns)
+static std::vector<named_value> column_values(session &s, int columns)
 {
     std::vector<double> x(columns);
     if (columns == 0 || s.solver.VNTLgetx(s.env, s.lp, x.data(), 0, columns - 1) != 0) return {};
-    std::vector<int> order(columns);
-    std::iota(order.begin(), order.end(), 0);
-    size_t count = std::min(order.size(), largestcount);
-    std::partial_sort(order.begin(), order.begin() + count, order.end(), [&](int a, int b) {
-        return std::fabs(x[a]) != std::fabs(x[b]) ? std::fabs(x[a]) > std::fabs(x[b]) : a < b;
-    });
-    std::vector<named_value> largest;
-    for (size_t i = 0; i < count && x[order[i]] != 0; i++)
-        largest.push_back({column_name(s, order[i]), x[order[i]]});
-    return largest;
+    std::vector<std::string> names = session_colnames(s);
+    std::vector<named_value> values;
+    for (size_t j = 0; j < x.size() && j < names.size(); j++)
+        values.push_back({std::move(names[j]), x[j]});
+    return values;
 }
 
 static void report_model(session &s, solve_report *report)
@@ -57,7 +40,7 @@ static void report_solution(session &s, solve_report *report)
     int status = none ? VNTERR_NO_SOLUTION : s.solver.VNTLgetobjval(s.env, s.lp, &value);
     if (status == 0) {
         report->objective = value;
-        report->largest = largest_variables(s, report->columns);
+        report->values = column_values(s, report->columns);
     } else if (status != VNTERR_NO_SOLUTION) {
         session_check(s, status, "reading the objective");
     }
@@ -80,14 +63,45 @@ static void check_worker(session &s)
                   "reading the result");
 }
 
-// Checks the status of writing a file.  A solution or a basis that does not exist is worth a
-// message, but not an error.
+static void write_solution(const solve_report &report, const std::string &file)
+{
+    if (!report.objective)
+        output_complaint(fmt::format("there is no solution to write to {}", file));
+    else
+        solution_write(file,
+                       {"model " + report.model, "status " + report_end(report),
+                        fmt::format("objective {}", *report.objective)},
+                       report.values);
+}
+
+// Checks the status of writing a file.  A basis that does not exist is worth a message, but not an
+// error.
 static void write_file(session &s, const std::string &file, const char *what, int status)
 {
-    if (status == VNTERR_NO_SOLUTION || status == VNTERR_NO_BASIS)
+    if (status == VNTERR_NO_BASIS)
         output_complaint(fmt::format("there is no {} to write to {}", what, file));
     else
         session_check(s, status, file);
+}
+
+// The last sample tells the result.
+static void end_history(session &s, const solve_report &report)
+{
+    progress_sample end;
+    end.event = "end";
+    end.seconds = report.seconds.value_or(s.shown.elapsed());
+    end.nodes = report.nodes;
+    end.iterations = report.iterations;
+    end.incumbent = report.objective;
+    end.bound = report.bound;
+    end.gap = progress_gap(report.objective, report.bound);
+    s.past.add(end);
+}
+
+static void write_page(session &s, const solve_report &report)
+{
+    if (!s.options.reportfile.empty())
+        page_write(s.options.reportfile, report, s.past.samples(), s.started);
 }
 
 // The result of a long solve is reported even when its files cannot be written.
@@ -96,15 +110,13 @@ static void write_files(session &s, solve_report *report)
     const std::string &solution = s.options.solutionfile, &basis = s.options.basisfile,
                       &model = s.options.modelfile;
     try {
-        if (!solution.empty())
-            write_file(s, solution, "solution",
-                       report->objective ? s.solver.VNTLsolwrite(s.env, s.lp, solution.c_str())
-                                         : VNTERR_NO_SOLUTION);
+        if (!solution.empty()) write_solution(*report, solution);
         if (!basis.empty())
             write_file(s, basis, "basis", s.solver.VNTLmbasewrite(s.env, s.lp, basis.c_str()));
         if (!model.empty())
             write_file(s, model, "model",
                        s.solver.VNTLwriteprob(s.env, s.lp, model.c_str(), nullptr));
+        write_page(s, *report);
     } catch (const failure &what) {
         report->trouble = what;
     }
@@ -112,20 +124,21 @@ static void write_files(session &s, solve_report *report)
 
 std::optional<solve_report> solve(session &s)
 {
-    if (s.options.attachfile.empty()) {
+    if (s.options.action == solve_options::ATTACH)
+        session_attach(s, SESSION_PATIENCE);
+    else
         session_open(s);
-        s.shown.start(std::chrono::system_clock::now());
-    } else {
-        session_attach(s);
-    }
     if (!run(s)) return std::nullopt;
+    s.shown.close();
     solve_report report;
     if (s.saw_end) report.seconds = s.shown.elapsed();
     report.server = s.server;
+    report.model = s.model;
     report.stat = s.solver.VNTLgetstat(s.env, s.lp);
     report_model(s, &report);
     report_solution(s, &report);
     check_worker(s);
+    end_history(s, report);
     write_files(s, &report);
     return report;
 }

@@ -18,7 +18,9 @@ namespace vnt {
 #define SOLVER_FUNCTIONS(F)                                                                        \
     F(VNTLopenVANTO) F(VNTLcloseVANTO) F(VNTLgetchannels) F(VNTLaddfuncdest)                       \
     F(VNTLEsetasyncterminate) F(VNTEsetpausecallbackfunc) F(VNTEgetasyncmipprogress)               \
-    F(VNTLgetparamnum) F(VNTLgetparamtype)                                                         \
+    F(VNTLgetparamnum) F(VNTLgetparamname) F(VNTLgetparamtype)                                     \
+    F(VNTLinfointparam) F(VNTLinfolongparam) F(VNTLinfodblparam) F(VNTLinfostrparam)               \
+    F(VNTEreadcopyparam) F(VNTEreadcopybase) F(VNTEreadcopymipstarts) F(VNTLaddmipstarts)          \
     F(VNTLgetintparam)                                                                             \
     F(VNTLsetintparam) F(VNTLsetlongparam) F(VNTLsetdblparam) F(VNTLsetstrparam)                   \
     F(VNTLcreateprob) F(VNTLfreeprob) F(VNTEreadcopyprob)                                          \
@@ -27,7 +29,7 @@ namespace vnt {
     F(VNTLgetnumrows) F(VNTLgetnumcols) F(VNTLgetnumnz)                                            \
     F(VNTLgetnumint) F(VNTLgetnumbin) F(VNTLgetnumsemiint)                                         \
     F(VNTLgetitcnt) F(VNTLgetbaritcnt) F(VNTLgetmipitcnt) F(VNTLgetnodecnt)                        \
-    F(VNTLsolwrite) F(VNTLmbasewrite) F(VNTLwriteprob)
+    F(VNTLmbasewrite) F(VNTLwriteprob)
 
 // What only the library of remote calls has.
 #define REMOTE_FUNCTIONS(F)                                                                        \

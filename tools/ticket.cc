@@ -3,6 +3,7 @@
 #include "tools/exits.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -10,10 +11,11 @@
 #include <fstream>
 #include <sstream>
 #include <unistd.h>
+#include <zlib.h>
 
 namespace vnt {
 
-static constexpr const char *firstline = "vntsolve ticket 1";
+static constexpr const char *firstline = "vntsolve ticket 2";
 
 [[noreturn]] static void fail(const std::string &file)
 {
@@ -33,18 +35,43 @@ static bool write_synced(const std::string &file, const std::string &text)
 // Detects a damaged record: the worker would use its values as addresses.
 static std::string checksum(const std::string &record)
 {
-    uint64_t sum = 14695981039346656037u; // FNV-1a
-    for (char c : record)
-        sum = (sum ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return fmt::format("{:016x}", sum);
+    auto bytes = reinterpret_cast<const Bytef *>(record.data());
+    return fmt::format("{:08x}", crc32_z(crc32(0, nullptr, 0), bytes, record.size()));
+}
+
+// A name on one line: control characters and the percent sign as %XX.
+static std::string escaped(const std::string &name)
+{
+    std::string text;
+    for (char c : name) {
+        if (static_cast<unsigned char>(c) < ' ' || c == '%' || c == '\177')
+            text += fmt::format("%{:02x}", static_cast<unsigned char>(c));
+        else
+            text += c;
+    }
+    return text;
+}
+
+static std::string unescaped(const std::string &text)
+{
+    std::string name;
+    for (size_t i = 0; i < text.size(); i++) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        const char *digits = text.data() + i + 1;
+        if (c == '%' && i + 2 < text.size() &&
+            std::from_chars(digits, digits + 2, c, 16).ptr == digits + 2)
+            i += 2;
+        name += static_cast<char>(c);
+    }
+    return name;
 }
 
 void ticket_write(const std::string &file, const ticket &t)
 {
     double started = std::chrono::duration<double>(t.started.time_since_epoch()).count();
     std::string text =
-        fmt::format("{}\nserver {}\nmodel {}\nstarted {:.3f}\ncheck {}\n\n{}", firstline, t.server,
-                    t.model, started, checksum(t.record), t.record);
+        fmt::format("{}\nserver {}\nmodel {}\nstarted {:.3f}\ncheck {}\n\n{}", firstline,
+                    escaped(t.server), escaped(t.model), started, checksum(t.record), t.record);
     std::string fresh = file + ".new";
     if (write_synced(fresh, text) && rename(fresh.c_str(), file.c_str()) == 0) return;
     int error = errno;
@@ -70,8 +97,8 @@ ticket ticket_read(const std::string &file)
     ticket t;
     std::string first, blank;
     std::getline(in, first);
-    t.server = entry(in, "server");
-    t.model = entry(in, "model");
+    t.server = unescaped(entry(in, "server"));
+    t.model = unescaped(entry(in, "model"));
     double started = strtod(entry(in, "started").c_str(), nullptr);
     std::string check = entry(in, "check");
     std::getline(in, blank);

@@ -1,6 +1,8 @@
 // vntsolve: solves a model file from the command line.
 #include "tools/output.h"
+#include "tools/params.h"
 #include "tools/solve.h"
+#include "tools/visit.h"
 
 #include <algorithm>
 #include <string_view>
@@ -16,7 +18,7 @@ static int fail(const solve_options &options, const failure &what)
         report.trouble = what;
         if (options.server) report.server = address_text(*options.server);
         try {
-            output_result(report_json(report));
+            output_result(report_json(report, options.solution));
         } catch (const failure &) {
             // Standard output may be the trouble that is being reported.
         }
@@ -28,7 +30,7 @@ static int tell(const solve_options &options, const solve_report &report)
 {
     if (report.trouble) output_complaint(report.trouble->message);
     if (options.json)
-        output_result(report_json(report));
+        output_result(report_json(report, options.solution));
     else if (!options.quiet)
         output_result(report_summary(report));
     return report_exit(report);
@@ -44,10 +46,44 @@ static int solve_and_tell(const solve_options &options)
     return status;
 }
 
+static int params_tell(const solve_options &options)
+{
+    session s(options);
+    session_openenv(s);
+    const std::vector<param_row> rows = params_list(s.solver, s.env);
+    output_result(options.json ? params_json(rows) : params_table(rows));
+    return EXIT_SOLVED;
+}
+
+static int status_tell(const solve_options &options)
+{
+    session s(options);
+    output_result(visit_status(s));
+    return EXIT_SOLVED;
+}
+
+static int kill_and_tell(const solve_options &options)
+{
+    session s(options);
+    visit_kill(s);
+    if (!options.quiet) output_note(s.model + " is ended\n");
+    return EXIT_SOLVED;
+}
+
+static int act(const solve_options &options)
+{
+    switch (options.action) {
+    case solve_options::PARAMS: return params_tell(options);
+    case solve_options::STATUS: return status_tell(options);
+    case solve_options::KILL: return kill_and_tell(options);
+    default: return solve_and_tell(options);
+    }
+}
+
 static int run(const solve_options &options)
 {
     try {
-        return solve_and_tell(options);
+        return act(options);
     } catch (const failure &what) {
         return fail(options, what);
     } catch (const std::exception &what) {

@@ -1,7 +1,9 @@
 #include "test/folders.h"
-#include "tools/display.h"
 #include "tools/options.h"
+#include "tools/plot.h"
+#include "tools/progress.h"
 #include "tools/report.h"
+#include "tools/solution.h"
 #include "tools/ticket.h"
 #include "vanto.h"
 
@@ -9,6 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace vnt {
@@ -70,20 +73,42 @@ TEST(Options, BadCommandLinesAreRefused)
         {"m.mps", "n.mps"},
         {"m.mps", "--local", "--detach", "f"},
         {"m.mps", "--attach", "f"},
+        {"--attach", "f", "--status", "f"},
+        {"--status", "f", "--write-solution", "g"},
+        {"--kill", "f", "--local"},
+        {"m.mps", "--params"},
+        {"m.mps", "--solution"},
+        {"m.mps", "--detach", "f", "--report", "g", "--server", "a:1"},
+        {"-", "--local"},
+        {"-", "--format", "xls"},
     };
     for (const auto &line : lines)
         expect_usage(line);
 }
 
-TEST(Report, JsonHasEveryDigitAndNullForWhatIsNoNumber)
+// What breaks JSON that is put together by hand: quotes, control characters, bytes that are no
+// UTF-8, infinite numbers.
+TEST(Report, JsonIsValidWhateverItHolds)
 {
     solve_report report;
     report.objective = 0.1;
     report.bound = -INFINITY;
-    report.server = "a\"b\n:1";
-    const std::string json = report_json(report);
-    EXPECT_NE(json.find("\"objective\": 0.10000000000000001,\n  \"bound\": null,\n"), json.npos);
-    EXPECT_NE(json.find("\"server\": \"a\\\"b\\u000a:1\"\n}\n"), json.npos) << json;
+    report.server = "a\"b\n\xff:1";
+    report.values = {{"caf\xe9", 1e20}};
+    const auto json = nlohmann::json::parse(report_json(report, true));
+    EXPECT_EQ(json["objective"].get<double>(), 0.1);
+    EXPECT_TRUE(json["bound"].is_null() && json["gap"].is_null());
+    EXPECT_EQ(json["server"], "a\"b\n\uFFFD:1");
+    EXPECT_EQ(json["solution"][0]["name"], "caf\uFFFD");
+    EXPECT_TRUE(json["solution"][0]["value"].is_null());
+    report.bound = 1e20; // the solver's infinity
+    report.trouble = failure{EXIT_LIMIT, ""};
+    report.stat = VNT_STAT_NODE_LIMIT;
+    const auto limited = nlohmann::json::parse(report_json(report, false));
+    EXPECT_TRUE(limited["bound"].is_null());
+    EXPECT_EQ(limited["reason"], "nodes");
+    EXPECT_EQ(limited["exit"], 8);
+    EXPECT_FALSE(limited.contains("solution"));
 }
 
 TEST(Report, TheManualListsTheSameExitStatuses)
@@ -95,19 +120,69 @@ TEST(Report, TheManualListsTheSameExitStatuses)
 #include "tools/exits.def"
 }
 
-TEST(Display, ProgressLeavesOutWhatIsNotKnownYet)
+TEST(Progress, LeavesOutWhatIsNotKnownYet)
 {
     vntmipprogress early = {0, 0, -1e75, 1200, -1e75, 1e75, 0, 0, nullptr};
-    EXPECT_EQ(progress_text(2, early), "     2.0 s  0 nodes  1200 iterations  600 it/s");
+    EXPECT_EQ(progress_text(progress_of(2, early)), "    2.0 s  1200 iterations");
     vntmipprogress late = {50, 1, 90, 4000, 100, 0.1, 2, 0, nullptr};
-    EXPECT_EQ(progress_text(10, late),
-              "    10.0 s  50 nodes  4000 iterations  best 100  bound 90  gap 10.00 %  5 nodes/s");
+    EXPECT_EQ(progress_text(progress_of(10, late)),
+              "   10.0 s  50 nodes  best 100  bound 90  gap 10.00 %");
+    EXPECT_TRUE(nlohmann::json::parse(progress_json(progress_of(2, early)))["bound"].is_null());
+}
+
+TEST(Progress, FitsIntoEightyColumnsAndIsReadBack)
+{
+    vntmipprogress wide = {123456789, 1, -1.23456789e-101, 5, -9.87654321e+101, 9.9, 2, 0, nullptr};
+    const std::string line = progress_text(progress_of(99999.9, wide));
+    EXPECT_LT(line.size(), 80u) << line;
+    std::optional<progress_sample> back = progress_parse(line + "\n");
+    ASSERT_TRUE(back);
+    EXPECT_EQ(progress_text(*back), line);
+    EXPECT_EQ(progress_parse("* incumbent 3350 after 17 nodes\n")->incumbent, 3350);
+    for (const char *other : {"", "\n", "Optimal, objective 5, 3 iterations", "3 s", "* more of it",
+                              "reduced to 211 rows", "  1.0 s  what 5 is this"})
+        EXPECT_FALSE(progress_parse(other)) << other;
+}
+
+// The ends of the value axis of a drawing, read off its highest and its lowest label.
+TEST(Plot, EarlySolutionsFarOffDoNotFlattenTheRest)
+{
+    auto sample = [](double seconds, double incumbent, double bound) {
+        progress_sample s;
+        s.seconds = seconds;
+        s.incumbent = incumbent;
+        s.bound = bound;
+        return s;
+    };
+    const std::string svg =
+        plot_svg({sample(1, 1e9, 90), sample(2, 110, 95), sample(3, 105, 100)}, {900, 400, "c"});
+    EXPECT_EQ(svg.find("e+0"), svg.npos) << svg;
+    EXPECT_NE(svg.find(">100<"), svg.npos) << svg;
+    EXPECT_EQ(svg.find("nan"), svg.npos);
+    EXPECT_EQ(plot_svg({sample(0, 1, 1)}, {900, 400, "c"}), "");
+    EXPECT_NE(plot_svg({sample(1, 0, 0), sample(2, 0, 0)}, {900, 400, "c"}), "");
+}
+
+TEST(Solution, FilesOfNamesAndValuesComeBack)
+{
+    const std::string file = testing::TempDir() + "solution" + std::to_string(getpid());
+    solution_write(file, {"a comment"}, {{"x", 0.1}, {"two words", -1e-300}});
+    const std::vector<named_value> back = solution_read(file);
+    ASSERT_EQ(back.size(), 2u);
+    EXPECT_EQ(back[1].name, "two words");
+    EXPECT_EQ(back[1].value, -1e-300);
+    EXPECT_FALSE(solution_is_solvers(file));
+    for (const char *bad : {"x\n", "x y\n", "1\n", "x 1 2x\n"}) {
+        std::ofstream(file) << bad;
+        EXPECT_THROW(solution_read(file), failure) << bad;
+    }
+    unlink(file.c_str());
 }
 
 TEST(Ticket, ComesBackAsItWasWritten)
 {
     std::string file = testing::TempDir() + "ticket" + std::to_string(getpid());
-    ticket written = {"[::1]:4000", "my model.mps", {}, std::string("VN\0\nTR\xff", 7)};
+    ticket written = {"[::1]:4000", "my\nmodel\x01 100%0a.mps", {}, std::string("VN\0\nTR\xff", 7)};
     ticket_write(file, written);
     ticket_write(file, written); // replaces the first
     ticket read = ticket_read(file);
