@@ -325,9 +325,8 @@ int client_started_finish(client_env *e)
     return rc;
 }
 
-// Whether nothing can happen to a started call but its end: nobody watches it and it has no limits.
-// With a read time-out the worker must be heard meanwhile, and a call that another process started
-// may have limits.
+// Whether the only event in a started call is its end: it has no watcher and no limits.  A read
+// time-out needs signs of life meanwhile, and a call that another process started may have limits.
 static bool is_unattended(const client_env *e)
 {
     return e->terminate_flag == nullptr && e->terminate_func == nullptr &&

@@ -173,7 +173,7 @@ TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
     VNTLPptr lp = problem();
     static std::string heard;
     heard.clear();
-    EXPECT_EQ(VNTLlpopt(env, lp), 0) << "nobody asked: all of it is dropped";
+    EXPECT_EQ(VNTLlpopt(env, lp), 0) << "without receivers all of it is dropped";
     VNTCHANNELptr log, results;
     EXPECT_EQ(VNTLgetchannels(env, &results, nullptr, nullptr, &log), 0);
     EXPECT_EQ(worker.count(VNTMESSAGEID_PROBINFO_REQ), 0u) << "switched on when first needed";

@@ -143,7 +143,7 @@ TEST_P(Async, TerminatesOrIsKilledInAPause)
     EXPECT_EQ(w.ask("ASYNCTEST_REQ 0"), "ASYNCTEST_RES 0 0");
 }
 
-// Nobody could let it go on.
+// No CONTINUE can arrive any more.
 TEST_P(Async, EndsInsteadOfPausingOnceItsResultIsWanted)
 {
     start_paused(1);

@@ -208,8 +208,7 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
     EXPECT_TRUE(eventually([&] { return raw_client(poor.port).new_worker() == 0; }));
 }
 
-// A client that says nothing takes nobody's time but its own.
-TEST(Server, SilentClientsKeepNobodyWaiting)
+TEST(Server, SilentClientsKeepNoOtherClientWaiting)
 {
     letter_server server({"-action-timeout=100"});
     long descriptors = server.count("fd");

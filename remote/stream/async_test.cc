@@ -86,7 +86,7 @@ TEST(Async, ACallbackComesOnceForEachStartWhichItMayDoItself)
         for (int i = 0; i <= server::MANY; i++)
             s.give_hex(MESSAGE);
         EXPECT_TRUE(served.wait(server::MANY));
-        usleep(20000); // one message is left, and nobody has asked for it
+        usleep(20000); // one message is left, and no read has been armed for it
         EXPECT_EQ(served.served, server::MANY);
         EXPECT_EQ(read_id(s.near), 1000);
     }

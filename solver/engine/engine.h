@@ -77,7 +77,7 @@ struct engine_model {
 
 // The parameters of engines.
 struct engine_params {
-    double time_limit = 1e75; // seconds; 1e9 and more is none
+    double time_limit = 1e75; // seconds; unlimited from 1e9 on
     int64_t iteration_limit = INT64_MAX;
     int64_t node_limit = INT64_MAX;
     int64_t solution_limit = INT64_MAX;

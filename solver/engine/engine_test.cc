@@ -103,7 +103,7 @@ struct solver {
     }
 };
 
-// Feasible on both sides and with equal values: optimal, whoever computed it.
+// Primal and dual feasible with equal values: that proves the result optimal.
 void expect_optimal(problem &p, const engine_result &r, double objective)
 {
     const engine_model &m = p.model(false);
@@ -568,7 +568,7 @@ problem lazily(const problem &p)
     return lazy;
 }
 
-// The answer is that of the same rows when none waits.  The bound that is told only improves.
+// The answer is the same as with ordinary rows, and the reported bound only improves.
 TEST(EngineMip, LazyConstraintsHoldAsRowsDo)
 {
     int waited = 0;

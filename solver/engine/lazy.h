@@ -22,10 +22,10 @@ class engine_lazy_rows {
     // the next join().
     const engine_model &model() const { return out; }
 
-    // Calls up the waiting rows that x violates, user cuts only where `cuts` is set.  False when
-    // there are none.
+    // Calls up the waiting rows that x violates, user cuts only where `cuts` is set.  Returns
+    // whether it found one.
     bool violated(const double *x, bool cuts);
-    // Calls up all lazy constraints that wait; false when there are none.
+    // Calls up all lazy constraints that wait.  Returns whether there was one.
     bool all();
 
     // The solved relaxation is where that of the next round starts.

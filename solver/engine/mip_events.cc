@@ -31,8 +31,8 @@ void mip_search::tree_status()
     cbc->setPrintFrequency(1 + cbc->tree()->size() / 1000);
 }
 
-// The search does not hold nodes that were finished off in one go against its limit.  Near the
-// limit there are none of these: one go may look at some 15,000.
+// The library does not count nodes of its fast dives, up to some 15,000 each, against the node
+// limit.  So they are counted here, and near the limit there are no dives.
 void mip_search::count_nodes()
 {
     constexpr int64_t most_at_once = 16000;

@@ -1,10 +1,10 @@
-// worker_double.h: a worker in a thread of the test and a client at the other end of its pipes,
-// who speaks and hears messages as text.
+// worker_double.h: a worker in a thread of the test, and at the other end of its pipes a client
+// that sends and receives messages as text.
 //
 // A message is its name and its fields, between blanks: "PROBINFO_REQ 0 env lp - 3 0".  Objects
-// are env, lp and net of the solver double, - for none, and "bad" for a malformed one.  Arrays of
-// bytes are text, chunks joined by "|", or hexadecimal where they are none; strings are quoted;
-// other arrays stand in brackets.  An answer names the request that it is about and the solver's
+// are env, lp and net of the solver double, - for null, and "bad" for a malformed one.  Arrays of
+// bytes are text, chunks joined by "|", or hexadecimal if not printable; strings are quoted; other
+// arrays stand in brackets.  An answer names the request that it is about and the solver's
 // error: "NAK LPOPT_REQ 0 UNKNOWN_CALL".
 //
 // Every wait ends after ten seconds; the test has failed then.

@@ -1,5 +1,5 @@
 // faults.cc: makes the calls of server, worker and client fail, one after the other, and looks
-// whether anybody crashes, hangs, loses an answer or leaves something behind.
+// whether a process crashes, hangs, loses an answer or leaves something behind.
 //
 //   faults             a sample: every 97th of the faults
 //   faults --every N   every N-th of them
@@ -8,8 +8,8 @@
 //   faults SCENARIO "ROLE CALL K ERROR MODE"    one of them again, as a finding names it
 //
 // A fault may cost the client its answer, with a clear message, and a worker its life.  It must
-// cost no other client anything, and no process may end by a signal that nobody sent but a worker,
-// whose failures end in abort().
+// cost no other client anything.  Only a worker, whose failures end in abort(), may end by a signal
+// that was not sent to it.
 #include "test/folders.h"
 #include "test/process.h"
 
@@ -318,7 +318,7 @@ std::map<std::string, long> count_calls(const scenario &s, figures *sum)
     return most;
 }
 
-// Nothing is interrupted for ever, and where every wait fails nobody can be served.
+// No call is interrupted for ever, and a server whose every wait fails cannot serve.
 bool may_last(const kind_of_call &kind, int error)
 {
     return error != EINTR && strstr(kind.name, "poll") == nullptr;

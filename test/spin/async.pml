@@ -5,21 +5,21 @@
 // stand for.
 //
 // One worker, one caller, two threads of the solver, any number of calls one after another.  The
-// caller does what it likes, in any order, as long as it waits for answers: starts calls, steers
-// them and steers nothing, solves synchronously before, between and while a call runs, leaves and
-// comes back, vanishes.
+// caller waits for each answer and otherwise acts in any order: starts calls, controls them with
+// or without a call under way, solves synchronously before, between and during calls, disconnects
+// and reconnects, vanishes.
 //
 // Checked:
-//  - Nothing hangs.  A caller that waits is answered, a call that was told to pause, go on or end
-//    does so, a call without an end of its own can be halted, and a worker whose caller has
-//    vanished ends.  When all stands still, Watch looks whether it may.
+//  - Nothing hangs.  A caller that waits gets its answer, a call pauses, continues and ends when
+//    asked to, a call that would run for ever can be halted, and a worker whose caller has vanished
+//    ends.  When no process can move, Watch checks that this is a state to rest in.
 //  - The ACK comes before every other answer, and a start while a call runs is refused.
 //  - One thread serves at a time, and no request is received while one is in service: receiving
 //    frees the record of the last one.
 //  - ASYNCTEST answers "ended" when the solver has returned and not before, and "paused" while it
 //    waits in its pause callback and only then.
-//  - The call's state changes as it should: no word wakes an idle call, none overrides the word to
-//    end.  A solve ends by a kill only if it was the one to be killed.
+//  - The call's state changes as it should: no request wakes an idle call or overrides a
+//    termination.  A kill ends only the solve that it was meant for.
 //  - The time limit holds the solver after its deadline and never before.
 //
 // Left out: the info lock, the progress lock and the record's lock are leaves, nothing waits under
@@ -45,7 +45,7 @@ mtype = { ACK, NAK, ANSWER, RESULT };
 
 chan requests = [2] of { mtype, byte };
 chan responses = [4] of { mtype };
-chan control = [1] of { bit }; // the pipe by which the server tells that a caller is back
+chan control = [1] of { bit }; // the pipe on which the server announces that a caller is back
 bool armed = false;            // fdtransport_startasync: input will be announced, once
 
 // globalasync (async.cc).  Both kinds of "started" and "stopped" are one here.
@@ -58,7 +58,7 @@ byte mode = NONE;
 bool blocked = false; // block_listener waits on the record's condition
 bool away = false;    // away_fd: the caller has left, and the solver goes on (polling)
 
-// The handler's parts: the pause gate and its time limit, the kill cell, the solver's poll.
+// The handler's parts: the pause gate and its time limit, the terminate flag, the solver's poll.
 
 #define IDLE 0
 #define RUNNING 1
@@ -67,19 +67,19 @@ bool away = false;    // away_fd: the caller has left, and the solver goes on (p
 #define TERMINATED 4
 
 byte state = IDLE;
-bool statewaits = false; // a thread waits on the state's condition
+bool state_waits = false; // a thread waits on the state's condition
 bool fetched = false;    // the result has been asked for
-bool terminate = false;  // the kill cell, which makes the solver end
+bool terminate = false;  // the terminate flag, which makes the solver end
 bool installed = false;  // the solver has our hooks: asyncpollfunc, asyncchecklimit
-bool limitcell = false;  // the progress limit is set, and passed
-byte timelimit = NO_LIMIT;
+bool limit_passed = false;  // the progress limit is set, and passed
+byte time_limit = NO_LIMIT;
 bool expired = false;    // timeexpired: what the timer's notification sets
-bool passed = false;     // the deadline of the time limit lies behind us
+bool passed = false;     // the deadline of the time limit has passed
 
 bool callbacks = false; // asynccallbackmutex
-bool pause_lock = false, state_lock = false, polllock = false;
+bool pause_lock = false, state_lock = false, poll_lock = false;
 
-// The system's timer: it runs; notifications that are on their way.
+// The system's timer: whether it runs, and whether a notification is under way.
 bool ticking = false;
 bool flying = false;
 
@@ -99,23 +99,23 @@ bool working = false; // a synchronous solve is served while a call runs: hooks 
 // The solver.
 bool solving = false; // both threads may call hooks
 bool inside = false;  // the second one does
-bool stopall = false; // a hook has said that it is over
+bool stop_all = false; // a hook has asked the solver to end
 
-// What only the checks look at.
+// For the checks alone.
 bool endless = false; // the solver does not end by itself
 bool acknowledged = true; // the ACK has left
 bool calm = false;    // a synchronous solve began when no call ran
 bool joining = false; // asynccall_end waits for the caller
 bool halted = false;  // a thread of the solver waits in asyncchecklimit
-bool unlimited = false; // a paused call was told to go on without a limit
+bool unlimited = false; // a paused call was continued without a limit
 bool due = false;     // the present time limit has run out
 bool dead = false;    // abort(): the input has ended
-bool done = false;    // the caller has had enough
+bool done = false;    // the caller has finished
 
 inline lock(mutex) { atomic { !mutex -> mutex = true } }
 inline unlock(mutex) { atomic { assert(mutex); mutex = false } }
 
-// pthread_cond_wait: a signal that nobody waits for is lost.
+// pthread_cond_wait: a signal without a waiting thread is lost.
 inline wait(waits, mutex) { atomic { waits = true; unlock(mutex) }; !waits; lock(mutex) }
 inline signal(waits) { waits = false }
 
@@ -156,8 +156,8 @@ end:
 
 inline store_limits(limit)
 {
-    atomic { limitcell = (limit == AT_ONCE); unlimited = (state == PAUSED && limit == NO_LIMIT) };
-    timelimit = (limit == IN_TIME -> IN_TIME : NO_LIMIT)
+    atomic { limit_passed = (limit == AT_ONCE); unlimited = (state == PAUSED && limit == NO_LIMIT) };
+    time_limit = (limit == IN_TIME -> IN_TIME : NO_LIMIT)
 }
 
 // A new time limit counts from the next start or continuation; none counts at once.
@@ -166,7 +166,7 @@ inline pausegate_limits_set(limit)
     lock(state_lock);
     store_limits(limit);
     if
-    :: timelimit == NO_LIMIT -> wallclock_tilim_apply(timelimit)
+    :: time_limit == NO_LIMIT -> wallclock_tilim_apply(time_limit)
     :: else -> skip
     fi;
     unlock(state_lock)
@@ -176,9 +176,9 @@ inline pausegate_continue(limit)
 {
     lock(state_lock);
     store_limits(limit);
-    wallclock_tilim_apply(timelimit);
+    wallclock_tilim_apply(time_limit);
     if
-    :: state != IDLE && state != TERMINATED -> become(CONTINUED); signal(statewaits)
+    :: state != IDLE && state != TERMINATED -> become(CONTINUED); signal(state_waits)
     :: else -> skip
     fi;
     unlock(state_lock)
@@ -189,7 +189,7 @@ inline pausegate_terminate()
     atomic {
         lock(state_lock);
         if
-        :: state != IDLE -> become(TERMINATED); signal(statewaits)
+        :: state != IDLE -> become(TERMINATED); signal(state_waits)
         :: else -> skip
         fi;
         unlock(state_lock)
@@ -209,7 +209,7 @@ inline pausegate_shown()
 
 inline free_request() { atomic { server = NOBODY; m = 0; limit = NO_LIMIT } }
 
-// async_stop (async.cc).  The message is not touched any more: whoever waits receives the next.
+// async_stop (async.cc).  It frees the message: a waiting thread may receive the next.
 inline async_stop()
 {
     atomic {
@@ -220,21 +220,21 @@ inline async_stop()
     }
 }
 
-// From now on nobody hears a word that would let a held call go on.
+// From now on no CONTINUE can arrive, so a paused call must end.
 inline pausegate_fetch()
 {
     atomic {
         lock(state_lock);
         fetched = true;
         if
-        :: state == PAUSED -> become(TERMINATED); signal(statewaits)
+        :: state == PAUSED -> become(TERMINATED); signal(state_waits)
         :: else -> skip
         fi;
         unlock(state_lock)
     }
 }
 
-// vnthandler_disconnect and async_away: the answer, the worker's id on its status, then the wait.
+// vnthandler_disconnect and async_away: the answer, the report to the server, then the wait.
 inline leave()
 {
     assert(empty(control));
@@ -269,7 +269,7 @@ inline solve_here(me)
 chan enter = [0] of { byte };
 chan back = [0] of { bit };
 
-// serve (async.cc) from the receipt on, and serve (worker.cc) but for what starts a call.
+// serve (async.cc) after the receipt, and serve (worker.cc) except for requests that start a call.
 inline handle(me)
 {
     if
@@ -348,23 +348,22 @@ inline async_poll(me)
     fi
 }
 
-// asyncpollfunc, which the solver calls now and then.  It polls on the thread alone that began the
-// call.
+// asyncpollfunc, which the solver calls now and then.  Only the thread that began the call polls.
 #define POLLS(me) (me == MAIN && !working)
 
 inline asyncpollfunc(me)
 {
     if
     :: !POLLS(me) -> skip
-    :: POLLS(me) -> lock(polllock); async_poll(me); unlock(polllock)
+    :: POLLS(me) -> lock(poll_lock); async_poll(me); unlock(poll_lock)
     fi
 }
 
 // asyncchecklimit, which the solver's threads call now and then.
-#define MAY_PASS (!limitcell && !(expired && passed))
+#define MAY_PASS (!limit_passed && !(expired && passed))
 #define HALTS(me) (!working && !MAY_PASS)
 
-// With the state lock held, which is free while waiting.  For the 5 ms of sleep stands the
+// With the state lock held, which is released while waiting.  The 5 ms of sleep are modelled by the
 // condition under which the next round does something.
 inline await_change(me)
 {
@@ -372,11 +371,11 @@ inline await_change(me)
     :: POLLING ->
         unlock(state_lock);
         POLLABLE || state != PAUSED;
-        lock(polllock);
+        lock(poll_lock);
         async_poll(me);
-        unlock(polllock);
+        unlock(poll_lock);
         lock(state_lock)
-    :: else -> wait(statewaits, state_lock)
+    :: else -> wait(state_waits, state_lock)
     fi
 }
 
@@ -407,7 +406,7 @@ inline asyncchecklimit(me, stopped)
         lock(pause_lock);
         if
         :: MAY_PASS -> skip
-        :: atomic { !MAY_PASS -> assert(limitcell || due) };
+        :: atomic { !MAY_PASS -> assert(limit_passed || due) };
             lock(state_lock);
             hold_solver(me, stopped);
             unlock(state_lock)
@@ -422,14 +421,14 @@ proctype Second()
     bool stopped;
 end:
     do
-    :: atomic { solving && !stopall && HALTS(SECOND) -> inside = true };
+    :: atomic { solving && !stop_all && HALTS(SECOND) -> inside = true };
         asyncchecklimit(SECOND, stopped);
-        atomic { stopall = stopall || stopped; stopped = false; inside = false }
+        atomic { stop_all = stop_all || stopped; stopped = false; inside = false }
     od
 }
 
-// A synchronous solve: the thread that serves calls hooks, or another of the solver's does.  A
-// process of its own, since in Promela nothing calls itself.
+// A synchronous solve, whose hooks run on the serving thread or on another one of the solver's.  It
+// is a process of its own because Promela has no recursion.
 active proctype Inner()
 {
     byte me;
@@ -454,12 +453,12 @@ inline solve()
     solving = true;
     do
     :: atomic { terminate -> assert(state == TERMINATED) }; break
-    :: stopall || stopped || !endless -> break
+    :: stop_all || stopped || !endless -> break
     :: POLLING && POLLABLE && POLLS(MAIN) -> asyncpollfunc(MAIN)
     :: HALTS(MAIN) -> asyncchecklimit(MAIN, stopped)
     od;
-    stopall = true;
-    atomic { !inside -> solving = false; stopall = false; stopped = false }
+    stop_all = true;
+    atomic { !inside -> solving = false; stop_all = false; stopped = false }
 }
 
 inline acknowledge()
@@ -476,7 +475,7 @@ inline asynccall_begin()
     lock(callbacks);
     atomic { due = false; acknowledged = false };
     lock(state_lock);
-    wallclock_tilim_apply(timelimit);
+    wallclock_tilim_apply(time_limit);
     unlock(state_lock);
     terminate = false;
     installed = true;
@@ -568,7 +567,7 @@ inline set_limit(id)
     responses?ANSWER
 }
 
-// Whether a running call comes to a halt, be it for now.
+// Whether a running call comes to its end or to a pause.
 #define WILL_HALT (!endless || killed || told != NO_LIMIT)
 
 active proctype Client()
@@ -623,11 +622,11 @@ over:
     skip
 }
 
-// When nothing moves any more.
+// When no process can move.
 active proctype Watch()
 {
     timeout;
     assert(done || dead);
     assert(dead || (mode == NONE && state == IDLE && !armed && !ticking));
-    assert(dead || (!callbacks && !pause_lock && !state_lock && !polllock))
+    assert(dead || (!callbacks && !pause_lock && !state_lock && !poll_lock))
 }

@@ -1,24 +1,26 @@
-// parking.pml: a worker that outlives its client's connection, as remote/server keeps it, as a model
-// for spin.  test/spin/check runs it in three variants, as the whole would be too much: with a third
-// client; with ends by request and connections that fail; with a server that is stopped.
+// parking.pml: a spin model of a worker that outlives its client's connection, as remote/server
+// keeps it.  test/spin/check runs three variants, because all at once has too many states: with a
+// third client; with workers ended by request and connections that fail; with a server that stops.
 //
-// One worker.  The first client was there when the worker started; the others come, one after
-// another or at once, when those before them have left or vanished.  A client asks, leaves with or
-// without waiting for answers, ends the worker, closes its sending side and reads on, vanishes, or
-// keeps a connection on which nothing moves any more.  The worker may hang for good.
+// One worker.  The first client starts it; the others connect, one after another or together, after
+// earlier ones have disconnected or vanished.  A client sends requests, disconnects with or without
+// waiting for answers, ends the worker, closes its sending side and reads on, vanishes, or keeps a
+// connection that carries nothing any more.  The worker may hang for ever.
 //
 // Checked:
-//  - No answer is lost: what the worker wrote reaches the client that asked, unless that one has
-//    left or gone, or its connection was cut, which it sees.
-//  - No client gets what was meant for another.
-//  - Whoever asks is answered, refused or cut.  Left waiting are only the client of a worker that
-//    hangs, and one that waits for a worker which another has and does not leave.
-//  - A worker ends when its clients have vanished, and when it has said so.  One that was left waits,
-//    and a client that did not speak is not its client.
-//  - When the worker has ended or the server is stopped, pumps and record end with no socket open.
+//  - No answer is lost: what the worker wrote reaches the client that asked, unless that client has
+//    disconnected or vanished, or has seen its connection end.
+//  - No client receives the answer of another.
+//  - Every client that asks gets an answer, a refusal or the connection's end.  Only two may wait
+//    for ever: the client of a worker that hangs, and one whose worker is in use by another client.
+//  - A worker ends when its clients have vanished, and after it has reported its end.  A worker
+//    whose client has disconnected waits for the next; a client that has sent nothing is not yet
+//    its client.
+//  - When the worker has ended or the server stops, the pumps and the record end without an open
+//    socket.
 //
-// Times: a time of grace is over when the worker does not come to use it; the pump's other waits
-// may be over at any moment.
+// Times: a grace period ends only if the worker cannot use it; the pumps' other waits may end at any
+// moment.
 
 #ifndef CLIENTS
 #define CLIENTS 3
@@ -30,20 +32,20 @@
 #define LOSES 0 // connections fail, and clients end the worker
 #endif
 
-// The worker's report: its id when it was left, 0 at its regular end.
+// The worker's report: its id when its client has disconnected, 0 at its regular end.
 #define PARKED 1
 #define REGULAR 0
-#define MISSING 2 // none in time
-#define BROKEN 3  // none ever
+#define MISSING 2 // did not come in time
+#define BROKEN 3  // cannot come any more
 
 mtype = { REQUEST, LEAVE, END };
 
 // Connections, by client.
 chan up[3] = [1] of { mtype };  // what it sends
-chan down[3] = [1] of { byte }; // what it gets, and whom it was meant for
+chan down[3] = [1] of { byte }; // what it receives: the client that the answer is for
 bool connected[3];              // accepted, with hello
 bool ended[3];                  // has closed its sending side
-bool gone[3];                   // takes nothing any more
+bool gone[3];                   // receives nothing any more
 bool frozen[3];                 // its connection is open, and nothing moves
 bool cut[3];                    // shut down by the server
 bool owned[3];                  // a socket of the server's (owned.h)
@@ -55,15 +57,15 @@ chan input = [2] of { mtype, byte };
 chan output = [1] of { byte };
 chan status = [1] of { byte };
 chan control = [1] of { byte };
-bool inputended = false; // the server has closed request_fd
+bool input_ended = false; // the server has closed request_fd
 bool dead = false;       // the process has ended; so have its output and its status
 bool killed = false;     // SIGKILL
-bool hung = false;       // it computes for ever, or does not come to its exit
+bool hung = false;       // it computes for ever, or does not reach its exit
 byte doing = 0;          // what the worker does:
 #define WAITING 0        // for input
 #define COMPUTING 1      // as long as it takes
-#define SETTLING 2       // it will say its word soon
-#define PARKING 3        // waiting for a word on its control pipe
+#define SETTLING 2       // it will report soon
+#define PARKING 3        // waiting for its control pipe
 
 // server_child.  What its lock guards changes in atomic steps.
 #define PENDING_NONE 8
@@ -77,11 +79,11 @@ bool stop_fd = false;
 bool waits = false; // the to-child pump waits on `changed`
 bool listed = true; // in the server's list
 
-// Whether they are there.
-bool topump = true, record = true;
+// Whether the to-child pump and the record still exist.
+bool to_pump = true, record = true;
 
-// Only for the checks.
-bool spoke = true; // the worker has got something from its client
+// For the checks alone.
+bool spoke = true; // the worker has received something from its client
 bool said = false; // it has reported its regular end
 
 #define IS_SOCKET(fd) (fd < 3)
@@ -130,7 +132,7 @@ proctype Worker()
                 :: !STOPS -> hung = true; false
                 fi
             fi
-        :: atomic { empty(input) && inputended -> break } // abort()
+        :: atomic { empty(input) && input_ended -> break } // abort()
         od
     } unless { killed };
     atomic { dead = true; m = 0; from = 0; hung = false; doing = WAITING }
@@ -160,9 +162,9 @@ inline requests_relay()
     od
 }
 
-// The grace of report_await is over: the worker reads nothing more and says nothing, or computes
-// for longer than it may.
-#define GRACE_OVER (empty(status) && !dead && (hung || (!inputended && IDLE)))
+// The grace period of report_await is over: the worker neither reads nor reports, or computes for
+// too long.
+#define GRACE_OVER (empty(status) && !dead && (hung || (!input_ended && IDLE)))
 #define IDLE (doing == COMPUTING || (doing == WAITING && empty(input)))
 
 inline report_await()
@@ -178,7 +180,7 @@ inline report_await()
     }
 }
 
-// A worker that has said that it ends has its time to exit.
+// A worker that has reported its end gets time to exit.
 inline exit_await()
 {
     if
@@ -191,7 +193,7 @@ inline exit_await()
 // The client has vanished.  The worker finds its input ended, or is killed.
 inline orphan_end()
 {
-    atomic { assert(spoke); reads = empty(input); inputended = true };
+    atomic { assert(spoke); reads = empty(input); input_ended = true };
     if
     :: reads -> report_await()
     :: else -> report = MISSING
@@ -204,11 +206,11 @@ inline orphan_end()
     more = false
 }
 
-// Whether everything that the old client was to get has left the pipe.
+// Whether all answers to the old client have left the pipe.
 #define SETTLED (!relaying && len(output) == 0)
 
-// client_take and client_replace: waits for a client and puts its socket in the place of the old
-// one's, which has a moment to take its last answers.
+// client_take and client_replace: waits for a client, whose socket replaces the old one's after
+// that has had a moment to take its last answers.
 inline client_take()
 {
     do
@@ -299,7 +301,7 @@ active proctype ToChild()
             reads = false;
             report = 0;
             if
-            :: !more -> topump = false; break
+            :: !more -> to_pump = false; break
             :: else -> more = false
             fi
         }
@@ -309,8 +311,8 @@ active proctype ToChild()
 // The client takes nothing any more.  It has lost bytes, so it must see the connection's end.
 inline client_discard() { discarding = true; cut[client] = true }
 
-// pump_fromchild (pumps.cc), and response_relay: one piece of what the worker says after another.
-// While it is relaying, the client stays the same.
+// pump_fromchild (pumps.cc), and response_relay: relays the worker's output piece by piece.  The
+// client is not replaced in the middle of a piece.
 active proctype FromChild()
 {
     byte to;
@@ -350,13 +352,13 @@ inline child_destroy()
 {
     stop_fd = true;
     atomic {
-        !topump && drained;
+        !to_pump && drained;
         close_socket(client);
         record = false
     }
 }
 
-// The time to drain is over when the client does not come to take what there is.
+// The time to drain ends only if the client cannot take the rest.
 #define DRAINED (drained || (frozen[client] && full(down[client])))
 
 // reaper_thread: a worker that has ended, or the server's end.
@@ -408,7 +410,7 @@ inline await_answer(me)
     asking[me] = false
 }
 
-// The last client does less: nobody comes after it.
+// The last client does less, as none follows it.
 #define LAST(me) (me == CLIENTS - 1)
 #define FREE(i) (!connected[i] || left[i] || ended[i])
 
@@ -422,7 +424,7 @@ proctype Client(byte me)
         reconnect(me);
         connected[me] // refused: it goes its way
     fi;
-    // Asks, and may say the next word before it has the answer.
+    // Asks, and may send more before it has the answer.
     if
     :: ask(me, REQUEST); await_answer(me)
     :: me == 0 -> up[me]!REQUEST
@@ -464,8 +466,8 @@ init
     }
 }
 
-// When nothing moves any more.
-#define HELD (!left[client] && !ended[client] && !cut[client]) // somebody has the worker
+// When no process can move.
+#define HELD (!left[client] && !ended[client] && !cut[client]) // a client has the worker
 #define MAY_WAIT(i) \
     (!dead && ((hung && !ended[client]) || (client != i && HELD) || (left[i] && ended[i])))
 #define THERE(i) (owned[i] && !ended[i])
@@ -479,6 +481,6 @@ active proctype Watch()
     assert(!asking[2] || MAY_WAIT(2));
     assert(dead || doing == PARKING || THERE(0) || THERE(1) || THERE(2));
     assert(!dead || !record);
-    assert(dead || !said); // a worker that has said that it ends has ended
+    assert(dead || !said); // a worker that has reported its end has ended
     assert(KEPT(0) && KEPT(1) && KEPT(2))
 }
