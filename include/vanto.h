@@ -25,9 +25,6 @@
 //     delstat      1 marks what goes; each mark becomes the new index, -1 for what went
 //     contents     the bytes of the file to read, `length` of them; where it is null the solver
 //                  opens the file itself
-//
-// Each function has a comment in whole sentences; the reference and the manual pages are made of
-// these.
 
 #ifndef VANTO_H
 #define VANTO_H
@@ -305,7 +302,6 @@ int VNTLsetlogfilename(VNTENVptr env, const char *filename, const char *mode);
 // Stores the name of the log file, an empty text without one.
 int VNTLgetlogfilename(VNTENVptr env, char *buf_str, int64_t bufspace, int64_t *surplus_p);
 
-//
 // --- Steering a running solve ---------------------------------------------------------------
 //
 // Callbacks run on the solving thread.
@@ -336,7 +332,6 @@ int VNTEgetasyncmipprogress(VNTENVptr env, void *cbdata, int sollen, vntmipprogr
 // of bound or more.
 int VNTEasyncprogressinject(VNTENVptr env, void *cbdata, double objval, double sense, double bound);
 
-//
 // --- Parameters -----------------------------------------------------------------------------
 //
 // whichparam is VNT_PARAM_*.  Texts and names need room for 4096 bytes, their terminator included.
@@ -420,7 +415,6 @@ int VNTLtuneparam(VNTENVptr env, VNTLPptr lp, int intcnt, const int *intnum, con
                   int dblcnt, const int *dblnum, const double *dblval, int strcnt,
                   const int *strnum, const char *const *strval, int *tunestat_p);
 
-//
 // --- Problems -------------------------------------------------------------------------------
 //
 // Creating, copying and freeing them.  Column-wise data: matbeg and matcnt have one element per
@@ -472,7 +466,6 @@ int VNTLchgprobtype(VNTENVptr env, VNTLPptr lp, int type);
 // one; a negative soln means the last one.
 int VNTLchgprobtypesolnpool(VNTENVptr env, VNTLPptr lp, int type, int soln);
 
-//
 // --- Adding and deleting rows and columns ---------------------------------------------------
 //
 // A null array stands for the values that "Problems" says, a null name list for names that the
@@ -509,7 +502,6 @@ int VNTLdelcols(VNTENVptr env, VNTLPptr lp, int begin, int end);
 // Deletes the columns that are marked in delstat.
 int VNTLdelsetcols(VNTENVptr env, VNTLPptr lp, int *delstat);
 
-//
 // --- Changing a problem ---------------------------------------------------------------------
 //
 // A change takes the solution of the problem away, that of a name does not. lu is one of L, U, B:
@@ -572,7 +564,6 @@ int VNTLchgsense(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices, const 
 // Drops the coefficients of the matrix whose magnitude is at most eps.
 int VNTLcleanup(VNTENVptr env, VNTLPptr lp, double eps);
 
-//
 // --- Queries of a problem -------------------------------------------------------------------
 
 // Returns the number of columns.
@@ -667,7 +658,6 @@ int VNTLgetnumsemicont(VNTENVptr env, VNTLPptr lp);
 // Returns the number of semi-integer columns, 0 of a continuous problem.
 int VNTLgetnumsemiint(VNTENVptr env, VNTLPptr lp);
 
-//
 // --- Special ordered sets -------------------------------------------------------------------
 //
 // A set has type '1' or '2': so many of its columns, next to each other by their weights, may be
@@ -714,7 +704,6 @@ int VNTLEchgsosname(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices,
 int VNTLgetsosinfeas(VNTENVptr env, VNTLPptr lp, const double *x, double *infeasout, int begin,
                      int end);
 
-//
 // --- Indicator constraints ------------------------------------------------------------------
 //
 // A linear constraint that holds where a binary column is 1, or where it is 0 if complemented is
@@ -811,7 +800,6 @@ int VNTLqpopt(VNTENVptr env, VNTLPptr lp);
 // Stores the reduced costs that multipliers pi of the rows give at x: objective + Qx - A'pi.
 int VNTLqpdjfrompi(VNTENVptr env, VNTLPptr lp, const double *pi, const double *x, double *dj);
 
-//
 // --- Quadratic constraints ------------------------------------------------------------------
 //
 // Rows whose activity has a linear and a quadratic part: the sum of linval[k] times column
@@ -864,7 +852,6 @@ int VNTLgetxqxax(VNTENVptr env, VNTLPptr lp, double *xqxax, int begin, int end);
 int VNTLgetqconstrdslack(VNTENVptr env, VNTLPptr lp, int qind, int *nz_p, int *ind, double *val,
                          int space, int *surplus_p);
 
-//
 // --- Piecewise-linear and other function constraints ----------------------------------------
 //
 // They tie one column to a function of others.
@@ -919,7 +906,6 @@ int VNTLEgetnumgconstrs(VNTENVptr env, VNTLPptr lp, int contype);
 // Deletes function constraints beg to end of a type.
 int VNTLEdelgconstrs(VNTENVptr env, VNTLPptr lp, int contype, int beg, int end);
 
-//
 // --- Bases and starting points --------------------------------------------------------------
 //
 // A basis status is VNT_BASIS_*. cstat and cprim have one element per column, rstat and rprim one
@@ -940,7 +926,6 @@ int VNTLcopystart(VNTENVptr env, VNTLPptr lp, const int *cstat, const int *rstat
                   const double *cprim, const double *rprim, const double *cdual,
                   const double *rdual);
 
-//
 // --- Solving continuous problems ------------------------------------------------------------
 //
 // These calls return 0 when the solve ended, however it ended: VNTLgetstat tells how.  A problem
@@ -969,7 +954,6 @@ int VNTLhybnetopt(VNTENVptr env, VNTLPptr lp, int method);
 // Solves a linear problem with many more columns than rows by sifting.
 int VNTLsiftopt(VNTENVptr env, VNTLPptr lp);
 
-//
 // --- Solving mixed-integer problems ---------------------------------------------------------
 //
 // These calls return 0 when the search ended, however it ended: VNTLgetstat tells how.
@@ -1014,7 +998,6 @@ int VNTLErunseeds(VNTENVptr env, VNTLPptr lp, int cnt);
 // Stores the deterministic ticks and the seconds that the root node took.
 int VNTLEgetrootticks(VNTENVptr env, VNTLPptr lp, double *ticks_p, double *walltime_p);
 
-//
 // --- Branching order ------------------------------------------------------------------------
 //
 // A column of higher priority is branched on first.  A direction is -1 (down first), 1 (up first)
@@ -1046,7 +1029,6 @@ int VNTEordread(VNTENVptr env, const char *filename_str, const char *contents, i
                 int numcols, const char *const *colname, int *cnt_p, int *indices, int *priority,
                 int *direction);
 
-//
 // --- MIP starts -----------------------------------------------------------------------------
 //
 // Points from which a search may begin; they need not name all columns.  Files hold any number of
@@ -1098,7 +1080,6 @@ int VNTEreadcopymipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str,
 // Writes MIP starts begin to end to a file.
 int VNTLwritemipstarts(VNTENVptr env, VNTLPptr lp, const char *filename_str, int begin, int end);
 
-//
 // --- User cuts and lazy constraints ---------------------------------------------------------
 //
 // Rows of sense L, E or G beside those of the problem.  No query of the rows counts them, and
@@ -1138,7 +1119,6 @@ int VNTLEgetusercutname(VNTENVptr env, VNTLPptr lp, char *buf_str, int64_t bufsp
 int VNTLEgetlazyconstraintname(VNTENVptr env, VNTLPptr lp, char *buf_str, int64_t bufspace,
                                int64_t *surplus_p, int which);
 
-//
 // --- The solution ---------------------------------------------------------------------------
 //
 // A slack is right-hand side minus activity.  What the method of the last solve does not give is
@@ -1199,7 +1179,6 @@ int VNTLdualfarkas(VNTENVptr env, VNTLPptr lp, double *y, double *proof_p);
 // Stores the row or the column, the other -1, that ran away when the problem proved unbounded.
 int VNTLgetijdiv(VNTENVptr env, VNTLPptr lp, int *idiv_p, int *jdiv_p);
 
-//
 // --- Quality of a solution ------------------------------------------------------------------
 //
 // what is VNT_QUALITY_*.  An infeasibility is positive above what is allowed, negative below it.
@@ -1236,7 +1215,6 @@ int VNTLcheckpfeas(VNTENVptr env, VNTLPptr lp, int *infeas_p);
 // Checks the basis for dual feasibility.  *infeas_p becomes 0 where it is feasible.
 int VNTLcheckdfeas(VNTENVptr env, VNTLPptr lp, int *infeas_p);
 
-//
 // --- Iteration counts -----------------------------------------------------------------------
 //
 // Of the last solve; 0 for what its method does not count.
@@ -1274,7 +1252,6 @@ int VNTLgetpsbcnt(VNTENVptr env, VNTLPptr lp);
 // Returns the number of dual superbasic columns.
 int VNTLgetdsbcnt(VNTENVptr env, VNTLPptr lp);
 
-//
 // --- Sensitivity ----------------------------------------------------------------------------
 //
 // Between what ends one number of the problem may go, all others as they are, while the basis of
@@ -1393,7 +1370,6 @@ int VNTEreadcopysolnpoolfilters(VNTENVptr env, VNTLPptr lp, const char *filename
 // Writes all filters to a file.
 int VNTLfltwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str);
 
-//
 // --- Conflicts ------------------------------------------------------------------------------
 //
 // Parts of an infeasible problem that are infeasible by themselves, found among all rows and bounds
@@ -1446,7 +1422,6 @@ int64_t VNTLgetconflictnumpasses(VNTENVptr env, VNTLPptr lp);
 // Writes the conflict as an LP file without an objective.
 int VNTLclpwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str);
 
-//
 // --- Relaxation -----------------------------------------------------------------------------
 //
 // The cheapest relaxation of an infeasible problem: a solution that violates what has a preference
@@ -1469,7 +1444,6 @@ int VNTLEfeasopt(VNTENVptr env, VNTLPptr lp, const double *rhs, const double *rn
 int VNTLfeasoptext(VNTENVptr env, VNTLPptr lp, int grpcnt, int64_t concnt, const double *grppref,
                    const int64_t *grpbeg, const int *grpind, const char *grptype);
 
-//
 // --- Problem files --------------------------------------------------------------------------
 //
 // A function that reads takes the length bytes at contents; where contents is null it opens the
@@ -1506,7 +1480,6 @@ int VNTLpreslvwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str, double
 // Writes the dual of a linear problem to a file and stores the constant of its objective.
 int VNTLdualwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str, double *objshift_p);
 
-//
 // --- Basis and solution files ---------------------------------------------------------------
 
 // Reads a basis from a file.
@@ -1580,7 +1553,6 @@ int VNTLmdleave(VNTENVptr env, VNTLPptr lp, const int *indices, int cnt, double 
 int VNTLstrongbranch(VNTENVptr env, VNTLPptr lp, const int *indices, int cnt, double *downobj,
                      double *upobj, int64_t itlim);
 
-//
 // --- Simplex steps by hand ------------------------------------------------------------------
 
 // Stores, for each of cnt nonbasic columns, how far it can go down and up, which basic column then
@@ -1638,7 +1610,6 @@ int VNTLcopypnorms(VNTENVptr env, VNTLPptr lp, const double *cnorm, const double
 // Deletes the primal norms.
 int VNTLkillpnorms(VNTENVptr env, VNTLPptr lp);
 
-//
 // --- Presolve -------------------------------------------------------------------------------
 //
 // A presolved problem, and vectors between it and the original one.
@@ -1702,7 +1673,6 @@ int VNTLEgetorigcolind(VNTENVptr env, VNTLPptr lp, int j);
 // Returns the original index of row i of the presolved problem.
 int VNTLEgetorigrowind(VNTENVptr env, VNTLPptr lp, int i);
 
-//
 // --- Several objectives ---------------------------------------------------------------------
 //
 // Objectives are numbered from 0.  They are optimised one priority after the other; those of one
@@ -1766,7 +1736,6 @@ int VNTLmultiobjgetcntinfo(VNTENVptr env, VNTLPptr lp, int subprob, int64_t *inf
 // Stores a size of one subproblem.
 int VNTLmultiobjgetdiminfo(VNTENVptr env, VNTLPptr lp, int subprob, int *info_p, int what);
 
-//
 // --- Annotations ----------------------------------------------------------------------------
 //
 // Numbers on the objects of a problem, which no solve looks at.  Long and double ones are counted
@@ -1858,7 +1827,6 @@ int VNTLwriteannotations(VNTENVptr env, VNTLPptr lp, const char *filename);
 // on the others the number, from 1, of their block.  Columns of different blocks share no row.
 int VNTLwritebendersannotation(VNTENVptr env, VNTLPptr lp, const char *filename);
 
-//
 // --- Decomposed and distributed solves ------------------------------------------------------
 
 // Solves a mixed-integer problem by Benders decomposition, along the annotation "benders" if it is

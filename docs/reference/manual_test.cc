@@ -1,0 +1,131 @@
+#include "docs/reference/manual.h"
+
+#include "docs/reference/rows.h"
+#include "test/folders.h"
+
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+
+namespace vnt {
+
+static const header &solver(void)
+{
+    static const header h = header_read(source_path("include/vanto.h"));
+    return h;
+}
+
+static const manual_context context = {"vanto.h",
+                                       "vanto",
+                                       "solver",
+                                       "1.2",
+                                       {{"VNTLgetcols", "works"}, {"VNTLpivot", "not supported"}}};
+
+static std::string page(const std::string &name)
+{
+    page_map pages = manual_pages(solver(), context);
+    return pages[name];
+}
+
+static std::vector<header_function> all_functions(void)
+{
+    std::vector<header_function> all;
+    for (const header_group &g : solver().groups)
+        all.insert(all.end(), g.functions.begin(), g.functions.end());
+    return all;
+}
+
+static bool names_parameter(const header_function &f, const std::string &name)
+{
+    for (const header_parameter &p : f.parameters)
+        if (p.name == name) return true;
+    return false;
+}
+
+// A field of the messages that is called otherwise than the parameter would show up in its length.
+TEST(Rows, MeasureArraysByOtherParameters)
+{
+    static const std::regex word("[A-Za-z_]+");
+    // How the counts of the solver begin, and what stands where there is no count.
+    static const std::set<std::string> counted = {
+        "columns",   "rows",    "sets",      "quadratic", "MIP",  "indicator",
+        "piecewise", "filters", "solutions", "nodes",     "arcs", "as"};
+    for (const header_function &f : all_functions()) {
+        for (const parameter_row &r : parameter_rows(f)) {
+            EXPECT_FALSE(r.name.empty() || r.type.empty()) << f.name;
+            std::smatch first;
+            if (!std::regex_search(r.length, first, word)) continue;
+            EXPECT_TRUE(names_parameter(f, first[0]) || counted.count(first[0]) != 0)
+                << f.name << ": " << r.name << " has " << r.length;
+        }
+    }
+}
+
+static std::string rows_of(const char *function)
+{
+    std::string all;
+    for (const header_function &f : all_functions()) {
+        if (f.name != function) continue;
+        for (const parameter_row &r : parameter_rows(f))
+            all += r.name + "|" + r.direction + "|" + r.type + "|" + r.length + "\n";
+    }
+    return all;
+}
+
+TEST(Rows, TellDirectionTypeAndLength)
+{
+    EXPECT_EQ(rows_of("VNTLgetcolname"),
+              "env|in|VNTENVptr|\nlp|in|VNTLPptr|\nname|out|char *|end - begin + 1\n"
+              "namestore|out|char|storespace\nstorespace|in|int64_t|\n"
+              "surplus_p|out|int64_t|\nbegin|in|int|\nend|in|int|\n");
+    EXPECT_EQ(rows_of("VNTLfreeprob"), "env|in|VNTENVptr|\nlp|in, out|VNTLPptr *|\n");
+    EXPECT_NE(rows_of("VNTLNETextract").find("colmap|out|int|columns + rows\n"), std::string::npos);
+    EXPECT_EQ(rows_of("VNTLopenVANTO"), "status_p|out|int *|\n") << "has no row";
+}
+
+TEST(ManualPage, SaysWhatTheHeaderAndTheRowSay)
+{
+    std::string text = page("VNTLgetcols.3");
+    for (const char *part :
+         {".TH VNTLgetcols 3 \"\" \"vanto 1.2\"", "VNTLgetcols \\- stores the coefficients",
+          ".B \"int VNTLgetcols(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p,",
+          ".I cmatind\nout: int, elements: cmatspace\n", "0, or one of VNTERR_*.",
+          ".BR VNTLgetrows (3)"})
+        EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
+    EXPECT_EQ(text.find("does not support"), std::string::npos);
+    EXPECT_NE(page("VNTLpivot.3").find("The open solver does not support"), std::string::npos);
+}
+
+TEST(ManualPage, KeepsControlLinesOfTextsApart)
+{
+    for (const auto &[name, text] : manual_pages(solver(), context)) {
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            bool control = line[0] == '.' || line[0] == '\'';
+            EXPECT_TRUE(!control || std::regex_search(line, std::regex("^\\.([A-Z]|nf$|fi$)")))
+                << name << line;
+        }
+    }
+}
+
+TEST(ManualPage, OfTheHeaderNamesAllStatusesAndFunctions)
+{
+    std::string text = page("vanto.3");
+    EXPECT_NE(text.find(".BR VNTERR_NO_MEMORY \" = 1001\""), std::string::npos);
+    EXPECT_NE(text.find("null, closed or foreign environment"), std::string::npos);
+    EXPECT_NE(text.find(".BR VNT_INFINITY \" = 1e20\""), std::string::npos);
+    for (const header_group &g : solver().groups)
+        for (const header_function &f : g.functions)
+            EXPECT_NE(text.find(".BR " + f.name + " (3)"), std::string::npos) << f.name;
+}
+
+TEST(SitePages, LinkEachFunctionToItsGroup)
+{
+    page_map pages = site_pages(solver(), context);
+    EXPECT_GT(pages.size(), 35u);
+    EXPECT_NE(pages["index.md"].find("[`VNTLgetx`](the-solution.md#vntlgetx)"), std::string::npos);
+    EXPECT_NE(pages["the-solution.md"].find("\n### VNTLgetx\n"), std::string::npos);
+    EXPECT_NE(pages["constants.md"].find("| `VNTERR_NO_MEMORY` | 1001 |"), std::string::npos);
+}
+
+} // namespace vnt

@@ -1,0 +1,138 @@
+#include "docs/reference/rows.h"
+
+#include <map>
+
+namespace vnt {
+
+// The words of each row as they are written: "ENV, LP, OUT(x, RANGE(begin, end))".
+static const std::map<std::string, std::string> &written_rows(void)
+{
+    static const std::map<std::string, std::string> rows = {
+#define SOLVER_CALL(name, function, ...) {#function, #__VA_ARGS__},
+#include "remote/calls/solvercalls.def"
+    };
+    return rows;
+}
+
+// The counts of the solver that sizes name.
+static const std::map<std::string, std::string> counts = {
+    {"NUMCOLS", "columns"},
+    {"NUMROWS", "rows"},
+    {"NUMQCONSTRS", "quadratic constraints"},
+    {"NUMSOS", "sets"},
+    {"NUMMIPSTARTS", "MIP starts"},
+    {"NUMINDCONSTRS", "indicator constraints"},
+    {"NUMPWL", "piecewise-linear constraints"},
+    {"NUMFILTERS", "filters"},
+    {"NUMSOLNS", "solutions in the pool"},
+    {"NUMDBLANNOTATIONS", "double annotations"},
+    {"NUMLONGANNOTATIONS", "long annotations"},
+    {"NUMNODES", "nodes"},
+    {"NUMARCS", "arcs"},
+    {"REDNUMCOLS", "columns of the presolved problem"},
+    {"REDNUMROWS", "rows of the presolved problem"},
+    {"CONFNUMROWS", "rows of the conflict"},
+    {"CONFNUMCOLS", "columns of the conflict"},
+};
+
+// Splits at the separator, except within parentheses.
+static std::vector<std::string> split(const std::string &text, const std::string &separator)
+{
+    std::vector<std::string> parts(1);
+    int depth = 0;
+    for (size_t i = 0; i < text.size(); i++) {
+        depth += text[i] == '(' ? 1 : text[i] == ')' ? -1 : 0;
+        if (depth == 0 && text.compare(i, separator.size(), separator) == 0) {
+            parts.emplace_back();
+            i += separator.size() - 1;
+        } else {
+            parts.back() += text[i];
+        }
+    }
+    return parts;
+}
+
+// A word and what stands in its parentheses.
+struct word {
+    std::string name;
+    std::vector<std::string> arguments;
+};
+
+static word word_of(const std::string &text)
+{
+    size_t open = text.find('(');
+    if (open == std::string::npos) return {text, {}};
+    return {text.substr(0, open), split(text.substr(open + 1, text.size() - open - 2), ", ")};
+}
+
+static std::string length_term(const std::string &text)
+{
+    word w = word_of(text);
+    if (w.name == "RANGE") return w.arguments[1] + " - " + w.arguments[0] + " + 1";
+    if (w.name == "UNSIZED") return "as far as the arrays before it say";
+    if (!w.arguments.empty()) return w.arguments[0]; // COUNT, FIXED, STARTS
+    auto known = counts.find(w.name);
+    return known != counts.end() ? known->second : w.name;
+}
+
+static std::string length_of(const std::string &size)
+{
+    std::string out;
+    for (const std::string &term : split(size, " + "))
+        out += (out.empty() ? "" : " + ") + length_term(term);
+    return out;
+}
+
+// "const double *" has elements of type double, "const char *const *" of type "const char *".
+static std::string element_of(const std::string &type)
+{
+    if (type == "const char *const *") return "const char *";
+    std::string element = type.rfind("const ", 0) == 0 ? type.substr(6) : type;
+    element.pop_back();
+    if (element.back() == ' ') element.pop_back();
+    return element;
+}
+
+static bool begins(const std::string &text, const char *with)
+{
+    return text.rfind(with, 0) == 0;
+}
+
+static parameter_row described(const header_parameter &p, const word &w)
+{
+    parameter_row row = {p.name, p.type, "in", ""};
+    if (begins(w.name, "OUT") && w.name != "OUTFILE") row.direction = "out";
+    if (w.name == "PLAINSTRING" || w.name == "STORE") row.direction = "out";
+    if (w.name == "INOUT" || w.name == "LP_BY_ADDRESS" || w.name == "NET_BY_ADDRESS")
+        row.direction = "in, out";
+    if (w.name == "STORE") row.length = length_of(w.arguments[0]);
+    if (w.name == "INFILE_CONTENTS") row.length = "length";
+    bool array = w.arguments.size() == 2 && w.name != "INDEX";
+    if (array) row.length = length_of(w.arguments[1]);
+    if (!row.length.empty() || begins(w.name, "OUTVALUE") || begins(w.name, "OUTCHAR"))
+        row.type = element_of(p.type);
+    return row;
+}
+
+// What a type alone tells.
+static parameter_row guessed(const header_parameter &p)
+{
+    bool into = p.type.find('*') == std::string::npos || p.type.find('(') != std::string::npos ||
+                begins(p.type, "const ") || begins(p.type, "void ") || begins(p.type, "volatile ");
+    return {p.name, p.type, into ? "in" : "out", ""};
+}
+
+std::vector<parameter_row> parameter_rows(const header_function &f)
+{
+    std::vector<parameter_row> rows;
+    auto found = written_rows().find(f.name);
+    std::vector<std::string> words;
+    if (found != written_rows().end()) words = split(found->second, ", ");
+    for (size_t i = 0; i < f.parameters.size(); i++) {
+        rows.push_back(i < words.size() ? described(f.parameters[i], word_of(words[i]))
+                                        : guessed(f.parameters[i]));
+    }
+    return rows;
+}
+
+} // namespace vnt
