@@ -357,16 +357,28 @@ static void fail(const solver_call *call, const call_value *args, int status, ca
     if (status_p != nullptr) *status_p = status;
 }
 
+// The status that the solver gave; 0 where it gave a value or an object.
+static int solver_status(const call_return *c)
+{
+    if (c->call->result == RESULT_STATUS) return c->call->gives_value ? 0 : c->result.i;
+    if (c->call->result != RESULT_LP && c->call->result != RESULT_NET) return 0;
+    const int *status = status_pointer(c->call, c->args);
+    return status != nullptr && c->result.p == nullptr ? *status : 0;
+}
+
 int finish_call(client_env *e, const void *response, void *memory)
 {
     call_return *c = static_cast<call_return *>(memory);
     int rc = fetch_result(e, c, response);
     for (int i = 0; i < c->call->nargs && rc == 0; i++)
         rc = fetch(c, response, i);
-    if (rc != 0)
+    if (rc != 0) {
+        client_text_complete(rc);
         fail(c->call, c->args, rc, &c->result);
-    else
+    } else {
+        if (solver_status(c) != 0) client_fail_solver(e, solver_status(c));
         forget_freed(c);
+    }
     return c->call->result == RESULT_STATUS ? c->result.i : rc;
 }
 
@@ -395,6 +407,7 @@ static int exchange(call_request *r, call_return *c)
         if (r->env != nullptr) client_disarm(r->env);
         return rc;
     }
+    r->env->complaint[0] = '\0'; // what was said before does not belong to this call
     bool done;
     rc = ask_ends(r, c, &done);
     if (rc == 0 && !done) rc = ask_for_little(r, c, &done);
@@ -417,11 +430,14 @@ void call_remote(const solver_call *call, const call_value *args, call_value *re
     call_return back; // the path needs no zeros
     back.call = call;
     back.result = {};
+    client_text_begin();
     int rc = exchange(&request, &back);
-    if (rc != 0)
+    if (rc != 0) {
+        client_text_complete(rc);
         fail(call, args, rc, result);
-    else
+    } else {
         *result = back.result;
+    }
 }
 
 } // namespace vnt

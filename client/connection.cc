@@ -29,7 +29,7 @@ void client_disarm(client_env *e)
 
 int client_lose(client_env *e, const char *why)
 {
-    client_fail(0, "the connection to the worker was lost: %s", why);
+    client_fail(VNTERR_CONNECTION_LOST, "the connection to the worker was lost: %s", why);
     client_group_leave(e);
     e->io->ops.disconnect(e->io, &e->info); // the server ends the worker
     e->io = nullptr;

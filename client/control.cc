@@ -22,7 +22,7 @@ template <class Request, class Response> static int control(client_env *e, uint3
     int rc = (asks ? client_ask : client_roundtrip)(e, &request, response_id, &message);
     if (rc != 0) return rc;
     *response = static_cast<const Response *>(message);
-    return (*response)->status;
+    return (*response)->status == 0 ? 0 : client_fail_solver(e, (*response)->status);
 }
 
 #define CONTROL(name, answer, request)                                                             \

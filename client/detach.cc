@@ -167,7 +167,7 @@ template <class Prepare> static int take_up(const tcpip_reconnectinfo &info, VNT
     bool known = e != nullptr;
     if (!known) {
         e = client_env_create(nullptr);
-        if (e == nullptr) return VNTERR_NO_MEMORY;
+        if (e == nullptr) return client_fail_memory();
         e->info = info;
         int rc = prepare(e);
         if (rc != 0) {

@@ -9,10 +9,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace vnt {
 
 static thread_local char error_text[512];
+static thread_local int error_status; // the text's, 0 for none
 
 VNT_ENTRY const char *vntclient_errortext(void)
 {
@@ -25,7 +27,44 @@ int client_fail(int status, const char *format, ...)
     va_start(arguments, format);
     vsnprintf(error_text, sizeof error_text, format, arguments);
     va_end(arguments);
+    error_status = status;
     return status;
+}
+
+static const char *status_text(int status)
+{
+    switch (status) {
+#define STATUS(name, text)                                                                         \
+    case VNTERR_##name: return text;
+// One row each.
+#include "client/statuses.def"
+    default: return nullptr;
+    }
+}
+
+int client_fail_solver(const client_env *e, int status)
+{
+    const char *text = e->complaint[0] != '\0' ? e->complaint : status_text(status);
+    return text != nullptr ? client_fail(status, "%s", text)
+                           : client_fail(status, "the solver's status is %d", status);
+}
+
+void client_complaint_keep(client_env *e, const char *text)
+{
+    snprintf(e->complaint, sizeof e->complaint, "%s", text);
+    for (size_t n = strlen(e->complaint); n > 0 && e->complaint[n - 1] == '\n';)
+        e->complaint[--n] = '\0';
+}
+
+void client_text_begin()
+{
+    error_status = 0;
+}
+
+void client_text_complete(int status)
+{
+    const char *text = status_text(status);
+    if (error_status != status && text != nullptr) client_fail(status, "%s", text);
 }
 
 int client_fail_memory()

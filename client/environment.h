@@ -80,6 +80,8 @@ struct client_env {
     int (*pause_func)(VNTENVptr env, void *cbdata, uint64_t progress, void *data);
     void *pause_data;
 
+    char complaint[400]; // what the solver's error channel said last during the call
+
     int owed;   // answers to posted control requests that have not come yet
     bool armed; // the next call is only started
     client_started started;
@@ -118,5 +120,18 @@ VNTNETptr client_net_add(client_env *e, uint64_t remote);
 // Keeps a text for vntclient_errortext() in the calling thread.  Returns `status`.
 [[gnu::format(printf, 2, 3)]] int client_fail(int status, const char *format, ...);
 int client_fail_memory(); // VNTERR_NO_MEMORY
+
+// The same for a status that the solver gave: the text is what the solver said on its error channel
+// during the call, or else what the status means.
+int client_fail_solver(const client_env *e, int status);
+
+// Keeps a line of the error channel for that.
+void client_complaint_keep(client_env *e, const char *text);
+
+// A solver call begins: texts of earlier ones do not belong to it.
+void client_text_begin();
+
+// Gives the status of a call that failed a text, unless the call has given it one.
+void client_text_complete(int status);
 
 } // namespace vnt

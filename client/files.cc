@@ -1,5 +1,6 @@
 #include "client/files.h"
 
+#include "client/environment.h"
 #include "remote/base/holders.h"
 #include "remote/base/io.h"
 #include "vanto.h"
@@ -43,7 +44,7 @@ static ssize_t read_some(int fd, char *to, size_t size)
 static int read_whole(client_infile *f, const char *path, size_t *length)
 {
     descriptor_holder d(open_file(path, O_RDONLY, 0)); // waits for the writer of a named pipe
-    if (d.fd < 0) return VNTERR_FILE_OPEN;
+    if (d.fd < 0) return client_fail(VNTERR_FILE_OPEN, "%s: %s", path, strerror(errno));
     size_t space = 0;
     for (*length = 0;;) {
         if (*length == space) {
@@ -53,7 +54,7 @@ static int read_whole(client_infile *f, const char *path, size_t *length)
             f->block = larger;
         }
         ssize_t got = read_some(d.fd, f->block + *length, space - *length);
-        if (got < 0) return VNTERR_FILE_IO;
+        if (got < 0) return client_fail(VNTERR_FILE_IO, "%s: %s", path, strerror(errno));
         if (got == 0) return 0;
         *length += static_cast<size_t>(got);
     }
@@ -74,7 +75,10 @@ int client_infile_set(client_infile *f, const char *path, const char *contents, 
     // A pipe must be opened only once: its writer fails when the first reader closes it.
     struct stat about;
     bool pipe = path != nullptr && stat(path, &about) == 0 && S_ISFIFO(about.st_mode);
+    errno = 0;
     int rc = pipe ? MESSAGE_NOCONNECTION : message_set_file(&f->file, path);
+    if (rc != 0 && rc != MESSAGE_NOCONNECTION && path != nullptr && errno != 0)
+        return client_fail(msg2vnt(rc), "%s: %s", path, strerror(errno));
     if (rc != MESSAGE_NOCONNECTION) return msg2vnt(rc);
     size_t read = 0;
     rc = read_whole(f, path, &read);
@@ -104,7 +108,7 @@ static int write_contents(int fd, const message_array *contents)
 static int write_through(const char *path, const message_array *contents)
 {
     descriptor_holder d(open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
-    if (d.fd < 0) return VNTERR_FILE_CREATE;
+    if (d.fd < 0) return client_fail(VNTERR_FILE_CREATE, "%s: %s", path, strerror(errno));
     return write_contents(d.fd, contents);
 }
 

@@ -12,10 +12,13 @@ namespace vnt {
 
 thread_local client_handlers client_default_handlers;
 
+static constexpr int32_t ERRORS = 2; // the channel
+
 static void text_dispatch(client_env *e, const vntmsg_CHANNEL *message)
 {
     // Text that a stream has read has zero bytes behind it.
     const char *text = message->message.data != nullptr ? message->message.data : "";
+    if (message->channel == ERRORS) client_complaint_keep(e, text);
     for (client_destination *d = e->destinations; d != nullptr; d = d->next)
         if (d->channel == message->channel) d->func(d->data, text);
     if (e->handlers.channel != nullptr)
@@ -24,7 +27,6 @@ static void text_dispatch(client_env *e, const vntmsg_CHANNEL *message)
 
 void client_complain(client_env *e, const char *text)
 {
-    static constexpr int32_t ERRORS = 2;
     vntmsg_CHANNEL message = {nullptr, VNTMESSAGEID_CHANNEL, ERRORS, {}};
     message.message.data = const_cast<char *>(text);
     client_dispatch(e, &message);
@@ -151,7 +153,9 @@ static int finish_userfunction(client_env *, const void *response, void *memory)
     if (res->status == 0 && length > to->space)
         return client_fail(VNTERR_SPACE_TOO_SMALL, "the user function gave %lld bytes",
                            static_cast<long long>(length));
-    return res->status;
+    return res->status == 0
+               ? 0
+               : client_fail(res->status, "the user function returned %d", res->status);
 }
 
 VNT_ENTRY int vntclient_userfunction(VNTENVptr env, int id, const void *input, int64_t inputlen,

@@ -123,7 +123,9 @@ static int remote_close(client_env *e)
     client_value_put(&request.env, env16, e->remote);
     const void *response;
     rc = client_roundtrip(e, &request, VNTMESSAGEID_CLOSEVANTO_RES, &response);
-    return rc == 0 ? static_cast<const vntmsg_CLOSEVANTO_RES *>(response)->status : rc;
+    if (rc != 0) return rc;
+    const int status = static_cast<const vntmsg_CLOSEVANTO_RES *>(response)->status;
+    return status == 0 ? 0 : client_fail_solver(e, status);
 }
 
 VNT_ENTRY int VNTLcloseVANTO(VNTENVptr *env)

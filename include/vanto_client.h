@@ -50,8 +50,9 @@ VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p);
 // come back to one.  10,000 at first; -1 waits for ever.  Past it they return VNTERR_REMOTE.
 void vntclient_connecttimeout(int milliseconds);
 
-// What was wrong in the calling thread's last call that failed in the library itself or on its
-// way to the worker, in words for people.  Never null; valid until the thread's next such call.
+// What was wrong in the calling thread's last call that returned a status other than 0, in words
+// for people: what the library found, what the solver said on its error channel, where that is
+// heard, or else what the status means.  Never null; valid until the thread's next such call.
 const char *vntclient_errortext(void);
 
 // How long the environment's connection waits for bytes to come or to go, in milliseconds; -1
