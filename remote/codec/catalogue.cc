@@ -14,8 +14,34 @@ namespace vnt {
     }
 #include "remote/codec/catalogue.def"
 
+// What a field takes on the wire if it is empty.
+static constexpr uint32_t field_least(message_kind kind)
+{
+    constexpr uint32_t head = 4 + 4, empty_array = 8 + 4;
+    switch (kind) {
+    case KIND_END: return 0;
+    case KIND_INT: return 4;
+    case KIND_LONG:
+    case KIND_DOUBLE: return 8;
+    case KIND_STRING: return head;
+    case KIND_ARRAY:
+    case KIND_HANDLE: return empty_array;
+    case KIND_FILE: return head + empty_array;
+    }
+    return 0;
+}
+
+static constexpr uint32_t fields_least(const message_field *f)
+{
+    uint32_t bytes = 0;
+    for (; f->kind != KIND_END; f++)
+        bytes += field_least(f->kind);
+    return bytes;
+}
+
 static constexpr message_layout layouts[] = {
-#define MESSAGE(number, name, ...) {number, sizeof(vntmsg_##name), #name, fields_##name::list},
+#define MESSAGE(number, name, ...)                                                                 \
+    {number, sizeof(vntmsg_##name), fields_least(fields_##name::list), #name, fields_##name::list},
 #include "remote/codec/catalogue.def"
 };
 

@@ -54,7 +54,8 @@ struct message_field {
 
 struct message_layout {
     uint32_t id;
-    uint32_t size; // of the record, in bytes
+    uint32_t size;  // of the record, in bytes
+    uint32_t least; // bytes that the fields take on the wire at least
     const char *name;
     const message_field *fields; // ended by KIND_END
 };

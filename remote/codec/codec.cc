@@ -115,6 +115,7 @@ static int decode(stream *in, const message_layout *layout, void **out, int *mus
     *must_end = 1;
     if (record == nullptr) return MESSAGE_NOMEMORY;
     field_at<uint32_t>(record, sizeof(void *)) = layout->id;
+    if (in->ops.expect != nullptr) in->ops.expect(in, layout->least);
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
         int rc = decode_field(in, f, record);
         if (rc == 0) continue;

@@ -38,7 +38,9 @@ TEST(Codec, EveryMessageComesBackAsItWasSentAndIsFreedWhole)
             int64_t before = allocations_held();
             void *got = nullptr;
             ASSERT_EQ(writer->ops.sendmsg(writer, sent.get()), 0) << m->name;
+            ASSERT_EQ(give_to(s.own, "next"), true);
             ASSERT_EQ(reader->ops.recvmsg(reader, &got), 0) << m->name;
+            EXPECT_EQ(s.take(4), "next") << m->name << ": the next message is still to be seen";
             EXPECT_STREQ(record_difference(sent.get(), got), nullptr) << m->name;
             EXPECT_EQ(reader->ops.delmsg(reader, got), 0);
             EXPECT_EQ(allocations_held(), before) << m->name;
@@ -75,6 +77,7 @@ static int decoded(const std::string &wire)
     s.give(wire);
     s.finish();
     int rc = s.solver->ops.recvmsg(s.solver, &got);
+    EXPECT_TRUE(rc != 0 || s.record()->preread == 0) << "something beyond the message was taken";
     if (rc == 0) s.solver->ops.delmsg(s.solver, got);
     EXPECT_EQ(allocations_held(), before);
     return rc;
@@ -89,6 +92,7 @@ TEST(Codec, ATruncatedOrFlippedMessageLeavesNothing)
             std::string flipped = whole;
             flipped[i] = char(flipped[i] ^ (1 << i % 8)); // a value, a size or a type
             decoded(flipped);
+            decoded(flipped + std::string(1000, '\0')); // followed by more
         }
     }
 }

@@ -165,7 +165,7 @@ static int byte_collect(fdio_notice *n, fdio *f)
     errno = aio_error(&n->control);
     if (errno != 0) return MESSAGE_IO;
     // At the end of the input there is no byte, and the next read sees the end itself.
-    if (aio_return(&n->control) == 1) f->ahead[f->preread++] = n->byte;
+    if (aio_return(&n->control) == 1) f->ahead[f->ahead_at + f->preread++] = n->byte;
     return 0;
 }
 
@@ -248,7 +248,7 @@ static int arm_locked(fdio_notice *n, fdio *f, bool by_signal)
     notice_announce(n);
     while (sem_trywait(&n->fired) == 0) {
     } // drops announcements of bytes that have been read since
-    if (f->preread == sizeof f->ahead) return MESSAGE_IO;
+    if (f->ahead_at + f->preread == sizeof f->ahead) return MESSAGE_IO;
     return read_start(n, by_signal);
 }
 

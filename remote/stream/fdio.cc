@@ -51,6 +51,7 @@ static constexpr stream_operations fdio_ops = {
     .destroy = fdio_destroy,
     .getreadtimeout = fdio_getreadtimeout,
     .getwritetimeout = fdio_getwritetimeout,
+    .expect = fdio_expect,
 };
 
 // Keeps what was not sent of the buffer at its front.

@@ -2,8 +2,8 @@
 // be the same socket.
 //
 // Writes are gathered in a buffer, which is sent when it is full or the message ends.  A read takes
-// the bytes of its value and no more, so that polling the descriptor shows whether anything is
-// left.
+// from the descriptor what certainly belongs to the message under way and no more, so that polling
+// the descriptor shows whether another one is there.
 //
 // Ownership: the stream owns its record, log file and listener thread.  The descriptors are the
 // caller's, who closes them after the stream is destroyed or fdio_stopasync was called.
@@ -44,9 +44,14 @@ struct fdio : fdio_writer {
 
     fdio_notice *notice; // null until asynchronous reads are used
 
-    // Bytes that have been taken from the descriptor but not been read yet.
+    // Bytes that have been taken from the descriptor but not been read yet: `preread` of them from
+    // ahead[ahead_at] on.
     int64_t preread;
-    unsigned char ahead[8];
+    uint32_t ahead_at;
+    unsigned char ahead[8192];
+    // How many more bytes of the message will certainly come over the descriptor.  Negative when
+    // more of them are here than are known to belong to it.
+    int64_t owed;
 
     FILE *log; // may be null; closed with the stream
     fdio_timeout readtimeout;

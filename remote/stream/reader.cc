@@ -25,12 +25,37 @@ static fdio *reader(stream *s)
 static size_t take_ahead(fdio *f, void *to, size_t n)
 {
     if (f->preread <= 0) return 0;
-    size_t held = static_cast<size_t>(f->preread);
-    n = std::min(n, held);
-    memcpy(to, f->ahead, n);
-    memmove(f->ahead, f->ahead + n, held - n);
+    n = std::min(n, static_cast<size_t>(f->preread));
+    memcpy(to, f->ahead + f->ahead_at, n);
     f->preread -= static_cast<int64_t>(n);
+    f->ahead_at = f->preread > 0 ? f->ahead_at + static_cast<uint32_t>(n) : 0;
     return n;
+}
+
+// Notes that so many more bytes belong to the message, in any case.
+static void promise(fdio *f, uint64_t bytes)
+{
+    f->owed += static_cast<int64_t>(bytes);
+}
+
+static int read_descriptor(fdio *f, void *to, size_t n, size_t *got)
+{
+    int rc = descriptor_read(f->infd, f->in_socket, &f->readtimeout, to, n, got);
+    f->owed -= static_cast<int64_t>(*got);
+    return rc;
+}
+
+// Reads some of `n` bytes, while none are held, and keeps what is certain to follow them.
+static int read_more(fdio *f, void *to, size_t n, size_t *got)
+{
+    f->owed = std::max(f->owed, static_cast<int64_t>(n));
+    const auto certain = static_cast<uint64_t>(f->owed);
+    if (certain == n || n >= sizeof f->ahead) return read_descriptor(f, to, n, got);
+    size_t came = 0;
+    int rc = read_descriptor(f, f->ahead, std::min<uint64_t>(certain, sizeof f->ahead), &came);
+    f->preread = static_cast<int64_t>(came);
+    *got = take_ahead(f, to, n);
+    return rc;
 }
 
 // Reads `n` bytes; `*got` is how many came, also after an error.
@@ -41,8 +66,7 @@ static int read_counted(fdio *f, void *to, size_t n, size_t *got)
     if (rc == 0) *got = take_ahead(f, to, n);
     while (rc == 0 && *got < n) {
         size_t more = 0;
-        rc = descriptor_read(f->infd, f->in_socket, &f->readtimeout, static_cast<char *>(to) + *got,
-                             n - *got, &more);
+        rc = read_more(f, static_cast<char *>(to) + *got, n - *got, &more);
         *got += more;
     }
     return rc;
@@ -86,6 +110,7 @@ int fdio_startinmsg(stream *s, int32_t *id)
             memcpy(f->ahead, bytes, got);
             f->preread = static_cast<int64_t>(got);
         }
+        f->owed = 0;
         return rc;
     }
     *id = f->curinmsg = wire_get<int32_t>(bytes);
@@ -97,8 +122,15 @@ int fdio_getcurrentinmsg(stream *s)
     return reader(s)->curinmsg;
 }
 
+void fdio_expect(stream *s, uint32_t least)
+{
+    fdio *f = reader(s);
+    f->owed = int64_t(least) - f->preread;
+}
+
 int fdio_endinmsg(stream *s)
 {
+    reader(s)->owed = 0;
     reader(s)->curinmsg = -1;
     return 0;
 }
@@ -169,8 +201,10 @@ static int read_head(fdio *f, string_head *head)
 {
     unsigned char bytes[HEAD];
     int rc = read_all(f, bytes, sizeof bytes);
-    if (rc == 0) *head = parse_head(bytes);
-    return rc;
+    if (rc != 0) return rc;
+    *head = parse_head(bytes);
+    promise(f, head->length);
+    return 0;
 }
 
 // Reads the bytes of a string whose head has been read.
@@ -199,31 +233,6 @@ static int skip_strings(fdio *f, uint32_t count)
         if (rc == 0) rc = skip(f, head.length);
     }
     return rc;
-}
-
-// Strings up to this length are read together with the head of the next string.
-static constexpr uint32_t SHORT_STRING = 65536;
-
-// Reads a string whose head has been read, and the head of the next one.
-static int read_body_and_head(fdio *f, string_head *head, message_string *value)
-{
-    uint32_t n = head->length;
-    if (n == 0 || n > SHORT_STRING) {
-        int rc = read_body(f, *head, true, value);
-        return rc == 0 ? read_head(f, head) : rc;
-    }
-    static_assert(HEAD >= MESSAGE_SPARE);
-    auto data = static_cast<unsigned char *>(malloc(n + HEAD));
-    int rc = data != nullptr ? read_all(f, data, n + HEAD) : skip(f, n);
-    if (data == nullptr) return rc == 0 ? MESSAGE_NOMEMORY : rc;
-    if (rc != 0) {
-        free(data);
-        return rc;
-    }
-    *value = {head->present, n, reinterpret_cast<char *>(data), 0};
-    *head = parse_head(data + n);
-    memset(data + n, 0, HEAD);
-    return 0;
 }
 
 namespace {
@@ -266,27 +275,37 @@ static int append_numbers(fdio *f, filling *c, uint64_t left)
     return 0;
 }
 
-// Reads a string whose head has been read, and the next string's head unless it is the last one.
-static int append_string(fdio *f, filling *c, string_head *head, uint32_t left)
+static int append_string(fdio *f, filling *c, uint32_t left)
 {
+    string_head head;
+    int rc = read_head(f, &head);
+    if (rc != 0) return rc;
     if (c->count == c->room && !grow(c, left)) {
-        int rc = skip(f, head->length);
+        rc = skip(f, head.length);
         return rc != 0 ? rc : MESSAGE_NOMEMORY;
     }
     message_string *to = reinterpret_cast<message_string *>(c->data) + c->count++;
     *to = {};
-    return left > 1 ? read_body_and_head(f, head, to) : read_body(f, *head, true, to);
+    return read_body(f, head, true, to);
 }
 
 static int append_strings(fdio *f, filling *c, uint32_t left)
 {
-    string_head head;
-    int rc = left > 0 ? read_head(f, &head) : 0;
+    int rc = 0;
     for (; rc == 0 && left > 0; left--)
-        rc = append_string(f, c, &head, left);
+        rc = append_string(f, c, left);
     if (rc != MESSAGE_NOMEMORY) return rc;
     rc = skip_strings(f, left); // the string that failed is off the stream
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
+}
+
+// Reads the count of a chunk, all of whose elements follow.
+static int read_count(fdio *f, uint32_t type, uint32_t *count)
+{
+    int rc = get(f, count);
+    if (rc == 0)
+        promise(f, uint64_t(*count) * (type == TYPE_STRING ? HEAD : message_element_size(type)));
+    return rc;
 }
 
 static int skip_elements(fdio *f, uint32_t type, uint32_t count)
@@ -300,7 +319,7 @@ static int skip_chunks(fdio *f, uint32_t type, uint32_t n)
     int rc = 0;
     for (; rc == 0 && n > 0; n--) {
         uint32_t count;
-        rc = get(f, &count);
+        rc = read_count(f, type, &count);
         if (rc == 0) rc = skip_elements(f, type, count);
     }
     return rc;
@@ -336,7 +355,7 @@ static constexpr uint32_t MANY_CHUNKS = 1024;
 static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)
 {
     uint32_t count;
-    int rc = get(f, &count);
+    int rc = read_count(f, a->type, &count);
     if (rc != 0) return rc;
     if (joined && c->count + count > MESSAGE_CHUNK_MAX && (rc = end_chunk(a, c)) != 0) {
         int skipped = skip_elements(f, a->type, count);
@@ -378,10 +397,12 @@ int fdio_readarray(stream *s, const char *, message_array *value)
     int64_t total = wire_get<int64_t>(head);
     uint32_t type = wire_get<uint32_t>(head + 8);
     if (type != TYPE_NONE && total >= 1) {
+        promise(f, sizeof n);
         rc = get(f, &n);
         // An array without chunks is taken whatever its type says.
         if (rc == 0 && n > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
         value->type = type;
+        if (rc == 0) promise(f, uint64_t(n) * sizeof n);
         if (rc == 0 && n > 0) rc = read_chunks(f, n, value);
         if (rc != 0) {
             *value = {};

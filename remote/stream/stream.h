@@ -73,6 +73,8 @@ struct stream_operations {
     int (*destroy)(stream *s);                                         // null is fine
     fdio_timeout *(*getreadtimeout)(stream *s);
     fdio_timeout *(*getwritetimeout)(stream *s);
+    // Tells that at least so many bytes of the message begun are still to be read.  May be empty.
+    void (*expect)(stream *s, uint32_t least);
 };
 
 struct stream {
