@@ -260,13 +260,18 @@ static int halt(client_env *e, int *state, bool *halted)
     return rc;
 }
 
+static void keep_limits(client_env *e, int64_t progress, double seconds)
+{
+    e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
+    e->limits_set = clock_now();
+}
+
 VNT_ENTRY int vntclient_setlimits(VNTENVptr env, int64_t progress, double seconds)
 {
     client_env *e;
     int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
-    e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
-    e->limits_set = clock_now();
+    keep_limits(e, progress, seconds);
     if (!e->started.running) return client_control_limits(e, e->limits);
     int state;
     bool halted;
@@ -280,8 +285,7 @@ VNT_ENTRY int vntclient_continue(VNTENVptr env, int64_t progress, double seconds
     client_env *e;
     int rc = client_started_find(env, &e);
     if (rc != 0) return rc;
-    e->limits = {progress, seconds < VNTCLIENT_NONE ? seconds : VNTCLIENT_NONE};
-    e->limits_set = clock_now();
+    keep_limits(e, progress, seconds);
     return client_control_continue(e, e->limits);
 }
 
