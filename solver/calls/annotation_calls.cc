@@ -99,19 +99,15 @@ int VNTLgetnumdblannotations(VNTENVptr env, VNTLPptr lp)
 int VNTLgetlongannotationindex(VNTENVptr env, VNTLPptr lp, const char *annotationname_str,
                                int *index_p)
 {
-    return with_annotations<int64_t>(env, lp, [&](auto &all, vntlp &) {
-        require_there(annotationname_str);
-        put(index_p, place_named(all, annotationname_str));
-    });
+    return with_annotations<int64_t>(
+        env, lp, [&](auto &all, vntlp &) { put_place(all, annotationname_str, index_p); });
 }
 
 int VNTLgetdblannotationindex(VNTENVptr env, VNTLPptr lp, const char *annotationname_str,
                               int *index_p)
 {
-    return with_annotations<double>(env, lp, [&](auto &all, vntlp &) {
-        require_there(annotationname_str);
-        put(index_p, place_named(all, annotationname_str));
-    });
+    return with_annotations<double>(
+        env, lp, [&](auto &all, vntlp &) { put_place(all, annotationname_str, index_p); });
 }
 
 int VNTLgetlongannotationname(VNTENVptr env, VNTLPptr lp, int idx, char *buf_str, int64_t bufspace,

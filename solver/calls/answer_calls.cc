@@ -299,10 +299,7 @@ int VNTLgetsolnpoolsolnname(VNTENVptr env, VNTLPptr lp, char *store, int64_t sto
 
 int VNTLgetsolnpoolsolnindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) {
-        require_there(lname_str);
-        put(index_p, place_named(p.last.pool, lname_str));
-    });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.last.pool, lname_str, index_p); });
 }
 
 int VNTLdelsolnpoolsolns(VNTENVptr env, VNTLPptr lp, int begin, int end)

@@ -46,12 +46,17 @@ int with_environment(VNTENVptr env, const body &work, const char *call = __built
     }
 }
 
-// The environment's problem at that address.
+// The object at that address, of an environment's problems or networks.
+template <class table> auto &object_of(table &objects, typename table::key_type object)
+{
+    auto found = objects.find(object);
+    require(found != objects.end(), VNTERR_NO_PROBLEM);
+    return *found->second;
+}
+
 inline vntlp &problem_of(vntenv &env, VNTLPptr lp)
 {
-    auto found = env.problems.find(lp);
-    require(found != env.problems.end(), VNTERR_NO_PROBLEM);
-    return *found->second;
+    return object_of(env.problems, lp);
 }
 
 // Does `work` with the problem.
@@ -62,15 +67,22 @@ template <class body> int with_problem(VNTENVptr env, VNTLPptr lp, const body &w
         env, [&](vntenv &e) { work(problem_of(e, lp)); }, call);
 }
 
-// What `count` returns for the problem, 0 without one.
-template <class body> auto count_of(VNTENVptr env, VNTLPptr lp, const body &count)
+// What `count` returns for the object, 0 without one.
+template <class table, class body> auto count_of_object(VNTENVptr env, table vntenv::*objects,
+                                                        typename table::key_type object,
+                                                        const body &count)
 {
-    decltype(count(std::declval<vntlp &>())) result{};
+    decltype(count(*std::declval<typename table::mapped_type>())) result{};
     int rc = with_environment(env, [&](vntenv &e) {
-        auto found = e.problems.find(lp);
-        if (found != e.problems.end()) result = count(*found->second);
+        auto found = (e.*objects).find(object);
+        if (found != (e.*objects).end()) result = count(*found->second);
     });
     return rc == 0 ? result : decltype(result){};
+}
+
+template <class body> auto count_of(VNTENVptr env, VNTLPptr lp, const body &count)
+{
+    return count_of_object(env, &vntenv::problems, lp, count);
 }
 
 // How many of `wanted` elements go into the space offered.  The surplus is what is left of the
@@ -110,6 +122,22 @@ template <class list, class type> void put_range(const list &from, type *where, 
 {
     int count = range_count(begin, end, static_cast<int>(from.size()));
     if (where != nullptr) std::copy_n(from.begin() + begin, count, where);
+}
+
+// Lines begin to end of a matrix, their entries one after the other.
+inline void put_lines(const matrix_view &from, int limit, int64_t *nzcnt_p, int64_t *matbeg,
+                      int *matind, double *matval, int64_t space, int64_t *surplus_p, int begin,
+                      int end)
+{
+    int count = range_count(begin, end, limit);
+    int64_t first = count > 0 ? from.begin[begin] : 0;
+    int64_t wanted = count > 0 ? from.begin[end + 1] - first : 0;
+    put(nzcnt_p, std::min(wanted, std::max<int64_t>(space, 0)));
+    require_space(wanted, space, surplus_p);
+    for (int k = 0; k < count && matbeg != nullptr; k++)
+        matbeg[k] = from.begin[begin + k] - first;
+    if (matind != nullptr) std::copy_n(from.index + first, wanted, matind);
+    if (matval != nullptr) std::copy_n(from.value + first, wanted, matval);
 }
 
 // Fails unless all indices are below `limit`.
@@ -159,14 +187,25 @@ inline std::vector<int> places_without(int begin, int end, int count)
     return place;
 }
 
+// The place of a name.
+inline void put_place(const name_list &names, const char *name, int *index_p)
+{
+    require_there(name);
+    int i = names.find(name);
+    require(i >= 0, VNTERR_NAME_NOT_FOUND);
+    put(index_p, i);
+}
+
 // Lists of records that have a name each.
 
-template <class record> int place_named(const std::vector<record> &list, const char *name)
+template <class record>
+void put_place(const std::vector<record> &list, const char *name, int *index_p)
 {
+    require_there(name);
     auto found =
         std::find_if(list.begin(), list.end(), [&](const record &r) { return r.name == name; });
     require(found != list.end(), VNTERR_NAME_NOT_FOUND);
-    return static_cast<int>(found - list.begin());
+    put(index_p, static_cast<int>(found - list.begin()));
 }
 
 template <class record> void erase_range(std::vector<record> &list, int begin, int end)

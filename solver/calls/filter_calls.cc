@@ -121,10 +121,7 @@ int VNTLgetsolnpoolfiltername(VNTENVptr env, VNTLPptr lp, char *buf_str, int64_t
 
 int VNTLgetsolnpoolfilterindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) {
-        require_there(lname_str);
-        put(index_p, place_named(p.filters, lname_str));
-    });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.filters, lname_str, index_p); });
 }
 
 int VNTLdelsolnpoolfilters(VNTENVptr env, VNTLPptr lp, int begin, int end)

@@ -99,10 +99,7 @@ int VNTLgetmipstartname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore
 
 int VNTLgetmipstartindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) {
-        require_there(lname_str);
-        put(index_p, place_named(p.mip_starts, lname_str));
-    });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.mip_starts, lname_str, index_p); });
 }
 
 int VNTLdelmipstarts(VNTENVptr env, VNTLPptr lp, int begin, int end)

@@ -314,23 +314,15 @@ int VNTLNETgetarcname(VNTENVptr env, VNTNETptr net, char **nnames, char *namesto
     });
 }
 
-static void find_name(const name_list &names, const char *name, int *index_p)
-{
-    require_there(name);
-    int i = names.find(name);
-    require(i >= 0, VNTERR_NAME_NOT_FOUND);
-    put(index_p, i);
-}
-
 int VNTLNETgetnodeindex(VNTENVptr env, VNTNETptr net, const char *lname_str, int *index_p)
 {
     return with_network(env, net,
-                        [&](vntnet &p) { find_name(p.n.node_names, lname_str, index_p); });
+                        [&](vntnet &p) { put_place(p.n.node_names, lname_str, index_p); });
 }
 
 int VNTLNETgetarcindex(VNTENVptr env, VNTNETptr net, const char *lname_str, int *index_p)
 {
-    return with_network(env, net, [&](vntnet &p) { find_name(p.n.arc_names, lname_str, index_p); });
+    return with_network(env, net, [&](vntnet &p) { put_place(p.n.arc_names, lname_str, index_p); });
 }
 
 // Between networks and linear problems.

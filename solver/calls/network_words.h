@@ -6,12 +6,9 @@
 
 namespace vnt {
 
-// The environment's network at that address.
 inline vntnet &network_of(vntenv &env, VNTNETptr net)
 {
-    auto found = env.networks.find(net);
-    require(found != env.networks.end(), VNTERR_NO_PROBLEM);
-    return *found->second;
+    return object_of(env.networks, net);
 }
 
 // Does `work` with the network.
@@ -22,15 +19,9 @@ template <class body> int with_network(VNTENVptr env, VNTNETptr net, const body 
         env, [&](vntenv &e) { work(network_of(e, net)); }, call);
 }
 
-// What `count` tells of the network, 0 when there is none.
 template <class body> auto network_count(VNTENVptr env, VNTNETptr net, const body &count)
 {
-    decltype(count(std::declval<vntnet &>())) result{};
-    int rc = with_environment(env, [&](vntenv &e) {
-        auto found = e.networks.find(net);
-        if (found != e.networks.end()) result = count(*found->second);
-    });
-    return rc == 0 ? result : decltype(result){};
+    return count_of_object(env, &vntenv::networks, net, count);
 }
 
 } // namespace vnt

@@ -114,18 +114,11 @@ int VNTLgetquad(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p, int64_t *qmatbeg, 
                 double *qmatval, int64_t qmatspace, int64_t *surplus_p, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        int count = range_count(begin, end, p.m.numcols());
         std::vector<int64_t> none(p.m.numcols() + 1, 0);
         matrix_view cols = p.m.q.by_column();
         if (!p.m.quadratic()) cols.begin = none.data();
-        int64_t first = count > 0 ? cols.begin[begin] : 0;
-        int64_t wanted = count > 0 ? cols.begin[end + 1] - first : 0;
-        put(nzcnt_p, std::min(wanted, std::max<int64_t>(qmatspace, 0)));
-        require_space(wanted, qmatspace, surplus_p);
-        for (int k = 0; k < count && qmatbeg != nullptr; k++)
-            qmatbeg[k] = cols.begin[begin + k] - first;
-        if (qmatind != nullptr) std::copy_n(cols.index + first, wanted, qmatind);
-        if (qmatval != nullptr) std::copy_n(cols.value + first, wanted, qmatval);
+        put_lines(cols, p.m.numcols(), nzcnt_p, qmatbeg, qmatind, qmatval, qmatspace, surplus_p,
+                  begin, end);
     });
 }
 

@@ -115,22 +115,6 @@ int VNTLgetrngval(VNTENVptr env, VNTLPptr lp, double *rngval, int begin, int end
     return with_problem(env, lp, [&](vntlp &p) { put_range(p.m.range, rngval, begin, end); });
 }
 
-// Lines begin to end of the matrix, their entries one after the other.
-static void put_lines(const matrix_view &from, int limit, int64_t *nzcnt_p, int64_t *matbeg,
-                      int *matind, double *matval, int64_t space, int64_t *surplus_p, int begin,
-                      int end)
-{
-    int count = range_count(begin, end, limit);
-    int64_t first = count > 0 ? from.begin[begin] : 0;
-    int64_t wanted = count > 0 ? from.begin[end + 1] - first : 0;
-    put(nzcnt_p, std::min(wanted, std::max<int64_t>(space, 0)));
-    require_space(wanted, space, surplus_p);
-    for (int k = 0; k < count && matbeg != nullptr; k++)
-        matbeg[k] = from.begin[begin + k] - first;
-    if (matind != nullptr) std::copy_n(from.index + first, wanted, matind);
-    if (matval != nullptr) std::copy_n(from.value + first, wanted, matval);
-}
-
 int VNTLgetcols(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p, int64_t *cmatbeg, int *cmatind,
                 double *cmatval, int64_t cmatspace, int64_t *surplus_p, int begin, int end)
 {
@@ -195,14 +179,6 @@ int VNTLgetrowname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore, int
         put_names([&](int i) { return p.m.row_names.at(i); }, p.m.numrows(), name, namestore,
                   storespace, surplus_p, begin, end);
     });
-}
-
-static void put_place(const name_list &names, const char *name, int *index_p)
-{
-    require_there(name);
-    int i = names.find(name);
-    require(i >= 0, VNTERR_NAME_NOT_FOUND);
-    put(index_p, i);
 }
 
 int VNTLgetrowindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)

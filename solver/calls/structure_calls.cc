@@ -116,10 +116,7 @@ int VNTLgetsosname(VNTENVptr env, VNTLPptr lp, char **name, char *namestore, int
 
 int VNTLgetsosindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) {
-        require_there(lname_str);
-        put(index_p, place_named(p.m.sets, lname_str));
-    });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.m.sets, lname_str, index_p); });
 }
 
 int VNTLEchgsosname(VNTENVptr env, VNTLPptr lp, int cnt, const int *indices,
@@ -296,10 +293,7 @@ int VNTLgetindconstraints(VNTENVptr env, VNTLPptr lp, int *type, int *indvar, in
 
 int VNTLgetindconstrindex(VNTENVptr env, VNTLPptr lp, const char *lname_str, int *index_p)
 {
-    return with_problem(env, lp, [&](vntlp &p) {
-        require_there(lname_str);
-        put(index_p, place_named(p.m.indicators, lname_str));
-    });
+    return with_problem(env, lp, [&](vntlp &p) { put_place(p.m.indicators, lname_str, index_p); });
 }
 
 int VNTLgetindconstrname(VNTENVptr env, VNTLPptr lp, char *buf_str, int64_t bufspace,

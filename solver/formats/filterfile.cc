@@ -42,7 +42,7 @@ std::vector<pool_filter> filters_read(const std::string &text, const model &m)
     std::vector<pool_filter> filters;
     list_reader in(text);
     in.head("filters of");
-    for (in.need("\"end\""); !in.begins("end"); in.need("\"end\"")) {
+    while (in.another()) {
         if (in.begins("range"))
             filters.push_back(filter_read(in, m, VNT_FILTER_RANGE));
         else if (in.begins("diversity"))

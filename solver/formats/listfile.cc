@@ -23,6 +23,12 @@ void list_reader::need(const char *wanted)
     if (!next()) fail(printed("the file ends where %s should follow", wanted));
 }
 
+bool list_reader::another()
+{
+    need("\"end\"");
+    return !begins("end");
+}
+
 void list_reader::head(const char *wanted)
 {
     need(printed("\"%s\"", wanted).c_str());

@@ -26,6 +26,7 @@ class list_reader {
     bool next();                    // the next line; false at the end of the file
     void need(const char *wanted);  // the next line, which must be there
     void head(const char *wanted);  // likewise, and must begin with these words
+    bool another();                 // likewise; false where it is the end of the list
     bool begins(const char *words); // takes the words off the line if it begins with them
 
     std::string_view word(); // takes a word off the line

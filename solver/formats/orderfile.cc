@@ -32,7 +32,7 @@ std::vector<branching> order_read(const std::string &text, const name_list &colu
     std::vector<bool> seen(columns.size());
     list_reader in(text);
     in.head("order of");
-    for (in.need("\"end\""); !in.begins("end"); in.need("\"end\"")) {
+    while (in.another()) {
         branching b = {0, static_cast<int>(in.integer(0, INT_MAX)), direction_of(in)};
         b.column = in.fresh_place(columns, &seen);
         order.push_back(b);

@@ -42,7 +42,7 @@ std::vector<mip_start> starts_read(const std::string &text, const model &m)
     std::vector<mip_start> starts;
     list_reader in(text);
     in.head(title);
-    for (in.need("\"end\""); !in.begins("end"); in.need("\"end\"")) {
+    while (in.another()) {
         if (!in.begins("start")) in.fail("\"start\" or \"end\" should stand here");
         starts.push_back(start_read(in, m));
     }
