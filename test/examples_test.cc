@@ -1,4 +1,4 @@
-// The example programs do what the README shows.
+// The example programs do what the documents say.
 #include "test/folders.h"
 #include "test/server.h"
 #include "test/vntsolve.h"

@@ -1,5 +1,6 @@
 #include "docs/reference/manual.h"
 
+#include "docs/reference/lists.h"
 #include "docs/reference/rows.h"
 #include "test/folders.h"
 
@@ -126,6 +127,20 @@ TEST(SitePages, LinkEachFunctionToItsGroup)
     EXPECT_NE(pages["index.md"].find("[`VNTLgetx`](the-solution.md#vntlgetx)"), std::string::npos);
     EXPECT_NE(pages["the-solution.md"].find("\n### VNTLgetx\n"), std::string::npos);
     EXPECT_NE(pages["constants.md"].find("| `VNTERR_NO_MEMORY` | 1001 |"), std::string::npos);
+}
+
+TEST(SitePages, ListEveryParameter)
+{
+    std::string page = parameters_page(solver());
+    EXPECT_NE(page.find("| `CUTS` | `mip.cuts` | 1131 | int | 1 | 0 to 1 | 0 off, 1 on |"),
+              std::string::npos)
+        << page;
+    for (const header_enum &e : solver().enums) {
+        for (const header_constant &c : e.constants) {
+            if (c.name.rfind("VNT_PARAM_", 0) != 0) continue;
+            EXPECT_NE(page.find("| " + c.value + " |"), std::string::npos) << c.name;
+        }
+    }
 }
 
 } // namespace vnt

@@ -6,6 +6,7 @@
 //
 // SOURCE is the project's folder.  Exit status 1: a file could not be written.
 
+#include "docs/reference/lists.h"
 #include "docs/reference/manual.h"
 
 #include <cstdio>
@@ -53,6 +54,10 @@ int main(int argc, char **argv)
         header h = header_read(source / "include" / c.include);
         all &= man ? written(folder, manual_pages(h, c))
                    : written(folder / c.overview, site_pages(h, c));
+    }
+    if (!man) {
+        header h = header_read(source / "include/vanto.h");
+        all &= written(folder, {{"parameters.md", parameters_page(h)}, {"exits.md", exits_page()}});
     }
     return all ? 0 : 1;
 }
