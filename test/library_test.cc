@@ -92,4 +92,31 @@ TEST(Library, AnInstalledCopyRunsFromItsFolder)
     run({"rm", "-r", folder});
 }
 
+// A program that would solve in its own process after all is not run.
+TEST(Library, APreloadThatWouldDoNothingIsRefused)
+{
+    server remote;
+    auto run_with = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), built("vntremote-run"));
+        return run(arguments, {}, seconds(60));
+    };
+    const std::string plain = build_path("test/plain"),
+                      afiro = source_path("test/models/afiro.mps");
+    process_result solved = run_with({"--server", remote.address(), plain, afiro});
+    EXPECT_EQ(solved.status, 0) << solved.err;
+    process_result away = run_with({"--server", "127.0.0.1:1", plain, afiro});
+    EXPECT_NE(away.status, 0) << "it has solved without a server";
+    for (const std::vector<std::string> &refused : {std::vector<std::string>{},
+                                                    {"/nowhere/program"},
+                                                    {"/bin/true"},
+                                                    {"python3"},
+                                                    {source_path("demo.sh")},
+                                                    {"--serve"},
+                                                    {"--server", "here"}}) {
+        process_result result = run_with(refused);
+        EXPECT_EQ(result.status, 126) << result.err;
+        EXPECT_EQ(result.err.rfind("vntremote-run: ", 0), 0u) << result.err;
+    }
+}
+
 } // namespace vnt
