@@ -15,7 +15,7 @@ static void *find(void *library, const char *function)
 
 solver_library solverlib_open(bool remote)
 {
-    void *library = dlopen(remote ? "libvantoclient.so" : "libvanto.so", RTLD_NOW | RTLD_LOCAL);
+    void *library = dlopen(remote ? "libvantoclient.so.0" : "libvanto.so", RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) throw failure{EXIT_INTERNAL, dlerror()};
     solver_library table;
 #define FILL(function)                                                                             \
