@@ -7,6 +7,7 @@
 #include "client/visit.h"
 #include "remote/base/entry.h"
 #include "remote/base/holders.h"
+#include "remote/base/io.h"
 #include "remote/base/socket.h"
 
 #include <algorithm>
@@ -99,12 +100,32 @@ int client_arrive(client_env *e)
     return rc;
 }
 
+static bool answers_in_time(const client_env *e)
+{
+    const int limit = client_connect_timeout;
+    return limit < 0 || io_wait(e->io->infd, POLLIN, -1, clock_after_ms(limit)) != 0;
+}
+
+// Another client may have the worker, or the worker is slow: when it reads the greeting later, it
+// reads the farewell behind it and parks again.
+static int retreat(client_env *e)
+{
+    vntmsg_DISCONNECT_REQ farewell = {};
+    farewell.messageid = VNTMESSAGEID_DISCONNECT_REQ;
+    int rc = client_send(e, &farewell);
+    if (rc != 0) return rc;
+    client_depart(e);
+    return client_fail(VNTERR_REMOTE, "the worker does not answer: another client may have it");
+}
+
 int client_greet(client_env *e)
 {
     vntmsg_RECONNECT_REQ request = {};
     request.messageid = VNTMESSAGEID_RECONNECT_REQ;
     const void *response;
-    return client_roundtrip(e, &request, VNTMESSAGEID_RECONNECT_RES, &response);
+    int rc = client_send(e, &request);
+    if (rc == 0 && !answers_in_time(e)) return retreat(e);
+    return rc == 0 ? client_await(e, VNTMESSAGEID_RECONNECT_RES, &response) : rc;
 }
 
 int client_rejoin(client_env *e)

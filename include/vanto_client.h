@@ -47,7 +47,8 @@ VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p);
 
 // How long the calling thread's later attempts to connect may take, in milliseconds: from the
 // first address of the host's name to the server's greeting, be it to open an environment or to
-// come back to one.  10,000 at first; -1 waits for ever.  Past it they return VNTERR_REMOTE.
+// come back to one, and then as long again to the worker's.  10,000 at first; -1 waits for ever.
+// Past it they return VNTERR_REMOTE.
 void vntclient_connecttimeout(int milliseconds);
 
 // What was wrong in the calling thread's last call that returned a status other than 0, in words

@@ -1,4 +1,7 @@
 import asyncio
+import os
+import subprocess
+import sys
 import time
 
 import pytest
@@ -76,3 +79,51 @@ def test_messages_reach_the_log(env, models, caplog):
     with caplog.at_level("DEBUG", logger="vanto"):
         env.read(models / "p0033.mps").solve()
     assert caplog.messages
+
+
+def test_a_solve_that_was_left_is_taken_up_by_another_process(server, models, tmp_path):
+    ticket = tmp_path / "ticket"
+    program = f"""
+import vanto
+env = vanto.Environment({server.address!r}, log_level=2)
+run = env.read({str(models / 'p0201.mps')!r}).start()
+run.detach({str(ticket)!r})
+assert run.state == "detached" and env.closed
+"""
+    folder = os.path.dirname(os.path.dirname(vanto.__file__))
+    subprocess.run([sys.executable, "-c", program], check=True, timeout=60,
+                   env={**os.environ, "PYTHONPATH": folder})
+    assert oct(ticket.stat().st_mode)[-3:] == "600"
+    run = vanto.attach(ticket)
+    with pytest.raises(vanto.Error) as caught:
+        vanto.attach(ticket)  # one client at a time
+    assert caught.value.name == "VNTERR_REMOTE"
+    result = run.result(60)
+    assert result.objective == pytest.approx(7615) and result.seconds > 0
+    assert not ticket.exists() and run.model.column_names[0] in result.values()
+    run.model.env.close()
+
+
+def test_what_is_no_ticket_and_who_may_not_leave(server, models, tmp_path):
+    with pytest.raises(FileNotFoundError):
+        vanto.attach(tmp_path / "none")
+    env = vanto.Environment(server.address)
+    run = env.read(models / "misc07.mps").start()
+    with pytest.raises(FileNotFoundError):
+        run.detach(tmp_path / "no/such/folder")
+    assert run.state == "running"  # nothing is lost
+    run.detach(tmp_path / "ticket")
+    text = (tmp_path / "ticket").read_bytes()
+    (tmp_path / "ticket").write_bytes(text[:-1] + b"?")
+    with pytest.raises(ValueError, match="ticket"):
+        vanto.attach(tmp_path / "ticket")
+    (tmp_path / "ticket").write_bytes(text)
+    run = vanto.attach(tmp_path / "ticket")
+    run.stop()
+    run.result(30)
+    run.model.env.close()
+    with vanto.Environment() as here:
+        run = here.read(models / "misc07.mps").start()
+        with pytest.raises(vanto.Error, match="worker"):
+            run.detach(tmp_path / "ticket")
+        run.stop()

@@ -15,6 +15,7 @@ from .optimize import linprog, milp
 from .plots import plot_sweep
 from .result import Basis, Result, Status
 from .run import Progress, Run
+from .tickets import attach
 
 __all__ = ["Basis", "Environment", "Error", "Model", "Parameters", "Progress", "Result", "Run",
-           "Status", "conduct", "linprog", "map", "milp", "plot_sweep", "race"]
+           "Status", "attach", "conduct", "linprog", "map", "milp", "plot_sweep", "race"]

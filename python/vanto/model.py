@@ -148,6 +148,7 @@ class Model:
                  integrality: Any = None, *, name: str = "model", maximize: bool = False,
                  columns: Sequence[str] | None = None, rows: Sequence[str] | None = None):
         self.env = env
+        self.name = name
         made = env.call("VNTLcreateprob", None, name)
         self._problem = _Problem(env._handle, made)
         self._finish = weakref.finalize(self, _Problem.quietly_free, self._problem)
@@ -163,10 +164,11 @@ class Model:
             raise
 
     @classmethod
-    def _of(cls, env: Environment, c: Any) -> Model:
+    def _of(cls, env: Environment, c: Any, name: str) -> Model:
         """The model of a problem that is there."""
         model = cls.__new__(cls)
         model.env = env
+        model.name = name
         model._problem = _Problem(env._handle, c)
         model._finish = weakref.finalize(model, _Problem.quietly_free, model._problem)
         return model

@@ -2,11 +2,11 @@
 from __future__ import annotations
 
 import asyncio
+import contextlib
 import dataclasses
 import os
 import threading
 import time
-import weakref
 from typing import TYPE_CHECKING, Any, AsyncIterator, Callable, Iterator
 
 from . import lib
@@ -380,6 +380,7 @@ class _Remote(Run):
     """In a worker: asked from time to time."""
 
     joining = False  # whether the call was started by another process
+    _ticket: str | None = None  # to be removed with the result
 
     def _solve(self) -> None:
         library, env = self._handle.library, self._handle.c
@@ -392,9 +393,22 @@ class _Remote(Run):
             while self._go_on():
                 pass
             if not self._left:
-                library.vntclient_join(env)
+                self._join(library, env)
         except Error as e:
             raise Error(e.number, self._handle.last_error or e.text) from None
+
+    def _join(self, library: lib.Library, env: Any) -> None:
+        try:
+            library.vntclient_join(env)
+        except Error as e:
+            if not self.joining or e.number != 1003:  # joined before, by one that lost its result
+                raise
+
+    def _tell_last(self) -> None:
+        super()._tell_last()
+        if self._ticket is not None:
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(self._ticket)
 
     _nap = 0.001
     _next_look = 0.0
