@@ -96,7 +96,7 @@ assert run.state == "detached" and env.closed
     assert oct(ticket.stat().st_mode)[-3:] == "600"
     run = vanto.attach(ticket)
     with pytest.raises(vanto.Error) as caught:
-        vanto.attach(ticket)  # one client at a time
+        vanto.attach(ticket, connect_timeout=0.3)  # one client at a time
     assert caught.value.name == "VNTERR_REMOTE"
     result = run.result(60)
     assert result.objective == pytest.approx(7615) and result.seconds > 0

@@ -147,6 +147,8 @@ class Environment:
     server: None for this process, else "host:port", "host", "unix:path" or "@file".
     Keywords are parameters: Environment(threads=4, timelimit=60).
 
+    connect_timeout: seconds until Error with VNTERR_REMOTE where no server answers, 10 unless given.
+
     Messages of the solver go to the logger `log`: results and warnings, errors, and its log as
     DEBUG.  Close it with close() or use it as a context manager.
 
@@ -289,17 +291,22 @@ def _arguments(server: str) -> list[str]:
     return ["-host=" + host, "-port=" + port]
 
 
+@contextlib.contextmanager
+def connecting(timeout: float | None) -> Iterator[None]:
+    """How long this thread may take to connect meanwhile, in seconds; 10 unless given."""
+    lib.remote.vntclient_connecttimeout(10_000 if timeout is None else round(timeout * 1000))
+    try:
+        yield
+    finally:
+        lib.remote.vntclient_connecttimeout(10_000)
+
+
 def _open(server: str | None, timeout: float | None) -> _Handle:
     if server is None:
         return _Handle(lib.local, lib.local.VNTLopenVANTO(None))
     texts = [ffi.new("char[]", a.encode()) for a in _arguments(server)]
-    if timeout is not None:
-        lib.remote.vntclient_connecttimeout(round(timeout * 1000))
-    try:
+    with connecting(timeout):
         made = lib.remote.vntclient_open(len(texts), ffi.new("const char *[]", texts), None)
-    finally:
-        if timeout is not None:
-            lib.remote.vntclient_connecttimeout(10_000)
     return _Handle(lib.remote, made)
 
 

@@ -48,7 +48,7 @@ class Error(Exception):
 def _roots() -> list[pathlib.Path]:
     """Where the headers and libraries may be: said so, beside this file, installed."""
     here = pathlib.Path(__file__).resolve()
-    said = [pathlib.Path(os.environ["VANTO_ROOT"])] if "VANTO_ROOT" in os.environ else []
+    said = [pathlib.Path(os.environ["VANTO_ROOT"]).resolve()] if "VANTO_ROOT" in os.environ else []
     return [*said, *here.parents[1:7], pathlib.Path("/usr/local"), pathlib.Path("/usr")]
 
 

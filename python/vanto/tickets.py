@@ -12,7 +12,7 @@ import zlib
 from typing import TYPE_CHECKING
 
 from . import lib
-from .environment import Environment, Parameters, _Handle
+from .environment import Environment, Parameters, _Handle, connecting
 from .lib import Error, ffi
 
 if TYPE_CHECKING:
@@ -83,7 +83,8 @@ def _read(path: str) -> tuple[dict[str, str], bytes]:
     return entries, record
 
 
-def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None) -> Run:
+def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None,
+           connect_timeout: float | None = None) -> Run:
     """Takes up a solve that was left with detach() or by vntsolve --detach, and gives its Run.
 
     The run's model and environment are run.model and run.model.env.  The ticket stays until the
@@ -96,7 +97,8 @@ def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None) -
     name = os.fspath(path)
     entries, record = _read(name)
     place = ffi.new("VNTENVptr *")
-    lib.remote.vntclient_attach(record, len(record), place)
+    with connecting(connect_timeout):
+        lib.remote.vntclient_attach(record, len(record), place)
     env = Environment.__new__(Environment)
     env.server = urllib.parse.unquote(entries.get("server", ""))
     env.log = log or logging.getLogger("vanto")
