@@ -192,7 +192,8 @@ static int fetch_array(const message_array *a, uint32_t type, void *to, int64_t 
     char *end = static_cast<char *>(to);
     for (uint32_t i = 0; i < a->nchunks && space > 0; i++) {
         int64_t count = a->chunks[i].count < space ? a->chunks[i].count : space;
-        if (count > 0) memcpy(end, a->chunks[i].data, static_cast<size_t>(count) * size);
+        const bool landed = a->chunks[i].data == nullptr; // is there already
+        if (count > 0 && !landed) memcpy(end, a->chunks[i].data, static_cast<size_t>(count) * size);
         end += static_cast<size_t>(count) * size;
         space -= count;
     }
@@ -399,6 +400,41 @@ static int note_outputs(const call_request *r, call_return *c)
     return 0;
 }
 
+namespace {
+// Lets the arrays of a response land in the caller's memory, for the length of an object.
+struct landing_holder {
+    client_env *env;
+    codec_landing landing;
+
+    landing_holder(client_env *e, const call_return *c)
+        : env(e), landing{c->call->response, c->call->result_at, 0, {}}
+    {
+        for (int i = 0; i < c->call->nargs && landing.n < codec_landing::MOST; i++) {
+            const call_argument &arg = c->call->args[i];
+            if (arg.word != CALL_OUT || arg.response_at == 0 || c->space[i] == INT64_MAX) continue;
+            landing.places[landing.n++] = {arg.response_at, {c->args[i].p, arg.type, c->space[i]}};
+        }
+        offer(&landing);
+    }
+    ~landing_holder() { offer(nullptr); }
+    landing_holder(const landing_holder &) = delete;
+    landing_holder &operator=(const landing_holder &) = delete;
+
+    void offer(const codec_landing *l) const
+    {
+        for (int64_t i = 0; env->io != nullptr && i < env->io->ncodecs; i++)
+            env->io->codecs[i]->landing = l;
+    }
+};
+} // namespace
+
+// Whether the response comes to this call, and over this connection.
+static bool lands(const call_request *r)
+{
+    const client_env *e = r->env;
+    return r->call->result == RESULT_STATUS && !e->armed && !e->groupcall && !e->visiting;
+}
+
 static int exchange(call_request *r, call_return *c)
 {
     int rc = fill_request(r);
@@ -414,6 +450,11 @@ static int exchange(call_request *r, call_return *c)
     if (rc != 0 || done) return rc;
     if (r->call->result == RESULT_STATUS) {
         int result = 0;
+        if (lands(r)) {
+            const landing_holder place(r->env, c);
+            return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,
+                               &result);
+        }
         return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,
                            &result);
     }

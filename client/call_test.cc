@@ -79,6 +79,28 @@ TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomForAndNothingOfAnotherType)
     EXPECT_EQ(table[3], buffer) << "not asked for";
 }
 
+TEST_F(Call, AnArrayReachesTheCallerOnlyIfTheCallSucceeded)
+{
+    chunked<double> three{{1, 2, 3}}, four{{4, 5, 6, 7}};
+    const struct {
+        int status;
+        const message_array &sent;
+        std::vector<double> got;
+    } cases[] = {
+        {0, three.a, {1, 2, 3, -1}}, {1217, three.a, {-1, -1, -1, -1}}, {0, four.a, {4, 5, 6, -1}}};
+    int n = 0;
+    worker.on[VNTMESSAGEID_GETX_REQ] = [&](transport *io, const void *) {
+        return worker_double::give(
+            io, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, cases[n].status, cases[n].sent});
+    };
+    open();
+    for (; n < 3; n++) {
+        std::vector<double> x(4, -1);
+        EXPECT_EQ(VNTLgetx(env, lp, x.data(), 0, 2), cases[n].status);
+        EXPECT_EQ(x, cases[n].got) << n;
+    }
+}
+
 TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
 {
     static constexpr int LAST = 3'000'000;

@@ -20,7 +20,8 @@
 //
 // Errors: 0 or VNTERR_*, and vntclient_errortext() says more.  When the connection breaks, the
 // call under way and every later one return VNTERR_CONNECTION_LOST at once; the environment is
-// still to be closed.  The text then says whether the worker has ended or the network failed: the
+// still to be closed.  Arrays that the call was to fill may hold a part of the answer then.  The
+// text says whether the worker has ended or the network failed: the
 // server is asked, for two seconds at most.  VNTERR_REMOTE means that there is no connection: none
 // could be made, or the environment was disconnected.
 

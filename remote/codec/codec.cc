@@ -109,14 +109,26 @@ static void free_record(stream *in, const message_field *fields, const message_f
     free(record);
 }
 
-static int decode(stream *in, const message_layout *layout, void **out, int *must_end)
+// Offers the place where an array of the message is wanted.
+static void offer_landing(stream *in, const codec_landing *l, const message_field *f,
+                          const void *record)
 {
+    if (field_at<int32_t>(record, l->status_at) != 0 || f->offset < l->status_at) return;
+    for (int i = 0; i < l->n; i++)
+        if (l->places[i].array_at == f->offset) in->ops.land(in, &l->places[i].where);
+}
+
+static int decode(codec *c, const message_layout *layout, void **out, int *must_end)
+{
+    stream *in = c->in;
+    const bool awaited = c->landing != nullptr && c->landing->id == layout->id;
     void *record = calloc(1, layout->size);
     *must_end = 1;
     if (record == nullptr) return MESSAGE_NOMEMORY;
     field_at<uint32_t>(record, sizeof(void *)) = layout->id;
     if (in->ops.expect != nullptr) in->ops.expect(in, layout->least);
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
+        if (awaited && f->kind == KIND_ARRAY) offer_landing(in, c->landing, f, record);
         int rc = decode_field(in, f, record);
         if (rc == 0) continue;
         free_record(in, layout->fields, f, record);
@@ -151,7 +163,7 @@ static int simplecodec_recvmsg(codec *c, void **record)
     const message_layout *layout = find(c, static_cast<uint32_t>(id));
     if (layout == nullptr) return MESSAGE_UNKNOWN;
     int must_end = 0;
-    int rc = decode(in, layout, record, &must_end);
+    int rc = decode(c, layout, record, &must_end);
     if (must_end != 0) {
         int ended = in->ops.endinmsg(in);
         if (rc == 0) rc = ended;

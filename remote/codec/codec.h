@@ -22,6 +22,20 @@ namespace vnt {
 
 struct codec;
 
+// Where the arrays of an awaited response are wanted, so that they need no blocks of their own.  An
+// array lands there only if the response brings status 0; if the connection fails meanwhile, a part
+// of it stays there.
+struct codec_landing {
+    static constexpr int MOST = 8;
+    uint32_t id;        // of the response
+    uint16_t status_at; // in its record, before the arrays
+    int n;
+    struct {
+        uint16_t array_at;
+        stream_landing where;
+    } places[MOST];
+};
+
 // In slot order.
 struct codec_operations {
     int (*sendmsg)(codec *c, const void *record);
@@ -39,7 +53,8 @@ struct codec {
     stream *out;
     char tag[4]; // "pMiS"
     const char *name;
-    pthread_mutex_t lock; // one message at a time on the out-stream
+    pthread_mutex_t lock;         // one message at a time on the out-stream
+    const codec_landing *landing; // of the receiving thread; null when nothing is awaited
 };
 
 struct codec_factory {

@@ -52,6 +52,7 @@ static constexpr stream_operations fdio_ops = {
     .getreadtimeout = fdio_getreadtimeout,
     .getwritetimeout = fdio_getwritetimeout,
     .expect = fdio_expect,
+    .land = fdio_land,
 };
 
 // Keeps what was not sent of the buffer at its front.

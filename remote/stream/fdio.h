@@ -52,6 +52,7 @@ struct fdio : fdio_writer {
     // How many more bytes of the message will certainly come over the descriptor.  Negative when
     // more of them are here than are known to belong to it.
     int64_t owed;
+    stream_landing landing; // for the next array
 
     FILE *log; // may be null; closed with the stream
     fdio_timeout readtimeout;

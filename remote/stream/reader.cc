@@ -128,6 +128,11 @@ void fdio_expect(stream *s, uint32_t least)
     f->owed = int64_t(least) - f->preread;
 }
 
+void fdio_land(stream *s, const stream_landing *landing)
+{
+    reader(s)->landing = *landing;
+}
+
 int fdio_endinmsg(stream *s)
 {
     reader(s)->owed = 0;
@@ -325,19 +330,33 @@ static int skip_chunks(fdio *f, uint32_t type, uint32_t n)
     return rc;
 }
 
+static int chunk_add(message_array *a, uint64_t count, void *data)
+{
+    auto chunks = static_cast<message_chunk *>(
+        realloc(static_cast<void *>(a->chunks), (a->nchunks + 1) * sizeof(message_chunk)));
+    if (chunks == nullptr) return MESSAGE_NOMEMORY;
+    a->chunks = chunks;
+    chunks[a->nchunks++] = {static_cast<uint32_t>(count), data};
+    return 0;
+}
+
 // Adds the chunk to the array's table.  A chunk without elements has a block, too.
 static int end_chunk(message_array *a, filling *c)
 {
-    bool grown = c->data != nullptr || grow(c, 1);
-    auto chunks = static_cast<message_chunk *>(
-        realloc(static_cast<void *>(a->chunks), (a->nchunks + 1) * sizeof(message_chunk)));
-    if (chunks != nullptr) a->chunks = chunks;
-    if (!grown || chunks == nullptr) return MESSAGE_NOMEMORY;
+    if (c->data == nullptr && !grow(c, 1)) return MESSAGE_NOMEMORY;
     size_t bytes = c->count * c->width;
     memset(c->data + bytes, 0, (c->count == 0 ? c->width : 0) + MESSAGE_SPARE);
-    chunks[a->nchunks++] = {static_cast<uint32_t>(c->count), c->data};
+    if (chunk_add(a, c->count, c->data) != 0) return MESSAGE_NOMEMORY;
     *c = {nullptr, c->width, 0, 0, c->exact};
     return 0;
+}
+
+// Reads the elements of the only chunk into the place that was offered.
+static int land_chunk(fdio *f, message_array *a, uint32_t count)
+{
+    const size_t width = message_element_size(a->type);
+    int rc = read_elements(f, static_cast<char *>(f->landing.place), count * width, width);
+    return rc == 0 ? chunk_add(a, count, nullptr) : rc;
 }
 
 static void free_chunk(filling *c, uint32_t type)
@@ -357,6 +376,8 @@ static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)
     uint32_t count;
     int rc = read_count(f, a->type, &count);
     if (rc != 0) return rc;
+    const stream_landing &l = f->landing;
+    if (l.place != nullptr && l.type == a->type && count <= l.space) return land_chunk(f, a, count);
     if (joined && c->count + count > MESSAGE_CHUNK_MAX && (rc = end_chunk(a, c)) != 0) {
         int skipped = skip_elements(f, a->type, count);
         return skipped != 0 ? skipped : rc;
@@ -386,11 +407,10 @@ static int read_chunks(fdio *f, uint32_t n, message_array *a)
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
-int fdio_readarray(stream *s, const char *, message_array *value)
+static int read_array(fdio *f, message_array *value)
 {
-    fdio *f = reader(s);
     unsigned char head[12];
-    uint32_t n;
+    uint32_t n = 0;
     *value = {};
     int rc = read_all(f, head, sizeof head);
     if (rc != 0) return rc;
@@ -403,6 +423,7 @@ int fdio_readarray(stream *s, const char *, message_array *value)
         if (rc == 0 && n > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
         value->type = type;
         if (rc == 0) promise(f, uint64_t(n) * sizeof n);
+        if (n != 1) f->landing = {};
         if (rc == 0 && n > 0) rc = read_chunks(f, n, value);
         if (rc != 0) {
             *value = {};
@@ -412,6 +433,13 @@ int fdio_readarray(stream *s, const char *, message_array *value)
     value->total = total;
     value->type = type;
     return 0;
+}
+
+int fdio_readarray(stream *s, const char *, message_array *value)
+{
+    int rc = read_array(reader(s), value);
+    reader(s)->landing = {};
+    return rc;
 }
 
 int fdio_readfile(stream *s, const char *name, message_file *value)

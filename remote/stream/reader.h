@@ -23,6 +23,7 @@ int fdio_startinmsg(stream *s, int32_t *id);
 int fdio_getcurrentinmsg(stream *s);
 int fdio_endinmsg(stream *s);
 void fdio_expect(stream *s, uint32_t least);
+void fdio_land(stream *s, const stream_landing *landing);
 
 #define DECLARE(kind, type) int fdio_read##kind(stream *s, const char *name, type *value);
 FDIO_NUMBERS(DECLARE)

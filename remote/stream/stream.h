@@ -27,6 +27,13 @@ struct fdio_timeout {
 
 typedef void (*stream_callback)(stream *s, void *arg);
 
+// Memory of the caller for the elements of an array.
+struct stream_landing {
+    void *place; // null: none
+    uint32_t type;
+    int64_t space; // elements that fit
+};
+
 // The order of the slots in memory is part of the interface.
 struct stream_operations {
     // `record` is the message, and `must_end` the codec's flag that it has begun; a descriptor
@@ -75,6 +82,9 @@ struct stream_operations {
     fdio_timeout *(*getwritetimeout)(stream *s);
     // Tells that at least so many bytes of the message begun are still to be read.  May be empty.
     void (*expect)(stream *s, uint32_t least);
+    // Offers a place for the next array that is read.  If its elements are in one chunk, of the
+    // type and not too many, they are put there, and the chunk has no data.  May be empty.
+    void (*land)(stream *s, const stream_landing *landing);
 };
 
 struct stream {

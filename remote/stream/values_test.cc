@@ -111,6 +111,37 @@ TEST(Values, ArraysCarryTotalTypeAndChunks)
     EXPECT_EQ(s.record()->outlen, 0u);
 }
 
+TEST(Values, AnArrayLandsWhereItIsWantedIfItFits)
+{
+    chunked<int32_t> one{{1, 2}}, two{{1}, {2}};
+    struct {
+        const message_array &sent;
+        stream_landing offer;
+        bool lands;
+    } cases[] = {{one.a, {nullptr, TYPE_INT, 2}, true},
+                 {one.a, {nullptr, TYPE_INT, 1}, false},
+                 {one.a, {nullptr, TYPE_UINT, 2}, false},
+                 {two.a, {nullptr, TYPE_INT, 2}, false}};
+    for (auto &c : cases) {
+        stream_end s;
+        message_array back;
+        int32_t place[3] = {-1, -1, -1};
+        c.offer.place = place;
+        EXPECT_EQ(s.far->ops.writearray(s.far, "f", &c.sent), 0);
+        EXPECT_EQ(s.far->ops.writearray(s.far, "f", &one.a), 0);
+        EXPECT_EQ(s.far->ops.endoutmsg(s.far), 0);
+        s.near->ops.land(s.near, &c.offer);
+        EXPECT_EQ(s.near->ops.readarray(s.near, "f", &back), 0);
+        EXPECT_EQ(back.chunks[0].data == nullptr, c.lands);
+        EXPECT_EQ(place[1], c.lands ? 2 : -1);
+        EXPECT_EQ(place[2], -1);
+        s.near->ops.freearray(s.near, &back);
+        EXPECT_EQ(s.near->ops.readarray(s.near, "f", &back), 0);
+        EXPECT_EQ(image(back), image(one.a)) << "the offer is for one array";
+        s.near->ops.freearray(s.near, &back);
+    }
+}
+
 // From stream to stream, behind `shift` bytes that are in the writer's buffer already.
 static void expect_to_arrive(const message_array &a, int shift)
 {
