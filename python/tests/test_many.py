@@ -54,7 +54,7 @@ def test_the_first_proof_wins_and_incumbents_are_shared(place, models):
     for compete in (vanto.race, vanto.conduct):
         outcome = compete(models / "p0201.mps", settings, place)
         assert outcome.proven and outcome.result.objective == pytest.approx(7615)
-        assert len(outcome.results) == 2
+        assert len(outcome.results) == 2 and len(outcome.result.values()) == 201
     with vanto.Environment() as env:
         model = env.read(models / "p0033.mps")
         assert vanto.race(model, settings, place).result.objective == pytest.approx(3089)

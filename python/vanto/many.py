@@ -130,7 +130,7 @@ class Map:
             if cancelled:
                 run.stop()
             try:
-                return run.result()
+                return run.result().keep_names()
             finally:
                 with self._lock:
                     self._running.discard(run)
@@ -184,11 +184,9 @@ class Outcome:
 
 
 class _Race:
-    def __init__(self, runs: list[Run], conducted: bool):
-        self.runs = runs
-        self.conducted = conducted
+    def __init__(self, runs: list[Run], conducted: bool, maximize: bool):
+        self.runs, self.conducted, self.maximize = runs, conducted, maximize
         self.news: queue.SimpleQueue[tuple[int, Progress | None]] = queue.SimpleQueue()
-        self.maximize = runs[0].maximize  # type: ignore[attr-defined]
         self.best: float | None = None
 
     def follow(self, i: int) -> None:
@@ -208,9 +206,8 @@ class _Race:
                 run.inject(objective)
 
     def proven(self, i: int) -> bool:
-        try:
-            result = self.runs[i].result()
-        except Error:
+        result = _result_of(self.runs[i])
+        if result is None:
             return False
         # Nothing better than what another one found: that one's is the best.
         beaten = result.status == 12 and self.conducted and self.best is not None
@@ -240,27 +237,25 @@ def _compete(model: Source | Model, settings: Sequence[Mapping[str, Any]], serve
              conducted: bool, method: str) -> Outcome:
     if not settings:
         raise ValueError("no settings")
-    with contextlib.ExitStack() as stack:
-        source = stack.enter_context(_source(model))
+    with _source(model) as source, contextlib.ExitStack() as stack:
         envs = [stack.enter_context(Environment(server, **s)) for s in settings]
         models = [_make(source, env) for env in envs]
         maximize = models[0].maximize
-        runs = [m.start(method) for m in models]
-        runs[0].maximize = maximize  # type: ignore[attr-defined]
-        race = _Race(runs, conducted)
+        race = _Race([m.start(method) for m in models], conducted, maximize)
         proven = race.run()
-        results: list[Result | None] = []
-        for run in runs:
-            try:
-                results.append(run.result())
-            except Error:
-                results.append(None)
-        best = _best(results, maximize)
-        if best is None:
-            raise runs[0]._error or Error(1012, "no solve gave a result")
-        result = results[best]
-        assert result is not None
-        return Outcome(result, best, proven, results)
+        results = [_result_of(run) for run in race.runs]
+    best = _best(results, maximize)
+    result = None if best is None else results[best]
+    if best is None or result is None:
+        raise race.runs[0]._error or Error(1012, "no solve gave a result")
+    return Outcome(result, best, proven, results)
+
+
+def _result_of(run: Run) -> Result | None:
+    try:
+        return run.result().keep_names()
+    except Error:
+        return None
 
 
 def _best(results: list[Result | None], maximize: bool) -> int | None:

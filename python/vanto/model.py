@@ -357,7 +357,7 @@ class Model:
             return np.arange(count, dtype=np.int32)[which]
         if isinstance(which, (str, int, np.integer)):
             which = [which]
-        listed = list(which) if not isinstance(which, np.ndarray) else which
+        listed: Any = which if isinstance(which, np.ndarray) else list(which)
         if len(listed) and isinstance(listed[0], str):
             find = self.column if what == "column" else self.row
             return np.array([find(w) for w in listed], np.int32)

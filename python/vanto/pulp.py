@@ -36,7 +36,7 @@ class VANTO(pulp.LpSolver):
         self.server = server
         given = {"time_limit": timeLimit, "rel_gap": gapRel, "abs_gap": gapAbs,
                  "node_limit": maxNodes, "threads": threads}
-        self.parameters = {k: v for k, v in given.items() if v is not None}
+        self.parameters: dict[str, Any] = {k: v for k, v in given.items() if v is not None}
         self.parameters.update(parameters)
 
     def available(self) -> bool:

@@ -17,6 +17,7 @@ if TYPE_CHECKING:
 Status = enum.IntEnum("Status", {  # type: ignore[misc]
     name: int(number) for name, number in lib.re.findall(r"\bVNT_STAT_(\w+) = (\d+)",
                                                          lib._texts[0])})
+setattr(Status, "__str__", lambda self: self.name.lower())
 Status.__doc__ = "How a solve ended: VNT_STAT_* of vanto.h."
 
 
@@ -58,6 +59,7 @@ class Result:
         self.reduced_costs = None if self.is_mip else self._array(ask, "VNTLgetdj", self.columns)
         self.basis = None if self.is_mip else self._basis(ask)
         self._model = model
+        self._names: list[str] | None = None
 
     @staticmethod
     def _number(ask: Any, function: str) -> float | None:
@@ -96,11 +98,17 @@ class Result:
         """Whether the solution is proven to be the best, within the tolerances."""
         return self.status in (1, 10)
 
+    def keep_names(self) -> Result:
+        """Takes the names of the columns along, for when the model is closed."""
+        self._names = self._model.column_names
+        return self
+
     def values(self) -> dict[str, float]:
-        """The solution by the names of the columns, as the model has them now."""
+        """The solution by the names of the columns."""
         if self.x is None:
             raise ValueError(f"no solution: {self.status.name.lower()}")
-        return dict(zip(self._model.column_names, self.x.tolist()))
+        names = self._names if self._names is not None else self._model.column_names
+        return dict(zip(names, self.x.tolist()))
 
     def _rows(self) -> list[tuple[str, str]]:
         told = [("status", self.status.name.lower().replace("_", " "))]

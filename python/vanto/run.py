@@ -14,6 +14,7 @@ from .lib import Error, ffi
 from .result import Result
 
 if TYPE_CHECKING:
+    from .environment import _Handle
     from .model import Model
 
 NONE = 1e75  # no limit, no value
@@ -57,7 +58,7 @@ class Run:
     def __init__(self, model: Model, optimize: tuple[Any, ...], restore: dict[str, Any]):
         self.model = model
         self.problem = model._problem
-        self._handle = model.env._handle
+        self._handle: _Handle = model.env._handle
         self._optimize = optimize
         self._restore = restore
         self._change = threading.Condition()
@@ -67,8 +68,8 @@ class Run:
         self._paused = self._ended = self._stopping = self._left = False
         self._outcome: Result | None = None
         self._error: BaseException | None = None
-        self._begin = time.monotonic()
-        self._thread = threading.Thread(target=self._work, name="vanto solve", daemon=True)
+        self._begin: float = time.monotonic()
+        self._thread: threading.Thread = threading.Thread(target=self._work, name="vanto solve", daemon=True)
 
     @staticmethod
     def _start(model: Model, method: str, parameters: dict[str, Any]) -> Run:
