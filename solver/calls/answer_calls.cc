@@ -8,7 +8,7 @@ using namespace vnt;
 
 static answer &answer_of(vntlp &p)
 {
-    require(p.last.there(), VNTERR_NO_SOLUTION);
+    require(p.last.has_solution(), VNTERR_NO_SOLUTION);
     return p.last;
 }
 
@@ -87,7 +87,8 @@ int VNTLgetslack(VNTENVptr env, VNTLPptr lp, double *slack, int begin, int end)
 int VNTLgetpi(VNTENVptr env, VNTLPptr lp, double *pi, int begin, int end)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        bool none = p.m.numrows() == 0 && p.last.there(); // no rows, no prices, and an answer
+        bool none =
+            p.m.numrows() == 0 && p.last.has_solution(); // no rows, no prices, and an answer
         put_range(none ? p.last.pi : there(p.last.pi), pi, begin, end);
     });
 }
@@ -224,7 +225,7 @@ int VNTLgetmiprelgap(VNTENVptr env, VNTLPptr lp, double *gap_p)
 {
     return with_problem(env, lp, [&](vntlp &p) {
         const answer &last = search_of(p);
-        put(gap_p, last.there() ? relative_gap(last.objective, last.bound) : 1e75);
+        put(gap_p, last.has_solution() ? relative_gap(last.objective, last.bound) : 1e75);
     });
 }
 

@@ -239,7 +239,7 @@ const tableau &optimal_tableau(vntlp &p);
 inline const double *point_of(const vntlp &p, const double *x)
 {
     if (x != nullptr) return x;
-    require(p.last.there() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
+    require(p.last.has_solution() || p.m.numcols() == 0, VNTERR_NO_SOLUTION);
     return p.last.x.data();
 }
 

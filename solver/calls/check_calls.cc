@@ -210,7 +210,7 @@ int VNTLchecksoln(VNTENVptr env, VNTLPptr lp, int *lpstatus_p)
 {
     return with_environment(env, [&](vntenv &e) {
         const vntlp &p = problem_of(e, lp);
-        require(p.last.there(), VNTERR_NO_SOLUTION);
+        require(p.last.has_solution(), VNTERR_NO_SOLUTION);
         bool all = !p.last.primal_feasible || primal_within(e, p);
         if (p.last.dual_feasible) all &= dual_within(e, p);
         put(lpstatus_p, all ? p.last.status : static_cast<int>(VNT_STAT_NUMERICAL));

@@ -104,7 +104,7 @@ int VNTLmbasewrite(VNTENVptr env, VNTLPptr lp, const char *filename_str)
 int VNTLsolwrite(VNTENVptr env, VNTLPptr lp, const char *filename_str)
 {
     return with_problem(env, lp, [&](vntlp &p) {
-        require(p.last.there(), VNTERR_NO_SOLUTION);
+        require(p.last.has_solution(), VNTERR_NO_SOLUTION);
         file_write(filename_str, solution_write(p.m, {p.last.status, p.last.objective, p.last.x,
                                                       p.last.pi, p.last.dj}));
     });

@@ -49,7 +49,7 @@ int VNTLNETprimopt(VNTENVptr env, VNTNETptr net)
 
 static const answer &answer_of(const vntnet &p)
 {
-    require(p.last.there(), VNTERR_NO_SOLUTION);
+    require(p.last.has_solution(), VNTERR_NO_SOLUTION);
     return p.last;
 }
 

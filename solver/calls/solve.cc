@@ -107,7 +107,7 @@ void solve_report(vntenv &env, const answer &last)
     if (env.parameters.get_int(VNT_PARAM_LOG_LEVEL) == 0) return;
     std::string text = status_text(last.status);
     text[0] = static_cast<char>(toupper(text[0]));
-    if (last.there() && last.status != VNT_STAT_UNBOUNDED)
+    if (last.has_solution() && last.status != VNT_STAT_UNBOUNDED)
         text += printed(", objective %.15g", last.objective);
     text += printed(", %lld iterations", static_cast<long long>(last.iterations));
     if (last.nodes > 0) text += printed(", %lld nodes", static_cast<long long>(last.nodes));

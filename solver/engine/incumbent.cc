@@ -11,7 +11,8 @@ engine_incumbent::engine_incumbent(const engine_model &model, const engine_param
       best(std::numeric_limits<double>::infinity())
 {
     found = static_cast<int64_t>(result.solutions.size());
-    if (there()) best = model.sense * engine_objective(model, result.solutions.back().data());
+    if (has_solution())
+        best = model.sense * engine_objective(model, result.solutions.back().data());
 }
 
 static void round_integers(const engine_model &model, std::vector<double> *x)

@@ -22,7 +22,7 @@ class engine_incumbent {
     // begins.
     bool offer(std::vector<double> x);
 
-    bool there() const { return !result.solutions.empty(); }
+    bool has_solution() const { return !result.solutions.empty(); }
     double value() const { return best; } // in the minimising sense, infinite without one
 
   private:

@@ -210,7 +210,7 @@ static bool best_alone(const engine_model &model, int j, double tolerance, doubl
     return cost == 0;
 }
 
-static int resting_bound(double value, double lower, double upper)
+static int nonbasic_status(double value, double lower, double upper)
 {
     if (value == lower) return VNT_BASIS_LOWER;
     return value == upper ? VNT_BASIS_UPPER : VNT_BASIS_FREE;
@@ -230,7 +230,7 @@ bool engine_solve_empty(const engine_model &model, double tolerance, engine_resu
             bounded = false;
             result->ray[j] = model.sense * model.objective[j] > 0 ? -1 : 1;
         }
-        result->cstat[j] = resting_bound(result->x[j], model.col_lower[j], model.col_upper[j]);
+        result->cstat[j] = nonbasic_status(result->x[j], model.col_lower[j], model.col_upper[j]);
     }
     result->primal_feasible = true;
     result->dual_feasible = bounded;

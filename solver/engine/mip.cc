@@ -212,7 +212,7 @@ void mip_search::settle_boxed(const std::vector<double> &x)
 
 void mip_search::start()
 {
-    if (nodes_before > 0 && incumbent.there()) return; // tried in an earlier round
+    if (nodes_before > 0 && incumbent.has_solution()) return; // tried in an earlier round
     for (int k = 0; k < model.num_starts && poll.ended() == 0; k++)
         if (!try_start(model.starts[k])) poll.log(1, 1, "Start %d is not feasible.\n", k + 1);
 }
@@ -290,7 +290,7 @@ int mip_search::verdict()
     raise(on_gap ? cbc->getBestPossibleObjValue() : infinity);
     if (std::isfinite(cutoff) && best > cutoff + 1e-9 * std::max(1.0, std::fabs(cutoff)))
         return VNT_STAT_CUTOFF;
-    if (!incumbent.there()) return VNT_STAT_INFEASIBLE;
+    if (!incumbent.has_solution()) return VNT_STAT_INFEASIBLE;
     bool closed = best - bound <= 1e-9 * std::max(1.0, std::fabs(best));
     return closed ? VNT_STAT_OPTIMAL : VNT_STAT_OPTIMAL_TOLERANCE;
 }
@@ -316,7 +316,7 @@ void mip_search::fill()
     result.nodes = poll.seen.nodes;
     result.nodes_left = exhausted ? 0 : poll.seen.nodes_left;
     result.ticks = poll.seen.ticks;
-    if (!incumbent.there()) return;
+    if (!incumbent.has_solution()) return;
     result.x = result.solutions.back();
     result.primal_feasible = true;
     engine_fill_rows(model, &result);

@@ -20,7 +20,7 @@ void mip_search::solution(const double *x)
 // Between two nodes: the tree is whole, and its bounds hold for everything that is left.
 void mip_search::tree_status()
 {
-    if (std::isfinite(applied) && !incumbent.there()) by_objective();
+    if (std::isfinite(applied) && !incumbent.has_solution()) by_objective();
     count_nodes();
     if (inner) return;
     // Nodes that were finished off in one go are counted apart until the search ends.

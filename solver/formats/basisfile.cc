@@ -54,7 +54,7 @@ void basis_read(vntlp &p, const std::string &text)
 {
     std::vector<int> cols(p.m.numcols()), rows(p.m.numrows(), VNT_BASIS_BASIC);
     for (int j = 0; j < p.m.numcols(); j++)
-        cols[j] = p.resting_place(j);
+        cols[j] = p.nonbasic_status(j);
     line_reader lines(text);
     std::string_view line;
     bool ended = false;

@@ -10,8 +10,8 @@
 
 namespace vnt {
 
-// A search that needs more than this leaves its question undecided.  Without bounds of the integer
-// columns it may never end.
+// A search that needs more nodes ends undecided.  With unbounded integer columns it may otherwise
+// never end.
 static constexpr int64_t most_nodes = 5000, most_unbounded_nodes = 100;
 
 bool bounds_stay(const model &m, int j)
@@ -52,7 +52,7 @@ std::vector<conflict_group> conflict_groups(const model &m)
         groups.push_back({2, {{VNT_CONSTRAINT_ROW, i}}});
     for (int j = 0; j < m.numcols(); j++) {
         if (bounds_stay(m, j)) continue;
-        // Without bounds of integer columns a search may never end: they are tried last.
+        // Bounds of integer columns are tried last: without them a search may never end.
         double preference = m.discrete() && m.ctype[j] != 'C' ? 3 : 1;
         if (m.lower[j] > -VNT_INFINITY) groups.push_back({preference, {{VNT_CONSTRAINT_LOWER, j}}});
         if (m.upper[j] < VNT_INFINITY) groups.push_back({preference, {{VNT_CONSTRAINT_UPPER, j}}});
@@ -60,7 +60,7 @@ std::vector<conflict_group> conflict_groups(const model &m)
     return groups;
 }
 
-// Only whether there is a point matters.
+// Only feasibility matters here.
 static vntlp without_objective(const vntlp &p)
 {
     vntlp q = p;
@@ -71,7 +71,7 @@ static vntlp without_objective(const vntlp &p)
     q.m.clear_quadratic();
     q.m.objective.assign(p.m.numcols(), 0.0);
     q.m.offset = 0;
-    q.m.user_cuts.clear(); // they follow from what may be left out
+    q.m.user_cuts.clear(); // they may not hold once constraints are left out
     if (!p.m.discrete()) q.m.lazies.clear();
     for (int j = 0; j < p.m.numcols() && p.m.discrete(); j++)
         if (p.m.ctype[j] == 'B' && !bounds_stay(p.m, j)) q.m.ctype[j] = 'I';
@@ -86,7 +86,7 @@ template <class list> static void erase_places(list &from, std::vector<int> plac
         from.erase(from.begin() + places[k]);
 }
 
-// Takes constraints out of q, which has all of the whole; rows stay without bounds.
+// Takes constraints out of q, a full copy of the model.  Their rows stay, without bounds.
 static void leave_out(model &q, const std::vector<conflict_member> &gone)
 {
     std::vector<int> sets, indicators;
@@ -142,11 +142,11 @@ class conflict_search {
     engine_series series;
     conflict &found;
     std::vector<bool> active;       // by group
-    std::vector<size_t> candidates; // groups that may go, the first ones first
-    size_t settled = 0;             // so many of them stay
+    std::vector<size_t> candidates; // groups that may go, in the order of trying
+    size_t settled = 0;             // how many of them have been tried and stay
 };
 
-// Groups of preference 0 stay without a question; negative ones are not there at all.
+// Groups of preference 0 stay untried; those of negative preference are left out from the start.
 void conflict_search::order()
 {
     for (size_t g = 0; g < found.groups.size(); g++) {
@@ -193,7 +193,7 @@ verdict conflict_search::solve(bool discrete)
     return point ? FEASIBLE : UNDECIDED;
 }
 
-// The relaxation decides quickly where it can.  It has no semi-continuous columns.
+// The relaxation is tried first, as it is quick.  It cannot express semi-continuous columns.
 verdict conflict_search::check()
 {
     found.passes++;
@@ -207,8 +207,8 @@ verdict conflict_search::check()
     return solve(true);
 }
 
-// Leaves out the groups that a proof of infeasibility does not use, if it holds without them. Those
-// of higher preference than is in question stay: another proof may prefer them.
+// Drops the groups that a proof of infeasibility does not use, if it holds without them.  Groups of
+// a higher preference than the current one stay: another proof may need these and not those.
 void conflict_search::use(const std::vector<double> &weights)
 {
     if (weights.empty()) return;
@@ -240,7 +240,7 @@ void conflict_search::leave(size_t from, size_t count, bool in)
         active[candidates[k]] = in;
 }
 
-// What was left out without harm is no candidate any more; those that are settled stay.
+// Groups that have been dropped are no candidates any more; the settled ones are all active.
 void conflict_search::drop_inactive()
 {
     std::erase_if(candidates, [&](size_t g) { return !active[g]; });
@@ -308,7 +308,7 @@ int conflict_find(const vntlp &p, const engine_params &params, const engine_hook
     return search.error;
 }
 
-// New places for what is marked, -1 for the rest.
+// The new places of the marked ones, -1 for the others.  Returns how many are marked.
 static int places_of_kept(const std::vector<bool> &kept, std::vector<int> *place)
 {
     int left = 0;

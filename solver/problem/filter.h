@@ -1,4 +1,4 @@
-// filter.h: what a solution must be like to enter the pool.
+// filter.h: the conditions on which a solution enters the pool.
 
 #pragma once
 
@@ -16,8 +16,8 @@ struct pool_filter {
     std::vector<int> index;
     std::vector<double> weight, reference; // no reference in a range
 
-    // Whether the sum of weight x, or of weight |x - reference|, lies between the two, but for
-    // the noise of the arithmetic.
+    // Whether the sum of weight x, or of weight |x - reference|, lies between lower and upper, up
+    // to rounding errors.
     bool passes(const double *x) const;
 };
 

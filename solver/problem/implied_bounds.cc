@@ -8,8 +8,8 @@ namespace vnt {
 
 namespace {
 
-// The least or greatest that a row can be, with the infinite terms counted apart.
-struct extreme {
+// The minimum of a row's activity, with its infinite terms counted apart.
+struct least_activity {
     double finite = 0;
     int infinities = 0;
 
@@ -21,7 +21,7 @@ struct extreme {
             finite += coefficient * bound;
         }
     }
-    // Without one term; false where that leaves an infinite one.
+    // The minimum without one term; false if another term is infinite.
     bool without(double coefficient, double bound, double *rest) const
     {
         bool infinite = engine_is_inf(bound);
@@ -30,7 +30,7 @@ struct extreme {
     }
 };
 
-// The row in hand: sum of value[k] x[index[k]] <= side.
+// A row: sum of value[k] x[index[k]] <= side.
 struct limited_row {
     const int *index;
     const double *value;
@@ -38,7 +38,7 @@ struct limited_row {
     double side;
 };
 
-// Rounding must not cut anything off.
+// Rounding must not cut off feasible points.
 double loosened(double bound, double by)
 {
     return bound + by * 1e-7 * std::max(1.0, std::fabs(bound));
@@ -46,7 +46,7 @@ double loosened(double bound, double by)
 
 bool tighten_row(const limited_row &row, double sign, column_bounds *b)
 {
-    extreme least;
+    least_activity least;
     for (int64_t k = 0; k < row.count; k++) {
         double a = sign * row.value[k];
         least.add(a, a > 0 ? b->lower[row.index[k]] : b->upper[row.index[k]]);

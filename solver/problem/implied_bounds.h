@@ -1,7 +1,7 @@
-// implied_bounds.h: the bounds of columns that follow from rows.
+// implied_bounds.h: the bounds of columns that the rows imply.
 //
-// They serve as big M: of a bound that is far from what a column can reach, a tolerance relative
-// to it would let through too much.
+// They serve as big M.  With a bound much larger than the column can get, the tolerance, which is
+// relative to it, would hide violations.
 
 #pragma once
 
@@ -13,8 +13,8 @@ struct column_bounds {
     std::vector<double> lower, upper;
 };
 
-// Every feasible point's columns are within them, whatever set or indicator holds as well.  A
-// semi-continuous column's range has 0 in it.
+// Bounds that follow from rows and column bounds alone, without sets and indicators.  The range of
+// a semi-continuous column includes 0.
 column_bounds implied_bounds(const model &m);
 
 } // namespace vnt

@@ -1,8 +1,8 @@
 // networkproblem.h: a network of an environment: the network itself, a basis, and what the last
 // solve left.
 //
-// Every change drops the answer.  The basis, one status per arc and per node, stays where arcs and
-// nodes do.
+// Every change drops the answer.  The basis, one status per arc and per node, stays unless arcs or
+// nodes come or go.
 
 #pragma once
 

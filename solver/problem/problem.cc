@@ -41,15 +41,14 @@ void vntlp::replace(model &&fresh)
     *this = std::move(other);
 }
 
-// A nonbasic column rests at a bound that it has.
-int vntlp::resting_place(int j) const
+int vntlp::nonbasic_status(int j) const
 {
     if (m.lower[j] > -VNT_INFINITY) return VNT_BASIS_LOWER;
     return m.upper[j] < VNT_INFINITY ? VNT_BASIS_UPPER : VNT_BASIS_FREE;
 }
 
-// How near a value is to its bounds: LOWER or UPPER when it is at one, BASIC between them.
-static int place_of(double value, double low, double high)
+// The status that a value suggests: LOWER or UPPER at a bound, BASIC between them.
+static int status_of(double value, double low, double high)
 {
     auto at = [&](double bound) {
         return std::fabs(value - bound) <= 1e-9 * std::max(1.0, std::fabs(bound));
@@ -63,11 +62,11 @@ void vntlp::set_basis_near(const std::vector<double> &x, const std::vector<doubl
     std::vector<double> activity = m.activities(x.data());
     std::vector<int> status, rank, order(rows + cols);
     for (int i = 0; i < rows; i++) {
-        status.push_back(place_of(activity[i], m.row_lower(i), m.row_upper(i)));
+        status.push_back(status_of(activity[i], m.row_lower(i), m.row_upper(i)));
         rank.push_back(status[i] == VNT_BASIS_BASIC ? 0 : 1);
     }
     for (int j = 0; j < cols; j++) {
-        status.push_back(place_of(x[j], m.lower[j], m.upper[j]));
+        status.push_back(status_of(x[j], m.lower[j], m.upper[j]));
         rank.push_back(status.back() == VNT_BASIS_BASIC ? 0 : std::fabs(dj[j]) < 1e-9 ? 1 : 2);
     }
     std::iota(order.begin(), order.end(), 0);
@@ -77,7 +76,7 @@ void vntlp::set_basis_near(const std::vector<double> &x, const std::vector<doubl
     for (int k = rows; k < rows + cols; k++) {
         int &s = status[order[k]];
         if (s == VNT_BASIS_BASIC)
-            s = order[k] < rows ? VNT_BASIS_LOWER : resting_place(order[k] - rows);
+            s = order[k] < rows ? VNT_BASIS_LOWER : nonbasic_status(order[k] - rows);
     }
     set_basis({status.begin() + rows, status.end()}, {status.begin(), status.begin() + rows});
 }
@@ -97,7 +96,7 @@ void vntlp::append_cols(const new_columns &cols, const matrix_lines *entries)
     }
     if (!fit) return;
     for (int j = m.numcols() - cols.count; j < m.numcols(); j++) {
-        cstat.push_back(resting_place(j));
+        cstat.push_back(nonbasic_status(j));
     }
 }
 
@@ -110,13 +109,13 @@ void vntlp::append_rows(const new_rows &rows, const matrix_lines *entries)
     if (fit) rstat.resize(m.numrows(), VNT_BASIS_BASIC);
 }
 
-// Without the deleted ones a basis has the wrong number of basic variables, but for rows that were
-// basic and columns that were not.
+// Whether the basis keeps the right number of basic variables: each deleted row must have been
+// basic, each deleted column nonbasic.
 template <class list>
-static bool survives(const list &status, const std::vector<int> &place, bool basic_may_go)
+static bool survives(const list &status, const std::vector<int> &place, bool basic)
 {
     for (size_t i = 0; i < place.size(); i++) {
-        if (place[i] < 0 && (status[i] == VNT_BASIS_BASIC) != basic_may_go) return false;
+        if (place[i] < 0 && (status[i] == VNT_BASIS_BASIC) != basic) return false;
     }
     return true;
 }
@@ -129,7 +128,7 @@ template <class list> static void compress(list &values, const std::vector<int> 
     values.resize(left);
 }
 
-// Leaves out the terms whose columns go; a list of values may be empty.
+// Drops the terms of deleted columns.  A list of values may be empty.
 static void compress_terms(std::vector<int> &index, const std::vector<int> &place,
                            std::initializer_list<std::vector<double> *> lists)
 {
@@ -179,7 +178,8 @@ void vntlp::keep_rows(const std::vector<int> &place, int left)
     }
 }
 
-// Lazy constraints of discrete columns alone hold wherever these are fixed.
+// Whether a lazy constraint has a continuous column.  The others hold once the discrete columns are
+// fixed at a solution.
 static bool lazy_when_fixed(const model &m)
 {
     for (const row_beside &r : m.lazies) {
@@ -205,7 +205,7 @@ void vntlp::set_type(int type, const std::vector<double> &values)
                     !lazy_when_fixed(m),
                 VNTERR_NOT_SUPPORTED);
     }
-    std::vector<double> fixed = values; // `changed` may take it away
+    std::vector<double> fixed = values; // they may belong to the answer that changed() drops
     if (type == VNT_PROB_LP || type == VNT_PROB_MIP) m.clear_quadratic();
     m.type = type;
     changed();

@@ -22,16 +22,16 @@ struct pool_solution {
     std::vector<double> x;
 };
 
-// What a solve left.  The vectors are empty where there is nothing.
+// The result of the last solve.  A vector that the solve did not give is empty.
 struct answer : engine_result {
     int solution = VNT_SOLUTION_NONE;
     std::vector<pool_solution> pool;
 
-    // A solution of no columns is one, too.
-    bool there() const { return solution != VNT_SOLUTION_NONE; }
+    // Without columns an empty x is a solution, too.
+    bool has_solution() const { return solution != VNT_SOLUTION_NONE; }
 };
 
-// A group of constraints that are left out together; see vanto.h.
+// A group of constraints that are kept or left out together; see vanto.h.
 struct conflict_member {
     char type; // VNT_CONSTRAINT_*
     int index;
@@ -43,13 +43,14 @@ struct conflict_group {
 };
 struct conflict {
     int status = VNT_CONFSTAT_FEASIBLE;
-    int64_t passes = 0; // questions that were asked
+    int64_t passes = 0; // subproblems solved
     std::vector<conflict_group> groups;
 };
 
 class tableau;
 
-// The tableau of the basis.  It refers to its problem: a copy of that makes its own.
+// The tableau of the basis, made when first asked for.  It refers to its problem, so a copy of the
+// problem starts without one.
 struct tableau_keeper {
     std::shared_ptr<const tableau> made;
 
@@ -67,7 +68,7 @@ struct tableau_keeper {
 struct vntlp {
     vnt::model m;
     vnt::answer last;
-    std::optional<vnt::conflict> found; // the last conflict that was looked for
+    std::optional<vnt::conflict> found; // by the last search for a conflict
     std::vector<int> cstat, rstat;      // a basis, both empty without one
     std::vector<double> start;          // values of all columns to start from, may be empty
     std::vector<vnt::mip_start> mip_starts;
@@ -78,10 +79,10 @@ struct vntlp {
     bool has_basis() const { return !cstat.empty() || !rstat.empty(); }
     void set_basis(std::vector<int> cols, std::vector<int> rows);
     void forget_basis();
-    // Makes a basis for a point: what lies between its bounds is basic before what has no reduced
-    // cost, and that before the rest.  Of a nondegenerate vertex it is the vertex's own.
+    // Makes a basis for a point.  Variables strictly between their bounds become basic first, then
+    // those with zero reduced cost, then others.  A nondegenerate vertex gets its own basis.
     void set_basis_near(const std::vector<double> &x, const std::vector<double> &dj);
-    int resting_place(int j) const; // where column j is while not basic, VNT_BASIS_*
+    int nonbasic_status(int j) const; // of column j, VNT_BASIS_*
 
     // The tableau of the basis, kept for the next question; VNTERR_NO_BASIS without a basis.
     const vnt::tableau &basis_tableau();
@@ -97,7 +98,7 @@ struct vntlp {
     void keep_cols(const std::vector<int> &place, int left);
     void keep_rows(const std::vector<int> &place, int left);
 
-    // Changes the type; a fixed MIP has the discrete columns fixed at the last solution, or at
-    // `values`, and goes back to its own bounds with the next type.
+    // Changes the type.  A fixed MIP has its discrete columns fixed at `values`; the next change of
+    // type restores their bounds.
     void set_type(int type, const std::vector<double> &values);
 };

@@ -87,13 +87,13 @@ void reformulation::copy_all(const model &m)
     objective = m.objective;
 }
 
-// A big M lets through its own size times the integrality tolerance.
+// A big M allows violations of its own size times the integrality tolerance.
 static bool serves_as_m(double bound)
 {
     return bound >= -1e6 && bound <= 1e6;
 }
 
-// A new column; returns its place.
+// Returns the index of the new column.
 int reformulation::add_column(double low, double high, char type)
 {
     a.grow(0, 1);
@@ -109,7 +109,7 @@ int reformulation::add_binary()
     return add_column(0, 1, 'B');
 }
 
-// 1 - binary.
+// A binary column that is 1 - binary.
 int reformulation::add_negation(int binary)
 {
     int z = add_binary();
@@ -117,8 +117,8 @@ int reformulation::add_negation(int binary)
     return z;
 }
 
-// Column j is 0 where the binary is 1.  Pairs are of columns without negative values, so that a
-// column that has some is represented by one that is its magnitude at least.
+// Column j is 0 where the binary is 1.  A pair needs a column without negative values; another one
+// is replaced by a column that is at least its magnitude.
 void reformulation::add_pair(int binary, int j)
 {
     if (lower[j] < 0) {
@@ -161,7 +161,7 @@ void reformulation::add_semicontinuous(const model &m)
     }
 }
 
-// Lets a column be other than 0 only where one of the binaries is 1.
+// Forces a column to 0 unless one of the binaries is 1.
 void reformulation::bind(int j, const std::vector<int> &binaries)
 {
     double low = std::min(reach.lower[j], 0.0), high = std::max(reach.upper[j], 0.0);
@@ -180,8 +180,8 @@ void reformulation::bind(int j, const std::vector<int> &binaries)
     }
 }
 
-// One binary for each place where the set may be other than 0: a column, or two neighbours.  One
-// of these places at most is taken.
+// One binary for each place at which the set may be nonzero: a column, or two neighbours.  At most
+// one of the binaries is 1.
 void reformulation::add_set(const special_set &s)
 {
     std::vector<int> order(s.index.size());
@@ -204,8 +204,8 @@ void reformulation::add_set(const special_set &s)
     }
 }
 
-// The row times `sign` is at most its right-hand side while the indicator holds, and at most what
-// the columns' bounds allow at all while it does not.
+// With a big M: the row times `sign` is at most its right-hand side where the indicator holds, and
+// at most the maximum of its activity where not.
 void reformulation::add_implied(const indicator &c, double sign)
 {
     double most = 0, rhs = sign * c.rhs;
@@ -232,7 +232,7 @@ void reformulation::add_implied(const indicator &c, double sign)
     add_row(-VNT_INFINITY, c.complemented ? rhs : most, cols, values);
 }
 
-// The same without a big M: what the row exceeds its side by is 0 where the indicator holds.
+// Without a big M: the row's excess over its right-hand side is 0 where the indicator holds.
 void reformulation::add_paired(const indicator &c, double sign)
 {
     int excess = add_column(0, VNT_INFINITY, 'C');
@@ -290,7 +290,7 @@ void reformulation::copy_starts(const vntlp &p)
     out.num_starts = static_cast<int>(start_points.size());
 }
 
-// Of a higher priority is branched first; the engine counts the other way.
+// Columns of a higher priority are branched on first; the engine's ranks count the other way.
 void reformulation::copy_order(const model &m)
 {
     if (m.order.empty()) return;

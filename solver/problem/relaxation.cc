@@ -18,7 +18,7 @@ relaxation::relaxation(const vntlp &p, bool by_number) : whole(p), elastic(p), b
     elastic.free_lower.clear();
     elastic.free_upper.clear();
     m.clear_quadratic();
-    m.user_cuts.clear(); // they follow from what may give way
+    m.user_cuts.clear(); // they may not hold once constraints are relaxed
     if (!p.m.discrete()) m.lazies.clear();
     if (!p.m.discrete()) m.ctype.assign(p.m.numcols(), 'C');
     m.type = p.m.discrete() || by_number ? VNT_PROB_MIP : VNT_PROB_LP;
@@ -48,7 +48,7 @@ matrix_lines relaxation::new_lines::lines() const
             value.data()};
 }
 
-// A column that takes up what is missing in a row; a negative row stands for none.
+// Adds a slack column with an entry in the row, without one if the row is negative.
 int relaxation::add_slack(double preference, int64_t group, int row, double value)
 {
     double cost = by_number ? 0 : 1 / preference;
@@ -111,7 +111,7 @@ void relaxation::relax_indicator(int k, double preference, int64_t group)
     }
 }
 
-// A binary column for each group; where it is 0 the group's slacks are.
+// Adds a binary column for each group; while it is 0 the group's slacks are.
 void relaxation::append_switches()
 {
     std::map<int64_t, std::vector<slack_column>> groups;
@@ -137,7 +137,7 @@ int relaxation::run(engine_series &series, engine_result *result)
     return rc;
 }
 
-// Of the points that miss no more than the least relaxation does, the best is wanted.
+// Turns to the caller's objective, over the points that cost no more than the least relaxation.
 void relaxation::ask_objective(const engine_result &least)
 {
     model &m = elastic.m;

@@ -1,9 +1,7 @@
-// relaxation.h: the smallest change of right-hand sides and bounds that lets a problem have a
-// point.
+// relaxation.h: the smallest change of right-hand sides and bounds that makes a problem feasible.
 //
-// The problem is copied, and in the copy every constraint that may give way gets columns that take
-// up what is missing, at a price.  Then the caller's objective may be asked for the best point
-// among those that miss as little.
+// In a copy of the problem each relaxable constraint gets slack columns, which have a cost.  A
+// second solve can then optimise the caller's objective over the points of least relaxation.
 
 #pragma once
 
@@ -12,20 +10,20 @@
 
 namespace vnt {
 
-// The side or sides of a constraint that give way: a row's lower or upper bound, a column's, or a
-// whole indicator.
+// The side or sides of a constraint to relax: the lower or upper bound of a row or column.
 enum relaxed_side { SIDE_LOWER = 1, SIDE_UPPER = 2, SIDE_BOTH = 3 };
 
 class relaxation {
   public:
-    // By number: every relaxed group costs, however far it is relaxed; else by sum.
+    // By number a group costs the same however far it is relaxed; else each unit costs.
     relaxation(const vntlp &p, bool by_number);
 
-    // The constraint may give way.  Each unit costs 1 / preference, or its group does once.
+    // Allows the constraint to be relaxed, at a cost of 1 / preference for each unit or, by number,
+    // for its group.
     void relax(const conflict_member &c, int sides, double preference, int64_t group);
 
-    // Finds the least relaxation and then, where asked for, the best objective within it.  Returns
-    // 0 or an engine's error; how it ended is the answer's status.
+    // Finds the least relaxation and then, with `optimize`, the best objective that it allows.
+    // Returns 0 or an engine's error; how it ended is the answer's status.
     int solve(engine_series &series, bool optimize, answer *out);
 
   private:
@@ -43,7 +41,6 @@ class relaxation {
     vntlp elastic;
     bool by_number;
 
-    // The columns that take up what is missing.
     struct slack_column {
         int column;
         double preference;
@@ -51,7 +48,7 @@ class relaxation {
     };
     std::vector<slack_column> slacks;
 
-    // Lines that wait to be appended all at once.
+    // Rows or columns to be appended at once.
     struct new_lines {
         std::vector<int64_t> begin = {0};
         std::vector<int> index;

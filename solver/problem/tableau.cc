@@ -8,10 +8,10 @@
 
 namespace vnt {
 
-// Tableau elements below this are what arithmetic leaves of a zero.
+// Tableau elements below this are zeros with rounding errors.
 static constexpr double noise = 1e-9;
 
-// What the activity and the slack of a row sum to: an infinite right-hand side is no number.
+// The sum of a row's activity and slack.  An infinite right-hand side counts as 0.
 static double right_side(const model &m, int i)
 {
     return engine_is_inf(m.rhs[i]) ? 0 : m.rhs[i];
@@ -50,7 +50,7 @@ tableau::tableau(const model &m, const std::vector<int> &cstat, const std::vecto
     d = find_reduced_costs();
 }
 
-// A row's status tells where its activity is; its slack is at the other end.
+// The status of a row is that of its activity; the slack is at the opposite bound.
 tableau::place tableau::place_of(int variable, int status) const
 {
     bool slack = variable >= numcols();
@@ -115,8 +115,7 @@ std::vector<double> tableau::row(int position) const
     return products(m, y);
 }
 
-// The columns that rest at bounds take their share of the right-hand sides; the basis does the
-// rest.
+// Nonbasic columns use up part of the right-hand sides; the basic ones make up the rest.
 std::vector<double> tableau::find_values() const
 {
     matrix_view cols = m.a.by_column();
@@ -147,7 +146,7 @@ std::vector<double> tableau::find_reduced_costs() const
     return all;
 }
 
-// How far the basic variables may go along a direction until one meets a bound.
+// The ratio test: how far the basic variables may move along a direction until one meets a bound.
 value_range tableau::until_infeasible(const std::vector<double> &step) const
 {
     value_range range = {-VNT_INFINITY, VNT_INFINITY};
@@ -199,14 +198,14 @@ value_range tableau::rhs_range(int i) const
     return moved(m.rhs[i], until_infeasible(step));
 }
 
-// Of two equal bounds the cost decides which one the variable would not leave.
+// Between two equal bounds the sign of the reduced cost decides which one is active.
 tableau::place tableau::active_place(int variable) const
 {
     if (where[variable] != FIXED) return where[variable];
     return d[variable] >= 0 ? AT_LOWER : AT_UPPER;
 }
 
-// Where the bound may go that the variable rests at, which takes the variable along.
+// The range of the bound that a nonbasic variable is at: the variable moves with its bound.
 value_range tableau::rest_range(int variable) const
 {
     std::vector<double> step = updated(variable);
@@ -215,7 +214,7 @@ value_range tableau::rest_range(int variable) const
     return moved(x[variable], until_infeasible(step));
 }
 
-// A bound that the variable does not rest at may move up to the variable's value.
+// A bound that the variable is not at may move up to the variable's value.
 value_range tableau::lower_range(int variable) const
 {
     if (active_place(variable) != AT_LOWER) return {-VNT_INFINITY, model_number(x[variable])};

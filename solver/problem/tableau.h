@@ -38,12 +38,12 @@ class tableau {
     std::vector<double> updated(int variable) const; // B^-1 times that
     std::vector<double> row(int position) const;     // of B^-1 A, one element per variable
 
-    // Of each variable; those that are not basic rest at bounds, or at 0 without one.
+    // One per variable.  A nonbasic variable is at a bound, or at 0 if it has none.
     const std::vector<double> &values() const { return x; }
     const std::vector<double> &reduced_costs() const { return d; } // in the sense of minimising
 
-    // Of an optimal basis: how far a number of the problem may go, all else unchanged, until
-    // another basis is optimal.  The number as it is lies in its range.
+    // Of an optimal basis: between what numbers one coefficient of the problem may move, all else
+    // unchanged, while the basis stays optimal.
     value_range cost_range(int j) const;
     value_range rhs_range(int i) const;
     value_range lower_range(int variable) const; // of its bound
@@ -51,8 +51,8 @@ class tableau {
     value_range row_lower_range(int i) const; // of the row's bound
     value_range row_upper_range(int i) const;
 
-    // By how much the objective worsens at first for each unit that a basic column is forced
-    // below, or above, its value: infinite where it cannot go there.
+    // The rate at which the objective worsens when a basic column is forced below, or above, its
+    // value; infinite where it cannot move there.
     void leaving_prices(int j, double *down, double *up) const;
 
   private:
