@@ -38,6 +38,8 @@ extern "C" {
 #pragma GCC visibility push(default)
 #endif
 
+// --- Connecting ------------------------------------------------------------------------------
+
 // Opens an environment in a new worker of the server that the arguments name: "-host=<name>" and
 // "-port=<number>", or "-address=<host>:<port>", and "-nothreads".  argv[0] counts as well.  An
 // argc of -2 takes the place from the process's environment variables.

@@ -44,7 +44,8 @@ std::string row_of(const header &h, const std::string &name, const char *textnam
 std::string parameters_page(const header &h)
 {
     std::string out =
-        "# Parameters\n\n`vntsolve --param NAME=VALUE` and parameter files know both names; "
+        "---\nhide: [toc]\n---\n\n# Parameters\n\n`vntsolve --param NAME=VALUE` and parameter "
+        "files know both names; "
         "`VNTLsetintparam` and its like take the number, `VNT_PARAM_` before the first name. "
         "1e+75 means no limit or no value.\n\n"
         "| name | in files | number | type | default | range | |\n|---|---|---|---|---|---|---|\n";

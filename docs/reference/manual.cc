@@ -31,9 +31,28 @@ std::string result_text(const header_function &f)
 {
     if (f.name.rfind("VNT", 0) != 0) return ""; // its comment says
     if (f.gives_object) return "The object, or null on failure.";
-    if (f.comment[0].rfind("Returns ", 0) == 0)
-        return "The value, as said above; where there is no such problem 0, unless said otherwise.";
+    if (returns_value(f)) return "What the description says; 0 on failure unless said otherwise.";
     return "0, or one of VNTERR_*.";
+}
+
+static bool supported(const header_function &f, const manual_context &c)
+{
+    auto state = c.states.find(f.name);
+    return state == c.states.end() || state->second != "not supported";
+}
+
+std::string errors_text(const header_function &f, const manual_context &c)
+{
+    std::string out;
+    if (f.name.rfind("VNT", 0) != 0) return out; // its comment says
+    for (const std::string &e : error_names(f, supported(f, c)))
+        out += (out.empty() ? "" : ", ") + e;
+    return out;
+}
+
+std::string state_text(const header_function &f, const manual_context &c)
+{
+    return supported(f, c) ? "" : "The open solver does not support this function.";
 }
 
 namespace {
@@ -104,16 +123,13 @@ std::string lowered(std::string text)
 
 std::string function_page(const header_group &g, const header_function &f, const manual_context &c)
 {
-    auto state = c.states.find(f.name);
-    bool lacking = state != c.states.end() && state->second == "not supported";
     return title_line(f.name, c) +
            section("NAME", f.name + " \\- " + plain(lowered(first_sentence(f.comment))) + "\n") +
            section("SYNOPSIS", synopsis(c, f.declaration)) +
            section("DESCRIPTION", running_text(f.comment)) + section("PARAMETERS", parameters(f)) +
            section("RETURN VALUE", running_text({result_text(f)})) +
-           section("NOTES",
-                   running_text(g.text) +
-                       (lacking ? ".PP\nThe open solver does not support this function.\n" : "")) +
+           section("ERRORS", running_text({errors_text(f, c)})) +
+           section("NOTES", running_text(g.text) + running_text({state_text(f, c)})) +
            section("SEE ALSO", see_also(g, f.name, c));
 }
 

@@ -31,8 +31,11 @@ page_map site_pages(const header &h, const manual_context &c);
 // The states that docs/functions.md tells, by function; none where it is missing.
 std::map<std::string, std::string> states_read(const std::string &path);
 
-// What a function returns, in a sentence.
+// What a function returns, in a sentence; the statuses that its parameters can lead to; whether the
+// open solver lacks it.  Empty where there is nothing to say.
 std::string result_text(const header_function &f);
+std::string errors_text(const header_function &f, const manual_context &c);
+std::string state_text(const header_function &f, const manual_context &c);
 
 // The file name of a group's page, without its ending.
 std::string page_name(const std::string &title);

@@ -84,6 +84,28 @@ TEST(Rows, TellDirectionTypeAndLength)
     EXPECT_EQ(rows_of("VNTLopenVANTO"), "status_p|out|int *|\n") << "has no row";
 }
 
+static std::string errors_of(const char *function, bool supported = true)
+{
+    std::string all;
+    for (const header_function &f : all_functions()) {
+        if (f.name != function) continue;
+        for (const std::string &e : error_names(f, supported))
+            all += e.substr(sizeof "VNTERR") + " ";
+    }
+    return all;
+}
+
+TEST(Rows, TellWhatTheParametersCanLeadTo)
+{
+    EXPECT_EQ(errors_of("VNTLgetcols"), "NO_ENVIRONMENT NO_PROBLEM SPACE_TOO_SMALL INDEX_RANGE ");
+    EXPECT_EQ(errors_of("VNTLwriteprob"), "NO_ENVIRONMENT NO_PROBLEM FILE_CREATE ");
+    EXPECT_EQ(errors_of("VNTEordread"), "NO_ENVIRONMENT FILE_OPEN FILE_FORMAT ");
+    EXPECT_EQ(errors_of("VNTLgetparamnum"), "NO_ENVIRONMENT BAD_PARAMETER ");
+    EXPECT_EQ(errors_of("VNTLfreeprob"), "NO_ENVIRONMENT NO_PROBLEM ");
+    EXPECT_EQ(errors_of("VNTLpivot", false), "NO_ENVIRONMENT NO_PROBLEM NOT_SUPPORTED ");
+    EXPECT_EQ(errors_of("VNTLgetnumcols"), "") << "returns a count";
+}
+
 TEST(ManualPage, SaysWhatTheHeaderAndTheRowSay)
 {
     std::string text = page("VNTLgetcols.3");

@@ -33,25 +33,34 @@ std::string running_text(const comment_lines &lines)
     return out;
 }
 
+bool handle(const parameter_row &r)
+{
+    return r.type == "VNTENVptr" || r.type == "VNTLPptr" || r.type == "VNTNETptr";
+}
+
+// The handles say themselves what they are.
 std::string parameter_table(const header_function &f)
 {
-    std::string out = "\n| parameter | | type | elements |\n|---|---|---|---|\n";
+    std::string out;
     for (const parameter_row &r : parameter_rows(f)) {
+        if (handle(r)) continue;
         out += "| `" + r.name + "` | " + r.direction + " | `" + r.type + "` | " + r.length + " |\n";
     }
-    return out;
+    if (out.empty()) return out;
+    return "\n| parameter | | type | elements |\n|---|---|---|---|\n" + out;
+}
+
+std::string paragraph(const std::string &title, const std::string &text)
+{
+    if (text.empty()) return "";
+    return "\n" + title + unescaped_in_code(marked(text)) + "\n";
 }
 
 std::string function_text(const header_function &f, const manual_context &c)
 {
-    auto state = c.states.find(f.name);
-    std::string out = "\n### " + f.name + "\n" + running_text(f.comment) + "\n```c\n" +
-                      f.declaration + "\n```\n" + parameter_table(f);
-    if (!result_text(f).empty())
-        out += "\nReturns: " + unescaped_in_code(marked(result_text(f))) + "\n";
-    if (state != c.states.end() && state->second == "not supported")
-        out += "\nThe open solver does not support this function.\n";
-    return out;
+    return "\n### " + f.name + "\n" + running_text(f.comment) + "\n```c\n" + f.declaration +
+           "\n```\n" + parameter_table(f) + paragraph("Errors: ", errors_text(f, c)) +
+           paragraph("", state_text(f, c));
 }
 
 std::string group_page(const header_group &g, const manual_context &c)

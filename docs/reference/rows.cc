@@ -135,4 +135,67 @@ std::vector<parameter_row> parameter_rows(const header_function &f)
     return rows;
 }
 
+bool returns_value(const header_function &f)
+{
+    return !f.gives_object && !f.comment.empty() && begins(f.comment[0], "Returns ");
+}
+
+// What goes wrong with a parameter, by its name and direction.
+struct parameter_error {
+    const char *name; // or how the name begins
+    const char *direction;
+    const char *status;
+};
+static constexpr parameter_error parameter_errors[] = {
+    {"env", "in", "VNTERR_NO_ENVIRONMENT"},
+    {"lp", "in", "VNTERR_NO_PROBLEM"},
+    {"net", "in", "VNTERR_NO_PROBLEM"},
+    {"begin", "in", "VNTERR_INDEX_RANGE"},
+    {"indices", "in", "VNTERR_INDEX_RANGE"},
+    {"which", "in", "VNTERR_INDEX_RANGE"},
+    {"idx", "in", "VNTERR_INDEX_RANGE"},
+    {"soln", "in", "VNTERR_INDEX_RANGE"},
+    {"i", "in", "VNTERR_INDEX_RANGE"},
+    {"j", "in", "VNTERR_INDEX_RANGE"},
+    {"paramnum", "in", "VNTERR_BAD_PARAMETER"},
+    {"whichparam*", "", "VNTERR_BAD_PARAMETER"},
+    {"surplus_p", "out", "VNTERR_SPACE_TOO_SMALL"},
+    {"index_p", "out", "VNTERR_NAME_NOT_FOUND"},
+    {"content*", "in", "VNTERR_FILE_OPEN"},
+    {"content*", "in", "VNTERR_FILE_FORMAT"},
+};
+
+static bool suits(const parameter_error &e, const parameter_row &r)
+{
+    std::string name = e.name;
+    bool named =
+        name.back() == '*' ? r.name.rfind(name.substr(0, name.size() - 1), 0) == 0 : r.name == name;
+    return named && r.direction.rfind(e.direction, 0) == 0;
+}
+
+static void note(std::vector<std::string> &errors, const std::string &status)
+{
+    for (const std::string &e : errors)
+        if (e == status) return;
+    errors.push_back(status);
+}
+
+std::vector<std::string> error_names(const header_function &f, bool supported)
+{
+    std::vector<std::string> errors;
+    if (returns_value(f)) return errors;
+    bool reads = false, names_file = false;
+    for (const parameter_row &r : parameter_rows(f)) {
+        reads |= begins(r.name, "content");
+        names_file |= begins(r.name, "filename");
+        for (const parameter_error &e : parameter_errors) {
+            bool object = r.name == "env" || r.name == "lp" || r.name == "net";
+            if (suits(e, r) && (supported || object)) note(errors, e.status);
+        }
+    }
+    if (!supported) note(errors, "VNTERR_NOT_SUPPORTED");
+    if (supported && names_file && !reads) note(errors, "VNTERR_FILE_CREATE");
+    return errors;
+}
+
 } // namespace vnt
