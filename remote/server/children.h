@@ -50,7 +50,7 @@ struct server_child {
     int stop_fd;                   // readable once the pumps are to end
     int grace;                     // milliseconds, see server.h
     int64_t started;               // of clock_ms()
-    std::atomic<bool> copying;     // else bytes go from socket to pipe and back by splice()
+    std::atomic<bool> copying;     // by read() and write() instead of splice()
     std::atomic<uint64_t> relayed; // see child_traffic
 
     report_state reported; // this and the next belong to the to-child pump
@@ -60,15 +60,15 @@ struct server_child {
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;
     int32_t id;         // of the process; 0 until it is forked
-    int client;         // its socket; the to-child pump and, while relaying, the other may use it
+    int client;         // its socket; for the to-child pump, and while `relaying` for the other
     int pending;        // the socket of a client that wants the worker, or one of PENDING_*
     bool left;          // its client has left it and sends nothing more
     bool stopped;       // the worker has ended, or is being ended
-    bool reaped;        // the process id may be another process's
+    bool reaped;        // collected: the system may give its id to another process
     bool relaying;      // the from-child pump is passing bytes on, so that `client` must stay
     bool discarding;    // the client takes nothing more; the worker's output is dropped
     bool drained;       // the from-child pump has ended
-    int ended;          // pumps that do nothing more but end
+    int ended;          // how many pumps are done
     bool farewell;      // the worker has reported a regular end
     const char *reason; // why the server has killed the worker, or null
     char peer[SOCKNAM_SIZE]; // the address of the last client

@@ -6,7 +6,7 @@
 
 namespace vnt {
 
-// What is quoted from a file must not steer the terminal that shows it.
+// The text may quote a file, whose control characters must not reach a terminal.
 void calls_complain(vntenv *env, const char *call, const std::string &text) noexcept
 try {
     if (env == nullptr) return;
@@ -15,7 +15,7 @@ try {
         line.begin(), line.end(), [](unsigned char c) { return iscntrl(c) != 0; }, '?');
     env->say(CHANNEL_ERROR, line + "\n");
 } catch (...) {
-    // Without memory for the text the status has to do.
+    // Without memory for the text the caller has the status alone.
 }
 
 int calls_failed(vntenv *env, const char *call) noexcept

@@ -1,11 +1,11 @@
-// How far numbers of a problem may go until another basis is optimal.
+// Sensitivity: between what values a coefficient may move while the basis stays optimal.
 
 #include "solver/calls/calls.h"
 #include "solver/problem/tableau.h"
 
 using namespace vnt;
 
-// Where the ends of ranges go; either may be null.
+// The caller's arrays for the ends of ranges; either may be null.
 struct range_output {
     double *low, *high;
 

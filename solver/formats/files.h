@@ -46,8 +46,7 @@ class line_reader {
     int count = 0;
 };
 
-// The words of a line: the first few of them, which are all that any format has use for, and the
-// number of all.
+// The first words of a line, as many as any format uses, and the number of all its words.
 struct line_words {
     static constexpr size_t most = 8;
     std::string_view word[most];
@@ -64,7 +63,7 @@ struct line_words {
 };
 line_words words_of(std::string_view line);
 
-// The text with blanks for line ends, and none at its own ends.
+// The text on one line: line ends become blanks, and blanks at its ends go.
 std::string one_line(std::string text);
 
 } // namespace vnt

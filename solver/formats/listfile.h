@@ -7,8 +7,8 @@
 //     0 C158
 //     end
 //
-// The name is the rest of its line, for it may hold blanks.  Empty lines count for nothing.  A
-// list is preceded by its length or followed by `end`, so that a file that lost its tail is known.
+// The name is the rest of its line, for it may hold blanks.  Empty lines are ignored.  A list is
+// preceded by its length or followed by `end`, so that a truncated file is noticed.
 //
 // Errors: failures with VNTERR_FILE_FORMAT that name the line.
 
@@ -34,7 +34,7 @@ class list_reader {
     bool ended() const { return line.empty(); }
     int64_t integer(int64_t least, int64_t most);
     double number();                   // finite
-    int place(const name_list &names); // of the name that the rest of the line is
+    int place(const name_list &names); // of the name in the rest of the line
     // The same; fails where `seen`, an element for each of the names, has it already.
     int fresh_place(const name_list &names, std::vector<bool> *seen);
 

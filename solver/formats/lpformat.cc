@@ -241,8 +241,8 @@ void lp_reader::finish_row(std::string_view name, lp_sum &s, double side, char s
         parts.add_entry(s.index[k], s.value[k]);
 }
 
-// What is no range becomes a row with one side, or two rows that contradict each other: a row of
-// the model lies between its sides, whatever their order.
+// With an infinite side the row has the other side only.  Sides that contradict each other become
+// two rows: a row of sense R would take them in ascending order.
 void lp_reader::finish_range(std::string_view name, lp_sum &s, double low, double high)
 {
     if (low <= -VNT_INFINITY) return finish_row(name, s, high, 'L');

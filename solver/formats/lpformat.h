@@ -22,8 +22,8 @@
 // the order in which they first appear.  Names may hold brackets in pairs, such as x[1].
 //
 // Read with a remark: an upper bound below 0 takes the lower bound of 0 away; a range whose sides
-// contradict each other becomes two rows; columns that only bounds, types or sets name; binary
-// columns with bounds beyond 0 and 1.
+// contradict each other becomes two rows; columns that appear only in bounds, types or
+// sets; binary columns with bounds beyond 0 and 1.
 //
 // What is written reads back to the same model, and writes the same text again, with two
 // exceptions: a row of sense R comes back with the same two sides, but perhaps another rhs and
@@ -42,7 +42,7 @@ namespace vnt {
 
 model lp_read(const std::string &text, std::string *remarks);
 
-// `made` tells whether names had to be made because the format has no place for the model's own.
+// `made` says whether names had to be invented because the format cannot hold the model's own.
 std::string lp_write(const model &m, bool *made);
 
 } // namespace vnt

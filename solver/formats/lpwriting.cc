@@ -47,7 +47,7 @@ static void write_quadratic(const model &m, const file_names &names, std::string
     *out += " ] / 2";
 }
 
-// All columns, those that cost nothing as well, so that they come back in their order.
+// All columns, also those of cost 0: the order in which they appear here is that of the columns.
 static void write_objective(const model &m, const file_names &names, std::string *out)
 {
     *out += m.sense == VNT_MAX ? "maximize\n " : "minimize\n ";
@@ -108,7 +108,7 @@ static void write_bound(const model &m, const file_names &names, int j, std::str
         *out += " " + name + " = " + bound_text(low) + "\n";
     } else if (upper_free) {
         *out += " " + name + " >= " + bound_text(low) + "\n";
-    } else if (low == 0 && high >= 0) { // one below 0 would take the lower bound away
+    } else if (low == 0 && high >= 0) { // an upper bound below 0 would remove the lower one
         *out += " " + name + " <= " + bound_text(high) + "\n";
     } else {
         *out += " " + bound_text(low) + " <= " + name + " <= " + bound_text(high) + "\n";

@@ -34,7 +34,7 @@ struct model_parts {
     std::vector<double> value;
     bool rowwise = false;
 
-    // What stands beside the matrix; a quadratic entry counts for its mirror image as well.
+    // A quadratic entry stands for its mirror image, too.
     struct quadratic_entry {
         int row, col;
         double value;

@@ -304,8 +304,8 @@ static bool all_suit_fixed(const file_names &names)
     return suits_fixed(names.objective);
 }
 
-// The names as they are where the fixed format has room for them, else as the free one has: those
-// that were made for it may be short again.
+// The model's names if all suit the fixed format, else the names for the free format.  Invented
+// ones may be short enough for the fixed format again.
 static file_names names_for(const model &m)
 {
     file_names fixed(m, suits_fixed);

@@ -12,8 +12,8 @@ namespace vnt {
 
 namespace {
 
-// What all three libraries are to this file: an output piece is filled from the input, and `step`
-// tells how that went.
+// The common interface of the three libraries: `step` fills a piece of output from the input, and
+// returns one of these.
 enum class unpacking { GOES_ON, MEMBER_ENDS, FAILS };
 
 // How many bytes of a piece are left to a library that counts them in 32 bits.

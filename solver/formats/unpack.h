@@ -9,7 +9,7 @@
 
 namespace vnt {
 
-// The bytes as they were before they were packed; other bytes come back as they are.
+// The unpacked bytes.  Bytes that are not packed come back unchanged.
 std::string unpacked(std::string bytes);
 
 // The name without the ending that stands for a packer.

@@ -36,7 +36,7 @@ int annotated_count(const model &m, int kind)
 
 namespace {
 
-// Columns that hang together.
+// The blocks of connected columns, as disjoint sets.
 class blocks {
   public:
     explicit blocks(const model &m) : m(m), up(m.numcols()) { std::iota(up.begin(), up.end(), 0); }
@@ -60,7 +60,7 @@ class blocks {
 
   private:
     const model &m;
-    std::vector<int> up; // towards one column of the block that stands for it
+    std::vector<int> up; // the parent of each column, towards the representative of its block
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-// annotations.h: numbers that users put on the objects of a model.
+// annotations.h: numbers that users attach to the objects of a model.
 //
 // A value follows its object when others are deleted; an object that has none has the default.
 

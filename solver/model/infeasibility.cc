@@ -19,7 +19,7 @@ std::vector<double> row_infeasibilities(const model &m, const double *x)
     return out;
 }
 
-// A semi-continuous column may be 0 as well, and misses the nearer of the two.
+// A semi-continuous column may also be 0; the nearer of 0 and its range counts.
 std::vector<double> column_infeasibilities(const model &m, const double *x)
 {
     std::vector<double> out;
@@ -41,7 +41,8 @@ std::vector<double> integer_infeasibilities(const model &m, const double *x)
     return out;
 }
 
-// The sum of the magnitudes that lie outside of the best place for the set's one or two.
+// The sum of the magnitudes other than those of the best column, or pair of neighbours, to be
+// nonzero.
 static double set_infeasibility(const special_set &s, const double *x)
 {
     std::vector<std::pair<double, double>> columns; // weight, magnitude
@@ -80,7 +81,7 @@ std::vector<double> lazy_infeasibilities(const model &m, const double *x)
     return out;
 }
 
-// A constraint that does not hold at the point is not violated either.
+// A constraint whose indicator is off at the point is not violated.
 std::vector<double> indicator_infeasibilities(const model &m, const double *x)
 {
     std::vector<double> out;

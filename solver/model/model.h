@@ -76,7 +76,7 @@ struct row_beside {
 struct branching {
     int column;
     int priority;
-    int direction; // -1 down, 1 up, 0 as the solver likes
+    int direction; // -1 down first, 1 up first, 0 the solver's choice
 };
 
 struct model {
@@ -87,18 +87,19 @@ struct model {
     double offset = 0;
 
     std::vector<double> objective, lower, upper;
-    std::string ctype; // kept while the type is LP, where it does not count
+    std::string ctype; // kept, but ignored, while the type is LP
     name_list col_names{'x'};
 
-    // A row of sense R lies between rhs and rhs + range, in whatever order; others have range 0.
+    // A row of sense R lies between rhs and rhs + range, which may be negative.  Others have range
+    // 0.
     std::vector<double> rhs, range;
     std::string row_sense;
     name_list row_names{'c'};
 
     matrix a;
 
-    // The quadratic part of the objective, 1/2 x'Qx: Q itself, symmetric, both triangles there.
-    // Without one it has no rows and no columns.
+    // Q of the quadratic part of the objective, 1/2 x'Qx, with both triangles.  It has no rows and
+    // columns if the objective is linear.
     matrix q;
 
     std::vector<special_set> sets;
@@ -134,7 +135,7 @@ struct model {
     void set_bound(int j, char which, double value);
     void set_sense(int i, char sense);
     void set_ctype(int j, char type);
-    void make_discrete(); // whatever was continuous; keeps other types
+    void make_discrete(); // turns a continuous type into the discrete one, keeps other types
     // Sets Q(i,j) and Q(j,i); the first one makes the problem quadratic.
     void set_quadratic(int i, int j, double value);
     void clear_quadratic();
@@ -143,7 +144,7 @@ struct model {
     std::vector<double> slacks(const double *x) const;     // rhs - activity
     // `costs` less A'y, one per column.
     std::vector<double> reduced_costs(std::vector<double> costs, const double *y) const;
-    double objective_at(const double *x) const;                        // all of it
+    double objective_at(const double *x) const; // with quadratic part and offset
     double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
 };
 

@@ -1,5 +1,5 @@
-// calls_test.cc: every call of the list, from the calling side's function or from a bare request,
-// through a server and a worker to a solver that notes what it gets, and back.
+// calls_test.cc: every call of the list, from the client's function or from a bare request, through
+// a server and a worker to a solver that records its arguments, and back.
 
 #include "client/connection.h"
 #include "test/folders.h"
@@ -69,7 +69,7 @@ struct patterned : arguments {
         return f.parameters[i].name + std::to_string(k);
     }
 
-    // What the solver must have been called with, when the worker's objects are these.
+    // The line that the solver must have recorded, given the worker's objects.
     std::string line(uint64_t env, uint64_t lp, uint64_t net)
     {
         patterned there(f, v);
@@ -166,7 +166,7 @@ class Calls : public testing::Test {
         const int64_t count = a.count(i);
         const size_t size = static_cast<size_t>(count) * element_size(p.element());
         const std::string bytes(static_cast<const char *>(a.values[i].p), size);
-        if (failed && p.array()) { // what the solver tells there is left out
+        if (failed && p.array()) { // a failed call stores no arrays
             EXPECT_TRUE(p.dir == INOUT || bytes == std::string(size, static_cast<char>(a.filling)));
             return;
         }
@@ -258,7 +258,7 @@ TEST_F(Calls, TakeEmptyRangesAndNegativeCounts)
     check_all(NEGATIVE);
 }
 
-// A solver that has nothing and fails.
+// A solver whose counts are negative and whose calls fail.
 class FailingCalls : public Calls {
   protected:
     void SetUp() override
@@ -280,14 +280,14 @@ TEST_F(FailingCalls, BringBackTheirStatusTextsAndScalars)
     check_all(FULL);
 }
 
-// The first field of a kind in a request, and what to make of it.
+// A field of a request, and how to spoil it.
 struct malformation {
     const char *function;
     const char *field;
     void (*spoil)(void *field);
 };
 
-// The same calls, as requests that no stub sends.
+// The same calls, as requests that the client library would not send.
 class Requests : public Calls {
   protected:
     int32_t flags = 2;
@@ -296,7 +296,7 @@ class Requests : public Calls {
     void SetUp() override
     {
         Calls::SetUp();
-        solverlp = solvernet = 0; // the worker has no problem that it would take by itself
+        solverlp = solvernet = 0; // the worker has no default objects
         client_env *e = nullptr;
         ASSERT_EQ(client_env_find(env, &e), 0);
         changer = this;
