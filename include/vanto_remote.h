@@ -28,6 +28,9 @@ extern "C" {
  *   -logfile=FILE -info -debug -loglevel=NUMBER  where and how much to log
  *   -library=NAME                                load a shared library first; may repeat
  *   -pidfile=FILE                                write the process id there
+ *   -allow=ADDRESS/BITS                          whom to serve, otherwise everyone; may repeat
+ *   -worker-limit=NUMBER                         how many workers there may be
+ *   -parked-limit=SECONDS                        how long a worker may be left before it is ended
  *   -action-timeout=SECONDS                      how long a client may take to say what it wants
  *   -polling=NUMBER                              how often ended workers are collected, in
  *                                                milliseconds written in base 9
@@ -36,7 +39,8 @@ extern "C" {
  * -userfunction=LIBRARY=FUNCTION.  Options taken out are moved behind the others in argv.
  *
  * Returns 0 after -help and -1 when an option or listening failed.  Otherwise it does not return:
- * SIGHUP, SIGINT or SIGTERM end the server, all workers with it, and then the process. */
+ * SIGHUP, SIGINT or SIGTERM end the server, all workers with it, and then the process.  After
+ * SIGUSR2 it takes no new workers and ends with the last one. */
 VNTREMOTE_API int32_t VNTWORKERtcpip(int32_t argc, char **argv);
 
 /* The transport to a worker server: its name, a usage text, and the functions that connect, build

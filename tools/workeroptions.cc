@@ -48,6 +48,11 @@ static std::string seconds_check(text value)
     return number_check(value, 10, 0, INT32_MAX);
 }
 
+static std::string limit_check(text value)
+{
+    return number_check(value, 10, 1, INT32_MAX);
+}
+
 static std::string level_check(text value)
 {
     return number_check(value, 10, INT32_MIN, INT32_MAX);
@@ -102,6 +107,9 @@ static constexpr option_row options[] = {
      "how long a new connection may take to say what it wants (10)"},
     {"-polling=", "NUMBER", polling_check,
      "how often ended workers are collected, in milliseconds, base 9"},
+    {"-allow=", "ADDRESS/BITS", nonempty_check, "whom to serve (everyone); may repeat"},
+    {"-worker-limit=", "NUMBER", limit_check, "how many workers there may be (any number)"},
+    {"-parked-limit=", "SECONDS", limit_check, "how long a worker may be parked (any time)"},
     {"-library=", "NAME", nonempty_check, "a shared library to load at start; may repeat"},
     {"-nothreads", nullptr, nullptr, "workers serve control requests without a thread"},
     {"-libpath=", "DIRECTORY", directory_check, "where to look for user functions; may repeat"},

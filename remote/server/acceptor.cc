@@ -3,6 +3,7 @@
 #include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/base/socket.h"
+#include "remote/server/allowed.h"
 #include "remote/server/handshakes.h"
 #include "remote/server/owned.h"
 #include "remote/server/server.h"
@@ -137,12 +138,31 @@ static void client_refuse_with_reserve(server *s)
     s->reserve_fd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
 }
 
+static bool client_is_allowed(const server *s, int fd)
+{
+    sockaddr_storage peer = {};
+    socklen_t length = sizeof peer;
+    const server_options &o = s->options;
+    if (o.nallowed == 0) return true;
+    if (getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &length) == 0 &&
+        allowed_find(o.allowed, static_cast<size_t>(o.nallowed), &peer))
+        return true;
+    char name[SOCKNAM_SIZE];
+    socknam(fd, 1, name);
+    log_line(LOG_WARNING, "%s: refused, its address is not allowed\n", name);
+    return false;
+}
+
 // Accepts the connections that wait.  Returns 0, the milliseconds to pause after a shortage, or -1
 // when accepting failed for good.
 static int clients_accept(server *s, handshakes *open)
 {
     while (open->count < HANDSHAKES_MAX) {
         int fd = client_accept(s);
+        if (fd >= 0 && !client_is_allowed(s, fd)) {
+            owned_close(fd);
+            continue;
+        }
         if (fd >= 0) {
             socket_tune(fd);
             handshakes_add(open, fd);

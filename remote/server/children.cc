@@ -128,7 +128,7 @@ static int child_build(server_child *c)
     return pumps_start(c);
 }
 
-server_child *child_create(int client, const char *peer, int grace)
+server_child *child_create(int client, const char *peer, child_limits limits)
 {
     server_child *c = static_cast<server_child *>(calloc(1, sizeof *c));
     if (c == nullptr) {
@@ -140,7 +140,8 @@ server_child *child_create(int client, const char *peer, int grace)
     c->request_fd = c->control_fd = c->response_fd = c->status_fd = c->stop_fd = -1;
     c->client = -1;
     c->pending = PENDING_NONE;
-    c->grace = grace;
+    c->grace = limits.grace;
+    c->parked_limit = limits.parked;
     snprintf(c->peer, sizeof c->peer, "%s", peer);
     // At level 4 each read is logged, so reads are small enough to follow.
     c->copying = log_level_get() >= LOG_DEBUG;

@@ -40,6 +40,12 @@ struct child_traffic {
     int64_t since;    // of clock_ms()
 };
 
+// How long a worker may idle, in milliseconds.
+struct child_limits {
+    int grace;      // after its client has vanished or after its own end, see server.h
+    int64_t parked; // while it waits for a client, 0 for any time
+};
+
 struct server_child {
     server_child *next;  // under the server's lock
     worker_child worker; // the worker's ends; -1 in the server once the process is forked
@@ -48,7 +54,8 @@ struct server_child {
     int response_fd; // the worker's output
     int status_fd;
     int stop_fd;                   // readable once the pumps are to end
-    int grace;                     // milliseconds, see server.h
+    int grace;                     // of its limits
+    int64_t parked_limit;          // likewise
     int64_t started;               // of clock_ms()
     std::atomic<bool> copying;     // by read() and write() instead of splice()
     std::atomic<uint64_t> relayed; // see child_traffic
@@ -82,7 +89,7 @@ struct server_child {
 
 // Makes a record with its pumps waiting.  `client` becomes the record's once it is started.
 // Returns null when something could not be made.
-server_child *child_create(int client, const char *peer, int grace);
+server_child *child_create(int client, const char *peer, child_limits limits);
 
 // In the server, after fork(): closes the worker's ends and lets the pumps work.
 void child_start(server_child *c, pid_t id);

@@ -110,6 +110,36 @@ static int action_timeout_read(server_options *o, const char *value)
     return 0;
 }
 
+static int worker_limit_read(server_options *o, const char *value)
+{
+    int64_t workers;
+    if (!number_parse(value, 10, 1, INT32_MAX, &workers)) return -1;
+    o->worker_limit = static_cast<int32_t>(workers);
+    return 0;
+}
+
+static int parked_limit_read(server_options *o, const char *value)
+{
+    int64_t seconds;
+    if (!number_parse(value, 10, 1, INT32_MAX, &seconds)) return -1;
+    o->parked_limit = static_cast<int32_t>(seconds);
+    return 0;
+}
+
+static int allow_read(server_options *o, const char *value)
+{
+    auto grown = static_cast<allowed_range *>(
+        realloc(o->allowed, (o->nallowed + 1) * sizeof(allowed_range)));
+    if (grown == nullptr) return -1;
+    o->allowed = grown;
+    if (!allowed_parse(value, &o->allowed[o->nallowed])) {
+        fprintf(stderr, "allow argument %s is not ADDRESS/BITS\n", value);
+        return -1;
+    }
+    o->nallowed++;
+    return 0;
+}
+
 // It is meant that the number is in base 9: 1000 means 729 ms.
 static int polling_read(server_options *o, const char *value)
 {
@@ -189,11 +219,19 @@ struct option_list {
 static constexpr option log_options[] = {{"-logfile=", log_file_read}};
 static constexpr option library_options[] = {{"-library=", library_read}};
 static constexpr option other_options[] = {
-    {"-pidfile=", pid_file_read},   {"-action-timeout=", action_timeout_read},
-    {"-polling=", polling_read},    {"-host=", host_read},
-    {"-port=", port_read},          {"-address=", address_read},
-    {"-info", info_read},           {"-debug", debug_read},
-    {"-loglevel=", log_level_read}, {"-help", help_read},
+    {"-worker-limit=", worker_limit_read},
+    {"-parked-limit=", parked_limit_read},
+    {"-allow=", allow_read},
+    {"-pidfile=", pid_file_read},
+    {"-action-timeout=", action_timeout_read},
+    {"-polling=", polling_read},
+    {"-host=", host_read},
+    {"-port=", port_read},
+    {"-address=", address_read},
+    {"-info", info_read},
+    {"-debug", debug_read},
+    {"-loglevel=", log_level_read},
+    {"-help", help_read},
 };
 
 // Finds the row of an option and its value; null for an argument of the workers.
@@ -283,6 +321,8 @@ void options_release(server_options *o)
     fd_close(&o->pid_fd);
     while (o->nlibraries > 0)
         library_close(o->libraries[--o->nlibraries]);
+    free(o->allowed);
+    o->allowed = nullptr;
     free(o->libraries);
     o->libraries = nullptr;
 }

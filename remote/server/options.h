@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "remote/server/allowed.h"
 #include "remote/worker/library.h"
 
 #include <cstdint>
@@ -21,7 +22,11 @@ struct server_options {
     char address[1024];     // host and port of "-address="
     uint32_t polling;       // milliseconds between two passes of the reaper
     int32_t action_timeout; // seconds
-    library **libraries;    // in the order of their options
+    int32_t worker_limit;   // workers at a time, 0 for any number
+    int32_t parked_limit;   // seconds that a worker may be parked, 0 for any time
+    allowed_range *allowed; // null where every address is
+    int nallowed;
+    library **libraries; // in the order of their options
     int nlibraries;
     int log_fd; // -1 if the log is standard error
     int pid_fd; // -1 without a pid file, and after it is written

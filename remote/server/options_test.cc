@@ -2,8 +2,10 @@
 
 #include "remote/base/log.h"
 
+#include <arpa/inet.h>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -72,6 +74,35 @@ TEST(Options, HostAndPortComeFromManyPlacesAndDefaultsAreSaid)
     EXPECT_EQ(reading({"-host=here"}).host, "here");
     unsetenv("TESK_VANTO_TCPIP_HOST");
     unsetenv("TESK_VANTO_TCPIP_PORT");
+}
+
+TEST(Options, AllowedAddressesAreRangesOfBothFamilies)
+{
+    auto takes = [](const char *range, const char *address) {
+        allowed_range r;
+        sockaddr_storage from = {};
+        if (!allowed_parse(range, &r)) return -1;
+        auto *four = reinterpret_cast<sockaddr_in *>(&from);
+        auto *six = reinterpret_cast<sockaddr_in6 *>(&from);
+        if (inet_pton(AF_INET, address, &four->sin_addr) == 1)
+            from.ss_family = AF_INET;
+        else if (inet_pton(AF_INET6, address, &six->sin6_addr) == 1)
+            from.ss_family = AF_INET6;
+        return static_cast<int>(allowed_find(&r, 1, &from));
+    };
+    EXPECT_EQ(takes("10.1.2.0/23", "10.1.3.255"), 1);
+    EXPECT_EQ(takes("10.1.2.0/23", "10.1.4.0"), 0);
+    EXPECT_EQ(takes("10.1.2.3", "10.1.2.3"), 1);
+    EXPECT_EQ(takes("10.1.2.3", "10.1.2.2"), 0);
+    EXPECT_EQ(takes("0.0.0.0/0", "255.1.2.3"), 1);
+    EXPECT_EQ(takes("0.0.0.0/0", "2001:db8::1"), 0);
+    EXPECT_EQ(takes("10.0.0.0/8", "::ffff:10.9.9.9"), 1) << "as a socket of both families has it";
+    EXPECT_EQ(takes("2001:db8::/33", "2001:db8:7fff::1"), 1);
+    EXPECT_EQ(takes("2001:db8::/33", "2001:db8:8000::1"), 0);
+    EXPECT_EQ(takes("::/0", "10.0.0.1"), 1);
+    for (const char *bad : {"", "/8", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/8x",
+                            "::/129", "here/8", "10.0.0/8"})
+        EXPECT_EQ(takes(bad, "10.0.0.1"), -1) << bad;
 }
 
 TEST(Options, WhatIsWrongIsSaidAndEndsTheStart)

@@ -199,12 +199,22 @@ static void children_take(server *s)
     exit(s->exit_status);
 }
 
+// Whether a server that takes no new workers has lost its last one.
+static bool is_drained(server *s)
+{
+    mutex_holder hold(&s->lock);
+    if (s->draining && s->children == nullptr && s->ended == nullptr) s->stop = 1;
+    return s->stop;
+}
+
 void *reaper_thread(void *server_)
 {
     server *s = static_cast<server *>(server_);
     signals_take_children();
-    while (!s->stop && !stop_await(s))
+    while (!s->stop && !stop_await(s)) {
         ended_collect_all(s);
+        if (is_drained(s)) break;
+    }
     server_cleanup(s);
 }
 

@@ -199,9 +199,26 @@ static void responses_settle(server_child *c)
     }
 }
 
+// Waits for a change of the record.  A worker that is parked for too long gets no client any more.
+// Under the record's lock.
+static void change_await(server_child *c, int64_t since)
+{
+    if (c->parked_limit == 0) {
+        pthread_cond_wait(&c->changed, &c->lock);
+        return;
+    }
+    struct timespec end = clock_span(since + c->parked_limit * CLOCK_MILLISECOND);
+    int rc = pthread_cond_timedwait(&c->changed, &c->lock, &end);
+    if (rc != ETIMEDOUT || c->pending != PENDING_NONE) return;
+    log_line(LOG_WARNING, "Child %d of client %s was parked for %lld s and is ended\n", c->id,
+             c->peer, static_cast<long long>(c->parked_limit / 1000));
+    c->pending = PENDING_TEARDOWN;
+}
+
 // Waits for a client, whose socket then replaces the old one.  Returns false if none will come.
 static bool client_take(server_child *c)
 {
+    const int64_t since = clock_now();
     mutex_holder hold(&c->lock);
     for (;;) {
         if (c->pending == PENDING_TEARDOWN) return false;
@@ -211,7 +228,7 @@ static bool client_take(server_child *c)
             c->pending = PENDING_NONE;
         }
         if (c->pending >= 0) break;
-        if (c->pending == PENDING_NONE) pthread_cond_wait(&c->changed, &c->lock);
+        if (c->pending == PENDING_NONE) change_await(c, since);
     }
     client_replace(c);
     return true;

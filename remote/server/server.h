@@ -39,7 +39,8 @@ struct server {
     int listen_fd;
     int reserve_fd; // closed for a moment to refuse a connection when descriptors run out
     std::atomic<int> stop;
-    sem_t wakeup; // posted once stop is set, and when a worker has ended
+    std::atomic<int> draining; // no new workers; the last one's end is the server's
+    sem_t wakeup;              // posted once stop is set, and when a worker has ended
     pthread_t reaper;
     int exit_status;
 };

@@ -514,6 +514,57 @@ TEST(Server, ASecondServerOnThePortAndStraySignalsLeaveTheFirstAlone)
     remove(file.c_str());
 }
 
+TEST(Server, ServesNoMoreThanItMay)
+{
+    letter_server limited({"-worker-limit=1"});
+    raw_client first(limited.port), second(limited.port), third(limited.port);
+    ASSERT_EQ(first.new_worker(), 0);
+    EXPECT_EQ(second.new_worker(), HANDSHAKE_NORESOURCES);
+    first.say("t");
+    EXPECT_TRUE(first.closed());
+    EXPECT_TRUE(eventually([&] { return raw_client(limited.port).new_worker() == 0; }));
+    EXPECT_NE(limited.written().find("as many workers as may be"), std::string::npos);
+
+    letter_server choosy({"-allow=127.0.0.2/32", "-allow=10.0.0.0/8"});
+    EXPECT_TRUE(raw_client(choosy.port).closed());
+    EXPECT_NE(choosy.written().find("refused, its address is not allowed"), std::string::npos);
+    letter_server open({"-allow=10.0.0.0/8", "-allow=127.0.0.0/8"});
+    EXPECT_EQ(raw_client(open.port).new_worker(), 0);
+}
+
+TEST(Server, AWorkerIsNotParkedForEver)
+{
+    letter_server server({"-parked-limit=1"});
+    raw_client left(server.port), serving(server.port);
+    ASSERT_EQ(left.new_worker() + serving.new_worker(), 0);
+    EXPECT_EQ(left.say("d").hear(1), "d");
+    left.leave();
+    EXPECT_EQ(raw_client(server.port).reconnect(left.id), 0);
+    EXPECT_TRUE(eventually([&] {
+        return server.written().find("was parked for 1 s and is ended") != std::string::npos;
+    }));
+    EXPECT_TRUE(gone(left));
+    EXPECT_EQ(serving.say("x").hear(1), "x") << "only parked ones end";
+}
+
+TEST(Server, DrainsWhenToldTo)
+{
+    letter_server server;
+    raw_client serving(server.port), parked(server.port);
+    ASSERT_EQ(serving.new_worker() + parked.new_worker(), 0);
+    EXPECT_EQ(parked.say("d").hear(1), "d");
+    parked.leave();
+    kill(server.pid, SIGUSR2);
+    EXPECT_TRUE(
+        eventually([&] { return raw_client(server.port).new_worker() == HANDSHAKE_NORESOURCES; }));
+    raw_client back(server.port);
+    ASSERT_EQ(back.reconnect(parked.id), 0) << "workers can still be joined";
+    back.say("xt");
+    EXPECT_EQ(serving.say("y").hear(1), "y");
+    serving.say("t");
+    EXPECT_EQ(server.wait(), 0);
+}
+
 // Log lines would go to a client whose connection got number 2.
 TEST(Server, ClosedStandardDescriptorsAreReplaced)
 {

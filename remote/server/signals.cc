@@ -13,18 +13,25 @@ static void sighup_handler(int, siginfo_t *, void *)
     sem_post(&served->wakeup);
 }
 
+static void sigusr2_handler(int, siginfo_t *, void *)
+{
+    served->draining = 1;
+    sem_post(&served->wakeup);
+}
+
 static void sigchild_handler(int, siginfo_t *, void *)
 {
     sem_post(&served->wakeup);
 }
 
 static constexpr int stop_signals[] = {SIGHUP, SIGINT, SIGTERM};
-static constexpr int ignored_signals[] = {SIGPIPE, SIGUSR1, SIGUSR2};
+static constexpr int ignored_signals[] = {SIGPIPE, SIGUSR1};
 
 static void signals_own(sigset_t *set)
 {
     sigemptyset(set);
     sigaddset(set, SIGCHLD);
+    sigaddset(set, SIGUSR2);
     for (int signal : stop_signals)
         sigaddset(set, signal);
 }
@@ -48,6 +55,7 @@ void signals_catch(server *s)
 {
     served = s;
     signal_handle(SIGCHLD, sigchild_handler, SA_RESTART);
+    signal_handle(SIGUSR2, sigusr2_handler, SA_RESTART);
     for (int signal : stop_signals)
         signal_handle(signal, sighup_handler, 0);
     for (int s : ignored_signals)
@@ -59,6 +67,7 @@ void signals_take_children(void)
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGCHLD);
+    sigaddset(&set, SIGUSR2);
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 

@@ -1,8 +1,8 @@
 // signals.h: the signals of the server and the worker.  SIGHUP, SIGINT and SIGTERM are the stop
-// signals.
+// signals; SIGUSR2 lets the server end with its last worker.
 //
-// The stop signals and SIGCHLD are blocked in all threads of the server.  The main thread unblocks
-// the stop signals while it polls, so that no other thread gets them; the reaper unblocks SIGCHLD.
+// All of these and SIGCHLD are blocked in all threads of the server.  The main thread unblocks the
+// stop signals while it polls, so that no other thread gets them; the reaper unblocks the others.
 //
 // Threads: the main thread alone, unless said otherwise.
 
@@ -18,11 +18,11 @@ struct server;
 void signals_block(sigset_t *before);
 
 // From now on a stop signal sets the server's stop flag and wakes the reaper, and so does SIGCHLD,
-// which sets no flag.  SIGPIPE and the two user signals, which monitors and log rotation like to
-// send, are ignored.
+// which sets no flag.  SIGUSR2 sets the flag for draining.  SIGPIPE and SIGUSR1, which monitors and
+// log rotation like to send, are ignored.
 void signals_catch(server *s);
 
-// Lets the calling thread, which is the reaper, get SIGCHLD.
+// Lets the calling thread, which is the reaper, get SIGCHLD and SIGUSR2.
 void signals_take_children(void);
 
 // The calling thread's mask without the stop signals, for a poll.

@@ -60,7 +60,7 @@ static pid_t worker_fork(server *s, server_child *c, const char *peer)
 {
     pid_t server_id = getpid();
     mutex_holder hold(&s->lock);
-    if (s->stop) {
+    if (s->stop || s->draining) {
         errno = ECANCELED;
         return -1;
     }
@@ -82,10 +82,28 @@ static pid_t worker_fork(server *s, server_child *c, const char *peer)
     return id;
 }
 
+// Why there may be no new worker; null if there may be one.
+static const char *refusal_find(server *s)
+{
+    if (s->draining) return "the server ends with its last worker";
+    if (s->options.worker_limit == 0) return nullptr;
+    mutex_holder hold(&s->lock);
+    int workers = 0;
+    for (const server_child *c = s->children; c != nullptr; c = c->next)
+        workers++;
+    return workers >= s->options.worker_limit ? "there are as many workers as may be" : nullptr;
+}
+
 int spawn_worker(void *server_, int client, const char *peer)
 {
     server *s = static_cast<server *>(server_);
-    server_child *c = child_create(client, peer, s->parts.grace);
+    const char *refusal = refusal_find(s);
+    if (refusal != nullptr) {
+        log_line(LOG_WARNING, "%s: refused, %s\n", peer, refusal);
+        return HANDSHAKE_NORESOURCES;
+    }
+    server_child *c =
+        child_create(client, peer, {s->parts.grace, s->options.parked_limit * int64_t(1000)});
     if (c == nullptr) return HANDSHAKE_NORESOURCES;
     pid_t id = worker_fork(s, c, peer);
     if (id < 0) {
