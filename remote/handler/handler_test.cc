@@ -48,14 +48,16 @@ TEST(Probinfo, AnswersEachSelectorByItsOwnQuery)
     solver.int_params[VNT_PARAM_MESSAGES] = 1;
     const int64_t expected[] = {10, 11, 12, 2,  1010, 1013, 16, 17, 18, 19, 20, 0,
                                 22, 23, 24, 25, 0,    77,   28, 29, 30, 31, 32, 0};
-    for (int selector = 0; selector < 24; selector++) {
+    const int count = std::size(expected);
+    for (int selector = 0; selector < count; selector++) {
         if (selector == 11) continue; // the solver lacks it
         EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net " + std::to_string(selector) + " 77"),
                   "PROBINFO_RES 0 " + std::to_string(expected[selector]));
     }
     EXPECT_EQ(solver.int_params[VNT_PARAM_MESSAGES], 1); // the presolved problem switched it off
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net 24 0"), "PROBINFO_RES BAD_ARGUMENT 0");
-    EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net -1 0"), "PROBINFO_RES BAD_ARGUMENT 0");
+    for (int beyond : {count, -1})
+        EXPECT_EQ(w.ask("PROBINFO_REQ 0 env lp net " + std::to_string(beyond) + " 0"),
+                  "PROBINFO_RES BAD_ARGUMENT 0");
 }
 
 TEST(Handler, NamesTheFunctionThatTheSolverLacks)
