@@ -15,7 +15,7 @@
 // call returns 0, or null, where it fails.  What a failing call was to write is unspecified,
 // surplus_p excepted.
 //
-// What means the same everywhere:
+// Names that mean the same in every function:
 //
 //     begin, end   indices from 0, both inclusive; an end before the beginning asks for nothing
 //     ...beg       entries beg[k] to beg[k + 1] - 1 of the arrays beside it belong to line k, those
@@ -1143,19 +1143,19 @@ int VNTLsolution(VNTENVptr env, VNTLPptr lp, int *lpstat_p, double *objval_p, do
 // Stores the objective value of the solution.
 int VNTLgetobjval(VNTENVptr env, VNTLPptr lp, double *objval_p);
 
-// Stores the values of columns begin to end.
+// Stores the values of columns begin to end in the last solution.
 int VNTLgetx(VNTENVptr env, VNTLPptr lp, double *x, int begin, int end);
 
-// Stores the activities of rows begin to end.
+// Stores the activities of rows begin to end in the last solution.
 int VNTLgetax(VNTENVptr env, VNTLPptr lp, double *x, int begin, int end);
 
-// Stores the prices (dual values) of rows begin to end.
+// Stores the prices (dual values) of rows begin to end in the last solution.
 int VNTLgetpi(VNTENVptr env, VNTLPptr lp, double *pi, int begin, int end);
 
-// Stores the slacks of rows begin to end.
+// Stores the slacks of rows begin to end in the last solution.
 int VNTLgetslack(VNTENVptr env, VNTLPptr lp, double *slack, int begin, int end);
 
-// Stores the reduced costs of columns begin to end.
+// Stores the reduced costs of columns begin to end in the last solution.
 int VNTLgetdj(VNTENVptr env, VNTLPptr lp, double *dj, int begin, int end);
 
 // Stores the slacks of all rows at x, or in the last solution where x is null.
@@ -1274,9 +1274,9 @@ int VNTLErangesa(VNTENVptr env, VNTLPptr lp, double *lblower, double *lbupper, d
 
 // --- The solution pool ----------------------------------------------------------------------
 //
-// The solutions that the last search found, the best last.  A solution enters the pool if all
-// filters let it pass: that of a range wants lb <= sum of val x <= ub, that of diversity
-// lower_bound <= sum of weight |x - refval| <= upper_bound.
+// The solutions that the last search found, the last 100 at most, the best one last.  A solution
+// enters the pool if all filters let it pass: that of a range wants lb <= sum of val x <= ub, that
+// of diversity lower_bound <= sum of weight |x - refval| <= upper_bound.
 
 // Searches on for more solutions of a mixed-integer problem and puts them into the pool.
 int VNTLpopulate(VNTENVptr env, VNTLPptr lp);
