@@ -14,6 +14,7 @@
 
 #pragma once
 
+#include "remote/base/moment.h"
 #include "remote/base/socket.h"
 #include "remote/handler/child.h"
 #include "remote/server/slabs.h"
@@ -63,6 +64,9 @@ struct server_child {
     report_state reported; // this and the next belong to the to-child pump
     int32_t report;        // 0 at a regular end, the worker's id when its client has left it
     child_traffic ending;  // after the worker's end; belongs to the reaper
+
+    moment requests_soon;  // belongs to the to-child pump
+    moment responses_soon; // belongs to the from-child pump
 
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;

@@ -41,7 +41,10 @@ static int watch(server_child *c, int fd, short events)
     pollfd fds[] = {{c->stop_fd, POLLIN, 0},
                     {fd, events, 0},
                     {c->reported == REPORT_AWAITED ? c->status_fd : -1, POLLIN, 0}};
-    int ready = poll(fds, 3, std::min(SOCKET_LOOK, c->grace));
+    int ready = 0;
+    if (events != POLLIN ||
+        !moment_wait(&c->requests_soon, [&] { return (ready = poll(fds, 3, 0)) != 0; }))
+        ready = poll(fds, 3, std::min(SOCKET_LOOK, c->grace));
     if (ready == 0) socket_drop_silent(c->client);
     if (ready <= 0) return 0;
     if (fds[0].revents != 0) return -1;

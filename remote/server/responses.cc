@@ -83,11 +83,19 @@ static bool response_relay(server_child *c)
     return result == RELAY_MORE;
 }
 
+// Returns false when the pump must end.
+static bool response_await(server_child *c)
+{
+    pollfd p = {c->response_fd, POLLIN, 0};
+    return moment_wait(&c->responses_soon, [&] { return poll(&p, 1, 0) > 0; }) ||
+           io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0;
+}
+
 void *pump_fromchild(void *child)
 {
     server_child *c = static_cast<server_child *>(child);
     if (relay_await_process(c))
-        while (io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0 && response_relay(c)) {
+        while (response_await(c) && response_relay(c)) {
         }
     log_line(LOG_DEBUG, "pump_fromchild: exit\n");
     {

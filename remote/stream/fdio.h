@@ -16,6 +16,7 @@
 
 #pragma once
 
+#include "remote/base/moment.h"
 #include "remote/stream/writer.h"
 
 #include <cstdio>
@@ -31,6 +32,7 @@ struct fdio : fdio_writer {
     bool in_socket;   // infd is a socket
     bool out_socket;  // outfd is one
     int32_t curinmsg; // -1 between messages
+    moment soon;      // for the next message
 
     // The listener thread, which waits for input on command.
     bool listening; // whether the thread and the fields below exist

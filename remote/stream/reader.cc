@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 
 namespace vnt {
 
@@ -98,9 +99,18 @@ static int skip(fdio *f, uint64_t n)
     return rc;
 }
 
+// The next message often comes soon.
+static void message_await(fdio *f)
+{
+    pollfd p = {f->infd, POLLIN, 0};
+    if (f->preread == 0 && f->notice == nullptr)
+        moment_wait(&f->soon, [&] { return poll(&p, 1, 0) != 0; });
+}
+
 int fdio_startinmsg(stream *s, int32_t *id)
 {
     fdio *f = reader(s);
+    message_await(f);
     unsigned char bytes[4];
     size_t got;
     int rc = read_counted(f, bytes, sizeof bytes, &got);
