@@ -12,7 +12,7 @@ from vanto import lib
 MODELS = pathlib.Path(__file__).resolve().parents[2] / "test/models"
 
 
-def _program(name):
+def program(name):
     for root in lib._roots():
         for folder in ("bin", "build/bin"):
             if (root / folder / name).is_file():
@@ -25,7 +25,7 @@ class Server:
 
     def __init__(self, folder):
         with open(folder / "log", "w") as log:
-            self.process = subprocess.Popen([_program("vntworker"), "-address=127.0.0.1:0"],
+            self.process = subprocess.Popen([program("vntworker"), "-address=127.0.0.1:0"],
                                             stdout=log, stderr=log, cwd=folder)
         self.address = "127.0.0.1:" + self._port(folder)
 

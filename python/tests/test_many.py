@@ -23,11 +23,13 @@ def test_results_come_in_order_or_as_they_are_ready(place, models):
 
 
 def test_an_error_says_which_model_and_the_rest_goes_on(place, models):
-    results = iter(vanto.map([models / "p0033.mps", "/none.mps", models / "egout.mps"], place))
-    assert next(results).optimal
-    with pytest.raises(FileNotFoundError) as caught:
-        next(results)
-    assert caught.value.model_index == 1
+    for ordered in (True, False):
+        results = vanto.map([models / "p0033.mps", "/none.mps", models / "egout.mps"], place,
+                            workers=1, ordered=ordered)
+        assert next(results)
+        with pytest.raises(FileNotFoundError) as caught:
+            next(results)
+        assert caught.value.model_index == 1 and len(list(results)) == 1
 
 
 def test_cancel_ends_what_runs(place, models):

@@ -43,7 +43,9 @@ def test_changes_by_name_index_and_slice(env):
     assert model.sides[1].tolist() == [np.inf, 3, 4, np.inf]
     assert model.matrix[1, 2] == 7
     model.delete_columns("z")
-    model.delete_rows([2, 3])
+    free, = model.add_rows([1, 1])  # neither side
+    assert [side[free] for side in model.sides] == [-np.inf, np.inf]
+    model.delete_rows([2, 3, free])
     model.maximize = True
     model.objective_offset = 10
     model.change_columns("y", ub=1)
@@ -103,7 +105,7 @@ def test_files(env, models, tmp_path):
     (lambda e, m: m.set_quadratic([[1, 2], [3, 4]]), ValueError),
     (lambda e, m: m.set_basis([1], [0]), ValueError),
     (lambda e, m: m.solve("magic"), ValueError),
-    (lambda e, m: m.solve(timelimit=-1), ValueError),
+    (lambda e, m: m.solve(nodelimit=5, timelimit=-1), ValueError),
     (lambda e, m: m.solve(speed=1), AttributeError),
     (lambda e, m: e.model([1, 2], np.eye(3)), ValueError),
     (lambda e, m: e.params.range("none"), AttributeError),
@@ -114,6 +116,7 @@ def test_bad_input_says_what_was_wrong_and_changes_nothing(env, wrong, kind):
         wrong(env, model)
     assert len(str(caught.value)) > 8
     assert model.solve().objective == 1 and env.params.timelimit == 1e75
+    assert env.params.nodelimit > 5
 
 
 def test_parameters_by_name(env):

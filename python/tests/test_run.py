@@ -1,4 +1,5 @@
 import asyncio
+import json
 import os
 import subprocess
 import sys
@@ -7,6 +8,7 @@ import time
 import pytest
 
 import vanto
+from conftest import program
 
 
 def test_a_run_tells_pauses_goes_on_and_stops(env, models):
@@ -127,3 +129,18 @@ def test_what_is_no_ticket_and_who_may_not_leave(server, models, tmp_path):
         with pytest.raises(vanto.Error, match="worker"):
             run.detach(tmp_path / "ticket")
         run.stop()
+
+
+def test_tickets_are_those_of_vntsolve(server, models, tmp_path):
+    ticket = str(tmp_path / "ticket")
+    vntsolve, model = program("vntsolve"), str(models / "p0201.mps")
+    subprocess.run([vntsolve, model, "--server", server.address, "--detach", ticket, "--quiet"],
+                   check=True, timeout=60)
+    run = vanto.attach(ticket)
+    assert run.result(60).objective == pytest.approx(7615)
+    run.model.env.close()
+    run = vanto.Environment(server.address).read(model).start()
+    run.detach(ticket)
+    told = subprocess.run([vntsolve, "--attach", ticket, "--json"], check=True, timeout=60,
+                          capture_output=True, text=True)
+    assert json.loads(told.stdout)["objective"] == pytest.approx(7615)

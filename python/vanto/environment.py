@@ -31,7 +31,6 @@ class _Handle:
         self.running: Any = None  # the Run that has the environment
         self.last_error = ""      # of the error channel
         self.keep: list[Any] = []  # callbacks that the solver knows
-        self.users: weakref.WeakSet[Any] = weakref.WeakSet()
 
     @property
     def usable(self) -> bool:
@@ -45,7 +44,6 @@ class _Handle:
             self.c = None
             with contextlib.suppress(Error):  # a lost connection: there is nothing to close
                 self.library.VNTLcloseVANTO(place)
-            lib._owners.pop(int(ffi.cast("uintptr_t", place[0])), None)
 
 
 class Parameters:
@@ -55,8 +53,8 @@ class Parameters:
     A value outside of its parameter's range is refused before anything is sent.
     """
 
-    def __init__(self, env: Environment):
-        self.__dict__["_env"] = env
+    def __init__(self, handle: _Handle):
+        self.__dict__["_handle"] = handle
         self.__dict__["_known"] = {}
 
     def __dir__(self) -> list[str]:
@@ -66,10 +64,10 @@ class Parameters:
         return iter(sorted(lib.parameters))
 
     def __getattr__(self, name: str) -> Any:
-        return self._info(name).get(self._env)
+        return self._info(name).get(self._handle)
 
     def __setattr__(self, name: str, value: Any) -> None:
-        self._info(name).set(self._env, value)
+        self._info(name).set(self._handle, value)
 
     __getitem__ = __getattr__
     __setitem__ = __setattr__
@@ -81,7 +79,7 @@ class Parameters:
 
     def reset(self) -> None:
         """Gives all parameters their defaults."""
-        self._env.call("VNTLsetdefaults")
+        call(self._handle, "VNTLsetdefaults")
 
     def _info(self, name: str) -> _Parameter:
         plain = name.lower().replace("_", "")
@@ -91,7 +89,7 @@ class Parameters:
                 raise AttributeError(f"no parameter {name!r}; there are "
                                      + ", ".join(sorted(lib.parameters)))
             number = getattr(lib.local, "VNT_PARAM_" + found[0].upper())
-            self._known[plain] = _Parameter(self._env, found[0], number)
+            self._known[plain] = _Parameter(self._handle, found[0], number)
         return self._known[plain]
 
 
@@ -100,33 +98,33 @@ class _Parameter:
 
     _types = {1: ("int", "int"), 2: ("dbl", "double"), 3: ("str", "char"), 4: ("long", "int64_t")}
 
-    def __init__(self, env: Environment, name: str, number: int):
+    def __init__(self, handle: _Handle, name: str, number: int):
         self.name = name
         self.number = number
         kind = ffi.new("int *")
-        env.call("VNTLgetparamtype", number, kind)
+        call(handle, "VNTLgetparamtype", number, kind)
         self.kind, self.c = self._types[kind[0]]
         self.low = self.high = None
         if self.kind == "str":
-            self.default = self._text(env, "VNTLinfostrparam")
+            self.default = self._text(handle, "VNTLinfostrparam")
             return
         default, low, high = (ffi.new(f"{self.c} *") for _ in range(3))
-        env.call(f"VNTLinfo{self.kind}param", number, default, low, high)
+        call(handle, f"VNTLinfo{self.kind}param", number, default, low, high)
         self.default, self.low, self.high = default[0], low[0], high[0]
 
-    def _text(self, env: Environment, function: str) -> str:
+    def _text(self, handle: _Handle, function: str) -> str:
         room = ffi.new("char[4096]")
-        env.call(function, self.number, room)
+        call(handle, function, self.number, room)
         return ffi.string(room).decode(errors="replace")
 
-    def get(self, env: Environment) -> Any:
+    def get(self, handle: _Handle) -> Any:
         if self.kind == "str":
-            return self._text(env, "VNTLgetstrparam")
+            return self._text(handle, "VNTLgetstrparam")
         place = ffi.new(f"{self.c} *")
-        env.call(f"VNTLget{self.kind}param", self.number, place)
+        call(handle, f"VNTLget{self.kind}param", self.number, place)
         return place[0]
 
-    def set(self, env: Environment, value: Any) -> None:
+    def set(self, handle: _Handle, value: Any) -> None:
         if self.kind == "str":
             if not isinstance(value, str):
                 raise TypeError(f"{self.name} takes a str, not {value!r}")
@@ -138,7 +136,7 @@ class _Parameter:
             raise TypeError(f"{self.name} takes an int, not {value!r}")
         if self.kind != "str" and not self.low <= value <= self.high:
             raise ValueError(f"{self.name} takes {self.low:g} to {self.high:g}, not {value!r}")
-        env.call(f"VNTLset{self.kind}param", self.number, value)
+        call(handle, f"VNTLset{self.kind}param", self.number, value)
 
 
 class Environment:
@@ -158,18 +156,28 @@ class Environment:
 
     def __init__(self, server: str | None = None, *, log: logging.Logger | None = None,
                  connect_timeout: float | None = None, **parameters: Any):
-        self.server = server
-        self.log = log or logging.getLogger("vanto")
-        self._handle = _open(server, connect_timeout)
-        self._finish = weakref.finalize(self, _Handle.close, self._handle)
-        self._send_messages()
-        self.params = Parameters(self)
+        self._own(_open(server, connect_timeout), server, log)
         try:
             for name, value in parameters.items():
                 setattr(self.params, name, value)
         except BaseException:
             self.close()
             raise
+
+    @classmethod
+    def _of(cls, handle: _Handle, server: str, log: logging.Logger | None) -> Environment:
+        """The environment of a worker that was joined."""
+        env = cls.__new__(cls)
+        env._own(handle, server, log)
+        return env
+
+    def _own(self, handle: _Handle, server: str | None, log: logging.Logger | None) -> None:
+        self.server = server
+        self.log = log or logging.getLogger("vanto")
+        self._handle = handle
+        self._finish = weakref.finalize(self, _Handle.close, handle)
+        self.params = Parameters(handle)
+        self._send_messages()
 
     def __enter__(self) -> Environment:
         return self

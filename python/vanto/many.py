@@ -56,6 +56,8 @@ class Map:
         self._running: set[Run] = set()
         self._left = len(self._models)
         self._cancelled = False
+        self._early: dict[int, Any] = {}  # what has come before its turn
+        self._given = 0
         for i in range(len(self._models)):
             self._waiting.put((i, 0))
         self._threads = [threading.Thread(target=self._work, name="vanto map", daemon=True)
@@ -81,20 +83,28 @@ class Map:
             run.stop()
         self._done.put((-1, None))
 
-    def __iter__(self) -> Iterator[Any]:
-        early: dict[int, Any] = {}
-        wanted = 0
-        for _ in range(len(self._models)):
+    def __iter__(self) -> Map:
+        return self
+
+    def __next__(self) -> Any:
+        while self._given < len(self._models):
+            if self._given in self._early:
+                return self._give(self._given, self._early.pop(self._given))
             index, outcome = self._done.get()
             if index < 0:
-                return
+                break
             if not self._ordered:
-                yield index, _given(outcome, index)
-                continue
-            early[index] = outcome
-            while wanted in early:
-                yield _given(early.pop(wanted), wanted)
-                wanted += 1
+                return index, self._give(index, outcome)
+            self._early[index] = outcome
+        self._given = len(self._models)
+        raise StopIteration
+
+    def _give(self, index: int, outcome: Any) -> Result:
+        self._given += 1
+        if isinstance(outcome, BaseException):
+            outcome.model_index = index  # type: ignore[attr-defined]
+            raise outcome
+        return outcome
 
     def _work(self) -> None:
         env = None
@@ -141,13 +151,6 @@ class Map:
         self._done.put((index, outcome))
 
 
-def _given(outcome: Any, index: int) -> Result:
-    if isinstance(outcome, BaseException):
-        outcome.model_index = index  # type: ignore[attr-defined]
-        raise outcome
-    return outcome
-
-
 def map(models: Iterable[Source], server: str | None = None, workers: int | None = None, *,
         ordered: bool = True, retries: int = 3, method: str = "auto", **parameters: Any) -> Map:
     """Solves models, `workers` at a time, and gives their results as an iterator.
@@ -158,7 +161,7 @@ def map(models: Iterable[Source], server: str | None = None, workers: int | None
     again, `retries` times.  With ordered=False pairs of index and result come as they are ready.
 
     Errors: iterating raises what a model raised; its attribute model_index says which it was, and
-    iterating again goes on after it.
+    the next step goes on after it.
     """
     listed = list(models)
     count = workers if workers is not None else os.cpu_count() or 1

@@ -3,7 +3,7 @@ from __future__ import annotations
 
 import os
 import weakref
-from typing import Any, Iterable, Mapping, Sequence, Union
+from typing import Any, Mapping, Sequence, Union
 
 import numpy as np
 import scipy.sparse as sp
@@ -76,10 +76,10 @@ def _sides(lhs: Numbers, rhs: Numbers, count: int) -> tuple[np.ndarray, np.ndarr
         i = int(np.flatnonzero(low > high)[0])
         raise ValueError(f"row {i}: lhs {low[i]:g} above rhs {high[i]:g}")
     sense = np.full(count, ord("R"), np.int8)
-    no_low, no_high = low <= -INFINITY, high >= INFINITY
-    sense[no_low] = ord("L")
-    sense[no_high] = ord("G")
-    sense[(low == high) & ~no_low & ~no_high] = ord("E")
+    no_low = low <= -INFINITY
+    sense[high >= INFINITY] = ord("G")
+    sense[no_low] = ord("L")  # a row without sides as well
+    sense[(low == high) & (abs(low) < INFINITY)] = ord("E")
     side = np.where(no_low, high, low)
     span = np.where(sense == ord("R"), high - low, 0.0)
     return sense, np.ascontiguousarray(side), np.ascontiguousarray(span)

@@ -3,6 +3,7 @@ from __future__ import annotations
 
 import enum
 import html
+import re
 from typing import TYPE_CHECKING, Any, NamedTuple
 
 import numpy as np
@@ -15,7 +16,7 @@ if TYPE_CHECKING:
     from .run import Progress
 
 Status = enum.IntEnum("Status", {  # type: ignore[misc]
-    name: int(number) for name, number in lib.re.findall(r"\bVNT_STAT_(\w+) = (\d+)",
+    name: int(number) for name, number in re.findall(r"\bVNT_STAT_(\w+) = (\d+)",
                                                          lib._texts[0])})
 setattr(Status, "__str__", lambda self: self.name.lower())
 Status.__doc__ = "How a solve ended: VNT_STAT_* of vanto.h."

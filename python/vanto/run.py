@@ -73,16 +73,18 @@ class Run:
 
     @staticmethod
     def _start(model: Model, method: str, parameters: dict[str, Any]) -> Run:
-        optimize = _chosen(model, method)
-        restore = {}
-        for name, value in parameters.items():
-            restore[name] = model.env.params[name]
-            model.env.params[name] = value
-        run = (_Remote if model.env.server is not None else _Local)(model, optimize, restore)
-        handle = run._handle
+        restore: dict[str, Any] = {}
+        handle = model.env._handle
         with handle.lock:
-            if handle.running is not None:
-                raise Error(1015, "a solve of this environment runs already")
+            optimize = _chosen(model, method)
+            try:
+                for name, value in parameters.items():
+                    restore[name] = model.env.params[name]
+                    model.env.params[name] = value
+            except BaseException:
+                _give_back(model, restore)
+                raise
+            run = (_Remote if model.env.server is not None else _Local)(model, optimize, restore)
             handle.running = run
         run._thread.start()
         return run
@@ -234,6 +236,8 @@ class Run:
                 self._tell_last()
         except BaseException as e:  # for result()
             self._error = e
+        if not self._left:
+            _give_back(self.model, self._restore)
         with self._handle.lock:
             self._handle.running = None
         with self._change:
@@ -247,8 +251,6 @@ class Run:
 
     def _tell_last(self) -> None:
         seconds = time.monotonic() - self._begin
-        for name, value in self._restore.items():
-            self.model.env.params[name] = value
         with self._change:
             history = list(self._history)
         self._outcome = Result(self.model, seconds, history)
@@ -280,6 +282,13 @@ class Run:
             if self._paused != value:
                 self._paused = value
                 self._change.notify_all()
+
+
+def _give_back(model: Model, parameters: dict[str, Any]) -> None:
+    """Sets parameters to what they were before a solve, unless the environment is gone."""
+    with contextlib.suppress(Error):
+        for name, value in parameters.items():
+            model.env.params[name] = value
 
 
 def _finite(value: float) -> float | None:

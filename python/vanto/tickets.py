@@ -7,12 +7,11 @@ import os
 import tempfile
 import time
 import urllib.parse
-import weakref
 import zlib
 from typing import TYPE_CHECKING
 
 from . import lib
-from .environment import Environment, Parameters, _Handle, connecting
+from .environment import Environment, _Handle, connecting
 from .lib import Error, ffi
 
 if TYPE_CHECKING:
@@ -99,14 +98,8 @@ def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None,
     place = ffi.new("VNTENVptr *")
     with connecting(connect_timeout):
         lib.remote.vntclient_attach(record, len(record), place)
-    env = Environment.__new__(Environment)
-    env.server = urllib.parse.unquote(entries.get("server", ""))
-    env.log = log or logging.getLogger("vanto")
-    env._handle = _Handle(lib.remote, place[0])
-    lib._owners[int(ffi.cast("uintptr_t", place[0]))] = lib.remote
-    env._finish = weakref.finalize(env, _Handle.close, env._handle)
-    env.params = Parameters(env)
-    env._send_messages()
+    env = Environment._of(_Handle(lib.remote, place[0]),
+                          urllib.parse.unquote(entries.get("server", "")), log)
     problem = ffi.new("VNTLPptr *")
     if env.call("vntclient_getproblems", 1, problem) < 1:
         env.close()
