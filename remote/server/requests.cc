@@ -22,6 +22,7 @@ static constexpr int UNREAD_GRACES = 6;
 
 static const char VANISHED[] = "its client has vanished";
 static const char LINGERING[] = "it did not exit after its regular end";
+static const char FORGOTTEN[] = "it was parked for longer than it may be";
 
 // Reads the worker's report, which it has written in one piece.
 static void report_read(server_child *c)
@@ -213,8 +214,7 @@ static void change_await(server_child *c, int64_t since)
     struct timespec end = clock_span(since + c->parked_limit * CLOCK_MILLISECOND);
     int rc = pthread_cond_timedwait(&c->changed, &c->lock, &end);
     if (rc != ETIMEDOUT || c->pending != PENDING_NONE) return;
-    log_line(LOG_WARNING, "Child %d of client %s was parked for %lld s and is ended\n", c->id,
-             c->peer, static_cast<long long>(c->parked_limit / 1000));
+    if (c->reason == nullptr) c->reason = FORGOTTEN;
     c->pending = PENDING_TEARDOWN;
 }
 
@@ -287,7 +287,9 @@ static bool client_await(server_child *c)
         return false;
     }
     int found = client_find(c);
-    return found >= 0 && worker_release(c, found > 0 ? c->id : 0) && found > 0;
+    if (found < 0 || !worker_release(c, found > 0 ? c->id : 0)) return false;
+    if (found == 0) child_kill(c, nullptr); // it would wait for requests
+    return found > 0;
 }
 
 void *pump_tochild(void *child)
