@@ -50,14 +50,12 @@ std::string contents(const fs::path &path)
 TEST_F(Call, NoMoreIsCopiedThanTheCallerHasRoomForAndNothingOfAnotherType)
 {
     chunked<double> five{{1, 2}, {3, 4, 5}};
-    reply(VNTMESSAGEID_GETX_REQ, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, 0, five.a});
+    reply(VNTMESSAGEID_GETX_REQ, RECORD(GETX_RES, 0, five.a));
     chunked<int> numbers{{1, 2, 3}};
-    reply(VNTMESSAGEID_GETPI_REQ, vntmsg_GETPI_RES{nullptr, VNTMESSAGEID_GETPI_RES, 0, numbers.a});
-    reply(VNTMESSAGEID_GETPROBNAME_REQ,
-          vntmsg_GETPROBNAME_RES{nullptr, VNTMESSAGEID_GETPROBNAME_RES, 1007, text("abcdef"), -3});
+    reply(VNTMESSAGEID_GETPI_REQ, RECORD(GETPI_RES, 0, numbers.a));
+    reply(VNTMESSAGEID_GETPROBNAME_REQ, RECORD(GETPROBNAME_RES, 1007, text("abcdef"), -3));
     chunked<message_string> three{{text("one"), text("long"), text("two")}, {text("more")}};
-    reply(VNTMESSAGEID_GETCOLNAME_REQ,
-          vntmsg_GETCOLNAME_RES{nullptr, VNTMESSAGEID_GETCOLNAME_RES, 0, three.a, 0});
+    reply(VNTMESSAGEID_GETCOLNAME_REQ, RECORD(GETCOLNAME_RES, 0, three.a, 0));
     open();
 
     double got[4] = {-1, -1, -1, -1};
@@ -90,8 +88,7 @@ TEST_F(Call, AnArrayReachesTheCallerOnlyIfTheCallSucceeded)
         {0, three.a, {1, 2, 3, -1}}, {1217, three.a, {-1, -1, -1, -1}}, {0, four.a, {4, 5, 6, -1}}};
     int n = 0;
     worker.on[VNTMESSAGEID_GETX_REQ] = [&](transport *io, const void *) {
-        return worker_double::give(
-            io, vntmsg_GETX_RES{nullptr, VNTMESSAGEID_GETX_RES, cases[n].status, cases[n].sent});
+        return worker_double::give(io, RECORD(GETX_RES, cases[n].status, cases[n].sent));
     };
     open();
     for (; n < 3; n++) {
@@ -109,8 +106,7 @@ TEST_F(Call, ALongRangeIsAskedForOnceBothItsEndsAreThere)
         auto *r = static_cast<const vntmsg_GETX_REQ *>(message);
         asked.push_back({r->begin, r->end});
         int status = r->begin < 0 || r->end > LAST ? VNTERR_INDEX_RANGE : 0;
-        vntmsg_GETX_RES response = {nullptr, VNTMESSAGEID_GETX_RES, status, {}};
-        return io->ops.sendmsg(io, &response) == 0;
+        return worker_double::give(io, RECORD(GETX_RES, status, {}));
     };
     open();
     EXPECT_EQ(VNTLgetx(env, lp, nullptr, 0, INT_MAX), VNTERR_INDEX_RANGE);
@@ -137,7 +133,7 @@ TEST_F(Call, MuchSpaceIsUsedOnlyAsFarAsItIsNeeded)
         response.messageid = VNTMESSAGEID_GETROWS_RES;
         response.status = needed > space ? VNTERR_SPACE_TOO_SMALL : 0;
         response.surplus_p = space - needed;
-        return io->ops.sendmsg(io, &response) == 0;
+        return worker_double::give(io, response);
     };
     open();
     struct {
@@ -167,8 +163,7 @@ TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
 {
     chunked<char> two{{'n', 'e'}, {'w'}};
     reply(VNTMESSAGEID_WRITEPROB_REQ,
-          vntmsg_WRITEPROB_RES{
-              nullptr, VNTMESSAGEID_WRITEPROB_RES, 0, {text("/tmp/elsewhere"), two.a, nullptr}});
+          RECORD(WRITEPROB_RES, 0, {text("/tmp/elsewhere"), two.a, nullptr}));
     // Mbasewrite is answered without a file, and that all went well.
     open();
     std::ofstream("old") << "longer than the new one";
@@ -191,15 +186,8 @@ TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
 TEST_F(Call, AStartedCallKeepsThePathOfTheFileThatItWrites)
 {
     chunked<char> two{{'n', 'e'}, {'w'}};
-    worker.on[VNTMESSAGEID_WRITEPROB_REQ] = [](transport *io, const void *) {
-        return worker_double::give(
-            io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_WRITEPROB_REQ, 1, 0});
-    };
-    worker.on[VNTMESSAGEID_GETRES] = [&two](transport *io, const void *) {
-        return worker_double::give(
-            io, vntmsg_WRITEPROB_RES{
-                    nullptr, VNTMESSAGEID_WRITEPROB_RES, 0, {text("wanted"), two.a, nullptr}});
-    };
+    worker.on[VNTMESSAGEID_WRITEPROB_REQ] = worker_double::starts(VNTMESSAGEID_WRITEPROB_REQ);
+    reply(VNTMESSAGEID_GETRES, RECORD(WRITEPROB_RES, 0, {text("wanted"), two.a, nullptr}));
     open();
     char path[] = "wanted";
     ASSERT_EQ(vntclient_start(env), 0);

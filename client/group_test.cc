@@ -20,14 +20,13 @@ struct running_double : worker_double {
         on[VNTMESSAGEID_LPOPT_REQ] = [this](transport *io, const void *message) {
             auto *request = static_cast<const vntmsg_LPOPT_REQ *>(message);
             if (mute || (request->flags & 1) == 0) return true; // a solve without an end
-            return give(io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_LPOPT_REQ, 1, 0});
+            return give(io, RECORD(ACK, VNTMESSAGEID_LPOPT_REQ, 1, 0));
         };
         on[VNTMESSAGEID_ASYNCTEST_REQ] = [this](transport *io, const void *) {
             unanswered++;
             bool sent = true;
             for (; answers && unanswered > 0 && sent; unanswered--)
-                sent =
-                    give(io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state});
+                sent = give(io, RECORD(ASYNCTEST_RES, 0, state));
             return sent;
         };
         on[VNTMESSAGEID_ASYNCKILL_REQ] = [this](transport *io, const void *) {
@@ -36,11 +35,9 @@ struct running_double : worker_double {
         };
         on[VNTMESSAGEID_EASYNCCONTINUE_REQ] = [this](transport *io, const void *) {
             state = VNTCLIENT_ENDED;
-            return give(io, vntmsg_EASYNCCONTINUE_RES{nullptr, VNTMESSAGEID_EASYNCCONTINUE_RES, 0});
+            return give(io, RECORD(EASYNCCONTINUE_RES, 0));
         };
-        on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
-            return plain(io, VNTMESSAGEID_LPOPT_REQ);
-        };
+        on[VNTMESSAGEID_GETRES] = worker_double::plainly(VNTMESSAGEID_LPOPT_REQ);
     }
 };
 

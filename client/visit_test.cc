@@ -73,9 +73,7 @@ enum : uint32_t {
 
 TEST_F(visiting, AQueryWhoseAnswerIsLostIsAskedAgainAndAChangeStays)
 {
-    breaks_once(VNTMESSAGEID_GETOBJVAL_REQ, [](transport *io, const void *) {
-        return worker_double::plain(io, VNTMESSAGEID_GETOBJVAL_REQ);
-    });
+    breaks_once(VNTMESSAGEID_GETOBJVAL_REQ, worker_double::plainly(VNTMESSAGEID_GETOBJVAL_REQ));
     attach();
     double value = -1;
     EXPECT_EQ(VNTLgetobjval(env, lp, &value), 0) << vntclient_errortext();
@@ -88,9 +86,7 @@ TEST_F(visiting, AQueryWhoseAnswerIsLostIsAskedAgainAndAChangeStays)
 
 TEST_F(visiting, ClosingComesBackToEndTheWorker)
 {
-    worker.on[RESULT] = [](transport *io, const void *) {
-        return worker_double::plain(io, SMALL_CALL);
-    };
+    worker.on[RESULT] = worker_double::plainly(SMALL_CALL);
     attach();
     EXPECT_EQ(VNTLcloseVANTO(&env), 0);
     EXPECT_TRUE(says({COME, VNTMESSAGEID_ASYNCKILL_REQ, TEST_CALL, RESULT,
@@ -109,12 +105,10 @@ TEST_F(visiting, LeavingNeedsNoWord)
 TEST_F(visiting, AResultIsAskedForInPassingAndNotTwice)
 {
     worker.on[SMALL_CALL] = [calls = 1](transport *io, const void *) mutable {
-        return calls-- > 0 ? worker_double::refuse(io, SMALL_CALL, -1)
-                           : worker_double::give(
-                                 io, vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, SMALL_CALL, 1, 0});
+        return calls-- > 0 ? worker_double::give(io, RECORD(NAK, SMALL_CALL, 0, -1))
+                           : worker_double::give(io, RECORD(ACK, SMALL_CALL, 1, 0));
     };
-    breaks_once(RESULT,
-                [](transport *io, const void *) { return worker_double::plain(io, SMALL_CALL); });
+    breaks_once(RESULT, worker_double::plainly(SMALL_CALL));
     attach();
     EXPECT_EQ(vntclient_joinresilient(env, 0.01, 10, nullptr, nullptr), 0);
     EXPECT_TRUE(
@@ -125,13 +119,8 @@ TEST_F(visiting, AResultIsAskedForInPassingAndNotTwice)
 
 TEST_F(visiting, AResultHasTheCallsStatus)
 {
-    worker.on[SMALL_CALL] = [](transport *io, const void *) {
-        return worker_double::refuse(io, SMALL_CALL, -1);
-    };
-    worker.on[RESULT] = [](transport *io, const void *) {
-        return worker_double::give(
-            io, vntmsg_MIPOPT_RES{nullptr, VNTMESSAGEID_MIPOPT_RES, VNTERR_NO_SOLUTION});
-    };
+    worker.on[SMALL_CALL] = worker_double::refuses(SMALL_CALL, -1);
+    worker.on[RESULT] = worker_double::gives(RECORD(MIPOPT_RES, VNTERR_NO_SOLUTION));
     attach();
     EXPECT_EQ(vntclient_joinresilient(env, 0.01, 10, nullptr, nullptr), VNTERR_NO_SOLUTION);
 }

@@ -20,6 +20,9 @@
 
 namespace vnt {
 
+// A message of these fields.
+#define RECORD(name, ...) (vntmsg_##name{nullptr, VNTMESSAGEID_##name, __VA_ARGS__})
+
 class worker_double {
   public:
     static constexpr uint64_t env = 0x7700;
@@ -38,8 +41,7 @@ class worker_double {
         };
         on[VNTMESSAGEID_PROBINFO_REQ] = [](transport *io, const void *message) {
             auto *request = static_cast<const vntmsg_PROBINFO_REQ *>(message);
-            return give(
-                io, vntmsg_PROBINFO_RES{nullptr, VNTMESSAGEID_PROBINFO_RES, 0, request->intarg});
+            return give(io, RECORD(PROBINFO_RES, 0, request->intarg));
         };
         on[VNTMESSAGEID_CREATEPROB_REQ] = [this](transport *io, const void *) {
             char bytes[16];
@@ -124,7 +126,24 @@ class worker_double {
     }
 
   public:
-    // Status 0 and nothing else.
+    // Answers: the same each time; status 0 of this request, and nothing else; a refusal of it.
+    template <class response> static answer gives(response r)
+    {
+        return [r](transport *io, const void *) { return give(io, r); };
+    }
+    static answer plainly(uint32_t request_id)
+    {
+        return [=](transport *io, const void *) { return plain(io, request_id); };
+    }
+    static answer refuses(uint32_t request_id, int32_t status)
+    {
+        return gives(RECORD(NAK, static_cast<int32_t>(request_id), 0, status));
+    }
+    static answer starts(uint32_t request_id)
+    {
+        return gives(RECORD(ACK, static_cast<int32_t>(request_id), 1, 0));
+    }
+
     static bool plain(transport *io, uint32_t request_id)
     {
         const message_layout *layout = catalogue_find(request_id + 1);
@@ -133,14 +152,10 @@ class worker_double {
         memcpy(bytes + sizeof(void *), &layout->id, sizeof layout->id);
         return io->ops.sendmsg(io, bytes) == 0;
     }
-    static bool refuse(transport *io, int32_t id, int32_t status)
-    {
-        return give(io, vntmsg_NAK{nullptr, VNTMESSAGEID_NAK, id, 0, status});
-    }
     // One line of a channel; null is no text at all.
     static bool say(transport *io, int32_t channel, const char *line)
     {
-        return give(io, vntmsg_CHANNEL{nullptr, VNTMESSAGEID_CHANNEL, channel, text(line)});
+        return give(io, RECORD(CHANNEL, channel, text(line)));
     }
     template <class response> static bool give(transport *io, response r)
     {
@@ -174,20 +189,16 @@ struct opened : testing::Test {
     // Solves run in the background, in the state that `state` tells each time it is asked.
     void serve_solves(const std::function<int()> &state)
     {
-        reply(VNTMESSAGEID_MIPOPT_REQ,
-              vntmsg_ACK{nullptr, VNTMESSAGEID_ACK, VNTMESSAGEID_MIPOPT_REQ, 1, 0});
+        worker.on[VNTMESSAGEID_MIPOPT_REQ] = worker_double::starts(VNTMESSAGEID_MIPOPT_REQ);
         worker.on[VNTMESSAGEID_ASYNCTEST_REQ] = [state](transport *io, const void *) {
-            return worker_double::give(
-                io, vntmsg_ASYNCTEST_RES{nullptr, VNTMESSAGEID_ASYNCTEST_RES, 0, state()});
+            return worker_double::give(io, RECORD(ASYNCTEST_RES, 0, state()));
         };
-        worker.on[VNTMESSAGEID_GETRES] = [](transport *io, const void *) {
-            return worker_double::plain(io, VNTMESSAGEID_MIPOPT_REQ);
-        };
+        worker.on[VNTMESSAGEID_GETRES] = worker_double::plainly(VNTMESSAGEID_MIPOPT_REQ);
     }
     // The worker's answer to every such request; what it points at stays the test's.
     template <class response> void reply(uint32_t id, response r)
     {
-        worker.on[id] = [r](transport *io, const void *) { return worker_double::give(io, r); };
+        worker.on[id] = worker_double::gives(r);
     }
     void TearDown() override
     {
