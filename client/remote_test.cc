@@ -140,20 +140,6 @@ TEST_F(remote, EnvironmentsInDifferentThreadsAreIndependent)
     two.join();
 }
 
-TEST_F(remote, AKilledWorkerIsNoticedInTheMiddleOfASolve)
-{
-    VNTLPptr lp = long_mip(env);
-    std::thread killer([this] {
-        usleep(200'000); // into the middle of it
-        kill(s.workers().at(0), SIGKILL);
-    });
-    EXPECT_EQ(VNTLmipopt(env, lp), VNTERR_CONNECTION_LOST);
-    killer.join();
-    EXPECT_TRUE(std::string(vntclient_errortext()).ends_with("the worker has ended"))
-        << vntclient_errortext();
-    EXPECT_EQ(VNTLcloseVANTO(&env), VNTERR_CONNECTION_LOST);
-}
-
 TEST_F(remote, ARecordOlderThanTheCallsEndDoesNoHarm)
 {
     VNTLPptr lp = small_lp(env);

@@ -10,23 +10,6 @@ namespace vnt {
 
 static const std::string folder = build_path("examples/");
 
-TEST(Examples, AUserFunctionSendsTheColumnsThatAreNotZero)
-{
-    server s({"-libpath=" + folder, "-userfunction=nonzeros=VNT_REGISTER_USERFUNCTION"});
-    process_result sparse = run({folder + "sparse", s.address(), model("afiro.mps")});
-    EXPECT_EQ(sparse.status, 0) << sparse.err << s.log();
-    EXPECT_EQ(sparse.out.find("columns:"), 0u) << sparse.out;
-    EXPECT_NE(sparse.out.find("sum: "), std::string::npos) << sparse.out;
-}
-
-TEST(Examples, ARaceTakesTheFirstProvenAnswer)
-{
-    server s;
-    process_result race = run({folder + "race", s.address(), model("p0201.mps")});
-    EXPECT_EQ(race.status, 0) << race.err << s.log();
-    EXPECT_EQ(race.out.find("7615, proven first with: "), 0u) << race.out;
-}
-
 TEST(Examples, AConductedSolveFindsTheOptimum)
 {
     server s;

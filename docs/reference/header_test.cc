@@ -28,20 +28,6 @@ TEST(Header, OfTheSolverSaysOfEachFunctionWhatItDoes)
     EXPECT_EQ(known.size(), 441u);
 }
 
-TEST(Header, IsReadToTheLastParameter)
-{
-    for (const header_function &f : functions_of("include/vanto.h")) {
-        if (f.name == "VNTEsetpausecallbackfunc") {
-            ASSERT_EQ(f.parameters.size(), 3u);
-            EXPECT_EQ(f.parameters[1].name, "func");
-        } else if (f.name == "VNTLcopylpwnames") {
-            ASSERT_EQ(f.parameters.size(), 17u);
-            EXPECT_EQ(f.parameters[16].type, "const char *const *");
-            EXPECT_EQ(f.parameters[16].name, "rowname");
-        }
-    }
-}
-
 TEST(Header, OfTheClientSharesACommentAmongDeclarationsBelowIt)
 {
     std::set<std::string> names;

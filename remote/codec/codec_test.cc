@@ -97,21 +97,6 @@ TEST(Codec, ATruncatedOrFlippedMessageLeavesNothing)
     }
 }
 
-TEST(Codec, MemoryThatRunsOutIsReportedAndLeavesNothing)
-{
-    std::string whole = on_the_wire(VNTMESSAGEID_USERFUNCTION_REQ);
-    for (int64_t n : {0, 1, 2}) { // the record's allocation, and those of its fields
-        codec_pair s;
-        void *got = nullptr;
-        s.give(whole);
-        int64_t before = allocations_held();
-        allocations_fail_after(n);
-        EXPECT_EQ(s.solver->ops.recvmsg(s.solver, &got), MESSAGE_NOMEMORY) << n;
-        allocations_fail_after(-1);
-        EXPECT_EQ(allocations_held(), before);
-    }
-}
-
 // A copy that shared more than objects with its source would free what is not its own.
 TEST(Copy, EveryMessageOfTheSolverCodecCopiesAndReleasesWhatItOwns)
 {

@@ -11,23 +11,6 @@
 
 namespace vnt {
 
-TEST(Containers, AnArrayPointsAtTheCallersDataAndAllocatesNothing)
-{
-    int32_t data[5] = {1, 2, 3, 4, 5};
-    message_array a;
-    int64_t before = allocations_held();
-    ASSERT_EQ(message_set_anyarray(&a, 5, TYPE_INT, data, nullptr), 0);
-    EXPECT_EQ(allocations_held(), before);
-    EXPECT_EQ(a.total, 5);
-    EXPECT_EQ(a.nchunks, 1u);
-    EXPECT_EQ(a.chunks[0].count, 5u);
-    EXPECT_EQ(a.chunks[0].data, data);
-    message_unset_array(&a);
-    // Without data it is null whatever its type.
-    ASSERT_EQ(message_set_anyarray(&a, 7, TYPE_INT, nullptr, nullptr), 0);
-    EXPECT_TRUE(a.type == TYPE_NONE && a.total == 0);
-}
-
 // Copies of all kinds of messages are compared with remote/codec/copy.h.
 TEST(Containers, AFileIsMappedAndItsCopyStandsAlone)
 {
