@@ -85,7 +85,7 @@ static std::string entry(std::istream &in, const std::string &word)
 {
     std::string line;
     std::getline(in, line);
-    if (line.rfind(word + ' ', 0) != 0) in.setstate(std::ios::failbit);
+    if (!line.starts_with(word + ' ')) in.setstate(std::ios::failbit);
     return line.substr(std::min(line.size(), word.size() + 1));
 }
 

@@ -16,7 +16,7 @@ static std::vector<std::string> values_of(const std::vector<std::string> &argume
 {
     std::vector<std::string> values;
     for (text argument : arguments)
-        if (argument.rfind(name, 0) == 0) values.push_back(argument.substr(name.size()));
+        if (argument.starts_with(name)) values.push_back(argument.substr(name.size()));
     return values;
 }
 

@@ -124,7 +124,7 @@ static const option_row *option_find(text argument)
 {
     for (const option_row &row : options) {
         const bool fits =
-            row.value != nullptr ? argument.rfind(row.name, 0) == 0 : argument == row.name;
+            row.value != nullptr ? argument.starts_with(row.name) : argument == row.name;
         if (fits) return &row;
     }
     return nullptr;

@@ -7,11 +7,6 @@ namespace vnt {
 
 namespace {
 
-bool begins(const std::string &text, const char *with)
-{
-    return text.rfind(with, 0) == 0;
-}
-
 std::string trimmed(const std::string &text)
 {
     size_t from = text.find_first_not_of(" \n"), to = text.find_last_not_of(" \n");
@@ -94,7 +89,7 @@ class reader {
 
 void reader::take(block b)
 {
-    bool titled = !b.comment.empty() && begins(b.comment[0], "--- ");
+    bool titled = !b.comment.empty() && b.comment[0].starts_with("--- ");
     if (!opened) {
         out.text = b.comment;
         out.groups.push_back({"", {}, {}});
@@ -113,8 +108,8 @@ void reader::add_code(const block &b)
     std::string declaration;
     bool listing = false;
     for (const std::string &line : b.code) {
-        if (begins(line, "enum") || begins(line, "#define VNT")) {
-            listing = begins(line, "enum");
+        if (line.starts_with("enum") || line.starts_with("#define VNT")) {
+            listing = line.starts_with("enum");
             out.enums.push_back({b.comment, {}});
             add_constants(out.enums.back(), line);
         } else if (listing) {
@@ -124,7 +119,7 @@ void reader::add_code(const block &b)
         }
         bool ends = line.back() == ';';
         if (ends && !listing && declaration.find('(') != std::string::npos &&
-            !begins(declaration, "typedef"))
+            !declaration.starts_with("typedef"))
             out.groups.back().functions.push_back(function_of(declaration, b.comment));
         if (ends) {
             declaration.clear();
@@ -145,7 +140,7 @@ header header_read(const std::string &path)
         b = {};
     };
     for (std::string line; std::getline(in, line);) {
-        bool comment = begins(line, "//");
+        bool comment = line.starts_with("//");
         // A comment below code begins a block of its own.
         if (line.empty() || (comment && !b.code.empty())) finish();
         if (line.empty()) continue;
@@ -164,7 +159,7 @@ std::vector<std::string> paragraphs(const comment_lines &lines)
     std::vector<std::string> out;
     bool open = false; // the last paragraph goes on
     for (const std::string &line : lines) {
-        bool as_is = begins(line, "    ");
+        bool as_is = line.starts_with("    ");
         if (as_is || line.empty()) open = false;
         if (line.empty()) continue;
         if (open) {
@@ -175,7 +170,7 @@ std::vector<std::string> paragraphs(const comment_lines &lines)
         open = !as_is;
     }
     for (std::string &p : out) {
-        if (!begins(p, "    ")) p = std::regex_replace(p, std::regex(" +"), " ");
+        if (!p.starts_with("    ")) p = std::regex_replace(p, std::regex(" +"), " ");
     }
     return out;
 }

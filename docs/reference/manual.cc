@@ -29,7 +29,7 @@ std::string page_name(const std::string &title)
 
 std::string result_text(const header_function &f)
 {
-    if (f.name.rfind("VNT", 0) != 0) return ""; // its comment says
+    if (!f.name.starts_with("VNT")) return ""; // its comment says
     if (f.gives_object) return "The object, or null on failure.";
     if (returns_value(f)) return "What the description says; 0 on failure unless said otherwise.";
     return "0, or one of VNTERR_*.";
@@ -44,7 +44,7 @@ static bool supported(const header_function &f, const manual_context &c)
 std::string errors_text(const header_function &f, const manual_context &c)
 {
     std::string out;
-    if (f.name.rfind("VNT", 0) != 0) return out; // its comment says
+    if (!f.name.starts_with("VNT")) return out; // its comment says
     for (const std::string &e : error_names(f, supported(f, c)))
         out += (out.empty() ? "" : ", ") + e;
     return out;
@@ -76,7 +76,7 @@ std::string running_text(const comment_lines &lines)
     std::string out;
     bool example = false;
     for (const std::string &p : paragraphs(lines)) {
-        bool as_is = p.rfind("    ", 0) == 0;
+        bool as_is = p.starts_with("    ");
         if (as_is != example) out += as_is ? ".PP\n.EX\n" : ".EE\n";
         if (!as_is) out += ".PP\n";
         out += plain(as_is ? p.substr(4) : p) + "\n";

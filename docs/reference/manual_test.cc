@@ -159,7 +159,7 @@ TEST(SitePages, ListEveryParameter)
         << page;
     for (const header_enum &e : solver().enums) {
         for (const header_constant &c : e.constants) {
-            if (c.name.rfind("VNT_PARAM_", 0) != 0) continue;
+            if (!c.name.starts_with("VNT_PARAM_")) continue;
             EXPECT_NE(page.find("| " + c.value + " |"), std::string::npos) << c.name;
         }
     }

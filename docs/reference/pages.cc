@@ -25,7 +25,7 @@ std::string running_text(const comment_lines &lines)
     std::string out;
     bool example = false;
     for (const std::string &p : paragraphs(lines)) {
-        bool as_is = p.rfind("    ", 0) == 0;
+        bool as_is = p.starts_with("    ");
         if (!as_is || !example) out += "\n";
         out += (as_is ? p : unescaped_in_code(marked(p))) + "\n";
         example = as_is;

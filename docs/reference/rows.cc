@@ -87,21 +87,16 @@ static std::string length_of(const std::string &size)
 static std::string element_of(const std::string &type)
 {
     if (type == "const char *const *") return "const char *";
-    std::string element = type.rfind("const ", 0) == 0 ? type.substr(6) : type;
+    std::string element = type.starts_with("const ") ? type.substr(6) : type;
     element.pop_back();
     if (element.back() == ' ') element.pop_back();
     return element;
 }
 
-static bool begins(const std::string &text, const char *with)
-{
-    return text.rfind(with, 0) == 0;
-}
-
 static parameter_row described(const header_parameter &p, const word &w)
 {
     parameter_row row = {p.name, p.type, "in", ""};
-    if (begins(w.name, "OUT") && w.name != "OUTFILE") row.direction = "out";
+    if (w.name.starts_with("OUT") && w.name != "OUTFILE") row.direction = "out";
     if (w.name == "PLAINSTRING" || w.name == "STORE") row.direction = "out";
     if (w.name == "INOUT" || w.name == "LP_BY_ADDRESS" || w.name == "NET_BY_ADDRESS")
         row.direction = "in, out";
@@ -109,7 +104,7 @@ static parameter_row described(const header_parameter &p, const word &w)
     if (w.name == "INFILE_CONTENTS") row.length = "length";
     bool array = w.arguments.size() == 2 && w.name != "INDEX";
     if (array) row.length = length_of(w.arguments[1]);
-    if (!row.length.empty() || begins(w.name, "OUTVALUE") || begins(w.name, "OUTCHAR"))
+    if (!row.length.empty() || w.name.starts_with("OUTVALUE") || w.name.starts_with("OUTCHAR"))
         row.type = element_of(p.type);
     return row;
 }
@@ -118,7 +113,8 @@ static parameter_row described(const header_parameter &p, const word &w)
 static parameter_row guessed(const header_parameter &p)
 {
     bool into = p.type.find('*') == std::string::npos || p.type.find('(') != std::string::npos ||
-                begins(p.type, "const ") || begins(p.type, "void ") || begins(p.type, "volatile ");
+                p.type.starts_with("const ") || p.type.starts_with("void ") ||
+                p.type.starts_with("volatile ");
     return {p.name, p.type, into ? "in" : "out", ""};
 }
 
@@ -137,7 +133,7 @@ std::vector<parameter_row> parameter_rows(const header_function &f)
 
 bool returns_value(const header_function &f)
 {
-    return !f.gives_object && !f.comment.empty() && begins(f.comment[0], "Returns ");
+    return !f.gives_object && !f.comment.empty() && f.comment[0].starts_with("Returns ");
 }
 
 // What goes wrong with a parameter, by its name and direction.
@@ -167,10 +163,11 @@ static constexpr parameter_error parameter_errors[] = {
 
 static bool suits(const parameter_error &e, const parameter_row &r)
 {
-    std::string name = e.name;
-    bool named =
-        name.back() == '*' ? r.name.rfind(name.substr(0, name.size() - 1), 0) == 0 : r.name == name;
-    return named && r.direction.rfind(e.direction, 0) == 0;
+    std::string_view name = e.name;
+    bool open = name.back() == '*';
+    if (open) name.remove_suffix(1);
+    bool named = open ? r.name.starts_with(name) : r.name == name;
+    return named && r.direction.starts_with(e.direction);
 }
 
 static void note(std::vector<std::string> &errors, const std::string &status)
@@ -186,12 +183,11 @@ std::vector<std::string> error_names(const header_function &f, bool supported)
     if (returns_value(f)) return errors;
     bool reads = false, names_file = false;
     for (const parameter_row &r : parameter_rows(f)) {
-        reads |= begins(r.name, "content");
-        names_file |= begins(r.name, "filename");
-        for (const parameter_error &e : parameter_errors) {
-            bool object = r.name == "env" || r.name == "lp" || r.name == "net";
+        reads |= r.name.starts_with("content");
+        names_file |= r.name.starts_with("filename");
+        bool object = r.name == "env" || r.name == "lp" || r.name == "net";
+        for (const parameter_error &e : parameter_errors)
             if (suits(e, r) && (supported || object)) note(errors, e.status);
-        }
     }
     if (!supported) note(errors, "VNTERR_NOT_SUPPORTED");
     if (supported && names_file && !reads) note(errors, "VNTERR_FILE_CREATE");
