@@ -1,6 +1,6 @@
 #include "tools/history.h"
 
-#include "tools/exits.h"
+#include "tools/files.h"
 #include "tools/output.h"
 
 #include <cerrno>
@@ -16,8 +16,7 @@ static FILE *file_open(const std::string &name)
 {
     if (name.empty()) return nullptr;
     FILE *file = fopen(name.c_str(), "we");
-    if (file == nullptr)
-        throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", name, strerror(errno))};
+    if (file == nullptr) file_fail(name);
     return file;
 }
 

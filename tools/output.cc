@@ -1,11 +1,10 @@
 #include "tools/output.h"
 
-#include "tools/exits.h"
+#include "tools/files.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -24,8 +23,7 @@ void output_result(const std::string &text)
 {
     errno = 0;
     fwrite(text.data(), 1, text.size(), stdout);
-    if (fflush(stdout) != 0 || ferror(stdout))
-        throw failure{EXIT_UNREADABLE, std::string("standard output: ") + strerror(errno)};
+    if (fflush(stdout) != 0 || ferror(stdout)) file_fail("standard output");
 }
 
 void output_note(const std::string &text)

@@ -1,11 +1,8 @@
 #include "tools/page.h"
 
+#include "tools/files.h"
 #include "tools/plot.h"
 
-#include <cerrno>
-#include <cmath>
-#include <cstdio>
-#include <cstring>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -145,11 +142,7 @@ void page_write(const std::string &file, const solve_report &report,
                 const std::vector<progress_sample> &samples,
                 std::chrono::system_clock::time_point started)
 {
-    const std::string text = page(report, samples, started);
-    FILE *out = fopen(file.c_str(), "we");
-    bool written = out != nullptr && fwrite(text.data(), 1, text.size(), out) == text.size();
-    if (out != nullptr && fclose(out) != 0) written = false;
-    if (!written) throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
+    file_write(file, page(report, samples, started));
 }
 
 } // namespace vnt

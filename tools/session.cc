@@ -1,5 +1,6 @@
 #include "tools/session.h"
 
+#include "tools/files.h"
 #include "tools/interrupt.h"
 #include "tools/output.h"
 #include "tools/params.h"
@@ -7,8 +8,6 @@
 #include "tools/solution.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
 #include <string_view>
 #include <sys/stat.h>
@@ -161,8 +160,7 @@ static void set_loglevel(session &s)
 // access() gives the better message.
 static void check_readable(const std::string &file)
 {
-    if (access(file.c_str(), R_OK) != 0)
-        throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
+    if (access(file.c_str(), R_OK) != 0) file_fail(file);
 }
 
 static void set_params(session &s)
@@ -180,21 +178,6 @@ static void set_params(session &s)
                   "--time-limit");
 }
 
-// All that standard input holds.
-static std::string input_read()
-{
-    std::string text;
-    char piece[65536];
-    for (;;) {
-        ssize_t got = read(STDIN_FILENO, piece, sizeof piece);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0)
-            throw failure{EXIT_UNREADABLE, fmt::format("standard input: {}", strerror(errno))};
-        if (got == 0) return text;
-        text.append(piece, static_cast<size_t>(got));
-    }
-}
-
 // The library reads a file on this side of the connection.
 static void read_model(session &s)
 {
@@ -202,7 +185,8 @@ static void read_model(session &s)
     const char *file = s.model.c_str();
     const char *format = s.options.format.empty() ? nullptr : s.options.format.c_str();
     if (!input) check_readable(s.model);
-    const std::string text = input ? input_read() : "";
+    std::string text;
+    if (input && !file_readall(STDIN_FILENO, &text)) file_fail(s.model);
     int status = 0;
     s.lp = s.solver.VNTLcreateprob(s.env, &status, file);
     session_check(s, status, "creating the problem");

@@ -1,21 +1,14 @@
 #include "tools/solution.h"
 
 #include "tools/exits.h"
+#include "tools/files.h"
 
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <cstring>
 #include <fmt/format.h>
 #include <fstream>
-#include <unistd.h>
 
 namespace vnt {
-
-[[noreturn]] static void fail(const std::string &file)
-{
-    throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
-}
 
 void solution_write(const std::string &file, const std::vector<std::string> &comments,
                     const std::vector<named_value> &values)
@@ -25,17 +18,14 @@ void solution_write(const std::string &file, const std::vector<std::string> &com
         text += "# " + comment + "\n";
     for (const named_value &v : values)
         text += fmt::format("{} {}\n", v.name, v.value);
-    FILE *out = fopen(file.c_str(), "we");
-    if (out == nullptr) fail(file);
-    bool written = fwrite(text.data(), 1, text.size(), out) == text.size();
-    if (fclose(out) != 0 || !written) fail(file);
+    file_write(file, text);
 }
 
 static std::ifstream file_open(const std::string &file)
 {
     errno = 0;
     std::ifstream in(file);
-    if (in.peek() == EOF && errno != 0) fail(file);
+    if (in.peek() == EOF && errno != 0) file_fail(file);
     return in;
 }
 

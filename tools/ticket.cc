@@ -1,11 +1,11 @@
 #include "tools/ticket.h"
 
 #include "tools/exits.h"
+#include "tools/files.h"
 
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fstream>
@@ -16,11 +16,6 @@
 namespace vnt {
 
 static constexpr const char *firstline = "vntsolve ticket 2";
-
-[[noreturn]] static void fail(const std::string &file)
-{
-    throw failure{EXIT_UNREADABLE, fmt::format("{}: {}", file, strerror(errno))};
-}
 
 // Only the user may read it: a ticket is enough to take over the worker.
 static bool write_synced(const std::string &file, const std::string &text)
@@ -77,7 +72,7 @@ void ticket_write(const std::string &file, const ticket &t)
     int error = errno;
     unlink(fresh.c_str());
     errno = error;
-    fail(file);
+    file_fail(file);
 }
 
 // Reads a line that begins with the word and returns the rest of it.
@@ -93,7 +88,7 @@ ticket ticket_read(const std::string &file)
 {
     errno = 0;
     std::ifstream in(file, std::ios::binary);
-    if (!in) fail(file);
+    if (!in) file_fail(file);
     ticket t;
     std::string first, blank;
     std::getline(in, first);

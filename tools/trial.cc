@@ -1,5 +1,7 @@
 #include "tools/trial.h"
 
+#include "tools/files.h"
+
 #include <cerrno>
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -101,18 +103,6 @@ static void try_all(const std::vector<std::string> &arguments, text program)
     _exit(told ? 0 : 1); // no exit handlers of the libraries
 }
 
-static std::string read_all(int fd)
-{
-    std::string all;
-    char piece[4096];
-    for (;;) {
-        ssize_t got = read(fd, piece, sizeof piece);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return all;
-        all.append(piece, static_cast<size_t>(got));
-    }
-}
-
 void trial_run(const std::vector<std::string> &arguments, const std::string &program)
 {
     int ends[2];
@@ -120,7 +110,9 @@ void trial_run(const std::vector<std::string> &arguments, const std::string &pro
     pid_t child = fork();
     if (child == 0) child_run(ends[1], arguments, program);
     close(ends[1]);
-    const std::string trouble = child > 0 ? read_all(ends[0]) : "no process can be made";
+    std::string trouble;
+    if (child < 0) trouble = "no process can be made";
+    if (child > 0) file_readall(ends[0], &trouble);
     close(ends[0]);
     int status = 0;
     while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <thread>
-#include <unistd.h>
 
 namespace vnt {
 
