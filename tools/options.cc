@@ -1,10 +1,10 @@
 #include "tools/options.h"
 
+#include "tools/number.h"
 #include "tools/output.h"
 #include "vanto_remote.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -19,8 +19,7 @@ static std::string nonempty(const char *text, const char *otherwise)
 static bool is_port(const std::string &text)
 {
     uint16_t number;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() && number > 0;
+    return number_parse(text, &number) && number > 0;
 }
 
 server_address address_parse(const std::string &text)

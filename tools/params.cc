@@ -1,8 +1,8 @@
 #include "tools/params.h"
 
 #include "tools/exits.h"
+#include "tools/number.h"
 
-#include <charconv>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -110,13 +110,6 @@ std::string params_json(const std::vector<param_row> &rows)
                         {"greatest", value_json(row, row.greatest)}});
     const auto replace = nlohmann::json::error_handler_t::replace;
     return list.dump(2, ' ', false, replace) + "\n";
-}
-
-// Parses the whole text as a number.
-template <class T> static bool number_parse(const std::string &text, T *value)
-{
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
-    return error == std::errc() && end == text.data() + text.size();
 }
 
 // Finds a parameter by its name or its number.

@@ -1,7 +1,8 @@
 #include "tools/progress.h"
 
+#include "tools/number.h"
+
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -53,25 +54,20 @@ std::string progress_text(const progress_sample &sample)
     return text;
 }
 
-static bool number_parse(const std::string &word, double *value)
-{
-    auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), *value);
-    return error == std::errc() && end == word.data() + word.size();
-}
-
 // "* incumbent 3350 after 17 nodes"
 static std::optional<progress_sample> incumbent_parse(std::istringstream &words)
 {
     progress_sample sample;
     std::string word, value, after, nodes, unit;
-    double number, count;
+    double number;
+    int64_t count;
     words >> word >> value >> after >> nodes >> unit;
     if (word != "incumbent" || after != "after" || unit != "nodes") return std::nullopt;
     if (!number_parse(value, &number) || !number_parse(nodes, &count)) return std::nullopt;
     sample.event = "incumbent";
     sample.seconds = NAN;
     sample.incumbent = number;
-    sample.nodes = static_cast<int64_t>(count);
+    sample.nodes = count;
     return sample;
 }
 
@@ -85,11 +81,12 @@ std::optional<progress_sample> progress_parse(const std::string &line)
     if (!number_parse(word, &sample.seconds) || !(words >> word) || word != "s")
         return std::nullopt;
     double value;
+    int64_t count;
     while (words >> word >> next) {
-        if (number_parse(word, &value) && next == "nodes")
-            sample.nodes = static_cast<int64_t>(value);
-        else if (number_parse(word, &value) && next == "iterations")
-            sample.iterations = static_cast<int64_t>(value);
+        if (next == "nodes" && number_parse(word, &count))
+            sample.nodes = count;
+        else if (next == "iterations" && number_parse(word, &count))
+            sample.iterations = count;
         else if (!number_parse(next, &value))
             return std::nullopt;
         else if (word == "best")

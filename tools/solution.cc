@@ -2,9 +2,9 @@
 
 #include "tools/exits.h"
 #include "tools/files.h"
+#include "tools/number.h"
 
 #include <cerrno>
-#include <charconv>
 #include <fmt/format.h>
 #include <fstream>
 
@@ -33,11 +33,10 @@ static named_value line_parse(const std::string &line, const std::string &where)
 {
     named_value pair = {};
     const size_t last = line.find_last_not_of(" \t\r"), blank = line.find_last_of(" \t", last);
-    const char *end = line.data() + last + 1;
-    if (blank != line.npos && blank > 0) {
-        auto [stop, error] = std::from_chars(line.data() + blank + 1, end, pair.value);
+    if (blank != line.npos) {
+        const std::string_view value = std::string_view(line).substr(blank + 1, last - blank);
         pair.name = line.substr(0, line.find_last_not_of(" \t", blank) + 1);
-        if (error == std::errc() && stop == end && !pair.name.empty()) return pair;
+        if (!pair.name.empty() && number_parse(value, &pair.value)) return pair;
     }
     throw failure{EXIT_MALFORMED, where + ": a name and a value are expected"};
 }

@@ -1,14 +1,14 @@
 #include "tools/workeroptions.h"
 
+#include "tools/number.h"
 #include "tools/trial.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <limits>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,9 +31,7 @@ struct option_row {
 static std::string number_check(text value, int base, int64_t least, int64_t most)
 {
     int64_t number;
-    const char *end = value.data() + value.size();
-    auto [stop, error] = std::from_chars(value.data(), end, number, base);
-    if (error == std::errc() && stop == end && number >= least && number <= most) return "";
+    if (number_parse(value, &number, base) && number >= least && number <= most) return "";
     return fmt::format("a number from {} to {}{} is expected", least, most,
                        base == 10 ? "" : fmt::format(", written in base {},", base));
 }
