@@ -40,7 +40,8 @@ int VNTLdjfrompi(VNTENVptr env, VNTLPptr lp, const double *pi, double *dj)
 {
     return with_problem(env, lp, [&](vntlp &p) {
         require_there(pi, p.m.numrows() > 0);
-        put_range(p.m.reduced_costs(p.m.objective, pi), dj, 0, p.m.numcols() - 1);
+        put_range(matrix_reduced_costs(p.m.a.by_column(), p.m.objective, pi), dj, 0,
+                  p.m.numcols() - 1);
     });
 }
 

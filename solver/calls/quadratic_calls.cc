@@ -158,6 +158,7 @@ int VNTLqpdjfrompi(VNTENVptr env, VNTLPptr lp, const double *pi, const double *x
             std::vector<double> slope = engine_multiply(quadratic_of(p.m), p.m.numcols(), x);
             std::transform(out.begin(), out.end(), slope.begin(), out.begin(), std::plus<>());
         }
-        put_range(p.m.reduced_costs(std::move(out), pi), dj, 0, p.m.numcols() - 1);
+        put_range(matrix_reduced_costs(p.m.a.by_column(), std::move(out), pi), dj, 0,
+                  p.m.numcols() - 1);
     });
 }

@@ -1,5 +1,7 @@
 #include "solver/engine/measure.h"
 
+#include "solver/model/matrix.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -56,14 +58,9 @@ std::vector<double> engine_activity(const engine_model &model, const double *x)
 std::vector<double> engine_reduced_costs(const engine_model &model, const double *c,
                                          const double *y)
 {
-    std::vector<double> dj(model.numcols);
-    for (int j = 0; j < model.numcols; j++) {
-        double sum = c == nullptr ? 0 : c[j];
-        for (int64_t k = model.begin[j]; k < model.begin[j + 1]; k++)
-            sum -= y[model.index[k]] * model.value[k];
-        dj[j] = sum;
-    }
-    return dj;
+    std::vector<double> costs(model.numcols, 0.0);
+    if (c != nullptr) std::copy_n(c, model.numcols, costs.begin());
+    return matrix_reduced_costs({model.begin, model.index, model.value}, std::move(costs), y);
 }
 
 // Whether all costs are whole numbers when multiplied by scale; their common divisor if so.

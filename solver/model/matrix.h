@@ -41,6 +41,17 @@ struct matrix_view {
     const double *value;
 };
 
+// Costs, one for each of the columns, less y times these.
+inline std::vector<double> matrix_reduced_costs(const matrix_view &columns,
+                                                std::vector<double> costs, const double *y)
+{
+    for (size_t j = 0; j < costs.size(); j++) {
+        for (int64_t k = columns.begin[j]; k < columns.begin[j + 1]; k++)
+            costs[j] -= y[columns.index[k]] * columns.value[k];
+    }
+    return costs;
+}
+
 // Rows or columns to add: line k is entries begin[k] on, count[k] of them, or up to the next
 // line's begin where count is null.
 struct matrix_lines {

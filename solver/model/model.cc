@@ -280,16 +280,6 @@ std::vector<double> model::activities(const double *x) const
     return sum;
 }
 
-std::vector<double> model::reduced_costs(std::vector<double> costs, const double *y) const
-{
-    matrix_view cols = a.by_column();
-    for (int j = 0; j < numcols(); j++) {
-        for (int64_t k = cols.begin[j]; k < cols.begin[j + 1]; k++)
-            costs[j] -= cols.value[k] * y[cols.index[k]];
-    }
-    return costs;
-}
-
 std::vector<double> model::slacks(const double *x) const
 {
     std::vector<double> slack = activities(x);

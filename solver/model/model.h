@@ -142,9 +142,7 @@ struct model {
 
     std::vector<double> activities(const double *x) const; // one per row
     std::vector<double> slacks(const double *x) const;     // rhs - activity
-    // `costs` less A'y, one per column.
-    std::vector<double> reduced_costs(std::vector<double> costs, const double *y) const;
-    double objective_at(const double *x) const; // with quadratic part and offset
+    double objective_at(const double *x) const;            // with quadratic part and offset
     double indicator_slack(const indicator &c, const double *x) const; // rhs - activity
 };
 

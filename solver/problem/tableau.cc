@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace vnt {
 
@@ -100,10 +101,11 @@ std::vector<double> tableau::updated(int variable) const
 // y times the columns and the unit columns.
 static std::vector<double> products(const model &m, const std::vector<double> &y)
 {
-    std::vector<double> result(m.numcols(), 0.0);
-    result = m.reduced_costs(std::move(result), y.data());
-    for (double &r : result)
-        r = 0 - r; // no -0
+    std::vector<double> minus = y;
+    std::transform(y.begin(), y.end(), minus.begin(), std::negate<>());
+    std::vector<double> nothing(m.numcols(), 0.0);
+    std::vector<double> result =
+        matrix_reduced_costs(m.a.by_column(), std::move(nothing), minus.data());
     result.insert(result.end(), y.begin(), y.end());
     return result;
 }
