@@ -1,12 +1,15 @@
-// address.h: "host:port" as users write it.
+// address.h: where servers are, as users write it: "host:port", "host" or "unix:path".
 //
 // Threads: any.
 
 #pragma once
 
+#include <cstddef>
 #include <cstring>
 
 namespace vnt {
+
+constexpr size_t ADDRESS_MAX = 1024; // of an address, its terminator included
 
 // Takes off the brackets that may surround a host, in place.  Returns the host.
 inline char *address_unbracket(char *host)
@@ -27,5 +30,11 @@ inline char *address_split(char *text, char **host)
     *host = address_unbracket(text);
     return colon != nullptr ? colon + 1 : nullptr;
 }
+
+// The path of "unix:path"; null for other addresses, such as port 4000 of a host named unix.
+const char *address_path(const char *text);
+
+// Whether this is an address to connect to.  It tells nothing about what is there.
+bool address_is_valid(const char *text);
 
 } // namespace vnt

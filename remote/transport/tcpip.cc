@@ -251,8 +251,6 @@ static int tcpiptransport_reconnect(transport **out, int ncodecs,
 
 // --- Arguments -------------------------------------------------------------------------------
 
-static constexpr size_t ADDRESS_MAX = 1024; // of an "-address=" value, its terminator included
-
 // What the arguments say.  The strings are the arguments' own or lie in `address`.
 struct destination {
     const char *host;
