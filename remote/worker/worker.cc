@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sched.h>
 #include <sys/prctl.h>
 
 namespace vnt {
@@ -47,6 +48,7 @@ static void greet(const worker_child *child)
     size_t n = handshake_answer_put(greeting, HANDSHAKE_OK, child->id);
     if (io_write_all(child->outfd, greeting, n, -1, CLOCK_NEVER) != 0)
         log_fatal("Failed to greet the client: %s\n", strerror(errno));
+    sched_yield(); // on a busy machine the pump sends it on before the worker prepares itself
 }
 
 static void check_arguments(worker_options *o, int argc, char **argv)
