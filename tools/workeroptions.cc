@@ -100,6 +100,7 @@ static constexpr option_row options[] = {
     {"-loglevel=", "NUMBER", level_check, "1 errors, 2 warnings, 3 information, 4 everything (2)"},
     {"-info", nullptr, nullptr, "the same as -loglevel=3"},
     {"-debug", nullptr, nullptr, "the same as -loglevel=4"},
+    {"-log-time", nullptr, nullptr, "begin each line of the log with the time, in UTC"},
     {"-pidfile=", "FILE", file_check, "where to write the process id"},
     {"-action-timeout=", "SECONDS", seconds_check,
      "how long a new connection may take to say what it wants (10)"},

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
@@ -23,6 +24,7 @@ static constexpr int LINE_WAIT = 100; // milliseconds
 static std::atomic<int> log_fd = STDERR_FILENO;
 static int reopened_fd = -1; // what log_fd_set() opened
 static std::atomic<int> loglevel = LOG_WARNING;
+static std::atomic<bool> log_time;
 static std::atomic<unsigned> dropped; // lines, since the last that was written
 
 namespace {
@@ -54,8 +56,23 @@ struct log_text {
     va_end(args);
 }
 
+// The C library's calendar takes a lock, which a worker could inherit locked.
+static void text_add_time(log_text *t)
+{
+    using namespace std::chrono;
+    const auto now = floor<milliseconds>(system_clock::now());
+    const auto day = floor<days>(now);
+    const year_month_day date(day);
+    const hh_mm_ss time(now - day);
+    text_add(t, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ ", static_cast<int>(date.year()),
+             static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+             static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+             static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()));
+}
+
 static void text_add_prefix(log_text *t, int level)
 {
+    if (log_time) text_add_time(t);
     text_add(t, "[%10d:%04d] ", static_cast<int>(getpid()), level);
 }
 
@@ -165,6 +182,11 @@ void log_level_set(int level)
 int log_level_get(void)
 {
     return loglevel;
+}
+
+void log_time_set(bool wanted)
+{
+    log_time = wanted;
 }
 
 [[gnu::format(printf, 1, 0)]] static void stderr_vprint(const char *format, va_list args)

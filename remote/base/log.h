@@ -1,8 +1,9 @@
 // log.h: the server's log and the trace, two channels of diagnostic text.
 //
 // The log belongs to the server and its workers.  Each line has a level and a prefix of process id
-// and level; the server's options choose the descriptor.  The trace, for code that also runs
-// outside a server, goes to standard error if TESK_VANTO_REMOTE_OBJECT_TRACE is set.
+// and level, and of the time if that is wanted; the server's options choose the descriptor.  The
+// trace, for code that also runs outside a server, goes to standard error if
+// TESK_VANTO_REMOTE_OBJECT_TRACE is set.
 //
 // A log never stops its process.  Each line is one write, so lines do not mix without a lock, and a
 // fork() cannot leave one held.  If the other end does not read, a line waits 100 ms and is then
@@ -40,6 +41,9 @@ void log_fd_set(int fd);
 // The level, 2 at first.
 void log_level_set(int level);
 int log_level_get(void);
+
+// Whether lines begin with the time, in UTC; they do not at first.
+void log_time_set(bool wanted);
 
 // Writes one trace line if the variable's number is at least `level`.
 [[gnu::format(printf, 2, 3)]] void trace_line(int level, const char *format, ...);

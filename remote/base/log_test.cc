@@ -1,6 +1,8 @@
 #include "remote/base/log.h"
 
+#include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -75,6 +77,32 @@ TEST(Trace, TheVariableIsReadAfreshForEachLine)
         EXPECT_EQ(testing::internal::GetCapturedStderr(), expected) << value;
     }
     unsetenv("TESK_VANTO_REMOTE_OBJECT_TRACE");
+}
+
+// A worker is forked while other threads may be in the C library's calendar.
+TEST(Log, TheTimeThatALineBeginsWithIsThatOfTheSystemsCalendar)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    log_fd_set(ends[1]);
+    log_time_set(true);
+    char before[32], after[32];
+    using std::chrono::system_clock;
+    auto say = [](char(&text)[32]) {
+        time_t now = system_clock::to_time_t(system_clock::now());
+        strftime(text, sizeof text, "%FT%T", gmtime(&now));
+    };
+    say(before);
+    log_line(LOG_WARNING, "a line\n");
+    say(after);
+    log_time_set(false);
+    log_fd_set(-1);
+    const std::string text = drain(ends[0], 4096);
+    ASSERT_EQ(text.substr(19, 1) + text.substr(23), ".Z " + line(2, "a line"));
+    EXPECT_LE(before, text.substr(0, 19));
+    EXPECT_GE(after, text.substr(0, 19));
+    close(ends[0]);
+    close(ends[1]);
 }
 
 } // namespace vnt

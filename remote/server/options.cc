@@ -75,6 +75,12 @@ static int log_file_read(server_options *o, const char *value)
     return 0;
 }
 
+static int log_time_read(server_options *, const char *)
+{
+    log_time_set(true);
+    return 0;
+}
+
 static int library_read(server_options *o, const char *value)
 {
     auto grown =
@@ -216,7 +222,8 @@ struct option_list {
 };
 } // namespace
 
-static constexpr option log_options[] = {{"-logfile=", log_file_read}};
+static constexpr option log_options[] = {{"-logfile=", log_file_read},
+                                         {"-log-time", log_time_read}};
 static constexpr option library_options[] = {{"-library=", library_read}};
 static constexpr option other_options[] = {
     {"-worker-limit=", worker_limit_read},
@@ -295,6 +302,7 @@ int options_read(server_options *o, int argc, char **argv)
     o->log_fd = o->pid_fd = -1;
     log_fd_set(STDERR_FILENO);
     log_level_set(LOG_WARNING);
+    log_time_set(false);
 
     // The log first, for the messages of the rest; libraries before code that may use them.
     int rc = options_read_pass(o, 1, {log_options, std::size(log_options)});
