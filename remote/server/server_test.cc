@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <list>
+#include <regex>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -129,6 +130,31 @@ TEST(Server, AClientGetsAWorkerThatHearsIt)
         EXPECT_TRUE(gone(first));
         EXPECT_EQ(second.say("v").hear(1), "v");
     }
+}
+
+// What ps shows; the program's own arguments stay what they are.
+TEST(Server, AWorkersTitleTellsOfItsClient)
+{
+    auto title = [](pid_t id) { return file_text("/proc/" + std::to_string(id) + "/cmdline"); };
+    const std::string program = program_invocation_short_name;
+    letter_server server({"-log-time"});
+    const std::string command = title(server.pid);
+    raw_client c(server.port);
+    ASSERT_EQ(c.new_worker(), 0);
+    char client[SOCKNAM_SIZE];
+    socknam(c.fd, 0, client);
+    std::string shown = title(process_of(c));
+    EXPECT_EQ(shown.size(), command.size());
+    shown.resize(std::min(shown.size(), shown.find('\0')));
+    EXPECT_EQ(shown, (program + ": " + client).substr(0, command.size() - 1));
+    EXPECT_EQ(title(server.pid), command);
+    EXPECT_EQ(c.say("f").hear(1), "/");
+    c.say("c");
+    const std::string time = "20[0-9-]{8}T[0-9:]{8}\\.[0-9]{3}Z";
+    EXPECT_TRUE(eventually([&] {
+        return std::regex_search(server.written(),
+                                 std::regex(time + " \\[ *[0-9]+:0002\\] Child [0-9]+ of"));
+    })) << server.written();
 }
 
 // The reaper does not wait for its next look, which is days away here.

@@ -5,6 +5,7 @@
 #include "remote/server/owned.h"
 #include "remote/server/server.h"
 #include "remote/server/signals.h"
+#include "remote/server/title.h"
 #include "remote/transport/handshake.h"
 
 #include <cerrno>
@@ -45,6 +46,7 @@ static void core_limit(void)
 {
     worker_child *w = &c->worker;
     w->id = getpid();
+    title_set(peer, s->options.argc, s->options.argv);
     log_line(LOG_DEBUG, "%s: Child %d starts\n", peer, w->id);
     s->parts.worker(w, s->options.argc, s->options.argv);
     log_line(LOG_DEBUG, "%s: Child %d dies\n", peer, w->id);
