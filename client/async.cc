@@ -272,7 +272,11 @@ VNT_ENTRY int vntclient_setlimits(VNTENVptr env, int64_t progress, double second
     int rc = client_env_find_open(env, &e);
     if (rc != 0) return rc;
     keep_limits(e, progress, seconds);
-    if (!e->started.running) return client_control_limits(e, e->limits);
+    if (!e->started.running) {
+        rc = client_control_limits(e, e->limits);
+        if (rc == 0) e->may_pause = has_limits(e->limits);
+        return rc;
+    }
     int state;
     bool halted;
     rc = halt(e, &state, &halted);
@@ -329,13 +333,13 @@ int client_started_finish(client_env *e)
     return rc;
 }
 
-// Whether the only event in a started call is its end: it has no watcher and no limits.  A read
-// time-out needs signs of life meanwhile, and a call that another process started may have limits.
+// Whether the only event in a started call is its end: nothing watches it, and it cannot pause.  To
+// ask for the result of a paused call would end it.  A read time-out needs signs of life.
 static bool is_unattended(const client_env *e)
 {
     return e->terminate_flag == nullptr && e->terminate_func == nullptr &&
-           e->pause_func == nullptr && !has_limits(e->limits) && e->readtimeout < 0 &&
-           e->started.response != 0 && !e->visiting && !e->attending;
+           e->pause_func == nullptr && !e->may_pause && e->readtimeout < 0 && !e->visiting &&
+           !e->attending;
 }
 
 VNT_ENTRY int vntclient_join(VNTENVptr env)

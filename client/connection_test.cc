@@ -272,6 +272,25 @@ TEST_F(opened, AJoinLooksAtTheSolveOnlyIfSomethingButItsEndMayHappen)
     EXPECT_EQ(seen, (std::vector<int>{0, 1, 0, 1, 0, 1}));
 }
 
+TEST_F(opened, AJoinLetsASolveGoOnThatPausedBeforeItsLimitWasLifted)
+{
+    std::atomic<int> state{VNTCLIENT_PAUSED};
+    serve_solves([&state] { return state.load(); });
+    worker.on[VNTMESSAGEID_EASYNCCONTINUE_REQ] = [&](transport *io, const void *) {
+        state = VNTCLIENT_ENDED;
+        return worker_double::give(
+            io, vntmsg_EASYNCCONTINUE_RES{nullptr, VNTMESSAGEID_EASYNCCONTINUE_RES, 0});
+    };
+    open();
+    VNTLPptr lp = problem();
+    EXPECT_EQ(vntclient_setlimits(env, 0, 500), 0);
+    ASSERT_EQ(vntclient_start(env), 0);
+    ASSERT_EQ(VNTLmipopt(env, lp), 0);
+    EXPECT_EQ(vntclient_setlimits(env, 0, VNTCLIENT_NONE), 0);
+    EXPECT_EQ(vntclient_join(env), 0);
+    EXPECT_EQ(state, VNTCLIENT_ENDED) << "to ask for the result of a paused solve ends it";
+}
+
 TEST_F(opened, ALookAtASolveLeavesItsTimeLimitArmed)
 {
     std::vector<double> limits, continued; // of the worker's thread

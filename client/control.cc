@@ -45,6 +45,7 @@ int client_control_terminate(client_env *e)
 
 int client_control_limits(client_env *e, client_limits limits)
 {
+    e->may_pause = true;
     vntmsg_EASYNCLIMITS_REQ request = {};
     request.dettime = limits.progress;
     request.walltime = limits.seconds;
@@ -53,6 +54,7 @@ int client_control_limits(client_env *e, client_limits limits)
 
 int client_control_continue(client_env *e, client_limits limits)
 {
+    e->may_pause = true;
     vntmsg_EASYNCCONTINUE_REQ request = {};
     request.dettime = limits.progress;
     request.walltime = limits.seconds;

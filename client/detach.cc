@@ -196,6 +196,7 @@ template <class Prepare> static int take_up(const tcpip_reconnectinfo &info, VNT
             return rc;
         }
     }
+    e->may_pause = true; // another process may have set limits
     int rc = patience < 0 ? client_rejoin(e) : client_visits_begin(e, patience);
     if (rc == 0 && e->handlers.channel != nullptr) rc = client_channels_enable(e);
     if (rc == 0 && e->started.running && !e->visiting) rc = client_started_check(e);

@@ -91,6 +91,7 @@ struct client_env {
     double patience;        // seconds for which a visit is tried
     client_limits limits;   // what the caller wants
     int64_t limits_set;     // when the limits, or the call, began to count
+    bool may_pause;         // a call may pause, or have paused, whatever `limits` is now
     vntclient_group *group; // null outside of groups
     bool groupcall;         // leads its group, whose next call goes to all members
 };
