@@ -161,7 +161,7 @@ static int clients_accept(server *s, handshakes *open)
         int fd = client_accept(s);
         if (fd >= 0 && !client_is_allowed(s, fd)) {
             owned_close(fd);
-            continue;
+            return 0; // so that a flood of them does not hold up the others
         }
         if (fd >= 0) {
             socket_tune(fd);
