@@ -99,8 +99,9 @@ static solve_options guess(int argc, char **argv)
     return options;
 }
 
-static int parse_and_run(int argc, char **argv)
+int main(int argc, char **argv)
 {
+    output_begin();
     std::optional<solve_options> options;
     try {
         options = options_parse(argc, argv);
@@ -108,15 +109,4 @@ static int parse_and_run(int argc, char **argv)
         return fail(guess(argc, argv), what);
     }
     return options ? run(*options) : EXIT_SOLVED;
-}
-
-int main(int argc, char **argv)
-{
-    output_begin();
-    try {
-        return parse_and_run(argc, argv);
-    } catch (const failure &what) {
-        output_complaint(what.message);
-        return what.status;
-    }
 }
