@@ -43,7 +43,7 @@ double display::elapsed() const
 
 bool display::due() const
 {
-    return (!quiet || past.wanted()) && std::chrono::steady_clock::now() >= next;
+    return wanted() && std::chrono::steady_clock::now() >= next;
 }
 
 void display::progress(const vntmipprogress &progress)

@@ -25,7 +25,10 @@ class display {
     void start(std::chrono::system_clock::time_point since);
     double elapsed() const;
 
-    // Whether it is time for the next look at the progress; never when nothing would show it.
+    // Whether anything takes the log and the progress: the user or the history.
+    bool wanted() const { return !quiet || past.wanted(); }
+
+    // Whether it is time for the next look at the progress; never when it is not wanted.
     bool due() const;
     void progress(const vntmipprogress &progress);
 

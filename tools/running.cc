@@ -35,7 +35,7 @@ static int look(VNTENVptr env, void *cbdata, uint64_t, void *data)
 
 static void watch_progress(session &s)
 {
-    if (s.options.quiet && !s.past.wanted()) return;
+    if (!s.shown.wanted()) return;
     session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look, &s), "progress");
 }
 

@@ -144,7 +144,7 @@ static void watch_channels(session &s)
         session_check(s, s.solver.VNTLaddfuncdest(s.env, channel, &s.shown, hear), "channels");
     };
     add(errors, say_line);
-    if (is_quiet(s.options) && !s.past.wanted()) return;
+    if (!s.shown.wanted()) return;
     for (VNTCHANNELptr channel : {results, warnings, log})
         add(channel, log_line);
 }
