@@ -174,7 +174,7 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
     scratch garbage(".mps", "NAME\nROWS\n N cost\nCOLUMNS\n x cost twelve\nENDATA\n");
     scratch ray(".ray.mps", "NAME ray\nROWS\n N cost\n L row\nCOLUMNS\n x cost -1 row -1\n"
                             "RHS\n rhs row 1\nENDATA\n");
-    scratch empty(".empty.mps");
+    scratch empty(".empty.mps"), untyped(".doc");
     const std::string afiro = model("afiro.mps");
     const struct {
         std::vector<std::string> arguments;
@@ -190,6 +190,8 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
         {{"/nowhere/model.mps"}, 3, "/nowhere/model.mps: No such file"},
         {{"/nowhere/mod\xffl.mps", "--json"}, 3, "\"status\": \"error\""},
         {{afiro, "--write-solution", "/nowhere/solution"}, 3, "/nowhere/solution"},
+        {{afiro, "--write-model", untyped.name}, 4, "the type of the file is unknown"},
+        {{untyped.name}, 4, "--format says"},
         {{garbage.name}, 4, garbage.name},
         {{empty.name}, 4, empty.name},
         {{model("woodinfe.mps")}, 6, "infeasible"},

@@ -91,8 +91,7 @@ static constexpr status_row statuses[] = {
     {VNTERR_FILE_OPEN, EXIT_UNREADABLE, "the file cannot be opened"},
     {VNTERR_FILE_IO, EXIT_UNREADABLE, "reading or writing failed"},
     {VNTERR_FILE_FORMAT, EXIT_MALFORMED, "the file is malformed"},
-    {VNTERR_FILE_TYPE, EXIT_MALFORMED,
-     "the name does not tell the format: --format says mps, qps, lp or min"},
+    {VNTERR_FILE_TYPE, EXIT_MALFORMED, "the type of the file is unknown"},
     {VNTERR_FILE_FEATURE, EXIT_MALFORMED, "the file has something that the solver does not do"},
     {VNTERR_REMOTE, EXIT_CONNECTION, ""}, // the client's library knows more
     {VNTERR_CONNECTION_LOST, EXIT_CONNECTION, ""},
@@ -192,6 +191,9 @@ static void read_model(session &s)
     session_check(s, status, "creating the problem");
     status = s.solver.VNTEreadcopyprob(s.env, s.lp, file, input ? text.data() : nullptr,
                                        static_cast<int64_t>(text.size()), format);
+    if (status == VNTERR_FILE_TYPE)
+        throw failure{EXIT_MALFORMED, s.model + ": the name does not tell the format: "
+                                                "--format says mps, qps, lp or min"};
     session_check(s, status, s.model);
 }
 
