@@ -11,16 +11,11 @@ namespace vnt {
 static constexpr size_t textspace = 4096; // for names and texts, as vanto.h says
 
 static constexpr int numbers[] = {
-    VNT_PARAM_MESSAGES,     VNT_PARAM_THREADS,
-    VNT_PARAM_TIME_LIMIT,   VNT_PARAM_ITERATION_LIMIT,
-    VNT_PARAM_NODE_LIMIT,   VNT_PARAM_SOLUTION_LIMIT,
-    VNT_PARAM_FEASIBILITY,  VNT_PARAM_OPTIMALITY,
-    VNT_PARAM_INTEGRALITY,  VNT_PARAM_REL_GAP,
-    VNT_PARAM_ABS_GAP,      VNT_PARAM_CUTOFF,
-    VNT_PARAM_PRESOLVE,     VNT_PARAM_CUTS,
-    VNT_PARAM_HEURISTICS,   VNT_PARAM_SEED,
-    VNT_PARAM_LOG_LEVEL,    VNT_PARAM_WORK_DIR,
-    VNT_PARAM_FEASOPT_MODE,
+#define INT(name, ...) VNT_PARAM_##name,
+#define LONG INT
+#define DOUBLE INT
+#define STRING INT
+#include "solver/calls/parameters.def"
 };
 
 // Numbers of one type: default, least and greatest value.
