@@ -86,9 +86,10 @@ static bool response_relay(server_child *c)
 // Returns false when the pump must end.
 static bool response_await(server_child *c)
 {
-    pollfd p = {c->response_fd, POLLIN, 0};
-    return moment_wait(&c->responses_soon, [&] { return poll(&p, 1, 0) > 0; }) ||
-           io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0;
+    pollfd fds[] = {{c->response_fd, POLLIN, 0}, {c->stop_fd, POLLIN, 0}};
+    if (moment_wait(&c->responses_soon, [&] { return poll(fds, 2, 0) > 0; }))
+        return fds[1].revents == 0;
+    return io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0;
 }
 
 void *pump_fromchild(void *child)

@@ -50,8 +50,8 @@ static std::string open_files(void)
 }
 
 // t: end.  d: leave with the id, go on when released.  b: say a block.  s: think for a while.
-// p: listen no more.  e: end, but stay.  c: crash.  f: name the open files.  Any other letter comes
-// back.
+// p: listen no more.  e: end, but stay.  c: crash.  f: name the open files.  w: leave a process
+// that writes on.  Any other letter comes back.
 static void letters(worker_child *w, int, char **)
 {
     int32_t word = 0;
@@ -73,6 +73,11 @@ static void letters(worker_child *w, int, char **)
                 pause();
         case 'c': prctl(PR_SET_NAME, "letters 1146"); _exit(3);
         case 'f': tell(w->outfd, open_files() + "!"); break;
+        case 'w':
+            if (fork() != 0) break;
+            while (give_to(w->outfd, std::string(BLOCK, 'w'))) {
+            }
+            _exit(0);
         default: tell(w->outfd, std::string(1, letter));
         }
     }
@@ -296,6 +301,17 @@ TEST(Server, StopsWithAllItsWorkers)
         EXPECT_TRUE(mute.closed());
         EXPECT_FALSE(raw_client(server.port).connected);
     }
+}
+
+TEST(Server, AProcessOfAWorkerThatWritesOnDoesNotKeepIt)
+{
+    letter_server server({}, 100);
+    long descriptors = server.count("fd"), threads = server.count("task");
+    raw_client client(server.port);
+    ASSERT_EQ(client.new_worker(), 0);
+    EXPECT_EQ(client.say("w").hear(1), "w");
+    client.reset(); // what comes from now on is dropped as fast as it is written
+    EXPECT_TRUE(server.holds(descriptors, threads));
 }
 
 TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
