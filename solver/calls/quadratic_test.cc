@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <random>
-#include <thread>
 
 namespace vnt {
 
@@ -182,31 +181,6 @@ TEST_F(quadratic, TheMatrixIsToldAsItWasGiven)
     EXPECT_EQ(coefficient, 0.5);
     ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_LP), 0);
     EXPECT_EQ(VNTLgetnumqpnz(env, lp), 0);
-}
-
-// The linear algebra below is not reentrant.
-TEST_F(quadratic, ThreadsWithEnvironmentsOfTheirOwnAgree)
-{
-    double values[4] = {};
-    std::vector<std::thread> threads;
-    for (double &value : values) {
-        threads.emplace_back([&value] {
-            int status = 0;
-            VNTENVptr own = VNTLopenVANTO(&status);
-            VNTLPptr lp = VNTLcreateprob(own, &status, "dual");
-            std::string file = source_path("test/models/dual1.qps");
-            VNTEreadcopyprob(own, lp, file.c_str(), nullptr, 0, nullptr);
-            for (int k = 0; k < 5; k++)
-                VNTLqpopt(own, lp);
-            VNTLgetobjval(own, lp, &value);
-            VNTLcloseVANTO(&own);
-        });
-    }
-    for (std::thread &t : threads)
-        t.join();
-    for (double value : values)
-        EXPECT_EQ(value, values[0]);
-    EXPECT_NEAR(values[0], 0.0350129657, 0.035e-5);
 }
 
 } // namespace vnt

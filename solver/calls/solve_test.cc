@@ -383,6 +383,42 @@ TEST_F(enumerated, NoPointIsBetterThanTheOneFound)
     EXPECT_GT(solved, 130);
 }
 
+// To the last bit and the last tick.  The linear algebra of quadratic problems is not reentrant.
+TEST(Threads, WithEnvironmentsOfTheirOwnAgreeWithOneAlone)
+{
+    auto all = [] {
+        std::vector<double> found;
+        int status = 0;
+        VNTENVptr env = VNTLopenVANTO(&status);
+        for (const char *name : {"israel.mps", "p0033.mps", "dual1.qps", "dual1.qps"}) {
+            VNTLPptr lp = VNTLcreateprob(env, &status, name);
+            std::string file = source_path(std::string("test/models/") + name);
+            EXPECT_EQ(VNTEreadcopyprob(env, lp, file.c_str(), nullptr, 0, nullptr), 0);
+            int type = VNTLgetprobtype(env, lp), cols = VNTLgetnumcols(env, lp);
+            EXPECT_EQ((type == VNT_PROB_LP   ? VNTLlpopt
+                       : type == VNT_PROB_QP ? VNTLqpopt
+                                             : VNTLmipopt)(env, lp),
+                      0);
+            std::vector<double> x(cols);
+            EXPECT_EQ(VNTLgetx(env, lp, x.data(), 0, cols - 1), 0);
+            found.insert(found.end(), x.begin(), x.end());
+            double ticks = 0; // those of waiting for a turn count as well
+            EXPECT_EQ(VNTLgetdettime(env, &ticks), 0);
+            found.push_back(type == VNT_PROB_QP ? 0 : ticks);
+        }
+        EXPECT_EQ(VNTLcloseVANTO(&env), 0);
+        return found;
+    };
+    std::vector<double> alone = all(), found[4];
+    std::vector<std::thread> threads;
+    for (std::vector<double> &mine : found)
+        threads.emplace_back([&] { mine = all(); });
+    for (std::thread &t : threads)
+        t.join();
+    for (const std::vector<double> &mine : found)
+        EXPECT_EQ(mine, alone);
+}
+
 // What a running solve calls back.
 struct watched : solving {
     int polls = 0, burst = 0, pauses = 0; // polls since the last pause, the most of them
