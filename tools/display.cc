@@ -62,17 +62,9 @@ void display::show(const progress_sample &sample)
     output_note(line + (terminal ? "" : "\n"));
 }
 
-// A message may quote a binary file: its control characters must not reach the terminal.
-static std::string harmless(std::string text)
-{
-    for (char &c : text)
-        if ((c >= '\0' && c < ' ' && c != '\n' && c != '\t') || c == '\177') c = '?';
-    return text;
-}
-
 void display::say(const char *text)
 {
-    std::string shown = harmless(text);
+    std::string shown = output_harmless(text);
     erase();
     if (shown.empty() || shown.back() != '\n') shown += '\n';
     output_note(shown);

@@ -169,6 +169,37 @@ static void declare_tickets(CLI::App &app, solve_options &o, std::vector<option 
         exclude(one, results);
 }
 
+// What goes with one model, not with a sweep of many.
+static constexpr const char *of_one_model[] = {
+    "MODEL",       "--format",   "--read-basis",     "--read-start",
+    "--json",      "--solution", "--write-basis",    "--write-model",
+    "--progress",  "--report",   "--write-solution", "--detach",
+    "--resilient", "--attach",   "--status",         "--kill",
+    "--params",
+};
+
+// All models of a directory.
+static void declare_sweep(CLI::App &app, solve_options &o)
+{
+    auto *directory = app.add_option_function<std::string>(
+        "--sweep",
+        [&o](const std::string &name) {
+            o.sweepdirectory = name;
+            o.action = solve_options::SWEEP;
+        },
+        "solve every model of a directory, many at once");
+    directory->type_name("DIRECTORY")->check(nonempty_check);
+    for (const char *name : of_one_model)
+        directory->excludes(app.get_option(name));
+    auto *output = declare_file(app, "--output", o.outputfile,
+                                "a line of JSON for each model of the sweep; models that have one "
+                                "there are done");
+    auto *jobs =
+        app.add_option("--jobs", o.jobs, "how many models at once (the processors of the servers)");
+    directory->needs(output->needs(directory));
+    jobs->type_name("NUMBER")->needs(directory);
+}
+
 static void declare_options(CLI::App &app, command_line &line)
 {
     solve_options &o = line.options;
@@ -181,6 +212,7 @@ static void declare_options(CLI::App &app, command_line &line)
     solving.insert(solving.end(), place.begin(), place.end());
     solving.push_back(params);
     declare_tickets(app, o, solving, results);
+    declare_sweep(app, o);
     app.set_version_flag("--version", "vntsolve " VNT_VERSION, "print the version");
     app.footer(
         "Without --server and --local, the server is the one that TESK_VANTO_TCPIP_HOST and\n"
@@ -202,6 +234,7 @@ static void check_options(const solve_options &o)
         throw failure{EXIT_USAGE, "--time-limit: a number of seconds from 0 on is expected"};
     if (o.connecttimeout && !(*o.connecttimeout > 0))
         throw failure{EXIT_USAGE, "--connect-timeout: a number of seconds above 0 is expected"};
+    if (o.jobs && *o.jobs < 1) throw failure{EXIT_USAGE, "--jobs: a number from 1 on is expected"};
 }
 
 std::optional<solve_options> options_parse(int argc, const char *const *argv)
@@ -222,10 +255,13 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
         throw failure{EXIT_USAGE, fmt::format("{} (--help lists the options)", error.what())};
     }
     solve_options &o = line.options;
-    if (app.count("--server") > 0)
+    if (app.count("--server") > 0 && o.action == solve_options::SWEEP)
+        o.servers = line.server;
+    else if (app.count("--server") > 0)
         o.server = address_parse(line.server);
     else if (!line.local && o.ticketfile.empty())
         o.server = address_fromenvironment();
+    if (o.action == solve_options::SWEEP && o.server) o.servers = address_text(*o.server);
     for (const std::string &param : line.params)
         o.params.push_back(param_parse(param));
     check_options(o);

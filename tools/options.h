@@ -17,7 +17,7 @@ struct server_address {
 
 struct solve_options {
     // What to do, one of these; `model` or a ticket says with what.
-    enum { SOLVE, ATTACH, STATUS, KILL, PARAMS } action = SOLVE;
+    enum { SOLVE, ATTACH, STATUS, KILL, PARAMS, SWEEP } action = SOLVE;
     std::string model;                    // "-": standard input
     std::string format;                   // of the model; empty: as its name ends
     std::optional<server_address> server; // empty: solve in this process
@@ -32,6 +32,11 @@ struct solve_options {
     std::string detachfile;    // leave the worker with the solve, and write this
     std::string ticketfile;    // the solve that this leads to: of ATTACH, STATUS and KILL
     std::string resilientfile; // keep this while the solve runs
+    // Of a sweep, see sweep.h.
+    std::string sweepdirectory;
+    std::string outputfile;
+    std::optional<int> jobs; // solves at once
+    std::string servers;     // an address or "@FILE"; empty: solve in this process
     bool quiet = false;
     bool json = false;
     bool solution = false; // in the JSON object

@@ -31,6 +31,13 @@ void output_note(const std::string &text)
     fwrite(text.data(), 1, text.size(), stderr);
 }
 
+std::string output_harmless(std::string text)
+{
+    for (char &c : text)
+        if ((c >= '\0' && c < ' ' && c != '\n' && c != '\t') || c == '\177') c = '?';
+    return text;
+}
+
 void output_complaint(const std::string &message)
 {
     output_note("vntsolve: " + message + "\n");

@@ -21,6 +21,10 @@ void output_result(const std::string &text);
 // Prints to standard error; ignores failures.
 void output_note(const std::string &text);
 
+// The text without control characters.  A message may quote a binary file, or the name of one,
+// which must not reach the terminal as it is.
+std::string output_harmless(std::string text);
+
 // Prints a line that begins with the program's name to standard error; ignores failures.
 void output_complaint(const std::string &message);
 

@@ -2,6 +2,7 @@
 #include "tools/output.h"
 #include "tools/params.h"
 #include "tools/solve.h"
+#include "tools/sweep.h"
 #include "tools/visit.h"
 
 #include <algorithm>
@@ -76,6 +77,7 @@ static int act(const solve_options &options)
     case solve_options::PARAMS: return params_tell(options);
     case solve_options::STATUS: return status_tell(options);
     case solve_options::KILL: return kill_and_tell(options);
+    case solve_options::SWEEP: return sweep(options);
     default: return solve_and_tell(options);
     }
 }
