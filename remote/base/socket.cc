@@ -4,11 +4,18 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 namespace vnt {
+
+static const sockaddr_un *as_path(const sockaddr_storage *address)
+{
+    auto *un = reinterpret_cast<const sockaddr_un *>(address);
+    return address->ss_family == AF_UNIX && un->sun_path[0] != '\0' ? un : nullptr;
+}
 
 void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE])
 {
@@ -21,9 +28,23 @@ void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE])
         auto in6 = reinterpret_cast<const struct sockaddr_in6 *>(address);
         inet_ntop(AF_INET6, &in6->sin6_addr, name, sizeof name);
         snprintf(text, sizeof text, "%s:%d", name, ntohs(in6->sin6_port));
+    } else if (const sockaddr_un *un = as_path(address)) {
+        const int length = static_cast<int>(strnlen(un->sun_path, sizeof un->sun_path));
+        snprintf(text, sizeof text, "unix:%.*s", length, un->sun_path);
     } else {
         snprintf(text, sizeof text, "unknown(%d):%d", address->ss_family, -1);
     }
+}
+
+// A client's socket has no name, so it goes by the server's and by its process.
+static void client_name(int fd, char (&text)[SOCKNAM_SIZE])
+{
+    ucred client;
+    socklen_t length = sizeof client;
+    socknam(fd, 0, text);
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &client, &length) != 0) return;
+    const size_t n = strlen(text);
+    snprintf(text + n, sizeof text - n, ",uid=%u,pid=%d", client.uid, client.pid);
 }
 
 void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE])
@@ -34,8 +55,22 @@ void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE])
     int rc = peer ? getpeername(fd, where, &length) : getsockname(fd, where, &length);
     if (rc != 0)
         snprintf(text, sizeof text, "unknown");
+    else if (peer && address.ss_family == AF_UNIX && as_path(&address) == nullptr)
+        client_name(fd, text);
     else
         address_name(&address, text);
+}
+
+bool path_address(const char *path, sockaddr_un *address)
+{
+    *address = {};
+    address->sun_family = AF_UNIX;
+    if (strlen(path) < sizeof address->sun_path) {
+        strcpy(address->sun_path, path);
+        return true;
+    }
+    errno = ENAMETOOLONG;
+    return false;
 }
 
 void socket_tune(int fd)

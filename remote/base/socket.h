@@ -5,17 +5,21 @@
 #pragma once
 
 #include <sys/socket.h>
+#include <sys/un.h>
 
 namespace vnt {
 
-constexpr int SOCKNAM_SIZE = 64;
+constexpr int SOCKNAM_SIZE = 160;
 
-// "address:port", or "unknown(family):-1" for families other than IPv4 and IPv6.
+// "address:port" or "unix:path", or "unknown(family):-1" for what has no such name.
 void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE]);
 
 // The same for the local (peer 0) or remote (peer 1) address of a socket; "unknown" when the system
-// does not say.
+// does not say.  A client on a Unix-domain socket has no name: it is "unix:path,uid=1000,pid=4242".
 void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE]);
+
+// The address of a Unix-domain socket at that path; false and ENAMETOOLONG when it does not fit.
+bool path_address(const char *path, sockaddr_un *address);
 
 // Makes small messages leave at once, and an idle connection end when its peer has not answered
 // probes for 45 s.
