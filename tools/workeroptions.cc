@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -92,6 +93,18 @@ static std::string directory_check(text value)
     return S_ISDIR(there.st_mode) ? "" : "a directory is expected";
 }
 
+// Whether a server lives behind a socket that is there, the server itself finds out.
+static std::string socket_check(text value)
+{
+    struct stat there;
+    if (value.empty() || value.size() >= sizeof sockaddr_un::sun_path)
+        return fmt::format("a path of 1 to {} bytes is expected", sizeof sockaddr_un::sun_path - 1);
+    if (stat(value.c_str(), &there) == 0 && !S_ISSOCK(there.st_mode))
+        return "a file that is no socket is in the way";
+    const std::string::size_type slash = value.rfind('/');
+    return directory_check(slash == std::string::npos ? "." : value.substr(0, slash + 1));
+}
+
 static constexpr option_row options[] = {
     {"-host=", "ADDRESS", nonempty_check, "where to listen: host name or address (127.0.0.1)"},
     {"-port=", "NUMBER", port_check, "port to listen on; 0 takes a free one (12345)"},
@@ -102,6 +115,7 @@ static constexpr option_row options[] = {
     {"-debug", nullptr, nullptr, "the same as -loglevel=4"},
     {"-log-time", nullptr, nullptr, "begin each line of the log with the time, in UTC"},
     {"-pidfile=", "FILE", file_check, "where to write the process id"},
+    {"-status=", "PATH", socket_check, "the Unix socket that tells what the server does (none)"},
     {"-action-timeout=", "SECONDS", seconds_check,
      "how long a new connection may take to say what it wants (10)"},
     {"-polling=", "NUMBER", polling_check,

@@ -121,20 +121,21 @@ static int client_accept(server *s)
 
 // Closing before the client's request is read would reset the connection, and the status might be
 // lost.  The wait is short, because the descriptor is needed for the next connection.
-static void client_refuse(int fd)
+static void client_refuse(handshakes *h, int fd)
 {
     char dropped[16];
-    handshake_refuse(fd, HANDSHAKE_NORESOURCES);
+    h->counts.accepted++;
+    handshake_refuse(h, fd, HANDSHAKE_NORESOURCES);
     if (io_wait(fd, POLLIN, -1, clock_after_ms(20)) > 0) (void)!read(fd, dropped, sizeof dropped);
     owned_close(fd);
 }
 
 // To refuse a connection takes a descriptor, so one is kept in reserve.
-static void client_refuse_with_reserve(server *s)
+static void client_refuse_with_reserve(server *s, handshakes *h)
 {
     owned_close(s->reserve_fd);
     int fd = client_accept(s);
-    if (fd >= 0) client_refuse(fd);
+    if (fd >= 0) client_refuse(h, fd);
     s->reserve_fd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
 }
 
@@ -161,6 +162,7 @@ static int clients_accept(server *s, handshakes *open)
         int fd = client_accept(s);
         if (fd >= 0 && !client_is_allowed(s, fd)) {
             owned_close(fd);
+            open->counts.denied++;
             return 0; // so that a flood of them does not hold up the others
         }
         if (fd >= 0) {
@@ -172,7 +174,7 @@ static int clients_accept(server *s, handshakes *open)
         if (code == EAGAIN || code == EWOULDBLOCK) return 0;
         log_syscall("accept");
         if (!error_is_transient(code)) return -1;
-        if (code == EMFILE) client_refuse_with_reserve(s);
+        if (code == EMFILE) client_refuse_with_reserve(s, open);
         return error_is_shortage(code) ? PAUSE : 0; // so that signals are checked before the next
     }
     return 0;
@@ -197,16 +199,19 @@ bool acceptor_serve(server *s)
     for (;;) {
         signals_take();
         if (s->stop) return true;
-        struct pollfd fds[1 + HANDSHAKES_MAX];
+        struct pollfd fds[1 + HANDSHAKES_MAX + STATUS_POLLED];
+        struct pollfd *status_fds = fds + 1 + open.count;
         int wait = handshakes_poll(&open, fds + 1);
+        int polled = 1 + open.count + status_poll(&s->status, status_fds, &wait);
         int64_t pause = resume - clock_ms();
         bool accepting = pause <= 0 && open.count < HANDSHAKES_MAX;
         if (pause > 0 && (wait < 0 || wait > pause)) wait = static_cast<int>(pause);
         fds[0] = {accepting ? s->listen_fd : -1, POLLIN, 0};
-        if (descriptors_poll(fds, 1 + open.count, wait) < 0) {
+        if (descriptors_poll(fds, polled, wait) < 0) {
             log_line(LOG_DEBUG, "accept(): Interrupted system call [%d].\n", s->stop.load());
             continue;
         }
+        status_serve(s, &open, status_fds);
         handshakes_serve(&open, fds + 1);
         if (s->stop || fds[0].revents == 0) continue;
         int paused = clients_accept(s, &open);

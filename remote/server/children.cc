@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <linux/sockios.h>
@@ -167,7 +168,7 @@ void child_start(server_child *c, pid_t id)
     worker_ends_close(c);
     mutex_holder hold(&c->lock);
     c->id = id;
-    c->started = clock_ms();
+    c->started = c->since = c->active = clock_ms();
     pthread_cond_broadcast(&c->changed);
 }
 
@@ -183,11 +184,11 @@ void child_signal(server_child *c, int signal)
     if (!c->reaped && c->id > 0) kill(c->id, signal);
 }
 
-void child_kill(server_child *c, const char *reason)
+void child_kill(server_child *c, worker_end reason)
 {
     {
         mutex_holder hold(&c->lock);
-        if (c->reason == nullptr) c->reason = reason;
+        if (c->reason == END_SIGNAL) c->reason = reason;
     }
     child_signal(c, SIGKILL);
 }
@@ -227,6 +228,22 @@ void child_stop(server_child *c)
     if (c->pending >= 0) owned_close(c->pending);
     c->pending = PENDING_TEARDOWN;
     pthread_cond_broadcast(&c->changed);
+}
+
+void child_state_enter(server_child *c, child_state state)
+{
+    if (c->state == state) return;
+    c->state = state;
+    c->since = clock_ms();
+}
+
+child_view child_look(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    child_view view = {c->id, c->state, c->started, c->since, c->active, {c->received, c->relayed},
+                       {}};
+    memcpy(view.peer, c->peer, sizeof view.peer);
+    return view;
 }
 
 bool child_farewell(server_child *c)

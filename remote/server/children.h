@@ -9,6 +9,8 @@
 //
 // Threads: the lock of a record guards the fields marked so; it is taken after the server's lock.
 // All other fields are set before the pumps start or belong to the thread that their comment names.
+// Counters have one writer each and may be read by any thread: every value of them is a true one of
+// that moment or a little earlier.
 //
 // Errors: every failure is logged.
 
@@ -33,6 +35,48 @@ enum : int { PENDING_NONE = -1, PENDING_TEARDOWN = -2 };
 // Whether a worker's report on its status pipe is awaited, has been read, or will not come.
 enum report_state { REPORT_AWAITED, REPORT_READ, REPORT_BROKEN };
 
+// How a worker has ended, or why the server has killed it.
+enum worker_end : int {
+    END_SIGNAL, // the server knows no reason
+    END_EXIT,
+    END_REGULAR,
+    END_VANISHED,
+    END_LINGERING,
+    END_FORGOTTEN,
+    END_ORDERED,
+    ENDS
+};
+struct end_text {
+    const char *word;
+    const char *reason; // for the log; null where the server did not kill it
+};
+inline constexpr end_text end_texts[ENDS] = {
+    {"signal", nullptr},
+    {"exit", nullptr},
+    {"regular", nullptr},
+    {"vanished", "its client has vanished"},
+    {"lingering", "it did not exit after its regular end"},
+    {"forgotten", "it was parked for longer than it may be"},
+    {"ordered", "its end was ordered at the status socket"},
+};
+
+// An orphan's client has gone without leaving it; its end or its report is awaited.
+enum child_state : int { CHILD_SERVING, CHILD_PARKED, CHILD_ORPHAN };
+
+// Bytes from clients to workers, and back.
+struct byte_counts {
+    uint64_t received, relayed;
+};
+
+// A worker as others see it.  Times are of clock_ms().
+struct child_view {
+    int32_t id;
+    child_state state;
+    int64_t started, since, active; // of the process, of the state, of the last byte that moved
+    byte_counts traffic;
+    char peer[SOCKNAM_SIZE];
+};
+
 // The traffic between a worker and its client, and when bytes last moved.
 struct child_traffic {
     int unread;       // bytes in the worker's input
@@ -54,34 +98,39 @@ struct server_child {
     int control_fd;
     int response_fd; // the worker's output
     int status_fd;
-    int stop_fd;                   // readable once the pumps are to end
-    int grace;                     // of its limits
-    int64_t parked_limit;          // likewise
-    int64_t started;               // of clock_ms()
-    std::atomic<bool> copying;     // by read() and write() instead of splice()
-    std::atomic<uint64_t> relayed; // see child_traffic
+    int stop_fd;                    // readable once the pumps are to end
+    int grace;                      // of its limits
+    int64_t parked_limit;           // likewise
+    int64_t started;                // of clock_ms()
+    std::atomic<bool> copying;      // by read() and write() instead of splice()
+    std::atomic<uint64_t> relayed;  // see child_traffic; the from-child pump writes it
+    std::atomic<uint64_t> received; // bytes of the clients that its input took; the to-child pump's
+    std::atomic<int64_t> active;    // of clock_ms(), when bytes last moved; both pumps write it
 
     report_state reported; // this and the next belong to the to-child pump
     int32_t report;        // 0 at a regular end, the worker's id when its client has left it
-    child_traffic ending;  // after the worker's end; belongs to the reaper
+    child_traffic ending;  // after the worker's end; this and the next belong to the reaper
+    byte_counts counted;   // what the server's sums have of them
 
     moment requests_soon;  // belongs to the to-child pump
     moment responses_soon; // belongs to the from-child pump
 
     pthread_mutex_t lock; // guards everything down to the blank line
     pthread_cond_t changed;
-    int32_t id;         // of the process; 0 until it is forked
-    int client;         // its socket; for the to-child pump, and while `relaying` for the other
-    int pending;        // the socket of a client that wants the worker, or one of PENDING_*
-    bool left;          // its client has left it and sends nothing more
-    bool stopped;       // the worker has ended, or is being ended
-    bool reaped;        // collected: the system may give its id to another process
-    bool relaying;      // the from-child pump is passing bytes on, so that `client` must stay
-    bool discarding;    // the client takes nothing more; the worker's output is dropped
-    bool drained;       // the from-child pump has ended
-    int ended;          // how many pumps are done
-    bool farewell;      // the worker has reported a regular end
-    const char *reason; // why the server has killed the worker, or null
+    int32_t id; // of the process; 0 until it is forked
+    child_state state;
+    int64_t since;     // of clock_ms(), of the state
+    int client;        // its socket; for the to-child pump, and while `relaying` for the other
+    int pending;       // the socket of a client that wants the worker, or one of PENDING_*
+    bool left;         // its client has left it and sends nothing more
+    bool stopped;      // the worker has ended, or is being ended
+    bool reaped;       // collected: the system may give its id to another process
+    bool relaying;     // the from-child pump is passing bytes on, so that `client` must stay
+    bool discarding;   // the client takes nothing more; the worker's output is dropped
+    bool drained;      // the from-child pump has ended
+    int ended;         // how many pumps are done
+    bool farewell;     // the worker has reported a regular end
+    worker_end reason; // why the server has killed the worker; END_SIGNAL where it has not
     char peer[SOCKNAM_SIZE]; // the address of the last client
 
     slab *memory;
@@ -105,8 +154,8 @@ void child_become(server_child *c);
 // Sends a signal, unless the process has been collected already.
 void child_signal(server_child *c, int signal);
 
-// Sends SIGKILL.  The first reason, a constant or null, is logged.
-void child_kill(server_child *c, const char *reason);
+// Sends SIGKILL.  The first reason other than END_SIGNAL is logged.
+void child_kill(server_child *c, worker_end reason);
 
 // Hands the worker to a client that reconnects.  `hello` is sent under the record's lock, ahead of
 // everything that the worker may send.  Returns false, and the socket stays the caller's, if
@@ -115,6 +164,11 @@ bool child_hand_over(server_child *c, int client, const void *hello, size_t leng
 
 // Marks that the worker has ended or is to end, and wakes waiting pumps.
 void child_stop(server_child *c);
+
+// Sets the state, under the record's lock.
+void child_state_enter(server_child *c, child_state state);
+
+child_view child_look(server_child *c);
 
 // Whether a worker that exited with status 0 had reported a regular end.
 bool child_farewell(server_child *c);

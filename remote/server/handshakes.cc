@@ -3,7 +3,6 @@
 #include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/server/owned.h"
-#include "remote/transport/handshake.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,6 +25,8 @@ void handshakes_add(handshakes *h, int fd)
 {
     handshake *added = &h->open[h->count++];
     added->fd = fd;
+    added->since = clock_ms();
+    h->counts.accepted++;
     socknam(fd, 1, added->peer);
     log_line(LOG_INFO, "New connection from %s\n", added->peer);
     phase_enter(added, handshake::ACTION, h->timeout);
@@ -42,8 +43,14 @@ int handshakes_poll(const handshakes *h, struct pollfd *fds)
     return static_cast<int>(std::clamp<int64_t>(first - clock_ms(), 0, INT32_MAX));
 }
 
-void handshake_refuse(int fd, int status)
+static void answer_count(handshakes *h, int status)
 {
+    if (status >= 0 && status <= HANDSHAKE_NOACTION) h->counts.answered[status]++;
+}
+
+void handshake_refuse(handshakes *h, int fd, int status)
+{
+    answer_count(h, status);
     handshake_answer answer;
     size_t n = handshake_answer_put(answer, static_cast<uint16_t>(status), 0);
     if (io_write_all(fd, answer, n, -1, 0) != 0) log_syscall("safe_write");
@@ -58,32 +65,37 @@ static bool connection_discard(handshake *c)
     return false;
 }
 
-static bool connection_answer(handshake *c, int status)
+static bool connection_answer(handshakes *h, handshake *c, int status)
 {
-    if (status == HANDSHAKE_OK) return false; // now owned by the server
-    handshake_refuse(c->fd, status);
+    if (status == HANDSHAKE_OK) { // now owned by the server
+        answer_count(h, status);
+        return false;
+    }
+    handshake_refuse(h, c->fd, status);
     phase_enter(c, handshake::DRAIN, DRAIN_TIME);
     return true;
 }
 
 // The awaited number did not come in time, or the connection ended.
-static bool number_miss(handshake *c)
+static bool number_miss(handshakes *h, handshake *c)
 {
     if (c->phase == handshake::DRAIN) return connection_discard(c);
     log_syscall("timed_read");
-    return c->phase == handshake::ID ? connection_answer(c, HANDSHAKE_NOID) : connection_discard(c);
+    if (c->phase == handshake::ID) return connection_answer(h, c, HANDSHAKE_NOID);
+    h->counts.silent++;
+    return connection_discard(c);
 }
 
 static bool action_take(handshakes *h, handshake *c)
 {
     if (c->phase == handshake::ID)
         return connection_answer(
-            c, h->actions.reconnect(h->actions.server, c->fd, handshake_id_get(c->bytes)));
+            h, c, h->actions.reconnect(h->actions.server, c->fd, handshake_id_get(c->bytes)));
     uint32_t action = handshake_action_get(c->bytes);
     log_line(LOG_INFO, "%s: ACTION: %u\n", c->peer, action);
     if (action == ACTION_NEW)
-        return connection_answer(c, h->actions.new_worker(h->actions.server, c->fd, c->peer));
-    if (action != ACTION_RECONNECT) return connection_answer(c, HANDSHAKE_NOACTION);
+        return connection_answer(h, c, h->actions.new_worker(h->actions.server, c->fd, c->peer));
+    if (action != ACTION_RECONNECT) return connection_answer(h, c, HANDSHAKE_NOACTION);
     phase_enter(c, handshake::ID, h->timeout);
     return true;
 }
@@ -98,7 +110,7 @@ static bool number_receive(handshakes *h, handshake *c)
                       : read(c->fd, c->bytes + c->have, wanted - c->have);
     if (n < 0 && (errno == EAGAIN || errno == EINTR)) return true;
     if (n == 0) errno = ENODATA;
-    if (n <= 0) return number_miss(c);
+    if (n <= 0) return number_miss(h, c);
     if (drain) return true;
     c->have += static_cast<size_t>(n);
     return c->have < wanted || action_take(h, c);
@@ -111,7 +123,7 @@ static bool connection_step(handshakes *h, handshake *c, bool ready)
     if (ready && (!late || c->phase != handshake::DRAIN)) return number_receive(h, c);
     if (!late) return true;
     errno = EAGAIN;
-    return number_miss(c);
+    return number_miss(h, c);
 }
 
 void handshakes_serve(handshakes *h, const struct pollfd *fds)

@@ -13,6 +13,7 @@
 
 #include "remote/base/clock.h"
 #include "remote/base/socket.h"
+#include "remote/transport/handshake.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -34,6 +35,7 @@ struct handshake_actions {
 
 struct handshake {
     int fd;
+    int64_t since; // of clock_ms(), of the connection
     enum { ACTION, ID, DRAIN } phase;
     unsigned char bytes[8]; // the number being received, `have` bytes of it so far
     size_t have;
@@ -41,11 +43,18 @@ struct handshake {
     char peer[SOCKNAM_SIZE];
 };
 
+// How connections went: answers by status, and those that ended or waited without saying anything.
+struct handshake_counts {
+    uint64_t accepted, denied, silent;
+    uint64_t answered[HANDSHAKE_NOACTION + 1];
+};
+
 struct handshakes {
     handshake open[HANDSHAKES_MAX];
     int count;
     int64_t timeout; // milliseconds for each number
     handshake_actions actions;
+    handshake_counts counts; // the acceptor counts the denied ones
 };
 
 // Takes a fresh connection.  There must be room.
@@ -59,7 +68,7 @@ int handshakes_poll(const handshakes *h, struct pollfd *fds);
 // long, and new connections and signals must not wait for several.
 void handshakes_serve(handshakes *h, const struct pollfd *fds);
 
-// Answers with a status, without waiting for room.
-void handshake_refuse(int fd, int status);
+// Answers with a status, without waiting for room, and counts it.
+void handshake_refuse(handshakes *h, int fd, int status);
 
 } // namespace vnt

@@ -155,6 +155,12 @@ static int polling_read(server_options *o, const char *value)
     return 0;
 }
 
+static int status_read(server_options *o, const char *value)
+{
+    o->status = value;
+    return 0;
+}
+
 static int host_read(server_options *o, const char *value)
 {
     o->host = value;
@@ -230,6 +236,7 @@ static constexpr option other_options[] = {
     {"-parked-limit=", parked_limit_read},
     {"-allow=", allow_read},
     {"-pidfile=", pid_file_read},
+    {"-status=", status_read},
     {"-action-timeout=", action_timeout_read},
     {"-polling=", polling_read},
     {"-host=", host_read},
@@ -295,7 +302,7 @@ static void defaults_apply(server_options *o)
 int options_read(server_options *o, int argc, char **argv)
 {
     *o = {};
-    o->argc = argc;
+    o->arguments = o->argc = argc;
     o->argv = argv;
     o->polling = 1000;
     o->action_timeout = 10;

@@ -15,7 +15,8 @@
 namespace vnt {
 
 struct server_options {
-    int argc;               // number of arguments for the workers
+    int arguments;          // number of all arguments
+    int argc;               // of those for the workers
     char **argv;            // these arguments first, then the server's own options
     const char *host;       // never null once the options are read
     const char *port;       // likewise
@@ -24,6 +25,7 @@ struct server_options {
     int32_t action_timeout; // seconds
     int32_t worker_limit;   // workers at a time, 0 for any number
     int32_t parked_limit;   // seconds that a worker may be parked, 0 for any time
+    const char *status;     // where to tell what the server does, or null
     allowed_range *allowed; // null where every address is
     int nallowed;
     library **libraries; // in the order of their options

@@ -41,6 +41,15 @@ static bool stop_await(server *s)
     return false;
 }
 
+// Adds what has moved since the last time.  Under the server's lock.
+static void traffic_count(server *s, server_child *c)
+{
+    const byte_counts now = {c->received, c->relayed};
+    s->counts.traffic.received += now.received - c->counted.received;
+    s->counts.traffic.relayed += now.relayed - c->counted.relayed;
+    c->counted = now;
+}
+
 // Takes the record of a process out of the list; null for an unknown process.
 static server_child *child_unlink(server *s, pid_t id)
 {
@@ -49,6 +58,7 @@ static server_child *child_unlink(server *s, pid_t id)
         server_child *c = *link;
         if (c->id != id) continue;
         *link = c->next;
+        traffic_count(s, c);
         return c;
     }
     return nullptr;
@@ -61,8 +71,12 @@ static void child_mark_reaped(server_child *c)
     c->reaped = true;
 }
 
-static void child_teardown(server_child *c)
+static void child_teardown(server *s, server_child *c)
 {
+    {
+        mutex_holder hold(&s->lock);
+        traffic_count(s, c); // the last answers
+    }
     int id = c->id;
     log_line(LOG_DEBUG, "Reaping child %d\n", id);
     log_line(LOG_DEBUG, "Waiting for threads\n");
@@ -81,7 +95,7 @@ static void children_teardown_settled(server *s)
             continue;
         }
         *link = c->next;
-        child_teardown(c);
+        child_teardown(s, c);
     }
 }
 
@@ -90,7 +104,7 @@ static void children_teardown_all(server *s)
     while (s->ended != nullptr) {
         server_child *c = s->ended;
         s->ended = c->next;
-        child_teardown(c);
+        child_teardown(s, c);
     }
 }
 
@@ -115,19 +129,33 @@ static unsigned long request_find_last(pid_t id)
     return number != nullptr ? strtoul(number, nullptr, 10) : 0;
 }
 
-// Logs the end of a worker unless its client asked for it.
-static void exit_report(server_child *c, const siginfo_t *info)
+static worker_end end_find(server_child *c, const siginfo_t *info)
 {
-    bool exited = info->si_code == CLD_EXITED;
-    if (exited && info->si_status == 0 && child_farewell(c)) return;
+    const bool exited = info->si_code == CLD_EXITED;
+    if (exited && info->si_status == 0 && child_farewell(c)) return END_REGULAR;
+    mutex_holder hold(&c->lock);
+    return c->reason == END_SIGNAL && exited ? END_EXIT : c->reason;
+}
+
+// Counts the end of a worker, and logs it unless its client asked for it.
+static void exit_report(server *s, server_child *c, const siginfo_t *info)
+{
+    const worker_end end = end_find(c, info);
+    {
+        mutex_holder hold(&s->lock);
+        s->counts.ended[end]++;
+    }
+    if (end == END_REGULAR) return;
     char request[48] = "";
     unsigned long last = request_find_last(c->id);
     if (last > 0) snprintf(request, sizeof request, ", last request %lu", last);
     mutex_holder hold(&c->lock);
+    const char *how = info->si_code == CLD_EXITED ? "exit status" : "signal";
+    const char *reason = end_texts[end].reason;
     log_line(LOG_WARNING, "Child %d of client %s ended with %s %d after %lld s%s%s%s\n", c->id,
-             c->peer, exited ? "exit status" : "signal", info->si_status,
+             c->peer, how, info->si_status,
              static_cast<long long>((clock_ms() - c->started) / 1000), request,
-             c->reason != nullptr ? ": " : "", c->reason != nullptr ? c->reason : "");
+             reason != nullptr ? ": " : "", reason != nullptr ? reason : "");
 }
 
 // Takes an ended process and the record of it.
@@ -135,7 +163,7 @@ static void ended_collect(server *s, const siginfo_t *info, int64_t deadline)
 {
     server_child *c = child_unlink(s, info->si_pid);
     if (c != nullptr) child_mark_reaped(c);
-    if (c != nullptr) exit_report(c, info);
+    if (c != nullptr) exit_report(s, c, info);
     waitpid(info->si_pid, nullptr, 0);
     log_line(LOG_DEBUG, "Child %d reaped.\n", info->si_pid);
     if (c == nullptr) return; // a child of a loaded library
@@ -184,6 +212,7 @@ static void children_take(server *s)
 // destroyed, because the main thread may still use them.
 [[noreturn]] static void server_cleanup(server *s)
 {
+    socketfile_remove(&s->status.file);
     shutdown(s->listen_fd, SHUT_RDWR); // closing it is not safe: the main thread may be using it
     children_teardown_all(s);          // those that have ended before
     children_take(s);

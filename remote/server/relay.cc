@@ -38,7 +38,7 @@ void relay_fail(server_child *c, const char *call)
 {
     if (child_is_stopped(c)) return;
     log_syscall(call);
-    child_kill(c, nullptr);
+    child_kill(c, END_SIGNAL);
 }
 
 int relay_count_unread(int fd)
@@ -50,6 +50,14 @@ int relay_count_unread(int fd)
 bool relay_write_all(const server_child *c, int fd, const void *bytes, ssize_t n)
 {
     return io_write_all(fd, bytes, static_cast<size_t>(n), c->stop_fd, CLOCK_NEVER) == 0;
+}
+
+// Neither an atomic addition nor the exact time: this is done for every piece.
+void relay_count(server_child *c, std::atomic<uint64_t> *counter, ssize_t n)
+{
+    static constexpr std::memory_order relaxed = std::memory_order_relaxed;
+    counter->store(counter->load(relaxed) + static_cast<uint64_t>(n), relaxed);
+    c->active.store(clock_ms_coarse(), relaxed);
 }
 
 ssize_t relay_move(int from, int to)

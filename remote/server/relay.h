@@ -35,6 +35,9 @@ int relay_count_unread(int fd);
 // Writes all bytes, without a deadline.  Returns false when that fails or the pump must end.
 bool relay_write_all(const server_child *c, int fd, const void *bytes, ssize_t n);
 
+// Counts bytes that have moved, in a counter that only the calling pump writes.
+void relay_count(server_child *c, std::atomic<uint64_t> *counter, ssize_t n);
+
 // Moves bytes from a socket to a pipe or back.  Returns what splice() returns.
 ssize_t relay_move(int from, int to);
 

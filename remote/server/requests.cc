@@ -20,10 +20,6 @@ static constexpr int SETTLE_TIME = 1000;
 // A worker may compute for longer than it may idle: with unread bytes the grace is so much longer.
 static constexpr int UNREAD_GRACES = 6;
 
-static const char VANISHED[] = "its client has vanished";
-static const char LINGERING[] = "it did not exit after its regular end";
-static const char FORGOTTEN[] = "it was parked for longer than it may be";
-
 // Reads the worker's report, which it has written in one piece.
 static void report_read(server_child *c)
 {
@@ -32,6 +28,7 @@ static void report_read(server_child *c)
     if (n < 0 && (errno == EINTR || errno == EAGAIN)) return;
     c->reported = n == sizeof c->report ? REPORT_READ : REPORT_BROKEN;
     c->left = c->reported == REPORT_READ && c->report == c->id;
+    if (c->left) child_state_enter(c, CHILD_PARKED);
     c->farewell = c->reported == REPORT_READ && c->report != c->id;
 }
 
@@ -76,7 +73,7 @@ static relay_result room_await(server_child *c)
         else if (child_idle_time(c, &traffic) >= int64_t(UNREAD_GRACES) * c->grace)
             break;
     }
-    child_kill(c, VANISHED);
+    child_kill(c, END_VANISHED);
     return RELAY_STOP;
 }
 
@@ -91,6 +88,7 @@ static relay_result request_copy(server_child *c)
         ssize_t m = write(c->request_fd, buffer + done, static_cast<size_t>(n - done));
         if (m >= 0) {
             done += m;
+            relay_count(c, &c->received, m);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             relay_result result = room_await(c);
             if (result != RELAY_MORE) return result;
@@ -105,6 +103,7 @@ static relay_result request_copy(server_child *c)
 static relay_result request_move(server_child *c)
 {
     ssize_t n = relay_move(c->client, c->request_fd);
+    if (n > 0) relay_count(c, &c->received, n);
     if (n >= 0) return n > 0 ? RELAY_MORE : RELAY_END;
     switch (errno) {
     case EAGAIN: return room_await(c);
@@ -155,7 +154,8 @@ static await_result report_await(server_child *c)
 // After the worker's last report.
 static void exit_await(server_child *c)
 {
-    if (io_wait(c->stop_fd, POLLIN, -1, clock_after_ms(c->grace)) == 0) child_kill(c, LINGERING);
+    if (io_wait(c->stop_fd, POLLIN, -1, clock_after_ms(c->grace)) == 0)
+        child_kill(c, END_LINGERING);
 }
 
 // The client has vanished without ending or leaving its worker.  Closes the worker's input.  A
@@ -165,14 +165,14 @@ static void orphan_end(server_child *c)
     bool reads = relay_count_unread(c->request_fd) == 0;
     {
         mutex_holder hold(&c->lock);
-        if (c->reason == nullptr) c->reason = VANISHED;
+        if (c->reason == END_SIGNAL) c->reason = END_VANISHED;
         owned_close(c->request_fd);
         c->request_fd = -1;
     }
     await_result result = reads ? report_await(c) : AWAIT_NOTHING;
     bool parked = result == AWAIT_REPORT && c->reported == REPORT_READ && c->report == c->id;
     if (result == AWAIT_NOTHING || parked)
-        child_kill(c, VANISHED);
+        child_kill(c, END_VANISHED);
     else if (result == AWAIT_REPORT)
         exit_await(c);
 }
@@ -189,6 +189,7 @@ static void client_replace(server_child *c)
     c->client = c->pending;
     c->pending = PENDING_NONE;
     c->left = c->discarding = false;
+    child_state_enter(c, CHILD_SERVING);
 }
 
 // Waits until the last answers to the old client have left the pipe; drops those that it does not
@@ -214,7 +215,7 @@ static void change_await(server_child *c, int64_t since)
     struct timespec end = clock_span(since + c->parked_limit * CLOCK_MILLISECOND);
     int rc = pthread_cond_timedwait(&c->changed, &c->lock, &end);
     if (rc != ETIMEDOUT || c->pending != PENDING_NONE) return;
-    if (c->reason == nullptr) c->reason = FORGOTTEN;
+    if (c->reason == END_SIGNAL) c->reason = END_FORGOTTEN;
     c->pending = PENDING_TEARDOWN;
 }
 
@@ -223,6 +224,7 @@ static bool client_take(server_child *c)
 {
     const int64_t since = clock_now();
     mutex_holder hold(&c->lock);
+    child_state_enter(c, CHILD_PARKED);
     for (;;) {
         if (c->pending == PENDING_TEARDOWN) return false;
         if (c->pending >= 0) responses_settle(c);
@@ -262,16 +264,24 @@ static bool worker_release(server_child *c, int32_t number)
     if (relay_write_all(c, c->control_fd, &number, sizeof number)) return true;
     // It is not an error of the server if another process has killed the waiting worker.
     if (errno == EPIPE)
-        child_kill(c, nullptr);
+        child_kill(c, END_SIGNAL);
     else
         relay_fail(c, "safe_write");
     return false;
+}
+
+// Unless the worker has said what it does without its client.
+static void orphan_mark(server_child *c)
+{
+    mutex_holder hold(&c->lock);
+    if (c->reported == REPORT_AWAITED) child_state_enter(c, CHILD_ORPHAN);
 }
 
 // Handles the client's end.  Returns true when another has replaced it, false when the pump must
 // end.
 static bool client_await(server_child *c)
 {
+    orphan_mark(c);
     switch (report_await(c)) {
     case AWAIT_STOPPED: return false;
     case AWAIT_NOTHING: orphan_end(c); return false;
@@ -288,7 +298,7 @@ static bool client_await(server_child *c)
     }
     int found = client_find(c);
     if (found < 0 || !worker_release(c, found > 0 ? c->id : 0)) return false;
-    if (found == 0) child_kill(c, nullptr); // it would wait for requests
+    if (found == 0) child_kill(c, END_SIGNAL); // it would wait for requests
     return found > 0;
 }
 

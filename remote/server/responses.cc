@@ -40,7 +40,7 @@ static relay_result response_copy(server_child *c, bool wanted)
         client_discard(c);
         return RELAY_MORE;
     }
-    c->relayed += static_cast<uint64_t>(n);
+    relay_count(c, &c->relayed, n);
     log_line(LOG_DEBUG, "pump_fromchild: %d bytes written\n", static_cast<int>(n));
     return RELAY_MORE;
 }
@@ -50,7 +50,7 @@ static relay_result response_move(server_child *c)
     ssize_t n = relay_move(c->response_fd, c->client);
     if (n == 0) return RELAY_END;
     if (n > 0) {
-        c->relayed += static_cast<uint64_t>(n);
+        relay_count(c, &c->relayed, n);
         return RELAY_MORE;
     }
     if (errno == EINTR) return RELAY_MORE;

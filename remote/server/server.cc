@@ -58,6 +58,8 @@ static int server_start(server *s)
         return -1;
     }
     if (acceptor_open(s) != 0) return -1;
+    if (status_open(s) != 0) return -1;
+    s->started = clock_ms();
     options_write_pid(&s->options);
     errno = pthread_mutex_init(&s->lock, nullptr);
     if (errno == 0) return reaper_start(s);
@@ -67,6 +69,8 @@ static int server_start(server *s)
 
 static void server_undo(server *s)
 {
+    socketfile_remove(&s->status.file);
+    owned_close(s->status.listen_fd);
     owned_close(s->listen_fd);
     owned_close(s->reserve_fd);
     owned_destroy();
@@ -93,7 +97,7 @@ int server_run(const server_parts &parts, int argc, char **argv)
     server *s = &record;
     standard_fds_occupy();
     s->parts = parts;
-    s->listen_fd = s->reserve_fd = -1;
+    s->listen_fd = s->reserve_fd = s->status.listen_fd = -1;
     int rc = options_read(&s->options, argc, argv);
     if (rc == 0 && server_start(s) == 0) server_serve(s);
     server_undo(s);

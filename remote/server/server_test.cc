@@ -1,6 +1,7 @@
 // The server with workers that follow single letters of their client.
 #include "remote/server/server.h"
 
+#include "remote/base/holders.h"
 #include "remote/transport/tcpip.h"
 #include "test/serverprocess.h"
 
@@ -638,6 +639,166 @@ TEST(Server, RudeClientsLeaveNothing)
     }
     EXPECT_TRUE(eventually(
         [&] { return process_children(server.pid).empty() && server.count("fd") == descriptors; }));
+}
+
+// A file name for a status socket that every user may reach.
+struct status_path {
+    status_path() { fs::permissions(folder = mkdtemp(name), fs::perms(0755)); }
+    ~status_path() { fs::remove_all(folder); }
+    std::string option() const { return "-status=" + socket(); }
+    std::string socket() const { return folder + "/status"; }
+
+    int open(void) const
+    {
+        sockaddr_un at;
+        int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_TRUE(path_address(socket().c_str(), &at));
+        if (connect(fd, reinterpret_cast<sockaddr *>(&at), sizeof at) == 0) return fd;
+        close(fd);
+        return -1;
+    }
+    std::string ask(const std::string &request) const
+    {
+        descriptor_holder fd(open());
+        give_to(fd.fd, request);
+        return take_from(fd.fd, 1 << 24);
+    }
+    // Whether a line of the status begins with a match.
+    bool tells(const std::string &line) const
+    {
+        return std::regex_search(ask("status\n"), std::regex("(^|\n)" + line));
+    }
+
+    char name[20] = "/tmp/status-XXXXXX";
+    std::string folder;
+};
+
+static std::string worker_line(const raw_client &c, const std::string &state)
+{
+    const std::string id = std::to_string(c.id);
+    return "worker " + id + " pid " + id + " state " + state + " ";
+}
+
+TEST(Status, TellsOfEveryWorkerAndOfThoseThatWereRefused)
+{
+    status_path path;
+    letter_server server({path.option(), "odd\nword"}, 1000);
+    EXPECT_EQ(fs::status(path.socket()).permissions(), fs::perms(0600));
+    raw_client serving(server.port), parked(server.port), orphan(server.port), away(server.port);
+    ASSERT_EQ(serving.new_worker() + parked.new_worker() + orphan.new_worker(), 0);
+    raw_client unknown(server.port), wrong(server.port), silent(server.port), mute(server.port);
+    EXPECT_EQ(unknown.reconnect(1), 5);
+    EXPECT_EQ(wrong.say(bytes("00 00 00 09")).status(), 6);
+    silent.leave();
+    EXPECT_EQ(serving.say("xyz").hear(3), "xyz");
+    EXPECT_EQ(parked.say("d").hear(1), "d");
+    parked.leave();
+    orphan.say("ssss").leave();
+    EXPECT_TRUE(eventually([&] { return path.tells(worker_line(orphan, "orphan")); }));
+    EXPECT_TRUE(eventually([&] { return path.tells(worker_line(parked, "parked")); }));
+    EXPECT_TRUE(path.tells("worker 0 pid 0 state handshake .* client 127.0.0.1:"));
+    const std::string text = path.ask("");
+    EXPECT_TRUE(
+        path.tells(worker_line(serving, "serving") + "for .* in 3 out 13 idle .* client 127"))
+        << text;
+    for (const char *line : {"address 127.0.0.1:", "option -status=/tmp", "option odd\\?word\n",
+                             "accepted 8\n", "served 3\n", "refused notfound 1\n",
+                             "refused noaction 1\n", "refused silent 1\n", "in 8\n", "out 34\n"})
+        EXPECT_TRUE(path.tells(line)) << line << text;
+    EXPECT_EQ(text.substr(text.size() - 5), "\nend\n");
+
+    raw_client back(server.port);
+    EXPECT_EQ(back.reconnect(parked.id), 0);
+    EXPECT_EQ(back.say("v").hear(1), "v");
+    EXPECT_TRUE(path.tells(worker_line(back, "serving"))) << path.ask("");
+    EXPECT_TRUE(back.say("t").closed());
+    EXPECT_TRUE(gone(orphan) && gone(back));
+    EXPECT_TRUE(eventually([&] { return path.tells("ended regular 1\n"); }));
+    EXPECT_TRUE(path.tells("ended vanished 1\n")) << path.ask("");
+    EXPECT_TRUE(path.tells("in 10\nout 35\n")) << path.ask("") << "those of ended workers count";
+}
+
+// Their answers are larger than what the system takes off the server.
+TEST(Status, ClientsThatDoNotReadHoldNobody)
+{
+    status_path path;
+    const std::string large(100000, 'x');
+    letter_server server({path.option(), large, large, large, large, large, large});
+    std::vector<int> stuck;
+    for (int i = 0; i < 8; i++)
+        give_to(stuck.emplace_back(path.open()), "status\n");
+    descriptor_holder next(path.open());
+    give_to(next.fd, "status\n");
+    raw_client c(server.port);
+    ASSERT_EQ(c.new_worker(), 0);
+    EXPECT_EQ(c.say("x").hear(1), "x");
+    std::string files;
+    for (c.say("f"); files.find('!') == std::string::npos;)
+        files += c.hear(1);
+    EXPECT_EQ(files.find("socket:"), std::string::npos) << files;
+    char byte;
+    EXPECT_EQ(recv(next.fd, &byte, 1, MSG_DONTWAIT), -1) << "all places are taken";
+    EXPECT_GT(take_from(stuck[5], 1 << 24).size(), 6 * large.size());
+    EXPECT_GT(take_from(next.fd, 1 << 24).size(), 6 * large.size());
+    for (int fd : stuck)
+        close(fd);
+    EXPECT_TRUE(path.tells("served 1\n"));
+}
+
+TEST(Status, EndsAWorkerForTheUserOfTheServerAlone)
+{
+    status_path path;
+    letter_server server({path.option()});
+    raw_client parked(server.port), stranger(server.port);
+    ASSERT_EQ(parked.new_worker() + stranger.new_worker(), 0);
+    EXPECT_EQ(parked.say("d").hear(1), "d");
+    parked.leave();
+    const std::string id = std::to_string(parked.id);
+    EXPECT_EQ(path.ask("end " + id + "\n"), "ended " + id + "\n");
+    EXPECT_TRUE(gone(parked));
+    EXPECT_TRUE(eventually([&] { return path.tells("ended ordered 1\n"); }));
+    EXPECT_NE(server.written().find("its end was ordered at the status socket"), std::string::npos);
+    for (const std::string &bad : {"end " + id + "\n", std::string("end\n"), std::string("end x\n"),
+                                   std::string("stop\n"), std::string(100, 'e')})
+        EXPECT_EQ(path.ask(bad).substr(0, 9), "refused: ") << bad;
+    EXPECT_EQ(stranger.say("x").hear(1), "x");
+    if (geteuid() != 0) return; // the rest takes another user
+    fs::permissions(path.socket(), fs::perms(0666));
+    pid_t other = fork();
+    if (other == 0) {
+        bool refused = setuid(65534) == 0;
+        const std::string said = path.ask("end " + std::to_string(stranger.id) + "\n");
+        refused &= said == "refused: only the user of the server ends workers\n";
+        _exit(refused ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(other, &status, 0), other);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(stranger.say("x").hear(1), "x");
+}
+
+TEST(Status, TheFileGoesWithTheServerAndNoOtherFileIsTouched)
+{
+    status_path path;
+    {
+        letter_server killed({path.option()});
+        killed.stop(SIGKILL);
+        ASSERT_TRUE(fs::exists(path.socket()));
+        letter_server next({path.option()});
+        EXPECT_TRUE(path.tells("accepted 0\n"));
+        server_process late([](int argc, char **argv) { return server_run({letters}, argc, argv); },
+                            {path.option()});
+        EXPECT_EQ(late.wait(), 255);
+        EXPECT_NE(late.written().find(path.socket()), std::string::npos) << late.written();
+        EXPECT_TRUE(path.tells("accepted 0\n"));
+        EXPECT_EQ(next.stop(), 0);
+        EXPECT_FALSE(fs::exists(path.socket()));
+    }
+    close(creat(path.socket().c_str(), 0600));
+    server_process refused([](int argc, char **argv) { return server_run({letters}, argc, argv); },
+                           {path.option()});
+    EXPECT_EQ(refused.wait(), 255);
+    EXPECT_TRUE(fs::is_regular_file(path.socket()));
 }
 
 } // namespace vnt
