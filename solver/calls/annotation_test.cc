@@ -5,11 +5,6 @@
 namespace vnt {
 
 struct notes : session {
-    int read_notes(VNTLPptr lp, const std::string &text)
-    {
-        return VNTLEreadcopyannotations(env, lp, "text", text.data(),
-                                        static_cast<int64_t>(text.size()));
-    }
     // The long values of all objects of the kind.
     std::string longs(VNTLPptr lp, int idx, int kind, int count)
     {
@@ -107,7 +102,7 @@ TEST_F(notes, FilesAreReadAndWritten)
                              "annotation double 0.5 price\nobjective -1.25\ncolumn 1e+99 x\n"
                              "annotation double 3 bare\nend\n";
     VNTLPptr lp = with_structure();
-    ASSERT_EQ(read_notes(lp, text), 0) << heard[CHANNEL_ERROR];
+    ASSERT_EQ(read_text(VNTLEreadcopyannotations, lp, text), 0) << heard[CHANNEL_ERROR];
     EXPECT_EQ(longs(lp, 0, VNT_ANNOTATION_COLUMN, 4), "0 5 -6 0 ");
     EXPECT_EQ(longs(lp, 0, VNT_ANNOTATION_INDICATOR, 2), "4 0 ");
     double value[2];
@@ -123,7 +118,9 @@ TEST_F(notes, FilesAreReadAndWritten)
                                "annotation long 0 n\nset 1 r\n",
                                "annotation long 0 n\nannotation long 0 n\nend\n"};
     for (const char *lines : bad) {
-        EXPECT_EQ(read_notes(lp, std::string("annotations of t\n") + lines), VNTERR_FILE_FORMAT);
+        EXPECT_EQ(
+            read_text(VNTLEreadcopyannotations, lp, std::string("annotations of t\n") + lines),
+            VNTERR_FILE_FORMAT);
         EXPECT_NE(heard[CHANNEL_ERROR].find("line "), std::string::npos);
     }
     EXPECT_EQ(VNTLgetnumdblannotations(env, lp), 2); // the last good ones

@@ -22,11 +22,6 @@ struct filters : session {
             out += printed(" %d:%g:%g", index[k], weight[k], reference[k]);
         return out;
     }
-    int read_filters(VNTLPptr lp, const std::string &text)
-    {
-        return VNTEreadcopysolnpoolfilters(env, lp, "text", text.data(),
-                                           static_cast<int64_t>(text.size()));
-    }
     // The values of x in the pool of min x, x >= 1 after it was started from 9, 7, 4 and 2.
     std::string pool(VNTLPptr lp)
     {
@@ -46,9 +41,7 @@ struct filters : session {
                                    "generals\n x\n y\nend\n");
         const std::string starts = "starts of t\nstart 0 2 a\n9 x\n0 y\nstart 0 2 b\n7 x\n0 y\n"
                                    "start 0 2 c\n4 x\n0 y\nstart 0 2 d\n2 x\n0 y\nend\n";
-        EXPECT_EQ(VNTEreadcopymipstarts(env, lp, "text", starts.data(),
-                                        static_cast<int64_t>(starts.size())),
-                  0);
+        EXPECT_EQ(read_text(VNTEreadcopymipstarts, lp, starts), 0);
         return lp;
     }
 };
@@ -92,13 +85,14 @@ TEST_F(filters, FilesAreReadAndWritten)
     const std::string text = "filters of test\nrange -1e+20 3 2 two words\n1 x\n-2.5 y\n"
                              "diversity 2 7 1 far\n1 0.5 y\nrange 0 0 0 bare\nend\n";
     VNTLPptr lp = started();
-    ASSERT_EQ(read_filters(lp, text), 0) << heard[CHANNEL_ERROR];
+    ASSERT_EQ(read_text(VNTEreadcopysolnpoolfilters, lp, text), 0) << heard[CHANNEL_ERROR];
     EXPECT_EQ(told(lp, 1), "far 1 [2 7] 1:1:0.5");
     EXPECT_EQ(VNTLfltwrite(env, lp, path.c_str()), 0);
     EXPECT_EQ(written(), text);
     for (const char *lines : {"", "range 1 2\n", "range 1 2 1 n\n1 z\nend\n", "band 1 2 0 n\n",
                               "diversity 1 2 1 n\n1 x\nend\n", "range a 2 0 n\nend\n"}) {
-        EXPECT_EQ(read_filters(lp, std::string("filters of t\n") + lines), VNTERR_FILE_FORMAT);
+        EXPECT_EQ(read_text(VNTEreadcopysolnpoolfilters, lp, std::string("filters of t\n") + lines),
+                  VNTERR_FILE_FORMAT);
         EXPECT_NE(heard[CHANNEL_ERROR].find("line "), std::string::npos);
     }
     EXPECT_EQ(VNTLgetsolnpoolnumfilters(env, lp), 3);

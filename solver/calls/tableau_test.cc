@@ -17,13 +17,6 @@ struct in_a_basis : session {
         ASSERT_EQ(VNTLlpopt(env, lp), 0);
         ASSERT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
     }
-    using query = int(VNTENVptr, VNTLPptr, double *, int, int);
-    std::vector<double> asked(query *q, int count)
-    {
-        std::vector<double> values(count);
-        EXPECT_EQ(q(env, lp, values.data(), 0, count - 1), 0);
-        return values;
-    }
     struct ranges {
         std::vector<double> low, high;
     };
@@ -129,9 +122,9 @@ TEST_F(moved_numbers, ObjectivesBendAtTheEndsOfRanges)
         VNTLlpopt(env, made);
         if (VNTLgetstat(env, made) != VNT_STAT_OPTIMAL) continue;
         solved(made);
-        std::vector<double> x = asked(VNTLgetx, cols), cost = asked(VNTLgetobj, cols),
-                            pi = asked(VNTLgetpi, rows), rhs = asked(VNTLgetrhs, rows),
-                            dj = asked(VNTLgetdj, cols);
+        std::vector<double> x = asked(VNTLgetx, lp, cols), cost = asked(VNTLgetobj, lp, cols),
+                            pi = asked(VNTLgetpi, lp, rows), rhs = asked(VNTLgetrhs, lp, rows),
+                            dj = asked(VNTLgetdj, lp, cols);
         ranges r = ranged(VNTLobjsa, cols);
         auto with = [&](auto *change, int k, double value) {
             return optimum_after([&](VNTLPptr p) { return change(env, p, 1, &k, &value); });
@@ -149,7 +142,7 @@ TEST_F(moved_numbers, ObjectivesBendAtTheEndsOfRanges)
         ASSERT_EQ(VNTLboundsa(env, lp, low.low.data(), low.high.data(), high.low.data(),
                               high.high.data(), 0, cols - 1),
                   0);
-        std::vector<double> lb = asked(VNTLgetlb, cols), ub = asked(VNTLgetub, cols);
+        std::vector<double> lb = asked(VNTLgetlb, lp, cols), ub = asked(VNTLgetub, lp, cols);
         for (int j = 0; j < cols; j++) {
             auto bound = [&](char which, double now) {
                 return [this, which, now, j](double by) {
@@ -215,8 +208,8 @@ TEST_F(basis_matrix, QueriesOfTheTableauFitTheMatrix)
 {
     solved(problem_of_file("afiro.mps"));
     build();
-    std::vector<double> v(rows), z(cols), x = asked(VNTLgetx, cols),
-                                          slack = asked(VNTLgetslack, rows);
+    std::vector<double> v(rows), z(cols), x = asked(VNTLgetx, lp, cols),
+                                          slack = asked(VNTLgetslack, lp, rows);
     ASSERT_EQ(VNTLgetbhead(env, lp, nullptr, v.data()), 0);
     for (int k = 0; k < rows; k++) {
         int place = -2, j = head[k];
@@ -258,7 +251,7 @@ TEST_F(in_a_basis, TrialBranchesEndWhereTheBranchesEnd)
     VNTLPptr mip = problem_of_file("p0033.mps");
     ASSERT_EQ(VNTLchgprobtype(env, mip, VNT_PROB_LP), 0);
     solved(mip);
-    std::vector<double> x = asked(VNTLgetx, cols), down(cols), up(cols);
+    std::vector<double> x = asked(VNTLgetx, lp, cols), down(cols), up(cols);
     std::vector<int> all, basic;
     for (int j = 0; j < cols; j++) {
         int place = -1;

@@ -52,7 +52,20 @@ struct session : testing::Test {
         return lp;
     }
 
-    // A problem read from text.
+    // What a call that reads a file makes of a text.
+    template <class object>
+    int read_text(int (*call)(VNTENVptr, object *, const char *, const char *, int64_t),
+                  object *into, const std::string &text)
+    {
+        return call(env, into, "text.min", text.data(), static_cast<int64_t>(text.size()));
+    }
+    // What a query tells of columns or rows 0 to count - 1.
+    std::vector<double> asked(decltype(VNTLgetx) *query, VNTLPptr lp, int count)
+    {
+        std::vector<double> values(count);
+        EXPECT_EQ(query(env, lp, values.data(), 0, count - 1), 0);
+        return values;
+    }
     int read(VNTLPptr lp, const std::string &text, const char *kind)
     {
         return VNTEreadcopyprob(env, lp, "text", text.data(), static_cast<int64_t>(text.size()),

@@ -34,49 +34,13 @@ struct model_files : session {
             << heard[CHANNEL_ERROR];
         return all_of(back);
     }
-
-    // Bounds, types, senses and numbers of all kinds; ranges only where the format keeps them.
-    VNTLPptr random_model(unsigned seed, bool ranges)
-    {
-        std::mt19937 random(seed);
-        auto below = [&](int n) { return static_cast<int>(random() % n); };
-        auto number = [&] {
-            return (below(2) ? 1 : -1) * std::ldexp(random() + 1.0, below(60) - 60);
-        };
-        VNTLPptr lp = problem();
-        for (int j = 0; j < 12; j++) {
-            double low[] = {0, -VNT_INFINITY, number(), 1, 0, -2}, obj = below(3) ? number() : 0;
-            double lb = low[below(6)], ub = below(2) ? VNT_INFINITY : std::max(lb, number());
-            char type = "CCCIISNB"[below(8)];
-            if (type == 'B') lb = 0, ub = 1;
-            if (type == 'S' || type == 'N') ub = std::max(lb, 0.0) + 10;
-            EXPECT_EQ(VNTLnewcols(env, lp, 1, &obj, &lb, &ub, &type, nullptr), 0);
-        }
-        for (int i = 0; i < 8; i++) {
-            char sense = "LGER"[below(ranges ? 4 : 3)];
-            double rhs = below(4) ? number() : 0, rng = number();
-            EXPECT_EQ(VNTLnewrows(env, lp, 1, &rhs, &sense, &rng, nullptr), 0);
-            for (int k = below(5); k > 0; k--) {
-                EXPECT_EQ(VNTLchgcoef(env, lp, i, below(12), number()), 0);
-            }
-        }
-        EXPECT_EQ(VNTLchgobjsen(env, lp, below(2) ? VNT_MIN : VNT_MAX), 0);
-        EXPECT_EQ(VNTLchgobjoffset(env, lp, number()), 0);
-        return lp;
-    }
 };
 
-TEST_F(model_files, ModelsComeBackFromTheirFilesBitForBit)
+TEST_F(model_files, PackedFilesAreWrittenByTheirNames)
 {
-    for (unsigned seed = 1; seed <= 60; seed++) {
-        SCOPED_TRACE(seed);
-        VNTLPptr lp = random_model(seed, true);
-        ASSERT_EQ(through(lp, "m.mps"), all_of(lp));
-        lp = random_model(seed, false);
-        ASSERT_EQ(through(lp, "m.lp"), all_of(lp));
-    }
     VNTLPptr israel = problem_of_file("israel.mps");
     EXPECT_EQ(through(israel, "m.mps.gz"), all_of(israel));
+    EXPECT_EQ(file_contents(path("m.mps.gz").c_str(), nullptr, 0).substr(0, 4), "NAME");
     EXPECT_EQ(through(israel, "m.lp.gz"), all_of(israel));
 }
 

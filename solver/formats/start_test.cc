@@ -9,11 +9,6 @@ static const char integers[] = "min\n cost: 3 x + 2 y\nst\n need: x + y >= 4.5\n
                                "bounds\n x <= 3\n y <= 9\ngenerals\n x y\nend\n";
 
 struct start_files : session {
-    using reader = int(VNTENVptr, VNTLPptr, const char *, const char *, int64_t);
-    int read_text(reader *read, VNTLPptr lp, const std::string &text)
-    {
-        return read(env, lp, "text", text.data(), static_cast<int64_t>(text.size()));
-    }
     std::string order_of(VNTLPptr lp)
     {
         int count = 0, surplus, column[5], priority[5], direction[5];
@@ -133,7 +128,7 @@ TEST_F(start_files, StartingInformationIsKnownByItsFirstLine)
 }
 
 struct bad_file {
-    start_files::reader *read;
+    decltype(VNTEreadcopyorder) *read;
     const char *text, *complaint;
 };
 
