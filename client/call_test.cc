@@ -1,6 +1,7 @@
 #include "client/connection.h"
 #include "test/arrays.h"
 #include "test/doubles/answering_double.h"
+#include "test/folders.h"
 
 #include <climits>
 #include <filesystem>
@@ -16,22 +17,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A problem in a worker double, and a folder of the test's own.
 struct Call : opened {
     VNTLPptr lp = nullptr;
-    fs::path folder = fs::temp_directory_path() / ("call" + std::to_string(getpid()));
+    working_folder folder;
 
-    void SetUp() override
-    {
-        fs::create_directory(folder);
-        fs::current_path(folder);
-    }
-    void TearDown() override
-    {
-        opened::TearDown();
-        fs::current_path("/");
-        fs::remove_all(folder);
-    }
     void open()
     {
         opened::open();

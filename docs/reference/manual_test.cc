@@ -142,15 +142,6 @@ TEST(ManualPage, OfTheHeaderNamesAllStatusesAndFunctions)
             EXPECT_NE(text.find(".BR " + f.name + " (3)"), std::string::npos) << f.name;
 }
 
-TEST(SitePages, LinkEachFunctionToItsGroup)
-{
-    page_map pages = site_pages(solver(), context);
-    EXPECT_GT(pages.size(), 35u);
-    EXPECT_NE(pages["index.md"].find("[`VNTLgetx`](the-solution.md#vntlgetx)"), std::string::npos);
-    EXPECT_NE(pages["the-solution.md"].find("\n### VNTLgetx\n"), std::string::npos);
-    EXPECT_NE(pages["constants.md"].find("| `VNTERR_NO_MEMORY` | 1001 |"), std::string::npos);
-}
-
 TEST(SitePages, ListEveryParameter)
 {
     std::string page = parameters_page(solver());

@@ -5,6 +5,7 @@
 #include "remote/codec/copy.h"
 #include "remote/handler/asynccall.h"
 #include "test/arrays.h"
+#include "test/folders.h"
 
 #include <filesystem>
 #include <fstream>
@@ -117,22 +118,15 @@ using lines = std::vector<std::string>;
 class SolverCall : public testing::Test {
   protected:
     handler owner{};
-    fs::path directory = fs::temp_directory_path() / ("calls" + std::to_string(getpid()));
+    working_folder folder;
 
     void SetUp() override
     {
-        fs::create_directory(directory);
-        fs::current_path(directory);
         terminator = 1;
         during = nullptr;
         said.clear(), sent.clear();
     }
-    void TearDown() override
-    {
-        fs::current_path("/");
-        EXPECT_TRUE(fs::is_empty(directory)) << "a file was left behind";
-        fs::remove_all(directory);
-    }
+    void TearDown() override { EXPECT_TRUE(fs::is_empty(folder.path)) << "a file was left behind"; }
 
     int run(int row, void *request)
     {

@@ -110,9 +110,27 @@ struct letter_server : server_process {
     }
 };
 
+// A client that has got a worker, which it may leave for another.
+struct served_client : raw_client {
+    explicit served_client(const letter_server &server) : raw_client(server.port)
+    {
+        EXPECT_EQ(new_worker(), 0);
+    }
+    void park()
+    {
+        EXPECT_EQ(say("d").hear(1), "d");
+        leave();
+    }
+};
+
 static pid_t process_of(const raw_client &c)
 {
     return static_cast<pid_t>(c.id);
+}
+static void expect_joined(raw_client &next, const raw_client &before)
+{
+    ASSERT_EQ(next.reconnect(before.id), 0);
+    EXPECT_EQ(next.say("x").hear(1), "x");
 }
 static bool gone(const raw_client &c)
 {
@@ -124,8 +142,7 @@ TEST(Server, AClientGetsAWorkerThatHearsIt)
 {
     for (const char *option : {"-info", "-debug"}) {
         letter_server server({option});
-        raw_client first(server.port), second(server.port);
-        ASSERT_EQ(first.new_worker() + second.new_worker(), 0);
+        served_client first(server), second(server);
         EXPECT_NE(first.id, second.id);
         EXPECT_EQ(first.say("bxyz").hear(BLOCK + 3), std::string(BLOCK, 'b') + "xyz");
         std::string many(20001, 'm');
@@ -168,8 +185,7 @@ TEST(Server, EndedWorkersAreCollectedAtOnce)
 {
     letter_server server({"-polling=1000000000"});
     long descriptors = server.count("fd"), threads = server.count("task");
-    raw_client regular(server.port), crashing(server.port);
-    ASSERT_EQ(regular.new_worker() + crashing.new_worker(), 0);
+    served_client regular(server), crashing(server);
     EXPECT_TRUE(regular.say("t").closed());
     EXPECT_TRUE(crashing.say("c").closed());
     EXPECT_TRUE(gone(regular) && gone(crashing));
@@ -264,8 +280,7 @@ TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
 {
     const std::string file = testing::TempDir() + "server_test.log";
     letter_server server({"-logfile=" + file});
-    raw_client first(server.port), second(server.port), third(server.port);
-    ASSERT_EQ(first.new_worker() + second.new_worker() + third.new_worker(), 0);
+    served_client first(server), second(server), third(server);
     auto files = [](raw_client &c) {
         std::string all;
         c.say("f");
@@ -287,13 +302,10 @@ TEST(Server, StopsWithAllItsWorkers)
 {
     for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGKILL}) {
         letter_server server;
-        raw_client idle(server.port), parked(server.port), deaf(server.port), mute(server.port);
-        raw_client busy(server.port);
-        ASSERT_EQ(idle.new_worker() + parked.new_worker() + deaf.new_worker() + busy.new_worker(),
-                  0);
+        served_client idle(server), parked(server), deaf(server), busy(server);
+        raw_client mute(server.port);
         EXPECT_EQ(busy.say("xp").hear(1), "x");
-        EXPECT_EQ(parked.say("d").hear(1), "d");
-        parked.leave();
+        parked.park();
         EXPECT_EQ(deaf.say("bbbbbb").hear(1), "b"); // and never hears the rest
         EXPECT_EQ(server.stop(signal), signal == SIGKILL ? -SIGKILL : 0);
         for (const raw_client *c : {&idle, &parked, &deaf, &busy})
@@ -308,8 +320,7 @@ TEST(Server, AProcessOfAWorkerThatWritesOnDoesNotKeepIt)
 {
     letter_server server({}, 100);
     long descriptors = server.count("fd"), threads = server.count("task");
-    raw_client client(server.port);
-    ASSERT_EQ(client.new_worker(), 0);
+    served_client client(server);
     EXPECT_EQ(client.say("w").hear(1), "w");
     client.reset(); // what comes from now on is dropped as fast as it is written
     EXPECT_TRUE(server.holds(descriptors, threads));
@@ -318,16 +329,15 @@ TEST(Server, AProcessOfAWorkerThatWritesOnDoesNotKeepIt)
 TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
 {
     letter_server server({}, 100);
-    raw_client first(server.port), second(server.port), third(server.port), fourth(server.port);
-    ASSERT_EQ(first.new_worker(), 0);
+    served_client first(server);
+    raw_client second(server.port), third(server.port), fourth(server.port);
     // One reconnect may wait while the worker is not free yet; it is the next to get it.
     ASSERT_EQ(second.reconnect(first.id), 0);
     EXPECT_EQ(second.id, first.id);
     EXPECT_EQ(third.reconnect(first.id), HANDSHAKE_NOTPARKED);
     second.say("q");
     EXPECT_EQ(first.say("xd").hear(2), "xd");
-    first.leave();
-    EXPECT_EQ(second.hear(1), "q");
+    EXPECT_EQ(second.hear(1), "q") << "while the old connection is still open";
     // Only the low half of the id counts, and it goes back as it came.  A reset parks as well.
     EXPECT_EQ(second.say("d").hear(1), "d");
     second.reset();
@@ -342,31 +352,28 @@ TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
 TEST(Server, AClientThatGaveUpIsPassedOver)
 {
     letter_server server({}, 100);
-    raw_client first(server.port), last(server.port);
-    ASSERT_EQ(first.new_worker(), 0);
+    served_client first(server);
+    raw_client last(server.port);
     for (int i = 0; i < 3; i++)
         EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
-    EXPECT_EQ(first.say("d").hear(1), "d");
-    first.leave();
+    first.park();
     for (int i = 0; i < 3; i++) {
         EXPECT_TRUE(eventually([&] { return raw_client(server.port).reconnect(first.id) == 0; }));
         usleep(50000); // it is the worker's client by now, but has not spoken
     }
     usleep(300000); // several times the grace of the vanished
     EXPECT_TRUE(process_alive(process_of(first)));
-    ASSERT_EQ(last.reconnect(first.id), 0);
-    EXPECT_EQ(last.say("x").hear(1), "x");
+    expect_joined(last, first);
 }
 
 // What the old client did not take never reaches the new one.
 TEST(Server, OldAnswersDoNotReachTheNewClient)
 {
     letter_server server;
-    raw_client rude(server.port), slow(server.port), next(server.port), last(server.port);
-    ASSERT_EQ(rude.new_worker() + slow.new_worker(), 0);
+    served_client rude(server), slow(server);
+    raw_client next(server.port), last(server.port);
     rude.say("bbbd").reset();
-    ASSERT_EQ(next.reconnect(rude.id), 0);
-    EXPECT_EQ(next.say("x").hear(1), "x");
+    expect_joined(next, rude);
 
     // This one is still there, but takes the last of the answer neither from its own socket's
     // buffers nor from the pipe.
@@ -375,15 +382,13 @@ TEST(Server, OldAnswersDoNotReachTheNewClient)
         usleep(2000);
     }
     shutdown(slow.fd, SHUT_WR);
-    ASSERT_EQ(last.reconnect(slow.id), 0);
-    EXPECT_EQ(last.say("x").hear(1), "x");
+    expect_joined(last, slow);
 }
 
 TEST(Server, AVanishedClientsWorkerEnds)
 {
     letter_server server({}, 100);
-    raw_client quiet(server.port), busy(server.port), parked(server.port), hasty(server.port);
-    ASSERT_EQ(quiet.new_worker() + busy.new_worker() + parked.new_worker() + hasty.new_worker(), 0);
+    served_client quiet(server), busy(server), parked(server), hasty(server);
     busy.say("p");
     hasty.say("sd").leave(); // the worker has yet to read that it is to wait
     EXPECT_EQ(parked.say("d").hear(1), "d");
@@ -394,31 +399,25 @@ TEST(Server, AVanishedClientsWorkerEnds)
     EXPECT_TRUE(gone(busy));
     EXPECT_TRUE(process_alive(process_of(parked)));
     raw_client back(server.port);
-    ASSERT_EQ(back.reconnect(hasty.id), 0);
-    EXPECT_EQ(back.say("x").hear(1), "x");
+    expect_joined(back, hasty);
 }
 
 // A laptop that has changed networks: its old connection stays open for a minute or more.
 TEST(Server, AnOldConnectionDoesNotHoldAWorkerThatItsClientHasLeft)
 {
     letter_server server;
-    raw_client first(server.port), second(server.port), third(server.port);
-    ASSERT_EQ(first.new_worker(), 0);
+    served_client first(server);
+    raw_client second(server.port);
     EXPECT_EQ(first.say("d").hear(1), "d");
-    ASSERT_EQ(second.reconnect(first.id), 0);
-    EXPECT_EQ(second.say("x").hear(1), "x");
+    expect_joined(second, first);
     EXPECT_TRUE(first.closed());
-    // The same when the new client comes before the worker was left.
-    ASSERT_EQ(third.reconnect(first.id), 0);
-    EXPECT_EQ(second.say("xd").hear(2), "xd");
-    EXPECT_EQ(third.say("y").hear(1), "y");
 }
 
 TEST(Server, ASilentNewClientIsServedOrClosed)
 {
     letter_server server;
-    raw_client old(server.port), next(server.port), last(server.port);
-    ASSERT_EQ(old.new_worker(), 0);
+    served_client old(server);
+    raw_client next(server.port), last(server.port);
     EXPECT_EQ(old.say("dxd").hear(1), "d");
     old.leave();
     ASSERT_EQ(next.reconnect(old.id), 0);
@@ -433,8 +432,7 @@ TEST(Server, ASilentNewClientIsServedOrClosed)
 TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
 {
     letter_server server({}, 50);
-    raw_client little(server.port), much(server.port), ended(server.port);
-    ASSERT_EQ(little.new_worker() + much.new_worker() + ended.new_worker(), 0);
+    served_client little(server), much(server), ended(server);
     little.say("pxyz").leave();
     // More than the pipe holds, so that the end of the connection cannot be read.  A reset is seen
     // all the same; an orderly end stays behind the bytes that the server has no room for.
@@ -453,8 +451,7 @@ TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
 TEST(Server, AHalfClosedClientGetsItsAnswer)
 {
     letter_server server({}, 500);
-    raw_client slow(server.port);
-    ASSERT_EQ(slow.new_worker(), 0);
+    served_client slow(server);
     slow.say("bbb");
     shutdown(slow.fd, SHUT_WR);
     size_t heard = 0;
@@ -472,15 +469,13 @@ TEST(Server, FailingCallsOfTheSystemLeaveNobodyWaiting)
     for (int error : {ENOMEM, EINVAL, EIO}) {
         splice_error = error;
         letter_server server;
-        raw_client c(server.port);
-        ASSERT_EQ(c.new_worker(), 0);
+        served_client c(server);
         EXPECT_EQ(c.say("xby").hear(BLOCK + 2), "x" + std::string(BLOCK, 'b') + "y") << error;
     }
     send_error = EIO;
     letter_server server;
     splice_error = send_error = 0;
-    raw_client c(server.port);
-    ASSERT_EQ(c.new_worker(), 0);
+    served_client c(server);
     EXPECT_EQ(c.say("xb").hear(2), "x");
     EXPECT_TRUE(c.closed());
 }
@@ -488,8 +483,7 @@ TEST(Server, FailingCallsOfTheSystemLeaveNobodyWaiting)
 TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
 {
     letter_server server({}, SANITIZED ? 3000 : 1000); // the good one must exit within that time
-    raw_client good(server.port), bad(server.port), lost(server.port);
-    ASSERT_EQ(good.new_worker() + bad.new_worker() + lost.new_worker(), 0);
+    served_client good(server), bad(server), lost(server);
     sockaddr_in address = {};
     socklen_t length = sizeof address;
     getsockname(bad.fd, reinterpret_cast<sockaddr *>(&address), &length);
@@ -515,8 +509,7 @@ TEST(Server, ATruncatedLogFileHasNoHole)
     const std::string file = testing::TempDir() + "server_test.rotated";
     letter_server server({"-logfile=" + file});
     for (int i = 0; i < 2; i++) {
-        raw_client c(server.port);
-        ASSERT_EQ(c.new_worker(), 0);
+        served_client c(server);
         c.say("c");
         EXPECT_TRUE(eventually([&] { return file_text(file).find('\n') != std::string::npos; }));
         EXPECT_EQ(file_text(file).front(), '[');
@@ -560,8 +553,8 @@ TEST(Server, ASecondServerOnThePortAndStraySignalsLeaveTheFirstAlone)
 TEST(Server, ServesNoMoreThanItMay)
 {
     letter_server limited({"-worker-limit=1"});
-    raw_client first(limited.port), second(limited.port), third(limited.port);
-    ASSERT_EQ(first.new_worker(), 0);
+    served_client first(limited);
+    raw_client second(limited.port), third(limited.port);
     EXPECT_EQ(second.new_worker(), HANDSHAKE_NORESOURCES);
     first.say("t");
     EXPECT_TRUE(first.closed());
@@ -578,10 +571,8 @@ TEST(Server, ServesNoMoreThanItMay)
 TEST(Server, AWorkerIsNotParkedForEver)
 {
     letter_server server({"-parked-limit=1"});
-    raw_client left(server.port), serving(server.port);
-    ASSERT_EQ(left.new_worker() + serving.new_worker(), 0);
-    EXPECT_EQ(left.say("d").hear(1), "d");
-    left.leave();
+    served_client left(server), serving(server);
+    left.park();
     EXPECT_EQ(raw_client(server.port).reconnect(left.id), 0);
     EXPECT_TRUE(gone(left));
     EXPECT_TRUE(eventually([&] {
@@ -593,10 +584,8 @@ TEST(Server, AWorkerIsNotParkedForEver)
 TEST(Server, DrainsWhenToldTo)
 {
     letter_server server;
-    raw_client serving(server.port), parked(server.port);
-    ASSERT_EQ(serving.new_worker() + parked.new_worker(), 0);
-    EXPECT_EQ(parked.say("d").hear(1), "d");
-    parked.leave();
+    served_client serving(server), parked(server);
+    parked.park();
     kill(server.pid, SIGUSR2);
     EXPECT_TRUE(
         eventually([&] { return raw_client(server.port).new_worker() == HANDSHAKE_NORESOURCES; }));

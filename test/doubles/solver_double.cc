@@ -1,10 +1,10 @@
 #include "test/doubles/solver_double.h"
 #include "remote/base/entry.h"
 
-#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <new>
+#include <thread>
 
 namespace vnt {
 
@@ -20,8 +20,6 @@ void solver_reset(void)
 {
     solver.~solver_double();
     new (&solver) solver_double();
-    solver.columns = 2;
-    solver.incumbent = 7.5;
 }
 
 static void note(const char *name)
@@ -88,7 +86,7 @@ COUNT(VNTLgetnumlongannotations, 31)
 
 VNT_ENTRY int VNTLgetnumcols(VNTENVptr, VNTLPptr lp)
 {
-    return lp == reduced_lp ? 1013 : solver.columns;
+    return lp == reduced_lp ? 1013 : 2;
 }
 
 VNT_ENTRY int VNTLNETgetnumarcs(VNTENVptr, VNTNETptr net)
@@ -175,7 +173,7 @@ VNT_ENTRY int VNTEgetasyncmipprogress(VNTENVptr, void *, int sollen, vntmipprogr
                  .phase = 1,
                  .bound = -2,
                  .iterations = static_cast<int64_t>(solver.progress),
-                 .incumbent = solver.incumbent,
+                 .incumbent = 7.5,
                  .gap = 0.5,
                  .solutions = 3,
                  .solcount = sollen,
@@ -194,14 +192,12 @@ VNT_ENTRY int VNTEasyncprogressinject(VNTENVptr, void *, double objval, double s
 // One step of a solve: both callbacks, as a solver would call them, and a short rest.
 static bool step(VNTENVptr env)
 {
-    for (int i = 0; i < 100 && solver.terminate_func != nullptr; i++, solver.polls++)
+    for (int i = 0; i < 100 && solver.terminate_func != nullptr; i++)
         solver.terminate_func(env, solver.terminate_data);
     if (__atomic_load_n(solver.terminate, __ATOMIC_SEQ_CST) != 0) return false;
-    if (solver.pause_func != nullptr) {
-        solver.pauses++;
-        if (solver.pause_func(env, nullptr, ++solver.progress, solver.pause_data) != 0)
-            return false;
-    }
+    if (solver.pause_func != nullptr &&
+        solver.pause_func(env, nullptr, ++solver.progress, solver.pause_data) != 0)
+        return false;
     std::this_thread::sleep_for(std::chrono::microseconds(50));
     return true;
 }

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <map>
 #include <string>
-#include <thread>
 
 namespace vnt {
 
@@ -18,19 +17,14 @@ struct solver_double {
     std::atomic<int> steps;   // of the next solve; it counts them down and ends
     std::atomic<bool> helped; // solves that begin from now on work on a thread of the solver's own
     std::atomic<uint64_t> progress;
-    std::atomic<int> polls;  // calls of the terminate function
-    std::atomic<int> pauses; // calls of the pause callback
     std::atomic<double> injected;
     std::atomic<int> inject_status;
-    std::atomic<double> incumbent;
     std::atomic<double> reference; // that it was given with the last question for progress
 
     int open_status;
     bool maximise;
-    int columns;
     std::map<int, int> int_params;
     std::string calls; // " name" for each call that changes something
-    std::thread::id solving;
 
     volatile int *terminate;
     int (*terminate_func)(VNTENVptr env, void *data);

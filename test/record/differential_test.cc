@@ -245,21 +245,10 @@ void set_sizes(const library &l)
 
 class Differential : public testing::TestWithParam<std::string> {
   protected:
-    fs::path folder = fs::temp_directory_path() / ("both" + std::to_string(getpid()));
-
-    void SetUp() override
-    {
-        fs::create_directory(folder);
-        fs::current_path(folder);            // what the solver writes of its own accord
-        std::ofstream("file.lp") << problem; // what it reads
-    }
-    void TearDown() override
-    {
-        fs::current_path("/");
-        fs::remove_all(folder);
-    }
-
+    working_folder folder; // for what the solver writes of its own accord
     int calls = 0;
+
+    void SetUp() override { std::ofstream("file.lp") << problem; } // what it reads
 
     // A function that this solver lacks looks at nothing, while the calling side refuses a matrix
     // that reaches beyond its arrays before anything is sent.
@@ -283,7 +272,7 @@ class Differential : public testing::TestWithParam<std::string> {
 
     std::string call(const library &l, const listed_function &f, uint64_t seed)
     {
-        plausible a(f, seed, (folder / "written").string());
+        plausible a(f, seed, (folder.path / "written").string());
         void *objects[] = {l.objects[0], l.objects[1], l.objects[2]};
         a.set_objects(objects);
         call_value result = {};
