@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 namespace vnt {
@@ -85,12 +86,8 @@ int client_arrive(client_env *e)
     int rc = tcpiptransport_getfactory()->reconnect_within(&io, CLIENT_NCODECS, client_codecs(),
                                                            &e->info, client_connect_timeout);
     if (rc != 0) {
-        sockaddr_storage address;
-        memcpy(&address, e->info.address, sizeof address);
-        char place[SOCKNAM_SIZE];
-        address_name(&address, place);
         if (rc == HANDSHAKE_NOTFOUND) e->state = CLIENT_LOST;
-        return client_connect_fail(rc, place);
+        return client_connect_fail(rc, e->place);
     }
     e->io = io;
     e->state = CLIENT_OPEN;
@@ -176,6 +173,15 @@ static bool is_place(const tcpip_reconnectinfo *info)
            info->address_length <= sizeof info->address;
 }
 
+static void place_name(client_env *e)
+{
+    sockaddr_storage address;
+    memcpy(&address, e->info.address, sizeof address);
+    char name[SOCKNAM_SIZE];
+    address_name(&address, name);
+    snprintf(e->place, sizeof e->place, "%s", name);
+}
+
 static constexpr double CONNECTED = -1; // in the place of a patience
 
 // An environment of this process or a new one, joined to its worker again, or visiting it with that
@@ -190,6 +196,7 @@ template <class Prepare> static int take_up(const tcpip_reconnectinfo &info, VNT
         e = client_env_create(nullptr);
         if (e == nullptr) return client_fail_memory();
         e->info = info;
+        place_name(e);
         int rc = prepare(e);
         if (rc != 0) {
             client_env_destroy(e);

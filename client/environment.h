@@ -64,6 +64,7 @@ struct client_env {
     client_state state;
     bool receiving;           // inside a callback for a message: no exchange is possible
     tcpip_reconnectinfo info; // where the worker is, unless the state is CLIENT_OPEN
+    char place[300];          // its server's address, for vntclient_address()
     client_env *next_away;    // in the list of environments that are away
 
     int32_t readtimeout; // milliseconds, negative for none

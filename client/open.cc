@@ -2,6 +2,7 @@
 #include "client/async.h"
 #include "client/connection.h"
 #include "client/messages.h"
+#include "client/newworker.h"
 #include "client/visit.h"
 
 #include "remote/base/entry.h"
@@ -47,7 +48,7 @@ int client_connect_fail(int rc, const char *place)
     case MESSAGE_INVALID:
         return client_fail(VNTERR_BAD_ARGUMENT,
                            "arguments are wrong or missing: -host=<name> and -port=<number>, or "
-                           "-address=<host>:<port>, and -nothreads");
+                           "-address=<host>:<port>, unix:<path> or @<file>, and -nothreads");
     default:
         if (rc > 0)
             return client_fail(VNTERR_REMOTE, "the server at %s refused with status %d", place, rc);
@@ -76,17 +77,12 @@ static int open(int argc, const char *const *argv, VNTENVptr *out)
 {
     *out = nullptr;
     transport *io;
-    int created;
-    errno = 0;
-    int rc = tcpiptransport_getfactory()->connect_within(
-        &io, &created, CLIENT_NCODECS, client_codecs(), argc, argv, client_connect_timeout);
-    if (rc != 0) {
-        char place[256];
-        tcpiptransport_getfactory()->place(place, sizeof place, argc, argv);
-        return client_connect_fail(rc, place);
-    }
+    char place[sizeof client_env::place];
+    int rc = client_worker_create(&io, place, sizeof place, argc, argv);
+    if (rc != 0) return rc;
     client_env *e = client_env_create(io);
     if (e == nullptr) return VNTERR_NO_MEMORY;
+    memcpy(e->place, place, sizeof place);
     rc = remote_open(e);
     if (rc != 0) {
         client_env_destroy(e);
@@ -107,6 +103,12 @@ VNT_ENTRY VNTENVptr vntclient_open(int argc, const char *const *argv, int *statu
 VNT_ENTRY VNTENVptr VNTLopenVANTO(int *status_p)
 {
     return vntclient_open(-2, nullptr, status_p);
+}
+
+VNT_ENTRY const char *vntclient_address(VNTENVptr env)
+{
+    client_env *e;
+    return client_env_find(env, &e) == 0 ? e->place : nullptr;
 }
 
 // Closes the environment in the worker.  Without its value the worker's end closes it.

@@ -4,7 +4,8 @@
 //
 // Everything of vanto.h works on the environments made here.  VNTLopenVANTO connects to
 // TESK_VANTO_TCPIP_HOST (127.0.0.1 when unset) and TESK_VANTO_TCPIP_PORT (12345 when unset);
-// vntclient_open() takes the place as arguments.
+// vntclient_open() takes the place as arguments.  The host may also be "unix:<path>" or "@<file>",
+// as there; the port then does not count.
 //
 // Ownership: the caller owns an environment and closes it with VNTLcloseVANTO, which ends the
 // worker.  Memory handed in is the caller's and is copied or used before the call returns, unless
@@ -41,17 +42,30 @@ extern "C" {
 // --- Connecting ------------------------------------------------------------------------------
 
 // Opens an environment in a new worker of the server that the arguments name: "-host=<name>" and
-// "-port=<number>", or "-address=<host>:<port>", and "-nothreads".  argv[0] counts as well.  An
-// argc of -2 takes the place from the process's environment variables.
-// Errors: VNTERR_BAD_ARGUMENT for the arguments, VNTERR_REMOTE when no server answers there or the
-// server cannot make a worker, VNTERR_FILE_IO when the connection broke while it was made, or what
-// the solver's own open call says.
+// "-port=<number>", or "-address=" in one of these forms, and "-nothreads".  argv[0] counts as
+// well. An argc of -2 takes the place from the process's environment variables.
+//
+//     <host>:<port>    a server on the network
+//     unix:<path>      one that listens on a Unix-domain socket of this machine
+//     @<file>          a pool: a file with addresses of the two forms above, one a line.  Blank
+//     lines
+//                      and what follows a "#" do not count.  The worker is one of a server chosen
+//                      at random, or of the next that makes one.
+//
+// Errors: VNTERR_BAD_ARGUMENT for the arguments and for a pool that cannot be read or is malformed,
+// VNTERR_REMOTE when no server answers there or the server cannot make a worker, VNTERR_FILE_IO
+// when the connection broke while it was made, or what the solver's own open call says.
 VNTENVptr vntclient_open(int argc, const char *const *argv, int *status_p);
+
+// The address of the server that the environment's worker belongs to, "<host>:<port>" or
+// "unix:<path>": of a pool, that of the one chosen.  Valid until the environment is closed; null
+// for what is no environment.
+const char *vntclient_address(VNTENVptr env);
 
 // How long the calling thread's later attempts to connect may take, in milliseconds: from the
 // first address of the host's name to the server's greeting, be it to open an environment or to
 // come back to one, and then as long again to the worker's.  10,000 at first; -1 waits for ever.
-// Past it they return VNTERR_REMOTE.
+// Past it they return VNTERR_REMOTE.  Each server of a pool has that time.
 void vntclient_connecttimeout(int milliseconds);
 
 // What was wrong in the calling thread's last call that returned a status other than 0, in words

@@ -25,6 +25,8 @@ extern "C" {
  *
  *   -host=NAME -port=NUMBER -address=HOST:PORT   where to listen; otherwise TESK_VANTO_TCPIP_HOST
  *                                                and TESK_VANTO_TCPIP_PORT, 127.0.0.1 and 12345
+ *   -address=unix:PATH -socket-mode=OCTAL        a Unix-domain socket instead, and the mode of its
+ *                                                file, 0600 otherwise
  *   -logfile=FILE -info -debug -loglevel=NUMBER  where and how much to log
  *   -library=NAME                                load a shared library first; may repeat
  *   -pidfile=FILE                                write the process id there

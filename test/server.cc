@@ -23,10 +23,18 @@ static std::string announced(const std::string &log)
     return log.substr(begin, end - begin);
 }
 
+static std::vector<std::string> command_of(const std::vector<std::string> &before,
+                                           const std::vector<std::string> &arguments)
+{
+    std::vector<std::string> all = joined(before, {built("vntworker")});
+    for (const std::string &argument : arguments)
+        if (argument.rfind("-address=", 0) == 0) return joined(all, arguments);
+    return joined(joined(all, {"-host=127.0.0.1", "-port=0"}), arguments);
+}
+
 server::server(const std::vector<std::string> &arguments,
                const std::vector<std::string> &environment, const std::vector<std::string> &before)
-    : program(joined(joined(before, {built("vntworker"), "-host=127.0.0.1", "-port=0"}), arguments),
-              environment)
+    : program(command_of(before, arguments), environment)
 {
     bool listening = eventually([&] {
         where = announced(log());

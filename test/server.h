@@ -1,4 +1,5 @@
-// server.h: a worker server on a free port of 127.0.0.1, for the length of a test.
+// server.h: a worker server for the length of a test, on a free port of 127.0.0.1 unless an
+// argument says "-address=".
 
 #pragma once
 
@@ -19,7 +20,7 @@ class server {
     // Ends it by SIGTERM; fails the test when its status is not 0 or a worker is left.
     ~server();
 
-    const std::string &address() const { return where; } // 127.0.0.1:PORT
+    const std::string &address() const { return where; } // as it has announced it
     std::string port() const { return where.substr(where.rfind(':') + 1); }
     // The environment variables that lead a client to this server.
     std::vector<std::string> environment() const;
@@ -27,6 +28,8 @@ class server {
     pid_t pid() const { return program.pid(); }
     std::vector<pid_t> workers() const { return process_children(program.pid()); }
     std::string log() const { return program.err(); }
+
+    void kill(int signal) { program.kill(signal); }
 
     // Sends the signal and waits for the end: the exit status, or -signal.
     int stop(int signal);

@@ -1,11 +1,10 @@
 #include "tools/options.h"
 
-#include "tools/number.h"
+#include "remote/base/pool.h"
 #include "tools/output.h"
 #include "vanto_remote.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdint>
 #include <cstdlib>
 #include <fmt/format.h>
 
@@ -16,39 +15,29 @@ static std::string nonempty(const char *text, const char *otherwise)
     return text != nullptr && *text != '\0' ? text : otherwise;
 }
 
-static bool is_port(const std::string &text)
+std::string address_parse(const std::string &text)
 {
-    uint16_t number;
-    return number_parse(text, &number) && number > 0;
+    if (const char *file = pool_file(text.c_str()); file != nullptr && *file != '\0') return text;
+    if (pool_file(text.c_str()) != nullptr || !address_is_valid(text.c_str()))
+        throw failure{EXIT_USAGE, fmt::format("'{}' is not HOST:PORT, unix:PATH or @FILE", text)};
+    const bool complete = address_path(text.c_str()) != nullptr ||
+                          (text.back() != ']' && text.find(':') != std::string::npos);
+    return complete ? text : text + ":" VNTREMOTE_DEFAULT_PORT;
 }
 
-server_address address_parse(const std::string &text)
+static bool stands_alone(const char *host)
 {
-    size_t colon = text.rfind(':');
-    if (!text.empty() && text.back() == ']') colon = std::string::npos;
-    std::string host = text.substr(0, colon);
-    std::string port = colon == std::string::npos ? VNTREMOTE_DEFAULT_PORT : text.substr(colon + 1);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']')
-        host = host.substr(1, host.size() - 2);
-    if (host.empty() || !is_port(port))
-        throw failure{EXIT_USAGE, fmt::format("'{}' is not HOST:PORT", text)};
-    return {host, port};
+    return pool_file(host) != nullptr || address_path(host) != nullptr;
 }
 
-std::string address_text(const server_address &address)
+static std::optional<std::string> address_fromenvironment()
 {
-    bool colons = address.host.find(':') != std::string::npos;
-    std::string host = colons ? '[' + address.host + ']' : address.host;
-    return host + ':' + address.port;
-}
-
-static std::optional<server_address> address_fromenvironment()
-{
-    const char *host = getenv("TESK_VANTO_TCPIP_HOST");
-    const char *port = getenv("TESK_VANTO_TCPIP_PORT");
-    if (nonempty(host, "").empty() && nonempty(port, "").empty()) return std::nullopt;
-    return server_address{nonempty(host, VNTREMOTE_DEFAULT_HOST),
-                          nonempty(port, VNTREMOTE_DEFAULT_PORT)};
+    const std::string host = nonempty(getenv("TESK_VANTO_TCPIP_HOST"), "");
+    const std::string port = nonempty(getenv("TESK_VANTO_TCPIP_PORT"), "");
+    if (host.empty() && port.empty()) return std::nullopt;
+    if (stands_alone(host.c_str())) return address_parse(host);
+    return nonempty(host.c_str(), VNTREMOTE_DEFAULT_HOST) + ':' +
+           nonempty(port.c_str(), VNTREMOTE_DEFAULT_PORT);
 }
 
 static std::pair<std::string, std::string> param_parse(const std::string &text)
@@ -108,9 +97,11 @@ static std::vector<option *> declare_model(CLI::App &app, command_line &line)
 // Where to solve.
 static std::vector<option *> declare_place(CLI::App &app, command_line &line)
 {
-    auto *server = app.add_option("--server", line.server, "solve in a worker of this server");
+    auto *server = app.add_option("--server", line.server,
+                                  "solve in a worker of the server at HOST:PORT or "
+                                  "unix:PATH, or of one of those that @FILE lists");
     auto *local = app.add_flag("--local", line.local, "solve in this process");
-    server->type_name("HOST:PORT")->excludes(local);
+    server->type_name("ADDRESS")->excludes(local);
     app.add_option("--connect-timeout", line.options.connecttimeout,
                    "how long reaching the server may take (10)")
         ->type_name("SECONDS")
@@ -255,13 +246,11 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
         throw failure{EXIT_USAGE, fmt::format("{} (--help lists the options)", error.what())};
     }
     solve_options &o = line.options;
-    if (app.count("--server") > 0 && o.action == solve_options::SWEEP)
-        o.servers = line.server;
-    else if (app.count("--server") > 0)
+    if (app.count("--server") > 0)
         o.server = address_parse(line.server);
     else if (!line.local && o.ticketfile.empty())
         o.server = address_fromenvironment();
-    if (o.action == solve_options::SWEEP && o.server) o.servers = address_text(*o.server);
+    if (o.action == solve_options::SWEEP && o.server) o.servers = *o.server;
     for (const std::string &param : line.params)
         o.params.push_back(param_parse(param));
     check_options(o);

@@ -10,17 +10,12 @@
 
 namespace vnt {
 
-struct server_address {
-    std::string host;
-    std::string port;
-};
-
 struct solve_options {
     // What to do, one of these; `model` or a ticket says with what.
     enum { SOLVE, ATTACH, STATUS, KILL, PARAMS, SWEEP } action = SOLVE;
-    std::string model;                    // "-": standard input
-    std::string format;                   // of the model; empty: as its name ends
-    std::optional<server_address> server; // empty: solve in this process
+    std::string model;                 // "-": standard input
+    std::string format;                // of the model; empty: as its name ends
+    std::optional<std::string> server; // its address; empty: solve in this process
     // Files; empty where none is wanted.
     std::string basisin, startin, paramsin;
     std::string solutionfile, basisfile, modelfile;
@@ -47,10 +42,8 @@ struct solve_options {
 // Errors: throws failure with EXIT_USAGE.
 std::optional<solve_options> options_parse(int argc, const char *const *argv);
 
-// HOST:PORT, HOST or [HOST]:PORT, split at the last colon; the port is 12345 when missing.
-server_address address_parse(const std::string &text);
-
-// HOST:PORT, with brackets around a host that has colons itself.
-std::string address_text(const server_address &address);
+// Checks the form of an address: HOST:PORT, split at the last colon, unix:PATH or @FILE.  Returns
+// it, with port 12345 where only a HOST is given.
+std::string address_parse(const std::string &text);
 
 } // namespace vnt

@@ -36,7 +36,7 @@ static bool is_quiet(const solve_options &wanted)
 session::session(const solve_options &wanted)
     : options(wanted), solver(solverlib_open(is_remote(wanted))),
       past(wanted.progressfile, keeps_history(wanted)), shown(is_quiet(wanted), past),
-      server(wanted.server ? address_text(*wanted.server) : ""),
+      server(wanted.server.value_or("")),
       model(wanted.model == "-" ? "standard input" : wanted.model),
       started(std::chrono::system_clock::now())
 {
@@ -117,10 +117,12 @@ void session_openenv(session &s)
         session_check(s, s.env != nullptr ? 0 : status, "opening the solver");
         return;
     }
-    std::string host = "-host=" + s.options.server->host, port = "-port=" + s.options.server->port;
-    const char *arguments[] = {host.c_str(), port.c_str()};
-    s.env = s.solver.vntclient_open(2, arguments, &status);
-    if (s.env == nullptr) throw failure{EXIT_CONNECTION, s.solver.vntclient_errortext()};
+    const std::string address = "-address=" + s.server;
+    const char *arguments[] = {address.c_str()};
+    s.env = s.solver.vntclient_open(1, arguments, &status);
+    const exit_status exit = status == VNTERR_BAD_ARGUMENT ? EXIT_USAGE : EXIT_CONNECTION;
+    if (s.env == nullptr) throw failure{exit, s.solver.vntclient_errortext()};
+    s.server = s.solver.vntclient_address(s.env);
 }
 
 static void say_line(void *shown, const char *text)

@@ -25,7 +25,7 @@ struct session {
     solver_library solver;
     history past;
     display shown;
-    std::string server;                            // HOST:PORT, empty in this process
+    std::string server;                            // its address, empty in this process
     std::string model;                             // for messages
     std::chrono::system_clock::time_point started; // the solve
     VNTENVptr env = nullptr;

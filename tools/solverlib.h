@@ -33,7 +33,7 @@ namespace vnt {
 
 // What only the library of remote calls has.
 #define REMOTE_FUNCTIONS(F)                                                                        \
-    F(vntclient_open) F(vntclient_connecttimeout) F(vntclient_errortext)                           \
+    F(vntclient_open) F(vntclient_connecttimeout) F(vntclient_errortext) F(vntclient_address)      \
     F(vntclient_start) F(vntclient_test) F(vntclient_joinresilient)                                \
     F(vntclient_pack) F(vntclient_disconnect) F(vntclient_attachresilient) F(vntclient_getproblems)
 // clang-format on

@@ -13,7 +13,7 @@
 namespace vnt {
 
 struct ticket {
-    std::string server; // HOST:PORT
+    std::string server; // its address
     std::string model;
     std::chrono::system_clock::time_point started;
     std::string record; // as vntclient_pack() made it

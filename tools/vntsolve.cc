@@ -17,7 +17,7 @@ static int fail(const solve_options &options, const failure &what)
     if (options.json) {
         solve_report report;
         report.trouble = what;
-        if (options.server) report.server = address_text(*options.server);
+        if (options.server) report.server = *options.server;
         try {
             output_result(report_json(report, options.solution));
         } catch (const failure &) {

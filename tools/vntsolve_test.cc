@@ -34,15 +34,15 @@ static void expect_usage(const std::vector<const char *> &arguments)
     }
 }
 
-TEST(Options, AServerIsHostAndPortSplitAtTheLastColon)
+TEST(Options, AServerIsHostAndPortAPathOrAPool)
 {
     for (auto [text, whole] :
          {std::pair("node7:4000", "node7:4000"), std::pair("node7", "node7:12345"),
           std::pair("node7:65535", "node7:65535"), std::pair("[::1]:4000", "[::1]:4000"),
-          std::pair("[fe80::1]", "[fe80::1]:12345")})
-        EXPECT_EQ(address_text(address_parse(text)), whole);
-    EXPECT_EQ(address_parse("[::1]:4000").host, "::1");
-    for (const char *bad : {"", ":4000", "node7:", "node7:http", "node7:65536"})
+          std::pair("[fe80::1]", "[fe80::1]:12345"), std::pair("unix:/a b", "unix:/a b"),
+          std::pair("unix:7", "unix:7"), std::pair("@my pool", "@my pool")})
+        EXPECT_EQ(address_parse(text), whole);
+    for (const char *bad : {"", ":4000", "node7:", "node7:http", "node7:65536", "unix:", "@"})
         expect_usage({"m.mps", "--server", bad});
 }
 
@@ -54,9 +54,13 @@ TEST(Options, TheEnvironmentNamesTheServerUnlessAnOptionDoes)
     setenv("TESK_VANTO_TCPIP_HOST", "", 1);
     EXPECT_FALSE(parse({"m.mps"}).server) << "an empty variable counts as unset";
     setenv("TESK_VANTO_TCPIP_PORT", "4000", 1);
-    EXPECT_EQ(address_text(*parse({"m.mps"}).server), "127.0.0.1:4000");
+    EXPECT_EQ(parse({"m.mps"}).server, "127.0.0.1:4000");
     EXPECT_FALSE(parse({"m.mps", "--local"}).server);
-    EXPECT_EQ(address_text(*parse({"m.mps", "--server", "a:1"}).server), "a:1");
+    EXPECT_EQ(parse({"m.mps", "--server", "a:1"}).server, "a:1");
+    for (const char *alone : {"unix:/run/socket", "@pool"}) {
+        setenv("TESK_VANTO_TCPIP_HOST", alone, 1);
+        EXPECT_EQ(parse({"m.mps"}).server, alone) << "the port does not count";
+    }
 }
 
 TEST(Options, BadCommandLinesAreRefused)

@@ -1,5 +1,7 @@
 #include "tools/workeroptions.h"
 
+#include "remote/base/address.h"
+#include "remote/base/socket.h"
 #include "tools/number.h"
 #include "tools/trial.h"
 
@@ -62,6 +64,11 @@ static std::string polling_check(text value)
     return number_check(value, 9, 0, UINT32_MAX);
 }
 
+static std::string mode_check(text value)
+{
+    return number_check(value, 8, 0, 0777);
+}
+
 static std::string nonempty_check(text value)
 {
     return value.empty() ? "a value is expected" : "";
@@ -70,6 +77,12 @@ static std::string nonempty_check(text value)
 // The last colon begins the port, unless it stands within brackets.
 static std::string address_check(text value)
 {
+    if (const char *path = address_path(value.c_str())) {
+        sockaddr_un address;
+        return path_address(path, &address) && *path != '\0'
+                   ? ""
+                   : "unix:PATH is expected, the path of 1 to 107 characters";
+    }
     if (value.size() >= 1024) return "an address has less than 1024 characters";
     size_t colon = value.rfind(':');
     if (colon == 0 || value.empty()) return "HOST:PORT is expected";
@@ -108,7 +121,9 @@ static std::string socket_check(text value)
 static constexpr option_row options[] = {
     {"-host=", "ADDRESS", nonempty_check, "where to listen: host name or address (127.0.0.1)"},
     {"-port=", "NUMBER", port_check, "port to listen on; 0 takes a free one (12345)"},
-    {"-address=", "HOST:PORT", address_check, "both at once"},
+    {"-address=", "ADDRESS", address_check,
+     "HOST:PORT, both at once, or unix:PATH instead of them"},
+    {"-socket-mode=", "OCTAL", mode_check, "mode of the file of unix:PATH (0600)"},
     {"-logfile=", "FILE", file_check, "where to log (standard error)"},
     {"-loglevel=", "NUMBER", level_check, "1 errors, 2 warnings, 3 information, 4 everything (2)"},
     {"-info", nullptr, nullptr, "the same as -loglevel=3"},

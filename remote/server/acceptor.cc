@@ -62,7 +62,19 @@ static bool port_is_valid(const char *text)
     return strtoul(text, nullptr, 10) <= UINT16_MAX;
 }
 
-int acceptor_open(server *s)
+static int file_listener_open(server *s)
+{
+    int fd = owned_add(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (fd < 0) {
+        log_syscall("socket");
+        return -1;
+    }
+    if (socketfile_listen(&s->file, fd, s->options.path, s->options.socket_mode) == 0) return fd;
+    owned_close(fd);
+    return -1;
+}
+
+static int network_listener_open(const server *s)
 {
     struct addrinfo hints = {}, *found = nullptr;
     hints.ai_family = AF_UNSPEC;
@@ -78,8 +90,15 @@ int acceptor_open(server *s)
         log_syscall("getaddrinfo");
         return -1;
     }
-    s->listen_fd = listener_open(found);
+    int fd = listener_open(found);
     freeaddrinfo(found);
+    return fd;
+}
+
+int acceptor_open(server *s)
+{
+    const bool file = s->options.path != nullptr;
+    s->listen_fd = file ? file_listener_open(s) : network_listener_open(s);
     if (s->listen_fd < 0) return -1;
     s->reserve_fd = owned_add(open("/dev/null", O_RDONLY | O_CLOEXEC));
     return 0;

@@ -164,17 +164,33 @@ static int status_read(server_options *o, const char *value)
 static int host_read(server_options *o, const char *value)
 {
     o->host = value;
+    o->network_given = true;
     return 0;
 }
 
 static int port_read(server_options *o, const char *value)
 {
     o->port = value;
+    o->network_given = true;
+    return 0;
+}
+
+static int socket_mode_read(server_options *o, const char *value)
+{
+    int64_t mode;
+    if (!number_parse(value, 8, 0, 0777, &mode)) return -1;
+    o->socket_mode = static_cast<mode_t>(mode);
+    o->mode_given = true;
     return 0;
 }
 
 static int address_read(server_options *o, const char *value)
 {
+    if (const char *path = address_path(value)) {
+        o->path = path;
+        return 0;
+    }
+    o->network_given = true;
     if (strlen(value) >= sizeof o->address) {
         fprintf(stderr, "address argument %s too long\n", value);
         return -1;
@@ -239,6 +255,7 @@ static constexpr option other_options[] = {
     {"-status=", status_read},
     {"-action-timeout=", action_timeout_read},
     {"-polling=", polling_read},
+    {"-socket-mode=", socket_mode_read},
     {"-host=", host_read},
     {"-port=", port_read},
     {"-address=", address_read},
@@ -285,8 +302,33 @@ static int options_read_pass(server_options *o, int first, const option_list &li
     return 0;
 }
 
+// What the options of a Unix-domain socket do not go with; null when they are consistent.
+static const char *contradiction_find(const server_options *o)
+{
+    if (o->path == nullptr)
+        return o->mode_given ? "-socket-mode= is for -address=unix:PATH" : nullptr;
+    if (o->network_given)
+        return "-address=unix:PATH takes the place of a host and a port: one server listens on one "
+               "address";
+    if (o->nallowed > 0)
+        return "-allow= is about network addresses; the mode of a Unix-domain socket's file says "
+               "who may connect";
+    return nullptr;
+}
+
+// The environment may name a path in the place of the host.
+static int place_settle(server_options *o)
+{
+    if (o->path == nullptr && !o->network_given && o->host != nullptr)
+        o->path = address_path(o->host);
+    const char *wrong = contradiction_find(o);
+    if (wrong != nullptr) fprintf(stderr, "%s\n", wrong);
+    return wrong == nullptr ? 0 : -1;
+}
+
 static void defaults_apply(server_options *o)
 {
+    if (o->path != nullptr) return;
     if (o->host == nullptr) {
         o->host = VNTREMOTE_DEFAULT_HOST;
         log_line(LOG_WARNING, "No host specified (use -host=<hostname>)!\n");
@@ -306,6 +348,7 @@ int options_read(server_options *o, int argc, char **argv)
     o->argv = argv;
     o->polling = 1000;
     o->action_timeout = 10;
+    o->socket_mode = 0600;
     o->log_fd = o->pid_fd = -1;
     log_fd_set(STDERR_FILENO);
     log_level_set(LOG_WARNING);
@@ -318,6 +361,7 @@ int options_read(server_options *o, int argc, char **argv)
     o->port = environment_port(nullptr);
     rc = options_read_pass(o, 0, {library_options, std::size(library_options)});
     if (rc == 0) rc = options_read_pass(o, 1, {other_options, std::size(other_options)});
+    if (rc == 0) rc = place_settle(o);
     if (rc == 0) defaults_apply(o);
     return rc;
 }

@@ -11,6 +11,7 @@
 #include "remote/worker/library.h"
 
 #include <cstdint>
+#include <sys/types.h>
 
 namespace vnt {
 
@@ -18,8 +19,12 @@ struct server_options {
     int arguments;          // number of all arguments
     int argc;               // of those for the workers
     char **argv;            // these arguments first, then the server's own options
-    const char *host;       // never null once the options are read
+    const char *host;       // never null once the options are read, unless `path` is set
     const char *port;       // likewise
+    const char *path;       // of the Unix-domain socket to listen on instead, or null
+    mode_t socket_mode;     // of its file
+    bool mode_given;        // by "-socket-mode="
+    bool network_given;     // an option names host or port
     char address[1024];     // host and port of "-address="
     uint32_t polling;       // milliseconds between two passes of the reaper
     int32_t action_timeout; // seconds

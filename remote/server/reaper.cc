@@ -213,6 +213,7 @@ static void children_take(server *s)
 [[noreturn]] static void server_cleanup(server *s)
 {
     socketfile_remove(&s->status.file);
+    socketfile_remove(&s->file);
     shutdown(s->listen_fd, SHUT_RDWR); // closing it is not safe: the main thread may be using it
     children_teardown_all(s);          // those that have ended before
     children_take(s);

@@ -69,6 +69,7 @@ static int server_start(server *s)
 
 static void server_undo(server *s)
 {
+    socketfile_remove(&s->file);
     socketfile_remove(&s->status.file);
     owned_close(s->status.listen_fd);
     owned_close(s->listen_fd);

@@ -47,6 +47,7 @@ struct server {
     int64_t started;     // of clock_ms()
     server_child *ended; // being destroyed; belongs to the reaper
     int listen_fd;
+    socket_file file;   // of listen_fd, where it is a Unix-domain socket
     status_port status; // belongs to the main thread
     int reserve_fd;     // closed for a moment to refuse a connection when descriptors run out
     std::atomic<int> stop;

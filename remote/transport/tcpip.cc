@@ -162,11 +162,24 @@ static int await_connected(int fd, int64_t deadline)
     return error == 0 ? 0 : -1;
 }
 
+// On a Unix-domain socket, EAGAIN means that as many clients wait there as may; there is no event
+// for the end of that.
+static int connect_begin(const tcpip_transport *t, int fd, int64_t deadline)
+{
+    auto *address = reinterpret_cast<const sockaddr *>(t->address);
+    for (;;) {
+        int rc = connect(fd, address, static_cast<socklen_t>(t->address_length));
+        if (rc == 0 || errno != EAGAIN || t->family != AF_UNIX) return rc;
+        errno = ETIMEDOUT;
+        if (clock_left(deadline) <= 0) return rc;
+        clock_sleep(0.01);
+    }
+}
+
 // Connects the socket and then makes it blocking.
 static int reach(const tcpip_transport *t, int fd, int64_t deadline)
 {
-    auto *address = reinterpret_cast<const sockaddr *>(t->address);
-    int rc = connect(fd, address, static_cast<socklen_t>(t->address_length));
+    int rc = connect_begin(t, fd, deadline);
     if (rc != 0 && (errno == EINPROGRESS || errno == EINTR)) rc = await_connected(fd, deadline);
     if (rc == 0) rc = fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     if (rc == 0) return 0;
@@ -255,6 +268,7 @@ static int tcpiptransport_reconnect(transport **out, int ncodecs,
 struct destination {
     const char *host;
     const char *port;
+    const char *path; // of a Unix-domain socket, in the place of the two
     int nothreads;
     char address[ADDRESS_MAX];
 };
@@ -279,6 +293,8 @@ static int copy_address(destination *d, const char *text)
 
 static int parse_address(destination *d, const char *text)
 {
+    d->path = address_path(text);
+    if (d->path != nullptr) return 0;
     if (copy_address(d, text) != 0) return MESSAGE_INVALID;
     char *host;
     const char *port = address_split(d->address, &host);
@@ -308,21 +324,25 @@ static int parse_argument(destination *d, const char *text)
 static int parse_environment(destination *d)
 {
     char address[ADDRESS_MAX];
-    int n = snprintf(address, sizeof address, "%s:%s", environment_host(VNTREMOTE_DEFAULT_HOST),
-                     environment_port(VNTREMOTE_DEFAULT_PORT));
+    const char *host = environment_host(VNTREMOTE_DEFAULT_HOST);
+    if (address_path(host) != nullptr) return parse_address(d, host);
+    int n =
+        snprintf(address, sizeof address, "%s:%s", host, environment_port(VNTREMOTE_DEFAULT_PORT));
     if (n < 0 || static_cast<size_t>(n) >= sizeof address) return MESSAGE_INVALID;
     return parse_address(d, address);
 }
 
 static int parse(destination *d, int argc, const char *const *argv)
 {
-    d->host = d->port = nullptr;
+    d->host = d->port = d->path = nullptr;
     d->nothreads = 0;
     if (argc == -2) return parse_environment(d);
     for (int i = 0; i < argc; i++) {
         int rc = parse_argument(d, argv[i]);
         if (rc != 0) return rc;
     }
+    if (d->path != nullptr)
+        return d->host == nullptr && d->port == nullptr && *d->path != '\0' ? 0 : MESSAGE_INVALID;
     bool complete = d->host != nullptr && *d->host != '\0' && d->port != nullptr;
     return complete ? 0 : MESSAGE_INVALID;
 }
@@ -331,10 +351,12 @@ static void tcpiptransport_place(char *text, size_t size, int argc, const char *
 {
     int error = errno;
     destination d;
-    if (parse(&d, argc, argv) == 0)
-        snprintf(text, size, strchr(d.host, ':') != nullptr ? "[%s]:%s" : "%s:%s", d.host, d.port);
-    else
+    if (parse(&d, argc, argv) != 0)
         snprintf(text, size, "nowhere");
+    else if (d.path != nullptr)
+        snprintf(text, size, "unix:%s", d.path);
+    else
+        snprintf(text, size, strchr(d.host, ':') != nullptr ? "[%s]:%s" : "%s:%s", d.host, d.port);
     errno = error;
 }
 
@@ -370,6 +392,24 @@ static int fill_info(tcpip_reconnectinfo *info, const addrinfo &address, int not
     return 0;
 }
 
+// The way back must not depend on the working directory, so a path becomes a whole one.
+static int fill_path_info(tcpip_reconnectinfo *info, const destination &d)
+{
+    char folder[PATH_MAX] = "", whole[PATH_MAX];
+    const bool relative = *d.path != '/';
+    if (relative && getcwd(folder, sizeof folder) == nullptr) return MESSAGE_NOCONNECTION;
+    const int n = snprintf(whole, sizeof whole, "%s%s%s", folder, relative ? "/" : "", d.path);
+    sockaddr_un address;
+    errno = ENAMETOOLONG;
+    if (n < 0 || n >= PATH_MAX || !path_address(whole, &address)) return MESSAGE_NOCONNECTION;
+    addrinfo found = {};
+    found.ai_family = AF_UNIX;
+    found.ai_socktype = SOCK_STREAM;
+    found.ai_addr = reinterpret_cast<sockaddr *>(&address);
+    found.ai_addrlen = sizeof address;
+    return fill_info(info, found, d.nothreads);
+}
+
 static int64_t addresses(const addrinfo *list)
 {
     int64_t n = 0;
@@ -396,6 +436,19 @@ static int create_first(transport **out, connecting *c, const addrinfo *list, in
     return rc;
 }
 
+static int create_at_host(transport **out, connecting *c, const destination &d)
+{
+    address_list list = resolve(d);
+    return create_first(out, c, list.get(), d.nothreads);
+}
+
+static int create_at_path(transport **out, connecting *c, const destination &d)
+{
+    tcpip_reconnectinfo info;
+    int rc = fill_path_info(&info, d);
+    return rc == 0 ? create(out, c, info, c->deadline) : rc;
+}
+
 int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factory *const *factories,
                   int argc, const char *const *argv, int64_t timeout)
 {
@@ -405,8 +458,7 @@ int tcpip_connect(transport **out, int *created, int ncodecs, const codec_factor
     int rc = parse(&d, argc, argv);
     if (rc != 0) return rc;
     connecting c = {ncodecs, factories, ACTION_NEW, clock_after_ms(timeout), false};
-    address_list list = resolve(d);
-    rc = create_first(out, &c, list.get(), d.nothreads);
+    rc = d.path != nullptr ? create_at_path(out, &c, d) : create_at_host(out, &c, d);
     if (rc == 0) *created = 1;
     return rc;
 }
