@@ -29,6 +29,27 @@ def test_objects_close_in_any_order_and_say_so(env):
     gc.collect()
 
 
+def test_a_model_that_goes_while_another_is_solved_waits_for_its_end(env, models):
+    model = env.read(models / "misc07.mps")
+    for moment in range(40):
+        passing = env.model(c=[1])
+        run = model.start()
+        time.sleep(moment / 20000)
+        del passing
+        run.stop()
+        run.result()
+    assert env.model(c=[1]).solve().objective == 0
+
+
+def test_a_result_outlives_its_model(env):
+    model = env.model(c=[1, 2], lb=[3, 4], columns=["x", "y"])
+    first = model.solve()
+    model.delete_columns("x")
+    second = model.solve()
+    env.close()
+    assert first.values() == {"x": 3, "y": 4} and second.values() == {"y": 4}
+
+
 def test_a_child_of_a_fork_cannot_use_it_and_does_no_harm(env):
     model = env.model([1.0], lb=1)
     child = os.fork()

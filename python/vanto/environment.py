@@ -13,6 +13,7 @@ from .lib import Error, ffi
 
 if TYPE_CHECKING:
     from .model import Model
+    from .result import Result
 
 _levels = (logging.INFO, logging.WARNING, logging.ERROR, logging.DEBUG)  # by channel
 
@@ -31,6 +32,8 @@ class _Handle:
         self.running: Any = None  # the Run that has the environment
         self.last_error = ""      # of the error channel
         self.keep: list[Any] = []  # callbacks that the solver knows
+        self.unfreed: list[Any] = []  # problems that went while a solve ran
+        self.results: weakref.WeakSet[Result] = weakref.WeakSet()  # that have no names yet
 
     @property
     def usable(self) -> bool:
@@ -44,6 +47,26 @@ class _Handle:
             self.c = None
             with contextlib.suppress(Error):  # a lost connection: there is nothing to close
                 self.library.VNTLcloseVANTO(place)
+
+    def free(self, problem: Any) -> None:
+        """Frees a problem, or has it freed when the solve has ended that has the environment.
+
+        An object may go at any time, in any thread: nothing else may enter the library then.
+        """
+        if not self.usable:
+            return
+        with self.lock:
+            if self.running is not None:
+                self.unfreed.append(problem)
+            elif self.usable:
+                self.library.VNTLfreeprob(self.c, ffi.new("VNTLPptr *", problem))
+
+    def run_has_ended(self) -> None:
+        with self.lock:
+            self.running = None
+            while self.unfreed:
+                with contextlib.suppress(Error):  # with its worker, for instance
+                    self.free(self.unfreed.pop())
 
 
 class Parameters:
@@ -213,6 +236,8 @@ class Environment:
         if run is not None and self._handle.usable:
             run.stop()
             run.wait()
+        for result in list(self._handle.results):
+            result._model_changes()
         self._finish()
 
     def call(self, function: str, *arguments: Any) -> Any:

@@ -114,9 +114,8 @@ class _Problem:
         if run is not None and run.problem is self:
             run.stop()
             run.wait()
-        if self.handle.usable:
-            with self.handle.lock:
-                self.handle.library.VNTLfreeprob(self.handle.c, ffi.new("VNTLPptr *", self.c))
+        if self.c is not None:
+            self.handle.free(self.c)
         self.c = None
 
     def quietly_free(self) -> None:
@@ -200,7 +199,13 @@ class Model:
 
     def close(self) -> None:
         """Frees the problem; a solve of it is stopped first.  May be called again."""
+        self._results_keep_names()
         self._finish()
+
+    def _results_keep_names(self) -> None:
+        for result in list(self._problem.handle.results):
+            if result._model is self:
+                result._model_changes()
 
     def call(self, function: str, *arguments: Any) -> Any:
         """Calls a function of vanto.h on this problem, with Error where it fails."""
@@ -441,6 +446,7 @@ class Model:
     def delete_columns(self, which: Any) -> None:
         marks = np.zeros(self.num_columns, np.int32)
         marks[self._indices(which, "column")] = 1
+        self._results_keep_names()
         self.call("VNTLdelsetcols", marks)
 
     def delete_rows(self, which: Any) -> None:

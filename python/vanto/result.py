@@ -1,6 +1,7 @@
 """What a solve found."""
 from __future__ import annotations
 
+import contextlib
 import enum
 import html
 import re
@@ -61,6 +62,7 @@ class Result:
         self.basis = None if self.is_mip else self._basis(ask)
         self._model = model
         self._names: list[str] | None = None
+        model._problem.handle.results.add(self)
 
     @staticmethod
     def _number(ask: Any, function: str) -> float | None:
@@ -102,10 +104,20 @@ class Result:
     def keep_names(self) -> Result:
         """Takes the names of the columns along, for when the model is closed."""
         self._names = self._model.column_names
+        self._model._problem.handle.results.discard(self)
         return self
 
+    def _model_changes(self) -> None:
+        """The names go along unless they are so many that they had better be asked for."""
+        if self.columns <= 100_000:
+            with contextlib.suppress(Error):  # the worker may be gone
+                self.keep_names()
+
     def values(self) -> dict[str, float]:
-        """The solution by the names of the columns."""
+        """The solution by the names of the columns.
+
+        Of more than 100,000 columns the names go with the model, unless keep_names() took them.
+        """
         if self.x is None:
             raise ValueError(f"no solution: {self.status.name.lower()}")
         names = self._names if self._names is not None else self._model.column_names

@@ -238,8 +238,7 @@ class Run:
             self._error = e
         if not self._left:
             _give_back(self.model, self._restore)
-        with self._handle.lock:
-            self._handle.running = None
+        self._handle.run_has_ended()
         with self._change:
             self._ended = True
             self._change.notify_all()
