@@ -21,20 +21,19 @@ def program(name):
 
 
 class Server:
-    """vntworker on a port that the system chose."""
+    """vntworker on a port that the system chose, or at another address."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, address="127.0.0.1:0"):
         with open(folder / "log", "w") as log:
-            self.process = subprocess.Popen([program("vntworker"), "-address=127.0.0.1:0"],
+            self.process = subprocess.Popen([program("vntworker"), "-address=" + address],
                                             stdout=log, stderr=log, cwd=folder)
-        self.address = "127.0.0.1:" + self._port(folder)
+        self.address = self._announced(folder / "log")
 
-    def _port(self, folder):
+    def _announced(self, log):
         for _ in range(200):
-            for file in folder.iterdir():
-                found = re.search(r"started on \S*:(\d+)", file.read_text())
-                if found:
-                    return found[1]
+            found = re.search(r"started on (\S+)\n", log.read_text())
+            if found:
+                return found[1]
             time.sleep(0.05)
         raise RuntimeError("the server did not start")
 

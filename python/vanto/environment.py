@@ -165,7 +165,8 @@ class _Parameter:
 class Environment:
     """An environment of the solver, in this process or in a worker of its own.
 
-    server: None for this process, else "host:port", "host", "unix:path" or "@file".
+    server: None for this process, else "host:port", "host", "unix:path" or "@file": one of the
+    servers that the file lists.  The attribute is the address of the one that it became.
     Keywords are parameters: Environment(threads=4, timelimit=60).
 
     connect_timeout: seconds until Error with VNTERR_REMOTE where no server answers, 10 unless given.
@@ -179,7 +180,10 @@ class Environment:
 
     def __init__(self, server: str | None = None, *, log: logging.Logger | None = None,
                  connect_timeout: float | None = None, **parameters: Any):
-        self._own(_open(server, connect_timeout), server, log)
+        handle = _open(server, connect_timeout)
+        if server is not None:  # of a pool, the one that was chosen
+            server = ffi.string(lib.remote.vntclient_address(handle.c)).decode()
+        self._own(handle, server, log)
         try:
             for name, value in parameters.items():
                 setattr(self.params, name, value)
@@ -311,19 +315,6 @@ def _info_handler(function: Callable[[int, Any], None], log: logging.Logger) -> 
     return receive
 
 
-def _arguments(server: str) -> list[str]:
-    if not isinstance(server, str) or not server:
-        raise ValueError("server is None or one of \"host:port\", \"host\", \"unix:path\", \"@file\"")
-    if server[0] == "@" or server.startswith("unix:"):
-        return ["-address=" + server]
-    host, colon, port = server.rpartition(":")
-    if not colon or server.endswith("]"):
-        return ["-host=" + server]
-    if not port.isdigit() or not 0 < int(port) < 65536:
-        raise ValueError(f"{server!r}: the port is a number from 1 to 65535")
-    return ["-host=" + host, "-port=" + port]
-
-
 @contextlib.contextmanager
 def connecting(timeout: float | None) -> Iterator[None]:
     """How long this thread may take to connect meanwhile, in seconds; 10 unless given."""
@@ -337,9 +328,10 @@ def connecting(timeout: float | None) -> Iterator[None]:
 def _open(server: str | None, timeout: float | None) -> _Handle:
     if server is None:
         return _Handle(lib.local, lib.local.VNTLopenVANTO(None))
-    texts = [ffi.new("char[]", a.encode()) for a in _arguments(server)]
+    if not isinstance(server, str) or not server:
+        raise ValueError("server is None or one of \"host:port\", \"host\", \"unix:path\", \"@file\"")
     with connecting(timeout):
-        made = lib.remote.vntclient_open(len(texts), ffi.new("const char *[]", texts), None)
+        made = lib.remote.vntclient_open(1, ["-address=" + server], None)
     return _Handle(lib.remote, made)
 
 

@@ -347,14 +347,27 @@ static int parse(destination *d, int argc, const char *const *argv)
     return complete ? 0 : MESSAGE_INVALID;
 }
 
+// The way back must not depend on the working directory, so a path becomes a whole one.
+typedef char whole_path[PATH_MAX];
+static bool path_complete(whole_path &whole, const char *path)
+{
+    whole_path folder = "";
+    const bool relative = *path != '/';
+    if (relative && getcwd(folder, sizeof folder) == nullptr) return false;
+    const int n = snprintf(whole, sizeof whole, "%s%s%s", folder, relative ? "/" : "", path);
+    errno = ENAMETOOLONG;
+    return n > 0 && n < PATH_MAX;
+}
+
 static void tcpiptransport_place(char *text, size_t size, int argc, const char *const *argv)
 {
     int error = errno;
     destination d;
+    whole_path whole;
     if (parse(&d, argc, argv) != 0)
         snprintf(text, size, "nowhere");
     else if (d.path != nullptr)
-        snprintf(text, size, "unix:%s", d.path);
+        snprintf(text, size, "unix:%s", path_complete(whole, d.path) ? whole : d.path);
     else
         snprintf(text, size, strchr(d.host, ':') != nullptr ? "[%s]:%s" : "%s:%s", d.host, d.port);
     errno = error;
@@ -392,16 +405,12 @@ static int fill_info(tcpip_reconnectinfo *info, const addrinfo &address, int not
     return 0;
 }
 
-// The way back must not depend on the working directory, so a path becomes a whole one.
 static int fill_path_info(tcpip_reconnectinfo *info, const destination &d)
 {
-    char folder[PATH_MAX] = "", whole[PATH_MAX];
-    const bool relative = *d.path != '/';
-    if (relative && getcwd(folder, sizeof folder) == nullptr) return MESSAGE_NOCONNECTION;
-    const int n = snprintf(whole, sizeof whole, "%s%s%s", folder, relative ? "/" : "", d.path);
+    whole_path whole;
     sockaddr_un address;
-    errno = ENAMETOOLONG;
-    if (n < 0 || n >= PATH_MAX || !path_address(whole, &address)) return MESSAGE_NOCONNECTION;
+    if (!path_complete(whole, d.path) || !path_address(whole, &address))
+        return MESSAGE_NOCONNECTION;
     addrinfo found = {};
     found.ai_family = AF_UNIX;
     found.ai_socktype = SOCK_STREAM;

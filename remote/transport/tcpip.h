@@ -1,4 +1,4 @@
-// tcpip.h: the transport that reaches a worker over TCP.
+// tcpip.h: the transport that reaches a worker over TCP, or over a Unix-domain socket.
 //
 // It is a descriptor transport over one socket that begins with a handshake.  In addition it can
 // disconnect and reconnect, end the worker, and has time-outs.
@@ -88,10 +88,10 @@ struct transport_group;
 struct tcpip_factory {
     const char *name;  // "tcpiptransport"
     const char *usage; // for people
-    // Arguments: "-host=", "-port=", "-address=", "-nothreads".  argc -2: take host and port from
-    // the environment instead.
-    // Errors: INVALID for the arguments or no codecs, NOCONNECTION, IO when the handshake broke
-    // off, NOMEMORY, LOCK, a codec factory's code, a handshake status.
+    // Arguments: "-host=", "-port=", "-address=", "-nothreads".  "-address=unix:path" stands
+    // without host and port.  argc -2: take the place from the environment instead. Errors: INVALID
+    // for the arguments or no codecs, NOCONNECTION, IO when the handshake broke off, NOMEMORY,
+    // LOCK, a codec factory's code, a handshake status.
     int (*connect)(vnt::transport **out, int *created, int ncodecs,
                    const vnt::codec_factory *const *factories, int argc, const char *const *argv);
     int (*mkgroup)(vnt::transport_group **out, vnt::transport *const *members, int64_t count);
@@ -105,6 +105,7 @@ struct tcpip_factory {
     int (*reconnect_within)(vnt::transport **out, int ncodecs,
                             const vnt::codec_factory *const *factories, const void *info,
                             int64_t timeout);
-    // Writes where the arguments lead to, "host:port", for messages to people.  errno stays.
+    // Writes where the arguments lead to, "host:port" or "unix:path", for messages to people.
+    // errno stays.
     void (*place)(char *text, size_t size, int argc, const char *const *argv);
 };
