@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import math
+import time
 from typing import TYPE_CHECKING, Any, Mapping, Sequence
 
 if TYPE_CHECKING:
@@ -33,7 +34,7 @@ def plot_history(history: Sequence[Progress], axes: Any = None) -> Any:
     right.set_ylabel("gap in %")
     right.yaxis.set_label_position("right")
     right.plot(*_columns(gaps), color="tab:gray", linestyle=":", label="gap")
-    right.set_ylim(bottom=0)
+    right.set_ylim(0, 1.05 * max([p[1] for p in gaps if p[1] > 0], default=1.0))
     lines = axes.get_lines() + right.get_lines()
     axes.legend(lines, [line.get_label() for line in lines], loc="best", frameon=False)
     return axes
@@ -45,15 +46,29 @@ def _columns(points: Sequence[tuple[float, float]]) -> tuple[list[float], list[f
 
 def plot_run(run: Run, axes: Any = None) -> Any:
     """The solve as it stands; in a notebook, the picture is drawn anew until the solve ends."""
-    axes = _axes(axes)
     display = _notebook_display()
+    own = axes is None
+    axes = _axes(axes)
     if display is None:
         return plot_history(run.history, axes)
     handle = display(axes.figure, display_id=True)
-    for _ in run.progress():
+
+    def draw() -> None:
         axes.clear()
         plot_history(run.history, axes)
         handle.update(axes.figure)
+
+    rest = 0.0
+    for _ in run.progress():
+        begin = time.monotonic()
+        if begin < rest:
+            continue
+        draw()
+        rest = time.monotonic() + 4 * (time.monotonic() - begin)  # the solve needs the time more
+    draw()
+    if own:
+        import matplotlib.pyplot as plt
+        plt.close(axes.figure)  # otherwise the notebook shows it once more
     return axes
 
 
