@@ -4,6 +4,8 @@
 // environment's lock, and turns exceptions into a status: none leaves the library.  A failure with
 // a text also becomes a line of the error channel.
 //
+// Threads: any may call; what is passed here runs one at a time.
+//
 //     int VNTLgetobjsen(VNTENVptr env, VNTLPptr lp)
 //     {
 //         return count_of(env, lp, [&](vntlp &p) { return p.sense; });

@@ -1,7 +1,9 @@
 // measure.h: questions about a model that need no engine.
 //
 // The points that engines return are judged here, by one measure and in the model's own rows,
-// columns and sense.  Nothing here is changed or owned.
+// columns and sense.
+//
+// Threads: any; nothing here is changed or owned.
 
 #pragma once
 

@@ -3,6 +3,9 @@
 // A model answers every query about the problem and takes every change.  Engines see a copy, made
 // at each solve.  Numbers of magnitude VNT_INFINITY and more are kept as VNT_INFINITY.
 //
+// Threads, here and in problem/ and formats/: one at a time, also to read.  The environment's lock
+// sees to that.
+//
 // Errors: a failing change leaves the model as it was.  Failures: VNTERR_INDEX_RANGE,
 // VNTERR_BAD_NUMBER, VNTERR_BAD_SENSE, VNTERR_BAD_CTYPE, VNTERR_BAD_BOUND, VNTERR_DUPLICATE_ENTRY.
 
