@@ -108,28 +108,27 @@ static int pid_file_read(server_options *o, const char *value)
     return -1;
 }
 
+static int number_read(const char *value, int64_t least, int32_t *number)
+{
+    int64_t parsed;
+    if (!number_parse(value, 10, least, INT32_MAX, &parsed)) return -1;
+    *number = static_cast<int32_t>(parsed);
+    return 0;
+}
+
 static int action_timeout_read(server_options *o, const char *value)
 {
-    int64_t seconds;
-    if (!number_parse(value, 10, INT32_MIN, INT32_MAX, &seconds)) return -1;
-    o->action_timeout = static_cast<int32_t>(seconds);
-    return 0;
+    return number_read(value, INT32_MIN, &o->action_timeout);
 }
 
 static int worker_limit_read(server_options *o, const char *value)
 {
-    int64_t workers;
-    if (!number_parse(value, 10, 1, INT32_MAX, &workers)) return -1;
-    o->worker_limit = static_cast<int32_t>(workers);
-    return 0;
+    return number_read(value, 1, &o->worker_limit);
 }
 
 static int parked_limit_read(server_options *o, const char *value)
 {
-    int64_t seconds;
-    if (!number_parse(value, 10, 1, INT32_MAX, &seconds)) return -1;
-    o->parked_limit = static_cast<int32_t>(seconds);
-    return 0;
+    return number_read(value, 1, &o->parked_limit);
 }
 
 static int allow_read(server_options *o, const char *value)
