@@ -1,6 +1,7 @@
 #include "tools/page.h"
 
 #include "tools/files.h"
+#include "tools/pagestyle.h"
 #include "tools/plot.h"
 
 #include <fmt/chrono.h>
@@ -10,23 +11,6 @@
 namespace vnt {
 
 static constexpr const char *style = R"(
-:root { --ink:#1c2430; --soft:#5b6675; --line:#dde2e8; --paper:#ffffff; --card:#f6f8fa;
-  --best:#0a7d55; --bound:#2f5fb3; --mark:#b3541e; }
-@media (prefers-color-scheme: dark) { :root { --ink:#e6eaf0; --soft:#9aa6b5; --line:#333c48;
-  --paper:#14181e; --card:#1c222a; --best:#43c592; --bound:#7aa5f0; --mark:#e8935c; } }
-* { box-sizing:border-box }
-body { margin:0 auto; max-width:62rem; padding:2rem 1.25rem 3rem; background:var(--paper);
-  color:var(--ink); font:16px/1.5 system-ui,sans-serif; }
-h1 { font-size:1.5rem; margin:0 0 .25rem; overflow-wrap:anywhere }
-h2 { font-size:1.05rem; margin:2.25rem 0 .75rem }
-p { margin:.25rem 0; color:var(--soft); overflow-wrap:anywhere }
-.figures { display:grid; grid-template-columns:repeat(auto-fit,minmax(8.5rem,1fr)); gap:.75rem;
-  margin-top:1.5rem }
-.figure { background:var(--card); border:1px solid var(--line); border-radius:.5rem;
-  padding:.75rem 1rem }
-.figure b { display:block; font-size:1.2rem; font-weight:600; font-variant-numeric:tabular-nums;
-  overflow-wrap:anywhere }
-.figure span, th { color:var(--soft); font-size:.85rem; font-weight:400 }
 svg { display:block; width:100%; height:auto; background:var(--card); border:1px solid var(--line);
   border-radius:.5rem }
 svg text { fill:var(--soft); font:13px system-ui,sans-serif }
@@ -40,11 +24,6 @@ svg text { fill:var(--soft); font:13px system-ui,sans-serif }
 .key { display:flex; gap:1.25rem; margin:.5rem 0 0; color:var(--soft); font-size:.9rem }
 .key i { display:inline-block; width:1.5rem; height:0; border-top:3px solid; vertical-align:middle;
   margin-right:.4rem }
-table { border-collapse:collapse; width:100% }
-th, td { text-align:left; padding:.3rem .75rem .3rem 0; border-bottom:1px solid var(--line);
-  overflow-wrap:anywhere }
-td:last-child, th:last-child { text-align:right; padding-right:0;
-  font-variant-numeric:tabular-nums }
 )";
 
 // Text as it may stand in a page: valid UTF-8 without the signs of the markup.
@@ -130,7 +109,7 @@ static std::string page(const solve_report &r, const std::vector<progress_sample
                        "<meta name=\"viewport\" content=\"width=device-width\">\n"
                        "<title>{0}: {1}</title>\n<style>{2}</style>\n</head>\n<body>\n"
                        "<h1>{0}: {1}</h1>\n<p>{5}, started {3:%F %T} UTC, solved by {4}</p>\n",
-                       model, report_end(r), style, fmt::gmtime(started),
+                       model, report_end(r), std::string(page_style) + style, fmt::gmtime(started),
                        r.server.empty() ? "this process" : "a worker of " + escaped(r.server),
                        escaped(r.model)) +
            (r.trouble ? "<p>" + escaped(r.trouble->message) + "</p>\n" : "") + figures(r) +
