@@ -38,7 +38,7 @@ install(FILES ${CMAKE_BINARY_DIR}/vantoConfig.cmake ${CMAKE_BINARY_DIR}/vantoCon
     DESTINATION ${config} COMPONENT development)
 install(DIRECTORY include/ TYPE INCLUDE COMPONENT development FILES_MATCHING PATTERN "*.h")
 
-foreach(program vntworker vntsolve)
+foreach(program vntworker vntsolve vnttop)
     if(TARGET ${program})
         install(TARGETS ${program} RUNTIME COMPONENT programs)
     endif()

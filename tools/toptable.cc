@@ -1,0 +1,179 @@
+#include "tools/toptable.h"
+
+#include <algorithm>
+#include <climits>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace vnt {
+
+worker_loads loads_between(const server_status *before, const server_status &now, double seconds)
+{
+    std::map<int, double> past;
+    if (before != nullptr)
+        for (const worker_status &w : before->workers)
+            if (w.cpu) past[w.id] = *w.cpu;
+    worker_loads loads;
+    for (const worker_status &w : now.workers) {
+        if (!w.cpu) continue;
+        const auto then = past.find(w.id);
+        const bool known = then != past.end() && w.age >= seconds && then->second <= *w.cpu;
+        const double time = known ? seconds : w.age;
+        loads[w.id] = time > 0 ? (*w.cpu - (known ? then->second : 0)) / time : 0;
+    }
+    return loads;
+}
+
+std::string span_text(double seconds)
+{
+    const auto s = static_cast<int64_t>(seconds);
+    if (s < 60) return fmt::format("{}s", s);
+    if (s < 3600) return fmt::format("{}m{:02}", s / 60, s % 60);
+    if (s < 100 * 3600) return fmt::format("{}h{:02}", s / 3600, s / 60 % 60);
+    return fmt::format("{}d", s / 86400);
+}
+
+std::string amount_text(double bytes)
+{
+    static constexpr char units[] = "BKMGTP";
+    size_t unit = 0;
+    for (; bytes >= 999.5 && unit < 5; unit++)
+        bytes /= 1024;
+    return fmt::format("{:.{}f}{}", bytes, bytes < 9.95 && unit > 0 ? 1 : 0, units[unit]);
+}
+
+static std::string cut(std::string text, int width)
+{
+    if (text.size() > static_cast<size_t>(std::max(width, 0)))
+        text.resize(static_cast<size_t>(std::max(width, 0)));
+    return text;
+}
+
+// "3 workers: 2 serving, 1 parked"
+static std::string states_text(const server_status &s)
+{
+    std::map<std::string, int> states;
+    for (const worker_status &w : s.workers)
+        states[w.state]++;
+    std::string text;
+    for (const char *state : {"serving", "parked", "orphan", "handshake"})
+        if (states[state] > 0)
+            text += fmt::format("{}{} {}", text.empty() ? ": " : ", ", states[state], state);
+    const auto workers = static_cast<int>(s.workers.size()) - states["handshake"];
+    return fmt::format("{} worker{}{}", workers, workers == 1 ? "" : "s", text);
+}
+
+static std::string head(const server_status &s, const worker_loads &loads, int width)
+{
+    double load = 0, memory = 0;
+    for (const auto &[id, share] : loads)
+        load += share;
+    for (const worker_status &w : s.workers)
+        memory += static_cast<double>(w.memory.value_or(0));
+    const std::string system =
+        loads.empty() ? ""
+                      : fmt::format(", CPU {:.0f} %, memory {}", 100 * load, amount_text(memory));
+    return cut(fmt::format("vntworker {} at {}, process {}, up {}{}", s.version, s.address, s.pid,
+                           span_text(s.uptime), s.draining ? ", ends with its last worker" : ""),
+               width) +
+           "\n" + cut(states_text(s) + system, width) + "\n" +
+           cut(fmt::format("connections {}, refused {}, workers ended {}, in {}, out {}",
+                           s.accepted, counts_sum(s.refused), counts_sum(s.ended),
+                           amount_text(static_cast<double>(s.in)),
+                           amount_text(static_cast<double>(s.out))),
+               width) +
+           "\n";
+}
+
+static std::string row(const worker_status &w, const worker_loads &loads, int client)
+{
+    const auto load = loads.find(w.id);
+    return fmt::format("{:>7} {:<{}} {:<9} {:>5} {:>5} {:>5} {:>5} {:>5} {:>5}",
+                       w.id > 0 ? std::to_string(w.id) : "-", cut(w.client, client), client,
+                       w.state, span_text(w.instate), span_text(w.idle),
+                       amount_text(static_cast<double>(w.in)),
+                       amount_text(static_cast<double>(w.out)),
+                       load != loads.end() ? fmt::format("{:.0f}", 100 * load->second) : "-",
+                       w.memory ? amount_text(static_cast<double>(*w.memory)) : "-");
+}
+
+static std::vector<worker_status> busiest_first(const server_status &s, const worker_loads &loads)
+{
+    auto load = [&](const worker_status &w) {
+        const auto found = loads.find(w.id);
+        return found != loads.end() ? found->second : -1;
+    };
+    std::vector<worker_status> all = s.workers;
+    std::stable_sort(all.begin(), all.end(), [&](const worker_status &a, const worker_status &b) {
+        return load(a) > load(b);
+    });
+    return all;
+}
+
+std::string top_table(const server_status &s, const worker_loads &loads, int width, int height)
+{
+    static constexpr int others = 54; // columns beside the client's
+    std::string text = head(s, loads, width);
+    if (s.workers.empty()) return text;
+    size_t longest = 6;
+    for (const worker_status &w : s.workers)
+        longest = std::max(longest, w.client.size());
+    const int client = std::max(6, std::min(static_cast<int>(longest), width - others));
+    text += "\n" +
+            cut(fmt::format("{:>7} {:<{}} {:<9} {:>5} {:>5} {:>5} {:>5} {:>5} {:>5}", "WORKER",
+                            "CLIENT", client, "STATE", "FOR", "IDLE", "IN", "OUT", "CPU%", "MEM"),
+                width) +
+            "\n";
+    const std::vector<worker_status> all = busiest_first(s, loads);
+    const size_t room = static_cast<size_t>(std::max(1, height - 6));
+    const size_t shown = all.size() <= room + 1 ? all.size() : room;
+    for (size_t i = 0; i < shown; i++)
+        text += cut(row(all[i], loads, client), width) + "\n";
+    if (shown < all.size())
+        text += cut(fmt::format("... and {} more", all.size() - shown), width) + "\n";
+    return text;
+}
+
+static nlohmann::ordered_json counts_json(const named_counts &counts)
+{
+    nlohmann::ordered_json json = nlohmann::ordered_json::object();
+    for (const auto &[name, count] : counts)
+        json[name] = count;
+    return json;
+}
+
+static nlohmann::ordered_json worker_json(const worker_status &w)
+{
+    nlohmann::ordered_json json = {{"id", nullptr},          {"client", w.client},
+                                   {"state", w.state},       {"state_seconds", w.instate},
+                                   {"age_seconds", w.age},   {"idle_seconds", w.idle},
+                                   {"in_bytes", w.in},       {"out_bytes", w.out},
+                                   {"cpu_seconds", nullptr}, {"memory_bytes", nullptr}};
+    if (w.id > 0) json["id"] = w.id;
+    if (w.cpu) json["cpu_seconds"] = *w.cpu;
+    if (w.memory) json["memory_bytes"] = *w.memory;
+    return json;
+}
+
+std::string top_json(const server_status &s)
+{
+    nlohmann::ordered_json json = {{"schema", "vnttop-1"},
+                                   {"version", s.version},
+                                   {"address", s.address},
+                                   {"pid", s.pid},
+                                   {"uptime_seconds", s.uptime},
+                                   {"draining", s.draining},
+                                   {"options", s.options},
+                                   {"accepted", s.accepted},
+                                   {"served", s.served},
+                                   {"refused", counts_json(s.refused)},
+                                   {"ended", counts_json(s.ended)},
+                                   {"in_bytes", s.in},
+                                   {"out_bytes", s.out},
+                                   {"workers", nlohmann::ordered_json::array()}};
+    for (const worker_status &w : s.workers)
+        json["workers"].push_back(worker_json(w));
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+} // namespace vnt
