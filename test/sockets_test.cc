@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <thread>
 
 namespace vnt {
 
@@ -195,12 +196,22 @@ TEST_F(Sockets, ThatNobodyServesAreNotWaitedForLongerThanSaid)
     vntclient_connecttimeout(100);
     const std::string argument = "-address=" + address;
     const char *argv[] = {argument.c_str()};
+    int status = 0;
     for (const std::string reason : {"does not answer", "timed out"}) {
-        int status = 0;
         EXPECT_EQ(vntclient_open(1, argv, &status), nullptr);
         EXPECT_EQ(status, VNTERR_REMOTE);
         EXPECT_TRUE(has(vntclient_errortext(), reason)) << vntclient_errortext();
     }
+
+    vntclient_connecttimeout(100'000);
+    std::thread late([fd] {
+        usleep(50'000);
+        for (int i = 0; i < 2; i++)
+            close(accept(fd, nullptr, nullptr));
+    });
+    EXPECT_EQ(vntclient_open(1, argv, &status), nullptr);
+    EXPECT_EQ(status, VNTERR_FILE_IO) << "it had its turn: " << vntclient_errortext();
+    late.join();
     vntclient_connecttimeout(10'000);
     close(fd);
 }
@@ -241,7 +252,7 @@ TEST_F(Pools, SpreadNewWorkersOverTheServersThatAnswer)
     const std::string pool =
         list("# all of them\n127.0.0.1:1\n\n" + address + "\nunix:" + folder + "/silent\n" +
              other.address() + " # by the network\nunix:/nowhere\n");
-    vntclient_connecttimeout(500);
+    vntclient_connecttimeout(2000); // long enough for a server that lives
     std::set<std::string> taken;
     std::vector<VNTENVptr> envs;
     for (int i = 0; i < 100 && taken.size() < 2; i++) {

@@ -58,16 +58,18 @@ static bool lines_read(pool *p, FILE *in, const char *file, char *wrong, size_t 
 {
     char *line = nullptr;
     size_t space = 0;
-    for (int number = 1; getline(&line, &space, in) >= 0; number++) {
+    bool fine = true;
+    for (int number = 1; fine && getline(&line, &space, in) >= 0; number++) {
         char *address = line_strip(line);
         if (*address == '\0') continue;
-        if (!is_member(address))
+        fine = is_member(address);
+        if (!fine)
             snprintf(wrong, size, "%s:%d: '%s' is not HOST:PORT or unix:/PATH", file, number,
                      address);
-        if (*wrong != '\0' || !add(p, address)) break;
+        fine = fine && add(p, address);
     }
     std::unique_ptr<char, text_free> memory(line);
-    return *wrong == '\0' && feof(in) != 0;
+    return fine && feof(in) != 0;
 }
 
 bool pool_read(pool *p, const char *file, char *wrong, size_t size)

@@ -36,12 +36,18 @@ void address_name(const sockaddr_storage *address, char (&text)[SOCKNAM_SIZE])
     }
 }
 
-// A client's socket has no name, so it goes by the server's and by its process.
-static void client_name(int fd, char (&text)[SOCKNAM_SIZE])
+static bool address_get(int fd, bool peer, sockaddr_storage *address)
+{
+    *address = {};
+    socklen_t length = sizeof *address;
+    auto *where = reinterpret_cast<sockaddr *>(address);
+    return (peer ? getpeername : getsockname)(fd, where, &length) == 0;
+}
+
+static void process_add(int fd, char (&text)[SOCKNAM_SIZE])
 {
     ucred client;
     socklen_t length = sizeof client;
-    socknam(fd, 0, text);
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &client, &length) != 0) return;
     const size_t n = strlen(text);
     snprintf(text + n, sizeof text - n, ",uid=%u,pid=%d", client.uid, client.pid);
@@ -49,16 +55,15 @@ static void client_name(int fd, char (&text)[SOCKNAM_SIZE])
 
 void socknam(int fd, int peer, char (&text)[SOCKNAM_SIZE])
 {
-    struct sockaddr_storage address = {};
-    socklen_t length = sizeof address;
-    auto where = reinterpret_cast<struct sockaddr *>(&address);
-    int rc = peer ? getpeername(fd, where, &length) : getsockname(fd, where, &length);
-    if (rc != 0)
-        snprintf(text, sizeof text, "unknown");
-    else if (peer && address.ss_family == AF_UNIX && as_path(&address) == nullptr)
-        client_name(fd, text);
-    else
-        address_name(&address, text);
+    sockaddr_storage address;
+    bool known = address_get(fd, peer != 0, &address);
+    // A client's socket has no name, so it goes by the server's and by its process.
+    const bool client =
+        known && peer && address.ss_family == AF_UNIX && as_path(&address) == nullptr;
+    if (client) known = address_get(fd, false, &address);
+    snprintf(text, sizeof text, "unknown");
+    if (known) address_name(&address, text);
+    if (client && as_path(&address) != nullptr) process_add(fd, text);
 }
 
 bool path_address(const char *path, sockaddr_un *address)
