@@ -7,7 +7,6 @@
 #include "test/folders.h"
 #include "test/process.h"
 
-#include <arpa/inet.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -55,20 +54,6 @@ std::string pattern_of(const std::string &shown)
         out += std::regex_replace(text, std::regex("\\\\.\\\\.\\\\."), "[^\n]*") + "\n";
     }
     return out;
-}
-
-std::string free_port(void)
-{
-    sockaddr_in place = {};
-    place.sin_family = AF_INET;
-    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof place;
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    bool bound = bind(fd, reinterpret_cast<sockaddr *>(&place), length) == 0 &&
-                 getsockname(fd, reinterpret_cast<sockaddr *>(&place), &length) == 0;
-    EXPECT_TRUE(bound);
-    close(fd);
-    return std::to_string(ntohs(place.sin_port));
 }
 
 // A folder that goes with the object.

@@ -1,6 +1,7 @@
 #include "test/process.h"
 #include "test/folders.h"
 
+#include <arpa/inet.h>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -137,6 +138,20 @@ std::vector<pid_t> process_children(pid_t id)
 std::string built(const std::string &name)
 {
     return build_path("bin/" + name);
+}
+
+std::string free_port(void)
+{
+    sockaddr_in place = {};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof place;
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bool bound = bind(fd, reinterpret_cast<sockaddr *>(&place), length) == 0 &&
+                 getsockname(fd, reinterpret_cast<sockaddr *>(&place), &length) == 0;
+    EXPECT_TRUE(bound);
+    close(fd);
+    return std::to_string(ntohs(place.sin_port));
 }
 
 std::string file_text(const std::string &path)

@@ -76,6 +76,9 @@ std::vector<pid_t> process_children(pid_t id);
 // A program of the build: bin/NAME.
 std::string built(const std::string &name);
 
+// A port of 127.0.0.1 on which nothing listens.
+std::string free_port(void);
+
 // All that a file holds.
 std::string file_text(const std::string &path);
 
