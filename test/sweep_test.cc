@@ -155,9 +155,9 @@ TEST_F(Sweep, WhatALostServerHadIsSolvedByAnother)
     auto lost = std::make_unique<server>();
     server stays, joins;
     scratch pool(".pool", lost->address() + " # soon gone\n" + stays.address() + "\n");
-    copies("p0033.mps", 12);
+    copies("afiro.mps", 60);
     put("misc07.mps", "long.mps"); // the largest is the first
-    process sweep(sweeping({"--server", "@" + pool.name, "--jobs", "4", "--time-limit", "1"}));
+    process sweep(sweeping({"--server", "@" + pool.name, "--jobs", "4", "--time-limit", "2"}));
     ASSERT_TRUE(eventually([&] { return count() > 0 && !lost->workers().empty(); }));
     for (pid_t worker : lost->workers())
         kill(worker, SIGKILL);
@@ -165,7 +165,7 @@ TEST_F(Sweep, WhatALostServerHadIsSolvedByAnother)
     std::ofstream(pool.name) << stays.address() << "\n" << joins.address() << "\n";
     EXPECT_EQ(sweep.wait(seconds(60)), 8) << sweep.err();
     const std::map<std::string, int> all = ends();
-    EXPECT_EQ(all.size(), 13u);
+    EXPECT_EQ(all.size(), 61u);
     for (const auto &[name, end] : all)
         EXPECT_EQ(end, name == "long.mps" ? 8 : 0) << name;
     EXPECT_NE(output.text().find(joins.address()), std::string::npos) << output.text();

@@ -250,7 +250,6 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
         o.server = address_parse(line.server);
     else if (!line.local && o.ticketfile.empty())
         o.server = address_fromenvironment();
-    if (o.action == solve_options::SWEEP && o.server) o.servers = *o.server;
     for (const std::string &param : line.params)
         o.params.push_back(param_parse(param));
     check_options(o);

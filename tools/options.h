@@ -31,7 +31,6 @@ struct solve_options {
     std::string sweepdirectory;
     std::string outputfile;
     std::optional<int> jobs; // solves at once
-    std::string servers;     // an address or "@FILE"; empty: solve in this process
     bool quiet = false;
     bool json = false;
     bool solution = false; // in the JSON object

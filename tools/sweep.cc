@@ -110,7 +110,8 @@ struct sweep_state {
     std::string trouble = {}; // why a server was not reached last
 
     explicit sweep_state(const solve_options &wanted)
-        : options(wanted), output(wanted.outputfile), pool(wanted.servers), shown(wanted.quiet)
+        : options(wanted), output(wanted.outputfile), pool(wanted.server.value_or("")),
+          shown(wanted.quiet)
     {
     }
 };
@@ -160,7 +161,7 @@ static solve_options options_for(const sweep_state &s, const sweep_server &serve
     solve_options o = s.options;
     o.action = solve_options::SOLVE;
     o.quiet = true;
-    if (!server.address.empty()) o.server = address_parse(server.address);
+    if (o.server) o.server = address_parse(server.address);
     return o;
 }
 
