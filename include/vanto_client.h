@@ -46,11 +46,12 @@ extern "C" {
 // well. An argc of -2 takes the place from the process's environment variables.
 //
 //     <host>:<port>    a server on the network
-//     unix:<path>      one that listens on a Unix-domain socket of this machine
-//     @<file>          a pool: a file with addresses of the two forms above, one a line.  Blank
-//     lines
-//                      and what follows a "#" do not count.  The worker is one of a server chosen
-//                      at random, or of the next that makes one.
+//     unix:<path>      one on a Unix-domain socket of this machine
+//     @<file>          one of those that the file lists
+//
+// Such a file, a pool, has an address of the first two forms on each line; blank lines and what
+// follows a "#" do not count.  The server is chosen at random.  When it makes no worker, because it
+// refuses or does not answer in time, the next one is tried.
 //
 // Errors: VNTERR_BAD_ARGUMENT for the arguments and for a pool that cannot be read or is malformed,
 // VNTERR_REMOTE when no server answers there or the server cannot make a worker, VNTERR_FILE_IO
