@@ -46,9 +46,9 @@ class Map:
     """
 
     def __init__(self, models: Sequence[Source], server: str | None, workers: int, ordered: bool,
-                 retries: int, method: str, parameters: dict[str, Any]):
+                 retries: int, patience: float | None, method: str, parameters: dict[str, Any]):
         self._server, self._method, self._parameters = server, method, parameters
-        self._retries, self._ordered = retries, ordered
+        self._retries, self._patience, self._ordered = retries, patience, ordered
         self._models = list(models)
         self._waiting: queue.SimpleQueue[tuple[int, int]] = queue.SimpleQueue()
         self._done: queue.SimpleQueue[tuple[int, Any]] = queue.SimpleQueue()
@@ -117,7 +117,7 @@ class Map:
             except queue.Empty:
                 continue  # a model may come back from a lost worker
             try:
-                env = env or Environment(self._server, **self._parameters)
+                env = env or self._open()
                 self._finish(index, self._solve(env, self._models[index]))
             except Exception as e:
                 lost = isinstance(e, Error) and e.number in _lost
@@ -130,6 +130,12 @@ class Map:
                     self._finish(index, e)
         if env is not None:
             env.close()
+
+    def _open(self) -> Environment:
+        env = Environment(self._server, **self._parameters)
+        if self._server is not None and self._patience is not None:
+            env.call("vntclient_settimeouts", int(1000 * self._patience), -1)
+        return env
 
     def _solve(self, env: Environment, source: Source) -> Result:
         with _make(source, env) as model:
@@ -152,13 +158,15 @@ class Map:
 
 
 def map(models: Iterable[Source], server: str | None = None, workers: int | None = None, *,
-        ordered: bool = True, retries: int = 3, method: str = "auto", **parameters: Any) -> Map:
+        ordered: bool = True, retries: int = 3, patience: float | None = 300,
+        method: str = "auto", **parameters: Any) -> Map:
     """Solves models, `workers` at a time, and gives their results as an iterator.
 
     models: names of files, or functions that make a Model in the Environment they are given.
     workers: as many as this machine has processors unless given.  Each has an environment of its
     own; with "@file" these spread over the servers of the pool.  What a lost worker had is tried
-    again, `retries` times.  With ordered=False pairs of index and result come as they are ready.
+    again, `retries` times.  A worker counts as lost, too, when it says nothing for `patience`
+    seconds: a solve in it speaks all the time, but reading a model does not.  With ordered=False pairs of index and result come as they are ready.
 
     Errors: iterating raises what a model raised; its attribute model_index says which it was, and
     the next step goes on after it.
@@ -167,7 +175,7 @@ def map(models: Iterable[Source], server: str | None = None, workers: int | None
     count = workers if workers is not None else os.cpu_count() or 1
     if count < 1:
         raise ValueError(f"{count} workers")
-    return Map(listed, server, count, ordered, retries, method, parameters)
+    return Map(listed, server, count, ordered, retries, patience, method, parameters)
 
 
 @dataclasses.dataclass(frozen=True)
