@@ -48,6 +48,8 @@ foreach(section 1 5)
     install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
         COMPONENT programs FILES_MATCHING PATTERN "*.${section}")
 endforeach()
+install(FILES ${VANTO_LUA} DESTINATION ${CMAKE_INSTALL_DATADIR}/vanto/wireshark
+    COMPONENT programs) # a user links it into a folder of plugins: docs/site/look-at-traffic.md
 install(DIRECTORY docs/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/vanto COMPONENT programs)
 install(DIRECTORY ${CMAKE_BINARY_DIR}/docs/man3 DESTINATION ${CMAKE_INSTALL_MANDIR}
     COMPONENT development)

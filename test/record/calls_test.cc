@@ -5,6 +5,7 @@
 #include "test/folders.h"
 #include "test/record/arguments.h"
 #include "test/server.h"
+#include "test/wireshark/capture.h"
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <list>
 #include <memory>
+#include <regex>
+#include <set>
 #include <unistd.h>
 
 namespace vnt {
@@ -123,12 +126,14 @@ class Calls : public testing::Test {
             std::vector<std::string>{},
             std::vector<std::string>{"LD_LIBRARY_PATH=" + folder.string(), // the solver it finds
                                      "VNT_RECORD_FILE=" + record.string()});
-        find_server(*worker);
+        find();
         int status = -1;
         env = VNTLopenVANTO(&status);
         ASSERT_EQ(status, 0) << vntclient_errortext();
         make_objects();
     }
+
+    virtual void find() { find_server(*worker); }
 
     void TearDown() override
     {
@@ -444,6 +449,77 @@ TEST_F(Requests, MalformedAreRefusedAndTheNextIsServed)
         malformed = &m;
         check_call(listed(m.function), FULL);
     }
+}
+
+// The same calls, seen from beside by Wireshark.
+class SlowCapturedCalls : public Calls {
+  protected:
+    fs::path path = fs::temp_directory_path() / ("capture" + std::to_string(getpid()));
+    capture kept{path};
+    std::unique_ptr<recording_relay> relay;
+
+    void SetUp() override
+    {
+        if (!tshark_there()) GTEST_SKIP() << "there is no tshark";
+        Calls::SetUp();
+    }
+    void find() override
+    {
+        find_server(*worker);
+        relay = std::make_unique<recording_relay>(worker->port(), &kept);
+        setenv("TESK_VANTO_TCPIP_PORT", relay->port().c_str(), 1);
+    }
+    void TearDown() override
+    {
+        fs::remove(path);
+        if (worker != nullptr) Calls::TearDown();
+    }
+
+    // Sends the worker's own requests with nothing in them, and waits for the answer to the last.
+    void control_all()
+    {
+        client_env *e = nullptr;
+        ASSERT_EQ(client_env_find(env, &e), 0);
+        for (uint32_t id : {VNTMESSAGEID_ASYNCKILL_REQ, VNTMESSAGEID_USERFUNCTION_REQ,
+                            VNTMESSAGEID_EASYNCLIMITS_REQ, VNTMESSAGEID_EASYNCCONTINUE_REQ,
+                            VNTMESSAGEID_EASYNCTERMINATE_REQ, VNTMESSAGEID_EASYNCMIPPROGRESS_REQ,
+                            VNTMESSAGEID_EASYNCMIPINJECT_REQ, VNTMESSAGEID_ASYNCTEST_REQ}) {
+            alignas(16) char request[256] = {};
+            memcpy(request + sizeof(void *), &id, sizeof id);
+            EXPECT_EQ(e->io->ops.sendmsg(e->io, request), 0);
+        }
+        for (void *message = nullptr;
+             message == nullptr || message_id(message) != VNTMESSAGEID_ASYNCTEST_RES;)
+            ASSERT_EQ(e->io->ops.recvmsg(e->io, &message), 0) << worker->log();
+    }
+};
+
+TEST_F(SlowCapturedCalls, AreShownAsTheyTravelled)
+{
+    check_all(FULL);
+    control_all();
+    ASSERT_EQ(vntclient_start(env), 0);
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    ASSERT_EQ(vntclient_join(env), 0);
+    char info[VNTCLIENT_INFO_LENGTH];
+    ASSERT_EQ(vntclient_disconnect(env, info), 0) << vntclient_errortext();
+    ASSERT_EQ(vntclient_reconnect(info, &env), 0) << vntclient_errortext();
+    VNTLcloseVANTO(&env);
+    const recording_relay::traffic passed = relay->end();
+    std::vector<shown_unit> shown[2]; // of the server and of the client
+    std::set<std::string> seen;
+    for (const shown_unit &unit : tshark_units(path)) {
+        const std::string name = shown_value(unit, "vanto.msg.name");
+        if (!name.empty()) // no handshake
+            shown[client_sends(name)].push_back(carried(unit));
+        seen.insert(name);
+    }
+    EXPECT_EQ(shown[true], stream_shown(passed.from[true]));
+    EXPECT_EQ(shown[false], stream_shown(passed.from[false]));
+    const std::string served = file_text(source_path("docs/calls.md"));
+    static const std::regex row("\n\\| \\d+ \\| `(\\w+)` \\|");
+    for (std::sregex_iterator i(served.begin(), served.end(), row), end; i != end; ++i)
+        EXPECT_EQ(seen.count((*i)[1]), 1u) << (*i)[1];
 }
 
 } // namespace
