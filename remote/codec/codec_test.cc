@@ -29,8 +29,7 @@ struct codec_pair : stream_end {
 TEST(Codec, EveryMessageComesBackAsItWasSentAndIsFreedWhole)
 {
     codec_pair s;
-    int messages = 0;
-    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++, messages++)
+    for (const message_layout *m = catalogue_begin; m != catalogue_end; m++)
         for (uint32_t seed : {0u, 5u}) {
             codec *writer = m->id < 1000 ? s.builtin : s.solver;
             codec *reader = m->id < 1000 ? s.far_builtin : s.far_solver;
@@ -45,7 +44,6 @@ TEST(Codec, EveryMessageComesBackAsItWasSentAndIsFreedWhole)
             EXPECT_EQ(reader->ops.delmsg(reader, got), 0);
             EXPECT_EQ(allocations_held(), before) << m->name;
         }
-    EXPECT_EQ(messages, 918);
 }
 
 TEST(Codec, AFieldThatCannotBeWrittenStillEndsTheMessage)

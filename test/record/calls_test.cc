@@ -243,7 +243,7 @@ class Calls : public testing::Test {
             check_call(f, v);
             count++;
         }
-        EXPECT_EQ(count, 430);
+        EXPECT_EQ(count, int(SOLVERCALL_COUNT));
     }
 };
 
