@@ -1,6 +1,6 @@
 /* background: solves a model in a worker and does other things meanwhile.
  *
- *   background HOST:PORT MODEL
+ *   background SERVER MODEL
  */
 #include "vanto_client.h"
 
@@ -29,7 +29,7 @@ int main(int argc, char **argv)
     int status = 0, state = VNTCLIENT_RUNNING, looks = 0;
     double best = 0;
     if (argc != 3) {
-        fprintf(stderr, "usage: background HOST:PORT MODEL\n");
+        fprintf(stderr, "usage: background SERVER MODEL\n");
         return 2;
     }
     snprintf(address, sizeof address, "-address=%s", argv[1]);

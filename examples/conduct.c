@@ -1,7 +1,7 @@
 /* conduct: drives four solves of one mixed-integer model at once: watches them, tells each the best
  * objective that another has found, and ends those that fall behind.
  *
- *   conduct HOST:PORT MODEL
+ *   conduct SERVER MODEL
  */
 #include "vanto_client.h"
 
@@ -121,7 +121,7 @@ int main(int argc, char **argv)
     struct player players[PLAYERS];
     double best = 0;
     if (argc != 3) {
-        fprintf(stderr, "usage: conduct HOST:PORT MODEL\n");
+        fprintf(stderr, "usage: conduct SERVER MODEL\n");
         return 2;
     }
     for (int i = 0; i < PLAYERS; i++)

@@ -1,6 +1,6 @@
 /* leave: starts a solve in a worker, leaves it there, and comes back in another process.
  *
- *   leave HOST:PORT MODEL RECORD    starts the solve and ends; RECORD leads back to it
+ *   leave SERVER MODEL RECORD       starts the solve and ends; RECORD leads back to it
  *   leave RECORD                    waits for the result
  */
 #include "vanto_client.h"
@@ -74,7 +74,7 @@ int main(int argc, char **argv)
     } else if (argc == 2) {
         come_back(argv[1]);
     } else {
-        fprintf(stderr, "usage: leave HOST:PORT MODEL RECORD | leave RECORD\n");
+        fprintf(stderr, "usage: leave SERVER MODEL RECORD | leave RECORD\n");
         return 2;
     }
     return 0;

@@ -1,7 +1,7 @@
 /* race: solves one model under several settings at once, each in a worker of its own, and takes
  * the first proven answer.
  *
- *   race HOST:PORT MODEL
+ *   race SERVER MODEL
  *
  * The model travels to all workers in one message. */
 #include "vanto_client.h"
@@ -75,7 +75,7 @@ int main(int argc, char **argv)
     VNTLPptr lps[RUNNERS];
     int running[RUNNERS], status = 0;
     if (argc != 3) {
-        fprintf(stderr, "usage: race HOST:PORT MODEL\n");
+        fprintf(stderr, "usage: race SERVER MODEL\n");
         return 2;
     }
     for (int i = 0; i < RUNNERS; i++)

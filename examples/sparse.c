@@ -1,7 +1,7 @@
 /* sparse: solves a model in a worker and prints the columns that are not zero, which the user
  * function of nonzeros.c picks out inside the worker.
  *
- *   sparse HOST:PORT MODEL
+ *   sparse SERVER MODEL
  */
 #include "vanto_client.h"
 
@@ -37,7 +37,7 @@ int main(int argc, char **argv)
     uint64_t remote = 0;
     double sum = 0;
     if (argc != 3) {
-        fprintf(stderr, "usage: sparse HOST:PORT MODEL\n");
+        fprintf(stderr, "usage: sparse SERVER MODEL\n");
         return 2;
     }
     snprintf(address, sizeof address, "-address=%s", argv[1]);

@@ -265,6 +265,9 @@ TEST_F(Pools, SpreadNewWorkersOverTheServersThatAnswer)
     VNTCLIENTGROUPptr group = vntclient_group_create(int(envs.size()), envs.data(), &status);
     EXPECT_EQ(status, 0) << vntclient_errortext();
     vntclient_group_destroy(&group);
+    list(address + "\n" + other.address());
+    const process_result race = run({build_path("examples/race"), pool, model("p0033.mps")});
+    EXPECT_EQ(race.status, 0) << race.err;
     for (VNTENVptr &env : envs)
         EXPECT_EQ(VNTLcloseVANTO(&env), 0);
     vntclient_connecttimeout(10'000);
