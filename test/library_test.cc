@@ -82,6 +82,7 @@ TEST(Library, APreloadThatWouldDoNothingIsRefused)
                                                     {"python3"},
                                                     {source_path("demo.sh")},
                                                     {"--serve"},
+                                                    {"--server", "unix:"},
                                                     {"--server", "here"}}) {
         process_result result = run_with(refused);
         EXPECT_EQ(result.status, 126) << result.err;

@@ -94,6 +94,9 @@ TEST_F(Sockets, ServeAsTheNetworkDoesAndTheModeSaysWhom)
     EXPECT_TRUE(has(s.log(), "New connection from " + address + ",uid=" + std::to_string(getuid()) +
                                  ",pid="))
         << s.log();
+    process_result unchanged = run({built("vntremote-run"), "--server", address,
+                                    build_path("test/plain"), model("afiro.mps")});
+    EXPECT_EQ(unchanged.out.substr(0, 10), "1 -464.753") << unchanged.err;
     EXPECT_EQ(s.stop(SIGTERM), 0);
     EXPECT_FALSE(fs::exists(path));
 
