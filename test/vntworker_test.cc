@@ -65,4 +65,48 @@ TEST(Vntworker, TellsItsOptionsAndItsVersion)
     EXPECT_NE(run({built("vntworker"), "-help"}).err.find("Usage: "), std::string::npos);
 }
 
+static process_result checked(const std::string &library, const std::string &seconds = "60",
+                              const std::string &environment = "PARTIAL_SOLVER=")
+{
+    return run({built("vntworker"), "--check-solver", library, seconds}, {environment});
+}
+
+TEST(CheckSolver, TriesALibraryInAProcessOfItsOwn)
+{
+    if (SANITIZED) GTEST_SKIP() << "the partial solver ends in the sanitizer's own ways";
+    const std::string partial = build_path("test/libpartialsolver.so");
+    const process_result open = checked(build_path("lib/libvanto.so"));
+    EXPECT_EQ(open.status, 0) << open.out << open.err;
+    EXPECT_NE(open.out.find("440 of the 440 functions"), std::string::npos) << open.out;
+    EXPECT_NE(open.out.find("search with integers: ok"), std::string::npos) << open.out;
+
+    const process_result fewer = checked(partial);
+    EXPECT_EQ(fewer.status, 0) << fewer.out << fewer.err;
+    EXPECT_NE(fewer.out.find("8 of the 440 functions"), std::string::npos) << fewer.out;
+    EXPECT_NE(fewer.out.find("optional; without them solves do not pause: "
+                             "VNTEsetpausecallbackfunc\n"),
+              std::string::npos)
+        << fewer.out;
+
+    const struct {
+        process_result result;
+        std::string out, err;
+    } cases[] = {
+        {checked(partial, "60", "PARTIAL_SOLVER=crash"), "  solve: \n", "crashed: Segm"},
+        {checked(partial, "1", "PARTIAL_SOLVER=hang"), "  solve: \n", "within 1 s"},
+        {checked(partial, "60", "PARTIAL_SOLVER=wrong"), "it is 1, not 11.6", "cannot serve"},
+        {checked(build_path("lib/libvntremote.so")), "needed; without them no worker", "serve"},
+        {checked(build_path("lib/libvantoclient.so")), "library of remote calls", "cannot serve"},
+        {checked(source_path("README.md")), "", "cannot be loaded"},
+        {checked("/nowhere.so"), "", "/nowhere.so: No such file"},
+        {checked(partial, "soon"), "", "soon: a number of seconds"},
+        {run({built("vntworker"), "--check-solver"}), "", "takes the path"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(c.result.status, 1) << c.err;
+        EXPECT_NE(c.result.out.find(c.out), std::string::npos) << c.out << c.result.out;
+        EXPECT_NE(c.result.err.find(c.err), std::string::npos) << c.err << c.result.err;
+    }
+}
+
 } // namespace vnt

@@ -1,6 +1,7 @@
 // vntworker: the host program of the worker server.  It links libvanto.so without a version, so
 // that another solver library of that name, or a preloaded one, can take its place.
 
+#include "tools/solvercheck.h"
 #include "tools/workeroptions.h"
 #include "vanto_remote.h"
 
@@ -22,6 +23,7 @@ int main(int argc, char **argv)
     auto asked = [&](const char *option) {
         return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
     };
+    if (vnt::solvercheck_asked(arguments)) return vnt::solvercheck_run(arguments);
     if (asked("--help")) return print(vnt::workeroptions_help());
     if (asked("--version") || asked("-version")) return print("vntworker " VNT_VERSION "\n");
     try {

@@ -143,6 +143,8 @@ static constexpr option_row options[] = {
     {"-libpath=", "DIRECTORY", directory_check, "where to look for user functions; may repeat"},
     {"-userfunction=", "LIBRARY=FUNCTION", nonempty_check,
      "a user function to load into each worker; may repeat"},
+    {"--check-solver LIBRARY [SECONDS]", nullptr, nullptr,
+     "try whether workers can solve with it (60)"},
     {"-help", nullptr, nullptr, "the short help"},
     {"--help", nullptr, nullptr, "this text"},
     {"--version", nullptr, nullptr, "the version"},
