@@ -43,21 +43,24 @@ int client_control_terminate(client_env *e)
     return CONTROL(EASYNCTERMINATE_REQ, EASYNCTERMINATE_RES, request);
 }
 
-int client_control_limits(client_env *e, client_limits limits)
+template <class Request> static Request limiting(client_env *e, client_limits limits)
 {
     e->may_pause = true;
-    vntmsg_EASYNCLIMITS_REQ request = {};
+    Request request = {};
     request.dettime = limits.progress;
     request.walltime = limits.seconds;
+    return request;
+}
+
+int client_control_limits(client_env *e, client_limits limits)
+{
+    auto request = limiting<vntmsg_EASYNCLIMITS_REQ>(e, limits);
     return CONTROL(EASYNCLIMITS_REQ, EASYNCLIMITS_RES, request);
 }
 
 int client_control_continue(client_env *e, client_limits limits)
 {
-    e->may_pause = true;
-    vntmsg_EASYNCCONTINUE_REQ request = {};
-    request.dettime = limits.progress;
-    request.walltime = limits.seconds;
+    auto request = limiting<vntmsg_EASYNCCONTINUE_REQ>(e, limits);
     return CONTROL(EASYNCCONTINUE_REQ, EASYNCCONTINUE_RES, request);
 }
 
