@@ -15,7 +15,10 @@ namespace {
 // A server with a served, a parked and a refused client, and one that says nothing.
 class Status : public testing::Test {
   protected:
-    Status() : remote({"-status=" + socket.name}), serving(port()), mute(port()) {}
+    Status()
+        : remote({"-status=" + socket.name, "-action-timeout=100"}), serving(port()), mute(port())
+    {
+    }
     void SetUp() override
     {
         ASSERT_EQ(serving.new_worker(), 0);

@@ -671,7 +671,7 @@ static std::string worker_line(const raw_client &c, const std::string &state)
 TEST(Status, TellsOfEveryWorkerAndOfThoseThatWereRefused)
 {
     status_path path;
-    letter_server server({path.option(), "odd\nword"}, 1000);
+    letter_server server({path.option(), "-action-timeout=100", "odd\nword"}, 1000);
     EXPECT_EQ(fs::status(path.socket()).permissions(), fs::perms(0600));
     raw_client serving(server.port), parked(server.port), orphan(server.port), away(server.port);
     ASSERT_EQ(serving.new_worker() + parked.new_worker() + orphan.new_worker(), 0);
