@@ -1,4 +1,5 @@
 #include "docs/reference/header.h"
+#include "docs/reference/manual.h"
 
 #include "test/folders.h"
 
@@ -37,6 +38,20 @@ TEST(Header, OfTheClientSharesACommentAmongDeclarationsBelowIt)
     }
     EXPECT_EQ(names.count("vntclient_getnetworks"), 1u);
     EXPECT_EQ(names.count("vntclient_channelhandler"), 0u) << "is a type";
+}
+
+TEST(Header, OfTheServerSaysOfEachFunctionWhatItReturns)
+{
+    std::set<std::string> names;
+    for (const header_function &f : functions_of("include/vanto_remote.h")) {
+        bool told = false;
+        for (const std::string &p : paragraphs(f.comment))
+            told |= p.find("Returns ") != std::string::npos;
+        EXPECT_TRUE(told) << f.name;
+        EXPECT_EQ(result_text(f), "") << f.name << ": its comment says";
+        names.insert(f.name);
+    }
+    EXPECT_EQ(names.size(), 23u);
 }
 
 } // namespace vnt

@@ -2,6 +2,7 @@
 
 #include "docs/reference/rows.h"
 
+#include <algorithm>
 #include <fstream>
 #include <regex>
 
@@ -27,12 +28,19 @@ std::string page_name(const std::string &title)
     return name.empty() ? "general" : name;
 }
 
+// Whether the comment has a line that says what is returned.
+static bool result_told(const header_function &f)
+{
+    return std::any_of(f.comment.begin(), f.comment.end(),
+                       [](const std::string &line) { return line.starts_with("Returns 0"); });
+}
+
 std::string result_text(const header_function &f)
 {
     if (!f.name.starts_with("VNT")) return ""; // its comment says
     if (f.gives_object) return "The object, or null on failure.";
     if (returns_value(f)) return "What the description says; 0 on failure unless said otherwise.";
-    return "0, or one of VNTERR_*.";
+    return result_told(f) ? "" : "0, or one of VNTERR_*.";
 }
 
 static bool supported(const header_function &f, const manual_context &c)
@@ -44,7 +52,7 @@ static bool supported(const header_function &f, const manual_context &c)
 std::string errors_text(const header_function &f, const manual_context &c)
 {
     std::string out;
-    if (!f.name.starts_with("VNT")) return out; // its comment says
+    if (!f.name.starts_with("VNT") || result_told(f)) return out; // its comment says
     for (const std::string &e : error_names(f, supported(f, c)))
         out += (out.empty() ? "" : ", ") + e;
     return out;

@@ -48,6 +48,7 @@ int main(int argc, char **argv)
          "what the calling side offers beyond the solver",
          argv[3],
          {}},
+        {"vanto_remote.h", "vanto_remote", "worker servers and what runs in a worker", argv[3], {}},
     };
     bool all = true;
     for (const manual_context &c : contexts) {
