@@ -74,7 +74,8 @@ class session_folder {
 // said that it listens before the next command runs.
 std::string script_of(const std::vector<shown_command> &commands, const std::string &folder)
 {
-    std::string script = "exec 2>&1\ncd " + folder + "\ntrap 'kill $(jobs -p) 2>/dev/null' EXIT\n";
+    std::string script =
+        "exec 2>&1\ncd " + folder + "\ntrap 'kill $(jobs -p) 2>/dev/null; wait' EXIT\n";
     for (const shown_command &c : commands) {
         script += "echo @@@\n" + c.command;
         if (c.command.find(" &\n") != std::string::npos)
