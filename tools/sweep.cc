@@ -237,6 +237,13 @@ static std::string end_report(const sweep_task &task)
     return report_json(report, false);
 }
 
+// Empty where the child could not write its report.
+static std::string message_of(const nlohmann::json &report)
+{
+    const auto found = report.is_object() ? report.find("message") : report.end();
+    return found != report.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
 static void task_ended(sweep_state &s, sweep_task &task)
 {
     const int status = task.process.status();
@@ -247,7 +254,7 @@ static void task_ended(sweep_state &s, sweep_task &task)
     s.answered = s.answered || status != UNREACHED;
     task.where->running--;
     if (missing) {
-        s.trouble = object.value("message", "");
+        s.trouble = message_of(object);
         if (task.where->up) s.shown.server(task.where->address, "does not answer");
         s.pool.lost(task.where);
         s.waiting.push_front(std::move(model));

@@ -166,7 +166,8 @@ def map(models: Iterable[Source], server: str | None = None, workers: int | None
     workers: as many as this machine has processors unless given.  Each has an environment of its
     own; with "@file" these spread over the servers of the pool.  What a lost worker had is tried
     again, `retries` times.  A worker counts as lost, too, when it says nothing for `patience`
-    seconds: a solve in it speaks all the time, but reading a model does not.  With ordered=False pairs of index and result come as they are ready.
+    seconds: a solve in it speaks all the time, but reading a model does not.  With ordered=False
+    pairs of index and result come as they are ready.
 
     Errors: iterating raises what a model raised; its attribute model_index says which it was, and
     the next step goes on after it.
