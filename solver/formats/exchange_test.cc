@@ -361,6 +361,16 @@ TEST_F(exchange, RowsWhoseSidesContradictEachOtherAreInfeasible)
     EXPECT_EQ(m.rhs[4], 4);
 }
 
+TEST_F(exchange, AConstantLeavesAnInfiniteSideInfinite)
+{
+    model m = read("min\n x\nst\n low: x - 5e19 >= -inf\n range: -inf <= x + 5 <= 7\n"
+                   " far: 9e19 <= x - 5e19 <= 9.5e19\nend\n",
+                   true);
+    EXPECT_EQ(m.rhs, (std::vector<double>{-VNT_INFINITY, 2, 1.4e20}));
+    EXPECT_EQ(m.row_sense, "GLG");
+    EXPECT_EQ(write(read(write(m, true), true), true), write(m, true));
+}
+
 TEST_F(exchange, SetsAndIndicatorsAreReadInTheFormsThatFilesHave)
 {
     std::string columns = "ROWS\n N o\n L r\n G q\nCOLUMNS\n a o 1 r 1\n b o 1 q 2\n c r -1\n";

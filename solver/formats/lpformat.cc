@@ -228,6 +228,12 @@ void lp_reader::add_quadratic(int i, int j, double value)
     parts.quadratic[at->second].value += value;
 }
 
+// A row's side without the constant of its sum.  An infinite side stays infinite.
+static double side_without(double constant, double side)
+{
+    return std::fabs(side) >= VNT_INFINITY ? side : side - constant;
+}
+
 void lp_reader::finish_row(std::string_view name, lp_sum &s, double side, char sense)
 {
     if (s.bracket != 0) {
@@ -236,7 +242,7 @@ void lp_reader::finish_row(std::string_view name, lp_sum &s, double side, char s
     }
     std::string made = "c" + std::to_string(parts.rhs.size() + 1);
     parts.add_row(sense, name.empty() ? std::string_view(made) : name);
-    parts.rhs.back() = side - s.constant;
+    parts.rhs.back() = side_without(s.constant, side);
     for (size_t k = 0; k < s.index.size(); k++)
         parts.add_entry(s.index[k], s.value[k]);
 }
@@ -245,10 +251,13 @@ void lp_reader::finish_row(std::string_view name, lp_sum &s, double side, char s
 // two rows: a row of sense R would take them in ascending order.
 void lp_reader::finish_range(std::string_view name, lp_sum &s, double low, double high)
 {
+    low = side_without(s.constant, low);
+    high = side_without(s.constant, high);
+    s.constant = 0;
     if (low <= -VNT_INFINITY) return finish_row(name, s, high, 'L');
     if (high >= VNT_INFINITY) return finish_row(name, s, low, 'G');
     finish_row(name, s, low, low <= high ? 'R' : 'G');
-    if (low <= high) return parts.set_range(low - s.constant, high - s.constant);
+    if (low <= high) return parts.set_range(low, high);
     std::string other = parts.row_names.back() + "_upper";
     remarks += printed("line %d: row \"%.200s\" cannot hold; its upper side becomes row "
                        "\"%.200s\"\n",
