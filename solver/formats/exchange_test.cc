@@ -366,7 +366,7 @@ TEST_F(exchange, AConstantLeavesAnInfiniteSideInfinite)
     model m = read("min\n x\nst\n low: x - 5e19 >= -inf\n range: -inf <= x + 5 <= 7\n"
                    " far: 9e19 <= x - 5e19 <= 9.5e19\nend\n",
                    true);
-    EXPECT_EQ(m.rhs, (std::vector<double>{-VNT_INFINITY, 2, 1.4e20}));
+    EXPECT_EQ(m.rhs, (std::vector<double>{-VNT_INFINITY, 2, VNT_INFINITY}));
     EXPECT_EQ(m.row_sense, "GLG");
     EXPECT_EQ(write(read(write(m, true), true), true), write(m, true));
 }
