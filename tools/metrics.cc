@@ -17,24 +17,34 @@ static std::string quoted(const std::string &text)
     return out + '"';
 }
 
-static std::string metric(const char *name, const char *type, const char *help)
+static std::string head(const fact &f)
 {
-    return fmt::format("# HELP {0} {2}\n# TYPE {0} {1}\n", name, type, help);
+    const bool counts = std::string_view(f.metric).ends_with("_total");
+    return fmt::format("# HELP {0} {2}\n# TYPE {0} {1}\n", f.metric, counts ? "counter" : "gauge",
+                       f.help);
 }
 
-template <class T>
-static std::string single(const char *name, const char *type, const char *help, T value)
+template <class Value> static std::string metric(const fact &f, const Value &value)
 {
-    return metric(name, type, help) + fmt::format("{} {}\n", name, value);
+    return head(f) + fmt::format("{} {}\n", f.metric, value);
 }
 
-static std::string counts(const char *name, const char *label, const char *help,
-                          const named_counts &rows)
+static std::string metric(const fact &f, bool value)
 {
-    std::string text = metric(name, "counter", help);
-    for (const auto &[word, count] : rows)
-        text += fmt::format("{}{{{}={}}} {}\n", name, label, quoted(word), count);
+    return metric(f, value ? 1 : 0);
+}
+
+static std::string metric(const fact &f, const named_counts &rows)
+{
+    std::string text = head(f);
+    for (const auto &[name, count] : rows)
+        text += fmt::format("{}{{{}={}}} {}\n", f.metric, f.label, quoted(name), count);
     return text;
+}
+
+static std::string metric(const fact &, const texts &)
+{
+    return ""; // Prometheus keeps numbers only
 }
 
 // All states have a line, so that a curve ends at zero instead of breaking off.
@@ -44,65 +54,60 @@ static std::string states(const server_status &s)
         {"handshake", 0}, {"serving", 0}, {"parked", 0}, {"orphan", 0}};
     for (const worker_status &w : s.workers)
         number[w.state]++;
-    std::string text =
-        metric("vanto_workers", "gauge", "Workers by state, and connections that have none yet.");
-    for (const auto &[state, count] : number)
-        text += fmt::format("vanto_workers{{state={}}} {}\n", quoted(state), count);
-    return text;
+    const fact workers = {.metric = "vanto_workers",
+                          .help = "Workers by state, and connections that have none yet.",
+                          .label = "state"};
+    return metric(workers, named_counts(number.begin(), number.end()));
 }
 
 // One line a worker, where its value is known.
-template <class Value> static std::string workers(const server_status &s, const char *name,
-                                                  const char *type, const char *help, Value value)
+template <class Value> static std::string worker_metric(const server_status &s, const fact &f,
+                                                        Value worker_status::*member)
 {
-    std::string text = metric(name, type, help);
-    for (const worker_status &w : s.workers) {
-        const auto found = value(w);
-        if (w.id > 0 && found)
-            text += fmt::format("{}{{worker=\"{}\",client={}}} {}\n", name, w.id, quoted(w.client),
-                                *found);
-    }
+    std::string text = head(f);
+    for (const worker_status &w : s.workers)
+        if (const auto value = std::optional(w.*member); w.id > 0 && value)
+            text += fmt::format("{}{{worker=\"{}\",client={}}} {}\n", f.metric, w.id,
+                                quoted(w.client), *value);
     return text;
 }
 
-static std::string all_workers(const server_status &s)
+static std::string worker_metrics(const server_status &s)
 {
-    using row = const worker_status &;
-    return workers(s, "vanto_worker_cpu_seconds_total", "counter", "Processor time of a worker.",
-                   [](row w) { return w.cpu; }) +
-           workers(s, "vanto_worker_memory_bytes", "gauge", "Resident memory of a worker.",
-                   [](row w) { return w.memory; }) +
-           workers(s, "vanto_worker_received_bytes_total", "counter", "Bytes from its clients.",
-                   [](row w) { return std::optional(w.in); }) +
-           workers(s, "vanto_worker_sent_bytes_total", "counter", "Bytes to its clients.",
-                   [](row w) { return std::optional(w.out); }) +
-           workers(s, "vanto_worker_idle_seconds", "gauge", "Time since a byte of it moved.",
-                   [](row w) { return std::optional(w.idle); });
+    const fact cpu = {.metric = "vanto_worker_cpu_seconds_total",
+                      .help = "Processor time of a worker."};
+    const fact memory = {.metric = "vanto_worker_memory_bytes",
+                         .help = "Resident memory of a worker."};
+    std::string text = worker_metric(s, cpu, &worker_status::cpu) +
+                       worker_metric(s, memory, &worker_status::memory);
+    worker_facts([&](const fact &f, auto member) {
+        if (f.metric != nullptr) text += worker_metric(s, f, member);
+    });
+    return text;
+}
+
+// The start, which stays the same, stands for the uptime.
+static std::string server_metrics(const server_status &s)
+{
+    using namespace std::chrono;
+    const double now = duration<double>(system_clock::now().time_since_epoch()).count();
+    const fact info = {.metric = "vanto_server_info", .help = "The server's version and address."};
+    std::string text = head(info) + fmt::format("{}{{version={},address={}}} 1\n", info.metric,
+                                                quoted(s.version), quoted(s.address));
+    const fact start = {.metric = "vanto_server_start_time_seconds",
+                        .help = "When the server started."};
+    text += metric(start, fmt::format("{:.3f}", now - s.uptime));
+    server_facts([&](const fact &f, auto member) {
+        if (f.metric != nullptr) text += metric(f, s.*member);
+    });
+    return text;
 }
 
 std::string metrics_text(const std::optional<server_status> &status)
 {
-    using namespace std::chrono;
-    std::string text = single("vanto_up", "gauge", "Whether the server answers.", status ? 1 : 0);
-    if (!status) return text;
-    const server_status &s = *status;
-    const double now = duration<double>(system_clock::now().time_since_epoch()).count();
-    text += metric("vanto_server_info", "gauge", "The server's version and address.") +
-            fmt::format("vanto_server_info{{version={},address={}}} 1\n", quoted(s.version),
-                        quoted(s.address));
-    text += single("vanto_server_start_time_seconds", "gauge", "When the server started.",
-                   fmt::format("{:.3f}", now - s.uptime));
-    text += single("vanto_server_draining", "gauge", "Whether it ends with its last worker.",
-                   s.draining ? 1 : 0);
-    text += single("vanto_connections_accepted_total", "counter", "Connections.", s.accepted);
-    text += single("vanto_connections_served_total", "counter",
-                   "Connections that got a worker, a new one or their own.", s.served);
-    text += counts("vanto_connections_refused_total", "reason", "Connections without a worker.",
-                   s.refused);
-    text += counts("vanto_workers_ended_total", "cause", "Workers that have ended.", s.ended);
-    text += single("vanto_received_bytes_total", "counter", "Bytes from clients.", s.in);
-    text += single("vanto_sent_bytes_total", "counter", "Bytes to clients.", s.out);
-    return text + states(s) + all_workers(s);
+    const std::string up =
+        metric({.metric = "vanto_up", .help = "Whether the server answers."}, status.has_value());
+    return status ? up + server_metrics(*status) + states(*status) + worker_metrics(*status) : up;
 }
 
 } // namespace vnt

@@ -27,63 +27,49 @@ class descriptor {
 };
 } // namespace
 
-static void read_worker(worker_status &w, std::istringstream &line)
+template <class Number> static void value_read(std::istringstream &line, Number &number)
+{
+    line >> number;
+}
+
+static void value_read(std::istringstream &line, std::string &rest)
+{
+    std::getline(line >> std::ws, rest);
+}
+
+static void value_read(std::istringstream &line, texts &all)
+{
+    value_read(line, all.emplace_back());
+}
+
+static void value_read(std::istringstream &line, named_counts &counts)
+{
+    auto &[name, count] = counts.emplace_back();
+    line >> name >> count;
+}
+
+static void worker_read(std::istringstream &line, worker_status &w)
 {
     line >> w.id;
-    for (std::string word; line >> word;) {
-        if (word == "state")
-            line >> w.state;
-        else if (word == "for")
-            line >> w.instate;
-        else if (word == "age")
-            line >> w.age;
-        else if (word == "idle")
-            line >> w.idle;
-        else if (word == "in")
-            line >> w.in;
-        else if (word == "out")
-            line >> w.out;
-        else if (word == "client")
-            std::getline(line >> std::ws, w.client);
-        else
-            line >> word; // the value of one that is not known
+    for (std::string word, value; line >> word;) {
+        if (word == "client") return value_read(line, w.client);
+        line >> value;
+        if (word == "state") w.state = value;
+        worker_facts([&](const fact &f, auto member) {
+            if (std::istringstream text(value); word == f.word) value_read(text, w.*member);
+        });
     }
 }
 
-static void read_count(named_counts &counts, std::istringstream &line)
+static void line_read(std::istringstream &line, const std::string &word, server_status &s)
 {
-    auto &count = counts.emplace_back();
-    line >> count.first >> count.second;
-}
-
-static void read_line(server_status &s, const std::string &name, std::istringstream &line)
-{
-    if (name == "version")
-        line >> s.version;
-    else if (name == "address")
-        std::getline(line >> std::ws, s.address);
-    else if (name == "pid")
-        line >> s.pid;
-    else if (name == "uptime")
-        line >> s.uptime;
-    else if (name == "draining")
-        line >> s.draining;
-    else if (name == "option")
-        std::getline(line >> std::ws, s.options.emplace_back());
-    else if (name == "accepted")
-        line >> s.accepted;
-    else if (name == "served")
-        line >> s.served;
-    else if (name == "in")
-        line >> s.in;
-    else if (name == "out")
-        line >> s.out;
-    else if (name == "refused")
-        read_count(s.refused, line);
-    else if (name == "ended")
-        read_count(s.ended, line);
-    else if (name == "worker")
-        read_worker(s.workers.emplace_back(), line);
+    if (word == "version") value_read(line, s.version);
+    if (word == "address") value_read(line, s.address);
+    if (word == "pid") value_read(line, s.pid);
+    if (word == "worker") worker_read(line, s.workers.emplace_back());
+    server_facts([&](const fact &f, auto member) {
+        if (word == f.word) value_read(line, s.*member);
+    });
 }
 
 server_status status_parse(const std::string &document)
@@ -92,10 +78,10 @@ server_status status_parse(const std::string &document)
     std::istringstream lines(document);
     for (std::string text; std::getline(lines, text);) {
         std::istringstream line(text);
-        std::string name;
-        line >> name;
-        if (name == "end") return s;
-        read_line(s, name, line);
+        std::string word;
+        line >> word;
+        if (word == "end") return s;
+        line_read(line, word, s);
     }
     throw failure{EXIT_CONNECTION, "the server's answer is not complete"};
 }

@@ -15,29 +15,50 @@
 
 namespace vnt {
 
+using texts = std::vector<std::string>;
+using named_counts = std::vector<std::pair<std::string, uint64_t>>;
+
 // Times are seconds, traffic and memory bytes.
 struct worker_status {
     int id = 0; // of the process; 0 for a connection that has no worker yet
     std::string client, state;
-    double instate = 0, age = 0, idle = 0;
-    uint64_t in = 0, out = 0;
+#define WORKER(type, member, ...) type member{};
+#include "remote/server/status.def"
     // What the system says where the server runs on this host.
     std::optional<double> cpu; // processor time since the start
     std::optional<uint64_t> memory;
 };
 
-using named_counts = std::vector<std::pair<std::string, uint64_t>>;
-
 struct server_status {
     std::string version, address;
     int pid = 0;
-    double uptime = 0;
-    bool draining = false;
-    std::vector<std::string> options;
-    uint64_t accepted = 0, served = 0, in = 0, out = 0;
-    named_counts refused, ended;
+#define SERVER(type, member, ...) type member{};
+#define SUM SERVER
+#include "remote/server/status.def"
     std::vector<worker_status> workers;
 };
+
+// The names of a fact, as its row in status.def has them.
+struct fact {
+    const char *word = nullptr, *json = nullptr;
+    const char *metric = nullptr, *help = nullptr, *label = nullptr;
+};
+
+// Call visit(fact, pointer to member) for each row of a server, or of a worker.
+template <class Visit> void server_facts(Visit visit)
+{
+#define SERVER(type, member, word, json, value, ...)                                               \
+    visit(fact{word, json, __VA_ARGS__}, &server_status::member);
+#define SUM SERVER
+#include "remote/server/status.def"
+}
+
+template <class Visit> void worker_facts(Visit visit)
+{
+#define WORKER(type, member, word, json, value, ...)                                               \
+    visit(fact{word, json, __VA_ARGS__}, &worker_status::member);
+#include "remote/server/status.def"
+}
 
 // Reads the document of the socket; lines and words that are not known are skipped.
 server_status status_parse(const std::string &document);

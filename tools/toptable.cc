@@ -134,46 +134,54 @@ std::string top_table(const server_status &s, const worker_loads &loads, int wid
     return text;
 }
 
-static nlohmann::ordered_json counts_json(const named_counts &counts)
+using object = nlohmann::ordered_json;
+
+static object value_json(const auto &value)
 {
-    nlohmann::ordered_json json = nlohmann::ordered_json::object();
+    return value;
+}
+
+static object value_json(const named_counts &counts)
+{
+    object json = object::object();
     for (const auto &[name, count] : counts)
         json[name] = count;
     return json;
 }
 
-static nlohmann::ordered_json worker_json(const worker_status &w)
+template <class T> static object value_json(const std::optional<T> &value)
 {
-    nlohmann::ordered_json json = {{"id", nullptr},          {"client", w.client},
-                                   {"state", w.state},       {"state_seconds", w.instate},
-                                   {"age_seconds", w.age},   {"idle_seconds", w.idle},
-                                   {"in_bytes", w.in},       {"out_bytes", w.out},
-                                   {"cpu_seconds", nullptr}, {"memory_bytes", nullptr}};
+    return value ? object(*value) : object();
+}
+
+template <class Number> static void numbers_add(object &json, const worker_status &w)
+{
+    worker_facts([&](const fact &f, auto member) {
+        if constexpr (std::is_same_v<decltype(member), Number worker_status::*>)
+            json[f.json] = w.*member;
+    });
+}
+
+static object worker_json(const worker_status &w)
+{
+    object json = {{"id", nullptr}, {"client", w.client}, {"state", w.state}};
     if (w.id > 0) json["id"] = w.id;
-    if (w.cpu) json["cpu_seconds"] = *w.cpu;
-    if (w.memory) json["memory_bytes"] = *w.memory;
+    numbers_add<double>(json, w); // the times stand before the amounts
+    numbers_add<uint64_t>(json, w);
+    json["cpu_seconds"] = value_json(w.cpu);
+    json["memory_bytes"] = value_json(w.memory);
     return json;
 }
 
 std::string top_json(const server_status &s)
 {
-    nlohmann::ordered_json json = {{"schema", "vnttop-1"},
-                                   {"version", s.version},
-                                   {"address", s.address},
-                                   {"pid", s.pid},
-                                   {"uptime_seconds", s.uptime},
-                                   {"draining", s.draining},
-                                   {"options", s.options},
-                                   {"accepted", s.accepted},
-                                   {"served", s.served},
-                                   {"refused", counts_json(s.refused)},
-                                   {"ended", counts_json(s.ended)},
-                                   {"in_bytes", s.in},
-                                   {"out_bytes", s.out},
-                                   {"workers", nlohmann::ordered_json::array()}};
+    object json = {
+        {"schema", "vnttop-1"}, {"version", s.version}, {"address", s.address}, {"pid", s.pid}};
+    server_facts([&](const fact &f, auto member) { json[f.json] = value_json(s.*member); });
+    json["workers"] = object::array();
     for (const worker_status &w : s.workers)
         json["workers"].push_back(worker_json(w));
-    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return json.dump(2, ' ', false, object::error_handler_t::replace) + "\n";
 }
 
 } // namespace vnt

@@ -66,77 +66,112 @@ static void text_write(FILE *to, const char *text)
     fputc('\n', to);
 }
 
+static void number_write(FILE *to, double number)
+{
+    fprintf(to, "%.3f", number);
+}
+
+static void number_write(FILE *to, int number)
+{
+    fprintf(to, "%d", number);
+}
+
+static void number_write(FILE *to, uint64_t number)
+{
+    fprintf(to, "%" PRIu64, number);
+}
+
+// The lines of a fact follow from the type of its value.
+
+template <class Number> static void fact_write(FILE *to, const char *word, Number number)
+{
+    fprintf(to, "%s ", word);
+    number_write(to, number);
+    fputc('\n', to);
+}
+
 // The arguments for the workers come first, then those that the server has taken out.
-static void server_write(FILE *to, const server *s)
+static void fact_write(FILE *to, const char *word, const server_options &options)
+{
+    for (int i = 1; i < options.arguments; i++) {
+        fprintf(to, "%s ", word);
+        text_write(to, options.argv[i]);
+    }
+}
+
+static void count_write(FILE *to, const char *word, const char *name, uint64_t count)
+{
+    fprintf(to, "%s %s %" PRIu64 "\n", word, name, count);
+}
+
+static void fact_write(FILE *to, const char *word, const handshake_counts &refused)
+{
+    static const char *const names[] = {"noresources", "nofork",   "noid",
+                                        "notparked",   "notfound", "noaction"};
+    for (int status = HANDSHAKE_NORESOURCES; status <= HANDSHAKE_NOACTION; status++)
+        count_write(to, word, names[status - 1], refused.answered[status]);
+    count_write(to, word, "denied", refused.denied);
+    count_write(to, word, "silent", refused.silent);
+}
+
+static void fact_write(FILE *to, const char *word, const uint64_t (&ended)[ENDS])
+{
+    for (int end = 0; end < ENDS; end++)
+        count_write(to, word, end_texts[end].word, ended[end]);
+}
+
+static void server_write(FILE *to, const server *s, const handshakes *open)
 {
     char address[SOCKNAM_SIZE];
     socknam(s->listen_fd, 0, address);
     fprintf(to, "version %s\npid %d\naddress ", VNT_VERSION, getpid());
     text_write(to, address);
-    fprintf(to, "uptime %.3f\ndraining %d\n", seconds_since(s->started), s->draining.load());
-    for (int i = 1; i < s->options.arguments; i++) {
-        fprintf(to, "option ");
-        text_write(to, s->options.argv[i]);
-    }
+#define SERVER(type, member, word, json, value, ...) fact_write(to, word, value);
+#include "remote/server/status.def"
 }
 
-static void refused_write(FILE *to, const handshake_counts *counts)
+static void worker_write(FILE *to, const char *state, const child_view *w)
 {
-    static const char *const words[] = {"noresources", "nofork",   "noid",
-                                        "notparked",   "notfound", "noaction"};
-    fprintf(to, "accepted %" PRIu64 "\nserved %" PRIu64 "\n", counts->accepted,
-            counts->answered[HANDSHAKE_OK]);
-    for (int status = HANDSHAKE_NORESOURCES; status <= HANDSHAKE_NOACTION; status++)
-        fprintf(to, "refused %s %" PRIu64 "\n", words[status - 1], counts->answered[status]);
-    fprintf(to, "refused denied %" PRIu64 "\nrefused silent %" PRIu64 "\n", counts->denied,
-            counts->silent);
-}
-
-static void worker_write(FILE *to, const child_view *w)
-{
-    static const char *const states[] = {"serving", "parked", "orphan"};
-    fprintf(to,
-            "worker %d pid %d state %s for %.3f age %.3f in %" PRIu64 " out %" PRIu64
-            " idle %.3f client ",
-            w->id, w->id, states[w->state], seconds_since(w->since), seconds_since(w->started),
-            w->traffic.received, w->traffic.relayed, seconds_since(w->active));
+    fprintf(to, "worker %d pid %d state %s", w->id, w->id, state);
+#define WORKER(type, member, word, json, value, ...)                                               \
+    fprintf(to, " %s ", word);                                                                     \
+    number_write(to, value);
+#include "remote/server/status.def"
+    fprintf(to, " client ");
     text_write(to, w->peer);
 }
 
 // The sums include the workers that are still there.
 static void workers_write(FILE *to, server *s)
 {
+    static const char *const states[] = {"serving", "parked", "orphan"};
     mutex_holder hold(&s->lock);
-    server_counts counts = s->counts;
+    server_counts sums = s->counts;
     for (server_child *c = s->children; c != nullptr; c = c->next) {
         const child_view view = child_look(c);
-        counts.traffic.received += view.traffic.received;
-        counts.traffic.relayed += view.traffic.relayed;
-        worker_write(to, &view);
+        sums.traffic.received += view.traffic.received;
+        sums.traffic.relayed += view.traffic.relayed;
+        worker_write(to, states[view.state], &view);
     }
-    for (int end = 0; end < ENDS; end++)
-        fprintf(to, "ended %s %" PRIu64 "\n", end_texts[end].word, counts.ended[end]);
-    fprintf(to, "in %" PRIu64 "\nout %" PRIu64 "\n", counts.traffic.received,
-            counts.traffic.relayed);
+#define SUM(type, member, word, json, value, ...) fact_write(to, word, value);
+#include "remote/server/status.def"
 }
 
 // A connection that has no worker yet.
-static void handshakes_write(FILE *to, const handshakes *open)
+static void handshake_write(FILE *to, const handshake *h)
 {
-    for (int i = 0; i < open->count; i++) {
-        const double age = seconds_since(open->open[i].since);
-        fprintf(to, "worker 0 pid 0 state handshake for %.3f age %.3f in 0 out 0 idle %.3f client ",
-                age, age, age);
-        text_write(to, open->open[i].peer);
-    }
+    child_view view = {};
+    view.started = view.since = view.active = h->since;
+    memcpy(view.peer, h->peer, sizeof view.peer);
+    worker_write(to, "handshake", &view);
 }
 
 static void status_write(FILE *to, server *s, const handshakes *open)
 {
-    server_write(to, s);
-    refused_write(to, &open->counts);
+    server_write(to, s, open);
     workers_write(to, s);
-    handshakes_write(to, open);
+    for (int i = 0; i < open->count; i++)
+        handshake_write(to, &open->open[i]);
     fprintf(to, "end\n");
 }
 
