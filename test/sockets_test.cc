@@ -146,10 +146,10 @@ TEST_F(Sockets, OptionsThatContradictThemAreRefused)
     EXPECT_TRUE(has(refused({here, "-address=127.0.0.1:0"}), "takes the place"));
     EXPECT_TRUE(has(refused({here, "-allow=127.0.0.1"}), "-allow= is about network addresses"));
     EXPECT_TRUE(has(refused({"-port=0", "-socket-mode=600"}), "for -address=unix:PATH"));
-    EXPECT_TRUE(has(refused({here, "-socket-mode=688"}), "-socket-mode=688: a number"));
-    EXPECT_TRUE(has(refused({here, "-socket-mode=01777"}), "base 8"));
-    EXPECT_TRUE(has(refused({"-address=unix:"}), "1 to 107 characters"));
-    EXPECT_TRUE(has(refused({"-address=unix:/" + std::string(107, 'x')}), "1 to 107 characters"));
+    EXPECT_TRUE(has(refused({here, "-socket-mode=688"}), "-socket-mode=688: a mode from 0"));
+    EXPECT_TRUE(has(refused({here, "-socket-mode=01777"}), "a mode from 0 to 0777"));
+    EXPECT_TRUE(has(refused({"-address=unix:"}), "1 to 107 bytes"));
+    EXPECT_TRUE(has(refused({"-address=unix:/" + std::string(107, 'x')}), "1 to 107 bytes"));
     EXPECT_FALSE(fs::exists(path));
 }
 

@@ -1,7 +1,6 @@
 #include "tools/workeroptions.h"
 
 #include "remote/base/address.h"
-#include "remote/base/socket.h"
 #include "tools/number.h"
 #include "tools/trial.h"
 
@@ -11,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <netdb.h>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -66,28 +66,12 @@ static std::string polling_check(text value)
 
 static std::string mode_check(text value)
 {
-    return number_check(value, 8, 0, 0777);
+    return number_check(value, 8, 0, 0777).empty() ? "" : "a mode from 0 to 0777 is expected";
 }
 
 static std::string nonempty_check(text value)
 {
     return value.empty() ? "a value is expected" : "";
-}
-
-// The last colon begins the port, unless it stands within brackets.
-static std::string address_check(text value)
-{
-    if (const char *path = address_path(value.c_str())) {
-        sockaddr_un address;
-        return path_address(path, &address) && *path != '\0'
-                   ? ""
-                   : "unix:PATH is expected, the path of 1 to 107 characters";
-    }
-    if (value.size() >= 1024) return "an address has less than 1024 characters";
-    size_t colon = value.rfind(':');
-    if (colon == 0 || value.empty()) return "HOST:PORT is expected";
-    if (colon == std::string::npos || value.back() == ']') return "";
-    return port_check(value.substr(colon + 1));
 }
 
 // The file is made if it is missing, as the server itself would do a moment later.
@@ -118,8 +102,33 @@ static std::string socket_check(text value)
     return directory_check(slash == std::string::npos ? "." : value.substr(0, slash + 1));
 }
 
+// The server would not name the host that has no address.
+static std::string host_check(text value)
+{
+    if (value.empty()) return "a host name or an address is expected";
+    addrinfo hints = {}, *found = nullptr;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG;
+    const int code = getaddrinfo(value.c_str(), nullptr, &hints, &found);
+    if (code != 0) return fmt::format("{}: {}", value, gai_strerror(code));
+    freeaddrinfo(found);
+    return "";
+}
+
+static std::string address_check(text value)
+{
+    if (const char *path = address_path(value.c_str())) return socket_check(path);
+    char place[ADDRESS_MAX], *host;
+    if (value.size() >= sizeof place) return "an address has less than 1024 characters";
+    strcpy(place, value.c_str());
+    const char *port = address_split(place, &host);
+    const std::string wrong = port != nullptr ? port_check(port) : "";
+    if (*host == '\0') return "HOST:PORT or unix:PATH is expected";
+    return wrong.empty() ? host_check(host) : wrong;
+}
+
 static constexpr option_row options[] = {
-    {"-host=", "ADDRESS", nonempty_check, "where to listen: host name or address (127.0.0.1)"},
+    {"-host=", "ADDRESS", host_check, "where to listen: host name or address (127.0.0.1)"},
     {"-port=", "NUMBER", port_check, "port to listen on; 0 takes a free one (12345)"},
     {"-address=", "ADDRESS", address_check,
      "HOST:PORT, both at once, or unix:PATH instead of them"},

@@ -47,6 +47,13 @@ static bool number_parse(const char *text, int base, int64_t least, int64_t most
     return errno == 0;
 }
 
+// The lines of this system's own options begin with the program's name.
+static int complain(const char *what, const char *value, const char *wrong)
+{
+    fprintf(stderr, "%s: %s%s%s\n", program_invocation_short_name, what, value, wrong);
+    return -1;
+}
+
 static void fd_close(int *fd)
 {
     if (*fd >= 0) close(*fd);
@@ -137,10 +144,9 @@ static int allow_read(server_options *o, const char *value)
         realloc(o->allowed, (o->nallowed + 1) * sizeof(allowed_range)));
     if (grown == nullptr) return -1;
     o->allowed = grown;
-    if (!allowed_parse(value, &o->allowed[o->nallowed])) {
-        fprintf(stderr, "allow argument %s is not ADDRESS/BITS\n", value);
-        return -1;
-    }
+    if (!allowed_parse(value, &o->allowed[o->nallowed]))
+        return complain("-allow=", value,
+                        ": an address is expected, or a range like 10.0.0.0/8 or fe80::/10");
     o->nallowed++;
     return 0;
 }
@@ -321,8 +327,7 @@ static int place_settle(server_options *o)
     if (o->path == nullptr && !o->network_given && o->host != nullptr)
         o->path = address_path(o->host);
     const char *wrong = contradiction_find(o);
-    if (wrong != nullptr) fprintf(stderr, "%s\n", wrong);
-    return wrong == nullptr ? 0 : -1;
+    return wrong == nullptr ? 0 : complain("", "", wrong);
 }
 
 static void defaults_apply(server_options *o)
