@@ -113,7 +113,7 @@ TEST(Leave, AResultThatCouldNotBeToldIsKept)
     std::vector<std::string> resilient = {model("stein27.mps"), "--server", remote.address(),
                                           "--resilient", file.name};
     std::vector<std::string> untold = resilient;
-    untold.insert(untold.end(), {"--write-solution", "/nowhere/solution"});
+    untold.insert(untold.end(), {"--write-solution", "/dev/full"});
     EXPECT_EQ(vntsolve(untold).status, 3);
     process_result again = vntsolve(resilient);
     EXPECT_EQ(again.status, 3);

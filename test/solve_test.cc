@@ -189,7 +189,7 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
         {{afiro, "--read-basis", "/nowhere/basis"}, 3, "/nowhere/basis: No such file"},
         {{"/nowhere/model.mps"}, 3, "/nowhere/model.mps: No such file"},
         {{"/nowhere/mod\xffl.mps", "--json"}, 3, "\"status\": \"error\""},
-        {{afiro, "--write-solution", "/nowhere/solution"}, 3, "/nowhere/solution"},
+        {{afiro, "--write-solution", "/dev/full"}, 3, "/dev/full: No space left"},
         {{afiro, "--write-model", untyped.name}, 4, "the type of the file is unknown"},
         {{untyped.name}, 4, "--format says"},
         {{garbage.name}, 4, garbage.name},
@@ -210,6 +210,19 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
             EXPECT_NE(member(result.out, "bound"), "null") << said;
         }
     }
+}
+
+// What comes after a long solve is tried before it.
+TEST_P(Ends, FilesThatCannotBeWrittenAreRefusedBeforeTheSolve)
+{
+    for (const char *option : {"--write-solution", "--write-basis", "--write-model", "--report"})
+        for (const char *file : {"/nowhere/a.lp", "/"}) {
+            process_result result = run(solving({model("afiro.mps"), option, file}));
+            EXPECT_EQ(result.status, 3) << option;
+            EXPECT_EQ(result.out, "") << option << ": it has solved";
+            EXPECT_EQ(result.err.rfind(std::string("vntsolve: ") + file + ": ", 0), 0u)
+                << result.err;
+        }
 }
 
 TEST_P(Ends, AnInterruptEndsASolveWithTheBestSolution)

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -20,6 +21,18 @@ void file_write(const std::string &file, const std::string &text)
     if (out == nullptr) file_fail(file);
     bool written = fwrite(text.data(), 1, text.size(), out) == text.size();
     if (fclose(out) != 0 || !written) file_fail(file);
+}
+
+void file_check_writable(const std::string &file)
+{
+    struct stat there;
+    if (stat(file.c_str(), &there) != 0) { // the folder is named with its slash
+        const std::string folder = file.substr(0, file.rfind('/') + 1);
+        if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) file_fail(file);
+        return;
+    }
+    errno = EISDIR;
+    if (S_ISDIR(there.st_mode) || access(file.c_str(), W_OK) != 0) file_fail(file);
 }
 
 bool file_readall(int fd, std::string *text)

@@ -13,6 +13,10 @@ namespace vnt {
 // Errors: throws failure with EXIT_UNREADABLE.
 void file_write(const std::string &file, const std::string &text);
 
+// Checks that the file can be written, or made, without touching it.
+// Errors: throws failure with EXIT_UNREADABLE.
+void file_check_writable(const std::string &file);
+
 // Appends all that comes until the end.  Returns false for an error, which errno tells.
 bool file_readall(int fd, std::string *text);
 

@@ -1,5 +1,6 @@
 #include "tools/solve.h"
 
+#include "tools/files.h"
 #include "tools/output.h"
 #include "tools/page.h"
 #include "tools/running.h"
@@ -122,8 +123,16 @@ static void write_files(session &s, solve_report *report)
     }
 }
 
+// A wrong name would show only when a long solve has ended.
+static void check_files(const solve_options &o)
+{
+    for (const std::string &file : {o.solutionfile, o.basisfile, o.modelfile, o.reportfile})
+        if (!file.empty()) file_check_writable(file);
+}
+
 std::optional<solve_report> solve(session &s)
 {
+    check_files(s.options);
     if (s.options.action == solve_options::ATTACH)
         session_attach(s, SESSION_PATIENCE);
     else
