@@ -102,6 +102,9 @@ TEST_F(Status, VnttopShowsWhatTheServerSaysAndEndsAWorker)
 TEST_F(Status, VnttopSaysWhatIsWrong)
 {
     EXPECT_EQ(top({"--nonsense"}).status, 2);
+    for (const char *option : {"--listen", "--end", "--interval"})
+        EXPECT_EQ(top({option, ""}).status, 2) << option << " of an unset variable";
+    EXPECT_EQ(top({"--once", "--interval", "nan"}).status, 2);
     EXPECT_EQ(top({"--listen", "here"}).status, 2);
     EXPECT_EQ(top({"--once", "--json"}).status, 2);
     EXPECT_EQ(run({built("vnttop"), "--once"}, {"VANTO_STATUS="}).status, 2);

@@ -1,10 +1,12 @@
 #include "tools/options.h"
 
 #include "remote/base/pool.h"
+#include "tools/commandline.h"
 #include "tools/output.h"
 #include "vanto_remote.h"
 
-#include <CLI/CLI.hpp>
+#include <cfloat>
+#include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
 
@@ -56,18 +58,14 @@ struct command_line {
     std::vector<std::string> params;
 };
 
-// An unset variable in a script gives an empty name, which must not count as a missing option.
-static std::string nonempty_check(const std::string &value)
-{
-    return value.empty() ? "the name of a file is expected" : "";
-}
+static const value_check file_name = value_nonempty("the name of a file");
 
 using option = CLI::Option;
 
 // Declares an option whose value is the name of a file.
 static option *declare_file(CLI::App &app, const char *name, std::string &value, const char *text)
 {
-    return app.add_option(name, value, text)->type_name("FILE")->check(nonempty_check);
+    return app.add_option(name, value, text)->type_name("FILE")->check(file_name);
 }
 
 // What to solve and with which settings.  Returns the options that a solve under way cannot take.
@@ -86,7 +84,8 @@ static std::vector<option *> declare_model(CLI::App &app, command_line &line)
                        "the model: .mps, .qps, .lp or .min, also compressed by gzip, bzip2 or xz; "
                        "- for standard input, with --format"),
         format,
-        limit->type_name("SECONDS"),
+        limit->type_name("SECONDS")->check(
+            value_real("a number of seconds from 0 on", 0, HUGE_VAL)),
         param->type_name("NAME=VALUE")->allow_extra_args(false),
         declare_file(app, "--read-params", o.paramsin, "read parameters first"),
         declare_file(app, "--read-basis", o.basisin, "begin with a basis, for LPs"),
@@ -105,6 +104,7 @@ static std::vector<option *> declare_place(CLI::App &app, command_line &line)
     app.add_option("--connect-timeout", line.options.connecttimeout,
                    "how long reaching the server may take (10)")
         ->type_name("SECONDS")
+        ->check(value_real("a number of seconds above 0", DBL_MIN, DBL_MAX))
         ->excludes(local);
     return {server, local};
 }
@@ -149,7 +149,7 @@ static void declare_tickets(CLI::App &app, solve_options &o, std::vector<option 
                 o.action = action;
             },
             text);
-        exclude(option->type_name("FILE")->check(nonempty_check), solving);
+        exclude(option->type_name("FILE")->check(file_name), solving);
         solving.push_back(option);
         return option;
     };
@@ -179,7 +179,7 @@ static void declare_sweep(CLI::App &app, solve_options &o)
             o.action = solve_options::SWEEP;
         },
         "solve every model of a directory, many at once");
-    directory->type_name("DIRECTORY")->check(nonempty_check);
+    directory->type_name("DIRECTORY")->check(value_nonempty("the name of a directory"));
     for (const char *name : of_one_model)
         directory->excludes(app.get_option(name));
     auto *output = declare_file(app, "--output", o.outputfile,
@@ -188,7 +188,7 @@ static void declare_sweep(CLI::App &app, solve_options &o)
     auto *jobs =
         app.add_option("--jobs", o.jobs, "how many models at once (the processors of the servers)");
     directory->needs(output->needs(directory));
-    jobs->type_name("NUMBER")->needs(directory);
+    jobs->type_name("NUMBER")->check(value_whole("a number from 1 on", 1))->needs(directory);
 }
 
 static void declare_options(CLI::App &app, command_line &line)
@@ -221,11 +221,6 @@ static void check_options(const solve_options &o)
                       "a model from standard input needs --format: mps, qps, lp or min"};
     if (!o.server && !(o.detachfile + o.resilientfile).empty())
         throw failure{EXIT_USAGE, "--detach and --resilient need a server"};
-    if (o.timelimit && !(*o.timelimit >= 0))
-        throw failure{EXIT_USAGE, "--time-limit: a number of seconds from 0 on is expected"};
-    if (o.connecttimeout && !(*o.connecttimeout > 0))
-        throw failure{EXIT_USAGE, "--connect-timeout: a number of seconds above 0 is expected"};
-    if (o.jobs && *o.jobs < 1) throw failure{EXIT_USAGE, "--jobs: a number from 1 on is expected"};
 }
 
 std::optional<solve_options> options_parse(int argc, const char *const *argv)
@@ -233,6 +228,7 @@ std::optional<solve_options> options_parse(int argc, const char *const *argv)
     command_line line;
     CLI::App app("Solves an optimization model, on a worker server or in this process.",
                  "vntsolve");
+    commandline_style(app);
     declare_options(app, line);
     try {
         app.parse(argc, argv);

@@ -83,13 +83,16 @@ server_status status_parse(const std::string &document)
         if (word == "end") return s;
         line_read(line, word, s);
     }
-    throw failure{EXIT_CONNECTION, "the server's answer is not complete"};
+    throw failure{EXIT_CONNECTION, "no whole status came: is it the socket of vntworker -status=?"};
 }
 
 [[noreturn]] static void fail(const std::string &socket)
 {
-    throw failure{EXIT_CONNECTION, fmt::format("{}: {}", socket, strerror(errno))};
+    const char *why = errno == EAGAIN ? "no answer" : strerror(errno);
+    throw failure{EXIT_CONNECTION, fmt::format("{}: {}", socket, why)};
 }
+
+static constexpr time_t PATIENCE = 10; // seconds
 
 // Sends a line and returns all that comes back.
 static std::string ask(const std::string &socket, const std::string &request)
@@ -99,7 +102,7 @@ static std::string ask(const std::string &socket, const std::string &request)
     if (socket.size() >= sizeof address.sun_path) errno = ENAMETOOLONG, fail(socket);
     memcpy(address.sun_path, socket.data(), socket.size());
     const descriptor c(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const timeval patience = {10, 0};
+    const timeval patience = {PATIENCE, 0};
     setsockopt(c.fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     setsockopt(c.fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience); // a connect waits, too
     if (connect(c.fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)

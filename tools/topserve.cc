@@ -68,9 +68,10 @@ static int bind_to(httplib::Server &http, const place &p)
     const int port = p.port == 0                         ? http.bind_to_any_port(p.host)
                      : http.bind_to_port(p.host, p.port) ? p.port
                                                          : -1;
-    if (port < 0)
-        throw failure{EXIT_CONNECTION, fmt::format("{}:{} cannot be listened on: {}", p.host,
-                                                   p.port, strerror(errno))};
+    if (port < 0) // a host without an address leaves no errno
+        throw failure{EXIT_CONNECTION,
+                      fmt::format("{}:{} cannot be listened on: {}", p.host, p.port,
+                                  errno != 0 ? strerror(errno) : "no such host")};
     return port;
 }
 

@@ -1,11 +1,11 @@
 // vnttop: shows what a worker server does.
 
+#include "tools/commandline.h"
 #include "tools/output.h"
 #include "tools/terminal.h"
 #include "tools/topserve.h"
 #include "tools/toptable.h"
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -91,13 +91,15 @@ static void declare(CLI::App &app, top_options &o)
         ->type_name("PATH");
     auto *once = app.add_flag("--once", o.once, "print the table once");
     auto *json = app.add_flag("--json", o.json, "print one JSON object");
-    auto *end = app.add_option("--end", o.end, "end this worker")->type_name("ID");
+    auto *end = app.add_option("--end", o.end, "end this worker")
+                    ->type_name("ID")
+                    ->check(value_whole("the number of a worker", 1));
     auto *listen = app.add_option("--listen", o.listen,
                                   "serve a page and, at /metrics, figures for Prometheus");
-    listen->type_name("HOST:PORT");
+    listen->type_name("HOST:PORT")->check(value_nonempty("HOST:PORT"));
     app.add_option("--interval", o.interval, "time between two looks (2; 10 with --listen)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 3600.0));
+        ->check(value_real("a number of seconds from 0.1 to 3600", 0.1, 3600));
     for (auto *one : {once, json, end, listen})
         for (auto *other : {once, json, end, listen})
             if (one != other) one->excludes(other);
@@ -106,13 +108,14 @@ static void declare(CLI::App &app, top_options &o)
 
 static int options_read(CLI::App &app, top_options &o, int argc, char **argv)
 {
+    commandline_style(app);
     declare(app, o);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &asked) {
         return app.exit(asked);
     } catch (const CLI::ParseError &wrong) {
-        throw failure{EXIT_USAGE, wrong.what()};
+        throw failure{EXIT_USAGE, fmt::format("{} (--help lists the options)", wrong.what())};
     }
     if (o.socket.empty())
         throw failure{EXIT_USAGE, "--socket PATH is missing: the one of vntworker -status=PATH"};
