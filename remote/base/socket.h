@@ -29,7 +29,8 @@ void socket_tune(int fd);
 // sent at least twice, and has been silent for SOCKET_SILENCE.  The system detects the end of idle
 // connections by itself, but retransmits for a quarter of an hour.  A living peer that does not
 // read acknowledges window probes and is never dropped; these can be two minutes apart, hence the
-// count. A wait for a socket calls this every SOCKET_LOOK.  Both are milliseconds.
+// count.  A thread that waits for a socket calls this every SOCKET_LOOK, or another one for it.
+// Both are milliseconds.
 constexpr int SOCKET_SILENCE = 45000;
 constexpr int SOCKET_LOOK = 5000;
 bool socket_drop_silent(int fd);

@@ -246,6 +246,12 @@ child_view child_look(server_child *c)
     return view;
 }
 
+void child_drop_silent(server_child *c)
+{
+    mutex_holder hold(&c->lock); // the socket must stay
+    socket_drop_silent(c->client);
+}
+
 bool child_farewell(server_child *c)
 {
     mutex_holder hold(&c->lock);

@@ -170,6 +170,9 @@ void child_state_enter(server_child *c, child_state state);
 
 child_view child_look(server_child *c);
 
+// Ends the connection of a client that has not acknowledged what it was sent, see socket.h.
+void child_drop_silent(server_child *c);
+
 // Whether a worker that exited with status 0 had reported a regular end.
 bool child_farewell(server_child *c);
 

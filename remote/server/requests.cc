@@ -19,6 +19,8 @@ namespace vnt {
 static constexpr int SETTLE_TIME = 1000;
 // A worker may compute for longer than it may idle: with unread bytes the grace is so much longer.
 static constexpr int UNREAD_GRACES = 6;
+// How often a pump that waits for room looks whether its client is still there.
+static constexpr int ROOM_LOOK = 5000;
 
 // Reads the worker's report, which it has written in one piece.
 static void report_read(server_child *c)
@@ -32,8 +34,8 @@ static void report_read(server_child *c)
     c->farewell = c->reported == REPORT_READ && c->report != c->id;
 }
 
-// Waits a while for `events` on fd, and takes the worker's report meanwhile.  Returns 1 when they
-// are there, 0 when not yet, -1 when the pump must end.
+// Waits for `events` on fd, for room only for a while, and takes the worker's report meanwhile.
+// Returns 1 when they are there, 0 when not yet, -1 when the pump must end.
 static int watch(server_child *c, int fd, short events)
 {
     pollfd fds[] = {{c->stop_fd, POLLIN, 0},
@@ -42,8 +44,7 @@ static int watch(server_child *c, int fd, short events)
     int ready = 0;
     if (events != POLLIN ||
         !moment_wait(&c->requests_soon, [&] { return (ready = poll(fds, 3, 0)) != 0; }))
-        ready = poll(fds, 3, std::min(SOCKET_LOOK, c->grace));
-    if (ready == 0) socket_drop_silent(c->client);
+        ready = poll(fds, 3, events == POLLIN ? -1 : std::min(ROOM_LOOK, c->grace));
     if (ready <= 0) return 0;
     if (fds[0].revents != 0) return -1;
     if (fds[2].revents != 0) report_read(c);

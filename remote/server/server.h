@@ -45,7 +45,8 @@ struct server {
     server_child *children; // newest first
     server_counts counts;
     int64_t started;     // of clock_ms()
-    server_child *ended; // being destroyed; belongs to the reaper
+    server_child *ended; // being destroyed; this and the next belong to the reaper
+    int64_t next_look;   // of clock_ms(), at clients that may be silent
     int listen_fd;
     socket_file file;   // of listen_fd, where it is a Unix-domain socket
     status_port status; // belongs to the main thread
