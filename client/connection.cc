@@ -57,7 +57,7 @@ static int lose(client_env *e, int rc)
 int client_send(client_env *e, const void *message)
 {
     int rc = client_ready(e);
-    if (rc == 0) rc = client_stay(e, message);
+    if (rc == 0 && e->visiting) rc = client_stay(e, message);
     if (rc != 0) return rc;
     errno = 0;
     rc = e->io->ops.sendmsg(e->io, message);
@@ -81,7 +81,11 @@ int client_receive(client_env *e, const void **message)
     *message = nullptr;
     int rc = e->io->ops.recvmsg(e->io, &arrived);
     if (rc != 0) return lose(e, rc);
-    if (client_dispatch(e, arrived)) return 0;
+    switch (message_id(arrived)) {
+    case VNTMESSAGEID_CHANNEL:
+    case VNTMESSAGEID_INFO: client_dispatch(e, arrived); return 0;
+    case VNTMESSAGEID_UNKNOWN: return 0; // follows the refusal of a malformed request
+    }
     if (e->owed > 0)
         posted_answer_note(e, arrived);
     else
@@ -128,15 +132,20 @@ int client_ask(client_env *e, const void *question, uint32_t response_id, const 
     return client_visit(e, question, response_id, response);
 }
 
+static bool repeatable(const void *request)
+{
+    const solver_call *call = solvercalls_find(message_id(request));
+    return call != nullptr && solvercall_asks(call);
+}
+
 int client_exchange(client_env *e, void *request, uint32_t response_id, const void **response)
 {
     if (e->remote == 0) client_flags(request) |= FLAG_USEDEFAULTS;
     if (e->groupcall) return client_group_exchange(e, request, response_id, response);
     if (client_call_is_watched(e, request))
         return client_call_watch(e, request, response_id, response);
-    const solver_call *call = solvercalls_find(message_id(request));
-    bool asks = call != nullptr && solvercall_asks(call);
-    return (asks ? client_ask : client_roundtrip)(e, request, response_id, response);
+    if (e->visiting && repeatable(request)) return client_ask(e, request, response_id, response);
+    return client_roundtrip(e, request, response_id, response);
 }
 
 int client_call(client_env *e, void *request, uint32_t response_id, client_finish finish,

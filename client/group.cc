@@ -71,7 +71,7 @@ static int join(vntclient_group *g, const VNTENVptr *envs)
     for (size_t i = 0; i < g->count; i++) {
         client_env *e;
         int rc = client_env_find_open(envs[i], &e);
-        if (rc == 0) rc = client_stay(e, nullptr);
+        if (rc == 0 && e->visiting) rc = client_stay(e, nullptr);
         if (rc != 0) return rc;
         if (e->group != nullptr)
             return client_fail(VNTERR_BAD_ARGUMENT, "environment %zu is in a group already", i);

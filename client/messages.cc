@@ -43,15 +43,14 @@ static void info_dispatch(client_env *e, const vntmsg_INFO *message)
     if (elements.owned) free(elements.data);
 }
 
-bool client_dispatch(client_env *e, const void *message)
+void client_dispatch(client_env *e, const void *message)
 {
     e->receiving = true;
-    uint32_t id = message_id(message);
-    if (id == VNTMESSAGEID_CHANNEL) text_dispatch(e, static_cast<const vntmsg_CHANNEL *>(message));
-    if (id == VNTMESSAGEID_INFO) info_dispatch(e, static_cast<const vntmsg_INFO *>(message));
+    if (message_id(message) == VNTMESSAGEID_CHANNEL)
+        text_dispatch(e, static_cast<const vntmsg_CHANNEL *>(message));
+    else
+        info_dispatch(e, static_cast<const vntmsg_INFO *>(message));
     e->receiving = false;
-    // A worker sends an "unknown" message after the refusal of a malformed request.
-    return id == VNTMESSAGEID_CHANNEL || id == VNTMESSAGEID_INFO || id == VNTMESSAGEID_UNKNOWN;
 }
 
 int client_channels_enable(client_env *e)

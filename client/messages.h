@@ -11,9 +11,8 @@ namespace vnt {
 // The handlers with which the calling thread's environments are made.
 extern thread_local client_handlers client_default_handlers;
 
-// Passes info or a channel text to its handler.  Returns whether the message was handled or is to
-// be ignored.
-bool client_dispatch(client_env *e, const void *message);
+// Passes a channel text or info to its handler.
+void client_dispatch(client_env *e, const void *message);
 
 // Sends a text of the library itself to the solver's error channel.
 void client_complain(client_env *e, const char *text);

@@ -149,7 +149,6 @@ int client_visit_result(client_env *e, const void **response)
 
 int client_stay(client_env *e, const void *message)
 {
-    if (!e->visiting) return 0;
     const uint32_t id = message != nullptr ? message_id(message) : 0;
     const bool ends = id == VNTMESSAGEID_FREEPROB_REQ || id == VNTMESSAGEID_NETFREEPROB_REQ ||
                       id == VNTMESSAGEID_CLOSEVANTO_REQ;

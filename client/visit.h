@@ -31,7 +31,7 @@ int client_visit(client_env *e, const void *question, uint32_t response_id, cons
 // answer has been sent before, and did not arrive or went to another process.
 int client_visit_result(client_env *e, const void **response);
 
-// Makes an environment that is visiting stay connected, for `message`, null for any.
+// Makes an environment, which is visiting, stay connected for `message`, null for any.
 int client_stay(client_env *e, const void *message);
 
 } // namespace vnt
