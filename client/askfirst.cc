@@ -46,15 +46,12 @@ static int ask_element(call_request *r, const call_size &range, int64_t index,
 
 // A worker allocates and sends the whole range whatever its solver returns; two wrong numbers could
 // make that gigabytes.  So the ends of a long range are requested first: the solver refuses the
-// whole for the same reason as an end, except for a lack of space.  A call that is only started or
-// that goes to a group skips this.
-int ask_ends(call_request *r, call_return *c, bool *refused)
+// whole for the same reason as an end, except for a lack of space.
+static int ask_ends(call_request *r, call_return *c, bool *refused)
 {
     static constexpr int64_t LONG_RANGE = 1 << 20;
     const call_size *range = range_of(r);
-    *refused = false;
-    if (range == nullptr || r->env->armed || r->env->groupcall) return 0;
-    if (size_of(*range, r->record, r->sizes) < LONG_RANGE) return 0;
+    if (range == nullptr || size_of(*range, r->record, r->sizes) < LONG_RANGE) return 0;
     for (const call_term &end : {range->terms[1], range->terms[0]}) {
         const void *response;
         int rc = ask_element(r, *range, index_in(r, end), &response);
@@ -107,18 +104,17 @@ static int64_t surplus_in(const void *response, const call_argument &surplus)
 // one into space for the whole matrix would receive the matrix's size each time.  So a large space
 // is replaced by a small one at first, then by what the surplus says is needed.  If that does not
 // bring the answer, the call is carried out unchanged.
-int ask_for_little(call_request *r, call_return *c, bool *answered)
+static int ask_for_little(call_request *r, call_return *c, bool *answered)
 {
-    static constexpr int64_t LITTLE = 512, MUCH = 65536;
-    *answered = false;
+    static constexpr int64_t LITTLE = 512;
     const int at = space_argument(r->call);
-    if (at < 0 || r->env->armed || r->env->groupcall) return 0;
+    if (at < 0) return 0;
     const call_argument &arg = r->call->args[at], &surplus = r->call->args[at + 1];
     const call_term space = {arg.type == TYPE_LONG ? call_term::LONGFIELD : call_term::INTFIELD, 1,
                              arg.request_at};
     const int64_t offered = index_in(r, space);
     int rc = 0;
-    for (int64_t wanted = LITTLE; offered >= MUCH && wanted > 0 && !*answered;) {
+    for (int64_t wanted = LITTLE; offered >= ASK_FIRST_SPACE && wanted > 0 && !*answered;) {
         const void *response;
         put_index(r, space, wanted);
         rc = client_exchange(r->env, r->record, r->call->response, &response);
@@ -133,6 +129,14 @@ int ask_for_little(call_request *r, call_return *c, bool *answered)
     }
     put_index(r, space, offered);
     return rc;
+}
+
+int ask_first(call_request *r, call_return *c, bool *done)
+{
+    *done = false;
+    if (r->env->armed || r->env->groupcall) return 0;
+    int rc = ask_ends(r, c, done);
+    return rc == 0 && !*done ? ask_for_little(r, c, done) : rc;
 }
 
 } // namespace vnt

@@ -13,12 +13,12 @@
 
 namespace vnt {
 
-// Asks for the two ends of a long range.  `refused` says whether one was refused; then its answer
-// is in `c`.
-int ask_ends(call_request *r, call_return *c, bool *refused);
+// From so many elements of an output on, asking first may be worth it.
+constexpr int64_t ASK_FIRST_SPACE = 65536;
 
-// Offers little space, then what is needed.  `answered` says whether that brought the answer, which
-// is then in `c`.
-int ask_for_little(call_request *r, call_return *c, bool *answered);
+// Asks for the two ends of a long range, and for little of a large space and then for what is
+// needed.  `done` says that an end was refused, or that little was enough; then the answer is in
+// `c`.  Does nothing for a call that is only started or that goes to a group.
+int ask_first(call_request *r, call_return *c, bool *done);
 
 } // namespace vnt

@@ -32,32 +32,24 @@ call_request::~call_request()
 
 // Putting: what the sizes of arrays may depend on.
 
-// The worker's value of an object; 0 for null, which the solver is to refuse.
-static int find_object(call_request *r, call_word word, void *object, uint64_t *remote)
-{
-    if (word == CALL_ENV) {
-        int rc = client_env_find(static_cast<VNTENVptr>(object), &r->env);
-        *remote = rc == 0 ? r->env->remote : 0;
-        return rc;
-    }
-    if (object == nullptr) return 0;
-    bool net = word == CALL_NET || word == CALL_NET_BY_ADDRESS;
-    return client_object_find(r->env, object, net ? CLIENT_NET : CLIENT_LP, remote);
-}
-
 static int put_object(call_request *r, int i)
 {
     const call_argument &arg = r->call->args[i];
+    const bool by_address = arg.word == CALL_LP_BY_ADDRESS || arg.word == CALL_NET_BY_ADDRESS;
+    const bool net = arg.word == CALL_NET || arg.word == CALL_NET_BY_ADDRESS;
     void *object = r->args[i].p;
-    if (arg.word == CALL_LP_BY_ADDRESS || arg.word == CALL_NET_BY_ADDRESS) {
-        if (object == nullptr) return VNTERR_NULL_POINTER;
-        object = *static_cast<void **>(object);
+    if (by_address && object == nullptr) return VNTERR_NULL_POINTER;
+    if (by_address) object = *static_cast<void **>(object);
+    uint64_t remote = 0; // for null, which the solver is to refuse
+    int rc = 0;
+    if (arg.word == CALL_ENV) {
+        rc = client_env_find(static_cast<VNTENVptr>(object), &r->env);
+        if (rc == 0) remote = r->env->remote;
+    } else if (object != nullptr) {
+        rc = client_object_find(r->env, object, net ? CLIENT_NET : CLIENT_LP, &remote);
+        (net ? r->net : r->lp) = remote;
     }
-    uint64_t remote = 0;
-    int rc = find_object(r, arg.word, object, &remote);
     if (rc != 0) return rc;
-    if (arg.word == CALL_LP || arg.word == CALL_LP_BY_ADDRESS) r->lp = remote;
-    if (arg.word == CALL_NET || arg.word == CALL_NET_BY_ADDRESS) r->net = remote;
     handle_put(&field_at<message_array>(r->record, arg.request_at), r->handles[i],
                reinterpret_cast<void *>(remote));
     return 0;
@@ -254,14 +246,15 @@ static bool unwritten_text(const message_string &s)
 // A worker sends all outputs whatever the status.  A call that failed leaves the caller's arrays
 // alone, as a local call would: their size may have been the error.  A scalar or a text that the
 // solver has written, such as a surplus, is stored.
-static bool stays_out(const call_return *c, const call_argument &arg, const void *response)
+static bool stays_out(const call_argument &arg, const void *response)
 {
-    if (c->call->result != RESULT_STATUS || c->result.i == 0) return false;
     switch (arg.word) {
     case CALL_OUT:
     case CALL_INOUT:
     case CALL_OUTNAMES:
-    case CALL_OUTFILE: return true;
+    case CALL_OUTFILE:
+    case CALL_LP_BY_ADDRESS:
+    case CALL_NET_BY_ADDRESS: return true;
     case CALL_OUTVALUE:
     case CALL_OUTCHAR: return unwritten(response, arg);
     case CALL_OUTSTRING:
@@ -271,13 +264,22 @@ static bool stays_out(const call_return *c, const call_argument &arg, const void
     }
 }
 
+static void forget_freed(void **object)
+{
+    client_handle_forget(*object);
+    *object = nullptr;
+}
+
 static int fetch(const call_return *c, const void *response, int i)
 {
     const call_argument &arg = c->call->args[i];
     void *to = c->args[i].p;
-    if (arg.response_at == 0 || stays_out(c, arg, response)) return 0;
+    const bool failed = c->call->result == RESULT_STATUS && c->result.i != 0;
+    if (failed && stays_out(arg, response)) return 0;
     if (to == nullptr && arg.word != CALL_OUTNAMES) return 0;
     switch (arg.word) {
+    case CALL_LP_BY_ADDRESS:
+    case CALL_NET_BY_ADDRESS: forget_freed(static_cast<void **>(to)); return 0;
     case CALL_OUTVALUE:
     case CALL_OUTCHAR: fetch_scalar(response, arg, to); return 0;
     case CALL_OUT:
@@ -295,18 +297,6 @@ static int fetch(const call_return *c, const void *response, int i)
                            static_cast<char *>(c->args[i + 1].p), c->space[i + 1]);
     case CALL_OUTFILE: return fetch_file(c, response, i);
     default: return 0;
-    }
-}
-
-static void forget_freed(const call_return *c)
-{
-    if (c->result.i != 0) return;
-    for (int i = 0; i < c->call->nargs; i++) {
-        call_word word = c->call->args[i].word;
-        if (word != CALL_LP_BY_ADDRESS && word != CALL_NET_BY_ADDRESS) continue;
-        void **object = static_cast<void **>(c->args[i].p);
-        client_handle_forget(*object);
-        *object = nullptr;
     }
 }
 
@@ -376,9 +366,8 @@ int finish_call(client_env *e, const void *response, void *memory)
     if (rc != 0) {
         client_text_complete(rc);
         fail(c->call, c->args, rc, &c->result);
-    } else {
-        if (solver_status(c) != 0) client_fail_solver(e, solver_status(c));
-        forget_freed(c);
+    } else if (int status = solver_status(c)) {
+        client_fail_solver(e, status);
     }
     return c->call->result == RESULT_STATUS ? c->result.i : rc;
 }
@@ -391,6 +380,7 @@ static int note_outputs(const call_request *r, call_return *c)
         const call_argument &arg = r->call->args[i];
         bool known = size_known(arg.size, r->sizes);
         c->space[i] = known ? size_of(arg.size, r->record, r->sizes) : INT64_MAX;
+        c->large = c->large || c->space[i] >= ASK_FIRST_SPACE;
         c->args[i] = r->args[i];
         if (arg.word != CALL_OUTFILE) continue;
         const char *path = static_cast<const char *>(r->args[i].p);
@@ -400,39 +390,23 @@ static int note_outputs(const call_request *r, call_return *c)
     return 0;
 }
 
-namespace {
-// Lets the arrays of a response land in the caller's memory, for the length of an object.
-struct landing_holder {
-    client_env *env;
-    codec_landing landing;
-
-    landing_holder(client_env *e, const call_return *c)
-        : env(e), landing{c->call->response, c->call->result_at, 0, {}}
-    {
-        for (int i = 0; i < c->call->nargs && landing.n < codec_landing::MOST; i++) {
-            const call_argument &arg = c->call->args[i];
-            if (arg.word != CALL_OUT || arg.response_at == 0 || c->space[i] == INT64_MAX) continue;
-            landing.places[landing.n++] = {arg.response_at, {c->args[i].p, arg.type, c->space[i]}};
-        }
-        offer(&landing);
-    }
-    ~landing_holder() { offer(nullptr); }
-    landing_holder(const landing_holder &) = delete;
-    landing_holder &operator=(const landing_holder &) = delete;
-
-    void offer(const codec_landing *l) const
-    {
-        for (int64_t i = 0; env->io != nullptr && i < env->io->ncodecs; i++)
-            env->io->codecs[i]->landing = l;
-    }
-};
-} // namespace
-
-// Whether the response comes to this call, and over this connection.
-static bool lands(const call_request *r)
+// Where the arrays of the response are wanted.
+static codec_landing landing_of(const call_return *c)
 {
-    const client_env *e = r->env;
-    return r->call->result == RESULT_STATUS && !e->armed && !e->groupcall && !e->visiting;
+    codec_landing landing = {c->call->response, c->call->result_at, 0, {}};
+    for (int i = 0; i < c->call->nargs && landing.n < codec_landing::MOST; i++) {
+        const call_argument &arg = c->call->args[i];
+        if (arg.word == CALL_OUT && c->space[i] != INT64_MAX)
+            landing.places[landing.n++] = {arg.response_at, {c->args[i].p, arg.type, c->space[i]}};
+    }
+    return landing;
+}
+
+// Offers the places to the connection; null when the answer has come.
+static void offer_landing(const client_env *e, const codec_landing *l)
+{
+    for (int64_t i = 0; e->io != nullptr && i < e->io->ncodecs; i++)
+        e->io->codecs[i]->landing = l;
 }
 
 static int exchange(call_request *r, call_return *c)
@@ -443,25 +417,23 @@ static int exchange(call_request *r, call_return *c)
         if (r->env != nullptr) client_disarm(r->env);
         return rc;
     }
-    r->env->complaint[0] = '\0'; // what was said before does not belong to this call
-    bool done;
-    rc = ask_ends(r, c, &done);
-    if (rc == 0 && !done) rc = ask_for_little(r, c, &done);
+    client_env *e = r->env;
+    e->complaint[0] = '\0'; // what was said before does not belong to this call
+    bool done = false;
+    if (c->large) rc = ask_first(r, c, &done);
     if (rc != 0 || done) return rc;
     if (r->call->result == RESULT_STATUS) {
-        int result = 0;
-        if (lands(r)) {
-            const landing_holder place(r->env, c);
-            return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,
-                               &result);
-        }
-        return client_call(r->env, r->record, r->call->response, finish_call, c, sizeof *c,
-                           &result);
+        int result;
+        const codec_landing landing = landing_of(c);
+        if (!e->groupcall) offer_landing(e, &landing);
+        rc = client_call(e, r->record, r->call->response, finish_call, c, sizeof *c, &result);
+        offer_landing(e, nullptr);
+        return rc;
     }
     // A call that creates or counts is never only started: its caller needs the result now.
     const void *response;
-    rc = client_exchange(r->env, r->record, r->call->response, &response);
-    if (rc == 0) finish_call(r->env, response, c);
+    rc = client_exchange(e, r->record, r->call->response, &response);
+    if (rc == 0) finish_call(e, response, c);
     return rc;
 }
 
@@ -471,6 +443,7 @@ void call_remote(const solver_call *call, const call_value *args, call_value *re
     call_return back; // the path needs no zeros
     back.call = call;
     back.result = {};
+    back.large = false;
     client_text_begin();
     int rc = exchange(&request, &back);
     if (rc != 0) {

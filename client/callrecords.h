@@ -22,6 +22,7 @@ struct call_return {
     call_value args[SOLVERCALL_MAXARGS];
     int64_t space[SOLVERCALL_MAXARGS]; // elements that fit at a pointer, INT64_MAX for all
     call_value result;
+    bool large;          // some output may be large
     char path[PATH_MAX]; // of the file that the call writes
 };
 

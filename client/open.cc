@@ -120,7 +120,8 @@ static int remote_close(client_env *e)
     vntmsg_CLOSEVANTO_REQ request = {};
     request.messageid = VNTMESSAGEID_CLOSEVANTO_REQ;
     int rc = client_ready(e);
-    if (rc == 0 && e->visiting) rc = client_stay(e, &request); // a worker that was left would not end
+    if (rc == 0 && e->visiting)
+        rc = client_stay(e, &request); // a worker that was left would not end
     if (rc != 0 || e->remote == 0) return rc;
     client_value_put(&request.env, env16, e->remote);
     const void *response;
