@@ -212,6 +212,13 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
     }
 }
 
+TEST(Solve, APoolThatCannotBeReadIsAFileThatCannotBeRead)
+{
+    const process_result result = vntsolve({model("afiro.mps"), "--server", "@/nowhere/pool"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "vntsolve: /nowhere/pool: No such file or directory\n");
+}
+
 // What comes after a long solve is tried before it.
 TEST_P(Ends, FilesThatCannotBeWrittenAreRefusedBeforeTheSolve)
 {

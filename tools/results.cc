@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -18,6 +19,10 @@ results::results(const std::string &name)
 {
     if (fd < 0) file_fail(file);
     try {
+        struct stat there;
+        if (fstat(fd, &there) != 0) file_fail(file);
+        if (!S_ISREG(there.st_mode)) // it is read and cut off, too
+            throw failure{EXIT_UNREADABLE, file + ": a regular file is expected"};
         if (flock(fd, LOCK_EX | LOCK_NB) != 0)
             throw failure{EXIT_UNREADABLE, file + ": another sweep writes it"};
         read();

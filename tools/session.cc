@@ -1,5 +1,6 @@
 #include "tools/session.h"
 
+#include "remote/base/pool.h"
 #include "tools/files.h"
 #include "tools/interrupt.h"
 #include "tools/output.h"
@@ -109,6 +110,12 @@ void session_check(const session &s, int status, const std::string &what)
                                              more.empty() ? "" : ": ", more)};
 }
 
+// access() gives the better message.
+static void check_readable(const std::string &file)
+{
+    if (access(file.c_str(), R_OK) != 0) file_fail(file);
+}
+
 void session_openenv(session &s)
 {
     int status = 0;
@@ -117,6 +124,7 @@ void session_openenv(session &s)
         session_check(s, s.env != nullptr ? 0 : status, "opening the solver");
         return;
     }
+    if (const char *pool = pool_file(s.server.c_str())) check_readable(pool);
     const std::string address = "-address=" + s.server;
     const char *arguments[] = {address.c_str()};
     s.env = s.solver.vntclient_open(1, arguments, &status);
@@ -156,12 +164,6 @@ static void set_loglevel(session &s)
 {
     int level = (s.options.detachfile + s.options.resilientfile).empty() ? 1 : 2;
     session_check(s, s.solver.VNTLsetintparam(s.env, VNT_PARAM_LOG_LEVEL, level), "log level");
-}
-
-// access() gives the better message.
-static void check_readable(const std::string &file)
-{
-    if (access(file.c_str(), R_OK) != 0) file_fail(file);
 }
 
 static void set_params(session &s)
