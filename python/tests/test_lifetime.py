@@ -1,4 +1,5 @@
 import gc
+import logging
 import os
 import signal
 import subprocess
@@ -111,3 +112,50 @@ def test_ctrl_c_ends_a_solve_and_keeps_the_incumbent(env, models):
     result = model.solve()
     assert result.status == vanto.Status.STOPPED
     assert env.model([1.0], lb=1).solve().objective == 1
+
+
+@pytest.mark.parametrize("use", [
+    lambda run: run.result(), lambda run: list(run.progress()), lambda run: run.stop(),
+    lambda run: run.state, lambda run: run.model.close(), lambda run: run.model.env.close()])
+def test_a_child_of_a_fork_waits_for_no_solve(env, models, use):
+    run = env.read(models / "misc07.mps").start()
+    child = os.fork()
+    if child == 0:
+        try:
+            use(run)
+            os._exit(0)
+        except vanto.Error:
+            assert "another process" in repr(run)
+            os._exit(0)
+        finally:
+            os._exit(1)
+    for _ in range(200):
+        ended, status = os.waitpid(child, os.WNOHANG)
+        if ended:
+            break
+        time.sleep(0.05)
+    else:
+        os.kill(child, signal.SIGKILL)
+        os.waitpid(child, 0)
+        pytest.fail("the child hangs")
+    assert status == 0 and run.state == "running"
+    run.stop()
+    assert run.result().status == vanto.Status.STOPPED
+
+
+def test_a_model_that_goes_within_a_callback_is_freed_after_it(place):
+    class Collects(logging.Handler):
+        def emit(self, record):
+            models.clear()
+
+    log = logging.Logger("collects")
+    log.addHandler(Collects())
+    models = []
+    with vanto.Environment(place, log=log) as env:
+        models.append(env.model(c=[1]))
+        problem = models[0]._problem.c
+        with pytest.raises(vanto.Error):
+            empty = env.call("VNTLcreateprob", None, "x")
+            env.call("VNTEreadcopyprob", empty, "x.mps", b"?", 1, None)
+        assert not models
+        assert env.call("VNTLgetnumcols", problem) == 0  # it was freed

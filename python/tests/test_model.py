@@ -1,3 +1,7 @@
+import copy
+import os
+import pickle
+
 import numpy as np
 import pytest
 import scipy.sparse as sp
@@ -109,12 +113,40 @@ def test_files(env, models, tmp_path):
     (lambda e, m: m.solve(speed=1), AttributeError),
     (lambda e, m: e.model([1, 2], np.eye(3)), ValueError),
     (lambda e, m: e.params.range("none"), AttributeError),
+    (lambda e, m: e.params[5], TypeError),
+    (lambda e, m: m.solve(timelimit="long"), TypeError),
+    (lambda e, m: m.column(1.7), TypeError),
+    (lambda e, m: m.column("x\0z"), ValueError),
+    (lambda e, m: m.change_columns("x", c=1j), TypeError),
+    (lambda e, m: m.change_columns(["x", "y"], c=["1", "2"]), TypeError),
+    (lambda e, m: m.change_columns("x", c=np.array([1 + 2j])), TypeError),
+    (lambda e, m: m.change_columns(["x", "y"], c=np.ma.array([1, 2], mask=[0, 1])), TypeError),
+    (lambda e, m: m.add_columns(1, A=sp.csc_matrix([[1j]])), TypeError),
+    (lambda e, m: m.add_columns(1, names="ab"), TypeError),
+    (lambda e, m: m.add_columns(1, count=-1), ValueError),
+    (lambda e, m: m.add_indicator("x", [1], "<=", 1), TypeError),
+    (lambda e, m: m.add_indicator("x", {"y": 1}, "<=", 1, active=7), ValueError),
+    (lambda e, m: m.set_basis([0.5, 1.5], [0]), TypeError),
+    (lambda e, m: m.write("no\0where.lp"), ValueError),
+    (lambda e, m: e.model(5), ValueError),
+    (lambda e, m: e.model(lb=[1, 2]), ValueError),
+    (lambda e, m: e.model(columns=["a"]), ValueError),
+    (lambda e, m: e.model(A=np.zeros((2, 2, 2))), ValueError),
+    (lambda e, m: e.model([1, 2], integrality=[1, 0, 1]), ValueError),
+    (lambda e, m: e.model([1], name=5), TypeError),
+    (lambda e, m: m.start().set_limits(seconds=float("nan")), ValueError),
+    (lambda e, m: vanto.Environment("127.0.0.1:1", connect_timeout=-1), ValueError),
+    (lambda e, m: vanto.Environment(e.server, log=5), TypeError),
+    (lambda e, m: copy.copy(e.params), TypeError),
+    (lambda e, m: pickle.dumps(m), TypeError),
 ])
 def test_bad_input_says_what_was_wrong_and_changes_nothing(env, wrong, kind):
     model = small(env)
     with pytest.raises(kind) as caught:
         wrong(env, model)
     assert len(str(caught.value)) > 8
+    if env._handle.running is not None:
+        env._handle.running.wait()
     assert model.solve().objective == 1 and env.params.timelimit == 1e75
     assert env.params.nodelimit > 5
 
@@ -132,3 +164,43 @@ def test_empty_models(env):
     assert env.model().solve().objective == 0
     assert env.model([1, 1], lb=2).solve().objective == 4
     assert env.model(None, sp.csc_matrix((2, 0)), 0, 0).solve().optimal
+
+
+def test_a_damaged_sparse_matrix_is_refused(env):
+    for damage in (lambda a: a.indices.__setitem__(0, 99), lambda a: a.indices.__setitem__(0, -7),
+                   lambda a: a.indptr.__setitem__(1, 50)):
+        for kind in (sp.csc_matrix, sp.csr_matrix):
+            matrix = kind(np.eye(3))
+            damage(matrix)
+            with pytest.raises(ValueError, match="damaged"):
+                env.model(A=matrix)
+    matrix = sp.coo_matrix(np.eye(3))
+    matrix.row[1] = 99
+    with pytest.raises(ValueError, match="damaged"):
+        env.model(A=matrix)
+    assert env.model(A=sp.csr_array(np.eye(3)), lhs=1, c=np.float16([1, 2, 3])[::-1]) \
+        .solve().objective == 6
+
+
+def test_names_of_files_and_columns_that_are_not_utf8(env, tmp_path):
+    model = env.model(c=[1, 2], lb=1, columns=["größe", "y"])
+    model.write(tmp_path / "a.mps")
+    odd = os.fsencode(tmp_path) + b"/\xff.mps"
+    with open(odd, "wb") as file:
+        file.write((tmp_path / "a.mps").read_bytes().replace("größe".encode(), b"gr\xf6\xdfe"))
+    result = env.read(odd).solve()
+    env.read(os.fsdecode(odd)).write(os.fsencode(tmp_path) + b"/\xfe.mps")
+    env.close()
+    assert result.values() == {os.fsdecode(b"gr\xf6\xdfe"): 1, "y": 1}
+    assert os.path.exists(os.fsencode(tmp_path) + b"/\xfe.mps")
+
+
+def test_results_errors_and_progress_can_be_pickled_and_copied(env):
+    model = env.model([1, 2], lb=[3, 4], columns=["x", "y"])
+    result = model.solve()
+    for made in (pickle.loads(pickle.dumps(result)), copy.deepcopy(result)):
+        assert made.values() == {"x": 3, "y": 4} and made.status is vanto.Status.OPTIMAL
+        assert made.history == result.history and made.basis.columns.tolist() == [0, 0]
+    error = pickle.loads(pickle.dumps(vanto.Error(1012, "none here")))
+    assert (error.number, error.name, str(error)) == (1012, "VNTERR_NO_SOLUTION",
+                                                      "none here (VNTERR_NO_SOLUTION)")

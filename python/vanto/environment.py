@@ -30,9 +30,10 @@ class _Handle:
         self.process = os.getpid()
         self.lock = threading.RLock()
         self.running: Any = None  # the Run that has the environment
+        self.calling = 0          # calls that have begun; callbacks come in the middle of one
         self.last_error = ""      # of the error channel
         self.keep: list[Any] = []  # callbacks that the solver knows
-        self.unfreed: list[Any] = []  # problems that went while a solve ran
+        self.unfreed: list[Any] = []  # problems that went during a solve or a call
         self.results: weakref.WeakSet[Result] = weakref.WeakSet()  # that have no names yet
 
     @property
@@ -49,14 +50,15 @@ class _Handle:
                 self.library.VNTLcloseVANTO(place)
 
     def free(self, problem: Any) -> None:
-        """Frees a problem, or has it freed when the solve has ended that has the environment.
+        """Frees a problem, or has it freed when the solve or call ends that has the environment.
 
-        An object may go at any time, in any thread: nothing else may enter the library then.
+        An object may go at any time, in any thread, also in a callback: nothing else may enter
+        the library then.
         """
         if not self.usable:
             return
         with self.lock:
-            if self.running is not None:
+            if self.running is not None or self.calling > 0:
                 self.unfreed.append(problem)
             elif self.usable:
                 self.library.VNTLfreeprob(self.c, ffi.new("VNTLPptr *", problem))
@@ -64,12 +66,25 @@ class _Handle:
     def run_has_ended(self) -> None:
         with self.lock:
             self.running = None
-            while self.unfreed:
-                with contextlib.suppress(Error):  # with its worker, for instance
-                    self.free(self.unfreed.pop())
+            self.free_late()
+
+    def free_late(self) -> None:
+        """Frees what free() could not.  Under the lock."""
+        while self.unfreed and self.running is None and self.calling == 0:
+            with contextlib.suppress(Error):  # with its worker, for instance
+                self.free(self.unfreed.pop())
 
 
-class Parameters:
+class Bound:
+    """What cannot be copied: it is of one process and stands for an object of the library."""
+
+    def __reduce__(self) -> Any:
+        kind = type(self).__name__.lstrip("_")
+        raise TypeError(f"{kind} objects can neither be copied nor pickled; a Result can, and a "
+                        "function that makes a model can be given to other processes")
+
+
+class Parameters(Bound):
     """The parameters of an environment by name: `params.timelimit = 60`.
 
     Names are those of VNT_PARAM_* without the prefix, in any case, with or without underscores.
@@ -105,6 +120,10 @@ class Parameters:
         call(self._handle, "VNTLsetdefaults")
 
     def _info(self, name: str) -> _Parameter:
+        if not isinstance(name, str):
+            raise TypeError(f"a parameter's name is a str, not {name!r}")
+        if name.startswith("_"):  # what copy and inspect look for
+            raise AttributeError(name)
         plain = name.lower().replace("_", "")
         if plain not in self._known:
             found = [n for n in lib.parameters if n.replace("_", "") == plain]
@@ -152,7 +171,7 @@ class _Parameter:
             if not isinstance(value, str):
                 raise TypeError(f"{self.name} takes a str, not {value!r}")
         elif self.kind == "dbl":
-            value = float(value)
+            value = number_of(value, self.name)
         elif isinstance(value, (int, bool)) or hasattr(value, "__index__"):
             value = int(value)
         else:
@@ -162,14 +181,15 @@ class _Parameter:
         call(handle, f"VNTLset{self.kind}param", self.number, value)
 
 
-class Environment:
+class Environment(Bound):
     """An environment of the solver, in this process or in a worker of its own.
 
     server: None for this process, else "host:port", "host", "unix:path" or "@file": one of the
     servers that the file lists.  The attribute is the address of the one that it became.
     Keywords are parameters: Environment(threads=4, timelimit=60).
 
-    connect_timeout: seconds until Error with VNTERR_REMOTE where no server answers, 10 unless given.
+    connect_timeout: seconds until Error with VNTERR_REMOTE where no server answers, 10 unless
+    given; math.inf waits for ever.
 
     Messages of the solver go to the logger `log`: results and warnings, errors, and its log as
     DEBUG.  Close it with close() or use it as a context manager.
@@ -180,6 +200,8 @@ class Environment:
 
     def __init__(self, server: str | None = None, *, log: logging.Logger | None = None,
                  connect_timeout: float | None = None, **parameters: Any):
+        if log is not None and not hasattr(log, "log"):
+            raise TypeError(f"log is a logging.Logger, not {log!r:.60}")
         handle = _open(server, connect_timeout)
         if server is not None:  # of a pool, the one that was chosen
             server = ffi.string(lib.remote.vntclient_address(handle.c)).decode()
@@ -256,7 +278,7 @@ class Environment:
     def read(self, path: str | os.PathLike[str], format: str | None = None) -> Model:
         """The problem of a file; its format is that of its name unless given: "lp", "mps"."""
         from .model import Model
-        model = Model(self, name=os.path.splitext(os.path.basename(os.fspath(path)))[0])
+        model = Model(self, name=os.path.splitext(os.path.basename(os.fsdecode(path)))[0])
         model.read(path, format)
         return model
 
@@ -271,6 +293,8 @@ class Environment:
 
     def on_info(self, function: Callable[[int, Any], None] | None) -> None:
         """Calls function(tag, array) with what code inside the worker sends; None ends that."""
+        if function is not None and not callable(function):
+            raise TypeError(f"function is None or can be called with tag and array; {function!r}")
         handler = ffi.NULL
         if function is not None:
             handler = ffi.callback("vntclient_infohandler", _info_handler(function, self.log))
@@ -318,7 +342,10 @@ def _info_handler(function: Callable[[int, Any], None], log: logging.Logger) -> 
 @contextlib.contextmanager
 def connecting(timeout: float | None) -> Iterator[None]:
     """How long this thread may take to connect meanwhile, in seconds; 10 unless given."""
-    lib.remote.vntclient_connecttimeout(10_000 if timeout is None else round(timeout * 1000))
+    seconds = 10.0 if timeout is None else number_of(timeout, "connect_timeout")
+    if not seconds >= 0:
+        raise ValueError(f"connect_timeout takes seconds from 0 on, not {timeout!r}")
+    lib.remote.vntclient_connecttimeout(round(seconds * 1000) if seconds <= 2e6 else -1)
     try:
         yield
     finally:
@@ -335,6 +362,16 @@ def _open(server: str | None, timeout: float | None) -> _Handle:
     return _Handle(lib.remote, made)
 
 
+def number_of(value: Any, name: str) -> float:
+    """A float of a number; texts are none."""
+    try:
+        if isinstance(value, (str, bytes)):
+            raise TypeError
+        return float(value)
+    except (TypeError, ValueError):
+        raise TypeError(f"{name} takes a number, not {value!r:.60}") from None
+
+
 def call(handle: _Handle, function: str, *arguments: Any) -> Any:
     """Calls a function on an environment that nothing else uses at the time."""
     if handle.process != os.getpid():
@@ -346,6 +383,7 @@ def call(handle: _Handle, function: str, *arguments: Any) -> Any:
         if run is not None and not run._may_call():
             raise Error(1015, f"{function} must wait: a solve of this environment runs")
         handle.last_error = ""
+        handle.calling += 1
         try:
             result = getattr(handle.library, function)(handle.c, *arguments)
             if result == 0 and function in lib._values:  # a lost worker counts nothing, too
@@ -357,3 +395,6 @@ def call(handle: _Handle, function: str, *arguments: Any) -> Any:
             raise
         except Error as e:
             raise Error(e.number, handle.last_error or e.text) from None
+        finally:
+            handle.calling -= 1
+            handle.free_late()

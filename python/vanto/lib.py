@@ -44,6 +44,9 @@ class Error(Exception):
         self.text = text or _meanings.get(number, "")
         super().__init__(f"{self.text} ({self.name})" if self.text else self.name)
 
+    def __reduce__(self) -> Any:  # its arguments are not those of Exception
+        return Error, (self.number, self.text, self.name)
+
 
 def _roots() -> list[pathlib.Path]:
     """Where the headers and libraries may be: said so, beside this file, installed."""
@@ -120,7 +123,19 @@ def _strings(values: Any, keep: list[Any]) -> Any:
 
 
 def _bytes(text: str | bytes) -> bytes:
-    return text if isinstance(text, bytes) else text.encode()
+    """A text as C has it; what was not UTF-8 where Python read it becomes the same bytes again."""
+    if isinstance(text, bytes):
+        return text
+    if not isinstance(text, str):
+        raise TypeError(f"a str is taken, not {text!r:.60}")
+    if "\0" in text:
+        raise ValueError(f"a character 0 in {text!r:.60}")
+    return text.encode(errors="surrogateescape")
+
+
+def text_of(c: Any) -> str:
+    """A string of C's; bytes that are not UTF-8 become what str() of file names has for them."""
+    return ffi.string(c).decode(errors="surrogateescape")
 
 
 def _argument(wanted: Any, value: Any, name: str, keep: list[Any]) -> Any:
@@ -133,6 +148,8 @@ def _argument(wanted: Any, value: Any, name: str, keep: list[Any]) -> Any:
     if wanted.kind == "pointer" and isinstance(value, (list, tuple)) \
             and wanted.item.kind == "pointer" and not any(isinstance(v, ffi.CData) for v in value):
         return _strings(value, keep)
+    if wanted.kind == "pointer" and isinstance(value, (int, float)):
+        raise TypeError(f"{name}: {value!r} where {wanted.cname} is taken")
     return value
 
 

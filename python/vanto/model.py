@@ -1,6 +1,7 @@
 """Problems: columns, rows, discrete structure; and solving them."""
 from __future__ import annotations
 
+import operator
 import os
 import weakref
 from typing import Any, Mapping, Sequence, Union
@@ -8,8 +9,8 @@ from typing import Any, Mapping, Sequence, Union
 import numpy as np
 import scipy.sparse as sp
 
-from .environment import Environment, call
-from .lib import Error, ffi
+from .environment import Bound, Environment, call, number_of
+from .lib import Error, ffi, text_of
 from .result import Result
 from .run import Run
 
@@ -19,12 +20,21 @@ Numbers = Any  # a number or an array of them
 INFINITY = 1e20  # bounds of this magnitude are infinite to the solver
 
 
-def _doubles(values: Numbers, count: int, name: str, infinite: bool = False) -> np.ndarray:
-    """`count` float64 of one number or of so many."""
+def _numbers(values: Any, name: str) -> np.ndarray:
+    """float64 of what holds real numbers."""
     try:
-        array = np.asarray(values, dtype=np.float64)
+        array = np.asarray(values)
+        if array.dtype.kind not in "biufO" or np.ma.is_masked(values) or \
+                any(isinstance(v, (str, bytes)) for v in array.flat if array.dtype.kind == "O"):
+            raise TypeError
+        return array.astype(np.float64, copy=False)
     except (TypeError, ValueError):
         raise TypeError(f"{name}: not numbers: {values!r:.60}") from None
+
+
+def _doubles(values: Numbers, count: int, name: str, infinite: bool = False) -> np.ndarray:
+    """`count` float64 of one number or of so many."""
+    array = _numbers(values, name)
     if array.ndim == 0:
         array = np.full(count, float(array))
     if array.shape != (count,):
@@ -41,9 +51,12 @@ def _doubles(values: Numbers, count: int, name: str, infinite: bool = False) -> 
 def _matrix(values: Any, rows: int | None, columns: int | None, name: str) -> sp.csc_matrix:
     """As columns, each entry once."""
     if sp.issparse(values):
+        _sparse_check(values, name)
         matrix = values.tocsc()
     else:
-        array = np.atleast_2d(np.asarray(values, dtype=np.float64))
+        array = np.atleast_2d(_numbers(values, name))
+        if array.ndim != 2:
+            raise ValueError(f"{name}: {array.ndim} dimensions where 2 are taken")
         matrix = sp.csc_matrix(array)
     if (rows is not None and matrix.shape[0] != rows) or \
             (columns is not None and matrix.shape[1] != columns):
@@ -59,9 +72,26 @@ def _matrix(values: Any, rows: int | None, columns: int | None, name: str) -> sp
     return matrix
 
 
+def _sparse_check(matrix: Any, name: str) -> None:
+    """Refuses what scipy itself would follow out of its arrays: it looks at little of them."""
+    if matrix.dtype.kind not in "biuf":
+        raise TypeError(f"{name}: not numbers: {matrix.dtype}")
+    try:
+        if matrix.format in ("csc", "csr", "bsr"):
+            matrix.check_format(full_check=True)
+        elif matrix.format == "coo" and matrix.nnz > 0:
+            for index, size in ((matrix.row, matrix.shape[0]), (matrix.col, matrix.shape[1])):
+                if index.min() < 0 or index.max() >= size or len(index) != len(matrix.data):
+                    raise ValueError("an index out of range")
+    except ValueError as e:
+        raise ValueError(f"{name}: a damaged sparse matrix: {e}") from None
+
+
 def _names(names: Sequence[str] | None, count: int, what: str) -> list[str] | None:
     if names is None:
         return None
+    if isinstance(names, (str, bytes)) or not hasattr(names, "__iter__"):
+        raise TypeError(f"the names of {what} are a sequence of str, not {names!r:.60}")
     listed = [str(n) for n in names]
     if len(listed) != count:
         raise ValueError(f"{len(listed)} names of {count} {what}")
@@ -95,7 +125,10 @@ def _types(integrality: Any, count: int) -> np.ndarray | None:
             raise ValueError(f"{len(letters)} letters of C, B, I, S, N are one for each of {count} "
                              "columns")
         return np.frombuffer(letters.encode(), np.int8)
-    numbers = np.broadcast_to(np.asarray(integrality), (count,))
+    numbers = np.asarray(integrality)
+    if numbers.shape not in ((), (1,), (count,)):
+        raise ValueError(f"integrality: shape {numbers.shape} where ({count},) is taken")
+    numbers = np.broadcast_to(numbers, (count,))
     if not np.isin(numbers, (0, 1, 2, 3)).all():
         raise ValueError("integrality is 0 continuous, 1 integer, 2 semi-continuous, "
                          "3 semi-integer")
@@ -110,6 +143,8 @@ class _Problem:
         self.c = c
 
     def free(self) -> None:
+        if not self.handle.usable:
+            return
         run = self.handle.running
         if run is not None and run.problem is self:
             run.stop()
@@ -125,7 +160,7 @@ class _Problem:
             self.c = None
 
 
-class Model:
+class Model(Bound):
     """A problem of an environment.
 
     Model(env) is empty.  Model(env, c, A, lhs, rhs, lb, ub, integrality) minimises c x for
@@ -146,6 +181,12 @@ class Model:
                  rhs: Numbers = None, lb: Numbers = 0.0, ub: Numbers = np.inf,
                  integrality: Any = None, *, name: str = "model", maximize: bool = False,
                  columns: Sequence[str] | None = None, rows: Sequence[str] | None = None):
+        if not isinstance(env, Environment):
+            raise TypeError(f"a model is made in an Environment, not in {env!r:.60}")
+        sides = (lhs, rhs, integrality, columns, rows)
+        if c is None and A is None and (any(v is not None for v in sides) or np.ndim(lb) > 0
+                                        or np.ndim(ub) > 0):
+            raise ValueError("c or A is taken as well: it says how many columns there are")
         self.env = env
         self.name = name
         made = env.call("VNTLcreateprob", None, name)
@@ -175,7 +216,9 @@ class Model:
     def _copy(self, c: Any, A: Any, lhs: Numbers, rhs: Numbers, lb: Numbers, ub: Numbers,
               maximize: bool, columns: Sequence[str] | None, rows: Sequence[str] | None) -> None:
         if A is None:
-            A = sp.csc_matrix((0, np.asarray(c).shape[0]))
+            if np.ndim(c) != 1:
+                raise ValueError("c: a number for each column is taken where there is no A")
+            A = sp.csc_matrix((0, len(c)))
         matrix = _matrix(A, None, None, "A")
         m, n = matrix.shape
         sense, side, span = _sides(lhs, rhs, m)
@@ -262,7 +305,7 @@ class Model:
 
     @objective_offset.setter
     def objective_offset(self, value: float) -> None:
-        self.call("VNTLchgobjoffset", float(value))
+        self.call("VNTLchgobjoffset", number_of(value, "objective_offset"))
 
     @property
     def lb(self) -> np.ndarray:
@@ -320,7 +363,7 @@ class Model:
         space = -surplus[0]
         names, store = ffi.new("char *[]", count), ffi.new("char[]", space)
         self.call(function, names, store, space, surplus, 0, count - 1)
-        return [ffi.string(n).decode() for n in names]
+        return [text_of(n) for n in names]
 
     @property
     def column_names(self) -> list[str]:
@@ -349,9 +392,14 @@ class Model:
                 raise KeyError(f"no {what} is called {which!r}") from None
             return place[0]
         count = self.call(counted)
-        if not 0 <= int(which) < count:
-            raise IndexError(f"{what} {which} of {count}")
-        return int(which)
+        try:
+            index = operator.index(which)
+        except TypeError:
+            raise TypeError(f"a {what} is given by its name or a whole number, not {which!r:.60}") \
+                from None
+        if not 0 <= index < count:
+            raise IndexError(f"{what} {index} of {count}")
+        return index
 
     def _indices(self, which: Any, what: str) -> np.ndarray:
         """int32 of one or many columns or rows, by name or index; of a slice as well."""
@@ -360,10 +408,10 @@ class Model:
             return np.arange(count, dtype=np.int32)
         if isinstance(which, slice):
             return np.arange(count, dtype=np.int32)[which]
-        if isinstance(which, (str, int, np.integer)):
+        if np.ndim(which) == 0 and not hasattr(which, "__iter__") or isinstance(which, str):
             which = [which]
         listed: Any = which if isinstance(which, np.ndarray) else list(which)
-        if len(listed) and isinstance(listed[0], str):
+        if any(isinstance(w, str) for w in (listed[:1] if len(listed) > 1000 else listed)):
             find = self.column if what == "column" else self.row
             return np.array([find(w) for w in listed], np.int32)
         array = np.asarray(listed)
@@ -383,7 +431,11 @@ class Model:
 
         How many: the length of c, else the columns of A, else the names, else `count`.
         """
-        k = _count(c, None if A is None else np.shape(A)[1], names, count)
+        if A is not None:
+            A = _matrix(A, self.num_rows, None, "A")
+        k = operator.index(_count(c, None if A is None else A.shape[1], names, count))
+        if k < 0:
+            raise ValueError(f"{k} columns")
         first = self.num_columns
         low, high = _doubles(lb, k, "lb", True), _doubles(ub, k, "ub", True)
         matrix = _matrix(sp.csc_matrix((self.num_rows, k)) if A is None else A, self.num_rows, k,
@@ -482,8 +534,14 @@ class Model:
         letters = {"<=": "L", ">=": "G", "==": "E", "=": "E", "L": "L", "G": "G", "E": "E"}
         if sense not in letters:
             raise ValueError(f"sense is \"<=\", \">=\" or \"==\", not {sense!r}")
+        if not isinstance(row, Mapping):
+            raise TypeError(f"row has a coefficient for each of its columns, {{column: number}}; "
+                            f"not {row!r:.60}")
+        if active not in (0, 1):
+            raise ValueError(f"active is 0 or 1, not {active!r}")
         at = np.array([self.column(c) for c in row], np.int32)
-        self.call("VNTLaddindconstr", self.column(binary), int(not active), len(at), float(rhs),
+        self.call("VNTLaddindconstr", self.column(binary), int(not active), len(at),
+                  number_of(rhs, "rhs"),
                   ord(letters[sense]), at, _doubles(list(row.values()), len(at), "row"), name)
 
     def add_start(self, values: Mapping[Index, float] | Any, name: str | None = None) -> None:
@@ -516,7 +574,7 @@ class Model:
 
     def write(self, path: str | os.PathLike[str], format: str | None = None) -> None:
         """Writes the problem; the format is that of the name unless given: "lp", "mps"."""
-        self.call("VNTLwriteprob", os.fspath(path), format)
+        self.call("VNTLwriteprob", os.fsdecode(path), format)
 
     # --- Solving --------------------------------------------------------------------------
 
@@ -534,7 +592,10 @@ class Model:
 
 
 def _statuses(values: Any, count: int, name: str) -> np.ndarray:
-    array = np.ascontiguousarray(values, np.int32)
+    array = np.asarray(values)
+    if array.dtype.kind not in "iu" and array.size > 0:
+        raise TypeError(f"{name}: VNT_BASIS_* are whole numbers, not {values!r:.60}")
+    array = np.ascontiguousarray(array, np.int32)
     if array.shape != (count,):
         raise ValueError(f"{name}: shape {array.shape} where ({count},) is taken")
     return array
@@ -558,7 +619,7 @@ def _count(c: Numbers, columns: int | None, names: Sequence[str] | None, count: 
 
 def _file(path: str | os.PathLike[str]) -> tuple[str, bytes, int]:
     """Name, contents and length: the solver of a worker does not see this machine's files."""
-    name = os.fspath(path)
+    name = os.fsdecode(path)
     with open(name, "rb") as file:
         contents = file.read()
     return name, contents, len(contents)

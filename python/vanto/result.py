@@ -12,6 +12,8 @@ import numpy as np
 from . import lib
 from .lib import Error, ffi
 
+_absent = (1006, 1011, 1012, 1013, 1016, 1017)  # there is none, or the problem has no such thing
+
 if TYPE_CHECKING:
     from .model import Model
     from .run import Progress
@@ -60,7 +62,7 @@ class Result:
         self.duals = None if self.is_mip else self._array(ask, "VNTLgetpi", self.rows)
         self.reduced_costs = None if self.is_mip else self._array(ask, "VNTLgetdj", self.columns)
         self.basis = None if self.is_mip else self._basis(ask)
-        self._model = model
+        self._model: Model | None = model
         self._names: list[str] | None = None
         model._problem.handle.results.add(self)
 
@@ -70,7 +72,7 @@ class Result:
         try:
             ask(function, place)
         except Error as e:
-            if e.number == 1816:  # the worker is gone, and the result with it
+            if e.number not in _absent:  # the worker is gone, for instance, and the result with it
                 raise
             return None
         return place[0] if abs(place[0]) < 1e20 else None
@@ -81,7 +83,7 @@ class Result:
         try:
             ask(function, values, 0, count - 1)
         except Error as e:
-            if e.number == 1816:
+            if e.number not in _absent:
                 raise
             return None
         return values
@@ -91,7 +93,7 @@ class Result:
         try:
             ask("VNTLgetbase", columns, rows)
         except Error as e:
-            if e.number == 1816:
+            if e.number not in _absent:
                 raise
             return None
         return Basis(columns, rows)
@@ -103,9 +105,15 @@ class Result:
 
     def keep_names(self) -> Result:
         """Takes the names of the columns along, for when the model is closed."""
-        self._names = self._model.column_names
-        self._model._problem.handle.results.discard(self)
+        if self._model is not None and self._names is None:
+            self._names = self._model.column_names
+            self._model._problem.handle.results.discard(self)
         return self
+
+    def __getstate__(self) -> dict[str, Any]:
+        """All but the model: a copy, also in another process, has the names instead."""
+        self._model_changes()
+        return {**self.__dict__, "_model": None}
 
     def _model_changes(self) -> None:
         """The names go along unless they are so many that they had better be asked for."""
@@ -120,7 +128,10 @@ class Result:
         """
         if self.x is None:
             raise ValueError(f"no solution: {self.status.name.lower()}")
-        names = self._names if self._names is not None else self._model.column_names
+        names = self._names if self._model is None or self._names is not None \
+            else self._model.column_names
+        if names is None:
+            raise ValueError("the names stayed with the model: keep_names() takes them along")
         return dict(zip(names, self.x.tolist()))
 
     def _rows(self) -> list[tuple[str, str]]:

@@ -10,6 +10,7 @@ import time
 from typing import TYPE_CHECKING, Any, AsyncIterator, Callable, Iterator
 
 from . import lib
+from .environment import Bound, number_of
 from .lib import Error, ffi
 from .result import Result
 
@@ -42,7 +43,7 @@ class Progress:
     event: str = "progress"
 
 
-class Run:
+class Run(Bound):
     """A solve that was started: Model.start().
 
     It runs in a thread, in this process or in the worker.  All methods may be called from any
@@ -86,14 +87,24 @@ class Run:
                 raise
             run = (_Remote if model.env.server is not None else _Local)(model, optimize, restore)
             handle.running = run
-        run._thread.start()
+            run._begin_thread()
         return run
+
+    def _begin_thread(self) -> None:
+        """Under the environment's lock."""
+        try:
+            self._thread.start()
+        except RuntimeError:  # there may be no more threads
+            self._handle.run_has_ended()
+            _give_back(self.model, self._restore)
+            raise
 
     # --- From the outside -----------------------------------------------------------------
 
     @property
     def state(self) -> str:
         """ "running", "paused", "ended" or "detached"."""
+        self._check_process()
         with self._change:
             if self._left:
                 return "detached"
@@ -102,11 +113,13 @@ class Run:
     @property
     def history(self) -> list[Progress]:
         """All that was told so far."""
+        self._check_process()
         with self._change:
             return list(self._history)
 
     def progress(self) -> Iterator[Progress]:
         """What the solve tells, from its beginning until it ends."""
+        self._check_process()
         seen = 0
         while True:
             with self._change:
@@ -120,11 +133,12 @@ class Run:
                 return
 
     async def __aiter__(self) -> AsyncIterator[Progress]:
+        self._check_process()
         loop = asyncio.get_running_loop()
         queue: asyncio.Queue[Progress | None] = asyncio.Queue()
 
         def listen(told: Progress | None) -> None:
-            if not loop.is_closed():
+            with contextlib.suppress(RuntimeError):  # a loop that has been closed
                 loop.call_soon_threadsafe(queue.put_nowait, told)
 
         with self._change:
@@ -150,6 +164,11 @@ class Run:
 
     def wait(self, timeout: float | None = None) -> bool:
         """Waits until the solve has ended, `timeout` seconds at most; says whether it has."""
+        self._check_process()
+        if timeout is not None:
+            timeout = number_of(timeout, "timeout")
+            if not timeout < threading.TIMEOUT_MAX:
+                timeout = None
         with self._change:
             return self._change.wait_for(lambda: self._ended, timeout)
 
@@ -173,7 +192,10 @@ class Run:
 
     def set_limits(self, *, progress: int = 0, seconds: float | None = None) -> None:
         """Limits at which the solve pauses: a count of the solver's units, seconds from now."""
-        self._order("limits", (int(progress), NONE if seconds is None else float(seconds)))
+        limit = NONE if seconds is None else number_of(seconds, "seconds")
+        if not limit >= 0 or not 0 <= progress < 2**63:
+            raise ValueError(f"limits from 0 on are taken, not {progress!r}, {seconds!r} seconds")
+        self._order("limits", (int(progress), min(limit, NONE)))
 
     def resume(self) -> None:
         """Lets a paused solve go on, without limits."""
@@ -181,7 +203,7 @@ class Run:
 
     def inject(self, objective: float) -> None:
         """Tells the solve of a solution with this objective that was found elsewhere."""
-        value = float(objective)
+        value = number_of(objective, "objective")
         if not abs(value) < 1e20:
             raise ValueError(f"an objective of {objective!r}")
         self._order("inject", value)
@@ -199,7 +221,8 @@ class Run:
         return plot_run(self, axes)
 
     def __repr__(self) -> str:
-        return f"<vanto.Run {self.state}>"
+        there = self._handle.process == os.getpid()
+        return f"<vanto.Run {self.state if there else 'of another process'}>"
 
     def _result_here(self) -> Result:
         """The result, on a thread that Ctrl-C may interrupt: once ends the solve."""
@@ -212,7 +235,13 @@ class Run:
                 pass
         return self.result()
 
+    def _check_process(self) -> None:
+        """The thread of the solve is where it was started: after a fork, none ends a wait."""
+        if self._handle.process != os.getpid():
+            raise Error(1002, "this run belongs to the process that was forked")
+
     def _order(self, what: str, value: Any) -> None:
+        self._check_process()
         with self._change:
             if what == "stop":
                 self._stopping = True

@@ -79,6 +79,10 @@ def _read(path: str) -> tuple[dict[str, str], bytes]:
     entries = dict(line.partition(" ")[::2] for line in lines[1:])
     if not gap or lines[0] != _first or entries.get("check") != f"{zlib.crc32(record):08x}":
         raise ValueError(f"{path}: not as detach() and vntsolve --detach write it")
+    try:
+        float(entries.setdefault("started", str(time.time())))
+    except ValueError:  # the worker is of more worth than that line
+        entries["started"] = str(time.time())
     return entries, record
 
 
@@ -93,7 +97,7 @@ def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None,
     """
     from .model import Model
     from .run import _Remote
-    name = os.fspath(path)
+    name = os.fsdecode(path)
     entries, record = _read(name)
     place = ffi.new("VNTENVptr *")
     with connecting(connect_timeout):
@@ -107,8 +111,9 @@ def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None,
     model = Model._of(env, problem[0], urllib.parse.unquote(entries.get("model", "model")))
     run = _Remote(model, (), {})
     run.joining = True
-    run._begin -= max(0.0, time.time() - float(entries.get("started") or time.time()))
+    run._begin -= max(0.0, time.time() - float(entries["started"]))
     run._ticket = name
-    env._handle.running = run
-    run._thread.start()
+    with env._handle.lock:
+        env._handle.running = run
+        run._begin_thread()
     return run
