@@ -32,6 +32,38 @@ def test_an_error_says_which_model_and_the_rest_goes_on(place, models):
         assert caught.value.model_index == 1 and len(list(results)) == 1
 
 
+def test_whatever_a_function_raises_belongs_to_its_model(place):
+    def leaves(env):
+        raise SystemExit(3)
+
+    stray = vanto.Environment().model([1])
+    sources = [leaves, lambda env: None, stray, 5, lambda env: env.model([1.0], lb=1)]
+    results = vanto.map(sources, place, workers=2)
+    for kind in (SystemExit, TypeError, TypeError, TypeError):
+        with pytest.raises(kind):
+            next(results)
+    assert next(results).objective == 1
+    for wrong, kind in (("a.mps", TypeError), (stray, TypeError)):
+        with pytest.raises(kind):
+            vanto.map(wrong, place)
+    for wrong in ({"workers": 0}, {"patience": -1}):
+        with pytest.raises(ValueError):
+            vanto.map(sources, place, **wrong)
+    with pytest.raises(TypeError):
+        vanto.race(sources[-1], [5], place)
+
+
+def test_an_iterator_that_is_dropped_ends_its_solves(place, models):
+    before = threading.active_count()
+    for result in vanto.map([models / "p0033.mps"] + [models / "misc07.mps"] * 6, place, workers=2):
+        break
+    for _ in range(200):
+        if threading.active_count() <= before:
+            return
+        time.sleep(0.05)
+    pytest.fail("threads are left: " + ", ".join(t.name for t in threading.enumerate()))
+
+
 def test_cancel_ends_what_runs(place, models):
     results = vanto.map([models / "misc07.mps"] * 6, place, workers=2)
     threading.Timer(0.5, results.cancel).start()

@@ -3,13 +3,15 @@ from __future__ import annotations
 
 import contextlib
 import dataclasses
+import operator
 import os
 import queue
 import tempfile
 import threading
+import weakref
 from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
 
-from .environment import Environment
+from .environment import Bound, Environment, number_of
 from .lib import Error
 from .model import Model
 from .result import Result
@@ -23,7 +25,15 @@ _proofs = (1, 2, 3, 4, 10)
 
 
 def _make(source: Source, env: Environment) -> Model:
-    return source(env) if callable(source) else env.read(source)
+    if isinstance(source, Model):
+        raise TypeError("a Model belongs to one environment: name a file, or give a function that "
+                        "makes the model in the environment it is given")
+    if not callable(source):
+        return env.read(source)
+    made = source(env)
+    if not isinstance(made, Model):
+        raise TypeError(f"a function that makes a Model is taken; {source!r:.60} made {made!r:.60}")
+    return made
 
 
 @contextlib.contextmanager
@@ -38,32 +48,20 @@ def _source(model: Source | Model) -> Iterator[Source]:
         yield file
 
 
-class Map:
+class Map(Bound):
     """The results of map(), in the order of the models or as they come.
 
     Iterating gives Result objects, or pairs of index and Result as they come.  cancel() stops what
-    runs and leaves out the rest; so does leaving a `with` block.
+    runs and leaves out the rest; so does leaving a `with` block, and so does an iterator that
+    nothing refers to any more.
     """
 
-    def __init__(self, models: Sequence[Source], server: str | None, workers: int, ordered: bool,
-                 retries: int, patience: float | None, method: str, parameters: dict[str, Any]):
-        self._server, self._method, self._parameters = server, method, parameters
-        self._retries, self._patience, self._ordered = retries, patience, ordered
-        self._models = list(models)
-        self._waiting: queue.SimpleQueue[tuple[int, int]] = queue.SimpleQueue()
-        self._done: queue.SimpleQueue[tuple[int, Any]] = queue.SimpleQueue()
-        self._lock = threading.Lock()
-        self._running: set[Run] = set()
-        self._left = len(self._models)
-        self._cancelled = False
+    def __init__(self, crew: _Crew, ordered: bool):
+        self._crew, self._ordered = crew, ordered
+        self._count = len(crew.models)
         self._early: dict[int, Any] = {}  # what has come before its turn
         self._given = 0
-        for i in range(len(self._models)):
-            self._waiting.put((i, 0))
-        self._threads = [threading.Thread(target=self._work, name="vanto map", daemon=True)
-                         for _ in range(min(workers, len(self._models)))]
-        for thread in self._threads:
-            thread.start()
+        self._finish = weakref.finalize(self, crew.cancel)
 
     def __enter__(self) -> Map:
         return self
@@ -72,31 +70,26 @@ class Map:
         self.cancel()
 
     def __len__(self) -> int:
-        return len(self._models)
+        return self._count
 
     def cancel(self) -> None:
         """Stops the solves that run and begins no others; iterating ends."""
-        with self._lock:
-            self._cancelled = True
-            running = list(self._running)
-        for run in running:
-            run.stop()
-        self._done.put((-1, None))
+        self._crew.cancel()
 
     def __iter__(self) -> Map:
         return self
 
     def __next__(self) -> Any:
-        while self._given < len(self._models):
+        while self._given < self._count:
             if self._given in self._early:
                 return self._give(self._given, self._early.pop(self._given))
-            index, outcome = self._done.get()
+            index, outcome = self._crew.done.get()
             if index < 0:
                 break
             if not self._ordered:
                 return index, self._give(index, outcome)
             self._early[index] = outcome
-        self._given = len(self._models)
+        self._given = self._count
         raise StopIteration
 
     def _give(self, index: int, outcome: Any) -> Result:
@@ -105,6 +98,37 @@ class Map:
             outcome.model_index = index  # type: ignore[attr-defined]
             raise outcome
         return outcome
+
+
+class _Crew:
+    """The threads that solve what map() was given."""
+
+    def __init__(self, models: Sequence[Source], server: str | None, workers: int, retries: int,
+                 patience: float | None, method: str, parameters: dict[str, Any]):
+        self._server, self._method, self._parameters = server, method, parameters
+        self._retries, self._patience = retries, patience
+        self.models = models
+        self._waiting: queue.SimpleQueue[tuple[int, int]] = queue.SimpleQueue()
+        self.done: queue.SimpleQueue[tuple[int, Any]] = queue.SimpleQueue()
+        self._lock = threading.Lock()
+        self._running: set[Run] = set()
+        self._left = len(models)
+        self._process = os.getpid()
+        self._cancelled = False
+        for i in range(len(models)):
+            self._waiting.put((i, 0))
+        for _ in range(min(workers, len(models))):
+            threading.Thread(target=self._work, name="vanto map", daemon=True).start()
+
+    def cancel(self) -> None:
+        if self._process != os.getpid():
+            return
+        with self._lock:
+            self._cancelled = True
+            running = list(self._running)
+        for run in running:
+            run.stop()
+        self.done.put((-1, None))
 
     def _work(self) -> None:
         env = None
@@ -118,8 +142,8 @@ class Map:
                 continue  # a model may come back from a lost worker
             try:
                 env = env or self._open()
-                self._finish(index, self._solve(env, self._models[index]))
-            except Exception as e:
+                self._finish(index, self._solve(env, self.models[index]))
+            except BaseException as e:  # whatever a function of the caller's raises
                 lost = isinstance(e, Error) and e.number in _lost
                 if lost and env is not None:
                     env.close()
@@ -134,7 +158,7 @@ class Map:
     def _open(self) -> Environment:
         env = Environment(self._server, **self._parameters)
         if self._server is not None and self._patience is not None:
-            env.call("vntclient_settimeouts", int(1000 * self._patience), -1)
+            env.call("vntclient_settimeouts", int(min(1000 * self._patience, 2e9)), -1)
         return env
 
     def _solve(self, env: Environment, source: Source) -> Result:
@@ -154,7 +178,7 @@ class Map:
     def _finish(self, index: int, outcome: Any) -> None:
         with self._lock:
             self._left -= 1
-        self._done.put((index, outcome))
+        self.done.put((index, outcome))
 
 
 def map(models: Iterable[Source], server: str | None = None, workers: int | None = None, *,
@@ -172,11 +196,15 @@ def map(models: Iterable[Source], server: str | None = None, workers: int | None
     Errors: iterating raises what a model raised; its attribute model_index says which it was, and
     the next step goes on after it.
     """
-    listed = list(models)
-    count = workers if workers is not None else os.cpu_count() or 1
+    if isinstance(models, (str, bytes, os.PathLike, Model)) or callable(models):
+        raise TypeError(f"models are a list of names and functions, not {models!r:.60}")
+    count = operator.index(workers if workers is not None else os.cpu_count() or 1)
     if count < 1:
-        raise ValueError(f"{count} workers")
-    return Map(listed, server, count, ordered, retries, patience, method, parameters)
+        raise ValueError(f"{count} workers: 1 or more are taken")
+    if patience is not None and not number_of(patience, "patience") > 0:
+        raise ValueError(f"patience is None or seconds above 0, not {patience!r}")
+    crew = _Crew(list(models), server, count, operator.index(retries), patience, method, parameters)
+    return Map(crew, ordered)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -249,6 +277,10 @@ def _compete(model: Source | Model, settings: Sequence[Mapping[str, Any]], serve
              conducted: bool, method: str) -> Outcome:
     if not settings:
         raise ValueError("no settings")
+    for one in settings:
+        if not isinstance(one, Mapping):
+            raise TypeError(f"each of the settings has parameters by name, {{name: value}}; "
+                            f"not {one!r:.60}")
     with _source(model) as source, contextlib.ExitStack() as stack:
         envs = [stack.enter_context(Environment(server, **s)) for s in settings]
         models = [_make(source, env) for env in envs]
