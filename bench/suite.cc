@@ -1,9 +1,6 @@
 // suite: what the way to a worker and back costs, beside a bare relay of the same shape (socket,
 // pipe, process, pipe, socket), and how it grows with the bytes and with the clients.
 //
-//   suite [--rounds=N] [--json=FILE] [ROW...]      all rows, or those named
-//   suite --list
-//
 // The worker's solver is a stand-in that answers at once.  Prints a table in Markdown; what is
 // measured meanwhile goes to standard error.
 
@@ -14,6 +11,7 @@
 #include "test/server.h"
 #include "vanto_client.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -531,36 +529,37 @@ static void limit_raise()
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-static const char *option(const char *argument, const char *name)
+static std::vector<std::string> all_rows()
 {
-    size_t n = strlen(name);
-    return strncmp(argument, name, n) == 0 ? argument + n : nullptr;
+    std::vector<std::string> names;
+    for (const auto &row : rows)
+        names.emplace_back(row.name);
+    return names;
 }
 
 int main(int argc, char **argv)
 {
+    CLI::App app("Measures the way to a worker and back, beside a bare relay of the same shape.");
     int rounds = 5;
-    const char *json = nullptr;
-    std::vector<std::string> wanted;
-    for (int i = 1; i < argc; i++) {
-        if (const char *n = option(argv[i], "--rounds="))
-            rounds = std::max(1, atoi(n));
-        else if (const char *file = option(argv[i], "--json="))
-            json = file;
-        else
-            wanted.push_back(argv[i]);
-    }
+    std::string json;
+    std::vector<std::string> wanted = all_rows();
+    app.add_option("--rounds", rounds, "rounds, of which the table has the medians")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--json", json, "the table's figures also as JSON")->type_name("FILE");
+    app.add_option("ROW", wanted, "rows of the table; all without one")
+        ->check(CLI::IsMember(all_rows()));
+    CLI11_PARSE(app, argc, argv);
+
+    // Opened before the minutes of measuring.
+    FILE *f = json.empty() ? nullptr : fopen(json.c_str(), "w");
+    bench_must(json.empty() || f != nullptr, json.c_str());
     limit_raise();
     bench_report report(rounds);
-    for (const auto &row : rows) {
-        if (wanted == std::vector<std::string>{"--list"}) puts(row.name);
-        bool is = std::find(wanted.begin(), wanted.end(), row.name) != wanted.end();
-        if (wanted.empty() || is) row.measure(report);
-    }
-    if (wanted != std::vector<std::string>{"--list"}) report.print_table(stdout);
-    if (json == nullptr) return 0;
-    FILE *f = fopen(json, "w");
-    bench_must(f != nullptr, json);
+    for (const auto &row : rows)
+        if (std::find(wanted.begin(), wanted.end(), row.name) != wanted.end()) row.measure(report);
+    report.print_table(stdout);
+    if (f == nullptr) return 0;
     report.print_json(f);
     fclose(f);
     return 0;
