@@ -171,12 +171,35 @@ int message_copy_string(message_string *to, const message_string *from)
     return 0;
 }
 
+// Bytes of a string in memory, with the spare ones.
+static size_t text_size(const message_string &s)
+{
+    return s.present != 0 && s.length != 0 ? s.length + MESSAGE_SPARE : 0;
+}
+
+void message_place_strings(message_string *strings, uint64_t count, char *text)
+{
+    for (uint64_t i = 0; i < count; i++) {
+        size_t size = text_size(strings[i]);
+        strings[i].data = size > 0 ? text : nullptr;
+        text += size;
+    }
+}
+
 static int copy_strings(message_string *to, const message_string *from, uint32_t count)
 {
-    int rc = 0;
-    for (uint32_t i = 0; rc == 0 && i < count; i++)
-        rc = message_copy_string(&to[i], &from[i]);
-    return rc;
+    size_t size = 0;
+    for (uint32_t i = 0; i < count; i++) {
+        to[i] = {from[i].present, from[i].length, nullptr, 0};
+        size += text_size(from[i]);
+    }
+    if (size == 0) return 0;
+    char *text = static_cast<char *>(calloc(1, size));
+    if (text == nullptr) return MESSAGE_NOMEMORY;
+    message_place_strings(to, count, text);
+    for (uint32_t i = 0; i < count; i++)
+        if (to[i].data != nullptr) memcpy(to[i].data, from[i].data, from[i].length);
+    return 0;
 }
 
 // Copies a chunk's block into the empty chunk `to`.  After a failure `to` can still be uncopied.
@@ -226,11 +249,14 @@ void message_uncopy_string(message_string *s)
     *s = {};
 }
 
+// Frees the block that all strings of the chunk share: the first with bytes is its beginning.
 static void free_strings(const message_chunk *chunk)
 {
     auto strings = static_cast<message_string *>(chunk->data);
-    for (uint32_t i = 0; i < chunk->count; i++)
-        if (strings[i].present != 0) free(strings[i].data);
+    uint32_t i = 0;
+    while (i < chunk->count && strings[i].data == nullptr)
+        i++;
+    if (i < chunk->count) free(strings[i].data);
 }
 
 void message_uncopy_array(message_array *a)

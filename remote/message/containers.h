@@ -99,6 +99,11 @@ void message_unset_array(message_array *a);
 int message_set_file(message_file *f, const char *path);
 void message_unset_file(message_file *f);
 
+// Points strings that have no data yet at their bytes, which lie one behind the other at `text`,
+// each with MESSAGE_SPARE zero bytes behind it.  The strings of a chunk that owns its memory share
+// one block in this way.
+void message_place_strings(message_string *strings, uint64_t count, char *text);
+
 // Deep copies.  Errors: NOMEMORY, INVALID for a null source.
 int message_copy_string(message_string *to, const message_string *from);
 int message_copy_array(message_array *to, const message_array *from);

@@ -170,33 +170,39 @@ static int read_elements(fdio *f, char *to, uint64_t bytes, size_t width)
     return 0;
 }
 
-// Reads `count` elements into a new block, `*out`.  If memory runs out and `consume` is true, the
-// elements are still read off the stream.
-static int read_block(fdio *f, uint64_t count, size_t width, bool consume, void **out)
+namespace {
+// Text while it is being read.
+struct block {
+    char *data;
+    size_t used, room; // bytes
+};
+} // namespace
+
+// Makes room for so many more bytes and the spare ones behind them.
+static bool block_grow(block *b, size_t more)
 {
-    uint64_t bytes = count * width;
-    uint64_t room = 0;
-    char *data = nullptr;
-    int rc = 0;
-    *out = nullptr;
-    do {
-        uint64_t got = room;
-        room = std::min(bytes, std::max(2 * got, FIRST_BLOCK));
-        auto grown = static_cast<char *>(realloc(data, std::max(room, width) + MESSAGE_SPARE));
-        if (grown == nullptr) {
-            rc = consume ? skip(f, bytes - got) : 0;
-            if (rc == 0) rc = MESSAGE_NOMEMORY;
-            break;
-        }
-        data = grown;
-        rc = read_elements(f, data + got, room - got, width);
-    } while (rc == 0 && room < bytes);
-    if (rc != 0) {
-        free(data);
-        return rc;
+    size_t need = b->used + more + MESSAGE_SPARE;
+    if (need <= b->room) return true;
+    size_t room = std::max(need, b->room + b->room / 2);
+    void *grown = realloc(b->data, room);
+    if (grown == nullptr) return false;
+    *b = {static_cast<char *>(grown), b->used, room};
+    return true;
+}
+
+// Reads a string of `*left` > 0 bytes behind those that are there, with its spare bytes; `*left` is
+// what a lack of memory leaves unread.
+static int append_text(fdio *f, block *b, uint64_t *left)
+{
+    for (uint64_t piece; *left > 0; *left -= piece) {
+        piece = std::min(*left, PIECE);
+        if (!block_grow(b, piece)) return MESSAGE_NOMEMORY;
+        int rc = read_all(f, b->data + b->used, piece);
+        if (rc != 0) return rc;
+        b->used += piece;
     }
-    memset(data + bytes, 0, std::max(bytes, uint64_t(width)) + MESSAGE_SPARE - bytes);
-    *out = data;
+    memset(b->data + b->used, 0, MESSAGE_SPARE);
+    b->used += MESSAGE_SPARE;
     return 0;
 }
 
@@ -222,12 +228,15 @@ static int read_head(fdio *f, string_head *head)
     return 0;
 }
 
-// Reads the bytes of a string whose head has been read.
-static int read_body(fdio *f, string_head head, bool consume, message_string *value)
+// Reads the bytes of a string into a new block.
+static int read_text(fdio *f, uint64_t length, char **text)
 {
-    void *data = nullptr;
-    int rc = head.length > 0 ? read_block(f, head.length, 1, consume, &data) : 0;
-    if (rc == 0) *value = {head.present, head.length, static_cast<char *>(data), 0};
+    block b = {};
+    int rc = append_text(f, &b, &length);
+    if (rc != 0)
+        free(b.data);
+    else
+        *text = b.data;
     return rc;
 }
 
@@ -236,7 +245,10 @@ int fdio_readstring(stream *s, const char *, message_string *value)
     string_head head;
     *value = {};
     int rc = read_head(reader(s), &head);
-    return rc == 0 ? read_body(reader(s), head, false, value) : rc;
+    char *text = nullptr;
+    if (rc == 0 && head.length > 0) rc = read_text(reader(s), head.length, &text);
+    if (rc == 0) *value = {head.present, head.length, text, 0};
+    return rc;
 }
 
 static int skip_strings(fdio *f, uint32_t count)
@@ -258,6 +270,7 @@ struct filling {
     uint64_t count; // elements read so far
     uint64_t room;  // elements that fit
     bool exact;     // no further chunk will be joined to it
+    block text;     // of its strings
 };
 } // namespace
 
@@ -299,9 +312,13 @@ static int append_string(fdio *f, filling *c, uint32_t left)
         rc = skip(f, head.length);
         return rc != 0 ? rc : MESSAGE_NOMEMORY;
     }
-    message_string *to = reinterpret_cast<message_string *>(c->data) + c->count++;
-    *to = {};
-    return read_body(f, head, true, to);
+    auto strings = reinterpret_cast<message_string *>(c->data);
+    strings[c->count++] = {head.present, head.length, nullptr, 0};
+    if (head.length == 0) return 0;
+    uint64_t unread = head.length;
+    rc = append_text(f, &c->text, &unread);
+    int skipped = rc == MESSAGE_NOMEMORY ? skip(f, unread) : 0;
+    return skipped != 0 ? skipped : rc;
 }
 
 static int append_strings(fdio *f, filling *c, uint32_t left)
@@ -357,7 +374,9 @@ static int end_chunk(message_array *a, filling *c)
     size_t bytes = c->count * c->width;
     memset(c->data + bytes, 0, (c->count == 0 ? c->width : 0) + MESSAGE_SPARE);
     if (chunk_add(a, c->count, c->data) != 0) return MESSAGE_NOMEMORY;
-    *c = {nullptr, c->width, 0, 0, c->exact};
+    if (c->text.data != nullptr)
+        message_place_strings(reinterpret_cast<message_string *>(c->data), c->count, c->text.data);
+    *c = {nullptr, c->width, 0, 0, c->exact, {}};
     return 0;
 }
 
@@ -367,14 +386,6 @@ static int land_chunk(fdio *f, message_array *a, uint32_t count)
     const size_t width = message_element_size(a->type);
     int rc = read_elements(f, static_cast<char *>(f->landing.place), count * width, width);
     return rc == 0 ? chunk_add(a, count, nullptr) : rc;
-}
-
-static void free_chunk(filling *c, uint32_t type)
-{
-    auto strings = reinterpret_cast<message_string *>(c->data);
-    for (uint64_t i = 0; type == TYPE_STRING && i < c->count; i++)
-        free(strings[i].data);
-    free(c->data);
 }
 
 // An array of more chunks than this is joined into as few as possible: otherwise a peer that sends
@@ -402,7 +413,7 @@ static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)
 static int read_chunks(fdio *f, uint32_t n, message_array *a)
 {
     bool joined = n > MANY_CHUNKS;
-    filling c = {nullptr, message_element_size(a->type), 0, 0, !joined};
+    filling c = {nullptr, message_element_size(a->type), 0, 0, !joined, {}};
     int rc = 0;
     uint32_t left = n;
     for (; rc == 0 && left > 0; left--)
@@ -410,7 +421,8 @@ static int read_chunks(fdio *f, uint32_t n, message_array *a)
     if (rc == 0 && joined) rc = end_chunk(a, &c);
     if (rc == 0) return 0;
     uint32_t type = a->type;
-    free_chunk(&c, type);
+    free(c.text.data);
+    free(c.data);
     message_uncopy_array(a);
     if (rc != MESSAGE_NOMEMORY) return rc;
     rc = skip_chunks(f, type, left); // the chunk that failed is off the stream
