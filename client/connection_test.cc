@@ -1,5 +1,6 @@
 #include "client/connection.h"
 #include "test/doubles/answering_double.h"
+#include "test/has.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -7,21 +8,12 @@
 
 namespace vnt {
 
-namespace {
-
-bool says(const std::string &word)
-{
-    return std::string(vntclient_errortext()).find(word) != std::string::npos;
-}
-
-} // namespace
-
 TEST_F(opened, AFailedOpenSaysWhy)
 {
     auto refused = [](const std::string &address, const std::string &reason) {
         int status = 0;
         EXPECT_EQ(open_at(address, &status), nullptr);
-        EXPECT_TRUE(says(reason)) << vntclient_errortext();
+        EXPECT_TRUE(has(vntclient_errortext(), reason));
         return status;
     };
     EXPECT_EQ(refused("-address=127.0.0.1:1", "127.0.0.1:1: Connection refused"), VNTERR_REMOTE);
@@ -148,7 +140,7 @@ TEST_F(opened, ASilentWorkerIsGivenUpAfterTheTimeout)
     VNTLPptr lp = problem();
     EXPECT_EQ(vntclient_settimeouts(env, 60, -1), 0);
     EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_CONNECTION_LOST);
-    EXPECT_TRUE(says("timed out"));
+    EXPECT_TRUE(has(vntclient_errortext(), "timed out"));
 }
 
 TEST_F(opened, MessagesOnTheWayReachTheirHandlersInOrder)
@@ -240,7 +232,7 @@ TEST(Connection, ItsEndSaysWhatHasBecomeOfTheWorker)
         VNTENVptr env = opened::open_at(worker.address(), &status);
         VNTLPptr lp = VNTLcreateprob(env, &status, "p");
         EXPECT_EQ(VNTLlpopt(env, lp), VNTERR_CONNECTION_LOST);
-        EXPECT_TRUE(says(text)) << vntclient_errortext();
+        EXPECT_TRUE(has(vntclient_errortext(), text));
         VNTLcloseVANTO(&env);
     }
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include <arpa/inet.h>
@@ -69,6 +70,7 @@ inline bool give_to(int fd, const std::string &raw)
     return true;
 }
 
+// An address of this host alone, and a socket that listens on a free port of it.
 inline sockaddr_in loopback(int port)
 {
     sockaddr_in a = {};
@@ -76,6 +78,17 @@ inline sockaddr_in loopback(int port)
     a.sin_port = htons(static_cast<uint16_t>(port));
     a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return a;
+}
+inline int listener_open(int backlog, int *port)
+{
+    sockaddr_in a = loopback(0);
+    socklen_t length = sizeof a;
+    auto *at = reinterpret_cast<sockaddr *>(&a);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (bind(fd, at, length) != 0 || listen(fd, backlog) != 0 || getsockname(fd, at, &length) != 0)
+        abort();
+    *port = ntohs(a.sin_port);
+    return fd;
 }
 
 } // namespace vnt

@@ -78,7 +78,7 @@ std::string script_of(const std::vector<shown_command> &commands, const std::str
         "exec 2>&1\ncd " + folder + "\ntrap 'kill $(jobs -p) 2>/dev/null; wait' EXIT\n";
     for (const shown_command &c : commands) {
         script += "echo @@@\n" + c.command;
-        if (c.command.find(" &\n") != std::string::npos)
+        if (has(c.command, " &\n"))
             script +=
                 "for i in $(seq 600); do cat /proc/$$/fd/1 | grep -q '^Server started' && break; "
                 "sleep 0.05; done\n";
@@ -113,7 +113,7 @@ TEST_P(Documents, DoWhatTheyShow)
     if (SANITIZED) GTEST_SKIP() << "programs of the documents are built without the sanitizer";
     std::string page = file_text(source_path(GetParam())), port = free_port();
     page = std::regex_replace(page, std::regex("\\b4000\\b"), port);
-    EXPECT_EQ(page.find("```c\n"), std::string::npos) << "take code from examples/";
+    EXPECT_FALSE(has(page, "```c\n")) << "take code from examples/";
     static const std::regex taken("\\{\\{ (\\S+) \\}\\}");
     for (std::sregex_iterator i(page.begin(), page.end(), taken), end; i != end; ++i)
         EXPECT_NE(file_text(source_path((*i)[1])), "") << (*i)[1];

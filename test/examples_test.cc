@@ -15,7 +15,7 @@ TEST(Examples, AConductedSolveFindsTheOptimum)
     server s;
     process_result conduct = run({folder + "conduct", s.address(), model("p0201.mps")});
     EXPECT_EQ(conduct.status, 0) << conduct.err << s.log();
-    EXPECT_NE(conduct.out.find("7615, found by player "), std::string::npos) << conduct.out;
+    EXPECT_TRUE(has(conduct.out, "7615, found by player "));
 }
 
 // A client in another language, written from the document of the wire format.

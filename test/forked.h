@@ -44,7 +44,7 @@ class forked_process {
     {
         stop();
         std::string text = written();
-        EXPECT_EQ(text.find("Sanitizer"), std::string::npos) << text;
+        EXPECT_FALSE(has(text, "Sanitizer"));
         close(errors);
     }
     forked_process(const forked_process &) = delete;
@@ -57,6 +57,12 @@ class forked_process {
         text.resize(
             static_cast<size_t>(std::max<ssize_t>(pread(errors, text.data(), text.size(), 0), 0)));
         return text;
+    }
+
+    // Whether it comes to write that.
+    bool says(const std::string &text) const
+    {
+        return eventually([&] { return has(written(), text); });
     }
 
     bool ended() { return reaped || (reaped = waitpid(pid, &status, WNOHANG) == pid); }

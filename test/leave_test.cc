@@ -41,8 +41,7 @@ TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
                   .status,
               0);
     auto watch = [&](process &back) {
-        EXPECT_TRUE(eventually([&] { return back.err().find(" nodes") != std::string::npos; }))
-            << back.err();
+        EXPECT_TRUE(eventually([&] { return has(back.err(), " nodes"); })) << back.err();
     };
     process killed(command({"--attach", file.name}));
     watch(killed);
@@ -53,18 +52,17 @@ TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
     watch(leaving);
     leaving.kill(SIGINT);
     EXPECT_EQ(leaving.wait(seconds(10)), 9);
-    EXPECT_NE(leaving.err().find("the solve goes on: vntsolve --attach " + file.name),
-              std::string::npos);
+    EXPECT_TRUE(has(leaving.err(), "the solve goes on: vntsolve --attach " + file.name));
     EXPECT_EQ(member(leaving.out(), "status"), "running");
     EXPECT_EQ(schema_complaints("result", leaving.out()), "");
 
     process stopping(command({"--attach", file.name}));
     watch(stopping);
     stopping.kill(SIGINT);
-    EXPECT_TRUE(eventually([&] { return stopping.err().find("goes on") != std::string::npos; }));
+    EXPECT_TRUE(eventually([&] { return has(stopping.err(), "goes on"); }));
     stopping.kill(SIGINT);
     EXPECT_EQ(stopping.wait(seconds(10)), 9) << stopping.err();
-    EXPECT_NE(stopping.out().find("stopped by the user"), std::string::npos) << stopping.out();
+    EXPECT_TRUE(has(stopping.out(), "stopped by the user"));
 }
 
 TEST(Leave, AStatusTouchesNothingAndAKillEndsAll)
@@ -75,8 +73,8 @@ TEST(Leave, AStatusTouchesNothingAndAKillEndsAll)
     ASSERT_EQ(vntsolve({odd.name, "--server", remote.address(), "--detach", file.name}).status, 0);
     process_result look = vntsolve({"--status", file.name});
     EXPECT_EQ(look.status, 0) << look.err;
-    EXPECT_NE(look.out.find("State:       running"), std::string::npos) << look.out;
-    EXPECT_NE(look.out.find(odd.name), std::string::npos) << look.out;
+    EXPECT_TRUE(has(look.out, "State: running"));
+    EXPECT_TRUE(has(look.out, odd.name));
     const std::string json = vntsolve({"--status", file.name, "--json"}).out;
     EXPECT_EQ(schema_complaints("status", json), "");
     EXPECT_EQ(member(json, "state"), "running");
@@ -101,7 +99,7 @@ TEST(Leave, AWorkerThatIsGoneIsSaidSo)
     for (const char *way : {"--status", "--attach", "--kill"}) {
         process_result result = vntsolve({way, file.name});
         EXPECT_EQ(result.status, 5) << result.out;
-        EXPECT_NE(result.err.find("gone"), std::string::npos) << result.err;
+        EXPECT_TRUE(has(result.err, "gone"));
     }
 }
 
@@ -117,7 +115,7 @@ TEST(Leave, AResultThatCouldNotBeToldIsKept)
     EXPECT_EQ(vntsolve(untold).status, 3);
     process_result again = vntsolve(resilient);
     EXPECT_EQ(again.status, 3);
-    EXPECT_NE(again.err.find(file.name), std::string::npos) << again.err;
+    EXPECT_TRUE(has(again.err, file.name));
     process_result back = vntsolve({"--attach", file.name, "--json"});
     EXPECT_EQ(member(back.out, "objective"), "18.0") << back.err;
     EXPECT_EQ(vntsolve(resilient).status, 0) << "its worker is gone";

@@ -1,7 +1,7 @@
 #include "test/process.h"
+#include "test/bytes.h"
 #include "test/folders.h"
 
-#include <arpa/inet.h>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -142,16 +142,9 @@ std::string built(const std::string &name)
 
 std::string free_port(void)
 {
-    sockaddr_in place = {};
-    place.sin_family = AF_INET;
-    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof place;
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    bool bound = bind(fd, reinterpret_cast<sockaddr *>(&place), length) == 0 &&
-                 getsockname(fd, reinterpret_cast<sockaddr *>(&place), &length) == 0;
-    EXPECT_TRUE(bound);
-    close(fd);
-    return std::to_string(ntohs(place.sin_port));
+    int port;
+    close(listener_open(0, &port));
+    return std::to_string(port);
 }
 
 std::string file_text(const std::string &path)

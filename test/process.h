@@ -8,6 +8,7 @@
 #pragma once
 
 #include "remote/base/sanitizer.h"
+#include "test/has.h"
 
 #include <chrono>
 #include <string>

@@ -20,13 +20,7 @@ class scripted_server {
   public:
     explicit scripted_server(std::vector<script> scripts)
     {
-        listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = loopback(0);
-        socklen_t length = sizeof address;
-        bind(listener, reinterpret_cast<sockaddr *>(&address), length);
-        listen(listener, 5);
-        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length);
-        port = ntohs(address.sin_port);
+        listener = listener_open(5, &port);
         thread = std::thread([this, scripts] {
             for (const script &run : scripts) {
                 int fd = accept(listener, nullptr, nullptr);

@@ -87,9 +87,9 @@ TEST_F(Status, VnttopShowsWhatTheServerSaysAndEndsAWorker)
         std::istringstream(line) >> id;
         rows[id] = line;
     }
-    EXPECT_NE(rows[std::to_string(serving.id)].find("serving"), std::string::npos);
+    EXPECT_TRUE(has(rows[std::to_string(serving.id)], "serving"));
     const std::string id = std::to_string(parked());
-    EXPECT_NE(rows[id].find("parked"), std::string::npos);
+    EXPECT_TRUE(has(rows[id], "parked"));
     EXPECT_EQ(top({"--end", id}).out, "worker " + id + " is ended\n");
     EXPECT_TRUE(eventually([&] { return remote.workers().size() == 1; }));
     EXPECT_TRUE(eventually([&] { return look()["ended"]["ordered"] == 1; }));
@@ -116,7 +116,7 @@ TEST_F(Status, VnttopSaysWhatIsWrong)
     const std::string manual = file_text(source_path("docs/man/vnttop.1"));
     for (size_t at = 0; (at = help.out.find("\n  --", at)) != std::string::npos; at++) {
         std::string option = help.out.substr(at + 5, help.out.find(' ', at + 5) - at - 5);
-        EXPECT_NE(manual.find("\\-\\-" + option), std::string::npos) << option;
+        EXPECT_TRUE(has(manual, "\\-\\-" + option)) << option;
     }
 }
 
@@ -141,18 +141,18 @@ TEST_F(Status, PrometheusAndBrowsersAreServed)
     for (const std::string &line :
          {std::string("vanto_up 1\n"), std::string("vanto_workers{state=\"parked\"} 1\n"),
           "vanto_worker_cpu_seconds_total{worker=\"" + id + "\",client=\"127.0.0.1:"})
-        EXPECT_NE(metrics.find(line), std::string::npos) << line << metrics;
+        EXPECT_TRUE(has(metrics, line));
     ASSERT_TRUE(
         eventually([&] { return !json::parse(http_get(there, "/data"))["samples"].empty(); }));
     EXPECT_EQ(json::parse(http_get(there, "/data"))["workers"].size(), 2u);
     std::string html = http_get(there, "/");
-    EXPECT_NE(html.find("</html>"), std::string::npos);
+    EXPECT_TRUE(has(html, "</html>"));
     const std::string space = "http://www.w3.org/2000/svg"; // a name only
     html.erase(html.find(space), space.size());
-    EXPECT_EQ(html.find("//www"), std::string::npos) << "a browser without a network shows it";
-    EXPECT_EQ(html.find("src="), std::string::npos);
+    EXPECT_FALSE(has(html, "//www")) << "a browser without a network shows it";
+    EXPECT_FALSE(has(html, "src="));
     remote.stop(SIGTERM);
-    EXPECT_EQ(http_get(there, "/metrics").find("vanto_up 1"), std::string::npos);
+    EXPECT_FALSE(has(http_get(there, "/metrics"), "vanto_up 1"));
     page.kill(SIGTERM);
     EXPECT_EQ(page.wait(seconds(10)), 0);
     if (run({"/bin/sh", "-c", "command -v promtool"}).status != 0)
@@ -191,7 +191,7 @@ TEST_F(Status, TheLiveTableFollowsItsWindow)
     };
     EXPECT_TRUE(eventually([&] { return widest() > 60; })) << seen;
     EXPECT_LE(widest(), 80u);
-    EXPECT_NE(seen.find(" parked "), std::string::npos) << seen;
+    EXPECT_TRUE(has(seen, " parked "));
     size.ws_col = 40;
     ioctl(fd, TIOCSWINSZ, &size);
     EXPECT_TRUE(eventually([&] { return widest() <= 40; })) << seen;

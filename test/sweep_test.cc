@@ -65,8 +65,8 @@ TEST_F(Sweep, SolvesWhatIsAModelAndGoesOnWhereItWasStopped)
     put("README.md", "README.md");
     const process_result first = run(sweeping({"--local", "--jobs", "2"}));
     EXPECT_EQ(first.status, 0) << first.err;
-    EXPECT_NE(first.err.find("skipped, no models by their names: README.md\n"), first.err.npos);
-    EXPECT_NE(first.err.find("2 solved"), first.err.npos) << first.err;
+    EXPECT_TRUE(has(first.err, "skipped, no models by their names: README.md\n"));
+    EXPECT_TRUE(has(first.err, "2 solved"));
     EXPECT_EQ(ends(), (std::map<std::string, int>{{"AFIRO.MPS", 0}, {"woodinfe.mps", 6}}));
     const std::string text = output.text(), line = text.substr(0, text.find('\n'));
     EXPECT_EQ(schema_complaints("result", line), "");
@@ -110,7 +110,7 @@ TEST_F(Sweep, RefusesWhatItCannotDo)
         if (arguments[0] == built("vntsolve")) arguments.erase(arguments.begin());
         const process_result result = vntsolve(arguments);
         EXPECT_EQ(result.status, m.status) << result.err;
-        EXPECT_NE(result.err.find(m.says), std::string::npos) << result.err;
+        EXPECT_TRUE(has(result.err, m.says));
     }
     EXPECT_EQ(foreign.text(), "a file of the user\n");
     EXPECT_EQ(output.text(), "");
@@ -124,12 +124,10 @@ TEST_F(Sweep, AnInterruptKeepsWhatIsDone)
     ASSERT_TRUE(eventually([&] { return count() == 3; })) << first.err();
     const process_result other = run(sweeping({"--local"}));
     EXPECT_EQ(other.status, 3);
-    EXPECT_NE(other.err.find("another sweep writes it"), std::string::npos) << other.err;
+    EXPECT_TRUE(has(other.err, "another sweep writes it"));
     first.kill(SIGINT);
     EXPECT_EQ(first.wait(seconds(10)), 9);
-    EXPECT_NE(first.err().find("3 of 4 models are done; the same command goes on"),
-              std::string::npos)
-        << first.err();
+    EXPECT_TRUE(has(first.err(), "3 of 4 models are done; the same command goes on"));
     const process_result second = run(sweeping({"--local", "--time-limit", "0.2"}));
     EXPECT_EQ(second.status, 8) << second.err;
     EXPECT_EQ(ends()["long.mps"], 8);
@@ -147,7 +145,7 @@ TEST_F(SlowSweep, AModelThatEndsItsWorkerThriceIsAFailure)
     EXPECT_EQ(result.status, 1) << result.err;
     EXPECT_EQ(ends(), (std::map<std::string, int>{
                           {"0afiro.mps", 0}, {"1afiro.mps", 0}, {"deadly.mps", 5}}));
-    EXPECT_NE(output.text().find("its worker ended 3 times"), std::string::npos) << output.text();
+    EXPECT_TRUE(has(output.text(), "its worker ended 3 times"));
 }
 
 // One of two servers is killed, and its workers with it; a third one joins.
@@ -169,9 +167,8 @@ TEST_F(Sweep, WhatALostServerHadIsSolvedByAnother)
     EXPECT_EQ(all.size(), 61u);
     for (const auto &[name, end] : all)
         EXPECT_EQ(end, name == "long.mps" ? 8 : 0) << name;
-    EXPECT_NE(output.text().find(joins.address()), std::string::npos) << output.text();
-    EXPECT_NE(sweep.err().find(lost->address() + " does not answer"), std::string::npos)
-        << sweep.err();
+    EXPECT_TRUE(has(output.text(), joins.address()));
+    EXPECT_TRUE(has(sweep.err(), lost->address() + " does not answer"));
 }
 
 } // namespace vnt

@@ -3,6 +3,7 @@
 #include "docs/reference/lists.h"
 #include "docs/reference/rows.h"
 #include "test/folders.h"
+#include "test/has.h"
 
 #include <gtest/gtest.h>
 #include <regex>
@@ -80,7 +81,7 @@ TEST(Rows, TellDirectionTypeAndLength)
               "namestore|out|char|storespace\nstorespace|in|int64_t|\n"
               "surplus_p|out|int64_t|\nbegin|in|int|\nend|in|int|\n");
     EXPECT_EQ(rows_of("VNTLfreeprob"), "env|in|VNTENVptr|\nlp|in, out|VNTLPptr *|\n");
-    EXPECT_NE(rows_of("VNTLNETextract").find("colmap|out|int|columns + rows\n"), std::string::npos);
+    EXPECT_TRUE(has(rows_of("VNTLNETextract"), "colmap|out|int|columns + rows\n"));
     EXPECT_EQ(rows_of("VNTLopenVANTO"), "status_p|out|int *|\n") << "has no row";
 }
 
@@ -114,9 +115,9 @@ TEST(ManualPage, SaysWhatTheHeaderAndTheRowSay)
           ".B \"int VNTLgetcols(VNTENVptr env, VNTLPptr lp, int64_t *nzcnt_p,",
           ".I cmatind\nout: int, elements: cmatspace\n", "0, or one of VNTERR_*.",
           ".BR VNTLgetrows (3)"})
-        EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
-    EXPECT_EQ(text.find("does not support"), std::string::npos);
-    EXPECT_NE(page("VNTLpivot.3").find("The open solver does not support"), std::string::npos);
+        EXPECT_TRUE(has(text, part));
+    EXPECT_FALSE(has(text, "does not support"));
+    EXPECT_TRUE(has(page("VNTLpivot.3"), "The open solver does not support"));
 }
 
 TEST(ManualPage, KeepsControlLinesOfTextsApart)
@@ -134,24 +135,22 @@ TEST(ManualPage, KeepsControlLinesOfTextsApart)
 TEST(ManualPage, OfTheHeaderNamesAllStatusesAndFunctions)
 {
     std::string text = page("vanto.3");
-    EXPECT_NE(text.find(".BR VNTERR_NO_MEMORY \" = 1001\""), std::string::npos);
-    EXPECT_NE(text.find("null, closed or foreign environment"), std::string::npos);
-    EXPECT_NE(text.find(".BR VNT_INFINITY \" = 1e20\""), std::string::npos);
+    EXPECT_TRUE(has(text, ".BR VNTERR_NO_MEMORY \" = 1001\""));
+    EXPECT_TRUE(has(text, "null, closed or foreign environment"));
+    EXPECT_TRUE(has(text, ".BR VNT_INFINITY \" = 1e20\""));
     for (const header_group &g : solver().groups)
         for (const header_function &f : g.functions)
-            EXPECT_NE(text.find(".BR " + f.name + " (3)"), std::string::npos) << f.name;
+            EXPECT_TRUE(has(text, ".BR " + f.name + " (3)")) << f.name;
 }
 
 TEST(SitePages, ListEveryParameter)
 {
     std::string page = parameters_page(solver());
-    EXPECT_NE(page.find("| `CUTS` | `mip.cuts` | 1131 | int | 1 | 0 to 1 | 0 off, 1 on |"),
-              std::string::npos)
-        << page;
+    EXPECT_TRUE(has(page, "| `CUTS` | `mip.cuts` | 1131 | int | 1 | 0 to 1 | 0 off, 1 on |"));
     for (const header_enum &e : solver().enums) {
         for (const header_constant &c : e.constants) {
             if (!c.name.starts_with("VNT_PARAM_")) continue;
-            EXPECT_NE(page.find("| " + c.value + " |"), std::string::npos) << c.name;
+            EXPECT_TRUE(has(page, "| " + c.value + " |")) << c.name;
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include "remote/base/log.h"
 #include "remote/handler/registry.h"
+#include "test/has.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -71,8 +72,8 @@ TEST(Handler, NamesTheFunctionThatTheSolverLacks)
     char text[4096] = "";
     EXPECT_GT(pread(log, text, sizeof text - 1, 0), 0);
     close(log);
-    EXPECT_NE(std::string(text).find("VNTLgetnumsos"), std::string::npos);
-    EXPECT_NE(std::string(text).find("VNTLlpopt"), std::string::npos);
+    EXPECT_TRUE(has(text, "VNTLgetnumsos"));
+    EXPECT_TRUE(has(text, "VNTLlpopt"));
 }
 
 TEST(Disconnect, ParksTheWorkerUntilTheServerSpeaks)

@@ -103,12 +103,24 @@ struct letter_server : server_process {
         EXPECT_GT(port, 0) << written();
     }
 
-    // Whether it comes back to so many descriptors and threads.
-    bool holds(long descriptors, long threads)
+    // Whether it comes to have so many connections without a worker, or nothing but what it began
+    // with.
+    bool holds(size_t connections)
+    {
+        return eventually([&] { return count("fd") == descriptors + long(connections); });
+    }
+    bool holds_nothing()
     {
         return eventually([&] { return count("fd") == descriptors && count("task") == threads; });
     }
+
+    const long descriptors = count("fd"), threads = count("task"); // at first
 };
+
+static int letters_run(int argc, char **argv)
+{
+    return server_run({letters}, argc, argv);
+}
 
 // A client that has got a worker, which it may leave for another.
 struct served_client : raw_client {
@@ -126,6 +138,12 @@ struct served_client : raw_client {
 static pid_t process_of(const raw_client &c)
 {
     return static_cast<pid_t>(c.id);
+}
+static std::string address_of(const raw_client &c)
+{
+    char address[SOCKNAM_SIZE];
+    socknam(c.fd, 0, address);
+    return address;
 }
 static void expect_joined(raw_client &next, const raw_client &before)
 {
@@ -162,10 +180,8 @@ TEST(Server, AWorkersTitleTellsOfItsClient)
     const std::string program = program_invocation_short_name;
     letter_server server({"-log-time"});
     const std::string command = title(server.pid);
-    raw_client c(server.port);
-    ASSERT_EQ(c.new_worker(), 0);
-    char client[SOCKNAM_SIZE];
-    socknam(c.fd, 0, client);
+    served_client c(server);
+    const std::string client = address_of(c);
     std::string shown = title(process_of(c));
     EXPECT_EQ(shown.size(), command.size());
     shown.resize(std::min(shown.size(), shown.find('\0')));
@@ -184,12 +200,11 @@ TEST(Server, AWorkersTitleTellsOfItsClient)
 TEST(Server, EndedWorkersAreCollectedAtOnce)
 {
     letter_server server({"-polling=1000000000"});
-    long descriptors = server.count("fd"), threads = server.count("task");
     served_client regular(server), crashing(server);
     EXPECT_TRUE(regular.say("t").closed());
     EXPECT_TRUE(crashing.say("c").closed());
     EXPECT_TRUE(gone(regular) && gone(crashing));
-    EXPECT_TRUE(server.holds(descriptors, threads));
+    EXPECT_TRUE(server.holds_nothing());
 }
 
 // What a client asks for is answered with the status for it, and the connection is closed.
@@ -210,15 +225,14 @@ TEST(Server, RefusalsNameTheirReason)
     std::string log = server.written();
     for (const char *line : {":0001] Child 4711 not found\n",
                              "timed_read(): Resource temporarily unavailable [errno=11]\n"})
-        EXPECT_NE(log.find(line), std::string::npos) << log;
+        EXPECT_TRUE(has(log, line));
 }
 
 TEST(Server, ABusyServerServesWhoSpokeInTime)
 {
     letter_server server({"-action-timeout=1"});
-    long descriptors = server.count("fd");
     raw_client c(server.port);
-    ASSERT_TRUE(eventually([&] { return server.count("fd") == descriptors + 1; }));
+    ASSERT_TRUE(server.holds(1));
     kill(server.pid, SIGSTOP);
     c.say(bytes("00 00 00 01"));
     usleep(1200000);
@@ -232,13 +246,10 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
         errno = EAGAIN;
         return pid_t(-1);
     });
-    long descriptors = processless.count("fd"), threads = processless.count("task");
-    {
-        raw_client c(processless.port);
-        EXPECT_EQ(c.new_worker(), HANDSHAKE_NOFORK);
-        EXPECT_TRUE(c.closed());
-    }
-    EXPECT_TRUE(processless.holds(descriptors, threads));
+    raw_client c(processless.port);
+    EXPECT_EQ(c.new_worker(), HANDSHAKE_NOFORK);
+    EXPECT_TRUE(c.closed());
+    EXPECT_TRUE(processless.holds_nothing());
 
     // So few descriptors that accept() fails, and later the pipes.
     letter_server poor({"-action-timeout=60"}, 10000, [] {
@@ -249,9 +260,9 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
     for (int i = 0; i < 24; i++)
         crowd.emplace_back(poor.port);
     EXPECT_EQ(crowd.back().status(), HANDSHAKE_NORESOURCES) << "before it has said anything";
-    EXPECT_NE(poor.written().find("accept(): Too many open files"), std::string::npos);
+    EXPECT_TRUE(has(poor.written(), "accept(): Too many open files"));
     EXPECT_EQ(crowd.front().new_worker(), HANDSHAKE_NORESOURCES);
-    EXPECT_NE(poor.written().find("pipe(): Too many open files"), std::string::npos);
+    EXPECT_TRUE(has(poor.written(), "pipe(): Too many open files"));
     crowd.clear();
     EXPECT_TRUE(eventually([&] { return raw_client(poor.port).new_worker() == 0; }));
 }
@@ -259,13 +270,11 @@ TEST(Server, AWorkerThatCannotBeMadeIsAStatus)
 TEST(Server, SilentClientsKeepNoOtherClientWaiting)
 {
     letter_server server({"-action-timeout=100"});
-    long descriptors = server.count("fd");
     std::list<raw_client> silent;
     // One after the other: a connection that finds the queue full comes again a second later.
     while (silent.size() < 80) {
         silent.emplace_back(server.port);
-        EXPECT_TRUE(
-            eventually([&] { return server.count("fd") == descriptors + long(silent.size()); }));
+        EXPECT_TRUE(server.holds(silent.size()));
     }
     raw_client half(server.port), honest(server.port);
     half.say(bytes("00 00"));
@@ -275,23 +284,25 @@ TEST(Server, SilentClientsKeepNoOtherClientWaiting)
     EXPECT_EQ(half.hear(1), "x") << "what came with the action is the worker's";
 }
 
+// The files that a worker has open.
+static std::string files_of(raw_client &c)
+{
+    std::string all;
+    for (c.say("f"); all.find('!') == std::string::npos;)
+        all += c.hear(1);
+    return all;
+}
+
 // A worker holds nothing of the server's: neither its port, nor its siblings' pipes and clients.
 TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
 {
     const std::string file = testing::TempDir() + "server_test.log";
     letter_server server({"-logfile=" + file});
     served_client first(server), second(server), third(server);
-    auto files = [](raw_client &c) {
-        std::string all;
-        c.say("f");
-        while (all.find('!') == std::string::npos)
-            all += c.hear(1);
-        return all;
-    };
-    std::string alone = files(first), late = files(third);
-    EXPECT_EQ(late.find("socket:"), std::string::npos) << late;
-    EXPECT_EQ(late.find("eventfd"), std::string::npos) << late;
-    EXPECT_EQ(late.find(file), std::string::npos) << late;
+    std::string alone = files_of(first), late = files_of(third);
+    EXPECT_FALSE(has(late, "socket:"));
+    EXPECT_FALSE(has(late, "eventfd"));
+    EXPECT_FALSE(has(late, file));
     EXPECT_EQ(std::count(late.begin(), late.end(), '\n'),
               std::count(alone.begin(), alone.end(), '\n'))
         << late;
@@ -319,11 +330,10 @@ TEST(Server, StopsWithAllItsWorkers)
 TEST(Server, AProcessOfAWorkerThatWritesOnDoesNotKeepIt)
 {
     letter_server server({}, 100);
-    long descriptors = server.count("fd"), threads = server.count("task");
     served_client client(server);
     EXPECT_EQ(client.say("w").hear(1), "w");
     client.reset(); // what comes from now on is dropped as fast as it is written
-    EXPECT_TRUE(server.holds(descriptors, threads));
+    EXPECT_TRUE(server.holds_nothing());
 }
 
 TEST(Server, AParkedWorkerWaitsForAClientThatNamesIt)
@@ -484,23 +494,18 @@ TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
 {
     letter_server server({}, SANITIZED ? 3000 : 1000); // the good one must exit within that time
     served_client good(server), bad(server), lost(server);
-    sockaddr_in address = {};
-    socklen_t length = sizeof address;
-    getsockname(bad.fd, reinterpret_cast<sockaddr *>(&address), &length);
+    const std::string client = "client " + address_of(bad);
     good.say("t");
     bad.say("c");
     lost.say("p").leave();
     EXPECT_TRUE(gone(good) && gone(bad) && gone(lost));
     auto line = [](const raw_client &c) { return ":0002] Child " + std::to_string(c.id) + " of "; };
-    auto logged = [&](const std::string &text) {
-        return eventually([&] { return server.written().find(text) != std::string::npos; });
-    };
-    const std::string client = "client 127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-    EXPECT_TRUE(logged(line(bad) + client + " ended with exit status 3 after ") &&
-                logged(" s, last request 1146\n") && logged(line(lost)) &&
-                logged(" ended with signal 9 after ") && logged(" s: its client has vanished\n"))
-        << server.written();
-    EXPECT_EQ(server.written().find(line(good)), std::string::npos);
+    for (const std::string &text :
+         {line(bad) + client + " ended with exit status 3 after ", line(lost),
+          std::string(" s, last request 1146\n"), std::string(" ended with signal 9 after "),
+          std::string(" s: its client has vanished\n")})
+        EXPECT_TRUE(server.says(text)) << text << server.written();
+    EXPECT_FALSE(has(server.written(), line(good)));
 }
 
 // Log rotation copies the file and truncates it.
@@ -540,9 +545,8 @@ TEST(Server, ASecondServerOnThePortAndStraySignalsLeaveTheFirstAlone)
 {
     const std::string file = testing::TempDir() + "server_test.pid";
     letter_server first({"-pidfile=" + file});
-    auto run = [](int argc, char **argv) { return server_run({letters}, argc, argv); };
-    forked_process second(run, {"server", "-host=127.0.0.1", "-port=" + std::to_string(first.port),
-                                "-pidfile=" + file});
+    forked_process second(letters_run, {"server", "-host=127.0.0.1",
+                                        "-port=" + std::to_string(first.port), "-pidfile=" + file});
     EXPECT_EQ(second.wait(), 255);
     EXPECT_EQ(file_text(file), std::to_string(first.pid));
     kill(first.pid, SIGUSR1);
@@ -559,11 +563,11 @@ TEST(Server, ServesNoMoreThanItMay)
     first.say("t");
     EXPECT_TRUE(first.closed());
     EXPECT_TRUE(eventually([&] { return raw_client(limited.port).new_worker() == 0; }));
-    EXPECT_NE(limited.written().find("as many workers as may be"), std::string::npos);
+    EXPECT_TRUE(has(limited.written(), "as many workers as may be"));
 
     letter_server choosy({"-allow=127.0.0.2/32", "-allow=10.0.0.0/8"});
     EXPECT_TRUE(raw_client(choosy.port).closed());
-    EXPECT_NE(choosy.written().find("refused, its address is not allowed"), std::string::npos);
+    EXPECT_TRUE(has(choosy.written(), "refused, its address is not allowed"));
     letter_server open({"-allow=10.0.0.0/8", "-allow=127.0.0.0/8"});
     EXPECT_EQ(raw_client(open.port).new_worker(), 0);
 }
@@ -575,9 +579,7 @@ TEST(Server, AWorkerIsNotParkedForEver)
     left.park();
     EXPECT_EQ(raw_client(server.port).reconnect(left.id), 0);
     EXPECT_TRUE(gone(left));
-    EXPECT_TRUE(eventually([&] {
-        return server.written().find("parked for longer than it may be") != std::string::npos;
-    }));
+    EXPECT_TRUE(server.says("parked for longer than it may be"));
     EXPECT_EQ(serving.say("x").hear(1), "x") << "only parked ones end";
 }
 
@@ -604,7 +606,7 @@ TEST(Server, ClosedStandardDescriptorsAreReplaced)
         [](int argc, char **argv) {
             for (int fd : {0, 1, 2})
                 close(fd);
-            return server_run({letters}, argc, argv);
+            return letters_run(argc, argv);
         },
         {"server", "-host=127.0.0.1", "-port=0"});
     EXPECT_TRUE(eventually([&] {
@@ -620,14 +622,13 @@ TEST(Server, ClosedStandardDescriptorsAreReplaced)
 TEST(Server, RudeClientsLeaveNothing)
 {
     letter_server server({}, 50);
-    const long descriptors = server.count("fd");
     for (int i = 0; i < 30; i++) {
         raw_client rude(server.port), brief(server.port);
         rude.say(bytes("00 00 00 01 78")).reset();
         brief.say(bytes("00"));
     }
-    EXPECT_TRUE(eventually(
-        [&] { return process_children(server.pid).empty() && server.count("fd") == descriptors; }));
+    EXPECT_TRUE(eventually([&] { return process_children(server.pid).empty(); }));
+    EXPECT_TRUE(server.holds(0));
 }
 
 // A file name for a status socket that every user may reach.
@@ -673,15 +674,14 @@ TEST(Status, TellsOfEveryWorkerAndOfThoseThatWereRefused)
     status_path path;
     letter_server server({path.option(), "-action-timeout=100", "odd\nword"}, 1000);
     EXPECT_EQ(fs::status(path.socket()).permissions(), fs::perms(0600));
-    raw_client serving(server.port), parked(server.port), orphan(server.port), away(server.port);
-    ASSERT_EQ(serving.new_worker() + parked.new_worker() + orphan.new_worker(), 0);
+    served_client serving(server), parked(server), orphan(server);
+    raw_client away(server.port);
     raw_client unknown(server.port), wrong(server.port), silent(server.port), mute(server.port);
     EXPECT_EQ(unknown.reconnect(1), 5);
     EXPECT_EQ(wrong.say(bytes("00 00 00 09")).status(), 6);
     silent.leave();
     EXPECT_EQ(serving.say("xyz").hear(3), "xyz");
-    EXPECT_EQ(parked.say("d").hear(1), "d");
-    parked.leave();
+    parked.park();
     orphan.say("ssss").leave();
     EXPECT_TRUE(eventually([&] { return path.tells(worker_line(orphan, "orphan")); }));
     EXPECT_TRUE(eventually([&] { return path.tells(worker_line(parked, "parked")); }));
@@ -718,13 +718,9 @@ TEST(Status, ClientsThatDoNotReadHoldNobody)
         give_to(stuck.emplace_back(path.open()), "status\n");
     descriptor_holder next(path.open());
     give_to(next.fd, "status\n");
-    raw_client c(server.port);
-    ASSERT_EQ(c.new_worker(), 0);
+    served_client c(server);
     EXPECT_EQ(c.say("x").hear(1), "x");
-    std::string files;
-    for (c.say("f"); files.find('!') == std::string::npos;)
-        files += c.hear(1);
-    EXPECT_EQ(files.find("socket:"), std::string::npos) << files;
+    EXPECT_FALSE(has(files_of(c), "socket:"));
     char byte;
     EXPECT_EQ(recv(next.fd, &byte, 1, MSG_DONTWAIT), -1) << "all places are taken";
     EXPECT_GT(take_from(stuck[5], 1 << 24).size(), 6 * large.size());
@@ -738,15 +734,13 @@ TEST(Status, EndsAWorkerForTheUserOfTheServerAlone)
 {
     status_path path;
     letter_server server({path.option()});
-    raw_client parked(server.port), stranger(server.port);
-    ASSERT_EQ(parked.new_worker() + stranger.new_worker(), 0);
-    EXPECT_EQ(parked.say("d").hear(1), "d");
-    parked.leave();
+    served_client parked(server), stranger(server);
+    parked.park();
     const std::string id = std::to_string(parked.id);
     EXPECT_EQ(path.ask("end " + id + "\n"), "ended " + id + "\n");
     EXPECT_TRUE(gone(parked));
     EXPECT_TRUE(eventually([&] { return path.tells("ended ordered 1\n"); }));
-    EXPECT_NE(server.written().find("its end was ordered at the status socket"), std::string::npos);
+    EXPECT_TRUE(has(server.written(), "its end was ordered at the status socket"));
     for (const std::string &bad : {"end " + id + "\n", std::string("end\n"), std::string("end x\n"),
                                    std::string("stop\n"), std::string(100, 'e')})
         EXPECT_EQ(path.ask(bad).substr(0, 9), "refused: ") << bad;
@@ -775,17 +769,15 @@ TEST(Status, TheFileGoesWithTheServerAndNoOtherFileIsTouched)
         ASSERT_TRUE(fs::exists(path.socket()));
         letter_server next({path.option()});
         EXPECT_TRUE(path.tells("accepted 0\n"));
-        server_process late([](int argc, char **argv) { return server_run({letters}, argc, argv); },
-                            {path.option()});
+        server_process late(letters_run, {path.option()});
         EXPECT_EQ(late.wait(), 255);
-        EXPECT_NE(late.written().find(path.socket()), std::string::npos) << late.written();
+        EXPECT_TRUE(has(late.written(), path.socket()));
         EXPECT_TRUE(path.tells("accepted 0\n"));
         EXPECT_EQ(next.stop(), 0);
         EXPECT_FALSE(fs::exists(path.socket()));
     }
     close(creat(path.socket().c_str(), 0600));
-    server_process refused([](int argc, char **argv) { return server_run({letters}, argc, argv); },
-                           {path.option()});
+    server_process refused(letters_run, {path.option()});
     EXPECT_EQ(refused.wait(), 255);
     EXPECT_TRUE(fs::is_regular_file(path.socket()));
 }

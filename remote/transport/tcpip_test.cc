@@ -148,16 +148,12 @@ TEST_F(Tcpip, ASilentServerAndAHostThatDoesNotAnswerAreNotWaitedForLongerThanSai
     EXPECT_EQ(errno, ETIMEDOUT);
 
     // A listener whose queue is full answers no more than a host that is down.
-    descriptor_holder full(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    address = loopback(0);
-    socklen_t length = sizeof address;
-    auto *at = reinterpret_cast<sockaddr *>(&address);
-    ASSERT_EQ(bind(full.fd, at, length), 0);
-    ASSERT_EQ(listen(full.fd, 0), 0);
-    getsockname(full.fd, at, &length);
+    int port;
+    descriptor_holder full(listener_open(0, &port));
     descriptor_holder first(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ASSERT_EQ(::connect(first.fd, at, length), 0);
-    EXPECT_EQ(within(ntohs(address.sin_port), 50), MESSAGE_NOCONNECTION);
+    address = loopback(port);
+    ASSERT_EQ(::connect(first.fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(within(port, 50), MESSAGE_NOCONNECTION);
     EXPECT_EQ(errno, ETIMEDOUT);
     EXPECT_EQ(created, 0);
 }

@@ -94,7 +94,7 @@ TEST(Worker, AFaultEndsItWithALine)
     for (auto &fault : faults) {
         outcome o = work(fault.arguments, fault.messages);
         EXPECT_EQ(o.end, -SIGABRT) << fault.line;
-        EXPECT_NE(o.log.find(":0001] " + fault.line + "\n"), std::string::npos) << o.log;
+        EXPECT_TRUE(has(o.log, ":0001] " + fault.line + "\n"));
         EXPECT_EQ(o.status, "");
     }
 }

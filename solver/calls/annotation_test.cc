@@ -121,7 +121,7 @@ TEST_F(notes, FilesAreReadAndWritten)
         EXPECT_EQ(
             read_text(VNTLEreadcopyannotations, lp, std::string("annotations of t\n") + lines),
             VNTERR_FILE_FORMAT);
-        EXPECT_NE(heard[CHANNEL_ERROR].find("line "), std::string::npos);
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], "line "));
     }
     EXPECT_EQ(VNTLgetnumdblannotations(env, lp), 2); // the last good ones
     EXPECT_EQ(VNTEreadcopyannotations(env, lp, path.c_str(), nullptr, 0), 0);

@@ -367,7 +367,7 @@ TEST_F(relaxing, TheLeastWeightGivesWay)
         for (size_t j = 0; j < x.size(); j++)
             EXPECT_NEAR(x[j], row.x[j], 1e-5) << j;
     }
-    EXPECT_NE(heard[CHANNEL_RESULTS].find("Relaxed, objective 3"), std::string::npos);
+    EXPECT_TRUE(has(heard[CHANNEL_RESULTS], "Relaxed, objective 3"));
 
     VNTLPptr lp = problem_from(two);
     double infeasible[2], preferences[] = {1, 0};

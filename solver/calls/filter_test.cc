@@ -93,7 +93,7 @@ TEST_F(filters, FilesAreReadAndWritten)
                               "diversity 1 2 1 n\n1 x\nend\n", "range a 2 0 n\nend\n"}) {
         EXPECT_EQ(read_text(VNTEreadcopysolnpoolfilters, lp, std::string("filters of t\n") + lines),
                   VNTERR_FILE_FORMAT);
-        EXPECT_NE(heard[CHANNEL_ERROR].find("line "), std::string::npos);
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], "line "));
     }
     EXPECT_EQ(VNTLgetsolnpoolnumfilters(env, lp), 3);
 }

@@ -269,10 +269,8 @@ TEST_F(lazy, FilesHoldThem)
     int status;
     VNTLPptr clone = VNTLcloneprob(env, from_lp, &status);
     ASSERT_EQ(VNTLdelcols(env, from_lp, 0, 0), 0);
-    EXPECT_NE(
-        text_of(from_lp, "lp").find(" far: 0 y <= 5\nuser cuts\n near: 3 y >= 4\n same: - 1 y"),
-        std::string::npos)
-        << text_of(from_lp, "lp");
+    EXPECT_TRUE(
+        has(text_of(from_lp, "lp"), " far: 0 y <= 5\nuser cuts\n near: 3 y >= 4\n same: - 1 y"));
     EXPECT_EQ(text_of(clone, "lp"), lp_text);
     // The words are names where the other one does not follow.
     VNTLPptr names = problem_from("min\n user + cuts\nst\n lazy: user >= 1\nlazy constraints\n"

@@ -298,7 +298,7 @@ TEST_F(networks, MalformedFilesTellTheLineAndLeaveTheNetwork)
         SCOPED_TRACE(c.text);
         heard[CHANNEL_ERROR].clear();
         EXPECT_EQ(read_text(VNTENETreadcopyprob, net, c.text), VNTERR_FILE_FORMAT);
-        EXPECT_NE(heard[CHANNEL_ERROR].find(c.says), std::string::npos) << heard[CHANNEL_ERROR];
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], c.says));
         EXPECT_EQ(VNTLNETgetnumarcs(env, net), 4);
     }
     ASSERT_EQ(VNTLNETchgobjsen(env, net, VNT_MAX), 0);

@@ -5,6 +5,7 @@
 
 #include "solver/calls/environment.h"
 #include "test/folders.h"
+#include "test/has.h"
 
 #include <fstream>
 #include <gtest/gtest.h>

@@ -7,6 +7,7 @@
 #include "solver/problem/reformulation.h"
 #include "test/cross/certificate.h"
 #include "test/folders.h"
+#include "test/has.h"
 
 #include <chrono>
 #include <climits>
@@ -190,7 +191,7 @@ TEST(EngineGuard, AnAbortIsASecondAttemptAndThenAnErrorThatKeepsTheIncumbent)
         EXPECT_EQ(once.solve(p.model(true), &r), 0);
         EXPECT_EQ(r.status, VNT_STAT_OPTIMAL);
         EXPECT_EQ(once.again, (std::vector<bool>{false, true}));
-        EXPECT_NE(once.logged.find("aborted in "), std::string::npos) << once.logged;
+        EXPECT_TRUE(has(once.logged, "aborted in "));
         r = engine_result();
         EXPECT_EQ(twice.solve(p.model(true), &r), VNTERR_ENGINE);
         EXPECT_EQ(r.x, (std::vector<double>{1, 0, 2}));
@@ -450,7 +451,7 @@ TEST(EngineMip, ProgressIsOrderedAndSignalsAndOutputAreLeftAlone)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     expect_mip(p, r, 7615);
     EXPECT_FALSE(changed);
-    EXPECT_NE(s.logged.find("* incumbent 7615 "), std::string::npos);
+    EXPECT_TRUE(has(s.logged, "* incumbent 7615 "));
 }
 
 // Cuts on knapsack and flow covers lost the best solutions of these two.

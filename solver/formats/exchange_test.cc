@@ -4,6 +4,7 @@
 #include "solver/formats/lpformat.h"
 #include "solver/formats/mps.h"
 #include "test/folders.h"
+#include "test/has.h"
 
 #include <CoinMpsIO.hpp>
 #include <CoinPackedMatrix.hpp>
@@ -332,8 +333,7 @@ TEST_F(exchange, WhatMayNotBeMeantIsSaid)
          "binary column \"x\""},
     };
     for (const auto &c : cases)
-        EXPECT_NE(remarks_on(c.text, c.lp).find(c.says), std::string::npos)
-            << c.text << remarks_on(c.text, c.lp);
+        EXPECT_TRUE(has(remarks_on(c.text, c.lp), c.says)) << c.text;
     EXPECT_EQ(remarks_on(cases[6].text.replace(cases[6].text.find(" B r"), 4, " A o"), false), "");
 }
 

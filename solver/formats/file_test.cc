@@ -77,7 +77,7 @@ TEST_F(model_files, MpsIsReadAsItsWritersMeanIt)
                           "g R 0x1p+1 0x1.4p+1\n"
                           "e R 0x0p+0 -0x1p+0\n"
                           "f R 0x0p+0 0x1p+0\n");
-    EXPECT_NE(heard[CHANNEL_WARNING].find("below 0"), std::string::npos);
+    EXPECT_TRUE(has(heard[CHANNEL_WARNING], "below 0"));
 
     // Names with blanks stand in the columns of the fixed format.
     VNTLPptr fixed = problem_from("NAME          FIXED\n"
@@ -90,8 +90,8 @@ TEST_F(model_files, MpsIsReadAsItsWritersMeanIt)
                                   "              ROW ONE              3\n"
                                   "ENDATA\n",
                                   "mps");
-    EXPECT_NE(all_of(fixed).find("COL ONE 0x1p+0"), std::string::npos);
-    EXPECT_NE(all_of(fixed).find("ROW ONE G 0x1.8p+1"), std::string::npos);
+    EXPECT_TRUE(has(all_of(fixed), "COL ONE 0x1p+0"));
+    EXPECT_TRUE(has(all_of(fixed), "ROW ONE G 0x1.8p+1"));
 }
 
 TEST_F(model_files, LpIsReadAsItsWritersMeanIt)
@@ -169,7 +169,7 @@ TEST_F(model_files, WhatCannotBeReadTellsTheLineAndLeavesTheProblem)
         SCOPED_TRACE(c.text);
         heard[CHANNEL_ERROR].clear();
         EXPECT_EQ(read(lp, c.text, c.kind), c.status);
-        EXPECT_NE(heard[CHANNEL_ERROR].find(c.says), std::string::npos) << heard[CHANNEL_ERROR];
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], c.says));
         EXPECT_EQ(all_of(lp), before);
     }
     EXPECT_EQ(VNTEreadcopyprob(env, lp, path("none.mps").c_str(), nullptr, 0, nullptr),
@@ -193,7 +193,7 @@ TEST_F(model_files, PackedFilesAreKnownByTheirContents)
         ASSERT_EQ(truncate(packed.c_str(), 3000), 0);
         EXPECT_EQ(VNTEreadcopyprob(env, lp, packed.c_str(), nullptr, 0, nullptr),
                   VNTERR_FILE_FORMAT);
-        EXPECT_NE(heard[CHANNEL_ERROR].find("damaged or cut short"), std::string::npos);
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], "damaged or cut short"));
     }
     EXPECT_EQ(file_kind("m.mps.bz2", nullptr) + file_kind("M.LP.XZ", nullptr), "mpslp");
 }

@@ -161,8 +161,7 @@ TEST_F(start_files, MalformedFilesAreRefusedWithTheLine)
         int rc = read_text(f.read, lp, f.text);
         EXPECT_EQ(rc, f.complaint == nullptr ? 0 : VNTERR_FILE_FORMAT) << f.text;
         if (f.complaint == nullptr) continue;
-        EXPECT_NE(heard[CHANNEL_ERROR].find(f.complaint), std::string::npos)
-            << f.text << heard[CHANNEL_ERROR];
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], f.complaint)) << f.text;
     }
     EXPECT_EQ(read_text(VNTEreadcopyorder, problem_from("min\n x\nend\n"), "order of t\nend\n"),
               VNTERR_NOT_MIP);
@@ -192,8 +191,7 @@ TEST_F(start_files, ACheckFindsWhatASolutionViolates)
         p.last.status = VNT_STAT_OPTIMAL;
         EXPECT_EQ(VNTLchecksoln(env, lp, &status), 0);
         EXPECT_EQ(status, VNT_STAT_NUMERICAL);
-        EXPECT_NE(heard[CHANNEL_WARNING].find(point.complaint), std::string::npos)
-            << heard[CHANNEL_WARNING];
+        EXPECT_TRUE(has(heard[CHANNEL_WARNING], point.complaint));
         heard[CHANNEL_WARNING].clear();
     }
     VNTLPptr linear = problem_of_file("afiro.mps");
@@ -203,7 +201,7 @@ TEST_F(start_files, ACheckFindsWhatASolutionViolates)
     environment_find(env)->problems.at(linear)->last.dj[1] = -1;
     EXPECT_EQ(VNTLchecksoln(env, linear, &status), 0);
     EXPECT_EQ(status, VNT_STAT_NUMERICAL);
-    EXPECT_NE(heard[CHANNEL_WARNING].find("reduced cost of X02"), std::string::npos);
+    EXPECT_TRUE(has(heard[CHANNEL_WARNING], "reduced cost of X02"));
 }
 
 TEST_F(start_files, NamesThatCouldNotBeReadBackAreRefused)
@@ -216,7 +214,7 @@ TEST_F(start_files, NamesThatCouldNotBeReadBackAreRefused)
         ASSERT_EQ(VNTLchgcolname(env, lp, 1, &column[1], names), 0);
         heard[CHANNEL_ERROR].clear();
         EXPECT_EQ(VNTLordwrite(env, lp, path.c_str()), VNTERR_FILE_FEATURE);
-        EXPECT_NE(heard[CHANNEL_ERROR].find("could not be read back"), std::string::npos);
+        EXPECT_TRUE(has(heard[CHANNEL_ERROR], "could not be read back"));
         EXPECT_EQ(written(), "");
     }
 }

@@ -86,7 +86,7 @@ class trial {
         if (wrong.empty()) wrong = what;
     }
 
-    bool hit() const { return report().find("hit") != std::string::npos; }
+    bool hit() const { return has(report(), "hit"); }
     std::string report() const { return file_text(folder + "/report"); }
     std::string ticket() const { return folder + "/ticket"; }
 
@@ -114,9 +114,7 @@ class trial {
         process client(all, faulty ? shared : words{});
         // A client that was left in the middle of a solve tries to come back for as long as it
         // lives.
-        const auto retries = [&] {
-            return client.err().find("it is tried again") != client.err().npos;
-        };
+        const auto retries = [&] { return has(client.err(), "it is tried again"); };
         eventually(
             [&] { return client.wait(seconds(0)) != process::unended || (lasting && retries()); },
             patience);

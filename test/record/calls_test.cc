@@ -466,7 +466,7 @@ class SlowCapturedCalls : public Calls {
     void find() override
     {
         find_server(*worker);
-        relay = std::make_unique<recording_relay>(worker->port(), &kept);
+        relay = std::make_unique<recording_relay>(stoi(worker->port()), &kept);
         setenv("TESK_VANTO_TCPIP_PORT", relay->port().c_str(), 1);
     }
     void TearDown() override

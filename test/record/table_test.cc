@@ -19,7 +19,7 @@ TEST(FunctionsTable, InTheDocumentsIsTheOneOfTheHeaderAndTheLibrary)
     const std::string table = run({build_path("test/functions_table")}).out;
     EXPECT_TRUE(table == file_text(source_path("docs/functions.md")))
         << "build/test/functions_table > docs/functions.md";
-    EXPECT_EQ(table.find("missing"), std::string::npos);
+    EXPECT_FALSE(has(table, "missing"));
 }
 
 } // namespace vnt

@@ -7,6 +7,7 @@
 #include "test/folders.h"
 #include "test/process.h"
 #include "test/records.h"
+#include "test/serverprocess.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -79,53 +80,35 @@ void capture::send(bool from_client, const std::string &bytes, size_t segment)
         packet(from_client, PUSH | ACK, bytes.substr(at, segment));
 }
 
-recording_relay::recording_relay(const std::string &server_port, capture *to)
-    : kept(to), listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-{
-    sockaddr_in place = loopback(0);
-    socklen_t length = sizeof place;
-    sockaddr *name = reinterpret_cast<sockaddr *>(&place);
-    EXPECT_EQ(bind(listener, name, length), 0);
-    EXPECT_EQ(listen(listener, 1), 0);
-    EXPECT_EQ(getsockname(listener, name, &length), 0);
-    own_port = std::to_string(ntohs(place.sin_port));
-    thread = std::thread(&recording_relay::serve, this, stoi(server_port));
-}
+static constexpr size_t MOST = 10; // connections
 
-recording_relay::~recording_relay()
+recording_relay::recording_relay(int server_port, capture *to)
+    : kept(to), door(std::vector<script>(MOST, [this, server_port](int client) {
+          const raw_client server(server_port);
+          EXPECT_TRUE(server.connected);
+          serve(client, server.fd);
+      }))
 {
-    end();
 }
 
 recording_relay::traffic recording_relay::end()
 {
-    shutdown(listener, SHUT_RDWR); // ends the wait for another connection
-    if (thread.joinable()) {
-        thread.join();
-        close(listener);
-    }
+    door.end();
     return passed;
 }
 
-void recording_relay::serve(int server_port)
+void recording_relay::serve(int client, int server)
 {
-    for (int client; (client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-        int server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in place = loopback(server_port);
-        EXPECT_EQ(connect(server, reinterpret_cast<sockaddr *>(&place), sizeof place), 0);
-        kept->connect();
-        const size_t begin[] = {passed.from[false].size(), passed.from[true].size()};
-        pollfd ends[] = {{server, POLLIN, 0}, {client, POLLIN, 0}};
-        for (bool open = true; open && poll(ends, 2, -1) > 0;) {
-            if (ends[1].revents != 0) open = forward(client, server, true);
-            if (open && ends[0].revents != 0) open = forward(server, client, false);
-        }
-        close(server);
-        close(client);
-        const bool joining = passed.from[true].substr(begin[true], 4) == bytes("00 00 00 02");
-        passed.from[true].erase(begin[true], joining ? 12 : 4);
-        passed.from[false].erase(begin[false], 10);
+    kept->connect();
+    const size_t begin[] = {passed.from[false].size(), passed.from[true].size()};
+    pollfd ends[] = {{server, POLLIN, 0}, {client, POLLIN, 0}};
+    for (bool open = true; open && poll(ends, 2, -1) > 0;) {
+        if (ends[1].revents != 0) open = forward(client, server, true);
+        if (open && ends[0].revents != 0) open = forward(server, client, false);
     }
+    const bool joining = passed.from[true].substr(begin[true], 4) == bytes("00 00 00 02");
+    passed.from[true].erase(begin[true], joining ? 12 : 4);
+    passed.from[false].erase(begin[false], 10);
 }
 
 bool recording_relay::forward(int from, int to, bool from_client)
@@ -187,7 +170,7 @@ std::vector<shown_unit> tshark_units(const std::string &path,
     command.insert(command.end(), options.begin(), options.end());
     process_result read = run(command);
     EXPECT_EQ(read.status, 0) << read.err;
-    EXPECT_EQ(read.err.find("ua"), std::string::npos) << read.err; // "Lua: Error ..."
+    EXPECT_FALSE(has(read.err, "ua")); // "Lua: Error ..."
     std::vector<shown_unit> units;
     std::istringstream lines(read.out);
     bool inside = false;

@@ -4,9 +4,10 @@
 
 #pragma once
 
+#include "test/scripted.h"
+
 #include <fstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -36,11 +37,8 @@ class capture {
 // Stands before a server and keeps what passes, one connection after the other.
 class recording_relay {
   public:
-    recording_relay(const std::string &server_port, capture *to);
-    ~recording_relay();
-    recording_relay(const recording_relay &) = delete;
-    recording_relay &operator=(const recording_relay &) = delete;
-    const std::string &port() const { return own_port; }
+    recording_relay(int server_port, capture *to);
+    std::string port() const { return std::to_string(door.port); }
 
     // Waits for the end of the connection at hand.  Returns what has passed from servers and from
     // clients, without the handshakes.
@@ -50,13 +48,11 @@ class recording_relay {
     traffic end();
 
   private:
-    void serve(int server_port);
+    void serve(int client, int server);
     bool forward(int from, int to, bool from_client);
     capture *kept;
     traffic passed;
-    int listener;
-    std::string own_port;
-    std::thread thread;
+    scripted_server door; // last: its thread uses all of the above
 };
 
 // What Wireshark shows of a message or a part of a handshake: names and values in order.
