@@ -35,6 +35,20 @@ def test_linprog_and_milp_agree_with_scipy(place):
             assert abs(whole - whole.round()).max(initial=0) < 1e-6
 
 
+@pytest.mark.parametrize("options", [{"spam": 1}, {"maxiter": -1}, {"presolve": "yes"},
+                                     {"time_limit": "long"}])
+def test_what_is_no_option_is_left_out_with_a_warning(place, options):
+    for solve in (vanto.linprog, vanto.milp):
+        with pytest.warns(so.OptimizeWarning, match=next(iter(options))):
+            assert solve([1, 1], options={"server": place, **options}).fun == 0
+    with pytest.warns(so.OptimizeWarning, match="integrality"):
+        whole = vanto.linprog([-1], [[2]], [3], integrality=1, method="dual",
+                              options={"server": place})
+    assert whole.x.tolist() == [1.5]
+    with pytest.raises(ValueError, match="A_ub"):
+        vanto.linprog([1, 2], np.zeros((1, 1, 3)), [1])
+
+
 def test_pulp(place):
     from vanto.pulp import VANTO
     problem = pulp.LpProblem("diet", pulp.LpMaximize)

@@ -5,11 +5,12 @@
 from __future__ import annotations
 
 import contextlib
+import warnings
 from typing import Any
 
 import numpy as np
 import scipy.sparse as sp
-from scipy.optimize import Bounds, LinearConstraint, OptimizeResult
+from scipy.optimize import Bounds, LinearConstraint, OptimizeResult, OptimizeWarning
 
 from .environment import Environment
 from .model import Model
@@ -30,14 +31,17 @@ _options = {"time_limit": "time_limit", "maxiter": "iteration_limit", "node_limi
 
 
 def _environment(options: dict[str, Any] | None) -> Environment:
+    """What is no option, or no value of one, is left out with a warning, as scipy does it."""
     given = dict(options or {})
-    server = given.pop("server", None)
+    env = Environment(given.pop("server", None), feasibility=1e-7, optimality=1e-7)  # as scipy's
     given.pop("disp", None)
-    parameters: dict[str, Any] = {"feasibility": 1e-7, "optimality": 1e-7}  # as scipy's
     for name, value in given.items():
-        if value is not None:
-            parameters[_options.get(name, name)] = int(value) if name == "presolve" else value
-    return Environment(server, **parameters)
+        try:
+            if value is not None:
+                env.params[_options.get(name, name)] = int(value) if name == "presolve" else value
+        except (AttributeError, TypeError, ValueError) as e:
+            warnings.warn(f"option {name!r} is left out: {e}", OptimizeWarning, stacklevel=4)
+    return env
 
 
 def _solved(env: Environment, c: np.ndarray, A: Any, lhs: Any, rhs: Any, lb: Any, ub: Any,
@@ -162,6 +166,10 @@ def linprog(c: Any, A_ub: Any = None, b_ub: Any = None, A_eq: Any = None, b_eq: 
     A_ub, b_ub = _half(A_ub, b_ub, n, "ub")
     A_eq, b_eq = _half(A_eq, b_eq, n, "eq")
     lb, ub = _pairs(bounds, n)
+    if integrality is not None and np.any(integrality) and _methods[method] != "auto":
+        warnings.warn(f"method {method!r} takes a continuous problem: integrality is left out",
+                      OptimizeWarning, stacklevel=2)
+        integrality = None
     with _environment(options) as env:
         if (lb > ub).any() or (lb == np.inf).any() or (ub == -np.inf).any():
             return _empty(OptimizeResult(status=2, message="The problem is infeasible.", nit=0))
@@ -213,6 +221,8 @@ def _half(A: Any, b: Any, n: int, name: str) -> tuple[sp.csc_matrix, np.ndarray]
         matrix = sp.csc_matrix(A)
     else:
         array = _numbers(A, f"A_{name}")
+        if array.ndim > 2:
+            raise ValueError(f"A_{name} has shape {array.shape}; (m, {n}) is taken")
         matrix = sp.csc_matrix(array.reshape(-1, n) if array.size in (0, n) else array)
     if matrix.shape[1] != n or side.ndim != 1 or len(side) != matrix.shape[0]:
         raise ValueError(f"A_{name} has shape {matrix.shape} and b_{name} {side.shape}; "
