@@ -14,6 +14,7 @@
 #include "remote/base/environment.h"
 
 #include <cstdint>
+#include <poll.h>
 #include <sched.h>
 
 namespace vnt {
@@ -23,33 +24,29 @@ struct moment {
     uint32_t rest;   // waits that are not tried
 };
 
-inline bool moment_is_allowed(void)
+// Polls the descriptors until something is there, for 50 microseconds at most.  Returns what poll()
+// returned last, 0 when it was in vain or not tried.
+inline int moment_poll(moment *m, pollfd *fds, nfds_t n)
 {
     static const bool allowed = *environment_get("TESK_VANTO_REMOTE_OBJECT_PATIENCE", "1") != '0';
-    return allowed;
-}
-
-// Calls `look` until it returns true, for 50 microseconds at most.  Returns whether it did.
-template <class Look> bool moment_wait(moment *m, Look look)
-{
     constexpr int64_t length = 50'000;
     constexpr uint32_t most = 6; // misses that count
-    if (!moment_is_allowed()) return false;
+    if (!allowed) return 0;
     if (m->rest > 0) {
         m->rest--;
-        return false;
+        return 0;
     }
     const int64_t end = clock_now() + length;
     do {
-        if (look()) {
+        if (int ready = poll(fds, n, 0)) {
             m->misses = 0;
-            return true;
+            return ready;
         }
         sched_yield();
     } while (clock_now() < end);
     m->misses = std::min(m->misses + 1, most);
     m->rest = (1u << m->misses) - 1;
-    return false;
+    return 0;
 }
 
 } // namespace vnt

@@ -41,10 +41,8 @@ static int watch(server_child *c, int fd, short events)
     pollfd fds[] = {{c->stop_fd, POLLIN, 0},
                     {fd, events, 0},
                     {c->reported == REPORT_AWAITED ? c->status_fd : -1, POLLIN, 0}};
-    int ready = 0;
-    if (events != POLLIN ||
-        !moment_wait(&c->requests_soon, [&] { return (ready = poll(fds, 3, 0)) != 0; }))
-        ready = poll(fds, 3, events == POLLIN ? -1 : std::min(ROOM_LOOK, c->grace));
+    int ready = events == POLLIN ? moment_poll(&c->requests_soon, fds, 3) : 0;
+    if (ready == 0) ready = poll(fds, 3, events == POLLIN ? -1 : std::min(ROOM_LOOK, c->grace));
     if (ready <= 0) return 0;
     if (fds[0].revents != 0) return -1;
     if (fds[2].revents != 0) report_read(c);

@@ -87,8 +87,7 @@ static bool response_relay(server_child *c)
 static bool response_await(server_child *c)
 {
     pollfd fds[] = {{c->response_fd, POLLIN, 0}, {c->stop_fd, POLLIN, 0}};
-    if (moment_wait(&c->responses_soon, [&] { return poll(fds, 2, 0) > 0; }))
-        return fds[1].revents == 0;
+    if (moment_poll(&c->responses_soon, fds, 2) > 0) return fds[1].revents == 0;
     return io_wait(c->response_fd, POLLIN, c->stop_fd, CLOCK_NEVER) > 0;
 }
 

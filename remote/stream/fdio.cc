@@ -55,27 +55,19 @@ static constexpr stream_operations fdio_ops = {
     .land = fdio_land,
 };
 
-// Keeps what was not sent of the buffer at its front.
-static void drop_sent(fdio_writer *w, size_t sent)
-{
-    if (sent > w->outlen) sent = w->outlen;
-    w->outlen -= static_cast<uint32_t>(sent);
-    memmove(w->outbuf, w->outbuf + sent, w->outlen);
-}
-
 static int transmit(fdio_writer *w, const void *block, size_t n)
 {
     auto f = static_cast<fdio *>(w);
     iovec pieces[2] = {{w->outbuf, w->outlen}, {const_cast<void *>(block), n}};
-    size_t all = 0;
     int rc = 0;
     while (rc == 0 && pieces[0].iov_len + pieces[1].iov_len > 0) {
         size_t sent;
         rc = descriptor_write(f->outfd, f->out_socket, &f->writetimeout, true, pieces, &sent);
-        all += sent;
         descriptor_advance(pieces, sent);
     }
-    drop_sent(w, all);
+    // What was not sent of the buffer moves to its front.
+    w->outlen = static_cast<uint32_t>(pieces[0].iov_len);
+    memmove(w->outbuf, pieces[0].iov_base, w->outlen);
     return rc;
 }
 

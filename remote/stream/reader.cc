@@ -17,11 +17,6 @@ static constexpr uint64_t FIRST_BLOCK = 1 << 18;
 // Bytes read at a time, so that they are still in the cache when they are swapped.
 static constexpr uint64_t PIECE = 262144;
 
-static fdio *reader(stream *s)
-{
-    return static_cast<fdio *>(s);
-}
-
 // Moves bytes that were read ahead; returns how many.
 static size_t take_ahead(fdio *f, void *to, size_t n)
 {
@@ -33,57 +28,44 @@ static size_t take_ahead(fdio *f, void *to, size_t n)
     return n;
 }
 
-// Notes that so many more bytes belong to the message, in any case.
-static void promise(fdio *f, uint64_t bytes)
-{
-    f->owed += static_cast<int64_t>(bytes);
-}
-
-static int read_descriptor(fdio *f, void *to, size_t n, size_t *got)
-{
-    int rc = descriptor_read(f->infd, f->in_socket, &f->readtimeout, to, n, got);
-    f->owed -= static_cast<int64_t>(*got);
-    return rc;
-}
-
 // Reads some of `n` bytes, while none are held, and keeps what is certain to follow them.
 static int read_more(fdio *f, void *to, size_t n, size_t *got)
 {
     f->owed = std::max(f->owed, static_cast<int64_t>(n));
     const auto certain = static_cast<uint64_t>(f->owed);
-    if (certain == n || n >= sizeof f->ahead) return read_descriptor(f, to, n, got);
+    const bool direct = certain == n || n >= sizeof f->ahead;
     size_t came = 0;
-    int rc = read_descriptor(f, f->ahead, std::min<uint64_t>(certain, sizeof f->ahead), &came);
-    f->preread = static_cast<int64_t>(came);
-    *got = take_ahead(f, to, n);
+    int rc = descriptor_read(f->infd, f->in_socket, &f->readtimeout, direct ? to : f->ahead,
+                             direct ? n : std::min<uint64_t>(certain, sizeof f->ahead), &came);
+    f->owed -= static_cast<int64_t>(came);
+    if (!direct) f->preread = static_cast<int64_t>(came);
+    *got = direct ? came : take_ahead(f, to, n);
     return rc;
 }
 
-// Reads `n` bytes; `*got` is how many came, also after an error.
-static int read_counted(fdio *f, void *to, size_t n, size_t *got)
+// Reads `n` bytes.  After a time-out the id of a message can be read again from its first byte on.
+static int read_all(fdio *f, void *to, size_t n)
 {
-    *got = 0;
     int rc = f->notice != nullptr ? async_collect(f) : 0;
-    if (rc == 0) *got = take_ahead(f, to, n);
-    while (rc == 0 && *got < n) {
-        size_t more = 0;
-        rc = read_more(f, static_cast<char *>(to) + *got, n - *got, &more);
-        *got += more;
+    size_t got = rc == 0 ? take_ahead(f, to, n) : 0;
+    while (rc == 0 && got < n) {
+        size_t more;
+        rc = read_more(f, static_cast<char *>(to) + got, n - got, &more);
+        got += more;
+    }
+    if (rc != 0 && got > 0 && got <= sizeof f->ahead) {
+        memcpy(f->ahead, to, got);
+        f->preread = static_cast<int64_t>(got);
     }
     return rc;
 }
 
-static int read_all(fdio *f, void *to, size_t n)
+// Reads an unsigned integer.
+template <class integer> static int get(fdio *f, integer *v)
 {
-    size_t got;
-    return read_counted(f, to, n, &got);
-}
-
-template <class value> static int get(fdio *f, value *v)
-{
-    unsigned char bytes[sizeof(value)];
+    unsigned char bytes[sizeof(integer)];
     int rc = read_all(f, bytes, sizeof bytes);
-    if (rc == 0) *v = wire_get<value>(bytes);
+    if (rc == 0) *v = wire_get<integer>(bytes);
     return rc;
 }
 
@@ -99,61 +81,48 @@ static int skip(fdio *f, uint64_t n)
     return rc;
 }
 
-// The next message often comes soon.
-static void message_await(fdio *f)
-{
-    pollfd p = {f->infd, POLLIN, 0};
-    if (f->preread == 0 && f->notice == nullptr)
-        moment_wait(&f->soon, [&] { return poll(&p, 1, 0) != 0; });
-}
-
 int fdio_startinmsg(stream *s, int32_t *id)
 {
-    fdio *f = reader(s);
-    message_await(f);
-    unsigned char bytes[4];
-    size_t got;
-    int rc = read_counted(f, bytes, sizeof bytes, &got);
-    if (rc != 0) {
-        // Kept for the next attempt, in case this was a time-out.
-        if (got > 0) {
-            memcpy(f->ahead, bytes, got);
-            f->preread = static_cast<int64_t>(got);
-        }
-        f->owed = 0;
-        return rc;
-    }
-    *id = f->curinmsg = wire_get<int32_t>(bytes);
-    return 0;
+    auto f = static_cast<fdio *>(s);
+    pollfd input = {f->infd, POLLIN, 0};
+    // The next message often comes soon.
+    if (f->preread == 0 && f->notice == nullptr) moment_poll(&f->soon, &input, 1);
+    int rc = fdio_readint(s, nullptr, id);
+    if (rc == 0) f->curinmsg = *id;
+    return rc;
 }
 
 int fdio_getcurrentinmsg(stream *s)
 {
-    return reader(s)->curinmsg;
+    return static_cast<fdio *>(s)->curinmsg;
 }
 
 void fdio_expect(stream *s, uint32_t least)
 {
-    fdio *f = reader(s);
+    auto f = static_cast<fdio *>(s);
     f->owed = int64_t(least) - f->preread;
 }
 
 void fdio_land(stream *s, const stream_landing *landing)
 {
-    reader(s)->landing = *landing;
+    static_cast<fdio *>(s)->landing = *landing;
 }
 
 int fdio_endinmsg(stream *s)
 {
-    reader(s)->owed = 0;
-    reader(s)->curinmsg = -1;
+    auto f = static_cast<fdio *>(s);
+    f->owed = 0;
+    f->curinmsg = -1;
     return 0;
 }
 
 #define DEFINE(kind, type)                                                                         \
     int fdio_read##kind(stream *s, const char *, type *value)                                      \
     {                                                                                              \
-        return get(reader(s), value);                                                              \
+        word<type> w;                                                                              \
+        int rc = get(static_cast<fdio *>(s), &w);                                                  \
+        if (rc == 0) *value = std::bit_cast<type>(w);                                              \
+        return rc;                                                                                 \
     }
 FDIO_NUMBERS(DEFINE)
 #undef DEFINE
@@ -224,7 +193,7 @@ static int read_head(fdio *f, string_head *head)
     int rc = read_all(f, bytes, sizeof bytes);
     if (rc != 0) return rc;
     *head = parse_head(bytes);
-    promise(f, head->length);
+    f->owed += head->length;
     return 0;
 }
 
@@ -244,9 +213,10 @@ int fdio_readstring(stream *s, const char *, message_string *value)
 {
     string_head head;
     *value = {};
-    int rc = read_head(reader(s), &head);
+    auto f = static_cast<fdio *>(s);
+    int rc = read_head(f, &head);
     char *text = nullptr;
-    if (rc == 0 && head.length > 0) rc = read_text(reader(s), head.length, &text);
+    if (rc == 0 && head.length > 0) rc = read_text(f, head.length, &text);
     if (rc == 0) *value = {head.present, head.length, text, 0};
     return rc;
 }
@@ -335,8 +305,8 @@ static int append_strings(fdio *f, filling *c, uint32_t left)
 static int read_count(fdio *f, uint32_t type, uint32_t *count)
 {
     int rc = get(f, count);
-    if (rc == 0)
-        promise(f, uint64_t(*count) * (type == TYPE_STRING ? HEAD : message_element_size(type)));
+    const size_t least = type == TYPE_STRING ? HEAD : message_element_size(type);
+    if (rc == 0) f->owed += static_cast<int64_t>(*count * least);
     return rc;
 }
 
@@ -409,18 +379,24 @@ static int read_chunk(fdio *f, message_array *a, filling *c, bool joined)
     return rc;
 }
 
-// Reads `n` > 0 chunks into an array that has its type and none yet.
-static int read_chunks(fdio *f, uint32_t n, message_array *a)
+// Reads the chunks of an array of that type, which has none yet.  After an error it has none.
+static int read_chunks(fdio *f, uint32_t type, message_array *a)
 {
-    bool joined = n > MANY_CHUNKS;
-    filling c = {nullptr, message_element_size(a->type), 0, 0, !joined, {}};
-    int rc = 0;
-    uint32_t left = n;
+    uint32_t left = 0;
+    f->owed += sizeof left;
+    int rc = get(f, &left);
+    // An array without chunks is taken whatever its type says.
+    if (rc == 0 && left > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
+    if (rc != 0 || left == 0) return rc;
+    f->owed += static_cast<int64_t>(left * sizeof left);
+    if (left > 1) f->landing = {};
+    const bool joined = left > MANY_CHUNKS;
+    filling c = {nullptr, message_element_size(type), 0, 0, !joined, {}};
+    a->type = type;
     for (; rc == 0 && left > 0; left--)
         rc = read_chunk(f, a, &c, joined);
     if (rc == 0 && joined) rc = end_chunk(a, &c);
     if (rc == 0) return 0;
-    uint32_t type = a->type;
     free(c.text.data);
     free(c.data);
     message_uncopy_array(a);
@@ -429,39 +405,21 @@ static int read_chunks(fdio *f, uint32_t n, message_array *a)
     return rc != 0 ? rc : MESSAGE_NOMEMORY;
 }
 
-static int read_array(fdio *f, message_array *value)
+int fdio_readarray(stream *s, const char *, message_array *value)
 {
+    auto f = static_cast<fdio *>(s);
     unsigned char head[12];
-    uint32_t n = 0;
     *value = {};
     int rc = read_all(f, head, sizeof head);
     if (rc != 0) return rc;
-    int64_t total = wire_get<int64_t>(head);
-    uint32_t type = wire_get<uint32_t>(head + 8);
-    if (type != TYPE_NONE && total >= 1) {
-        promise(f, sizeof n);
-        rc = get(f, &n);
-        // An array without chunks is taken whatever its type says.
-        if (rc == 0 && n > 0 && type > TYPE_LAST) rc = MESSAGE_INVALID;
-        value->type = type;
-        if (rc == 0) promise(f, uint64_t(n) * sizeof n);
-        if (n != 1) f->landing = {};
-        if (rc == 0 && n > 0) rc = read_chunks(f, n, value);
-        if (rc != 0) {
-            *value = {};
-            return rc;
-        }
-    }
+    const auto total = static_cast<int64_t>(wire_get<uint64_t>(head));
+    const auto type = wire_get<uint32_t>(head + 8);
+    if (type != TYPE_NONE && total >= 1) rc = read_chunks(f, type, value);
+    f->landing = {};
+    if (rc != 0) return rc;
     value->total = total;
     value->type = type;
     return 0;
-}
-
-int fdio_readarray(stream *s, const char *, message_array *value)
-{
-    int rc = read_array(reader(s), value);
-    reader(s)->landing = {};
-    return rc;
 }
 
 int fdio_readfile(stream *s, const char *name, message_file *value)

@@ -13,11 +13,6 @@ namespace vnt {
 static constexpr size_t SMALL_BLOCK = 65536;
 static constexpr size_t SCRATCH = 262144;
 
-static fdio_writer *writer(stream *s)
-{
-    return static_cast<fdio_writer *>(s);
-}
-
 void writer_init(fdio_writer *w, int32_t uselistener,
                  int (*transmit)(fdio_writer *, const void *, size_t))
 {
@@ -31,7 +26,7 @@ void writer_init(fdio_writer *w, int32_t uselistener,
 
 void writer_hold(stream *s, bool hold)
 {
-    writer(s)->held = hold;
+    static_cast<fdio_writer *>(s)->held = hold;
 }
 
 void writer_release(fdio_writer *w)
@@ -46,7 +41,8 @@ static int make_room(fdio_writer *w, size_t n)
     return w->outcap - w->outlen >= n ? 0 : w->transmit(w, nullptr, 0);
 }
 
-template <class value> static int put(fdio_writer *w, value v)
+// Puts an unsigned integer.
+template <class integer> static int put(fdio_writer *w, integer v)
 {
     int rc = make_room(w, sizeof v);
     if (rc != 0) return rc;
@@ -98,19 +94,20 @@ static int put_elements(fdio_writer *w, const void *data, size_t count, size_t w
 
 int fdio_startoutmsg(stream *s, int32_t id, const void *, int *)
 {
-    int rc = put(writer(s), id);
-    if (rc == 0) writer(s)->curoutmsg = id;
+    auto w = static_cast<fdio_writer *>(s);
+    int rc = put(w, static_cast<uint32_t>(id));
+    if (rc == 0) w->curoutmsg = id;
     return rc;
 }
 
 int fdio_getcurrentoutmsg(stream *s)
 {
-    return writer(s)->curoutmsg;
+    return static_cast<fdio_writer *>(s)->curoutmsg;
 }
 
 int fdio_endoutmsg(stream *s)
 {
-    fdio_writer *w = writer(s);
+    auto w = static_cast<fdio_writer *>(s);
     w->curoutmsg = -1;
     return w->outlen > 0 && !w->held ? w->transmit(w, nullptr, 0) : 0;
 }
@@ -118,7 +115,7 @@ int fdio_endoutmsg(stream *s)
 #define DEFINE(kind, type)                                                                         \
     int fdio_write##kind(stream *s, const char *, type value)                                      \
     {                                                                                              \
-        return put(writer(s), value);                                                              \
+        return put(static_cast<fdio_writer *>(s), std::bit_cast<word<type>>(value));               \
     }
 FDIO_NUMBERS(DEFINE)
 #undef DEFINE
@@ -133,7 +130,7 @@ static int put_string(fdio_writer *w, const message_string *value)
 
 int fdio_writestring(stream *s, const char *, const message_string *value)
 {
-    return put_string(writer(s), value);
+    return put_string(static_cast<fdio_writer *>(s), value);
 }
 
 static int put_strings(fdio_writer *w, const message_string *strings, uint32_t count)
@@ -156,7 +153,7 @@ static int put_chunk(fdio_writer *w, const message_chunk *chunk, uint32_t type)
 // Writes what precedes the chunks of an array.
 static int put_head(fdio_writer *w, const message_array *value)
 {
-    int64_t total = std::max<int64_t>(value->total, 0);
+    uint64_t total = value->total > 0 ? static_cast<uint64_t>(value->total) : 0;
     int rc = put(w, total);
     if (rc == 0) rc = put(w, value->type);
     return rc == 0 && total > 0 ? put(w, value->nchunks) : rc;
@@ -165,7 +162,7 @@ static int put_head(fdio_writer *w, const message_array *value)
 int fdio_writearray(stream *s, const char *, const message_array *value)
 {
     static constexpr message_array none = {};
-    fdio_writer *w = writer(s);
+    auto w = static_cast<fdio_writer *>(s);
     if (value == nullptr || value->type == TYPE_NONE) value = &none;
     if (value->type > TYPE_LAST) return MESSAGE_INVALID;
     int rc = put_head(w, value);
@@ -226,7 +223,7 @@ int fdio_writefile(stream *s, const char *name, const message_file *value)
 {
     int rc = fdio_writestring(s, name, &value->name);
     if (rc != 0) return rc;
-    return value->mapping != nullptr ? put_mapped(writer(s), value)
+    return value->mapping != nullptr ? put_mapped(static_cast<fdio_writer *>(s), value)
                                      : fdio_writearray(s, name, &value->contents);
 }
 
