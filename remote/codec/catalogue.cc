@@ -59,16 +59,11 @@ static_assert(offsetof(vntmsg_GETX_REQ, flags) == 12, "fields follow the id with
 const message_layout *const catalogue_begin = layouts;
 const message_layout *const catalogue_end = std::end(layouts);
 
-const message_layout *layout_find(const message_layout *begin, const message_layout *end,
-                                  uint32_t id)
-{
-    const message_layout *at = std::ranges::lower_bound(begin, end, id, {}, &message_layout::id);
-    return at != end && at->id == id ? at : nullptr;
-}
-
 const message_layout *catalogue_find(uint32_t id)
 {
-    return layout_find(catalogue_begin, catalogue_end, id);
+    const message_layout *at =
+        std::ranges::lower_bound(catalogue_begin, catalogue_end, id, {}, &message_layout::id);
+    return at != catalogue_end && at->id == id ? at : nullptr;
 }
 
 } // namespace vnt

@@ -64,10 +64,6 @@ struct message_layout {
 extern const message_layout *const catalogue_begin;
 extern const message_layout *const catalogue_end;
 
-// Looks in a part of the catalogue.  Null when no message there has the id.
-const message_layout *layout_find(const message_layout *begin, const message_layout *end,
-                                  uint32_t id);
-
 // Null when no message has the id.
 const message_layout *catalogue_find(uint32_t id);
 

@@ -8,34 +8,16 @@
 
 namespace vnt {
 
-// The part of the catalogue that a codec knows.
-struct codec_range {
-    const char *name;
-    const message_layout *begin;
-    const message_layout *end;
-};
-
-// The public record of a codec, and the messages that it knows.
+// The public record of a codec, and which of the two it is.
 struct simplecodec : codec {
-    const codec_range *range;
+    bool solver; // knows the messages from FIRST_SOLVER_ID on, else those before
 };
-
-// The first ids that belong to the solver codec.
 static constexpr uint32_t FIRST_SOLVER_ID = 1000;
-
-static const codec_range *ranges(void)
-{
-    static const message_layout *const middle =
-        layout_find(catalogue_begin, catalogue_end, FIRST_SOLVER_ID);
-    static const codec_range list[2] = {{"builtin", catalogue_begin, middle},
-                                        {"vntcodec", middle, catalogue_end}};
-    return list;
-}
 
 static const message_layout *find(const codec *c, uint32_t id)
 {
-    const codec_range *range = static_cast<const simplecodec *>(c)->range;
-    return layout_find(range->begin, range->end, id);
+    const bool solver = id >= FIRST_SOLVER_ID;
+    return solver == static_cast<const simplecodec *>(c)->solver ? catalogue_find(id) : nullptr;
 }
 
 static int encode_field(stream *out, const message_field *f, const void *record)
@@ -211,7 +193,7 @@ static constexpr codec_operations simplecodec_ops = {
     .mkmulticast = simplecodec_mkmulticast,
 };
 
-static int simplecodec_create(codec **out, const codec_range *range, stream *in, stream *out_stream)
+static int simplecodec_create(codec **out, bool solver, stream *in, stream *out_stream)
 {
     *out = nullptr;
     auto c = static_cast<simplecodec *>(calloc(1, sizeof(simplecodec)));
@@ -224,25 +206,25 @@ static int simplecodec_create(codec **out, const codec_range *range, stream *in,
     c->in = in;
     c->out = out_stream;
     memcpy(c->tag, CODEC_TAG, sizeof CODEC_TAG);
-    c->name = range->name;
-    c->range = range;
+    c->name = solver ? "vntcodec" : "builtin";
+    c->solver = solver;
     *out = c;
     return 0;
 }
 
 static int simplecodec_mkmulticast(codec *c, codec **out, stream *out_stream)
 {
-    return simplecodec_create(out, static_cast<simplecodec *>(c)->range, nullptr, out_stream);
+    return simplecodec_create(out, static_cast<simplecodec *>(c)->solver, nullptr, out_stream);
 }
 
 static int builtin_create(codec **out, stream *in, stream *out_stream)
 {
-    return simplecodec_create(out, &ranges()[0], in, out_stream);
+    return simplecodec_create(out, false, in, out_stream);
 }
 
 static int vntcodec_create(codec **out, stream *in, stream *out_stream)
 {
-    return simplecodec_create(out, &ranges()[1], in, out_stream);
+    return simplecodec_create(out, true, in, out_stream);
 }
 
 const codec_factory *builtin_getfactory(void)
