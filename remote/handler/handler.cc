@@ -35,16 +35,23 @@ CONTROL_REQUESTS(DECLARE)
 
 struct handler_action {
     uint32_t id;
+    uint16_t flags_at; // offset of the request's flags, 0 for a request without
     int (*run)(handler_frame *frame);
 };
 
+template <class request> constexpr uint16_t flags_at()
+{
+    if constexpr (requires(request r) { r.flags; }) return offsetof(request, flags);
+    return 0;
+}
+
 static handler_action vnthandler_actions[] = {
-#define ROW(name) {VNTMESSAGEID_##name, vnthandler_VNTMESSAGEID_##name##_run},
+#define ROW(name)                                                                                  \
+    {VNTMESSAGEID_##name, flags_at<vntmsg_##name>(), vnthandler_VNTMESSAGEID_##name##_run},
     CONTROL_REQUESTS(ROW)
-#undef ROW
-#define SOLVER_CALL(name, ...)                                                                     \
-    {VNTMESSAGEID_##name##_REQ, vnthandler_VNTMESSAGEID_##name##_REQ_run},
+#define SOLVER_CALL(name, ...) ROW(name##_REQ)
 #include "remote/calls/solvercalls.def"
+#undef ROW
 };
 static_assert(std::size(vnthandler_actions) == 444, "the number of requests has changed");
 
@@ -67,7 +74,7 @@ static void sort_actions(void)
 
 static const handler_action *find_action(uint32_t id)
 {
-    const handler_action key = {id, nullptr};
+    const handler_action key = {id, 0, nullptr};
     return static_cast<const handler_action *>(bsearch(&key, vnthandler_actions,
                                                        std::size(vnthandler_actions),
                                                        sizeof(handler_action), vnthandler_sort));
@@ -79,23 +86,13 @@ bool handler_serves(uint32_t id)
     return find_action(id) != nullptr;
 }
 
-// Messages without fields have no flags; their NAK has 0.
-static int32_t request_flags(const void *request)
-{
-    const message_layout *layout = catalogue_find(message_id(request));
-    if (layout == nullptr) return 0;
-    for (const message_field *field = layout->fields; field->kind != KIND_END; field++)
-        if (strcmp(field->name, "flags") == 0) return field_at<int32_t>(request, field->offset);
-    return 0;
-}
-
 static int vnthandler_handler(handler *h, void *request)
 {
     const uint32_t id = message_id(request);
     const handler_action *action = find_action(id);
     if (action == nullptr) return MESSAGE_UNKNOWN;
     const int32_t message = static_cast<int32_t>(id);
-    const int32_t flags = request_flags(request);
+    const int32_t flags = action->flags_at != 0 ? field_at<int32_t>(request, action->flags_at) : 0;
     handler_frame frame = {
         .owner = h,
         .request = request,
