@@ -60,7 +60,8 @@ synccall::synccall(handler *h) : nested(h != nullptr && async_isasync())
 {
     if (nested) nested_call = true;
     // A kill of an asynchronous call that is still running must stay.
-    if (h != nullptr && pausegate_shown(&h->gate) == ASYNC_STATE_IDLE) terminate_flag_set(h, 0);
+    const bool running = nested && pausegate_shown(&h->gate) != ASYNC_STATE_IDLE;
+    if (h != nullptr && !running) terminate_flag_set(h, 0);
 }
 
 synccall::~synccall()

@@ -69,10 +69,11 @@ int info_queue_create(info_queue *q, transport *io, const solver_poll *poll)
     return 0;
 }
 
-static info_message *detach(info_queue *q)
+static info_message *pop(info_queue *q)
 {
     info_message *first = q->head;
-    q->head = q->tail = nullptr;
+    q->head = first->next;
+    if (q->head == nullptr) q->tail = nullptr;
     return first;
 }
 
@@ -87,11 +88,8 @@ static void append(info_queue *q, info_message *queued)
 
 void info_queue_destroy(info_queue *q)
 {
-    for (info_message *queued = detach(q); queued != nullptr;) {
-        info_message *next = queued->next;
-        info_destroy(queued);
-        queued = next;
-    }
+    while (q->head != nullptr)
+        info_destroy(pop(q));
     pthread_mutex_destroy(&q->lock);
 }
 
@@ -106,12 +104,10 @@ static int send(info_queue *q, const void *message)
 // With the info lock held.
 static void send_queue(info_queue *q)
 {
-    if (q->hold != 0) return;
-    for (info_message *queued = detach(q); queued != nullptr;) {
-        info_message *next = queued->next;
-        send(q, &queued->message);
-        info_destroy(queued);
-        queued = next;
+    while (q->hold == 0 && q->head != nullptr) {
+        info_message *first = pop(q);
+        send(q, &first->message);
+        info_destroy(first);
     }
 }
 
