@@ -128,6 +128,8 @@ struct solver_call {
     bool runs_long;     // a solve and its like, which a caller may want to end
     bool gives_value;   // "status" carries a value: `nothing` where there is no such problem
     int8_t nothing;
+    bool gives_texts; // whose terminator the worker must know
+    uint32_t queries; // what the worker asks for sizes, see query_bit()
     uint16_t nargs;
     const call_argument *args;
     // Calls `function`, which must have the row's prototype.

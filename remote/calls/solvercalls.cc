@@ -1,5 +1,6 @@
 #include "remote/calls/solvercall.h"
 
+#include "remote/calls/callsize.h"
 #include "remote/calls/prototype.h"
 
 #include <algorithm>
@@ -273,6 +274,27 @@ arguments(const written (&words)[count], const parameter (&parameters)[takes])
     return args;
 }
 
+// All queries that the sizes name, also if one only bounds an index, as solvers expect.  Only the
+// number of columns is asked just for outputs.
+template <size_t count> constexpr uint32_t queries_of(const std::array<call_argument, count> &args)
+{
+    uint32_t queries = 0;
+    for (const call_argument &arg : args) {
+        const bool output = arg.word == CALL_OUT || arg.word == CALL_INOUT;
+        for (const call_term &term : arg.size.terms)
+            if (term.kind == call_term::QUERY && (term.at != QUERY_NUMCOLS || output))
+                queries |= query_bit(term.at);
+    }
+    return queries;
+}
+
+template <size_t count> constexpr bool has_texts(const std::array<call_argument, count> &args)
+{
+    return std::ranges::any_of(args, [](const call_argument &arg) {
+        return arg.word == CALL_OUTSTRING || arg.word == CALL_OUTNAMES;
+    });
+}
+
 // The response's field for the solver function's own result.
 struct result_place {
     call_result kind; // of an "out": RESULT_INT
@@ -381,6 +403,8 @@ template <class type> constexpr bool result_fits(result_place place)
      runs_long,                                                                                    \
      gives_value,                                                                                  \
      nothing,                                                                                      \
+     has_texts(row_##name::args),                                                                  \
+     queries_of(row_##name::args),                                                                 \
      row_##name::args.size(),                                                                      \
      row_##name::args.data(),                                                                      \
      row_##name::solver::invoke},

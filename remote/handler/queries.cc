@@ -112,30 +112,4 @@ void queries_ask_width(size_queries *q)
     if (q->status == 0) q->width = bytes == 2 ? 1 : bytes == 4 ? 2 : 0;
 }
 
-static bool is_output(const call_argument &arg)
-{
-    return arg.word == CALL_OUT || arg.word == CALL_INOUT;
-}
-
-static uint32_t wanted_by(const call_argument &arg)
-{
-    uint32_t wanted = 0;
-    for (const call_term &term : arg.size.terms)
-        if (term.kind == call_term::QUERY && (term.at != QUERY_NUMCOLS || is_output(arg)))
-            wanted |= query_bit(term.at);
-    return wanted;
-}
-
-void queries_ask_for(size_queries *q, const solver_call *call)
-{
-    bool texts = false;
-    for (int i = 0; i < call->nargs; i++) {
-        const call_argument &arg = call->args[i];
-        q->sizes.asked |= wanted_by(arg);
-        texts = texts || arg.word == CALL_OUTSTRING || arg.word == CALL_OUTNAMES;
-    }
-    if (texts) queries_ask_width(q);
-    queries_ask(q);
-}
-
 } // namespace vnt

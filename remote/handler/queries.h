@@ -31,8 +31,4 @@ void queries_ask(size_queries *q);
 // Asks for the width of the terminator.
 void queries_ask_width(size_queries *q);
 
-// Asks all that the call's row names, each query once, also if it only bounds an index, as solvers
-// expect.  Only the number of columns is asked just for outputs.
-void queries_ask_for(size_queries *q, const solver_call *call);
-
 } // namespace vnt

@@ -152,9 +152,11 @@ static message_array *array_to_join(const solver_run *run, const call_argument &
     return a != nullptr && a->nchunks > 1 ? a : nullptr;
 }
 
-// Joins the arrays of several chunks and copies the rest of the received request.  If they were
-// copied with it and joined then, they would be in memory three times.
-static int copy_all_but_joined(solver_run *run)
+// The request belongs to the transport, which frees it when the next one arrives; while an
+// asynchronous call runs, control requests arrive.  So the request is copied, but for its arrays of
+// several chunks, which are joined: if they were copied with it and joined then, they would be in
+// memory three times.
+static int copy_request(solver_run *run)
 {
     struct {
         message_array *place;
@@ -173,17 +175,8 @@ static int copy_all_but_joined(solver_run *run)
     while (njoined-- > 0)
         *joined[njoined].place = joined[njoined].array;
     if (rc != 0) return rc;
+    run->request = run->copy;
     return run->copy != nullptr ? 0 : VNTERR_NO_MEMORY;
-}
-
-// The request belongs to the transport, which frees it when the next one arrives; while an
-// asynchronous call runs, control requests arrive.
-static int copy_request(solver_run *run)
-{
-    if (!(run->flags & FLAG_ASYNCHRONOUS)) return 0;
-    const int rc = copy_all_but_joined(run);
-    if (rc == 0) run->request = run->copy;
-    return rc;
 }
 
 static int take_all(solver_run *run)
@@ -208,10 +201,16 @@ static void forget_freed(solver_run *run)
 // Finds the solver's function, and asks the solver for sizes.
 static int ask_solver(solver_run *run)
 {
+    size_queries *q = &run->queries;
     run->function = solver_find(&imports[run->call - solvercalls]);
-    if (run->function == nullptr) run->queries.missing = run->call->function;
-    if (run->queries.missing == nullptr) queries_ask_for(&run->queries, run->call);
-    return run->queries.missing == nullptr ? 0 : msg2vnt(MESSAGE_UNKNOWN);
+    if (run->function == nullptr) {
+        q->missing = run->call->function;
+    } else {
+        q->sizes.asked = run->call->queries;
+        if (run->call->gives_texts) queries_ask_width(q);
+        if (q->sizes.asked != 0) queries_ask(q);
+    }
+    return q->missing == nullptr ? 0 : msg2vnt(MESSAGE_UNKNOWN);
 }
 
 // Whether the columns of a matrix stay within argument i, one of its two arrays of entries.
@@ -254,13 +253,7 @@ static int check_lengths(const solver_run *run)
     return 0;
 }
 
-// Making room: for what the solver writes.
-
-static size_t slot_size(const call_argument &arg)
-{
-    if (arg.word == CALL_OUTNAMES) return sizeof(char *);
-    return message_element_size(arg.type);
-}
+// Readying: what the solver gets for each argument, and room for what it writes.
 
 // Allocates zeroed elements; a count of 0 leaves the pointer null.
 static int make_block(passing *p, int64_t count, size_t size)
@@ -296,17 +289,25 @@ static int make_copy(passing *p, int64_t count, size_t size)
     return rc;
 }
 
-static int make_room(solver_run *run, const call_argument &arg, passing *p)
+static int ready(solver_run *run, const call_argument &arg, passing *p)
 {
+    size_queries *q = &run->queries;
+    const size_t width =
+        arg.word == CALL_OUTNAMES ? sizeof(char *) : message_element_size(arg.type);
     switch (arg.word) {
+    case CALL_ENV: p->value.p = q->env; return 0;
+    case CALL_LP: p->value.p = q->lp; return 0;
+    case CALL_NET: p->value.p = q->net; return 0;
+    case CALL_LP_BY_ADDRESS: p->value.p = &q->lp; return 0;
+    case CALL_NET_BY_ADDRESS: p->value.p = &q->net; return 0;
+    case CALL_OUTVALUE:
+    case CALL_OUTCHAR: p->value.p = &p->target; return 0;
     case CALL_OUT:
     case CALL_OUTSTRING:
     case CALL_PLAINSTRING:
     case CALL_OUTNAMES:
-    case CALL_STORE:
-        return make_block(p, size_of(arg.size, run->request, run->queries.sizes), slot_size(arg));
-    case CALL_INOUT:
-        return make_copy(p, size_of(arg.size, run->request, run->queries.sizes), slot_size(arg));
+    case CALL_STORE: return make_block(p, size_of(arg.size, run->request, q->sizes), width);
+    case CALL_INOUT: return make_copy(p, size_of(arg.size, run->request, q->sizes), width);
     case CALL_OUTFILE:
         run->failure = outfile_create(&run->file, static_cast<const char *>(p->value.p));
         p->value.p = run->file.path;
@@ -315,10 +316,10 @@ static int make_room(solver_run *run, const call_argument &arg, passing *p)
     }
 }
 
-static int make_all_room(solver_run *run)
+static int ready_all(solver_run *run)
 {
     for (int i = 0; i < run->call->nargs; i++) {
-        int rc = make_room(run, run->call->args[i], &run->args[i]);
+        int rc = ready(run, run->call->args[i], &run->args[i]);
         if (rc != 0) return rc;
     }
     return 0;
@@ -326,26 +327,8 @@ static int make_all_room(solver_run *run)
 
 // Calling.
 
-static void pass_objects_and_cells(solver_run *run)
-{
-    for (int i = 0; i < run->call->nargs; i++) {
-        passing *p = &run->args[i];
-        switch (run->call->args[i].word) {
-        case CALL_ENV: p->value.p = run->queries.env; break;
-        case CALL_LP: p->value.p = run->queries.lp; break;
-        case CALL_NET: p->value.p = run->queries.net; break;
-        case CALL_LP_BY_ADDRESS: p->value.p = &run->queries.lp; break;
-        case CALL_NET_BY_ADDRESS: p->value.p = &run->queries.net; break;
-        case CALL_OUTVALUE:
-        case CALL_OUTCHAR: p->value.p = &p->target; break;
-        default: break;
-        }
-    }
-}
-
 static void call_solver(solver_run *run)
 {
-    pass_objects_and_cells(run);
     call_value values[SOLVERCALL_MAXARGS];
     for (int i = 0; i < run->call->nargs; i++)
         values[i] = run->args[i].value;
@@ -422,16 +405,6 @@ static void give_result(solver_run *run, void *response)
     }
 }
 
-static void give_all(solver_run *run, void *response)
-{
-    give_result(run, response);
-    for (int i = 0; i < run->call->nargs; i++) {
-        int rc = give(run, run->call->args[i], run->args[i], response);
-        if (rc != 0 && run->call->result == RESULT_STATUS)
-            field_at<int32_t>(response, run->call->result_at) = msg2vnt(rc);
-    }
-}
-
 static void unset_all(const solver_run *run, void *response)
 {
     for (int i = 0; i < run->call->nargs; i++) {
@@ -445,9 +418,15 @@ static void unset_all(const solver_run *run, void *response)
 
 static int respond(solver_run *run)
 {
+    const solver_call *call = run->call;
     alignas(max_align_t) char response[SOLVERCALL_MAXRECORD] = {};
-    field_at<uint32_t>(response, sizeof(void *)) = run->call->response;
-    give_all(run, response);
+    field_at<uint32_t>(response, sizeof(void *)) = call->response;
+    give_result(run, response);
+    for (int i = 0; i < call->nargs; i++) {
+        int rc = give(run, call->args[i], run->args[i], response);
+        if (rc != 0 && call->result == RESULT_STATUS)
+            field_at<int32_t>(response, call->result_at) = msg2vnt(rc);
+    }
     int rc = frame_respond(run->frame, response);
     unset_all(run, response);
     return rc;
@@ -456,14 +435,15 @@ static int respond(solver_run *run)
 // Prepares the call.  Returns 0, or the status to reject the request with.
 static int prepare(solver_run *run)
 {
-    int rc = copy_request(run);
+    const bool asynchronous = run->flags & FLAG_ASYNCHRONOUS;
+    int rc = asynchronous ? copy_request(run) : 0;
     if (rc == 0) rc = take_all(run);
     if (rc != 0) return rc;
-    if ((run->flags & FLAG_ASYNCHRONOUS) && async_isasync()) return -1;
+    if (asynchronous && async_isasync()) return -1;
     if (run->flags & FLAG_USEDEFAULTS) queries_use_defaults(&run->queries, run->frame->owner);
     rc = ask_solver(run);
     if (rc == 0) rc = check_lengths(run);
-    if (rc == 0) rc = make_all_room(run);
+    if (rc == 0) rc = ready_all(run);
     return rc;
 }
 
