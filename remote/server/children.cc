@@ -6,6 +6,7 @@
 #include "remote/base/socket.h"
 #include "remote/server/owned.h"
 #include "remote/server/pumps.h"
+#include "remote/server/title.h"
 
 #include <atomic>
 #include <cerrno>
@@ -214,6 +215,7 @@ bool child_hand_over(server_child *c, int client, const void *hello, size_t leng
     }
     c->pending = client;
     socknam(client, 1, c->peer);
+    title_change(c->id, c->peer);
     // The old client's network may have failed without the system's knowledge.  This makes the
     // to-child pump read an end of file.
     if (c->left) shutdown(c->client, SHUT_RD);

@@ -173,19 +173,26 @@ TEST(Server, AClientGetsAWorkerThatHearsIt)
     }
 }
 
-// What ps shows; the program's own arguments stay what they are.
+// What ps shows for a process, and what it shows of one whose client this is.
+static std::string title(pid_t id)
+{
+    return file_text("/proc/" + std::to_string(id) + "/cmdline");
+}
+static std::string title_of(const raw_client &c)
+{
+    const std::string text = std::string(program_invocation_short_name) + ": " + address_of(c);
+    return text.substr(0, title(getpid()).size() - 1);
+}
+
+// The program's own arguments stay what they are.
 TEST(Server, AWorkersTitleTellsOfItsClient)
 {
-    auto title = [](pid_t id) { return file_text("/proc/" + std::to_string(id) + "/cmdline"); };
-    const std::string program = program_invocation_short_name;
     letter_server server({"-log-time"});
     const std::string command = title(server.pid);
     served_client c(server);
-    const std::string client = address_of(c);
-    std::string shown = title(process_of(c));
+    const std::string shown = title(process_of(c));
     EXPECT_EQ(shown.size(), command.size());
-    shown.resize(std::min(shown.size(), shown.find('\0')));
-    EXPECT_EQ(shown, (program + ": " + client).substr(0, command.size() - 1));
+    EXPECT_EQ(shown.c_str(), title_of(c));
     EXPECT_EQ(title(server.pid), command);
     EXPECT_EQ(c.say("f").hear(1), "/");
     c.say("c");
@@ -421,6 +428,18 @@ TEST(Server, AnOldConnectionDoesNotHoldAWorkerThatItsClientHasLeft)
     EXPECT_EQ(first.say("d").hear(1), "d");
     expect_joined(second, first);
     EXPECT_TRUE(first.closed());
+}
+
+// It would lead a search for who uses the machine to somebody who has left.
+TEST(Server, AWorkersTitleFollowsTheClientThatComesBack)
+{
+    letter_server server;
+    served_client old(server);
+    old.park();
+    raw_client next(server.port);
+    expect_joined(next, old);
+    EXPECT_EQ(title(process_of(old)).c_str(), title_of(next));
+    EXPECT_EQ(title(process_of(old)).size(), title(server.pid).size());
 }
 
 TEST(Server, ASilentNewClientIsServedOrClosed)

@@ -1,12 +1,15 @@
 #include "remote/server/title.h"
 
 #include "remote/base/holders.h"
+#include "remote/base/log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace vnt {
@@ -46,15 +49,33 @@ static bool arguments_copy(int argc, char **argv)
     return true;
 }
 
+// Fills the text up to its end, so that nothing of a longer title stays behind it.  Returns how
+// much of it goes into the line, whose last byte stays 0: else the system reads on behind it.
+static size_t title_make(char (&title)[256], const memory_range &line, const char *client)
+{
+    const size_t size = std::min(sizeof title, line.size);
+    memset(title, 0, sizeof title);
+    snprintf(title, size, "%s: %s", program_invocation_short_name, client);
+    return size;
+}
+
 void title_set(const char *client, int argc, char **argv)
 {
     const memory_range line = command_line_find();
-    const char *program = program_invocation_short_name;
+    if (line.size == 0 || !arguments_copy(argc, argv)) return;
     char title[256];
-    int n = snprintf(title, sizeof title, "%s: %s", program, client);
-    if (n < 0 || line.size == 0 || !arguments_copy(argc, argv)) return;
-    memset(line.begin, 0, line.size); // its last byte stays 0: else the system reads on behind it
-    memcpy(line.begin, title, strnlen(title, line.size - 1));
+    const size_t size = title_make(title, line, client);
+    memset(line.begin, 0, line.size);
+    memcpy(line.begin, title, size);
+}
+
+void title_change(pid_t worker, const char *client)
+{
+    const memory_range line = command_line_find();
+    char title[256];
+    const iovec mine = {title, title_make(title, line, client)}, its = {line.begin, mine.iov_len};
+    if (process_vm_writev(worker, &mine, 1, &its, 1, 0) < 0)
+        log_line(LOG_DEBUG, "Child %d keeps its title: %s\n", worker, strerror(errno));
 }
 
 } // namespace vnt
