@@ -1,6 +1,7 @@
 #include "tools/toptable.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -63,38 +64,59 @@ static std::string states_text(const server_status &s)
     return fmt::format("{} worker{}{}", workers, workers == 1 ? "" : "s", text);
 }
 
-static std::string head(const server_status &s, const worker_loads &loads, int width)
+static std::string amount(uint64_t bytes)
 {
-    double load = 0, memory = 0;
+    return amount_text(static_cast<double>(bytes));
+}
+
+static std::string server_text(const server_status &s)
+{
+    return fmt::format("vntworker {} at {}, process {}, up {}{}", s.version, s.address, s.pid,
+                       span_text(s.uptime), s.draining ? ", ends with its last worker" : "");
+}
+
+// What the system says of all workers, where the server runs on this host.
+static std::string system_text(const server_status &s, const worker_loads &loads)
+{
+    if (loads.empty()) return "";
+    double load = 0;
+    uint64_t memory = 0;
     for (const auto &[id, share] : loads)
         load += share;
     for (const worker_status &w : s.workers)
-        memory += static_cast<double>(w.memory.value_or(0));
-    const std::string system =
-        loads.empty() ? ""
-                      : fmt::format(", CPU {:.0f} %, memory {}", 100 * load, amount_text(memory));
-    return cut(fmt::format("vntworker {} at {}, process {}, up {}{}", s.version, s.address, s.pid,
-                           span_text(s.uptime), s.draining ? ", ends with its last worker" : ""),
-               width) +
-           "\n" + cut(states_text(s) + system, width) + "\n" +
-           cut(fmt::format("connections {}, refused {}, workers ended {}, in {}, out {}",
-                           s.accepted, counts_sum(s.refused), counts_sum(s.ended),
-                           amount_text(static_cast<double>(s.in)),
-                           amount_text(static_cast<double>(s.out))),
-               width) +
-           "\n";
+        memory += w.memory.value_or(0);
+    return fmt::format(", CPU {:.0f} %, memory {}", 100 * load, amount(memory));
 }
 
-static std::string row(const worker_status &w, const worker_loads &loads, int client)
+static std::string counts_text(const server_status &s)
+{
+    return fmt::format("connections {}, refused {}, workers ended {}, in {}, out {}", s.accepted,
+                       counts_sum(s.refused), counts_sum(s.ended), amount(s.in), amount(s.out));
+}
+
+using worker_row = std::array<std::string, 9>;
+
+static std::string row_text(const worker_row &row, int client)
+{
+    std::string text =
+        fmt::format("{:>7} {:<{}} {:<9}", row[0], cut(row[1], client), client, row[2]);
+    for (size_t i = 3; i < row.size(); i++)
+        text += fmt::format(" {:>5}", row[i]);
+    return text;
+}
+
+static worker_row row_of(const worker_status &w, const worker_loads &loads)
 {
     const auto load = loads.find(w.id);
-    return fmt::format("{:>7} {:<{}} {:<9} {:>5} {:>5} {:>5} {:>5} {:>5} {:>5}",
-                       w.id > 0 ? std::to_string(w.id) : "-", cut(w.client, client), client,
-                       w.state, span_text(w.instate), span_text(w.idle),
-                       amount_text(static_cast<double>(w.in)),
-                       amount_text(static_cast<double>(w.out)),
-                       load != loads.end() ? fmt::format("{:.0f}", 100 * load->second) : "-",
-                       w.memory ? amount_text(static_cast<double>(*w.memory)) : "-");
+    return {w.id > 0 ? std::to_string(w.id) : "-",
+            w.client,
+            w.state,
+            span_text(w.instate),
+            span_text(w.idle),
+            amount(w.in),
+            amount(w.out),
+            load != loads.end() ? fmt::format("{:.0f}", 100 * load->second) : "-",
+            w.memory ? amount(*w.memory) : "-"};
 }
 
 static std::vector<worker_status> busiest_first(const server_status &s, const worker_loads &loads)
@@ -110,27 +132,33 @@ static std::vector<worker_status> busiest_first(const server_status &s, const wo
     return all;
 }
 
-std::string top_table(const server_status &s, const worker_loads &loads, int width, int height)
+// The column of the clients gets the width that the others leave.
+static int client_width(const server_status &s, int width)
 {
-    static constexpr int others = 54; // columns beside the client's
-    std::string text = head(s, loads, width);
-    if (s.workers.empty()) return text;
+    static constexpr int others = 54;
     size_t longest = 6;
     for (const worker_status &w : s.workers)
         longest = std::max(longest, w.client.size());
-    const int client = std::max(6, std::min(static_cast<int>(longest), width - others));
-    text += "\n" +
-            cut(fmt::format("{:>7} {:<{}} {:<9} {:>5} {:>5} {:>5} {:>5} {:>5} {:>5}", "WORKER",
-                            "CLIENT", client, "STATE", "FOR", "IDLE", "IN", "OUT", "CPU%", "MEM"),
-                width) +
-            "\n";
+    return std::max(6, std::min(static_cast<int>(longest), width - others));
+}
+
+std::string top_table(const server_status &s, const worker_loads &loads, int width, int height)
+{
+    texts lines = {server_text(s), states_text(s) + system_text(s, loads), counts_text(s)};
     const std::vector<worker_status> all = busiest_first(s, loads);
     const size_t room = static_cast<size_t>(std::max(1, height - 6));
     const size_t shown = all.size() <= room + 1 ? all.size() : room;
+    const int client = client_width(s, width);
+    if (!all.empty())
+        lines.insert(lines.end(), {"", row_text({"WORKER", "CLIENT", "STATE", "FOR", "IDLE", "IN",
+                                                 "OUT", "CPU%", "MEM"},
+                                                client)});
     for (size_t i = 0; i < shown; i++)
-        text += cut(row(all[i], loads, client), width) + "\n";
-    if (shown < all.size())
-        text += cut(fmt::format("... and {} more", all.size() - shown), width) + "\n";
+        lines.push_back(row_text(row_of(all[i], loads), client));
+    if (shown < all.size()) lines.push_back(fmt::format("... and {} more", all.size() - shown));
+    std::string text;
+    for (const std::string &line : lines)
+        text += cut(line, width) + "\n";
     return text;
 }
 
