@@ -73,8 +73,8 @@ struct remote : testing::Test {
 
 static void hear_nothing(void *, const char *) {}
 
-// Each call that fails tells of itself: what the library found, what the solver said on its error
-// channel, or else what the status means.
+// The text of a failed call is what the library found, what the solver said on its error channel,
+// or else what the status means.
 TEST_F(remote, TheErrorTextIsThatOfTheLastCallThatFailed)
 {
     double value;
@@ -104,7 +104,7 @@ TEST_F(remote, TheErrorTextIsThatOfTheLastCallThatFailed)
     EXPECT_FALSE(has(vntclient_errortext(), "parameter"));
 }
 
-// A status without a meaning would be told by its number alone.
+// Of a status without a meaning the text would give only the number.
 TEST(Statuses, EachOneOfTheHeaderHasItsMeaning)
 {
     auto words = [](const char *file, const std::regex &form) {

@@ -57,7 +57,7 @@ sockaddr_un at_path(const std::string &path)
     return at;
 }
 
-// One that accepts nobody.
+// A listener that accepts no connection.
 int listener_at(const std::string &path, int backlog)
 {
     sockaddr_un at = at_path(path);
@@ -186,8 +186,9 @@ TEST_F(Sockets, TellTheFateOfAWorker)
     VNTLcloseVANTO(&env);
 }
 
-// A listener whose queue is full has no event for a place in it, and a silent one takes everyone.
-TEST_F(Sockets, ThatNobodyServesAreNotWaitedForLongerThanSaid)
+// The first attempt waits in the listener's queue without an answer; the second finds the queue
+// full.
+TEST_F(Sockets, ThatDoNotAnswerAreNotWaitedForLongerThanSaid)
 {
     int fd = listener_at(path, 0);
     vntclient_connecttimeout(100);

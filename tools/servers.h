@@ -39,7 +39,7 @@ class servers {
     // none is up.
     sweep_server *choose(const std::string &avoid);
 
-    // One that is not up and that it is time to look for; null where there is none.
+    // A server that is not up and is due to be tried again, or null.
     sweep_server *missing();
 
     void lost(sweep_server *server);

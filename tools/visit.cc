@@ -19,8 +19,8 @@ static const char *state_word(int state)
     }
 }
 
-// The solver tells of itself once a second: where it said nothing since the last visit, a second
-// visit brings a line.
+// The solver reports its progress once a second.  Where no report came since the last visit, a
+// second visit brings one.
 static int state_ask(session &s)
 {
     int state = VNTCLIENT_ENDED;
@@ -34,7 +34,7 @@ static int state_ask(session &s)
     return state;
 }
 
-// What the samples tell together: an incumbent may be newer than the last look.
+// The latest known values of the samples together: an incumbent may be newer than the last look.
 static progress_sample last_sample(const session &s)
 {
     progress_sample last;

@@ -1,7 +1,8 @@
 // workeroptions.h: checks the command line of vntworker before the server starts.
 //
 // The server hands words that it does not know to every worker, which ends at a wrong one.  So a
-// server with a mistyped option would listen and serve nobody: here the start is refused instead.
+// server with a mistyped option would listen, and all its workers would fail: its start is refused
+// instead.
 
 #pragma once
 

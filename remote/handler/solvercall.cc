@@ -325,7 +325,7 @@ static int ready_all(solver_run *run)
     return 0;
 }
 
-// Calling.
+// The call itself.
 
 static void call_solver(solver_run *run)
 {

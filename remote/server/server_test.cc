@@ -155,7 +155,7 @@ static bool gone(const raw_client &c)
     return eventually([&] { return !process_alive(process_of(c)); });
 }
 
-// Both where the server moves the bytes without looking and where its log tells of them.
+// The server moves the bytes by splice(), or copies them where its log is to show them.
 TEST(Server, AClientGetsAWorkerThatHearsIt)
 {
     for (const char *option : {"-info", "-debug"}) {
@@ -493,7 +493,7 @@ TEST(Server, AHalfClosedClientGetsItsAnswer)
 }
 
 // A shortage of memory costs neither an answer nor a worker; what is really lost is not waited for.
-TEST(Server, FailingCallsOfTheSystemLeaveNobodyWaiting)
+TEST(Server, FailingCallsOfTheSystemLeaveNoClientWaiting)
 {
     for (int error : {ENOMEM, EINVAL, EIO}) {
         splice_error = error;
@@ -727,7 +727,7 @@ TEST(Status, TellsOfEveryWorkerAndOfThoseThatWereRefused)
 }
 
 // Their answers are larger than what the system takes off the server.
-TEST(Status, ClientsThatDoNotReadHoldNobody)
+TEST(Status, ClientsThatDoNotReadHoldNoOtherOne)
 {
     status_path path;
     const std::string large(100000, 'x');

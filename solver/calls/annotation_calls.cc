@@ -185,7 +185,7 @@ int VNTLgetdblannotations(VNTENVptr env, VNTLPptr lp, int idx, int objtype, doub
     });
 }
 
-// Files.
+// The calls that read and write files of annotations.
 
 int VNTEreadcopyannotations(VNTENVptr env, VNTLPptr lp, const char *filename, const char *contents,
                             int64_t length)

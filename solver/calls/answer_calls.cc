@@ -156,7 +156,7 @@ int VNTLcopystart(VNTENVptr env, VNTLPptr lp, const int *cstat, const int *rstat
     });
 }
 
-// Counts.
+// The counts of the last solve.
 
 int64_t VNTLgetitcnt(VNTENVptr env, VNTLPptr lp)
 {

@@ -121,7 +121,7 @@ int VNTLNETdelset(VNTENVptr env, VNTNETptr net, int *whichnodes, int *whicharcs)
     });
 }
 
-// Changes.
+// The calls that change numbers and names.
 
 static void rename(name_list &names, int count, const int *indices, const char *const *newname)
 {
@@ -219,7 +219,7 @@ int VNTLNETchgsupply(VNTENVptr env, VNTNETptr net, int cnt, const int *indices,
                         [&](vntnet &p) { change_numbers(p, p.n.supply, cnt, indices, supply); });
 }
 
-// Queries.
+// The calls that answer about the network.
 
 int VNTLNETgetobjsen(VNTENVptr env, VNTNETptr net)
 {
@@ -349,7 +349,7 @@ int VNTLNETextract(VNTENVptr env, VNTNETptr net, VNTLPptr lp, int *colmap, int *
     });
 }
 
-// Files.
+// The calls that read and write files.
 
 int VNTENETreadcopyprob(VNTENVptr env, VNTNETptr net, const char *filename_str,
                         const char *contents, int64_t length)

@@ -6,7 +6,7 @@
 
 using namespace vnt;
 
-// What a query tells of an order.
+// The answer to a query about an order.
 static void put_order(const std::vector<branching> &order, int *indices, int *priority,
                       int *direction)
 {

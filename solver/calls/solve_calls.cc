@@ -1,4 +1,4 @@
-// Solving.
+// solve_calls.cc: the calls that solve a problem.
 
 #include "solver/calls/calls.h"
 #include "solver/calls/solve.h"
