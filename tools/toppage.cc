@@ -98,41 +98,57 @@ function ceiling(value, bytes) {
 }
 
 const left = 58, bottom = 20, top_ = 8, right = 10;
-// Series are stacked, the first one at the bottom; samples far apart leave a gap.
-function chart(data, title, series, form, least, bytes) {
-  const box = make('div', {class: 'chart'}), line = make('div', {});
-  at('charts').append(box);
-  const last = data.samples[data.samples.length - 1];
-  const sum = sample => series.reduce((all, one) => all + one.value(sample), 0);
-  line.append(make('span', {}, title + ' ', make('b', {}, last && data.server ? form(sum(last)) : '')));
+
+// Where times and values stand in a drawing; `high` is the value at its upper edge.
+function scales(data, svg, high) {
+  const width = svg.clientWidth, height = svg.clientHeight, down = height - bottom;
+  return {width, height, high,
+    x: time => left + (1 - (data.now - time) / 3600) * (width - left - right),
+    y: value => down - value / high * (down - top_)};
+}
+
+function legend(title, value, series) {
+  const line = make('div', {}, make('span', {}, title + ' ', make('b', {}, value)));
   if (series.length > 1)
     for (const one of series) line.append(make('span', {}, make('i', {class: one.kind}), one.name));
-  box.append(line);
+  return line;
+}
+
+function grid(data, scale, form) {
+  const {x, y, width, height, high} = scale;
+  const values = [0, .5, 1].map(part => part * high).flatMap(value => [
+    draw('line', {class: 'grid', x1: left, x2: width - right, y1: y(value), y2: y(value)}),
+    draw('text', {x: left - 6, y: y(value) + 4, 'text-anchor': 'end'}, form(value))]);
+  const time = (minutes, anchor, text) =>
+    draw('text', {x: x(data.now - 60 * minutes), y: height - 5, 'text-anchor': anchor}, text);
+  return [...values, time(60, 'start', '60 min'), time(40, 'middle', '40 min'),
+    time(20, 'middle', '20 min'), time(0, 'end', 'now')];
+}
+
+// Adds the series to `floor`, on which it stands; samples far apart leave a gap.
+function area(data, {x, y}, one, floor) {
+  let path = '';
+  data.samples.forEach((sample, i) => {
+    const before = i > 0 ? data.samples[i - 1][0] : 0;
+    const begin = Math.max(before, sample[0] - 3 * data.period, data.now - 3600);
+    const low = y(floor[i]).toFixed(1);
+    floor[i] += one.value(sample);
+    if (one.value(sample) > 0)
+      path += `M${x(begin).toFixed(1)} ${low}V${y(floor[i]).toFixed(1)}H${(x(sample[0]) + .3).toFixed(1)}V${low}z`;
+  });
+  return draw('path', {class: one.kind, d: path});
+}
+
+// Series are stacked, the first one at the bottom.
+function chart(data, title, series, form, least, bytes) {
+  const sum = sample => series.reduce((all, one) => all + one.value(sample), 0);
+  const last = data.samples[data.samples.length - 1];
   const svg = draw('svg', {role: 'img', 'aria-label': title + ' over the last hour'});
-  box.append(svg);
-  const width = svg.clientWidth, height = svg.clientHeight, down = height - bottom;
+  const value = last && data.server ? form(sum(last)) : '';
+  at('charts').append(make('div', {class: 'chart'}, legend(title, value, series), svg));
   const high = ceiling(Math.max(least, ...data.samples.map(sum)), bytes);
-  const x = time => left + (1 - (data.now - time) / 3600) * (width - left - right);
-  const y = value => down - value / high * (down - top_);
-  for (const part of [0, .5, 1])
-    svg.append(draw('line', {class: 'grid', x1: left, x2: width - right, y1: y(high * part), y2: y(high * part)}),
-      draw('text', {x: left - 6, y: y(high * part) + 4, 'text-anchor': 'end'}, form(high * part)));
-  for (const minutes of [60, 40, 20, 0])
-    svg.append(draw('text', {x: x(data.now - 60 * minutes), y: height - 5,
-      'text-anchor': minutes === 60 ? 'start' : minutes === 0 ? 'end' : 'middle'},
-      minutes === 0 ? 'now' : minutes + ' min'));
-  const floor = data.samples.map(() => 0);
-  for (const one of series) {
-    let path = '';
-    data.samples.forEach((sample, i) => {
-      const begin = Math.max(i > 0 ? data.samples[i - 1][0] : 0, sample[0] - 3 * data.period, data.now - 3600);
-      const low = y(floor[i]).toFixed(1);
-      floor[i] += one.value(sample);
-      if (one.value(sample) > 0)
-        path += `M${x(begin).toFixed(1)} ${low}V${y(floor[i]).toFixed(1)}H${(x(sample[0]) + .3).toFixed(1)}V${low}z`;
-    });
-    svg.append(draw('path', {class: one.kind, d: path}));
-  }
+  const scale = scales(data, svg, high), floor = data.samples.map(() => 0);
+  svg.append(...grid(data, scale, form), ...series.map(one => area(data, scale, one, floor)));
 }
 
 function figure(name, value) {
@@ -147,10 +163,10 @@ function past(data, worker, high) {
   const first = Math.floor(data.now / data.stretch) - 59, grounds = {};
   let loads = '';
   for (const [number, load, state] of worker.past) {
-    const at = number - first;
-    if (at < 0) continue;
-    grounds[state] = (grounds[state] || '') + `M${at} 0h1.03v20h-1.03z`;
-    loads += `M${at + .1} 20v${(-19 * Math.min(load / high, 1) - .5).toFixed(1)}h.8V20z`;
+    const minute = number - first;
+    if (minute < 0) continue;
+    grounds[state] = (grounds[state] || '') + `M${minute} 0h1.03v20h-1.03z`;
+    loads += `M${minute + .1} 20v${(-19 * Math.min(load / high, 1) - .5).toFixed(1)}h.8V20z`;
   }
   for (const state in grounds) svg.append(draw('path', {class: states[state], d: grounds[state]}));
   svg.append(draw('path', {class: 'load', d: loads}));
@@ -173,31 +189,30 @@ function row(data, worker, high) {
     cell('past', past(data, worker, high)));
 }
 
-let known = null;
-function show() {
-  const data = known, server = data.server;
-  for (const id of ['figures', 'charts', 'workers']) at(id).replaceChildren();
-  at('trouble').textContent = data.trouble && 'The server does not answer: ' + data.trouble;
-  const last = data.samples[data.samples.length - 1];
-  if (server) {
-    document.title = at('title').textContent = 'vntworker at ' + server.address;
-    at('about').textContent = `version ${server.version}, process ${server.pid}, up ` +
-      span(server.uptime_seconds) + (server.draining ? ', ends with its last worker' : '');
-    figure('Serving', last[1]);
-    figure('Parked', last[2]);
-    figure('Processors busy', plain(last[4]));
-    figure('Memory', amount(last[5]));
-    figure('Connections', server.accepted);
-    figure('Refused', total(server.refused));
-  }
-  const numbers = index => sample => sample[index];
-  chart(data, 'Workers', [{name: 'serving', kind: 'serving', value: numbers(1)},
-    {name: 'parked', kind: 'parked', value: numbers(2)},
-    {name: 'others', kind: 'orphan', value: numbers(3)}], plain, 2);
-  chart(data, 'Processors', [{kind: 'serving', value: numbers(4)}], plain, 2);
-  chart(data, 'Memory', [{kind: 'parked', value: numbers(5)}], amount, 1 << 20, true);
-  chart(data, 'Bytes a second', [{name: 'in', kind: 'serving', value: numbers(6)},
-    {name: 'out', kind: 'parked', value: numbers(7)}], amount, 1 << 10, true);
+function show_server(data) {
+  const server = data.server, last = data.samples[data.samples.length - 1];
+  document.title = at('title').textContent = 'vntworker at ' + server.address;
+  at('about').textContent = `version ${server.version}, process ${server.pid}, up ` +
+    span(server.uptime_seconds) + (server.draining ? ', ends with its last worker' : '');
+  figure('Serving', last[1]);
+  figure('Parked', last[2]);
+  figure('Processors busy', plain(last[4]));
+  figure('Memory', amount(last[5]));
+  figure('Connections', server.accepted);
+  figure('Refused', total(server.refused));
+}
+
+function show_charts(data) {
+  const of = (index, kind, name) => ({name, kind, value: sample => sample[index]});
+  chart(data, 'Workers',
+    [of(1, 'serving', 'serving'), of(2, 'parked', 'parked'), of(3, 'orphan', 'others')], plain, 2);
+  chart(data, 'Processors', [of(4, 'serving')], plain, 2);
+  chart(data, 'Memory', [of(5, 'parked')], amount, 1 << 20, true);
+  chart(data, 'Bytes a second', [of(6, 'serving', 'in'), of(7, 'parked', 'out')], amount, 1 << 10, true);
+}
+
+// The busiest workers come first, those that have ended last.
+function show_workers(data) {
   const gone = worker => worker.state === 'ended';
   const all = data.workers.slice().sort((a, b) =>
     gone(a) - gone(b) || (gone(a) ? a.for - b.for : b.load - a.load || a.id - b.id));
@@ -205,6 +220,15 @@ function show() {
   at('workers').append(...all.map(worker => row(data, worker, high)));
   at('table').hidden = all.length === 0;
   at('none').hidden = all.length > 0;
+}
+
+let known = null;
+function show() {
+  for (const id of ['figures', 'charts', 'workers']) at(id).replaceChildren();
+  at('trouble').textContent = known.trouble && 'The server does not answer: ' + known.trouble;
+  if (known.server) show_server(known);
+  show_charts(known);
+  show_workers(known);
 }
 
 async function look() {
