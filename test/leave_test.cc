@@ -122,6 +122,35 @@ TEST(Leave, AResultThatCouldNotBeToldIsKept)
     EXPECT_FALSE(std::filesystem::exists(file.name)) << "told, and its ticket removed";
 }
 
+// The limit of a file's size brings a signal, which must not end the program.
+TEST(Leave, AFileAtItsLimitIsAFullDisk)
+{
+    server remote;
+    scratch file(".ticket"), solution(".sol");
+    auto limited = [&](const std::vector<std::string> &arguments) {
+        std::vector<std::string> words = {"sh", "-c", "ulimit -f 0 && exec \"$@\"", "sh",
+                                          built("vntsolve")};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return run(words);
+    };
+    const std::vector<std::string> leaving = {model("stein27.mps"), "--server", remote.address(),
+                                              "--detach", file.name};
+    EXPECT_EQ(limited(leaving).status, 3);
+    EXPECT_FALSE(std::filesystem::exists(file.name));
+    ASSERT_EQ(vntsolve(leaving).status, 0);
+    process_result full = limited({"--attach", file.name, "--write-solution", solution.name});
+    EXPECT_EQ(full.status, 3) << full.err;
+    EXPECT_TRUE(has(full.err, "too large")) << full.err;
+    EXPECT_EQ(member(vntsolve({"--attach", file.name, "--json"}).out, "objective"), "18.0");
+}
+
+TEST(Leave, WhatIsNoTicketIsRefused)
+{
+    for (const char *file : {"/dev/zero", "/dev/full", "/dev/null"})
+        for (const char *way : {"--status", "--attach", "--kill"})
+            EXPECT_EQ(vntsolve({way, file}).status, 4) << way << ' ' << file;
+}
+
 // Whenever the client is killed, the ticket leads to the solve, and no second one was started.
 class Outliving : public testing::TestWithParam<double> {};
 

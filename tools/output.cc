@@ -13,6 +13,7 @@ namespace vnt {
 void output_begin()
 {
     signal(SIGPIPE, SIG_IGN); // a write without a reader fails, as on a full disk
+    signal(SIGXFSZ, SIG_IGN); // and so does one beyond the limit of a file's size
     // open() takes the lowest free descriptor.  Each is opened for the direction that it is not
     // used in, so that using it fails.
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)

@@ -10,8 +10,8 @@
 namespace vnt {
 
 // Opens those of the descriptors 0, 1 and 2 that are closed, so that no connection takes their
-// place; reading or writing them still fails.  Ignores SIGPIPE: writing to a pipe without a reader
-// fails and does not end the program.
+// place; reading or writing them still fails.  Ignores SIGPIPE and SIGXFSZ: writing to a pipe
+// without a reader or beyond the limit of a file's size fails and does not end the program.
 void output_begin();
 
 // Prints to standard output, at once.

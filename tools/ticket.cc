@@ -84,11 +84,21 @@ static std::string entry(std::istream &in, const std::string &word)
     return line.substr(std::min(line.size(), word.size() + 1));
 }
 
-ticket ticket_read(const std::string &file)
+// Some hundred bytes are a ticket; a device may never end.
+static std::string text_read(const std::string &file)
 {
     errno = 0;
     std::ifstream in(file, std::ios::binary);
     if (!in) file_fail(file);
+    std::string text(1 << 20, '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<size_t>(in.gcount()));
+    return text;
+}
+
+ticket ticket_read(const std::string &file)
+{
+    std::istringstream in(text_read(file));
     ticket t;
     std::string first, blank;
     std::getline(in, first);

@@ -50,3 +50,19 @@ def test_a_pool_stands_for_one_of_its_servers(local, server, models, tmp_path):
     pool.write_text(f"{local.address}\n{server.address}\n")
     results = vanto.map([models / "p0033.mps"] * 6, f"@{pool}", workers=3)
     assert [r.objective for r in results] == pytest.approx([3089] * 6)
+
+
+def test_a_ticket_with_damage(server, models, tmp_path):
+    ticket = tmp_path / "ticket"
+    vanto.Environment(server.address).read(models / "p0033.mps").start().detach(ticket)
+    whole = ticket.read_bytes()
+    for text in (b"", whole[:-1], whole[:40], whole[:-1] + bytes([whole[-1] ^ 1])):
+        ticket.write_bytes(text)
+        with pytest.raises(ValueError, match="not as detach"):
+            vanto.attach(ticket)
+    for device in ("/dev/zero", "/dev/null"):
+        with pytest.raises(ValueError):
+            vanto.attach(device)
+    before, _, after = whole.partition(b"\nstarted ")  # of no importance to the worker
+    ticket.write_bytes(before + b"\nstarted once" + after[after.index(b"\n"):])
+    assert vanto.attach(ticket).result(60).objective == pytest.approx(3089)

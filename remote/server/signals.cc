@@ -25,7 +25,7 @@ static void sigchild_handler(int, siginfo_t *, void *)
 }
 
 static constexpr int stop_signals[] = {SIGHUP, SIGINT, SIGTERM};
-static constexpr int ignored_signals[] = {SIGPIPE, SIGUSR1};
+static constexpr int ignored_signals[] = {SIGPIPE, SIGXFSZ, SIGUSR1};
 
 static void signals_own(sigset_t *set)
 {

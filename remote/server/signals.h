@@ -18,8 +18,8 @@ struct server;
 void signals_block(sigset_t *before);
 
 // From now on a stop signal sets the server's stop flag and wakes the reaper, and so does SIGCHLD,
-// which sets no flag.  SIGUSR2 sets the flag for draining.  SIGPIPE and SIGUSR1, which monitors and
-// log rotation like to send, are ignored.
+// which sets no flag.  SIGUSR2 sets the flag for draining.  SIGPIPE, SIGUSR1, which monitors and
+// log rotation like to send, and SIGXFSZ, which a log at its limit brings, are ignored.
 void signals_catch(server *s);
 
 // Lets the calling thread, which is the reaper, get SIGCHLD and SIGUSR2.
@@ -32,8 +32,8 @@ void signals_open_mask(sigset_t *mask);
 // a flood of connections no signal would be delivered.
 void signals_take(void);
 
-// In a new worker: restores the default signals, except that SIGPIPE stays ignored, so that a write
-// to a server that has gone fails instead.
+// In a new worker: restores the default signals, except that SIGPIPE and SIGXFSZ stay ignored, so
+// that a write to a server that has gone, or to a file that is full, fails instead.
 void signals_reset(void);
 
 } // namespace vnt
