@@ -3,7 +3,6 @@
 #include "client/askfirst.h"
 #include "client/callrecords.h"
 #include "client/connection.h"
-#include "remote/calls/handle.h"
 
 #include <algorithm>
 #include <cstdlib>

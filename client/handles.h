@@ -10,7 +10,7 @@
 
 #pragma once
 
-#include "remote/calls/handle.h"
+#include "remote/message/containers.h"
 
 namespace vnt {
 

@@ -13,7 +13,6 @@
 
 #pragma once
 
-#include "remote/calls/handle.h"
 #include "remote/codec/catalogue.h"
 #include "remote/handler/info.h"
 #include "remote/handler/mipprogress.h"

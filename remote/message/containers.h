@@ -1,4 +1,4 @@
-// containers.h: the strings, arrays and files that messages carry.
+// containers.h: the strings, arrays, solver objects and files that messages carry.
 //
 // Ownership: a container filled by a message_set operation borrows the caller's memory and is
 // released by the matching message_unset.  One filled by a stream or by a message_copy operation
@@ -92,6 +92,13 @@ int message_set_anyarray(message_array *a, int64_t count, uint32_t type, const v
                          const message_strlen *len);
 int message_set_bytearray(message_array *a, int64_t count, const void *data);
 void message_unset_array(message_array *a);
+
+// A solver object travels as an array of 16 bytes: the worker's pointer in its own byte order, then
+// zeros.  The calling side keeps the bytes and sends them back.  An absent object is a null array.
+// The first points `a` at `bytes`, which it fills; null gives a null array.  The second returns
+// INVALID for anything but an absent array or 16 bytes of TYPE_BYTE in one chunk.
+void handle_put(message_array *a, char (&bytes)[16], const void *object);
+int handle_take(const message_array *a, void **object);
 
 // Maps the file at `path` for reading.  The path is borrowed; null gives a file without a name.
 // Errors: NOMEMORY, OPEN, IO when its size is unknown, NOCONNECTION when it cannot be mapped, as an
