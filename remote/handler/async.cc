@@ -3,7 +3,6 @@
 #include "remote/base/holders.h"
 #include "remote/base/io.h"
 #include "remote/base/log.h"
-#include "remote/handler/serve.h"
 
 #include <cerrno>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// handler.h: serves decoded requests in a worker, one at a time.
+// handler.h: serves requests in a worker, one at a time.
 //
 // The handler finds the run function of a request by its id; the run function sends everything
 // that the request produces.  The handler also keeps state between requests: the environment,
@@ -50,6 +50,12 @@ struct handler_factory {
 };
 
 const handler_factory *vntmsg_getfactory(void);
+
+// Serves one request, from its receipt to its answer, on the thread that receives: receives a
+// message, calls `received` unless that is null, and has the handler serve the message.  Returns
+// false for a terminate message, which does not go to the handler.  A broken connection is fatal: a
+// level-1 log line, then abort().
+bool request_serve(transport *t, handler *h, void (*received)(uint32_t id));
 
 // Whether the id is a request that has a run function.
 bool handler_serves(uint32_t id);

@@ -3,7 +3,6 @@
 #include "remote/base/io.h"
 #include "remote/base/log.h"
 #include "remote/handler/async.h"
-#include "remote/handler/serve.h"
 #include "remote/transport/handshake.h"
 #include "remote/worker/userfunctions.h"
 

@@ -2,7 +2,7 @@
 
 #include "remote/handler/async.h"
 #include "remote/handler/child.h"
-#include "remote/handler/serve.h"
+#include "remote/handler/handler.h"
 
 #include <algorithm>
 #include <cctype>
