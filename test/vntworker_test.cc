@@ -28,7 +28,7 @@ TEST(Vntworker, RefusesAtTheStartWhatWouldEndEachWorker)
         {{"-port=http"}, "-port=http: a number from 0 to 65535"},
         {{"-port=65536"}, "a number from 0 to 65535"},
         {{"-address=here:99999"}, "a number from 0 to 65535"},
-        {{"-host=a b"}, "-host=a b: a b: Name or service not known"},
+        {{"-host=a b"}, "-host=a b: Name or service not known"},
         {{"-address=127.0.0.1:4000:5"}, "127.0.0.1:4000: Name or service not known"},
         {{"-address=unix:/nowhere/s"}, "/nowhere/s: No such file"},
         {{"-address=unix:" + source_path("README.md")}, "no socket is in the way"},

@@ -110,7 +110,7 @@ static std::string host_check(text value)
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_V4MAPPED | AI_ADDRCONFIG;
     const int code = getaddrinfo(value.c_str(), nullptr, &hints, &found);
-    if (code != 0) return fmt::format("{}: {}", value, gai_strerror(code));
+    if (code != 0) return gai_strerror(code);
     freeaddrinfo(found);
     return "";
 }
@@ -124,7 +124,9 @@ static std::string address_check(text value)
     const char *port = address_split(place, &host);
     const std::string wrong = port != nullptr ? port_check(port) : "";
     if (*host == '\0') return "HOST:PORT or unix:PATH is expected";
-    return wrong.empty() ? host_check(host) : wrong;
+    if (!wrong.empty()) return wrong;
+    const std::string nowhere = host_check(host);
+    return nowhere.empty() ? "" : fmt::format("{}: {}", host, nowhere);
 }
 
 static constexpr option_row options[] = {
