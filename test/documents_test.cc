@@ -56,20 +56,6 @@ std::string pattern_of(const std::string &shown)
     return out;
 }
 
-// A folder that goes with the object.
-class session_folder {
-  public:
-    session_folder()
-    {
-        char name[] = "/tmp/documents-XXXXXX";
-        path = mkdtemp(name);
-        for (const char *from : {"test/models", "examples"})
-            std::filesystem::copy(source_path(from), path);
-    }
-    ~session_folder() { std::filesystem::remove_all(path); }
-    std::string path;
-};
-
 // The whole session: a mark goes before what each command prints.  A server in the background has
 // said that it listens before the next command runs.
 std::string script_of(const std::vector<shown_command> &commands, const std::string &folder)
@@ -118,7 +104,9 @@ TEST_P(Documents, DoWhatTheyShow)
     for (std::sregex_iterator i(page.begin(), page.end(), taken), end; i != end; ++i)
         EXPECT_NE(file_text(source_path((*i)[1])), "") << (*i)[1];
     std::vector<shown_command> commands = commands_of(page);
-    session_folder folder;
+    scratch_folder folder;
+    for (const char *from : {"test/models", "examples"})
+        std::filesystem::copy(source_path(from), folder.path);
     process_result all = run({"/bin/bash", "-c", script_of(commands, folder.path)}, environment());
     std::vector<std::string> printed = printed_by(all.out);
     ASSERT_EQ(printed.size(), commands.size()) << all.out;

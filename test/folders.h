@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <unistd.h>
@@ -13,21 +14,24 @@ namespace vnt {
 std::string source_path(const std::string &name); // such as "test/models/afiro.mps"
 std::string build_path(const std::string &name);  // such as "bin/vntworker"
 
-// A folder of the test's own, in which it works.
-struct working_folder {
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("vnttest" + std::to_string(getpid()));
+// A folder for the length of a test.
+struct scratch_folder {
+    std::string path = std::filesystem::temp_directory_path() / "vnttest-XXXXXX";
 
-    working_folder()
+    scratch_folder()
     {
-        std::filesystem::create_directory(path);
-        std::filesystem::current_path(path);
+        if (mkdtemp(path.data()) == nullptr) abort();
     }
-    ~working_folder()
-    {
-        std::filesystem::current_path("/");
-        std::filesystem::remove_all(path);
-    }
+    ~scratch_folder() { std::filesystem::remove_all(path); }
+    scratch_folder(const scratch_folder &) = delete;
+    scratch_folder &operator=(const scratch_folder &) = delete;
+    std::string file(const std::string &name) const { return path + "/" + name; }
+};
+
+// One in which the test works.
+struct working_folder : scratch_folder {
+    working_folder() { std::filesystem::current_path(path); }
+    ~working_folder() { std::filesystem::current_path("/"); }
 };
 
 } // namespace vnt

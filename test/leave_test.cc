@@ -73,7 +73,7 @@ TEST(Leave, AStatusTouchesNothingAndAKillEndsAll)
     ASSERT_EQ(vntsolve({odd.name, "--server", remote.address(), "--detach", file.name}).status, 0);
     process_result look = vntsolve({"--status", file.name});
     EXPECT_EQ(look.status, 0) << look.err;
-    EXPECT_TRUE(has(look.out, "State: running"));
+    EXPECT_TRUE(has(look.out, "State:       running"));
     EXPECT_TRUE(has(look.out, odd.name));
     const std::string json = vntsolve({"--status", file.name, "--json"}).out;
     EXPECT_EQ(schema_complaints("status", json), "");

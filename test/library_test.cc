@@ -65,9 +65,8 @@ TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
 TEST(Library, APreloadThatWouldDoNothingIsRefused)
 {
     server remote({"-loglevel=4"});
-    auto run_with = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), built("vntremote-run"));
-        return run(arguments, {}, seconds(60));
+    auto run_with = [&](const std::vector<std::string> &arguments) {
+        return run(joined({built("vntremote-run")}, arguments), {}, seconds(60));
     };
     const std::string plain = build_path("test/plain"),
                       afiro = source_path("test/models/afiro.mps");

@@ -4,33 +4,17 @@
 
 #include <array>
 #include <csignal>
-#include <filesystem>
 #include <gtest/gtest.h>
 
 namespace vnt {
-
-// Minimises a column with this lower bound, so that each worker has an answer of its own.
-static double solve_bounded(VNTENVptr env, double bound)
-{
-    int status = 0;
-    double one = 1, value = -1;
-    VNTLPptr lp = VNTLcreateprob(env, &status, "bounded");
-    EXPECT_EQ(VNTLnewcols(env, lp, 1, &one, &bound, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(VNTLlpopt(env, lp), 0) << vntclient_errortext();
-    EXPECT_EQ(VNTLgetobjval(env, lp, &value), 0);
-    return value;
-}
 
 // The server's descriptors, threads and workers.
 using holdings = std::array<long, 3>;
 
 static holdings holdings_of(const server &s)
 {
-    auto count = [&](const char *what) {
-        std::filesystem::directory_iterator all("/proc/" + std::to_string(s.pid()) + "/" + what);
-        return std::distance(begin(all), end(all));
-    };
-    return {count("fd"), count("task"), static_cast<long>(s.workers().size())};
+    return {process_count(s.pid(), "fd"), process_count(s.pid(), "task"),
+            static_cast<long>(s.workers().size())};
 }
 
 static void expect_back_to(const holdings &before, const server &s)

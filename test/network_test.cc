@@ -35,11 +35,10 @@ class far_network {
         int first = getpid() % 16384 * 4;
         return "198.18." + std::to_string(first / 256) + "." + std::to_string(first % 256 + i);
     }
-    static void ip(std::vector<std::string> arguments)
+    static void ip(const std::vector<std::string> &arguments)
     {
-        arguments.insert(arguments.begin(), "ip");
-        process_result result = run(arguments);
-        EXPECT_EQ(result.status, 0) << arguments[1] << " " << arguments[2] << ": " << result.err;
+        process_result result = run(joined({"ip"}, arguments));
+        EXPECT_EQ(result.status, 0) << arguments[0] << " " << arguments[1] << ": " << result.err;
     }
 };
 

@@ -106,6 +106,26 @@ process_result run(const std::vector<std::string> &arguments,
     return {status, program.out(), program.err()};
 }
 
+std::vector<std::string> joined(std::vector<std::string> all, const std::vector<std::string> &more)
+{
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
+std::string announced(const std::string &log)
+{
+    static const std::string words = "Server started on ";
+    const size_t begin = log.find(words), end = log.find('\n', begin);
+    if (begin == std::string::npos || end == std::string::npos) return "";
+    return log.substr(begin + words.size(), end - begin - words.size());
+}
+
+long process_count(pid_t id, const std::string &what)
+{
+    std::filesystem::directory_iterator all("/proc/" + std::to_string(id) + "/" + what);
+    return std::distance(begin(all), end(all));
+}
+
 // State and parent of a process, from the text behind its name; false when it is gone.
 static bool process_stat(const std::string &id, char *state, pid_t *parent)
 {

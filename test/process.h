@@ -47,6 +47,15 @@ class process {
     int status = unended;
 };
 
+// One list behind the other.
+std::vector<std::string> joined(std::vector<std::string> all, const std::vector<std::string> &more);
+
+// The address that a server's log announces, empty while it does not.
+std::string announced(const std::string &log);
+
+// How many entries a folder of /proc/<id> has: "fd", "task".
+long process_count(pid_t id, const std::string &what);
+
 // Runs a program to its end.
 struct process_result {
     int status; // the exit status, or -signal

@@ -5,24 +5,6 @@
 
 namespace vnt {
 
-static std::vector<std::string> joined(std::vector<std::string> all,
-                                       const std::vector<std::string> &more)
-{
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
-}
-
-// The address in the server's announcement, empty while there is none.
-static std::string announced(const std::string &log)
-{
-    static const std::string words = "Server started on ";
-    size_t begin = log.find(words);
-    size_t end = begin == std::string::npos ? begin : log.find('\n', begin);
-    if (end == std::string::npos) return "";
-    begin += words.size();
-    return log.substr(begin, end - begin);
-}
-
 static std::vector<std::string> command_of(const std::vector<std::string> &before,
                                            const std::vector<std::string> &arguments)
 {

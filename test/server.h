@@ -52,4 +52,16 @@ inline VNTENVptr open_at(const server &s)
     return env;
 }
 
+// Minimises a column with this lower bound, which is the answer.
+inline double solve_bounded(VNTENVptr env, double bound)
+{
+    int status = 0;
+    double one = 1, value = -1;
+    VNTLPptr lp = VNTLcreateprob(env, &status, "bounded");
+    EXPECT_EQ(VNTLnewcols(env, lp, 1, &one, &bound, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(VNTLlpopt(env, lp), 0) << vntclient_errortext();
+    EXPECT_EQ(VNTLgetobjval(env, lp, &value), 0);
+    return value;
+}
+
 } // namespace vnt

@@ -21,12 +21,7 @@ class server_process : public forked_process {
         eventually([this] { return findport() || ended(); });
     }
 
-    // How many entries a folder of /proc/<server> has: "fd", "task".
-    long count(const std::string &what) const
-    {
-        std::filesystem::directory_iterator all("/proc/" + std::to_string(pid) + "/" + what);
-        return std::distance(begin(all), end(all));
-    }
+    long count(const std::string &what) const { return process_count(pid, what); }
 
     int port = 0; // 0 when the server did not come up
 
@@ -38,10 +33,8 @@ class server_process : public forked_process {
     }
     bool findport()
     {
-        std::string text = written();
-        size_t at = text.find("Server started on 127.0.0.1:");
-        if (at == std::string::npos || text.find('\n', at) == std::string::npos) return false;
-        return (port = atoi(text.c_str() + text.find(':', at + 18) + 1)) > 0;
+        const std::string address = announced(written());
+        return (port = atoi(address.c_str() + address.find(':') + 1)) > 0;
     }
 };
 

@@ -21,21 +21,10 @@ namespace fs = std::filesystem;
 
 class Sockets : public testing::Test {
   protected:
-    Sockets()
-    {
-        char name[] = "/tmp/sockets-XXXXXX";
-        folder = mkdtemp(name);
-        path = folder + "/socket";
-        address = "unix:" + path;
-    }
-    ~Sockets() override { fs::remove_all(folder); }
-
     // What a server says that does not start.
-    std::string refused(std::vector<std::string> arguments,
-                        const std::vector<std::string> &environment = {})
+    std::string refused(const std::vector<std::string> &arguments)
     {
-        arguments.insert(arguments.begin(), built("vntworker"));
-        process_result result = run(arguments, environment, seconds(20));
+        process_result result = run(joined({built("vntworker")}, arguments), {}, seconds(20));
         EXPECT_EQ(result.status, 255) << result.err;
         return result.err;
     }
@@ -46,7 +35,8 @@ class Sockets : public testing::Test {
         return there.st_mode & 07777;
     }
 
-    std::string folder, path, address;
+    const scratch_folder scratch;
+    const std::string folder = scratch.path, path = folder + "/socket", address = "unix:" + path;
 };
 
 sockaddr_un at_path(const std::string &path)
@@ -67,10 +57,9 @@ int listener_at(const std::string &path, int backlog)
     return fd;
 }
 
-std::string objective_at(const std::string &address, std::vector<std::string> more = {})
+std::string objective_at(const std::string &address)
 {
-    more.insert(more.begin(), {model("p0033.mps"), "--json", "--server", address});
-    process_result result = vntsolve(more);
+    process_result result = vntsolve({model("p0033.mps"), "--json", "--server", address});
     EXPECT_EQ(result.status, 0) << result.err;
     return member(result.out, "objective");
 }

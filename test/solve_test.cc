@@ -19,12 +19,12 @@ class Models : public testing::TestWithParam<known_model> {};
 // A solve in one place, and the files that it writes.
 struct solve_with_files {
     solve_with_files(const std::string &file, const std::string &place,
-                     std::vector<std::string> where)
+                     const std::vector<std::string> &where)
         : solution(place + ".sol"), basis(place + ".bas"), copy(place + ".mps")
     {
-        where.insert(where.begin(), {model(file), "--json", "--write-solution", solution.name,
-                                     "--write-basis", basis.name, "--write-model", copy.name});
-        result = vntsolve(where);
+        result = vntsolve(joined({model(file), "--json", "--write-solution", solution.name,
+                                  "--write-basis", basis.name, "--write-model", copy.name},
+                                 where));
     }
     scratch solution, basis, copy;
     process_result result;
@@ -106,9 +106,8 @@ TEST(Vntsolve, TakesUpBasesStartsAndParameters)
     ASSERT_EQ(vntsolve({mip, "--local", "--write-solution", solution.name}).status, 0);
     for (const std::vector<std::string> &where :
          {std::vector<std::string>{"--local"}, {"--server", remote.address()}}) {
-        auto solve = [&](std::vector<std::string> arguments) {
-            arguments.insert(arguments.end(), where.begin(), where.end());
-            return vntsolve(arguments);
+        auto solve = [&](const std::vector<std::string> &arguments) {
+            return vntsolve(joined(arguments, where));
         };
         process_result warm = solve({lp, "--json", "--read-basis", basis.name});
         EXPECT_LT(atoi(member(warm.out, "iterations").c_str()), 10) << warm.out << warm.err;
@@ -154,10 +153,9 @@ TEST(Vntsolve, ListsItsParameters)
 // Failures are reported alike in this process and from a worker.
 class Ends : public testing::TestWithParam<bool> {
   protected:
-    std::vector<std::string> solving(std::vector<std::string> arguments)
+    std::vector<std::string> solving(const std::vector<std::string> &arguments)
     {
-        arguments.insert(arguments.end(), where.begin(), where.end());
-        return command(arguments);
+        return command(joined(arguments, where));
     }
     std::unique_ptr<server> remote = GetParam() ? std::make_unique<server>() : nullptr;
     std::vector<std::string> where = remote

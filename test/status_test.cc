@@ -30,10 +30,9 @@ class Status : public testing::Test {
         EXPECT_TRUE(eventually([&] { return state(parked()) == "parked"; }));
     }
     int port() const { return atoi(remote.port().c_str()); }
-    process_result top(std::vector<std::string> arguments) const
+    process_result top(const std::vector<std::string> &arguments) const
     {
-        arguments.insert(arguments.begin(), {built("vnttop"), "--socket", socket.name});
-        return run(arguments);
+        return run(joined({built("vnttop"), "--socket", socket.name}, arguments));
     }
     json look() const { return json::parse(top({"--json"}).out); }
     std::string state(pid_t id) const

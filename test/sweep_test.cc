@@ -16,9 +16,6 @@ namespace {
 // A folder of models and the file of their results.
 class Sweep : public testing::Test {
   protected:
-    Sweep() { fs::create_directories(folder); }
-    ~Sweep() override { fs::remove_all(folder); }
-
     void put(const std::string &from, const std::string &name)
     {
         fs::copy_file(model(from), folder + "/" + name);
@@ -28,10 +25,9 @@ class Sweep : public testing::Test {
         for (int i = 0; i < count; i++)
             put(from, std::to_string(i) + from);
     }
-    std::vector<std::string> sweeping(std::vector<std::string> more) const
+    std::vector<std::string> sweeping(const std::vector<std::string> &more) const
     {
-        more.insert(more.begin(), {built("vntsolve"), "--sweep", folder, "--output", output.name});
-        return more;
+        return joined({built("vntsolve"), "--sweep", folder, "--output", output.name}, more);
     }
 
     // The exit status of each model; a model that is there twice fails the test.
@@ -52,7 +48,8 @@ class Sweep : public testing::Test {
         return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
     }
 
-    const std::string folder = testing::TempDir() + "sweep" + std::to_string(getpid());
+    const scratch_folder models;
+    const std::string folder = models.path;
     scratch output{".results"};
 };
 

@@ -47,10 +47,9 @@ void adapt(const std::string &name, const std::map<std::string, std::string> &ch
     std::ofstream(to) << text;
 }
 
-process_result solve_at(const std::string &port, std::vector<std::string> more = {})
+process_result solve_at(const std::string &port, const std::vector<std::string> &more = {})
 {
-    more.insert(more.begin(), {model("p0033.mps"), "--server", "127.0.0.1:" + port, "--json"});
-    return vntsolve(more);
+    return vntsolve(joined({model("p0033.mps"), "--server", "127.0.0.1:" + port, "--json"}, more));
 }
 
 void expect_solved(const process_result &result, const std::string &objective = "3089.0")
@@ -78,7 +77,7 @@ class SlowTls : public testing::Test {
         std::map<std::string, std::string> changes = as_we_are();
         changes["accept = 12346"] = "accept = 127.0.0.1:" + outside;
         changes["/etc/stunnel/solver"] = "solver";
-        changes["/run/vanto/socket"] = folder.path / "socket";
+        changes["/run/vanto/socket"] = folder.file("socket");
         if (getuid() == 0) changes["setgid = vanto"] = "setgid = stunnel4";
         adapt("stunnel-server.conf", changes, "server.conf");
         far = start({"stunnel4", "server.conf"}, outside);
@@ -96,8 +95,8 @@ class SlowTls : public testing::Test {
     }
 
     working_folder folder;
-    server remote{{"-address=unix:" + (folder.path / "socket").string(), "-socket-mode=0666",
-                   "-status=" + (folder.path / "status").string()}};
+    server remote{{"-address=unix:" + folder.file("socket"), "-socket-mode=0666",
+                   "-status=" + folder.file("status")}};
     const std::string outside = free_port(), inside = free_port();
     std::unique_ptr<process> far, near;
 
@@ -152,7 +151,7 @@ class SlowSsh : public testing::Test {
                  "ssh-keygen -q -t ed25519 -N '' -f mine && cp mine.pub authorized && "
                  "echo solver.example $(cat host.pub) >known"});
         ASSERT_EQ(keys.status, 0) << keys.err;
-        const std::string here = folder.path.string() + "/";
+        const std::string here = folder.path + "/";
         std::ofstream("sshd.conf") << "ListenAddress 127.0.0.1:" << door << "\nHostKey " << here
                                    << "host\nAuthorizedKeysFile " << here
                                    << "authorized\nPidFile none\nStrictModes no\nUsePAM no\n";

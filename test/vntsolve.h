@@ -30,10 +30,9 @@ class scratch {
     const std::string name;
 };
 
-inline std::vector<std::string> command(std::vector<std::string> arguments)
+inline std::vector<std::string> command(const std::vector<std::string> &arguments)
 {
-    arguments.insert(arguments.begin(), built("vntsolve"));
-    return arguments;
+    return joined({built("vntsolve")}, arguments);
 }
 
 inline process_result vntsolve(const std::vector<std::string> &arguments)

@@ -6,12 +6,11 @@
 
 namespace vnt {
 
-static process_result refused(std::vector<std::string> arguments,
+static process_result refused(const std::vector<std::string> &arguments,
                               const std::vector<std::string> &environment = {})
 {
-    arguments.insert(arguments.begin(), built("vntworker"));
-    arguments.push_back("-port=0");
-    return run(arguments, environment, seconds(20));
+    return run(joined(joined({built("vntworker")}, arguments), {"-port=0"}), environment,
+               seconds(20));
 }
 
 TEST(Vntworker, RefusesAtTheStartWhatWouldEndEachWorker)

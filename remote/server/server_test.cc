@@ -3,6 +3,7 @@
 
 #include "remote/base/holders.h"
 #include "remote/transport/tcpip.h"
+#include "test/folders.h"
 #include "test/serverprocess.h"
 
 #include <fcntl.h>
@@ -651,11 +652,10 @@ TEST(Server, RudeClientsLeaveNothing)
 }
 
 // A file name for a status socket that every user may reach.
-struct status_path {
-    status_path() { fs::permissions(folder = mkdtemp(name), fs::perms(0755)); }
-    ~status_path() { fs::remove_all(folder); }
+struct status_path : scratch_folder {
+    status_path() { fs::permissions(path, fs::perms(0755)); }
     std::string option() const { return "-status=" + socket(); }
-    std::string socket() const { return folder + "/status"; }
+    std::string socket() const { return file("status"); }
 
     int open(void) const
     {
@@ -677,9 +677,6 @@ struct status_path {
     {
         return std::regex_search(ask("status\n"), std::regex("(^|\n)" + line));
     }
-
-    char name[20] = "/tmp/status-XXXXXX";
-    std::string folder;
 };
 
 static std::string worker_line(const raw_client &c, const std::string &state)

@@ -33,16 +33,9 @@ enum feature : unsigned {
 };
 
 struct exchange : testing::Test {
-    std::string folder;
+    scratch_folder folder;
 
-    void SetUp() override
-    {
-        char name[] = "/tmp/vanto-exchange-XXXXXX";
-        ASSERT_NE(mkdtemp(name), nullptr);
-        folder = name;
-    }
-    void TearDown() override { EXPECT_EQ(system(("rm -r " + folder).c_str()), 0); }
-    std::string path(const std::string &name) { return folder + "/" + name; }
+    std::string path(const std::string &name) { return folder.file(name); }
 
     static std::string write(const model &m, bool lp)
     {
@@ -297,10 +290,10 @@ TEST_F(exchange, GlpsolReadsTheNumbersOfOurFiles)
         model m = random_model(seed, RANGED_ROWS | SHORT_NUMBERS);
         if (!fixed) m.row_names.rename(0, "a_name_for_free_format");
         file_write(path("in").c_str(), write(m, false));
-        expect_alike(m, through_glpsol(folder, fixed ? "mps" : "freemps"));
+        expect_alike(m, through_glpsol(folder.path, fixed ? "mps" : "freemps"));
         m = random_model(seed, SHORT_NUMBERS); // its format has no more
         file_write(path("in").c_str(), write(m, true));
-        expect_alike(m, through_glpsol(folder, "lp"));
+        expect_alike(m, through_glpsol(folder.path, "lp"));
     }
 }
 

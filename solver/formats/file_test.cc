@@ -9,21 +9,9 @@
 namespace vnt {
 
 struct model_files : session {
-    std::string folder;
+    scratch_folder folder;
 
-    void SetUp() override
-    {
-        session::SetUp();
-        char name[] = "/tmp/vanto-files-XXXXXX";
-        ASSERT_NE(mkdtemp(name), nullptr);
-        folder = name;
-    }
-    void TearDown() override
-    {
-        EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
-        session::TearDown();
-    }
-    std::string path(const std::string &name) { return folder + "/" + name; }
+    std::string path(const std::string &name) { return folder.file(name); }
 
     // What comes back after a model was written to a file of that name.
     std::string through(VNTLPptr lp, const std::string &name)

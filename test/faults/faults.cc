@@ -65,19 +65,12 @@ const seconds patience(40);
 // it.
 class trial {
   public:
-    explicit trial(const fault *f) : folder("/tmp/vntfaultsXXXXXX")
+    explicit trial(const fault *f)
     {
-        if (mkdtemp(folder.data()) == nullptr) perror("mkdtemp"), exit(1);
         shared = {"LD_PRELOAD=" + build_path("test/libfaults.so"),
-                  "VNT_FAULT_REPORT=" + folder + "/report"};
+                  "VNT_FAULT_REPORT=" + folder.file("report")};
         if (f != nullptr) shared.push_back("VNT_FAULT=" + f->text());
         lasting = f != nullptr && f->mode == "on";
-    }
-    ~trial()
-    {
-        for (const char *name : {"/report", "/ticket"})
-            unlink((folder + name).c_str());
-        rmdir(folder.c_str());
     }
 
     std::string wrong;
@@ -87,8 +80,8 @@ class trial {
     }
 
     bool hit() const { return has(report(), "hit"); }
-    std::string report() const { return file_text(folder + "/report"); }
-    std::string ticket() const { return folder + "/ticket"; }
+    std::string report() const { return file_text(folder.file("report")); }
+    std::string ticket() const { return folder.file("ticket"); }
 
     // Starts a server.  False: it said why it cannot, which is fine.
     bool start()
@@ -160,19 +153,12 @@ class trial {
         worker_server = nullptr;
     }
 
-    std::string address() const
-    {
-        const std::string text = worker_server->err(), key = "Server started on ";
-        const size_t begin = text.find(key);
-        const size_t end = begin == std::string::npos ? begin : text.find('\n', begin);
-        return end == std::string::npos ? ""
-                                        : text.substr(begin + key.size(), end - begin - key.size());
-    }
+    std::string address() const { return announced(worker_server->err()); }
 
     bool alive() const { return worker_server->wait(seconds(0)) == process::unended; }
 
   private:
-    std::string folder;
+    scratch_folder folder;
     bool lasting; // the fault does not pass
     words shared;
     std::unique_ptr<process> worker_server;

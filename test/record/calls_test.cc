@@ -110,8 +110,8 @@ std::string expected(const patterned &a, size_t i, int64_t count)
 
 class Calls : public testing::Test {
   protected:
-    fs::path folder = fs::temp_directory_path() / ("record" + std::to_string(getpid()));
-    fs::path record = folder / "calls";
+    scratch_folder folder;
+    const std::string record = folder.file("calls");
     std::unique_ptr<server> worker;
     VNTENVptr env = nullptr;
     VNTLPptr lp = nullptr;
@@ -120,12 +120,11 @@ class Calls : public testing::Test {
 
     void SetUp() override
     {
-        fs::create_directory(folder);
-        fs::create_symlink(build_path("lib/libvantorecord.so"), folder / "libvanto.so");
+        fs::create_symlink(build_path("lib/libvantorecord.so"), folder.file("libvanto.so"));
         worker = std::make_unique<server>(
             std::vector<std::string>{},
-            std::vector<std::string>{"LD_LIBRARY_PATH=" + folder.string(), // the solver it finds
-                                     "VNT_RECORD_FILE=" + record.string()});
+            std::vector<std::string>{"LD_LIBRARY_PATH=" + folder.path, // the solver it finds
+                                     "VNT_RECORD_FILE=" + record});
         find();
         int status = -1;
         env = VNTLopenVANTO(&status);
@@ -139,7 +138,6 @@ class Calls : public testing::Test {
     {
         VNTLcloseVANTO(&env);
         worker.reset();
-        fs::remove_all(folder);
     }
 
     void make_objects()
@@ -454,7 +452,7 @@ TEST_F(Requests, MalformedAreRefusedAndTheNextIsServed)
 // The same calls, seen from beside by Wireshark.
 class SlowCapturedCalls : public Calls {
   protected:
-    fs::path path = fs::temp_directory_path() / ("capture" + std::to_string(getpid()));
+    const std::string path = folder.file("capture");
     capture kept{path};
     std::unique_ptr<recording_relay> relay;
 
@@ -471,7 +469,6 @@ class SlowCapturedCalls : public Calls {
     }
     void TearDown() override
     {
-        fs::remove(path);
         if (worker != nullptr) Calls::TearDown();
     }
 

@@ -272,7 +272,7 @@ class Differential : public testing::TestWithParam<std::string> {
 
     std::string call(const library &l, const listed_function &f, uint64_t seed)
     {
-        plausible a(f, seed, (folder.path / "written").string());
+        plausible a(f, seed, folder.file("written"));
         void *objects[] = {l.objects[0], l.objects[1], l.objects[2]};
         a.set_objects(objects);
         call_value result = {};
