@@ -5,6 +5,7 @@
 // measured meanwhile goes to standard error.
 
 #include "bench/measure.h"
+#include "bench/peers/program.h"
 #include "bench/raw.h"
 #include "bench/relay.h"
 #include "test/folders.h"
@@ -118,6 +119,21 @@ static void row_small(bench_report &report)
 static void row_free(bench_report &report)
 {
     measure_small(report, "small call, free placement", true, 1.2, 1.2);
+}
+
+// Beside other libraries, which have no pumps between their processes.
+static void row_peers(bench_report &report)
+{
+    one_core pinned;
+    standin_server where;
+    client c(where);
+    for (const std::string &path : peer_program::paths()) {
+        const std::string name = path.substr(path.rfind('/') + 1);
+        peer_program peer(path);
+        report.compare("small call on one core", "us",
+                       {{"library", at_most(0.6), microseconds_of([&] { c.trip(); })},
+                        {name.c_str(), {}, [&] { return 1e6 / trips * peer.seconds_of(trips); }}});
+    }
 }
 
 // --- Arrays ----------------------------------------------------------------------------------
@@ -459,6 +475,36 @@ static double sum(const std::vector<double> &all)
     return s;
 }
 
+// A client that calls now and then, beside one that does nothing else, all on one core.
+static void row_greedy(bench_report &report)
+{
+    static constexpr int calls = 200;
+    one_core pinned;
+    standin_server where;
+    client greedy(where), modest(where);
+    auto now_and_then = [&] {
+        double taken = 0;
+        for (int i = 0; i < calls; i++) {
+            usleep(1000);
+            taken += bench_seconds([&] { modest.trip(); });
+        }
+        return 1e6 / calls * taken;
+    };
+    auto beside = [&] {
+        std::atomic<bool> stop = false;
+        std::thread loop([&] {
+            while (!stop)
+                greedy.trip();
+        });
+        double taken = now_and_then();
+        stop = true;
+        loop.join();
+        return taken;
+    };
+    report.compare("a call now and then on one core", "us",
+                   {{"beside a loop of calls", {}, beside}, {"alone", {}, now_and_then}});
+}
+
 static void row_many(bench_report &report)
 {
     for (int n : {1, 8, 32, 128}) {
@@ -514,10 +560,10 @@ static const struct {
     void (*measure)(bench_report &report);
 } rows[] = {
     // Those that fork stand before those that fill memory.
-    {"small", row_small},   {"free", row_free},     {"connect", row_connect}, {"cycle", row_cycle},
-    {"names", row_names},   {"groups", row_groups}, {"many", row_many},       {"async", row_async},
-    {"arrays", row_arrays}, {"cpu", row_cpu},       {"crowd", row_crowd},     {"huge", row_huge},
-    {"idle", row_idle},
+    {"small", row_small}, {"peers", row_peers},   {"free", row_free},     {"connect", row_connect},
+    {"cycle", row_cycle}, {"names", row_names},   {"groups", row_groups}, {"many", row_many},
+    {"async", row_async}, {"arrays", row_arrays}, {"cpu", row_cpu},       {"crowd", row_crowd},
+    {"huge", row_huge},   {"greedy", row_greedy}, {"idle", row_idle},
 };
 
 // A descriptor for each of a thousand connections.

@@ -1,0 +1,46 @@
+// grpc: a small call as a remote call of gRPC.
+#include "bench/peers/peer.h"
+#include "call.grpc.pb.h"
+
+#include <grpcpp/grpcpp.h>
+#include <string>
+
+using namespace vnt;
+
+namespace {
+class callee : public peer::Call::Service {
+    grpc::Status Do(grpc::ServerContext *, const peer::Request *, peer::Answer *answer) override
+    {
+        answer->set_data(std::string(PEER_ANSWER, 0));
+        return grpc::Status::OK;
+    }
+};
+} // namespace
+
+template <class Tell> static void serve(Tell tell)
+{
+    callee service;
+    int port = 0;
+    grpc::ServerBuilder builder;
+    builder.AddListeningPort("127.0.0.1:0", grpc::InsecureServerCredentials(), &port);
+    builder.RegisterService(&service);
+    std::unique_ptr<grpc::Server> server = builder.BuildAndStart();
+    tell(port);
+    server->Wait();
+}
+
+int main()
+{
+    int port = peer_serve([](auto tell) { serve(tell); });
+    auto channel = grpc::CreateChannel("127.0.0.1:" + std::to_string(port),
+                                       grpc::InsecureChannelCredentials());
+    auto remote = peer::Call::NewStub(channel);
+    int result = peer_measure([&] {
+        grpc::ClientContext context;
+        peer::Request request;
+        peer::Answer answer;
+        request.set_data(std::string(PEER_REQUEST, 0));
+        peer_must(remote->Do(&context, request, &answer).ok(), "call");
+    });
+    _exit(result);
+}
