@@ -46,12 +46,22 @@ session::session(const solve_options &wanted)
             static_cast<int>(std::min(*wanted.connecttimeout * 1000 + 0.5, 1e9)));
 }
 
+// Where it cannot be written anew, for the disk is full, the ticket of the beginning leads back.
+static void renew_ticket(session &s, const std::string &file)
+{
+    try {
+        session_writeticket(s, file);
+    } catch (const failure &) {
+        if (access(file.c_str(), R_OK) != 0) throw;
+    }
+}
+
 // The result of hours must not be lost because a disk is full: the worker keeps it.
 static void keep_result(session &s)
 {
     const std::string file = s.options.ticketfile + s.options.resilientfile;
     try {
-        session_writeticket(s, file);
+        renew_ticket(s, file);
         session_leave(s);
         output_complaint(
             fmt::format("the result stays on {}: vntsolve --attach {}", s.server, file));
