@@ -7,16 +7,16 @@ local vanto = Proto("vanto", "VANTO remote solver objects")
 vanto.prefs.ports = Pref.range("TCP ports", "12345", "Where servers listen", 65535)
 vanto.prefs.elements = Pref.uint("Elements shown", 100, "Of each array; 0 shows all")
 
--- Bytes that a message may announce; more come from bytes that are no message.
+-- No message announces more bytes than this.  What seems to is no message.
 local MOST = 2 ^ 30
 local MOST_UNSURE = 2 ^ 24 -- while the place in the stream is a guess
 
--- No segment is longer.  Wireshark is asked for whole segments, as in a later pass it does not find
--- what was asked for twice within one; but for most of a long message at once, as each segment
--- asked for costs as much as all before it.
+-- No segment is longer.  Of a short message Wireshark is asked for one whole segment at a time: what
+-- is asked for twice within one segment, it does not find in a later pass.  Of a long message it is
+-- asked for most at once: each further request costs as much as all before it.
 local SEGMENT = 2 ^ 16
 
--- What a field of each kind takes at least.
+-- The fewest bytes that a field of each kind takes.
 local LEAST = {i = 4, l = 8, d = 8, s = 8, a = 12, h = 12, f = 20}
 
 local messages, ids = {}, {}
@@ -51,7 +51,7 @@ local answers = {[0] = "accepted", "no resources for a worker", "could not fork"
     "the worker id did not arrive in time", "another connection is taking up that worker",
     "there is no worker with that id", "there is no such action"}
 
--- Names of messages, for requests.
+-- The names of messages by id, for fields that hold the id of a request.
 local message_names = {}
 for id, message in pairs(messages) do message_names[id] = message.name end
 
@@ -142,7 +142,7 @@ local function broken(text, ...)
     error({broken = text:format(...)}, 0)
 end
 
--- The next `n` bytes, behind which at least `rest` more follow.
+-- Takes the next `n` bytes of a message that has at least `rest` more behind them.
 function reader:take(n)
     local stop = self.at + n
     if stop + self.rest > MOST then broken("it announces %.0f bytes", stop + self.rest) end
@@ -158,13 +158,13 @@ function reader:number()
     return self:take(4):uint()
 end
 
--- What a reader takes, but no peer should send.
+-- Marks what can be read although no peer should send it.
 function reader:doubt(item, text, ...)
     if self.strict then broken(text, ...) end
     if item then item:add_proto_expert_info(experts.malformed, text:format(...)) end
 end
 
--- A field without a value.
+-- Shows that a field has no value.
 local function absent_put(tree, range, name)
     return tree and tree:add(own.absent, range, name):set_text(name .. ": absent")
 end
@@ -190,7 +190,7 @@ local function string_walk(r, tree, field, name)
     return item
 end
 
--- How many elements to show of those of a chunk.
+-- Returns how many elements of a chunk to show.
 local function shown_of(count, room)
     if vanto.prefs.elements == 0 then return count end
     return math.min(count, room)
@@ -261,7 +261,7 @@ local function array_walk(r, tree, field, name)
     return item
 end
 
--- Sixteen bytes in one chunk.
+-- A handle is sixteen bytes in one chunk.  All else in its place is shown as an array.
 local function handle_walk(r, tree, field, name)
     local from = r.at
     local head = r.size - from >= 20 and r.tvb(from, 20)
@@ -303,7 +303,7 @@ local walks = {
 }
 walks.d = walks.l
 
--- What numbers mean.
+-- The functions below add to a number what it means.
 
 local function named(names, value)
     return names[value] and (" (%s)"):format(names[value]) or ""
@@ -449,7 +449,7 @@ local ACTION = {name = "handshake", walk = action_walk, fields = {}}
 for _, message in pairs(messages) do message.walk = message_walk end
 local BEGUN = {name = "", walk = message_walk, fields = {}} -- less than an id
 
--- The unit at a place, or nil where there is none.
+-- Returns the unit at a place, or nil.
 local function unit_find(s, tvb, at, pinfo, place)
     local size, first = tvb:captured_len(), not pinfo.visited
     local from_server = s.client and pinfo.src_port ~= s.client
@@ -464,7 +464,7 @@ local function unit_find(s, tvb, at, pinfo, place)
     return messages[id]
 end
 
--- Where the unit ends; or nil and how many bytes there must be, or why it is no unit.
+-- Returns where the unit ends; or nil, and how many bytes there must be or why it is no unit.
 local function unit_measure(unit, tvb, at, sure)
     local r = reader_new(tvb, at, nil, not sure)
     local fine, trouble = pcall(unit.walk, r, nil, unit, {})
@@ -474,7 +474,7 @@ local function unit_measure(unit, tvb, at, sure)
     return nil, trouble.need, trouble.broken
 end
 
--- What is learnt of a unit in the first pass.
+-- Notes in the first pass what later units and passes need to know of this one.
 local function unit_note(s, unit, tvb, at, pinfo, place)
     if unit == ACTION then
         s.client, s.answered, s.open = pinfo.src_port, false, {}
