@@ -112,28 +112,12 @@ TEST_F(Sockets, OfADeadServerAreReplacedButNothingElseIs)
     std::ofstream(file) << "to keep";
     EXPECT_TRUE(has(refused({"-address=unix:" + file}), "no socket"));
     EXPECT_EQ(file_text(file), "to keep");
-    EXPECT_TRUE(has(refused({"-address=unix:" + folder + "/none/socket"}), "No such file"));
 
     // A server removes the file that it has made, not one of that name that came later.
     fs::rename(path, folder + "/moved");
     server later({"-address=" + address});
     EXPECT_EQ(s.stop(SIGTERM), 0);
     EXPECT_EQ(objective_at(address), "3089.0");
-}
-
-TEST_F(Sockets, OptionsThatContradictThemAreRefused)
-{
-    const std::string here = "-address=" + address;
-    EXPECT_TRUE(has(refused({here, "-port=0"}), "takes the place of a host and a port"));
-    EXPECT_TRUE(has(refused({"-host=127.0.0.1", here}), "takes the place"));
-    EXPECT_TRUE(has(refused({here, "-address=127.0.0.1:0"}), "takes the place"));
-    EXPECT_TRUE(has(refused({here, "-allow=127.0.0.1"}), "-allow= is about network addresses"));
-    EXPECT_TRUE(has(refused({"-port=0", "-socket-mode=600"}), "for -address=unix:PATH"));
-    EXPECT_TRUE(has(refused({here, "-socket-mode=688"}), "-socket-mode=688: a mode from 0"));
-    EXPECT_TRUE(has(refused({here, "-socket-mode=01777"}), "a mode from 0 to 0777"));
-    EXPECT_TRUE(has(refused({"-address=unix:"}), "1 to 107 bytes"));
-    EXPECT_TRUE(has(refused({"-address=unix:/" + std::string(107, 'x')}), "1 to 107 bytes"));
-    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(Sockets, LeadBackToAWorkerFromAnyFolder)

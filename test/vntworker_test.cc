@@ -9,13 +9,14 @@ namespace vnt {
 static process_result refused(const std::vector<std::string> &arguments,
                               const std::vector<std::string> &environment = {})
 {
-    return run(joined(joined({built("vntworker")}, arguments), {"-port=0"}), environment,
-               seconds(20));
+    return run(joined({built("vntworker")}, arguments), environment, seconds(20));
 }
 
 TEST(Vntworker, RefusesAtTheStartWhatWouldEndEachWorker)
 {
     const std::string path = "-libpath=" + build_path("examples");
+    const scratch_folder folder;
+    const std::string here = "-address=unix:" + folder.file("socket");
     const struct {
         std::vector<std::string> arguments;
         std::string says;
@@ -32,8 +33,14 @@ TEST(Vntworker, RefusesAtTheStartWhatWouldEndEachWorker)
         {{"-address=unix:/nowhere/s"}, "/nowhere/s: No such file"},
         {{"-address=unix:" + source_path("README.md")}, "no socket is in the way"},
         {{"-address=unix:"}, "1 to 107 bytes"},
-        {{"-socket-mode=999"}, "a mode from 0 to 0777"},
-        {{"-socket-mode=600"}, "-socket-mode= is for -address=unix:PATH"},
+        {{"-address=unix:/" + std::string(107, 'x')}, "1 to 107 bytes"},
+        {{here, "-port=0"}, "takes the place of a host and a port"},
+        {{"-host=127.0.0.1", here}, "takes the place"},
+        {{here, "-address=127.0.0.1:0"}, "takes the place"},
+        {{here, "-allow=127.0.0.1"}, "-allow= is about network addresses"},
+        {{here, "-socket-mode=688"}, "-socket-mode=688: a mode from 0"},
+        {{here, "-socket-mode=01777"}, "a mode from 0 to 0777"},
+        {{"-port=0", "-socket-mode=600"}, "-socket-mode= is for -address=unix:PATH"},
         {{"-allow=10.0.0.0/33"}, "-allow=10.0.0.0/33: an address is expected, or a range"},
         {{"-polling=1009"}, "base 9"},
         {{"-action-timeout=soon"}, "a number"},
@@ -54,11 +61,13 @@ TEST(Vntworker, RefusesAtTheStartWhatWouldEndEachWorker)
         EXPECT_TRUE(has(result.err, m.says));
         EXPECT_FALSE(has(result.err, "Server started"));
     }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path));
 }
 
 TEST(Vntworker, DoesNotServeByAClientsLibrary)
 {
-    process_result result = refused({}, {"LD_PRELOAD=" + build_path("lib/libvantoclient.so")});
+    process_result result =
+        refused({"-port=0"}, {"LD_PRELOAD=" + build_path("lib/libvantoclient.so")});
     EXPECT_EQ(result.status, 255);
     EXPECT_TRUE(has(result.err, "LD_PRELOAD"));
 }
