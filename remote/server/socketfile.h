@@ -1,8 +1,8 @@
 // socketfile.h: the file of the Unix-domain socket that a server listens on.
 //
-// The file outlives a server that was killed.  The next one removes it, but no file of a server
-// that lives, and none that is no socket.  Servers that start at the same time take turns by a lock
-// on the folder: one must not take the other's file, on which nobody listens yet, for a dead one's.
+// The file outlives a server that was killed.  The next server removes it, but neither the file of
+// a living server nor a file that is no socket.  Servers that start at the same time take turns by
+// a lock on the folder: before one listens on its file, it looks like a dead server's to the other.
 //
 // Threads: one, before any other is started, for the first; any for the second.
 //
