@@ -7,7 +7,7 @@
 using namespace vnt;
 
 namespace {
-class callee : public Call::Server {
+class callee final : public Call::Server {
     kj::Promise<void> call(CallContext context) override
     {
         context.getResults().initAnswer(PEER_ANSWER);

@@ -8,7 +8,7 @@
 using namespace vnt;
 
 namespace {
-class callee : public peer::Call::Service {
+class callee final : public peer::Call::Service {
     grpc::Status Do(grpc::ServerContext *, const peer::Request *, peer::Answer *answer) override
     {
         answer->set_data(std::string(PEER_ANSWER, 0));
