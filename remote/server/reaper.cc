@@ -24,18 +24,19 @@ namespace vnt {
 // The next passes wait for the others.
 static constexpr int DRAIN_TIME = 1000;
 
-// Waits for the end of a worker, for the polling interval or for the next look at the clients.
-// Returns true when the server is to end.  It is meant that the nanoseconds are not carried into
-// the seconds: sem_timedwait() rejects such a deadline at once, which counts as the end of the
-// interval.
-static bool stop_await(server *s)
+// Waits for the end of a worker, for the polling interval or for the next look around.  Sets
+// whether a worker may have ended.  Returns true when the server is to end.  It is meant that the
+// nanoseconds are not carried into the seconds: sem_timedwait() rejects such a deadline at once,
+// which counts as the end of the interval.
+static bool stop_await(server *s, bool *ended)
 {
     struct timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
     const int interval = static_cast<int>(std::min<uint32_t>(s->options.polling, SOCKET_LOOK));
     deadline.tv_sec += interval / 1000;
     deadline.tv_nsec += interval % 1000 * 1000000;
-    if (sem_timedwait(&s->wakeup, &deadline) == 0) {
+    *ended = sem_timedwait(&s->wakeup, &deadline) == 0;
+    if (*ended) {
         while (sem_trywait(&s->wakeup) == 0) {
         } // one pass collects all that have ended
         return s->stop;
@@ -182,7 +183,6 @@ static void ended_collect_all(server *s)
     int64_t deadline = clock_ms() + DRAIN_TIME;
     for (siginfo_t info = ended_peek(); info.si_pid != 0; info = ended_peek())
         ended_collect(s, &info, deadline);
-    children_teardown_settled(s);
 }
 
 static void child_end(server_child *c)
@@ -232,13 +232,18 @@ static void children_take(server *s)
     exit(s->exit_status);
 }
 
+static bool look_is_due(server *s)
+{
+    if (clock_ms() < s->next_look) return false;
+    s->next_look = clock_ms() + SOCKET_LOOK;
+    return true;
+}
+
 // Ends the connections of clients that do not acknowledge what they were sent.  One thread looks at
 // them all: a pump that woke for it would cost a thousand idle workers half a percent of a
 // processor.
 static void clients_drop_silent(server *s)
 {
-    if (clock_ms() < s->next_look) return;
-    s->next_look = clock_ms() + SOCKET_LOOK;
     mutex_holder hold(&s->lock);
     for (server_child *c = s->children; c != nullptr; c = c->next)
         child_drop_silent(c);
@@ -256,9 +261,14 @@ void *reaper_thread(void *server_)
 {
     server *s = static_cast<server *>(server_);
     signals_take_children();
-    while (!s->stop && !stop_await(s)) {
-        ended_collect_all(s);
-        clients_drop_silent(s);
+    bool ended;
+    while (!s->stop && !stop_await(s, &ended)) {
+        // The system walks all workers to find an ended one, so it is asked when one may have
+        // ended.
+        const bool look = look_is_due(s);
+        if (ended || look) ended_collect_all(s);
+        if (look) clients_drop_silent(s);
+        children_teardown_settled(s);
         if (is_drained(s)) break;
     }
     server_cleanup(s);

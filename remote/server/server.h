@@ -46,7 +46,7 @@ struct server {
     server_counts counts;
     int64_t started;     // of clock_ms()
     server_child *ended; // being destroyed; this and the next belong to the reaper
-    int64_t next_look;   // of clock_ms(), at clients that may be silent
+    int64_t next_look;   // of clock_ms()
     int listen_fd;
     socket_file file;   // of listen_fd, where it is a Unix-domain socket
     status_port status; // belongs to the main thread
