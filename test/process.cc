@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <random>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -162,9 +163,15 @@ std::string built(const std::string &name)
 
 std::string free_port(void)
 {
-    int port;
-    close(listener_open(0, &port));
-    return std::to_string(port);
+    std::random_device random;
+    std::uniform_int_distribution<int> ports(10000, 32767);
+    for (;;) {
+        const sockaddr_in a = loopback(ports(random));
+        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool is_free = bind(fd, reinterpret_cast<const sockaddr *>(&a), sizeof a) == 0;
+        close(fd);
+        if (is_free) return std::to_string(ntohs(a.sin_port));
+    }
 }
 
 std::string file_text(const std::string &path)

@@ -86,7 +86,8 @@ std::vector<pid_t> process_children(pid_t id);
 // A program of the build: bin/NAME.
 std::string built(const std::string &name);
 
-// A port of 127.0.0.1 on which nothing listens.
+// A port of 127.0.0.1 on which nothing listens.  It is below those that the system chooses, so that
+// no connection of another test takes it meanwhile.
 std::string free_port(void);
 
 // All that a file holds.

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
+#include <sys/stat.h>
 
 namespace vnt {
 
@@ -63,6 +64,7 @@ class SlowTls : public testing::Test {
     void SetUp() override
     {
         if (missing("stunnel4")) GTEST_SKIP() << "there is no stunnel4";
+        chmod(folder.path.c_str(), 0755); // the tunnel's user reaches the server's socket there
         const std::string keys = source_path("examples/service/make-keys");
         const process_result made =
             run({"sh", "-c",
