@@ -82,7 +82,8 @@ class leak_listener : public testing::EmptyTestEventListener {
 };
 
 // Options that sanitizers read from the program.  Allocations that are too large return null, as
-// they do without a sanitizer; leaks inside the engines are not ours.
+// they do without a sanitizer; leaks inside the engines are not ours.  A worker does not stay for a
+// second at its end, in which its server would kill it.
 extern "C" {
 #pragma GCC visibility push(default)
 const char *__asan_default_options(void)
@@ -91,7 +92,7 @@ const char *__asan_default_options(void)
 }
 const char *__tsan_default_options(void)
 {
-    return "allocator_may_return_null=1";
+    return "allocator_may_return_null=1:atexit_sleep_ms=0";
 }
 const char *__lsan_default_suppressions(void)
 {
