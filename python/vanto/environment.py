@@ -9,7 +9,7 @@ import weakref
 from typing import TYPE_CHECKING, Any, Callable, Iterator
 
 from . import lib
-from .lib import Error, ffi
+from .lib import Error, errors, ffi
 
 if TYPE_CHECKING:
     from .model import Model
@@ -375,13 +375,14 @@ def number_of(value: Any, name: str) -> float:
 def call(handle: _Handle, function: str, *arguments: Any) -> Any:
     """Calls a function on an environment that nothing else uses at the time."""
     if handle.process != os.getpid():
-        raise Error(1002, "this environment belongs to the process that was forked")
+        raise Error(errors.NO_ENVIRONMENT,
+                    "this environment belongs to the process that was forked")
     with handle.lock:
         if handle.c is None:
-            raise Error(1002, "this environment is closed")
+            raise Error(errors.NO_ENVIRONMENT, "this environment is closed")
         run = handle.running
         if run is not None and not run._may_call():
-            raise Error(1015, f"{function} must wait: a solve of this environment runs")
+            raise Error(errors.SOLVING, f"{function} must wait: a solve of this environment runs")
         handle.last_error = ""
         handle.calling += 1
         try:
@@ -391,7 +392,7 @@ def call(handle: _Handle, function: str, *arguments: Any) -> Any:
             return result
         except AttributeError:
             if function.startswith("vntclient_"):
-                raise Error(1006, "this takes an environment in a worker") from None
+                raise Error(errors.NOT_SUPPORTED, "this takes an environment in a worker") from None
             raise
         except Error as e:
             raise Error(e.number, handle.last_error or e.text) from None

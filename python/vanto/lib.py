@@ -27,6 +27,7 @@ import os
 import pathlib
 import re
 import threading
+import types
 from typing import Any
 
 import cffi
@@ -84,6 +85,8 @@ _statuses = re.findall(r"(VNTERR_\w+) = (\d+),?[ \t]*(?://[ \t]*(.*))?", _texts[
 _names = {int(number): name for name, number, _ in _statuses}
 _meanings = {int(number): meaning or name[len("VNTERR_"):].lower().replace("_", " ")
              for name, number, meaning in _statuses}
+errors = types.SimpleNamespace(**{name[len("VNTERR_"):]: int(number)
+                                  for name, number, _ in _statuses})
 _values = frozenset(pathlib.Path(__file__).with_name("values.txt").read_text().split())
 
 ffi = cffi.FFI()

@@ -12,7 +12,7 @@ import weakref
 from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
 
 from .environment import Bound, Environment, number_of
-from .lib import Error
+from .lib import Error, errors
 from .model import Model
 from .result import Result
 from .run import Progress, Run
@@ -20,7 +20,7 @@ from .run import Progress, Run
 # A file, or what makes a model in an environment.
 Source = Union[str, "os.PathLike[str]", Callable[[Environment], Model]]
 
-_lost = (1813, 1816)   # VNTERR_REMOTE, VNTERR_CONNECTION_LOST
+_lost = (errors.REMOTE, errors.CONNECTION_LOST)
 _proofs = (1, 2, 3, 4, 10)
 
 
@@ -291,7 +291,7 @@ def _compete(model: Source | Model, settings: Sequence[Mapping[str, Any]], serve
     best = _best(results, maximize)
     result = None if best is None else results[best]
     if best is None or result is None:
-        raise race.runs[0]._error or Error(1012, "no solve gave a result")
+        raise race.runs[0]._error or Error(errors.NO_SOLUTION, "no solve gave a result")
     return Outcome(result, best, proven, results)
 
 

@@ -10,7 +10,7 @@ import numpy as np
 import scipy.sparse as sp
 
 from .environment import Bound, Environment, call, number_of
-from .lib import Error, ffi, text_of
+from .lib import Error, errors, ffi, text_of
 from .result import Result
 from .run import Run
 
@@ -259,7 +259,7 @@ class Model(Bound):
     def call(self, function: str, *arguments: Any) -> Any:
         """Calls a function of vanto.h on this problem, with Error where it fails."""
         if self._problem.c is None:
-            raise Error(1005, "this model is closed")
+            raise Error(errors.NO_PROBLEM, "this model is closed")
         return call(self._problem.handle, function, self._problem.c, *arguments)
 
     # --- What it is -----------------------------------------------------------------------
@@ -364,7 +364,7 @@ class Model(Bound):
             self.call(function, None, None, 0, surplus, 0, count - 1)
             return [""] * count  # no space: no names
         except Error as e:
-            if e.number != 1007:
+            if e.number != errors.SPACE_TOO_SMALL:
                 raise
         space = -surplus[0]
         names, store = ffi.new("char *[]", count), ffi.new("char[]", space)
@@ -393,7 +393,7 @@ class Model(Bound):
             try:
                 self.call(by_name, which, place)
             except Error as e:
-                if e.number != 1014:
+                if e.number != errors.NAME_NOT_FOUND:
                     raise
                 raise KeyError(f"no {what} is called {which!r}") from None
             return place[0]

@@ -10,9 +10,11 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 import numpy as np
 
 from . import lib
-from .lib import Error, ffi
+from .lib import Error, errors, ffi
 
-_absent = (1006, 1011, 1012, 1013, 1016, 1017)  # there is none, or the problem has no such thing
+# There is none, or the problem has no such thing.
+_absent = (errors.NOT_SUPPORTED, errors.NOT_MIP, errors.NO_SOLUTION, errors.NO_BASIS, errors.NOT_LP,
+           errors.WRONG_TYPE)
 
 if TYPE_CHECKING:
     from .model import Model

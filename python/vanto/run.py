@@ -11,7 +11,7 @@ from typing import TYPE_CHECKING, Any, AsyncIterator, Callable, Iterator
 
 from . import lib
 from .environment import Bound, number_of
-from .lib import Error, ffi
+from .lib import Error, errors, ffi
 from .result import Result
 
 if TYPE_CHECKING:
@@ -179,7 +179,7 @@ class Run(Bound):
         if self._error is not None:
             raise self._error
         if self._outcome is None:
-            raise Error(1015, "the solve was left: attach() takes it up again")
+            raise Error(errors.SOLVING, "the solve was left: attach() takes it up again")
         return self._outcome
 
     def stop(self) -> None:
@@ -213,7 +213,7 @@ class Run(Bound):
 
         The environment is closed in this process.
         """
-        raise Error(1006, "only a solve in a worker can be left")
+        raise Error(errors.NOT_SUPPORTED, "only a solve in a worker can be left")
 
     def plot(self, axes: Any = None) -> Any:
         """Incumbent, bound and gap over time, on matplotlib axes; live in a notebook."""
@@ -238,7 +238,7 @@ class Run(Bound):
     def _check_process(self) -> None:
         """The thread of the solve is where it was started: after a fork, none ends a wait."""
         if self._handle.process != os.getpid():
-            raise Error(1002, "this run belongs to the process that was forked")
+            raise Error(errors.NO_ENVIRONMENT, "this run belongs to the process that was forked")
 
     def _order(self, what: str, value: Any) -> None:
         self._check_process()
@@ -439,7 +439,8 @@ class _Remote(Run):
         try:
             library.vntclient_join(env)
         except Error as e:
-            if not self.joining or e.number != 1003:  # joined before, by one that lost its result
+            # Joined before, by one that lost its result.
+            if not self.joining or e.number != errors.BAD_ARGUMENT:
                 raise
 
     def _tell_last(self) -> None:
@@ -476,7 +477,7 @@ class _Remote(Run):
         try:
             self._handle.library.vntclient_progress(self._handle.c, 0, record)
         except Error as e:
-            if e.number != 1012:  # it has just ended
+            if e.number != errors.NO_SOLUTION:  # it has just ended
                 raise
             return
         self._tell(record)
@@ -520,7 +521,7 @@ class _Remote(Run):
         self._order("detach", carry_out)
         while not done.wait(0.1):
             if self._ended:
-                raise Error(1012, "the solve has ended: there is nothing to leave")
+                raise Error(errors.NO_SOLUTION, "the solve has ended: there is nothing to leave")
         if failed:
             raise failed[0]
         self.wait()

@@ -12,7 +12,7 @@ from typing import TYPE_CHECKING
 
 from . import lib
 from .environment import Environment, _Handle, connecting
-from .lib import Error, ffi
+from .lib import Error, errors, ffi
 
 if TYPE_CHECKING:
     from .run import Run
@@ -107,7 +107,7 @@ def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None,
     problem = ffi.new("VNTLPptr *")
     if env.call("vntclient_getproblems", 1, problem) < 1:
         env.close()
-        raise Error(1005, f"{name}: the worker holds no problem")
+        raise Error(errors.NO_PROBLEM, f"{name}: the worker holds no problem")
     model = Model._of(env, problem[0], urllib.parse.unquote(entries.get("model", "model")))
     run = _Remote(model, (), {})
     run.joining = True
