@@ -5,10 +5,10 @@
 // measured meanwhile goes to standard error.
 
 #include "bench/measure.h"
-#include "bench/peers/program.h"
 #include "bench/raw.h"
 #include "bench/relay.h"
 #include "test/folders.h"
+#include "test/process.h"
 #include "test/server.h"
 #include "vanto_client.h"
 
@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -121,18 +122,35 @@ static void row_free(bench_report &report)
     measure_small(report, "small call, free placement", true, 1.2, 1.2);
 }
 
+// The programs that measure other libraries, of those that were built.
+static std::vector<std::filesystem::path> peers()
+{
+    std::vector<std::filesystem::path> found;
+    std::error_code none;
+    for (const auto &entry : std::filesystem::directory_iterator(BENCH_PEERS, none))
+        found.push_back(entry.path());
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+static double peer_seconds(const std::filesystem::path &program)
+{
+    const process_result measured = run({program, std::to_string(trips)});
+    bench_must(measured.status == 0, program.c_str());
+    return atof(measured.out.c_str());
+}
+
 // Beside other libraries, which have no pumps between their processes.
 static void row_peers(bench_report &report)
 {
     one_core pinned;
     standin_server where;
     client c(where);
-    for (const std::string &path : peer_program::paths()) {
-        const std::string name = path.substr(path.rfind('/') + 1);
-        peer_program peer(path);
+    for (const auto &peer : peers()) {
+        const std::string name = peer.filename();
         report.compare("small call on one core", "us",
                        {{"library", at_most(0.6), microseconds_of([&] { c.trip(); })},
-                        {name.c_str(), {}, [&] { return 1e6 / trips * peer.seconds_of(trips); }}});
+                        {name.c_str(), {}, [&] { return 1e6 / trips * peer_seconds(peer); }}});
     }
 }
 

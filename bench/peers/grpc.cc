@@ -29,18 +29,17 @@ template <class Tell> static void serve(Tell tell)
     server->Wait();
 }
 
-int main()
+int main(int argc, char **argv)
 {
     int port = peer_serve([](auto tell) { serve(tell); });
     auto channel = grpc::CreateChannel("127.0.0.1:" + std::to_string(port),
                                        grpc::InsecureChannelCredentials());
     auto remote = peer::Call::NewStub(channel);
-    int result = peer_measure([&] {
+    peer_measure(argc, argv, [&] {
         grpc::ClientContext context;
         peer::Request request;
         peer::Answer answer;
         request.set_data(std::string(PEER_REQUEST, 0));
-        peer_must(remote->Do(&context, request, &answer).ok(), "call");
+        bench_must(remote->Do(&context, request, &answer).ok(), "call");
     });
-    _exit(result);
 }

@@ -12,7 +12,7 @@ template <class Tell> static void serve(Tell tell)
     void *socket = zmq_socket(zmq_ctx_new(), ZMQ_REP);
     char request[PEER_REQUEST], answer[PEER_ANSWER] = {}, name[64];
     size_t length = sizeof name;
-    peer_must(zmq_bind(socket, "tcp://127.0.0.1:*") == 0, "zmq_bind");
+    bench_must(zmq_bind(socket, "tcp://127.0.0.1:*") == 0, "zmq_bind");
     zmq_getsockopt(socket, ZMQ_LAST_ENDPOINT, name, &length);
     tell(atoi(strrchr(name, ':') + 1));
     for (;;) {
@@ -21,16 +21,15 @@ template <class Tell> static void serve(Tell tell)
     }
 }
 
-int main()
+int main(int argc, char **argv)
 {
     int port = peer_serve([](auto tell) { serve(tell); });
     void *socket = zmq_socket(zmq_ctx_new(), ZMQ_REQ);
     std::string name = "tcp://127.0.0.1:" + std::to_string(port);
-    peer_must(zmq_connect(socket, name.c_str()) == 0, "zmq_connect");
+    bench_must(zmq_connect(socket, name.c_str()) == 0, "zmq_connect");
     char request[PEER_REQUEST] = {}, answer[PEER_ANSWER];
-    int result = peer_measure([&] {
+    peer_measure(argc, argv, [&] {
         zmq_send(socket, request, sizeof request, 0);
-        peer_must(zmq_recv(socket, answer, sizeof answer, 0) == sizeof answer, "zmq_recv");
+        bench_must(zmq_recv(socket, answer, sizeof answer, 0) == sizeof answer, "zmq_recv");
     });
-    _exit(result);
 }
