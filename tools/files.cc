@@ -23,6 +23,11 @@ void file_write(const std::string &file, const std::string &text)
     if (fclose(out) != 0 || !written) file_fail(file);
 }
 
+void file_check_readable(const std::string &file)
+{
+    if (access(file.c_str(), R_OK) != 0) file_fail(file);
+}
+
 void file_check_writable(const std::string &file)
 {
     struct stat there;

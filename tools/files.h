@@ -13,8 +13,9 @@ namespace vnt {
 // Errors: throws failure with EXIT_UNREADABLE.
 void file_write(const std::string &file, const std::string &text);
 
-// Checks that the file can be written, or made, without touching it.
-// Errors: throws failure with EXIT_UNREADABLE.
+// Check that the file can be read, or written or made, without touching it.
+// Errors: throw failure with EXIT_UNREADABLE.
+void file_check_readable(const std::string &file);
 void file_check_writable(const std::string &file);
 
 // Appends all that comes until the end.  Returns false for an error, which errno tells.

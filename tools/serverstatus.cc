@@ -56,7 +56,9 @@ static void worker_read(std::istringstream &line, worker_status &w)
         line >> value;
         if (word == "state") w.state = value;
         worker_facts([&](const fact &f, auto member) {
-            if (std::istringstream text(value); word == f.word) value_read(text, w.*member);
+            if (word != f.word) return;
+            std::istringstream text(value);
+            value_read(text, w.*member);
         });
     }
 }

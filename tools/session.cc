@@ -120,12 +120,6 @@ void session_check(const session &s, int status, const std::string &what)
                                              more.empty() ? "" : ": ", more)};
 }
 
-// access() gives the better message.
-static void check_readable(const std::string &file)
-{
-    if (access(file.c_str(), R_OK) != 0) file_fail(file);
-}
-
 void session_openenv(session &s)
 {
     int status = 0;
@@ -134,7 +128,7 @@ void session_openenv(session &s)
         session_check(s, s.env != nullptr ? 0 : status, "opening the solver");
         return;
     }
-    if (const char *pool = pool_file(s.server.c_str())) check_readable(pool);
+    if (const char *pool = pool_file(s.server.c_str())) file_check_readable(pool);
     const std::string address = "-address=" + s.server;
     const char *arguments[] = {address.c_str()};
     s.env = s.solver.vntclient_open(1, arguments, &status);
@@ -181,7 +175,7 @@ static void set_params(session &s)
     const std::string &file = s.options.paramsin;
     set_loglevel(s);
     if (!file.empty()) {
-        check_readable(file);
+        file_check_readable(file);
         session_check(s, s.solver.VNTEreadcopyparam(s.env, file.c_str(), nullptr, 0), file);
     }
     for (const auto &[name, value] : s.options.params)
@@ -197,7 +191,7 @@ static void read_model(session &s)
     const bool input = s.options.model == "-";
     const char *file = s.model.c_str();
     const char *format = s.options.format.empty() ? nullptr : s.options.format.c_str();
-    if (!input) check_readable(s.model);
+    if (!input) file_check_readable(s.model);
     std::string text;
     if (input && !file_readall(STDIN_FILENO, &text)) file_fail(s.model);
     int status = 0;
@@ -240,11 +234,11 @@ static void read_beginning(session &s)
 {
     const std::string &basis = s.options.basisin, &start = s.options.startin;
     if (!basis.empty()) {
-        check_readable(basis);
+        file_check_readable(basis);
         session_check(s, s.solver.VNTEreadcopybase(s.env, s.lp, basis.c_str(), nullptr, 0), basis);
     }
     if (start.empty()) return;
-    check_readable(start);
+    file_check_readable(start);
     if (!solution_is_solvers(start)) return add_start(s, start);
     session_check(s, s.solver.VNTEreadcopymipstarts(s.env, s.lp, start.c_str(), nullptr, 0), start);
 }
