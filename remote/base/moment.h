@@ -13,6 +13,7 @@
 #include "remote/base/clock.h"
 #include "remote/base/environment.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <poll.h>
 #include <sched.h>

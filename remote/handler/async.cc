@@ -53,8 +53,7 @@ static void mode_set(int32_t mode)
 
 int async_isasync(void)
 {
-    const mutex_holder held(&globalasync.lock);
-    return globalasync.mode != ASYNC_MODE_NONE;
+    return mode_get() != ASYNC_MODE_NONE;
 }
 
 void async_start(transport *t)

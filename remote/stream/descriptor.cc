@@ -36,8 +36,7 @@ static int await(int fd, bool socket, short events, const fdio_timeout *timeout)
 {
     int64_t deadline = timeout_deadline(timeout);
     for (;;) {
-        int64_t look =
-            socket ? std::min(deadline, clock_after(SOCKET_LOOK * CLOCK_MILLISECOND)) : deadline;
+        int64_t look = socket ? std::min(deadline, clock_after_ms(SOCKET_LOOK)) : deadline;
         int ready = io_wait(fd, events, -1, look);
         if (ready != 0) return ready > 0 ? 0 : MESSAGE_IO;
         if (look == deadline) return MESSAGE_IO;
