@@ -77,10 +77,8 @@ int VNTLchgqpcoef(VNTENVptr env, VNTLPptr lp, int i, int j, double newvalue)
     return with_problem(env, lp, [&](vntlp &p) {
         require_own_type(p);
         require_place(p, i, j);
-        double value = model_finite(newvalue);
-        if (value == 0 && !p.m.quadratic()) return;
-        p.m.set_quadratic(i, j, value);
-        if (p.m.q.entries() == 0) p.m.clear_quadratic();
+        p.m.set_quadratic(i, j, model_finite(newvalue));
+        p.m.settle_quadratic();
         p.changed();
     });
 }

@@ -215,8 +215,9 @@ void solve_qp(vntenv &env, vntlp &p)
 {
     refuse_discrete(p);
     require(p.m.type == VNT_PROB_QP, VNTERR_WRONG_TYPE);
-    if (!p.m.quadratic()) p.m.q.grow(p.m.numcols(), p.m.numcols()); // of zeros
-    matrix_view cols = p.m.q.by_column();
+    matrix zeros;
+    zeros.grow(p.m.numcols(), p.m.numcols());
+    matrix_view cols = (p.m.quadratic() ? p.m.q : zeros).by_column();
     engine_quadratic q = {cols.begin, cols.index, cols.value};
     solve(env, p, false, [&](const auto &in, const auto &params, const auto &hooks, auto *out) {
         return engine_solve_qp(in, q, params, hooks, out);

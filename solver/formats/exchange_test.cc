@@ -411,6 +411,11 @@ TEST_F(exchange, QuadraticObjectivesMeanTheSameInAllForms)
         double x[] = {2, 3};
         EXPECT_EQ(m.objective_at(x), 5 + 4 - 18 + 36);
     }
+    for (model m : {read("min\n x + y + [ x * y - y * x ]\nend\n", true),
+                    read(columns + "QUADOBJ\n x x 0\nENDATA\n", false)}) {
+        EXPECT_EQ(m.type, VNT_PROB_LP);
+        EXPECT_FALSE(m.quadratic());
+    }
 }
 
 } // namespace vnt

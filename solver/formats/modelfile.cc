@@ -105,6 +105,7 @@ model model_parts::take()
     if (!rowwise) m.append_cols(cols, &lines);
     for (auto [i, j, v] : quadratic)
         m.set_quadratic(i, j, v);
+    m.settle_quadratic();
     m.sets = std::move(sets);
     m.indicators = std::move(indicators);
     if (!m.sets.empty() || !m.indicators.empty()) m.make_discrete();

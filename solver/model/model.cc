@@ -206,7 +206,7 @@ void model::keep_cols(const std::vector<int> &place, int left)
     if (quadratic()) {
         q.keep_rows(place, left);
         q.keep_cols(place, left);
-        if (q.entries() == 0) clear_quadratic();
+        settle_quadratic();
     }
     for (auto *values : {&objective, &lower, &upper})
         keep(*values, place, left);
@@ -254,6 +254,7 @@ void model::make_discrete()
 
 void model::set_quadratic(int i, int j, double value)
 {
+    if (value == 0 && !quadratic()) return;
     if (!quadratic()) q.grow(numcols(), numcols());
     q.set(i, j, value);
     q.set(j, i, value);
@@ -266,6 +267,11 @@ void model::clear_quadratic()
     q = matrix();
     if (type == VNT_PROB_QP) type = VNT_PROB_LP;
     if (type == VNT_PROB_MIQP) type = VNT_PROB_MIP;
+}
+
+void model::settle_quadratic()
+{
+    if (quadratic() && q.entries() == 0) clear_quadratic();
 }
 
 std::vector<double> model::activities(const double *x) const

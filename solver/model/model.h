@@ -139,9 +139,11 @@ struct model {
     void set_sense(int i, char sense);
     void set_ctype(int j, char type);
     void make_discrete(); // turns a continuous type into the discrete one, keeps other types
-    // Sets Q(i,j) and Q(j,i); the first one makes the problem quadratic.
+    // Sets Q(i,j) and Q(j,i); the first one that is not 0 makes the problem quadratic.
     void set_quadratic(int i, int j, double value);
     void clear_quadratic();
+    // After entries became 0: without any the problem is not quadratic.
+    void settle_quadratic();
 
     std::vector<double> activities(const double *x) const; // one per row
     std::vector<double> slacks(const double *x) const;     // rhs - activity
