@@ -94,15 +94,14 @@ void lp_reader::term(lp_sum *s, double factor)
 {
     int col = column(in.word);
     in.next();
-    if (!number_isfinite(factor)) malformed("an infinite coefficient");
     size_t &at = place[col];
-    if (at < s->index.size() && s->index[at] == col) {
-        s->value[at] += factor; // terms of one column are added
-        return;
+    if (at >= s->index.size() || s->index[at] != col) {
+        at = s->index.size();
+        s->index.push_back(col);
+        s->value.push_back(0);
     }
-    at = s->index.size();
-    s->index.push_back(col);
-    s->value.push_back(factor);
+    s->value[at] += factor; // terms of one column are added
+    if (!number_isfinite(s->value[at])) malformed("an infinite coefficient");
 }
 
 lp_sum lp_reader::sum()
@@ -214,7 +213,6 @@ void lp_reader::quadratic(double factor)
     if (!halved()) factor *= 2;
     for (auto [value, i, j] : terms) {
         value *= factor;
-        if (!number_isfinite(value)) malformed("an infinite coefficient");
         add_quadratic(std::max(i, j), std::min(i, j), i == j ? value : value / 2);
     }
 }
@@ -225,7 +223,9 @@ void lp_reader::add_quadratic(int i, int j, double value)
     uint64_t key = static_cast<uint64_t>(i) << 32 | static_cast<uint32_t>(j);
     auto [at, fresh] = products.emplace(key, parts.quadratic.size());
     if (fresh) parts.quadratic.push_back({i, j, 0});
-    parts.quadratic[at->second].value += value;
+    double &sum = parts.quadratic[at->second].value;
+    sum += value;
+    if (!number_isfinite(sum)) malformed("an infinite coefficient");
 }
 
 // A row's side without the constant of its sum.  An infinite side stays infinite.

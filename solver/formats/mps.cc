@@ -419,7 +419,9 @@ void mps_reader::add_set_line(const words &w)
         if (w.size() != 2 + more) file_malformed(lines.number(), "no column and weight of a set");
         return add_set_member(w[more], w[more + 1]);
     }
-    if (w.size() == 2 && columns.count(w[0]) > 0 && !parts.sets.empty())
+    double weight;
+    if (w.size() == 2 && columns.count(w[0]) > 0 && !parts.sets.empty() &&
+        number_read(w[1], &weight))
         return add_set_member(w[0], w[1]); // a column with the name of a type
     std::string name = w.size() > 1 + more ? std::string(w[1 + more])
                                            : "s" + std::to_string(parts.sets.size() + 1);

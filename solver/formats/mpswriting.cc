@@ -255,15 +255,32 @@ std::string mps_writer::write()
     return out + "ENDATA\n";
 }
 
+// Words that readers take for something else.
+static bool has_meaning(const std::string &name)
+{
+    return name == "'MARKER'" || name == "$";
+}
+
 static bool suits_free(const std::string &name)
 {
-    return name != "'MARKER'" && name.find_first_of(" \t") == std::string::npos;
+    return !has_meaning(name) && name.find_first_of(" \t") == std::string::npos;
 }
 
 static bool suits_fixed(const std::string &name)
 {
     return name.size() <= 8 && name.find('\t') == std::string::npos && name.front() != ' ' &&
-           name.back() != ' ' && name != "'MARKER'";
+           name.back() != ' ' && !has_meaning(name);
+}
+
+// Could the file be read as one of free format, which the reader tries first?  There a set's name
+// ends at a blank, and a column's name of three words is a column and its entry in a row.
+static bool mistaken_for_free(const file_names &names)
+{
+    auto blanks = [](const std::string &name) { return std::count(name.begin(), name.end(), ' '); };
+    return std::any_of(names.sets.begin(), names.sets.end(),
+                       [&](const auto &name) { return blanks(name) > 0; }) ||
+           std::any_of(names.cols.begin(), names.cols.end(),
+                       [&](const auto &name) { return blanks(name) > 1; });
 }
 
 static bool number_fits(double value)
@@ -309,7 +326,7 @@ static bool all_suit_fixed(const file_names &names)
 static file_names names_for(const model &m)
 {
     file_names fixed(m, suits_fixed);
-    if (!fixed.made && fixed.objective == m.objname) return fixed;
+    if (!fixed.made && fixed.objective == m.objname && !mistaken_for_free(fixed)) return fixed;
     return file_names(m, suits_free);
 }
 
