@@ -228,6 +228,20 @@ TEST_F(model_files, ABasisComesBackFromItsFile)
     EXPECT_EQ(rback, rstat);
     ASSERT_EQ(VNTLdualopt(env, fresh), 0);
     EXPECT_EQ(VNTLgetitcnt(env, fresh), 0) << "it is optimal already";
+    // Names with blanks, of which parts are names as well; and names that could not be read back.
+    lp = problem_from("max\n a + b\nst\n r: a + b <= 4\n s: a - b >= -2\nend\n");
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    const char *names[] = {"a", "a b"}, *rownames[] = {"b r", "r"};
+    const int both[] = {0, 1};
+    ASSERT_EQ(VNTLchgcolname(env, lp, 2, both, names), 0);
+    ASSERT_EQ(VNTLchgrowname(env, lp, 2, both, rownames), 0);
+    ASSERT_EQ(VNTLmbasewrite(env, lp, path("b").c_str()), 0);
+    ASSERT_EQ(VNTEreadcopybase(env, lp, path("b").c_str(), nullptr, 0), 0) << heard[CHANNEL_ERROR];
+    ASSERT_EQ(VNTLlpopt(env, lp), 0);
+    EXPECT_EQ(VNTLgetitcnt(env, lp), 0);
+    names[1] = "a";
+    ASSERT_EQ(VNTLchgcolname(env, lp, 2, both, names), 0);
+    EXPECT_EQ(VNTLmbasewrite(env, lp, path("b").c_str()), VNTERR_FILE_FEATURE);
 }
 
 TEST_F(model_files, SolutionsAreWrittenAsText)
