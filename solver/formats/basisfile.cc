@@ -37,10 +37,13 @@ static int place_in(const name_list &names, std::string_view name, int line)
 }
 
 // The column and the row of a pair, whose names may hold blanks: the first blank with a column on
-// its left and a row on its right separates them.
+// its left and a row on its right separates them.  The time for that grows with the square of the
+// line's length, so that a very long line is taken as two words.
 static std::pair<int, int> pair_in(const vntlp &p, std::string_view names, int line)
 {
-    for (size_t at = names.find(' '); at != names.npos; at = names.find(' ', at + 1)) {
+    static constexpr size_t very_long = 10000;
+    size_t first = names.size() < very_long ? names.find(' ') : names.npos;
+    for (size_t at = first; at != names.npos; at = names.find(' ', at + 1)) {
         int col = place_of(p.m.col_names, names.substr(0, at));
         if (col < 0) continue;
         int row = place_of(p.m.row_names, names.substr(names.find_first_not_of(' ', at)));
