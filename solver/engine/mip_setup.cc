@@ -91,38 +91,67 @@ void mip_search::choose_strength()
 }
 
 // Each generator's work is bounded: they run for as long as it takes otherwise, without a poll.
+static CglProbing probing_cuts()
+{
+    CglProbing cuts;
+    cuts.setUsingObjective(1);
+    cuts.setMaxPass(1);
+    cuts.setMaxPassRoot(1);
+    cuts.setMaxProbe(123);
+    cuts.setMaxProbeRoot(123);
+    cuts.setMaxLook(10);
+    cuts.setMaxLookRoot(20);
+    cuts.setMaxElements(200);
+    cuts.setMaxElementsRoot(300);
+    cuts.setRowCuts(3);
+    return cuts;
+}
+
+static CglGomory gomory_cuts()
+{
+    CglGomory cuts;
+    cuts.setLimitAtRoot(1000);
+    cuts.setLimit(50);
+    cuts.setAwayAtRoot(0.005);
+    return cuts;
+}
+
+static CglClique clique_cuts()
+{
+    CglClique cuts;
+    cuts.setStarCliqueReport(false);
+    cuts.setRowCliqueReport(false);
+    cuts.setMinViolation(0.1);
+    return cuts;
+}
+
+static CglMixedIntegerRounding2 rounding_cuts()
+{
+    CglMixedIntegerRounding2 cuts;
+    cuts.setMULTIPLY_(0); // rows multiplied by -1 yield cuts that lose solutions
+    cuts.setDoPreproc(1);
+    return cuts;
+}
+
+static CglTwomir two_step_cuts()
+{
+    CglTwomir cuts;
+    cuts.setMaxElements(250);
+    cuts.setAwayAtRoot(0.005);
+    cuts.setAway(0.01);
+    return cuts;
+}
+
 // Those of knapsack and flow covers are left out: now and then what they lift is no cut, and a
 // solution is lost.
 void mip_search::add_cuts()
 {
     constexpr int if_it_helps = -98; // at the root; in the tree while it moves the bound
-    CglProbing probing;
-    probing.setUsingObjective(1);
-    probing.setMaxPass(1);
-    probing.setMaxPassRoot(1);
-    probing.setMaxProbe(123);
-    probing.setMaxProbeRoot(123);
-    probing.setMaxLook(10);
-    probing.setMaxLookRoot(20);
-    probing.setMaxElements(200);
-    probing.setMaxElementsRoot(300);
-    probing.setRowCuts(3);
-    CglGomory gomory;
-    gomory.setLimitAtRoot(1000);
-    gomory.setLimit(50);
-    gomory.setAwayAtRoot(0.005);
-    CglClique clique;
-    clique.setStarCliqueReport(false);
-    clique.setRowCliqueReport(false);
-    clique.setMinViolation(0.1);
-    CglMixedIntegerRounding2 mir;
-    mir.setMULTIPLY_(0); // rows multiplied by -1 yield cuts that lose solutions
-    mir.setDoPreproc(1);
-    CglTwomir twomir;
-    twomir.setMaxElements(250);
-    twomir.setAwayAtRoot(0.005);
-    twomir.setAway(0.01);
-
+    CglProbing probing = probing_cuts();
+    CglGomory gomory = gomory_cuts();
+    CglClique clique = clique_cuts();
+    CglMixedIntegerRounding2 mir = rounding_cuts();
+    CglTwomir twomir = two_step_cuts();
     struct {
         CglCutGenerator *generator;
         const char *name;

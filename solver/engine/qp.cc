@@ -173,44 +173,63 @@ double recession(double bound)
     return engine_is_inf(bound) ? bound : 0;
 }
 
-// The objective falls for ever where a direction that stays feasible for ever, and in which it does
-// not curve, leads down.
+// The directions of at most 1 that stay feasible for ever and in which the objective does not
+// curve: as a linear model over them, with the rows of the matrix and then those of Q.
+struct recession_cone {
+    recession_cone(const engine_model &model, const engine_quadratic &q);
+    engine_model model;
+
+  private:
+    void add_column(const engine_model &of, const engine_quadratic &q, int j);
+
+    std::vector<int64_t> begin = {0};
+    std::vector<int> index;
+    std::vector<double> value, low, high, row_low, row_high;
+};
+
+recession_cone::recession_cone(const engine_model &of, const engine_quadratic &q)
+    : row_low(of.numrows + of.numcols), row_high(of.numrows + of.numcols)
+{
+    for (int j = 0; j < of.numcols; j++)
+        add_column(of, q, j);
+    std::transform(of.row_lower, of.row_lower + of.numrows, row_low.begin(), recession);
+    std::transform(of.row_upper, of.row_upper + of.numrows, row_high.begin(), recession);
+    model.numrows = of.numrows + of.numcols;
+    model.numcols = of.numcols;
+    model.begin = begin.data();
+    model.index = index.data();
+    model.value = value.data();
+    model.col_lower = low.data();
+    model.col_upper = high.data();
+    model.row_lower = row_low.data();
+    model.row_upper = row_high.data();
+    model.objective = of.objective;
+    model.sense = of.sense;
+}
+
+void recession_cone::add_column(const engine_model &of, const engine_quadratic &q, int j)
+{
+    index.insert(index.end(), of.index + of.begin[j], of.index + of.begin[j + 1]);
+    value.insert(value.end(), of.value + of.begin[j], of.value + of.begin[j + 1]);
+    for (int64_t k = q.begin[j]; k < q.begin[j + 1]; k++)
+        index.push_back(of.numrows + q.index[k]);
+    value.insert(value.end(), q.value + q.begin[j], q.value + q.begin[j + 1]);
+    begin.push_back(static_cast<int64_t>(index.size()));
+    low.push_back(std::max(recession(of.col_lower[j]), -1.0));
+    high.push_back(std::min(recession(of.col_upper[j]), 1.0));
+}
+
+// The objective falls for ever where a direction of the recession cone leads down.
 int qp_solve::bounded(bool *go)
 {
-    int n = model.numcols, m = model.numrows;
+    int n = model.numcols;
     *go = true;
     if (std::none_of(model.col_lower, model.col_lower + n, engine_is_inf) &&
         std::none_of(model.col_upper, model.col_upper + n, engine_is_inf))
         return 0;
-    std::vector<int64_t> start = {0};
-    std::vector<int> index;
-    std::vector<double> value, low, high, row_low(m + n, 0.0), row_high(m + n, 0.0);
-    for (int j = 0; j < n; j++) {
-        index.insert(index.end(), model.index + model.begin[j], model.index + model.begin[j + 1]);
-        value.insert(value.end(), model.value + model.begin[j], model.value + model.begin[j + 1]);
-        for (int64_t k = q.begin[j]; k < q.begin[j + 1]; k++)
-            index.push_back(m + q.index[k]);
-        value.insert(value.end(), q.value + q.begin[j], q.value + q.begin[j + 1]);
-        start.push_back(static_cast<int64_t>(index.size()));
-        low.push_back(std::max(recession(model.col_lower[j]), -1.0));
-        high.push_back(std::min(recession(model.col_upper[j]), 1.0));
-    }
-    std::transform(model.row_lower, model.row_lower + m, row_low.begin(), recession);
-    std::transform(model.row_upper, model.row_upper + m, row_high.begin(), recession);
-    engine_model cone;
-    cone.numrows = m + n;
-    cone.numcols = n;
-    cone.begin = start.data();
-    cone.index = index.data();
-    cone.value = value.data();
-    cone.col_lower = low.data();
-    cone.col_upper = high.data();
-    cone.row_lower = row_low.data();
-    cone.row_upper = row_high.data();
-    cone.objective = model.objective;
-    cone.sense = model.sense;
+    recession_cone cone(model, q);
     engine_result found;
-    int rc = linear(cone, &found);
+    int rc = linear(cone.model, &found);
     if (rc != 0 || found.status != VNT_STAT_OPTIMAL) return rc; // no proof; the other method tells
     double costs = 1;
     for (int j = 0; j < n; j++)
