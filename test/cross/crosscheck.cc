@@ -9,12 +9,14 @@
 
 #include "test/cross/certificate.h"
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <random>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -103,7 +105,7 @@ VNTLPptr copy_model(VNTENVptr env, const random_model &m)
     return lp;
 }
 
-solver_answer solve(const random_model &m, const settings &s)
+solver_answer solve(const random_model &m, const settings &s, bool verbose)
 {
     solver_answer a;
     int rc = 0, cols = static_cast<int>(m.columns.size()), rows = static_cast<int>(m.rows.size());
@@ -116,6 +118,7 @@ solver_answer solve(const random_model &m, const settings &s)
     VNTLsetintparam(env, VNT_PARAM_MESSAGES, 0);
     VNTLsetlongparam(env, VNT_PARAM_NODE_LIMIT, 2000);
     VNTLPptr lp = copy_model(env, m);
+    if (verbose) VNTLwriteprob(env, lp, "/dev/stdout", "lp");
     auto *method = m.discrete()    ? VNTLmipopt
                    : s.method == 0 ? VNTLprimopt
                    : s.method == 1 ? VNTLdualopt
@@ -134,31 +137,26 @@ solver_answer solve(const random_model &m, const settings &s)
     return a;
 }
 
-// Numbers through a pipe, from the child to the parent.
-template <class visit> void each_part(solver_answer &a, const visit &one)
+// Moves all of an answer by fread() or fwrite().  Returns whether all of it went.
+template <class transfer, class answer> bool move_answer(transfer move, answer &a, FILE *file)
 {
-    one(&a, offsetof(solver_answer, x)); // the plain members stand first
+    bool whole = true;
+    auto part = [&](auto *at, size_t size) { whole = whole && move(at, size, 1, file) == 1; };
+    part(&a, offsetof(solver_answer, x)); // the plain members stand first
     for (auto *list : {&a.x, &a.pi, &a.dj, &a.proof, &a.direction})
-        one(list->data(), list->size() * sizeof(double));
+        if (!list->empty()) part(list->data(), list->size() * sizeof(double));
     for (auto *list : {&a.cstat, &a.rstat})
-        one(list->data(), list->size() * sizeof(int));
-}
-
-bool read_whole(int fd, void *where, size_t size)
-{
-    for (size_t at = 0; at < size;) {
-        ssize_t n = read(fd, static_cast<char *>(where) + at, size - at);
-        if (n <= 0) return false;
-        at += static_cast<size_t>(n);
-    }
-    return true;
+        if (!list->empty()) part(list->data(), list->size() * sizeof(int));
+    return whole;
 }
 
 // The answer of a solve in a child process.  `death` says how the child died, empty when it lives.
-solver_answer solve_apart(const random_model &m, const settings &s, std::string *death)
+solver_answer solve_apart(const random_model &m, const settings &s, bool verbose,
+                          std::string *death)
 {
-    int ends[2], state = 0;
-    if (pipe(ends) != 0) exit(2);
+    int state = 0;
+    FILE *file = tmpfile();
+    if (file == nullptr) exit(2);
     fflush(nullptr);
     pid_t child = fork();
     if (child < 0) exit(2);
@@ -167,20 +165,15 @@ solver_answer solve_apart(const random_model &m, const settings &s, std::string 
         struct rlimit work = {60, 61}; // seconds of work; then it does not end
         setrlimit(RLIMIT_CPU, &work);
         alarm(600); // one that waits for ever; a loaded machine may take its time
-        solver_answer a = solve(m, s);
-        each_part(a, [&](void *from, size_t size) {
-            if (write(ends[1], from, size) != static_cast<ssize_t>(size)) _exit(3);
-        });
-        _exit(0);
+        solver_answer a = solve(m, s, verbose);
+        _exit(move_answer(fwrite, a, file) && fflush(file) == 0 ? 0 : 3);
     }
-    close(ends[1]);
+    waitpid(child, &state, 0);
     solver_answer a;
     a.resize(m.columns.size(), m.rows.size());
-    bool whole = true;
-    each_part(a,
-              [&](void *where, size_t size) { whole = whole && read_whole(ends[0], where, size); });
-    close(ends[0]);
-    waitpid(child, &state, 0);
+    rewind(file);
+    const bool whole = move_answer(fread, a, file);
+    fclose(file);
     death->clear();
     int signal = WIFSIGNALED(state) ? WTERMSIG(state) : 0;
     if (signal != 0)
@@ -190,9 +183,9 @@ solver_answer solve_apart(const random_model &m, const settings &s, std::string 
     return a;
 }
 
-struct tally {
-    int models = 0, solves = 0, deaths = 0, wrong = 0, enginefailures = 0, limits = 0;
-};
+// What is counted, in the order of the table.
+enum { MODELS, SOLVES, DEATHS, WRONG, ERRORS, LIMITS, COUNTS };
+using tally = std::array<int, COUNTS>;
 
 bool ends_at_limit(int status)
 {
@@ -205,42 +198,12 @@ bool has_optimum(int status)
     return status == VNT_STAT_OPTIMAL || status == VNT_STAT_OPTIMAL_TOLERANCE;
 }
 
-// The model in the words of the LP format, as far as they go.
-void print(const random_model &m)
-{
-    printf("%s\n %g", m.sense == VNT_MIN ? "min" : "max", m.offset);
-    for (size_t j = 0; j < m.columns.size(); j++)
-        printf(" %+.10g x%zu", m.columns[j].cost, j);
-    printf("\nst\n");
-    for (const random_row &r : m.rows) {
-        if (r.binary >= 0) printf(" x%d = %d ->", r.binary, r.complemented ? 0 : 1);
-        printf(" %.10g <=", r.lower);
-        for (size_t k = 0; k < r.index.size(); k++)
-            printf(" %+.10g x%d", r.value[k], r.index[k]);
-        printf(" <= %.10g\n", r.upper);
-    }
-    for (const random_set &s : m.sets) {
-        printf(" S%c:", s.type);
-        for (int j : s.index)
-            printf(" x%d", j);
-        printf("\n");
-    }
-    printf("bounds\n");
-    for (size_t j = 0; j < m.columns.size(); j++) {
-        const random_column &c = m.columns[j];
-        printf(" %.10g <= x%zu <= %.10g %c", c.lower, j, c.upper, c.type);
-        if (!m.known.empty()) printf(" known %.10g", m.known[j]);
-        printf("\n");
-    }
-}
-
 class check {
   public:
     explicit check(unsigned seed, bool verbose)
         : seed(seed), verbose(verbose), random(seed * 2654435761u + 1),
           model(random_model_make(seed))
     {
-        if (verbose) print(model);
         if (model.known.size() != model.columns.size() ||
             !point_fault(model, model.known, 1e-9).empty())
             return;
@@ -249,7 +212,7 @@ class check {
     void run(int count, tally *sums)
     {
         sum = sums;
-        sum->models++;
+        (*sum)[MODELS]++;
         for (int k = 0; k < count; k++)
             solve_once();
         for (const auto &[s, a] : answers)
@@ -266,26 +229,26 @@ class check {
     }
     void fault(const settings &s, const std::string &what)
     {
-        sum->wrong++;
+        (*sum)[WRONG]++;
         printf("WRONG seed %u (%s) %s: %s\n", seed, model.kind, s.text().c_str(), what.c_str());
     }
     void solve_once()
     {
         settings s = drawn(random);
         std::string death;
-        solver_answer a = solve_apart(model, s, &death);
-        sum->solves++;
+        solver_answer a = solve_apart(model, s, verbose, &death);
+        (*sum)[SOLVES]++;
         if (verbose)
             printf("seed %u %s: rc %d status %d objective %.12g\n", seed, s.text().c_str(), a.rc,
                    a.status, a.objective);
         if (!death.empty()) {
-            sum->deaths++;
+            (*sum)[DEATHS]++;
             printf("DEATH seed %u (%s) %s: %s\n", seed, model.kind, s.text().c_str(),
                    death.c_str());
             return;
         }
         if (a.rc != 0) {
-            sum->enginefailures++;
+            (*sum)[ERRORS]++;
             printf("ERROR seed %u (%s) %s: %d\n", seed, model.kind, s.text().c_str(), a.rc);
             return;
         }
@@ -296,7 +259,7 @@ class check {
     // What an answer must satisfy by itself.
     void judge(const settings &s, const solver_answer &a)
     {
-        sum->limits += ends_at_limit(a.status);
+        (*sum)[LIMITS] += ends_at_limit(a.status);
         std::string wrong;
         bool claims = has_optimum(a.status) || (model.discrete() && a.point);
         if (claims) {
@@ -306,7 +269,9 @@ class check {
                 wrong = "an objective that its point has not";
             if (wrong.empty()) consider(a.x);
         }
-        if (wrong.empty() && !model.discrete()) wrong = certificate_fault(model, a);
+        if (wrong.empty() && !model.discrete()) {
+            wrong = ends_at_limit(a.status) ? "no answer" : certificate_fault(model, a);
+        }
         if (!wrong.empty()) fault(s, "status " + std::to_string(a.status) + ": " + wrong);
     }
 
@@ -341,53 +306,44 @@ class check {
 
 int main(int argc, char **argv)
 {
-    unsigned models = 500, seed = 1;
-    int count = 2, kind = -1;
-    double seconds = 1e9;
+    std::map<std::string, double> given = {
+        {"--models", 500}, {"--seed", 1}, {"--seconds", 1e9}, {"--settings", 2}, {"--kind", -1}};
     bool verbose = false;
     for (int i = 1; i < argc; i++) {
-        auto number = [&] { return i + 1 < argc ? atof(argv[++i]) : 0; };
-        if (strcmp(argv[i], "--models") == 0)
-            models = static_cast<unsigned>(number());
-        else if (strcmp(argv[i], "--seed") == 0)
-            seed = static_cast<unsigned>(number());
-        else if (strcmp(argv[i], "--seconds") == 0)
-            seconds = number();
-        else if (strcmp(argv[i], "--settings") == 0)
-            count = static_cast<int>(number());
-        else if (strcmp(argv[i], "--kind") == 0)
-            kind = static_cast<int>(number());
-        else if (strcmp(argv[i], "--verbose") == 0)
+        auto option = given.find(argv[i]);
+        if (strcmp(argv[i], "--verbose") == 0)
             verbose = true;
+        else if (option != given.end() && i + 1 < argc)
+            option->second = atof(argv[++i]);
         else
             return fprintf(stderr, "crosscheck: unknown option %s\n", argv[i]), 2;
     }
+    const auto seed = static_cast<unsigned>(given["--seed"]);
+    const int count = static_cast<int>(given["--settings"]),
+              kind = static_cast<int>(given["--kind"]);
     steady::time_point begin = steady::now();
     auto passed = [&] { return std::chrono::duration<double>(steady::now() - begin).count(); };
-    tally kinds[random_kinds], all;
+    tally kinds[random_kinds] = {}, all = {};
     printf("seed %u\n", seed);
-    for (unsigned i = 0; i < models && passed() < seconds; i++) {
+    for (unsigned i = 0; i < given["--models"] && passed() < given["--seconds"]; i++) {
         int k = static_cast<int>((seed + i) % random_kinds);
         if (kind >= 0 && k != kind) continue;
         check(seed + i, verbose).run(count, &kinds[k]);
     }
-    printf("%-18s %7s %7s %7s %7s %7s %7s\n", "kind", "models", "solves", "deaths", "wrong",
-           "errors", "limits");
-    auto line = [](const char *name, const tally &t) {
-        printf("%-18s %7d %7d %7d %7d %7d %7d\n", name, t.models, t.solves, t.deaths, t.wrong,
-               t.enginefailures, t.limits);
+    auto line = [](const char *name, const auto &cells, const char *format) {
+        printf("%-18s", name);
+        for (const auto &cell : cells)
+            printf(format, cell);
+        printf("\n");
     };
+    const char *const heads[] = {"models", "solves", "deaths", "wrong", "errors", "limits"};
+    line("kind", heads, " %7s");
     for (int k = 0; k < random_kinds; k++) {
-        line(random_kind_name(k), kinds[k]);
-        const tally &t = kinds[k];
-        all = {all.models + t.models,
-               all.solves + t.solves,
-               all.deaths + t.deaths,
-               all.wrong + t.wrong,
-               all.enginefailures + t.enginefailures,
-               all.limits + t.limits};
+        line(random_kind_name(k), kinds[k], " %7d");
+        for (int n = 0; n < COUNTS; n++)
+            all[n] += kinds[k][n];
     }
-    line("all", all);
+    line("all", all, " %7d");
     printf("%.1f seconds\n", passed());
-    return all.deaths + all.wrong > 0 || all.enginefailures > 1 + all.models / 2000;
+    return all[DEATHS] + all[WRONG] > 0 || all[ERRORS] > 1 + all[MODELS] / 2000;
 }
