@@ -1,6 +1,7 @@
 #include "remote/server/options.h"
 
 #include "remote/base/log.h"
+#include "test/logline.h"
 
 #include <arpa/inet.h>
 #include <cstdlib>
@@ -56,15 +57,10 @@ TEST(Options, TheServersOwnAreTakenOutAndTheRestIsTheWorkers)
 
 TEST(Options, HostAndPortComeFromManyPlacesAndDefaultsAreSaid)
 {
-    auto line = [](int level, const std::string &text) {
-        std::string id = std::to_string(getpid());
-        id.insert(0, 10 - id.size(), ' ');
-        return "[" + id + ":000" + std::to_string(level) + "] " + text + "\n";
-    };
-    EXPECT_EQ(reading({}).said, line(2, "No host specified (use -host=<hostname>)!") +
-                                    line(2, "Using default host 127.0.0.1 [deprecated]") +
-                                    line(1, "No port specified (use -port=<number>)!") +
-                                    line(2, "Using default port 12345 [deprecated]"));
+    EXPECT_EQ(reading({}).said, logged_line(2, "No host specified (use -host=<hostname>)!") +
+                                    logged_line(2, "Using default host 127.0.0.1 [deprecated]") +
+                                    logged_line(1, "No port specified (use -port=<number>)!") +
+                                    logged_line(2, "Using default port 12345 [deprecated]"));
     reading split({"-port=1", "-address=::1:77"});
     EXPECT_EQ(split.host + " " + split.port, "::1 77");
     setenv("TESK_VANTO_TCPIP_HOST", "there", 1);
