@@ -12,9 +12,7 @@ TEST(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
 {
     server remote;
     scratch file(".ticket");
-    process_result left =
-        vntsolve({model("p0201.mps"), "--server", remote.address(), "--detach", file.name});
-    EXPECT_EQ(left.status, 0) << left.err;
+    leave("p0201.mps", remote.address(), file.name);
     EXPECT_EQ(remote.workers().size(), 1u) << "the worker stays";
 
     scratch solution(".sol"), plainsolution(".plain.sol");
@@ -36,10 +34,7 @@ TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
 {
     server remote;
     scratch file(".ticket");
-    ASSERT_EQ(vntsolve({model("misc07.mps"), "--server", remote.address(), "--detach", file.name,
-                        "--time-limit", "60"})
-                  .status,
-              0);
+    leave("misc07.mps", remote.address(), file.name, {"--time-limit", "60"});
     auto watch = [&](process &back) {
         EXPECT_TRUE(eventually([&] { return has(back.err(), " nodes"); })) << back.err();
     };
@@ -90,9 +85,7 @@ TEST(Leave, AWorkerThatIsGoneIsSaidSo)
 {
     server remote;
     scratch file(".ticket");
-    ASSERT_EQ(
-        vntsolve({model("misc07.mps"), "--server", remote.address(), "--detach", file.name}).status,
-        0);
+    leave("misc07.mps", remote.address(), file.name);
     for (pid_t worker : remote.workers())
         kill(worker, SIGKILL);
     EXPECT_TRUE(eventually([&] { return remote.workers().empty(); }));
@@ -110,14 +103,11 @@ TEST(Leave, AResultThatCouldNotBeToldIsKept)
     scratch file(".ticket");
     std::vector<std::string> resilient = {model("stein27.mps"), "--server", remote.address(),
                                           "--resilient", file.name};
-    std::vector<std::string> untold = resilient;
-    untold.insert(untold.end(), {"--write-solution", "/dev/full"});
-    EXPECT_EQ(vntsolve(untold).status, 3);
+    EXPECT_EQ(vntsolve(joined(resilient, {"--write-solution", "/dev/full"})).status, 3);
     process_result again = vntsolve(resilient);
     EXPECT_EQ(again.status, 3);
     EXPECT_TRUE(has(again.err, file.name));
-    process_result back = vntsolve({"--attach", file.name, "--json"});
-    EXPECT_EQ(member(back.out, "objective"), "18.0") << back.err;
+    EXPECT_EQ(attach(file.name), "18.0");
     EXPECT_EQ(vntsolve(resilient).status, 0) << "its worker is gone";
     EXPECT_FALSE(std::filesystem::exists(file.name)) << "told, and its ticket removed";
 }
@@ -129,10 +119,7 @@ TEST(Leave, AFileAtItsLimitIsAFullDisk)
     server remote;
     scratch file(".ticket"), solution(".sol");
     auto limited = [&](const std::vector<std::string> &arguments) {
-        std::vector<std::string> words = {"sh", "-c", "ulimit -f 0 && exec \"$@\"", "sh",
-                                          built("vntsolve")};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        return run(words);
+        return run(joined({"sh", "-c", "ulimit -f 0 && exec \"$@\"", "sh"}, command(arguments)));
     };
     const std::vector<std::string> leaving = {model("stein27.mps"), "--server", remote.address(),
                                               "--detach", file.name};
@@ -142,7 +129,7 @@ TEST(Leave, AFileAtItsLimitIsAFullDisk)
                                            solution.name};
     EXPECT_EQ(limited(full).status, 3);
     EXPECT_EQ(limited(full).status, 3);
-    EXPECT_EQ(member(vntsolve({"--attach", file.name, "--json"}).out, "objective"), "18.0");
+    EXPECT_EQ(attach(file.name), "18.0");
 }
 
 TEST(Leave, WhatIsNoTicketIsRefused)
@@ -166,9 +153,7 @@ TEST_P(Outliving, AResilientSolveOutlivesItsClient)
     client.kill(SIGKILL);
     client.wait(seconds(10));
     ASSERT_EQ(remote.workers().size(), 1u);
-    process_result back = run(command({"--attach", file.name, "--json"}), {}, seconds(300));
-    EXPECT_EQ(back.status, 0) << back.err << remote.log();
-    EXPECT_EQ(member(back.out, "objective"), "2810.0");
+    EXPECT_EQ(attach(file.name), "2810.0") << remote.log();
 }
 
 INSTANTIATE_TEST_SUITE_P(Slow, Outliving, testing::Values(0.7, 2.0, 4.3));

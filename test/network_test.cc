@@ -66,9 +66,7 @@ class SlowNetwork : public testing::Test {
     }
     std::vector<std::string> solving(const std::vector<std::string> &more = {})
     {
-        std::vector<std::string> all = {model("misc07.mps"), "--server", remote->address()};
-        all.insert(all.end(), more.begin(), more.end());
-        return command(all);
+        return command(joined({model("misc07.mps"), "--server", remote->address()}, more));
     }
     std::unique_ptr<far_network> network; // outlives the server
     std::unique_ptr<server> remote;
@@ -90,7 +88,7 @@ TEST_F(SlowNetwork, AResilientSolveOutlivesACutLink)
 TEST_F(SlowNetwork, BothEndsNoticeACutLinkAndAParkedWorkerStays)
 {
     scratch file(".ticket");
-    ASSERT_EQ(run(solving({"--detach", file.name})).status, 0);
+    leave("misc07.mps", remote->address(), file.name);
     std::vector<pid_t> parked = remote->workers();
     ASSERT_EQ(parked.size(), 1u);
     process client(solving({"--quiet"}));
@@ -102,9 +100,8 @@ TEST_F(SlowNetwork, BothEndsNoticeACutLinkAndAParkedWorkerStays)
     EXPECT_TRUE(eventually([&] { return remote->workers() == parked; },
                            seconds(75) - (std::chrono::steady_clock::now() - cut)));
     network->link("up");
-    process_result back = run(command({"--attach", file.name, "--json"}), {}, seconds(400));
-    EXPECT_EQ(back.status, 0) << back.err;
-    EXPECT_EQ(member(back.out, "objective"), "2810.0");
+    EXPECT_EQ(objective_of(run(command({"--attach", file.name, "--json"}), {}, seconds(400))),
+              "2810.0");
 }
 
 } // namespace vnt

@@ -59,9 +59,7 @@ int listener_at(const std::string &path, int backlog)
 
 std::string objective_at(const std::string &address)
 {
-    process_result result = vntsolve({model("p0033.mps"), "--json", "--server", address});
-    EXPECT_EQ(result.status, 0) << result.err;
-    return member(result.out, "objective");
+    return objective_of(vntsolve({model("p0033.mps"), "--json", "--server", address}));
 }
 
 } // namespace
@@ -129,9 +127,7 @@ TEST_F(Sockets, LeadBackToAWorkerFromAnyFolder)
                                    " --server unix:socket --detach ticket"});
     EXPECT_EQ(left.status, 0) << left.err;
     EXPECT_EQ(s.workers().size(), 1u);
-    process_result back = vntsolve({"--attach", ticket, "--json"});
-    EXPECT_EQ(back.status, 0) << back.err;
-    EXPECT_EQ(member(back.out, "objective"), "3089.0");
+    EXPECT_EQ(attach(ticket), "3089.0");
     EXPECT_TRUE(eventually([&] { return s.workers().empty(); }));
 
     // In one process, and with the server's end in between.
@@ -251,8 +247,7 @@ TEST_F(Pools, AreForNewWorkersAndAWorkersServerIsItsOwn)
     VNTENVptr env = open_at(full);
     const std::string pool = list(address + "\n" + full.address() + "\n"), ticket = folder + "/t";
     for (int i = 0; i < 4; i++) {
-        process_result left = vntsolve({model("p0033.mps"), "--server", pool, "--detach", ticket});
-        EXPECT_EQ(left.status, 0) << left.err;
+        leave("p0033.mps", pool, ticket);
         list("127.0.0.1:1");
         process_result back = vntsolve({"--attach", ticket, "--json"});
         EXPECT_EQ(back.status, 0) << back.err;

@@ -23,10 +23,7 @@ class Status : public testing::Test {
     {
         ASSERT_EQ(serving.new_worker(), 0);
         ASSERT_EQ(raw_client(port()).reconnect(1), 5);
-        ASSERT_EQ(vntsolve({model("misc07.mps"), "--server", remote.address(), "--detach",
-                            ticket.name, "--time-limit", "60"})
-                      .status,
-                  0);
+        leave("misc07.mps", remote.address(), ticket.name, {"--time-limit", "60"});
         EXPECT_TRUE(eventually([&] { return state(parked()) == "parked"; }));
     }
     int port() const { return atoi(remote.port().c_str()); }

@@ -51,6 +51,26 @@ inline std::string member(const std::string &json, const std::string &name)
     return json.substr(begin, json.find_first_of("\",\n", begin) - begin);
 }
 
+// The objective of a solve, which must have ended well.
+inline std::string objective_of(const process_result &solved)
+{
+    EXPECT_EQ(solved.status, 0) << solved.err;
+    return member(solved.out, "objective");
+}
+
+// Leaves a solve in a worker; the objective of the client that comes back to it.
+inline void leave(const std::string &file, const std::string &server, const std::string &ticket,
+                  const std::vector<std::string> &more = {})
+{
+    const process_result left =
+        vntsolve(joined({model(file), "--server", server, "--detach", ticket}, more));
+    EXPECT_EQ(left.status, 0) << left.err;
+}
+inline std::string attach(const std::string &ticket)
+{
+    return objective_of(vntsolve({"--attach", ticket, "--json"}));
+}
+
 // What docs/schema/NAME.json finds wrong with a JSON text; nothing when all is well.
 inline std::string schema_complaints(const std::string &name, const std::string &json)
 {
