@@ -201,12 +201,8 @@ shown_unit carried(const shown_unit &unit)
 // Bytes as Wireshark writes them.
 static std::string colons(const void *data, size_t size)
 {
-    std::string text;
-    for (size_t i = 0; i < size; i++) {
-        char byte[4];
-        snprintf(byte, sizeof byte, "%02x", static_cast<const unsigned char *>(data)[i]);
-        text += (i > 0 ? ":" : "") + std::string(byte);
-    }
+    std::string text = hex({static_cast<const char *>(data), size});
+    std::replace(text.begin(), text.end(), ' ', ':');
     return text;
 }
 
@@ -229,6 +225,7 @@ struct shown_fields {
     }
     void absent() { add("msg.absent", name.substr(name.rfind('.') + 1)); }
 
+    void operator()(int32_t n) { add(name, std::to_string(n)); }
     void operator()(int64_t n) { add(name, std::to_string(n)); }
     void operator()(double d) { add(name, real(d, 15)); }
     void operator()(const message_string &s) { string(s, name, name); }
@@ -296,18 +293,14 @@ shown_unit record_shown(const void *record)
                        {"vanto.msg.name", layout->name}};
     for (const message_field *f = layout->fields; f->kind != KIND_END; f++) {
         shown_fields shown = {unit, f->name};
-        if (f->kind == KIND_INT) shown(int64_t(field_at<int32_t>(record, f->offset)));
-        if (f->kind == KIND_LONG) shown(field_at<int64_t>(record, f->offset));
-        if (f->kind == KIND_DOUBLE) shown(field_at<double>(record, f->offset));
-        if (f->kind == KIND_STRING) shown(field_at<message_string>(record, f->offset));
-        if (f->kind == KIND_ARRAY) shown(field_at<message_array>(record, f->offset));
-        if (f->kind == KIND_FILE) shown(field_at<message_file>(record, f->offset));
         if (f->kind == KIND_HANDLE) {
             const message_array &a = field_at<message_array>(record, f->offset);
             if (a.type == TYPE_NONE)
                 shown.absent();
             else
                 shown.add(f->name, colons(a.chunks[0].data, 16));
+        } else {
+            with_field(const_cast<void *>(record), *f, shown);
         }
     }
     return unit;

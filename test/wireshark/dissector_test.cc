@@ -7,6 +7,7 @@
 #include "test/wireshark/capture.h"
 
 #include <filesystem>
+#include <functional>
 #include <regex>
 #include <unistd.h>
 
@@ -79,6 +80,14 @@ std::vector<said> session(void)
             {true, message(1023) + message(1146) + message(1100, 6)}};
 }
 
+// The handshake of a client that takes up a worker.
+void greet(capture &c)
+{
+    c.connect();
+    c.send(true, session()[0].bytes);
+    c.send(false, session()[1].bytes);
+}
+
 class SlowDissector : public testing::Test {
   protected:
     std::string path =
@@ -89,6 +98,17 @@ class SlowDissector : public testing::Test {
         if (!tshark_there()) GTEST_SKIP() << "there is no tshark";
     }
     void TearDown() override { std::filesystem::remove(path); }
+
+    // What tshark finds in what `fill` captures, in one pass and in two.
+    void expect_names(const std::function<void(capture &)> &fill, const std::string &names)
+    {
+        {
+            capture c(path);
+            fill(c);
+        }
+        for (const char *passes : {"-n", "-2"})
+            EXPECT_EQ(names_of(tshark_units(path, {passes})), names) << passes;
+    }
 };
 
 } // namespace
@@ -118,41 +138,35 @@ TEST_F(SlowDissector, ShowsEveryFieldOfEveryMessage)
 
 TEST_F(SlowDissector, FindsMessagesWhateverTheSegmentsAre)
 {
-    for (size_t segment : {1, 64})
-        for (const char *passes : {"-n", "-2"}) {
-            {
-                capture c(path);
+    for (size_t segment : {1, 64}) {
+        SCOPED_TRACE(segment);
+        expect_names(
+            [&](capture &c) {
                 c.connect();
                 for (const said &s : session())
                     c.send(s.from_client, s.bytes, segment);
-            }
-            EXPECT_EQ(names_of(tshark_units(path, {passes})), SESSION) << segment << passes;
-        }
+            },
+            SESSION);
+    }
 }
 
 TEST_F(SlowDissector, FindsTheEndOfALongMessage)
 {
-    for (const char *passes : {"-n", "-2"}) {
-        {
-            capture c(path);
-            c.connect();
-            c.send(true, session()[0].bytes);
-            c.send(false, session()[1].bytes);
+    expect_names(
+        [](capture &c) {
+            greet(c);
             c.send(false, bytes("00 00 03 f0  00 00 00 00  00 00 00 07 "
                                 "00 00 00 00 00 04 93 e2  00 00 00 01  00 00 00 02  00 04 93 e0") +
                               std::string(300'000, 'x') + bytes("00 00 00 02  78 78") +
                               message(1147, 3));
-        }
-        EXPECT_EQ(names_of(tshark_units(path, {passes})),
-                  "handshake.action\nhandshake.status\nINFO\nGETX_RES\n");
-    }
+        },
+        "handshake.action\nhandshake.status\nINFO\nGETX_RES\n");
 }
 
 TEST_F(SlowDissector, TakesUpASessionInItsMiddleAndAfterLostBytes)
 {
-    for (const char *passes : {"-n", "-2"}) {
-        {
-            capture c(path);
+    expect_names(
+        [](capture &c) {
             c.connect(false);
             c.send(true, message(1100, 6).substr(30));
             c.send(false, message(1101));
@@ -161,11 +175,8 @@ TEST_F(SlowDissector, TakesUpASessionInItsMiddleAndAfterLostBytes)
             c.send(false, message(1147, 3).substr(13));
             c.send(true, message(1146));
             c.send(false, message(1147, 3), 10);
-        }
-        EXPECT_EQ(names_of(tshark_units(path, {passes})),
-                  "msg.data\nCOPYLP_RES\nGETX_REQ\nmsg.data malformed\nGETX_REQ\nGETX_RES\n")
-            << passes;
-    }
+        },
+        "msg.data\nCOPYLP_RES\nGETX_REQ\nmsg.data malformed\nGETX_REQ\nGETX_RES\n");
 }
 
 TEST_F(SlowDissector, MarksWhatIsMalformedAndGoesOnBehindIt)
@@ -188,9 +199,7 @@ TEST_F(SlowDissector, MarksWhatIsMalformedAndGoesOnBehindIt)
     capture c(path);
     std::string expected;
     for (const auto &wrong : cases) {
-        c.connect();
-        c.send(true, bytes("00 00 00 01"));
-        c.send(false, bytes("00 00  2a 16 00 00 00 00 00 00"));
+        greet(c);
         c.send(false, wrong.bytes);
         c.send(false, message(1101));
         expected += "handshake.action\nhandshake.status\n" + wrong.names + "COPYLP_RES\n";
@@ -203,9 +212,7 @@ TEST_F(SlowDissector, SaysWhatNumbersMeanAndWhichAnswerBelongsToWhichRequest)
     const std::string absent(12, '\0');
     {
         capture c(path);
-        c.connect(); // packets 1 to 3
-        c.send(true, session()[0].bytes);
-        c.send(false, session()[1].bytes);
+        greet(c);                                                          // packets 1 to 5
         c.send(true, bytes("00 00 04 5a  00 00 00 01") + absent + absent); // 6: LPOPT_REQ
         c.send(false, bytes("00 00 03 e8  00 00 04 5a  00 00 00 01  00 00 00 00"));
         c.send(true, bytes("00 00 03 ea  00 00 04 5a  00 00 00 00"));
