@@ -244,11 +244,19 @@ struct filling {
 };
 } // namespace
 
+// Numbers of which it is known how many come grow in few steps, since each step may copy them.
+// Strings take more in memory than on the wire, and chunks to be joined may have no successor.
+static uint64_t next_room(const filling *c)
+{
+    if (c->room == 0) return std::max<uint64_t>(FIRST_BLOCK / c->width, 1);
+    const bool strings = c->width == sizeof(message_string);
+    return c->exact && !strings ? c->room * 4 : c->room + c->room / 2 + 8;
+}
+
 // Makes room behind the elements; `promised` is how many more are to come.
 static bool grow(filling *c, uint64_t promised)
 {
-    uint64_t room = c->room + c->room / 2 + 8;
-    if (c->room == 0) room = std::max<uint64_t>(FIRST_BLOCK / c->width, 1);
+    uint64_t room = next_room(c);
     if (c->exact || c->room == 0) room = std::min(room, c->count + promised);
     void *grown = realloc(c->data, room * c->width + MESSAGE_SPARE);
     if (grown == nullptr) return false;
