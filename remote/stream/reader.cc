@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace vnt {
 
@@ -265,6 +267,18 @@ static bool grow(filling *c, uint64_t promised)
     return true;
 }
 
+// Blocks larger than this are fresh memory: the C library keeps none of that size for later.
+static constexpr uint64_t FRESH_BLOCK = 1 << 25;
+
+// Has the system provide the pages of a piece of fresh memory at once: each of them at its first
+// touch costs more.  A system that cannot do so does the latter.
+static void pages_provide(char *piece, uint64_t bytes)
+{
+    static const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const uint64_t before = reinterpret_cast<uintptr_t>(piece) % page;
+    madvise(piece - before, before + bytes, MADV_POPULATE_WRITE);
+}
+
 static int append_numbers(fdio *f, filling *c, uint64_t left)
 {
     while (left > 0) {
@@ -272,8 +286,10 @@ static int append_numbers(fdio *f, filling *c, uint64_t left)
             int rc = skip(f, left * c->width);
             return rc != 0 ? rc : MESSAGE_NOMEMORY;
         }
-        uint64_t n = std::min(left, c->room - c->count);
-        int rc = read_elements(f, c->data + c->count * c->width, n * c->width, c->width);
+        uint64_t n = std::min({left, c->room - c->count, PIECE / c->width});
+        char *piece = c->data + c->count * c->width;
+        if (c->room * c->width > FRESH_BLOCK) pages_provide(piece, n * c->width);
+        int rc = read_elements(f, piece, n * c->width, c->width);
         if (rc != 0) return rc;
         c->count += n;
         left -= n;
