@@ -5,9 +5,11 @@
 #include "remote/base/log.h"
 #include "remote/base/socket.h"
 #include "remote/server/owned.h"
+#include "remote/server/process.h"
 #include "remote/server/pumps.h"
 #include "remote/server/title.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -261,27 +263,54 @@ bool child_farewell(server_child *c)
     return c->farewell || (ioctl(c->status_fd, FIONREAD, &bytes) == 0 && bytes > 0);
 }
 
+int child_look_interval(const server_child *c)
+{
+    return c->grace / 10 + 1;
+}
+
+void child_clock_start(child_clock *t)
+{
+    *t = {clock_ms(), 0};
+}
+
+int64_t child_clock_read(const server_child *c, child_clock *t, int64_t interval)
+{
+    const int64_t now = clock_ms();
+    if (!process_is_stopped(c->id)) t->spent += std::min(now - t->looked, 2 * interval);
+    t->looked = now;
+    return t->spent;
+}
+
 static child_traffic traffic_read(server_child *c)
 {
     child_traffic now = {};
     mutex_holder hold(&c->lock); // the socket must stay
     ioctl(c->request_fd, FIONREAD, &now.unread);
+    ioctl(c->control_fd, FIONREAD, &now.held);
     ioctl(c->client, SIOCOUTQ, &now.unsent);
     now.relayed = c->relayed;
-    now.since = clock_ms();
     return now;
 }
 
 void child_measure(server_child *c, child_traffic *t)
 {
     *t = traffic_read(c);
+    child_clock_start(&t->idle);
+}
+
+static bool has_moved(const child_traffic &before, const child_traffic &now)
+{
+    return before.unread != now.unread || before.held != now.held || before.unsent != now.unsent ||
+           before.relayed != now.relayed;
 }
 
 int64_t child_idle_time(server_child *c, child_traffic *t)
 {
-    child_traffic now = traffic_read(c);
-    if (now.unread != t->unread || now.unsent != t->unsent || now.relayed != t->relayed) *t = now;
-    return now.since - t->since;
+    const child_traffic now = traffic_read(c);
+    if (!has_moved(*t, now)) return child_clock_read(c, &t->idle, child_look_interval(c));
+    *t = now;
+    child_clock_start(&t->idle);
+    return 0;
 }
 
 bool child_drain(server_child *c, int64_t deadline)

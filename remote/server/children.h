@@ -77,12 +77,20 @@ struct child_view {
     char peer[SOCKNAM_SIZE];
 };
 
-// The traffic between a worker and its client, and when bytes last moved.
+// A time that counts only while the worker can use it, in milliseconds: neither while a signal or a
+// debugger has stopped it, nor, since a batch system may stop them all, while the server stands.
+struct child_clock {
+    int64_t looked; // of clock_ms()
+    int64_t spent;
+};
+
+// The traffic between a worker and its client, and for how long nothing has moved.
 struct child_traffic {
     int unread;       // bytes in the worker's input
+    int held;         // and in its control pipe: it has not taken up its client yet
     int unsent;       // bytes in the client's socket that the client has not acknowledged
     uint64_t relayed; // bytes of the worker that the client's socket took
-    int64_t since;    // of clock_ms()
+    child_clock idle;
 };
 
 // How long a worker may idle, in milliseconds.
@@ -176,7 +184,16 @@ void child_drop_silent(server_child *c);
 // Whether a worker that exited with status 0 had reported a regular end.
 bool child_farewell(server_child *c);
 
-// Start measuring, and return the milliseconds for which nothing has moved.
+// How often those who wait for the end of a grace look at the worker, in milliseconds.
+int child_look_interval(const server_child *c);
+
+// Starts a clock, and returns the milliseconds that it has counted.  Of the time since the last
+// look at most two intervals count.
+void child_clock_start(child_clock *t);
+int64_t child_clock_read(const server_child *c, child_clock *t, int64_t interval);
+
+// Start measuring, and return the milliseconds for which nothing has moved; to be called at each
+// look interval.
 void child_measure(server_child *c, child_traffic *t);
 int64_t child_idle_time(server_child *c, child_traffic *t);
 

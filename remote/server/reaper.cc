@@ -3,7 +3,7 @@
 #include "remote/base/clock.h"
 #include "remote/base/holders.h"
 #include "remote/base/log.h"
-#include "remote/server/owned.h"
+#include "remote/server/process.h"
 #include "remote/server/server.h"
 #include "remote/server/signals.h"
 
@@ -11,12 +11,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace vnt {
 
@@ -120,19 +117,6 @@ static siginfo_t ended_peek(void)
     return info;
 }
 
-// The id of the last request of a process that is not collected yet, or 0.  Workers append it to
-// their process's name.
-static unsigned long request_find_last(pid_t id)
-{
-    char path[32], name[32] = "";
-    snprintf(path, sizeof path, "/proc/%d/comm", id);
-    int fd = owned_add(open(path, O_RDONLY | O_CLOEXEC));
-    if (fd >= 0) (void)!read(fd, name, sizeof name - 1);
-    owned_close(fd);
-    const char *number = strrchr(name, ' ');
-    return number != nullptr ? strtoul(number, nullptr, 10) : 0;
-}
-
 static worker_end end_find(server_child *c, const siginfo_t *info)
 {
     const bool exited = info->si_code == CLD_EXITED;
@@ -151,7 +135,7 @@ static void exit_report(server *s, server_child *c, const siginfo_t *info)
     }
     if (end == END_REGULAR) return;
     char request[48] = "";
-    unsigned long last = request_find_last(c->id);
+    unsigned long last = process_find_request(c->id);
     if (last > 0) snprintf(request, sizeof request, ", last request %lu", last);
     mutex_holder hold(&c->lock);
     const char *how = info->si_code == CLD_EXITED ? "exit status" : "signal";

@@ -4,6 +4,7 @@
 #include "remote/base/log.h"
 #include "remote/base/socket.h"
 #include "remote/server/owned.h"
+#include "remote/server/process.h"
 #include "remote/server/pumps.h"
 #include "remote/server/relay.h"
 
@@ -19,8 +20,10 @@ namespace vnt {
 static constexpr int SETTLE_TIME = 1000;
 // A worker may compute for longer than it may idle: with unread bytes the grace is so much longer.
 static constexpr int UNREAD_GRACES = 6;
-// How often a pump that waits for room looks whether its client is still there.
-static constexpr int ROOM_LOOK = 5000;
+// How often to look, in milliseconds, at a suspended worker whose client waits, and at least at one
+// that is parked and may be so for a limited time.
+static constexpr int SUSPENDED_LOOK = 100;
+static constexpr int PARKED_LOOK = 60000;
 
 // Reads the worker's report, which it has written in one piece.
 static void report_read(server_child *c)
@@ -42,7 +45,7 @@ static int watch(server_child *c, int fd, short events)
                     {fd, events, 0},
                     {c->reported == REPORT_AWAITED ? c->status_fd : -1, POLLIN, 0}};
     int ready = events == POLLIN ? moment_poll(&c->requests_soon, fds, 3) : 0;
-    if (ready == 0) ready = poll(fds, 3, events == POLLIN ? -1 : std::min(ROOM_LOOK, c->grace));
+    if (ready == 0) ready = poll(fds, 3, events == POLLIN ? -1 : child_look_interval(c));
     if (ready <= 0) return 0;
     if (fds[0].revents != 0) return -1;
     if (fds[2].revents != 0) report_read(c);
@@ -57,6 +60,15 @@ static bool client_is_done(server_child *c)
     return c->farewell || (c->left && c->pending != PENDING_NONE);
 }
 
+// How long nothing may move once the client has gone, in milliseconds.  A worker that has not taken
+// up its client yet is still parked: a client that comes and goes must not cost it its life, even
+// if a solver's call that takes hours keeps it from looking.
+static int64_t idle_limit(const server_child *c, const child_traffic &traffic)
+{
+    if (traffic.held > 0) return c->parked_limit > 0 ? c->parked_limit : INT64_MAX;
+    return int64_t(c->grace) * (traffic.unread > 0 ? UNREAD_GRACES : 1);
+}
+
 // Waits for room in the worker's input, with a limit if the worker reads nothing and the client has
 // ended its side.
 static relay_result room_await(server_child *c)
@@ -69,7 +81,7 @@ static relay_result room_await(server_child *c)
         if (client_is_done(c)) return RELAY_END;
         if (!relay_is_over(c->client, POLLRDHUP))
             child_measure(c, &traffic);
-        else if (child_idle_time(c, &traffic) >= int64_t(UNREAD_GRACES) * c->grace)
+        else if (child_idle_time(c, &traffic) >= idle_limit(c, traffic))
             break;
     }
     child_kill(c, END_VANISHED);
@@ -140,9 +152,9 @@ static await_result report_await(server_child *c)
     child_measure(c, &traffic);
     while (c->reported == REPORT_AWAITED) {
         int64_t idle = child_idle_time(c, &traffic);
-        int64_t limit = int64_t(c->grace) * (traffic.unread > 0 ? UNREAD_GRACES : 1);
-        if (idle >= limit) return AWAIT_NOTHING;
-        int64_t wait = std::min<int64_t>(limit - idle, c->grace / 10 + 1);
+        int64_t left = idle_limit(c, traffic) - idle;
+        if (left <= 0) return AWAIT_NOTHING;
+        int64_t wait = std::min<int64_t>(left, child_look_interval(c));
         int ready = io_wait(c->status_fd, POLLIN, c->stop_fd, clock_after_ms(wait));
         if (ready < 0) return AWAIT_STOPPED;
         if (ready > 0) report_read(c);
@@ -153,8 +165,12 @@ static await_result report_await(server_child *c)
 // After the worker's last report.
 static void exit_await(server_child *c)
 {
-    if (io_wait(c->stop_fd, POLLIN, -1, clock_after_ms(c->grace)) == 0)
-        child_kill(c, END_LINGERING);
+    child_clock waiting;
+    child_clock_start(&waiting);
+    const int interval = child_look_interval(c);
+    while (io_wait(c->stop_fd, POLLIN, -1, clock_after_ms(interval)) == 0)
+        if (child_clock_read(c, &waiting, interval) >= c->grace)
+            return child_kill(c, END_LINGERING);
 }
 
 // The client has vanished without ending or leaving its worker.  Closes the worker's input.  A
@@ -205,15 +221,17 @@ static void responses_settle(server_child *c)
 
 // Waits for a change of the record.  A worker that is parked for too long gets no client any more.
 // Under the record's lock.
-static void change_await(server_child *c, int64_t since)
+static void change_await(server_child *c, child_clock *parked)
 {
     if (c->parked_limit == 0) {
         pthread_cond_wait(&c->changed, &c->lock);
         return;
     }
-    struct timespec end = clock_span(since + c->parked_limit * CLOCK_MILLISECOND);
+    const int64_t interval = std::min<int64_t>(c->parked_limit / 10 + 1, PARKED_LOOK);
+    struct timespec end = clock_span(clock_after_ms(interval));
     int rc = pthread_cond_timedwait(&c->changed, &c->lock, &end);
     if (rc != ETIMEDOUT || c->pending != PENDING_NONE) return;
+    if (child_clock_read(c, parked, interval) < c->parked_limit) return;
     if (c->reason == END_SIGNAL) c->reason = END_FORGOTTEN;
     c->pending = PENDING_TEARDOWN;
 }
@@ -221,7 +239,8 @@ static void change_await(server_child *c, int64_t since)
 // Waits for a client, whose socket then replaces the old one.  Returns false if none will come.
 static bool client_take(server_child *c)
 {
-    const int64_t since = clock_now();
+    child_clock parked;
+    child_clock_start(&parked);
     mutex_holder hold(&c->lock);
     child_state_enter(c, CHILD_PARKED);
     for (;;) {
@@ -232,10 +251,22 @@ static bool client_take(server_child *c)
             c->pending = PENDING_NONE;
         }
         if (c->pending >= 0) break;
-        if (c->pending == PENDING_NONE) change_await(c, since);
+        if (c->pending == PENDING_NONE) change_await(c, &parked);
     }
     client_replace(c);
     return true;
+}
+
+// Waits until a suspended worker goes on: with a client's requests in its pipe it could not be left
+// alone any more.  Returns 1, 0 when the client has ended its side before, -1 when the pump must
+// end.
+static int resume_await(server_child *c)
+{
+    while (process_is_stopped(c->id)) {
+        if (relay_is_over(c->client, POLLRDHUP)) return 0;
+        if (io_wait(c->stop_fd, POLLIN, -1, clock_after_ms(SUSPENDED_LOOK)) != 0) return -1;
+    }
+    return 1;
 }
 
 // Waits until a new client sends something.  The worker knows nothing of a client that ends before
@@ -249,8 +280,8 @@ static int client_find(server_child *c)
         // without sending anything.
         while (ready == 0 && relay_count_unread(c->request_fd) == 0)
             ready = watch(c, c->client, POLLIN);
-        if (ready < 0) return -1;
-        if (socket_alive(c->client)) return 1;
+        int found = ready < 0 ? -1 : socket_alive(c->client) ? resume_await(c) : 0;
+        if (found != 0) return found;
         shutdown(c->client, SHUT_RDWR);
     }
     return 0;
@@ -273,7 +304,9 @@ static bool worker_release(server_child *c, int32_t number)
 static void orphan_mark(server_child *c)
 {
     mutex_holder hold(&c->lock);
-    if (c->reported == REPORT_AWAITED) child_state_enter(c, CHILD_ORPHAN);
+    if (c->reported != REPORT_AWAITED) return;
+    const bool held = relay_count_unread(c->control_fd) > 0;
+    child_state_enter(c, held ? CHILD_PARKED : CHILD_ORPHAN);
 }
 
 // Handles the client's end.  Returns true when another has replaced it, false when the pump must

@@ -51,20 +51,29 @@ static std::string open_files(void)
     return all;
 }
 
+// n: know nothing of the control pipe until SIGUSR1 comes, once it is left.
 // t: end.  d: leave with the id, go on when released.  b: say a block.  s: think for a while.
 // p: listen no more.  e: end, but stay.  c: crash.  f: name the open files.  w: leave a process
 // that writes on.  Any other letter comes back.
 static void letters(worker_child *w, int, char **)
 {
     int32_t word = 0;
+    bool busy = false;
+    sigset_t wakeup;
+    sigemptyset(&wakeup);
+    sigaddset(&wakeup, SIGUSR1);
+    sigprocmask(SIG_BLOCK, &wakeup, nullptr);
     tell(w->outfd, std::string(2, '\0') + raw_id(w->id));
     for (char letter; read(w->infd, &letter, 1) == 1;) {
         switch (letter) {
         case 't': tell(w->status_fd, std::string(4, '\0')); return;
+        case 'n': busy = true; break;
         case 'd':
             tell(w->outfd, "d");
             tell(w->status_fd, raw_id(w->id).substr(0, 4));
             tell(2, std::to_string(w->id) + " waits\n");
+            if (busy) sigwait(&wakeup, &word);
+            busy = false;
             if (read(w->control_fd, &word, 4) != 4 || (word != 0 && word != w->id)) _exit(5);
             break;
         case 'b': tell(w->outfd, std::string(BLOCK, 'b')); break;
@@ -150,6 +159,16 @@ static void expect_joined(raw_client &next, const raw_client &before)
 {
     ASSERT_EQ(next.reconnect(before.id), 0);
     EXPECT_EQ(next.say("x").hear(1), "x");
+}
+// A client that has come for the worker, as soon as the one before it is forgotten.
+static std::unique_ptr<raw_client> visit(const letter_server &server, const raw_client &before)
+{
+    std::unique_ptr<raw_client> c;
+    EXPECT_TRUE(eventually([&] {
+        c = std::make_unique<raw_client>(server.port);
+        return c->reconnect(before.id) == 0;
+    }));
+    return c;
 }
 static bool gone(const raw_client &c)
 {
@@ -475,6 +494,52 @@ TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
     for (raw_client *c : {&little, &much, &ended})
         EXPECT_TRUE(gone(*c));
     EXPECT_TRUE(ended.closed());
+}
+
+// A batch system suspends workers for as long as it likes.  Who looks at one meanwhile does no
+// harm.
+TEST(Server, ASuspendedWorkerOutlivesItsVisitors)
+{
+    letter_server server({"-parked-limit=1"}, 20);
+    served_client parked(server), orphan(server), ended(server);
+    parked.park();
+    orphan.say("x").hear(1);
+    ended.say("x").hear(1);
+    const std::vector<pid_t> workers = {process_of(parked), process_of(orphan), process_of(ended)};
+    for (pid_t worker : workers)
+        kill(worker, SIGSTOP);
+    orphan.say("yd").leave(); // unread
+    ended.say("e");
+    for (int i = 0; i < 2; i++) {
+        auto visitor = visit(server, parked);
+        visitor->say("v");
+        usleep(50000);
+    }
+    auto patient = visit(server, parked);
+    patient->say("z");
+    usleep(
+        1200000); // several times the grace of unread bytes, and more than a worker may be parked
+    for (pid_t worker : workers)
+        EXPECT_TRUE(process_alive(worker));
+    for (pid_t worker : workers)
+        kill(worker, SIGCONT);
+    EXPECT_EQ(patient->hear(1), "z") << "and nothing of those who have left";
+    EXPECT_EQ(visit(server, orphan)->say("x").hear(1), "x");
+    EXPECT_TRUE(gone(ended));
+}
+
+// It does not look for its next client before a long call of the solver has ended.
+TEST(Server, AParkedWorkerThatComputesOutlivesItsVisitors)
+{
+    letter_server server({}, 20);
+    served_client first(server);
+    first.say("n");
+    first.park();
+    visit(server, first)->say("vd").leave();
+    usleep(600000); // several times the grace of unread bytes
+    EXPECT_TRUE(process_alive(process_of(first)));
+    kill(process_of(first), SIGUSR1);
+    EXPECT_EQ(visit(server, first)->say("x").hear(1), "x");
 }
 
 // A client that has closed only its sending side gets the whole answer, however long it takes.

@@ -193,7 +193,8 @@ inline exit_await()
 // The client has vanished.  The worker finds its input ended, or is killed.
 inline orphan_end()
 {
-    atomic { assert(spoke); reads = empty(input); input_ended = true };
+    // Until the worker has read its release it is still parked.
+    atomic { assert(spoke && empty(control)); reads = empty(input); input_ended = true };
     if
     :: reads -> report_await()
     :: else -> report = MISSING
