@@ -5,6 +5,7 @@
 #include "remote/server/owned.h"
 #include "remote/server/reaper.h"
 #include "remote/server/signals.h"
+#include "remote/server/title.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -53,6 +54,7 @@ static int server_start(server *s)
 {
     fflush(stdout); // else every worker would print what is left in the buffer again
     limit_raise();
+    title_prepare();
     if (owned_create() != 0) {
         log_syscall("malloc");
         return -1;

@@ -39,6 +39,14 @@ static memory_range command_line_find(void)
     return {reinterpret_cast<char *>(begin), end - begin};
 }
 
+// The same in the server and its workers.  The server looks for it once, before the first one.
+static memory_range command_line;
+
+void title_prepare(void)
+{
+    command_line = command_line_find();
+}
+
 static bool arguments_copy(int argc, char **argv)
 {
     for (int i = 0; i < argc; i++) {
@@ -61,7 +69,7 @@ static size_t title_make(char (&title)[256], const memory_range &line, const cha
 
 void title_set(const char *client, int argc, char **argv)
 {
-    const memory_range line = command_line_find();
+    const memory_range &line = command_line;
     if (line.size == 0 || !arguments_copy(argc, argv)) return;
     char title[256];
     const size_t size = title_make(title, line, client);
@@ -71,7 +79,7 @@ void title_set(const char *client, int argc, char **argv)
 
 void title_change(pid_t worker, const char *client)
 {
-    const memory_range line = command_line_find();
+    const memory_range &line = command_line;
     char title[256];
     const iovec mine = {title, title_make(title, line, client)}, its = {line.begin, mine.iov_len};
     if (process_vm_writev(worker, &mine, 1, &its, 1, 0) < 0)

@@ -11,9 +11,13 @@
 
 namespace vnt {
 
+// For the server, before it has threads and workers: finds that memory.  Without /proc the titles
+// stay as they are.
+void title_prepare(void);
+
 // For the thread of a new worker, before it has others.  Shows "NAME: CLIENT", NAME being that of
 // the program.  `argv` gets a copy of its `argc` strings first, which may lie in that memory.
-// Nothing changes when there is no /proc or no memory.
+// Nothing changes when there is no memory.
 void title_set(const char *client, int argc, char **argv);
 
 // For the server, in any thread: shows another client for a worker.  The title lies in the worker's
