@@ -5,8 +5,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 using namespace vnt;
 
@@ -44,8 +42,7 @@ static const std::string &handler_tests(void)
         std::string all;
         for (const fs::directory_entry &e : fs::directory_iterator(source_path("remote/handler"))) {
             if (e.path().string().find("_test.cc") == std::string::npos) continue;
-            std::ifstream in(e.path());
-            all.append(std::istreambuf_iterator<char>(in), {});
+            all += file_text(e.path());
         }
         return all;
     }();

@@ -16,9 +16,9 @@ TEST(CallsTable, InTheDocumentsIsTheOneOfTheListsAndAllIsTested)
 
 TEST(FunctionsTable, InTheDocumentsIsTheOneOfTheHeaderAndTheLibrary)
 {
-    const std::string table = run({build_path("test/functions_table")}).out;
+    const std::string table = run({build_path("docs/functions_table")}).out;
     EXPECT_TRUE(table == file_text(source_path("docs/functions.md")))
-        << "build/test/functions_table > docs/functions.md";
+        << "build/docs/functions_table > docs/functions.md";
     EXPECT_FALSE(has(table, "missing"));
 }
 

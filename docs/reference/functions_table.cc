@@ -1,11 +1,9 @@
-// functions_table.cc: prints docs/functions.md.
+// functions_table.cc: prints docs/functions.md, of the header and the library of its build.
 //
 // What a function does is the first sentence of its comment in vanto.h.  What the library defines
 // as a weak symbol says that it is not supported.
 
 #include "docs/reference/header.h"
-#include "test/folders.h"
-#include "test/record/listing.h"
 
 #include <cstdio>
 #include <dlfcn.h>
@@ -38,32 +36,21 @@ static const char *state(void *library, const std::string &function)
     return constants().count(function) != 0 ? "constant" : "works";
 }
 
-// What each function does, by name.
-static std::map<std::string, std::string> purposes(const header &from)
-{
-    std::map<std::string, std::string> all;
-    for (const header_group &g : from.groups) {
-        for (const header_function &f : g.functions)
-            all[f.name] = first_sentence(f.comment);
-    }
-    return all;
-}
-
 int main()
 {
-    void *library = dlopen(build_path("lib/libvanto.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *library = dlopen(VNT_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return 1;
-    auto known = purposes(header_read(source_path("include/vanto.h")));
     std::map<std::string, std::string> rows; // by name
-    for (const listed_function &f : listing()) {
-        rows[f.function] = "| `" + f.function + "` | " + known[f.function] + " | " +
-                           state(library, f.function) + " |\n";
+    for (const header_group &g : header_read(VNT_HEADER).groups) {
+        for (const header_function &f : g.functions)
+            rows[f.name] = "| `" + f.name + "` | " + first_sentence(f.comment) + " | " +
+                           state(library, f.name) + " |\n";
     }
     std::string text;
     for (const auto &row : rows)
         text += row.second;
     return printf("# The functions of vanto.h in the open solver\n\n"
-                  "Made of the header and the library by `build/test/functions_table > "
+                  "Made of the header and the library by `build/docs/functions_table > "
                   "docs/functions.md`; a test holds it against them.  A constant answer is one "
                   "that this solver has no other for.\n\n"
                   "| function | what it does | state |\n|---|---|---|\n%s",
