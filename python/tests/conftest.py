@@ -1,7 +1,9 @@
 """A worker server for the tests, and the environments to test in."""
+import os
 import pathlib
 import re
 import subprocess
+import sys
 import time
 
 import pytest
@@ -20,6 +22,23 @@ def program(name):
     pytest.exit(f"{name} is not built")
 
 
+def eventually(condition, seconds=10):
+    """Whether the condition comes to hold in that time."""
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            return False
+        time.sleep(0.05)
+    return True
+
+
+def run_python(text):
+    """Runs a program that may import this package, in a process of its own."""
+    folder = os.path.dirname(os.path.dirname(vanto.__file__))
+    return subprocess.run([sys.executable, "-c", text], timeout=60, capture_output=True, text=True,
+                          env={**os.environ, "PYTHONPATH": folder})
+
+
 class Server:
     """vntworker on a port that the system chose, or at another address."""
 
@@ -27,15 +46,9 @@ class Server:
         with open(folder / "log", "w") as log:
             self.process = subprocess.Popen([program("vntworker"), "-address=" + address],
                                             stdout=log, stderr=log, cwd=folder)
-        self.address = self._announced(folder / "log")
-
-    def _announced(self, log):
-        for _ in range(200):
-            found = re.search(r"started on (\S+)\n", log.read_text())
-            if found:
-                return found[1]
-            time.sleep(0.05)
-        raise RuntimeError("the server did not start")
+        line = re.compile(r"started on (\S+)\n")
+        assert eventually(lambda: line.search((folder / "log").read_text()))
+        self.address = line.search((folder / "log").read_text())[1]
 
     def workers(self):
         children = f"/proc/{self.process.pid}/task/{self.process.pid}/children"

@@ -6,6 +6,7 @@ import time
 import pytest
 
 import vanto
+from conftest import eventually
 
 names = ["p0033.mps", "egout.mps", "afiro.mps", "israel.mps", "woodinfe.mps"]
 optima = [3089, 568.1007, -464.7531, -896644.8, None]
@@ -57,11 +58,7 @@ def test_an_iterator_that_is_dropped_ends_its_solves(place, models):
     before = threading.active_count()
     for result in vanto.map([models / "p0033.mps"] + [models / "misc07.mps"] * 6, place, workers=2):
         break
-    for _ in range(200):
-        if threading.active_count() <= before:
-            return
-        time.sleep(0.05)
-    pytest.fail("threads are left: " + ", ".join(t.name for t in threading.enumerate()))
+    assert eventually(lambda: threading.active_count() <= before), threading.enumerate()
 
 
 def test_cancel_ends_what_runs(place, models):

@@ -1,14 +1,12 @@
 import asyncio
 import json
-import os
 import subprocess
-import sys
 import time
 
 import pytest
 
 import vanto
-from conftest import program
+from conftest import eventually, program, run_python
 
 
 def test_a_run_tells_pauses_goes_on_and_stops(env, models):
@@ -19,19 +17,16 @@ def test_a_run_tells_pauses_goes_on_and_stops(env, models):
         env.model()
     assert caught.value.name == "VNTERR_SOLVING"
     run.pause()
-    while run.state != "paused":
-        time.sleep(0.01)
+    assert eventually(lambda: run.state == "paused")
     work = run.history[-1].iterations
     time.sleep(0.3)
     assert run.history[-1].iterations <= work + 5000 and run.state == "paused"
     with pytest.raises(TimeoutError):
         run.result(0.05)
     run.resume()
-    while run.state == "paused":
-        time.sleep(0.01)
+    assert eventually(lambda: run.state != "paused")
     run.set_limits(seconds=0.2)
-    while run.state != "paused":
-        time.sleep(0.01)
+    assert eventually(lambda: run.state == "paused")
     run.inject(2810)  # the optimum: nothing better is there
     run.resume()
     run.stop()
@@ -85,16 +80,13 @@ def test_messages_reach_the_log(env, models, caplog):
 
 def test_a_solve_that_was_left_is_taken_up_by_another_process(server, models, tmp_path):
     ticket = tmp_path / "ticket"
-    program = f"""
+    run_python(f"""
 import vanto
 env = vanto.Environment({server.address!r}, log_level=2)
 run = env.read({str(models / 'p0201.mps')!r}).start()
 run.detach({str(ticket)!r})
 assert run.state == "detached" and env.closed
-"""
-    folder = os.path.dirname(os.path.dirname(vanto.__file__))
-    subprocess.run([sys.executable, "-c", program], check=True, timeout=60,
-                   env={**os.environ, "PYTHONPATH": folder})
+""").check_returncode()
     assert oct(ticket.stat().st_mode)[-3:] == "600"
     run = vanto.attach(ticket)
     with pytest.raises(vanto.Error) as caught:
