@@ -111,18 +111,10 @@ TEST_F(notes, FilesAreReadAndWritten)
     EXPECT_EQ(value[1], 0.5);
     EXPECT_EQ(VNTLwriteannotations(env, lp, path.c_str()), 0);
     EXPECT_EQ(written(), text);
-    const char *const bad[] = {"annotation long 0\n",
-                               "annotation\n",
-                               "annotation long 1.5 n\n",
-                               "annotation long 0 n\ncolumn 1 w\n",
-                               "annotation long 0 n\nset 1 r\n",
-                               "annotation long 0 n\nannotation long 0 n\nend\n"};
-    for (const char *lines : bad) {
-        EXPECT_EQ(
-            read_text(VNTLEreadcopyannotations, lp, std::string("annotations of t\n") + lines),
-            VNTERR_FILE_FORMAT);
-        EXPECT_TRUE(has(heard[CHANNEL_ERROR], "line "));
-    }
+    expect_malformed(VNTLEreadcopyannotations, lp, "annotations of t\n",
+                     {"annotation long 0\n", "annotation\n", "annotation long 1.5 n\n",
+                      "annotation long 0 n\ncolumn 1 w\n", "annotation long 0 n\nset 1 r\n",
+                      "annotation long 0 n\nannotation long 0 n\nend\n"});
     EXPECT_EQ(VNTLgetnumdblannotations(env, lp), 2); // the last good ones
     EXPECT_EQ(VNTEreadcopyannotations(env, lp, path.c_str(), nullptr, 0), 0);
 }

@@ -10,19 +10,12 @@
 
 namespace vnt {
 
-struct solving : session {
-    void expect_optimal(VNTLPptr lp, double optimum)
-    {
-        EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
-        EXPECT_NEAR(objective(lp), optimum, 1e-6 * std::max(1.0, std::fabs(optimum)));
-    }
-};
+using solving = session;
 
 TEST_F(solving, TheAnswersOfALinearProblemFitTogether)
 {
     VNTLPptr lp = problem_of_file("israel.mps");
-    ASSERT_EQ(VNTLlpopt(env, lp), 0);
-    expect_optimal(lp, -896644.82186);
+    expect_optimum(VNTLlpopt, lp, -896644.82186);
     int cols = VNTLgetnumcols(env, lp), rows = VNTLgetnumrows(env, lp), status = 0;
     std::vector<double> x(cols), dj(cols), found(cols), pi(rows), slack(rows);
     ASSERT_EQ(VNTLsolution(env, lp, &status, nullptr, x.data(), pi.data(), slack.data(), dj.data()),
@@ -41,8 +34,7 @@ TEST_F(solving, TheAnswersOfALinearProblemFitTogether)
                                                             {VNTLdualopt, VNT_METHOD_DUAL},
                                                             {VNTLbaropt, VNT_METHOD_BARRIER}};
     for (auto [solve, method] : methods) {
-        ASSERT_EQ(solve(env, lp), 0);
-        expect_optimal(lp, -896644.82186);
+        expect_optimum(solve, lp, -896644.82186);
         EXPECT_EQ(VNTLgetmethod(env, lp), method);
     }
     EXPECT_TRUE(has(heard[CHANNEL_RESULTS], "Optimal, objective -896644.8218"));
@@ -61,8 +53,7 @@ TEST_F(solving, AChangeTakesTheAnswerAwayAndLeavesTheBasis)
     ASSERT_EQ(VNTLnewrows(env, lp, 1, &one, "L", nullptr, nullptr), 0);
     ASSERT_EQ(VNTLchgcoef(env, lp, 2, 2, 1), 0);
     EXPECT_EQ(VNTLEcangetbase(env, lp), 1) << "it was fitted";
-    ASSERT_EQ(VNTLlpopt(env, lp), 0);
-    expect_optimal(lp, 11);
+    expect_optimum(VNTLlpopt, lp, 11);
     ASSERT_EQ(VNTLdelrows(env, lp, 0, 0), 0); // a row that is not basic takes the basis along
     EXPECT_EQ(VNTLEcangetbase(env, lp), 0);
     ASSERT_EQ(VNTLlpopt(env, lp), 0);
@@ -86,8 +77,7 @@ TEST_F(solving, APointFoundWithoutTheObjectiveIsNoIncumbent)
 TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearchTheBestLast)
 {
     VNTLPptr lp = problem_of_file("egout.mps");
-    ASSERT_EQ(VNTLmipopt(env, lp), 0);
-    expect_optimal(lp, 568.1007);
+    expect_optimum(VNTLmipopt, lp, 568.1007);
     int cols = VNTLgetnumcols(env, lp), count = VNTLgetsolnpoolnumsolns(env, lp);
     ASSERT_GT(count, 0);
     std::vector<double> x(cols);
@@ -100,7 +90,7 @@ TEST_F(solving, ThePoolHoldsTheSolutionsOfTheSearchTheBestLast)
     EXPECT_NEAR(value, objective(lp), 1e-6);
     ASSERT_EQ(VNTLdelsolnpoolsolns(env, lp, 0, count - 1), 0);
     EXPECT_EQ(VNTLgetsolnpoolnumsolns(env, lp), 0);
-    expect_optimal(lp, 568.1007); // the solution itself stays
+    EXPECT_NEAR(objective(lp), 568.1007, 5e-4) << "the solution itself stays";
 }
 
 TEST_F(solving, AMipIsFixedAtItsSolutionRelaxedAndItselfAgain)
@@ -109,13 +99,11 @@ TEST_F(solving, AMipIsFixedAtItsSolutionRelaxedAndItselfAgain)
     ASSERT_EQ(VNTLmipopt(env, lp), 0);
     std::string before = all_of(lp);
     ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_FIXED_MIP), 0);
-    ASSERT_EQ(VNTLlpopt(env, lp), 0);
-    expect_optimal(lp, 568.1007);
+    expect_optimum(VNTLlpopt, lp, 568.1007);
     ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_MIP), 0);
     EXPECT_EQ(all_of(lp), before);
     ASSERT_EQ(VNTLchgprobtype(env, lp, VNT_PROB_LP), 0);
-    ASSERT_EQ(VNTLlpopt(env, lp), 0);
-    expect_optimal(lp, 149.5887662);
+    expect_optimum(VNTLlpopt, lp, 149.5887662);
 }
 
 TEST_F(solving, AParameterThatNothingActsOnSaysSoOnce)
@@ -136,8 +124,7 @@ TEST_F(solving, AParameterThatNothingActsOnSaysSoOnce)
 TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBoundsHoweverWide)
 {
     VNTLPptr lp = problem_of_file("semi-continuous.lp");
-    ASSERT_EQ(VNTLmipopt(env, lp), 0);
-    expect_optimal(lp, 8.2233333333);
+    expect_optimum(VNTLmipopt, lp, 8.2233333333);
     for (const char *bounds : {"5 <= x <= 1e8", "x >= 5"})
         for (int presolve : {0, 1}) {
             SCOPED_TRACE(bounds);
@@ -145,8 +132,7 @@ TEST_F(solving, ASemiContinuousColumnIsZeroOrBetweenItsBoundsHoweverWide)
             lp = problem_from(
                 std::string("min\n x + 100 y\nst\n c: x + y >= 1\nbounds\n y <= 1\n ") + bounds +
                 "\nsemis\n x\nend\n");
-            ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
-            expect_optimal(lp, 5);
+            expect_optimum(VNTLmipopt, lp, 5);
         }
     lp = problem_from("max\n x\nst\n c: x + y >= 1\nbounds\n x >= 2\nsemis\n x\nend\n");
     ASSERT_EQ(VNTLmipopt(env, lp), 0);
@@ -160,8 +146,7 @@ TEST_F(solving, AnIndicatorNeedsNoBounds)
     ASSERT_EQ(VNTLmipopt(env, lp), 0) << heard[CHANNEL_ERROR];
     EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_UNBOUNDED) << "where z is 0";
     lp = problem_from("max\n x + 3 z - 2 y\n" + rows);
-    ASSERT_EQ(VNTLmipopt(env, lp), 0);
-    expect_optimal(lp, 5); // x = 5 with z = 0, or x = 2 with z = 1
+    expect_optimum(VNTLmipopt, lp, 5); // x = 5 with z = 0, or x = 2 with z = 1
 }
 
 // Infeasible at a glance, by a row, a column or what both cannot do together.
@@ -203,7 +188,7 @@ TEST_F(solving, ManyEqualColumnsDoNotHoldPresolveUp)
         VNTLPptr fresh = VNTLcloneprob(env, lp, nullptr);
         ASSERT_EQ(VNTLlpopt(env, fresh), 0);
         took[presolve] = std::chrono::steady_clock::now() - begun;
-        expect_optimal(fresh, 7);
+        EXPECT_NEAR(objective(fresh), 7, 1e-6);
     }
     EXPECT_LT(took[1], 8 * took[0]);
 }
@@ -217,8 +202,7 @@ TEST_F(solving, StartsAreTriedInOrderAndTheOrderOfBranchingIsObeyed)
     int index[] = {0, 1, 2, 0, 1, 2, 0, 1, 2};
     double value[] = {9, 9, 9, 1, 0, 1, 1, 0, 2}; // infeasible, 8, 11
     ASSERT_EQ(VNTLaddmipstarts(env, lp, 3, 9, begin, index, value, nullptr, nullptr), 0);
-    ASSERT_EQ(VNTLmipopt(env, lp), 0);
-    expect_optimal(lp, 13);
+    expect_optimum(VNTLmipopt, lp, 13);
     ASSERT_GE(VNTLgetsolnpoolnumsolns(env, lp), 3);
     for (auto [place, expected] : {std::pair(0, 8.0), std::pair(1, 11.0)}) {
         double found = 0;
@@ -235,8 +219,7 @@ TEST_F(solving, StartsAreTriedInOrderAndTheOrderOfBranchingIsObeyed)
         std::iota(priority.begin(), priority.end(), 1);
         if (back) std::reverse(priority.begin(), priority.end());
         EXPECT_EQ(VNTLcopyorder(env, ordered, cols, all.data(), priority.data(), nullptr), 0);
-        EXPECT_EQ(VNTLmipopt(env, ordered), 0);
-        expect_optimal(ordered, 3089);
+        expect_optimum(VNTLmipopt, ordered, 3089);
         return VNTLgetnodecnt(env, ordered);
     };
     EXPECT_NE(nodes(false), nodes(true));
@@ -251,8 +234,7 @@ TEST_F(solving, SetsAndStartsForgetADeletedColumn)
     int index[] = {2, 3}, back[3];
     double value[] = {2, 4};
     ASSERT_EQ(VNTLaddmipstarts(env, lp, 1, 2, &begin, index, value, nullptr, nullptr), 0);
-    ASSERT_EQ(VNTLmipopt(env, lp), 0);
-    expect_optimal(lp, 14); // neighbours in the order a, c, b, d
+    expect_optimum(VNTLmipopt, lp, 14); // neighbours in the order a, c, b, d
     ASSERT_EQ(VNTLdelcols(env, lp, 2, 2), 0);
     ASSERT_EQ(VNTLgetsos(env, lp, &count, nullptr, &begin, back, nullptr, 3, &surplus, 0, 0), 0);
     EXPECT_EQ(back[2], 2) << "d moved down";
@@ -263,7 +245,7 @@ TEST_F(solving, SetsAndStartsForgetADeletedColumn)
 }
 
 // Small random problems of integer columns, with sets and indicators, against all their points.
-struct enumerated : solving {
+struct enumerated : session {
     static constexpr int cols = 4, rows = 3;
     std::mt19937 random;
     VNTLPptr lp = nullptr;
@@ -453,7 +435,7 @@ TEST_F(watched, ASolveTellsItsProgressAndEndsWhenItIsTold)
     EXPECT_EQ(solve(lp), VNT_STAT_STOPPED);
     terminate = 0;
     EXPECT_EQ(solve(lp), VNT_STAT_OPTIMAL);
-    expect_optimal(lp, 5501.8458883);
+    EXPECT_NEAR(objective(lp), 5501.8458883, 5e-3);
     EXPECT_GT(pauses, 10);
     EXPECT_GE(burst, 100) << "one reaches a handler that acts on every 100th call";
     EXPECT_EQ(seen.incumbent, 4711) << "the reference, without an incumbent";

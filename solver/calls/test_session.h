@@ -7,7 +7,7 @@
 #include "test/folders.h"
 #include "test/has.h"
 
-#include <fstream>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <unistd.h>
@@ -37,11 +37,7 @@ struct session : testing::Test {
 
     // A file of the test's own, and what is in it.
     const std::string path = testing::TempDir() + "vanto" + std::to_string(getpid());
-    std::string written() const
-    {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string written() const { return file_text(path); }
 
     static void hear(void *heard, const char *text) { *static_cast<std::string *>(heard) += text; }
 
@@ -59,6 +55,25 @@ struct session : testing::Test {
                   object *into, const std::string &text)
     {
         return call(env, into, "text.min", text.data(), static_cast<int64_t>(text.size()));
+    }
+    // Texts behind the head of a file that the call refuses, each with the line.
+    template <class object>
+    void expect_malformed(int (*call)(VNTENVptr, object *, const char *, const char *, int64_t),
+                          object *into, const std::string &head,
+                          std::initializer_list<const char *> texts)
+    {
+        for (const char *text : texts) {
+            heard[CHANNEL_ERROR].clear();
+            EXPECT_EQ(read_text(call, into, head + text), VNTERR_FILE_FORMAT) << text;
+            EXPECT_TRUE(has(heard[CHANNEL_ERROR], "line "));
+        }
+    }
+    // Solves by the call, to an optimum of that objective.
+    void expect_optimum(int (*call)(VNTENVptr, VNTLPptr), VNTLPptr lp, double optimum)
+    {
+        ASSERT_EQ(call(env, lp), 0) << heard[CHANNEL_ERROR];
+        EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
+        EXPECT_NEAR(objective(lp), optimum, 1e-6 * std::max(1.0, std::fabs(optimum)));
     }
     // What a query tells of columns or rows 0 to count - 1.
     std::vector<double> asked(decltype(VNTLgetx) *query, VNTLPptr lp, int count)
@@ -97,19 +112,21 @@ struct session : testing::Test {
         EXPECT_EQ(VNTLgetobjoffset(env, lp, &offset), 0);
         out << "type " << VNTLgetprobtype(env, lp) << " sense " << VNTLgetobjsen(env, lp)
             << std::hexfloat << " offset " << offset << " nz " << nz << "\n";
-        std::vector<double> obj(cols), lb(cols), ub(cols), rhs(rows), rng(rows);
+        std::vector<double> obj = asked(VNTLgetobj, lp, cols), lb = asked(VNTLgetlb, lp, cols),
+                            ub = asked(VNTLgetub, lp, cols), rhs = asked(VNTLgetrhs, lp, rows),
+                            rng = asked(VNTLgetrngval, lp, rows);
         std::string ctype(cols, '-'), sense(rows, '-');
-        EXPECT_EQ(VNTLgetobj(env, lp, obj.data(), 0, cols - 1), 0);
-        EXPECT_EQ(VNTLgetlb(env, lp, lb.data(), 0, cols - 1), 0);
-        EXPECT_EQ(VNTLgetub(env, lp, ub.data(), 0, cols - 1), 0);
         VNTLgetctype(env, lp, ctype.data(), 0, cols - 1);
-        EXPECT_EQ(VNTLgetrhs(env, lp, rhs.data(), 0, rows - 1), 0);
-        EXPECT_EQ(VNTLgetrngval(env, lp, rng.data(), 0, rows - 1), 0);
         EXPECT_EQ(VNTLgetsense(env, lp, sense.data(), 0, rows - 1), 0);
         std::vector<int64_t> beg(std::max(rows, cols) + 1);
         std::vector<int> ind(nz);
         std::vector<double> val(nz);
-        auto lines = [&](int count) {
+        auto lines = [&](decltype(VNTLgetcols) *query, int count) {
+            int64_t surplus = -1;
+            EXPECT_EQ(query(env, lp, nullptr, beg.data(), ind.data(), val.data(), nz, &surplus, 0,
+                            count - 1),
+                      0);
+            EXPECT_EQ(surplus, 0);
             beg[count] = nz;
             for (int k = 0; k < count; k++) {
                 for (int64_t e = beg[k]; e < beg[k + 1]; e++)
@@ -118,16 +135,8 @@ struct session : testing::Test {
             }
             out << "\n";
         };
-        int64_t surplus = -1;
-        EXPECT_EQ(VNTLgetcols(env, lp, nullptr, beg.data(), ind.data(), val.data(), nz, &surplus, 0,
-                              cols - 1),
-                  0);
-        EXPECT_EQ(surplus, 0);
-        lines(cols);
-        EXPECT_EQ(VNTLgetrows(env, lp, nullptr, beg.data(), ind.data(), val.data(), nz, &surplus, 0,
-                              rows - 1),
-                  0);
-        lines(rows);
+        lines(VNTLgetcols, cols);
+        lines(VNTLgetrows, rows);
         for (int j = 0; j < cols; j++) {
             out << name_of(lp, VNTLgetcolname, j) << " " << obj[j] << " [" << lb[j] << "," << ub[j]
                 << "] " << ctype[j] << "\n";
