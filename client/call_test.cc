@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <sys/stat.h>
 #include <thread>
 
@@ -27,12 +26,6 @@ struct Call : opened {
         lp = problem();
     }
 };
-
-std::string contents(const fs::path &path)
-{
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 } // namespace
 
@@ -158,12 +151,12 @@ TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
     std::ofstream("old") << "longer than the new one";
     fs::create_symlink("old", "link");
     EXPECT_EQ(VNTLmbasewrite(env, lp, "old"), VNTERR_REMOTE);
-    EXPECT_EQ(contents("old"), "longer than the new one");
+    EXPECT_EQ(file_text("old"), "longer than the new one");
 
     EXPECT_EQ(VNTLwriteprob(env, lp, "fresh", "LP"), 0);
-    EXPECT_EQ(contents("fresh"), "new");
+    EXPECT_EQ(file_text("fresh"), "new");
     EXPECT_EQ(VNTLwriteprob(env, lp, "link", "LP"), 0);
-    EXPECT_EQ(contents("old"), "new");
+    EXPECT_EQ(file_text("old"), "new");
     EXPECT_TRUE(fs::is_symlink("link"));
     EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/null", "LP"), 0);
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
@@ -183,7 +176,7 @@ TEST_F(Call, AStartedCallKeepsThePathOfTheFileThatItWrites)
     ASSERT_EQ(VNTLwriteprob(env, lp, path, "LP"), 0);
     strcpy(path, "others"); // the caller's again
     EXPECT_EQ(vntclient_join(env), 0) << vntclient_errortext();
-    EXPECT_EQ(contents("wanted"), "new");
+    EXPECT_EQ(file_text("wanted"), "new");
     EXPECT_FALSE(fs::exists("others"));
     EXPECT_EQ(VNTLwriteprob(env, lp, std::string(PATH_MAX, 'p').c_str(), "LP"), VNTERR_FILE_CREATE);
 }

@@ -28,14 +28,6 @@ struct detached : opened {
     {
         *static_cast<std::string *>(data) += text;
     }
-    std::string packed()
-    {
-        int64_t length = 0;
-        EXPECT_EQ(vntclient_pack(env, nullptr, 0, &length), 0);
-        std::string record(static_cast<size_t>(length), '\0');
-        EXPECT_EQ(vntclient_pack(env, record.data(), length, &length), 0);
-        return record;
-    }
     // As if the process had ended: what it knew of the environment is gone.
     void forget()
     {
@@ -58,7 +50,7 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
     VNTLPptr first = VNTLcreateprob(env, nullptr, "p"), second = VNTLcreateprob(env, nullptr, "q");
     EXPECT_EQ(VNTLfreeprob(env, &first), 0);
     VNTLcreateprob(env, nullptr, "r");
-    std::string record = packed();
+    std::string record = packed(env);
     ASSERT_EQ(record.size(), 192u + 2 * 16);
     EXPECT_EQ(record.substr(0, 4), "VNTR");
     EXPECT_EQ(value_at<uint32_t>(record, 4), 1u);
@@ -73,7 +65,7 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
 
     char info[VNTCLIENT_INFO_LENGTH];
     EXPECT_EQ(vntclient_disconnect(env, info), 0);
-    EXPECT_EQ(packed().substr(16, 160), std::string(info, sizeof info));
+    EXPECT_EQ(packed(env).substr(16, 160), std::string(info, sizeof info));
     forget();
     vntclient_defaulthandlers(hear, &heard, nullptr, nullptr);
     ASSERT_EQ(vntclient_attach(record.data(), int64_t(record.size()), &env), 0)
@@ -91,7 +83,7 @@ TEST_F(detached, AnotherProcessTakesOverWithTheRecord)
 
 TEST_F(detached, RecordsThatAreNoneAreRefused)
 {
-    std::string good = packed();
+    std::string good = packed(env);
     auto refused = [](std::string record) {
         VNTENVptr e = nullptr;
         int rc = vntclient_attach(record.data(), int64_t(record.size()), &e);

@@ -19,14 +19,12 @@ struct visiting : testing::Test {
     void attach()
     {
         int status = -1;
-        int64_t length = 0;
         char info[VNTCLIENT_INFO_LENGTH];
         env = opened::open_at(worker.address(), &status);
         VNTLcreateprob(env, &status, "p");
         vntclient_start(env);
-        vntclient_pack(env, nullptr, 0, &length);
-        std::string record(static_cast<size_t>(length), '\0');
-        ASSERT_EQ(vntclient_pack(env, record.data(), length, &length), 0);
+        const std::string record = packed(env);
+        const auto length = static_cast<int64_t>(record.size());
         ASSERT_EQ(vntclient_disconnect(env, info), 0);
         ASSERT_EQ(VNTLcloseVANTO(&env), 0);
         ASSERT_EQ(vntclient_attachresilient(record.data(), length, 10, &env), 0)

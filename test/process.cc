@@ -174,11 +174,4 @@ std::string free_port(void)
     }
 }
 
-std::string file_text(const std::string &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf(); // a file of a process may end with it while it is read
-    return text.str();
-}
-
 } // namespace vnt

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "remote/base/sanitizer.h"
+#include "test/folders.h"
 #include "test/has.h"
 
 #include <chrono>
@@ -89,8 +90,5 @@ std::string built(const std::string &name);
 // A port of 127.0.0.1 on which nothing listens.  It is below those that the system chooses, so that
 // no connection of another test takes it meanwhile.
 std::string free_port(void);
-
-// All that a file holds.
-std::string file_text(const std::string &path);
 
 } // namespace vnt

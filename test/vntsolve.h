@@ -17,19 +17,6 @@ inline std::string model(const std::string &name)
     return source_path("test/models/" + name);
 }
 
-// A file for the length of a test.
-class scratch {
-  public:
-    explicit scratch(const std::string &suffix, const std::string &text = "")
-        : name(testing::TempDir() + "vnt" + std::to_string(getpid()) + suffix)
-    {
-        std::ofstream(name) << text;
-    }
-    ~scratch() { unlink(name.c_str()); }
-    std::string text() const { return file_text(name); }
-    const std::string name;
-};
-
 inline std::vector<std::string> command(const std::vector<std::string> &arguments)
 {
     return joined({built("vntsolve")}, arguments);

@@ -121,8 +121,7 @@ TEST(Report, JsonIsValidWhateverItHolds)
 
 TEST(Report, TheManualListsTheSameExitStatuses)
 {
-    std::ifstream file(source_path("docs/man/vntsolve.1"));
-    std::string manual(std::istreambuf_iterator<char>(file), {});
+    const std::string manual = file_text(source_path("docs/man/vntsolve.1"));
 #define EXIT(name, status, text) EXPECT_TRUE(has(manual, "\n" #status "|" text "\n")) << text;
 #include "tools/exits.def"
 }
@@ -172,35 +171,33 @@ TEST(Plot, EarlySolutionsFarOffDoNotFlattenTheRest)
 
 TEST(Solution, FilesOfNamesAndValuesComeBack)
 {
-    const std::string file = testing::TempDir() + "solution" + std::to_string(getpid());
-    solution_write(file, {"a comment"}, {{"x", 0.1}, {"two words", -1e-300}});
-    const std::vector<named_value> back = solution_read(file);
+    const scratch file(".solution");
+    solution_write(file.name, {"a comment"}, {{"x", 0.1}, {"two words", -1e-300}});
+    const std::vector<named_value> back = solution_read(file.name);
     ASSERT_EQ(back.size(), 2u);
     EXPECT_EQ(back[1].name, "two words");
     EXPECT_EQ(back[1].value, -1e-300);
-    EXPECT_FALSE(solution_is_solvers(file));
+    EXPECT_FALSE(solution_is_solvers(file.name));
     for (const char *bad : {"x\n", "x y\n", "1\n", "x 1 2x\n"}) {
-        std::ofstream(file) << bad;
-        EXPECT_THROW(solution_read(file), failure) << bad;
+        std::ofstream(file.name) << bad;
+        EXPECT_THROW(solution_read(file.name), failure) << bad;
     }
-    unlink(file.c_str());
 }
 
 TEST(Ticket, ComesBackAsItWasWritten)
 {
-    std::string file = testing::TempDir() + "ticket" + std::to_string(getpid());
+    const scratch file(".ticket");
     ticket written = {"[::1]:4000", "my\nmodel\x01 100%0a.mps", {}, std::string("VN\0\nTR\xff", 7)};
-    ticket_write(file, written);
-    ticket_write(file, written); // replaces the first
-    ticket read = ticket_read(file);
+    ticket_write(file.name, written);
+    ticket_write(file.name, written); // replaces the first
+    ticket read = ticket_read(file.name);
     EXPECT_EQ(read.server, written.server);
     EXPECT_EQ(read.model, written.model);
     EXPECT_EQ(read.record, written.record);
-    std::fstream damaged(file, std::ios::in | std::ios::out | std::ios::binary);
+    std::fstream damaged(file.name, std::ios::in | std::ios::out | std::ios::binary);
     damaged.seekp(-1, std::ios::end).put('\xfe');
     damaged.close();
-    EXPECT_THROW(ticket_read(file), failure);
-    unlink(file.c_str());
+    EXPECT_THROW(ticket_read(file.name), failure);
 }
 
 } // namespace vnt

@@ -1,10 +1,9 @@
 #include "remote/base/pool.h"
 
-#include <cstdlib>
-#include <fstream>
+#include "test/folders.h"
+
 #include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace vnt {
@@ -12,21 +11,19 @@ namespace vnt {
 namespace {
 class Pool : public testing::Test {
   protected:
-    ~Pool() override { unlink(file.c_str()); }
-
     // What the text says as a pool: its addresses, or what is wrong with it.
     std::vector<std::string> read(const std::string &text)
     {
-        std::ofstream(file) << text;
+        std::ofstream(file.name) << text;
         pool p;
         char wrong[300];
-        if (!pool_read(&p, file.c_str(), wrong, sizeof wrong)) return {"wrong", wrong};
+        if (!pool_read(&p, file.name.c_str(), wrong, sizeof wrong)) return {"wrong", wrong};
         std::vector<std::string> all(p.addresses, p.addresses + p.count);
         pool_release(&p);
         return all;
     }
 
-    std::string file = testing::TempDir() + "pool-" + std::to_string(getpid());
+    const scratch file{".pool"};
 };
 using list = std::vector<std::string>;
 } // namespace
@@ -42,9 +39,9 @@ TEST_F(Pool, SaysWhichLineIsWrong)
     for (const std::string bad : {"a:0", "a:65536", "a:1x", "a:", ":1", "a b:1", "a 1", "[]:1",
                                   "unix:", "unix:here", "@other"})
         EXPECT_EQ(read("a:1\n\n" + bad + " # bad"),
-                  (list{"wrong", file + ":3: '" + bad + "' is not HOST:PORT or unix:/PATH"}));
+                  (list{"wrong", file.name + ":3: '" + bad + "' is not HOST:PORT or unix:/PATH"}));
     EXPECT_EQ(read("a:1\n" + std::string(1024, 'a')).front(), "wrong");
-    EXPECT_EQ(read("\n# nothing\n"), (list{"wrong", file + ": there is no address in it"}));
+    EXPECT_EQ(read("\n# nothing\n"), (list{"wrong", file.name + ": there is no address in it"}));
 }
 
 TEST_F(Pool, SaysWhyItCannotBeRead)

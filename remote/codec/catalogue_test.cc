@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <sstream>
 
 namespace vnt {
@@ -38,10 +37,7 @@ static std::string listing(void)
 // Both ends must agree on every id and field, also those of other versions.
 TEST(Catalogue, IsWhatWasAgreedOn)
 {
-    std::ifstream file(source_path("remote/codec/catalogue.golden"));
-    std::ostringstream golden;
-    golden << file.rdbuf();
-    EXPECT_EQ(listing(), golden.str());
+    EXPECT_EQ(listing(), file_text(source_path("remote/codec/catalogue.golden")));
 }
 
 } // namespace vnt

@@ -204,13 +204,18 @@ static std::string title_of(const raw_client &c)
     return text.substr(0, title(getpid()).size() - 1);
 }
 
-// The program's own arguments stay what they are.
+// Also of one that comes back: it would lead a search for who uses the machine to somebody who has
+// left.  The program's own arguments stay what they are.
 TEST(Server, AWorkersTitleTellsOfItsClient)
 {
     letter_server server({"-log-time"});
     const std::string command = title(server.pid);
-    served_client c(server);
-    const std::string shown = title(process_of(c));
+    served_client old(server);
+    raw_client c(server.port);
+    EXPECT_EQ(title(process_of(old)).c_str(), title_of(old));
+    old.park();
+    expect_joined(c, old);
+    const std::string shown = title(process_of(old));
     EXPECT_EQ(shown.size(), command.size());
     EXPECT_EQ(shown.c_str(), title_of(c));
     EXPECT_EQ(title(server.pid), command);
@@ -323,17 +328,16 @@ static std::string files_of(raw_client &c)
 // A worker holds nothing of the server's: neither its port, nor its siblings' pipes and clients.
 TEST(Server, AWorkerHoldsItsOwnFourPipesAlone)
 {
-    const std::string file = testing::TempDir() + "server_test.log";
-    letter_server server({"-logfile=" + file});
+    const scratch file(".log");
+    letter_server server({"-logfile=" + file.name});
     served_client first(server), second(server), third(server);
     std::string alone = files_of(first), late = files_of(third);
     EXPECT_FALSE(has(late, "socket:"));
     EXPECT_FALSE(has(late, "eventfd"));
-    EXPECT_FALSE(has(late, file));
+    EXPECT_FALSE(has(late, file.name));
     EXPECT_EQ(std::count(late.begin(), late.end(), '\n'),
               std::count(alone.begin(), alone.end(), '\n'))
         << late;
-    remove(file.c_str());
 }
 
 TEST(Server, StopsWithAllItsWorkers)
@@ -448,18 +452,6 @@ TEST(Server, AnOldConnectionDoesNotHoldAWorkerThatItsClientHasLeft)
     EXPECT_EQ(first.say("d").hear(1), "d");
     expect_joined(second, first);
     EXPECT_TRUE(first.closed());
-}
-
-// It would lead a search for who uses the machine to somebody who has left.
-TEST(Server, AWorkersTitleFollowsTheClientThatComesBack)
-{
-    letter_server server;
-    served_client old(server);
-    old.park();
-    raw_client next(server.port);
-    expect_joined(next, old);
-    EXPECT_EQ(title(process_of(old)).c_str(), title_of(next));
-    EXPECT_EQ(title(process_of(old)).size(), title(server.pid).size());
 }
 
 TEST(Server, ASilentNewClientIsServedOrClosed)
@@ -596,16 +588,15 @@ TEST(Server, AnUnexpectedEndOfAWorkerIsLogged)
 // Log rotation copies the file and truncates it.
 TEST(Server, ATruncatedLogFileHasNoHole)
 {
-    const std::string file = testing::TempDir() + "server_test.rotated";
-    letter_server server({"-logfile=" + file});
+    const scratch file(".log");
+    letter_server server({"-logfile=" + file.name});
     for (int i = 0; i < 2; i++) {
         served_client c(server);
         c.say("c");
-        EXPECT_TRUE(eventually([&] { return file_text(file).find('\n') != std::string::npos; }));
-        EXPECT_EQ(file_text(file).front(), '[');
-        EXPECT_EQ(truncate(file.c_str(), 0), 0);
+        EXPECT_TRUE(eventually([&] { return file.text().find('\n') != std::string::npos; }));
+        EXPECT_EQ(file.text().front(), '[');
+        EXPECT_EQ(truncate(file.name.c_str(), 0), 0);
     }
-    remove(file.c_str());
 }
 
 // poll() lets no signal in while a descriptor is ready at once.
@@ -628,15 +619,15 @@ TEST(Server, AFloodOfConnectionsDoesNotKeepItFromStopping)
 
 TEST(Server, ASecondServerOnThePortAndStraySignalsLeaveTheFirstAlone)
 {
-    const std::string file = testing::TempDir() + "server_test.pid";
-    letter_server first({"-pidfile=" + file});
-    forked_process second(letters_run, {"server", "-host=127.0.0.1",
-                                        "-port=" + std::to_string(first.port), "-pidfile=" + file});
+    const scratch file(".pid");
+    letter_server first({"-pidfile=" + file.name});
+    forked_process second(letters_run,
+                          {"server", "-host=127.0.0.1", "-port=" + std::to_string(first.port),
+                           "-pidfile=" + file.name});
     EXPECT_EQ(second.wait(), 255);
-    EXPECT_EQ(file_text(file), std::to_string(first.pid));
+    EXPECT_EQ(file.text(), std::to_string(first.pid));
     kill(first.pid, SIGUSR1);
     EXPECT_EQ(raw_client(first.port).new_worker(), 0);
-    remove(file.c_str());
 }
 
 TEST(Server, ServesNoMoreThanItMay)

@@ -1,6 +1,7 @@
 #include "remote/stream/async.h"
 
 #include "remote/transport/transport.h"
+#include "test/process.h"
 #include "test/streams.h"
 
 #include <atomic>
@@ -42,9 +43,7 @@ static int flag(stream *s)
 // Asks until input was announced, or too long.
 static bool announced(stream *s)
 {
-    for (int i = 0; i < 20000; i++, usleep(1000))
-        if (flag(s) == 1) return true;
-    return false;
+    return eventually([s] { return flag(s) == 1; });
 }
 
 static int32_t read_id(stream *s)
@@ -69,9 +68,7 @@ struct server {
     }
     bool wait(int n) const
     {
-        for (int i = 0; i < 20000 && served < n; i++)
-            usleep(1000);
-        return served == n;
+        return eventually([=, this] { return served == n; });
     }
 };
 
@@ -103,8 +100,7 @@ TEST(Async, AWaitThatFailsCountsAsInput)
     };
     const auto called = [&] {
         ASSERT_EQ(s.near->ops.startasync(s.near, count, &calls), 0);
-        for (int i = 0; i < 20000 && calls == 0; i++)
-            usleep(1000);
+        eventually([&] { return calls > 0; });
         EXPECT_EQ(calls.exchange(0), 1);
     };
     s.give_hex(MESSAGE); // the listener is made

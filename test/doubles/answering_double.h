@@ -163,6 +163,16 @@ class worker_double {
     }
 };
 
+// The record of an environment for another process.
+inline std::string packed(VNTENVptr env)
+{
+    int64_t length = 0;
+    EXPECT_EQ(vntclient_pack(env, nullptr, 0, &length), 0);
+    std::string record(static_cast<size_t>(length), '\0');
+    EXPECT_EQ(vntclient_pack(env, record.data(), length, &length), 0);
+    return record;
+}
+
 // An environment in a worker double, for tests that say what the worker answers and then open it.
 struct opened : testing::Test {
     worker_double worker{3};

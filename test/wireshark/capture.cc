@@ -1,8 +1,7 @@
 #include "test/wireshark/capture.h"
 
 #include "remote/codec/codec.h"
-#include "remote/message/errors.h"
-#include "remote/stream/fdio.h"
+#include "remote/transport/transport.h"
 #include "test/bytes.h"
 #include "test/folders.h"
 #include "test/process.h"
@@ -308,31 +307,16 @@ shown_unit record_shown(const void *record)
 
 std::vector<shown_unit> stream_shown(const std::string &bytes)
 {
+    static const codec_factory *const codecs[] = {builtin_getfactory(), vntcodec_getfactory()};
     std::vector<shown_unit> units;
+    transport t = {};
     const int file = memfd_create("stream", MFD_CLOEXEC);
     EXPECT_TRUE(pwrite(file, bytes.data(), bytes.size(), 0) == ssize_t(bytes.size()));
-    stream *s = nullptr;
-    codec *codecs[2] = {};
-    EXPECT_EQ(fdio_create(&s, file, file, 0, nullptr, nullptr), 0);
-    EXPECT_EQ(builtin_getfactory()->create(&codecs[0], s, s), 0);
-    EXPECT_EQ(vntcodec_getfactory()->create(&codecs[1], s, s), 0);
-    for (int rc = 0; rc == 0;) {
-        void *message = nullptr;
-        codec *c = codecs[0];
-        rc = c->ops.recvmsg(c, &message);
-        if (rc == MESSAGE_UNKNOWN) {
-            c = codecs[1];
-            rc = c->ops.recvmsg(c, &message);
-        }
-        if (rc != 0) break;
+    EXPECT_EQ(fdtransport_setup(&t, file, file, 0, 2, codecs), 0);
+    for (void *message; fdtransport_recvmsg(&t, &message) == 0;)
         units.push_back(record_shown(message));
-        c->ops.delmsg(c, message);
-    }
     EXPECT_EQ(lseek(file, 0, SEEK_CUR), off_t(bytes.size()));
-    for (codec *c : codecs)
-        c->ops.destroy(c);
-    fdio_destroy(s);
-    close(file);
+    fdtransport_teardown(&t);
     return units;
 }
 
