@@ -200,7 +200,8 @@ static size_t text_size(const message_string &s)
     return s.present != 0 && s.length != 0 ? s.length + MESSAGE_SPARE : 0;
 }
 
-void message_place_strings(message_string *strings, uint64_t count, char *text)
+// Points strings that have no data yet at their places, one behind the other.
+static void place_strings(message_string *strings, uint64_t count, char *text)
 {
     for (uint64_t i = 0; i < count; i++) {
         size_t size = text_size(strings[i]);
@@ -219,7 +220,7 @@ static int copy_strings(message_string *to, const message_string *from, uint32_t
     if (size == 0) return 0;
     char *text = static_cast<char *>(calloc(1, size));
     if (text == nullptr) return MESSAGE_NOMEMORY;
-    message_place_strings(to, count, text);
+    place_strings(to, count, text);
     for (uint32_t i = 0; i < count; i++)
         if (to[i].data != nullptr) memcpy(to[i].data, from[i].data, from[i].length);
     return 0;

@@ -5,6 +5,9 @@
 // owns its memory and is released by the matching message_uncopy.  A container does not record
 // which of the two it is: the code that filled it knows.
 //
+// The strings of a chunk that owns its memory share one block.  At its beginning lies the first
+// string that has bytes.
+//
 // Threads: a container is one thread's at a time.
 //
 // Errors: 0 or a code of errors.h.  A failing operation leaves the container clear and nothing
@@ -105,11 +108,6 @@ int handle_take(const message_array *a, void **object);
 // empty file cannot, INVALID for too long a path.
 int message_set_file(message_file *f, const char *path);
 void message_unset_file(message_file *f);
-
-// Points strings that have no data yet at their bytes, which lie one behind the other at `text`,
-// each with MESSAGE_SPARE zero bytes behind it.  The strings of a chunk that owns its memory share
-// one block in this way.
-void message_place_strings(message_string *strings, uint64_t count, char *text);
 
 // Deep copies.  Errors: NOMEMORY, INVALID for a null source.
 int message_copy_string(message_string *to, const message_string *from);

@@ -142,7 +142,7 @@ static int read_elements(fdio *f, char *to, uint64_t bytes, size_t width)
 }
 
 namespace {
-// Text while it is being read.
+// Text while it is being read, or strings as they come.
 struct block {
     char *data;
     size_t used, room; // bytes
@@ -154,7 +154,7 @@ static bool block_grow(block *b, size_t more)
 {
     size_t need = b->used + more + MESSAGE_SPARE;
     if (need <= b->room) return true;
-    size_t room = std::max(need, b->room + b->room / 2);
+    size_t room = std::max(need, 2 * b->room);
     void *grown = realloc(b->data, room);
     if (grown == nullptr) return false;
     *b = {static_cast<char *>(grown), b->used, room};
@@ -183,8 +183,9 @@ struct string_head {
 };
 static constexpr size_t HEAD = 8; // bytes on the wire
 
-static string_head parse_head(const unsigned char *bytes)
+static string_head parse_head(const void *wire)
 {
+    auto bytes = static_cast<const unsigned char *>(wire);
     uint32_t present = wire_get<uint32_t>(bytes);
     return {present, present != 0 ? wire_get<uint32_t>(bytes + 4) : 0};
 }
@@ -242,17 +243,16 @@ struct filling {
     uint64_t count; // elements read so far
     uint64_t room;  // elements that fit
     bool exact;     // no further chunk will be joined to it
-    block text;     // of its strings
+    block wire;     // its strings, as they come
+    size_t walked;  // bytes there, or still to come, up to the end of the last string
 };
 } // namespace
 
-// Numbers of which it is known how many come grow in few steps, since each step may copy them.
-// Strings take more in memory than on the wire, and chunks to be joined may have no successor.
+// If it is known how many elements come, the steps are large, since each of them may copy.
 static uint64_t next_room(const filling *c)
 {
     if (c->room == 0) return std::max<uint64_t>(FIRST_BLOCK / c->width, 1);
-    const bool strings = c->width == sizeof(message_string);
-    return c->exact && !strings ? c->room * 4 : c->room + c->room / 2 + 8;
+    return c->exact ? c->room * 4 : c->room + c->room / 2 + 8;
 }
 
 // Makes room behind the elements; `promised` is how many more are to come.
@@ -297,32 +297,88 @@ static int append_numbers(fdio *f, filling *c, uint64_t left)
     return 0;
 }
 
-static int append_string(fdio *f, filling *c, uint32_t left)
+// Passes over the strings whose heads have come.  Each head tells how much more follows.
+static void walk(fdio *f, filling *c, uint32_t *left)
 {
-    string_head head;
-    int rc = read_head(f, &head);
-    if (rc != 0) return rc;
-    if (c->count == c->room && !grow(c, left)) {
-        rc = skip(f, head.length);
-        return rc != 0 ? rc : MESSAGE_NOMEMORY;
+    size_t at = c->walked;
+    uint32_t n = 0;
+    for (; n < *left && at + HEAD <= c->wire.used; n++)
+        at += HEAD + parse_head(c->wire.data + at).length;
+    f->owed += static_cast<int64_t>(at - c->walked - n * HEAD);
+    c->walked = at;
+    c->count += n;
+    *left -= n;
+}
+
+// Skips what is missing of a string, or of a head, and the strings behind it.
+static int skip_unwalked(fdio *f, const filling *c, uint32_t left)
+{
+    const block &b = c->wire;
+    int rc = 0;
+    if (c->walked > b.used) {
+        rc = skip(f, c->walked - b.used);
+    } else if (c->walked < b.used) {
+        char head[HEAD];
+        const size_t came = b.used - c->walked;
+        memcpy(head, b.data + c->walked, came);
+        rc = read_all(f, head + came, HEAD - came);
+        if (rc == 0) rc = skip(f, parse_head(head).length);
+        left--;
     }
-    auto strings = reinterpret_cast<message_string *>(c->data);
-    strings[c->count++] = {head.present, head.length, nullptr, 0};
-    if (head.length == 0) return 0;
-    uint64_t unread = head.length;
-    rc = append_text(f, &c->text, &unread);
-    int skipped = rc == MESSAGE_NOMEMORY ? skip(f, unread) : 0;
-    return skipped != 0 ? skipped : rc;
+    return rc == 0 ? skip_strings(f, left) : rc;
 }
 
 static int append_strings(fdio *f, filling *c, uint32_t left)
 {
-    int rc = 0;
-    for (; rc == 0 && left > 0; left--)
-        rc = append_string(f, c, left);
-    if (rc != MESSAGE_NOMEMORY) return rc;
-    rc = skip_strings(f, left); // the string that failed is off the stream
-    return rc != 0 ? rc : MESSAGE_NOMEMORY;
+    block *b = &c->wire;
+    while (left > 0 || c->walked > b->used) {
+        const size_t n = std::min(left * HEAD + c->walked - b->used, PIECE);
+        if (!block_grow(b, n)) {
+            int rc = skip_unwalked(f, c, left);
+            return rc != 0 ? rc : MESSAGE_NOMEMORY;
+        }
+        int rc = read_all(f, b->data + b->used, n);
+        if (rc != 0) return rc;
+        b->used += n;
+        walk(f, c, &left);
+    }
+    return 0;
+}
+
+// Moves the first string that has bytes to the beginning of the block, which none needs otherwise.
+static void front_fill(message_string *strings, uint64_t count, block *b)
+{
+    uint64_t i = 0;
+    while (i < count && strings[i].length == 0)
+        i++;
+    if (i < count) {
+        memmove(b->data, strings[i].data, strings[i].length + MESSAGE_SPARE);
+        strings[i].data = b->data;
+    } else {
+        free(b->data);
+        *b = {};
+    }
+}
+
+// Makes the records of strings that stay where they came.  The zeros behind each of them take the
+// place of the next one's head.
+static bool records_make(filling *c)
+{
+    auto strings = static_cast<message_string *>(malloc((c->count + 1) * sizeof(message_string)));
+    if (strings == nullptr) return false;
+    c->data = reinterpret_cast<char *>(strings);
+    char *at = c->wire.data;
+    for (uint64_t i = 0; i < c->count; i++) {
+        const string_head head = parse_head(at);
+        memset(at, 0, MESSAGE_SPARE);
+        at += HEAD;
+        strings[i] = {head.present, head.length, head.length > 0 ? at : nullptr, 0};
+        at += head.length;
+    }
+    strings[c->count] = {};
+    if (at != nullptr) memset(at, 0, MESSAGE_SPARE);
+    front_fill(strings, c->count, &c->wire);
+    return true;
 }
 
 // Reads the count of a chunk, all of whose elements follow.
@@ -361,16 +417,21 @@ static int chunk_add(message_array *a, uint64_t count, void *data)
     return 0;
 }
 
+// Clears what lies behind the numbers.
+static bool numbers_end(filling *c)
+{
+    if (c->data == nullptr && !grow(c, 1)) return false;
+    memset(c->data + c->count * c->width, 0, (c->count == 0 ? c->width : 0) + MESSAGE_SPARE);
+    return true;
+}
+
 // Adds the chunk to the array's table.  A chunk without elements has a block, too.
 static int end_chunk(message_array *a, filling *c)
 {
-    if (c->data == nullptr && !grow(c, 1)) return MESSAGE_NOMEMORY;
-    size_t bytes = c->count * c->width;
-    memset(c->data + bytes, 0, (c->count == 0 ? c->width : 0) + MESSAGE_SPARE);
+    const bool strings = a->type == TYPE_STRING;
+    if (!(strings ? records_make(c) : numbers_end(c))) return MESSAGE_NOMEMORY;
     if (chunk_add(a, c->count, c->data) != 0) return MESSAGE_NOMEMORY;
-    if (c->text.data != nullptr)
-        message_place_strings(reinterpret_cast<message_string *>(c->data), c->count, c->text.data);
-    *c = {nullptr, c->width, 0, 0, c->exact, {}};
+    *c = {nullptr, c->width, 0, 0, c->exact, {}, 0};
     return 0;
 }
 
@@ -415,13 +476,13 @@ static int read_chunks(fdio *f, uint32_t type, message_array *a)
     f->owed += static_cast<int64_t>(left * sizeof left);
     if (left > 1) f->landing = {};
     const bool joined = left > MANY_CHUNKS;
-    filling c = {nullptr, message_element_size(type), 0, 0, !joined, {}};
+    filling c = {nullptr, message_element_size(type), 0, 0, !joined, {}, 0};
     a->type = type;
     for (; rc == 0 && left > 0; left--)
         rc = read_chunk(f, a, &c, joined);
     if (rc == 0 && joined) rc = end_chunk(a, &c);
     if (rc == 0) return 0;
-    free(c.text.data);
+    free(c.wire.data);
     free(c.data);
     message_uncopy_array(a);
     if (rc != MESSAGE_NOMEMORY) return rc;

@@ -2,10 +2,13 @@
 #include "remote/stream/reader.h"
 #include "remote/stream/writer.h"
 
+#include "remote/base/holders.h"
+#include "test/allocations.h"
 #include "test/arrays.h"
 #include "test/streams.h"
 
 #include <numeric>
+#include <sys/mman.h>
 #include <thread>
 
 namespace vnt {
@@ -82,7 +85,7 @@ TEST(Values, StringsCarryTheirFlagAndLength)
 TEST(Values, ArraysCarryTotalTypeAndChunks)
 {
     chunked<int32_t> ints{{1}, {2, -1}};
-    chunked<message_string> strings{{borrowed("x"), {}}};
+    chunked<message_string> strings{{borrowed("x"), {}}}, absent{{{}}};
     const message_array no_chunks = {3, TYPE_DOUBLE, 0, nullptr, {}};
     const message_array none = {-3, TYPE_DOUBLE, 0, nullptr, {}}, *null = nullptr;
     const struct {
@@ -93,6 +96,8 @@ TEST(Values, ArraysCarryTotalTypeAndChunks)
                   "00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 02 ff ff ff ff"},
         {&strings.a, "00 00 00 00 00 00 00 02 00 00 00 0b 00 00 00 01 00 00 00 02 "
                      "00 00 00 01 00 00 00 01 78 00 00 00 00 00 00 00 00"},
+        {&absent.a, "00 00 00 00 00 00 00 01 00 00 00 0b 00 00 00 01 00 00 00 01 "
+                    "00 00 00 00 00 00 00 00"},
         {&no_chunks, "00 00 00 00 00 00 00 03 00 00 00 0a 00 00 00 00"},
     };
     stream_end s;
@@ -178,6 +183,73 @@ TEST(Values, BlocksOfAllSizesArriveWhole)
 {
     expect_all_sizes<char>(); // which travel as they are
     expect_all_sizes<double>();
+}
+
+// Absent, empty, short and long ones, one of them larger than what is read at a time.
+static std::vector<message_string> strings_of_all_lengths(size_t n)
+{
+    static std::string text(300'000, 'x');
+    std::iota(text.begin(), text.end(), char(1));
+    std::vector<message_string> all(2);
+    for (uint32_t i = 0; all.size() < n; i++)
+        all.push_back({i % 5, i % 5 > 0 ? i % 13 : 0, text.data() + i % 100, 0});
+    all[n - 1] = {1, 299'000, text.data(), 0};
+    return all;
+}
+
+// The strings of all chunks, each with the zeros that must stand behind it.
+static std::string texts_of(const message_array &a, size_t spare)
+{
+    std::string all;
+    for (uint32_t i = 0; i < a.nchunks; i++)
+        for (uint32_t k = 0; k < a.chunks[i].count; k++) {
+            const message_string &s = static_cast<message_string *>(a.chunks[i].data)[k];
+            all += image(s);
+            if (s.length > 0 && spare > 0) all.append(s.data + s.length, spare);
+            if (s.length > 0 && spare == 0) all.append(MESSAGE_SPARE, '\0');
+        }
+    return all;
+}
+
+// Whatever memory fails, what follows the array is found.
+static int read_strings(int fd, const message_array &sent)
+{
+    stream *s = nullptr;
+    message_array back;
+    int8_t behind = 0;
+    lseek(fd, 0, SEEK_SET);
+    int rc = fdio_create(&s, fd, -1, 1, nullptr, nullptr);
+    if (rc != 0) return rc;
+    rc = s->ops.readarray(s, "f", &back);
+    EXPECT_TRUE(rc != 0 || texts_of(back, MESSAGE_SPARE) == texts_of(sent, 0));
+    if (rc == 0) s->ops.freearray(s, &back);
+    EXPECT_EQ(s->ops.readbyte(s, "f", &behind), 0);
+    EXPECT_EQ(behind, 99);
+    fdio_destroy(s);
+    return rc;
+}
+
+TEST(Values, StringsArriveWholeOrAreSkipped)
+{
+    // Of the few, the first piece ends between heads, within a head and within a text.
+    for (size_t n : {12, 13, 14, 15, 16, 17, 18, 19, 20, 20'000})
+        for (size_t chunks : {1, 1500}) { // so many are joined
+            chunked<message_string> strings{strings_of_all_lengths(n)};
+            std::vector<message_chunk> table(chunks, {0, nullptr});
+            table.back() = strings.a.chunks[0];
+            strings.a.chunks = table.data();
+            strings.a.nchunks = static_cast<uint32_t>(chunks);
+            descriptor_holder file(memfd_create("strings", MFD_CLOEXEC));
+            stream *s;
+            ASSERT_EQ(fdio_create(&s, -1, file.fd, 1, nullptr, nullptr), 0);
+            EXPECT_EQ(s->ops.writearray(s, "f", &strings.a), 0);
+            EXPECT_EQ(s->ops.writebyte(s, "f", 99), 0);
+            EXPECT_EQ(s->ops.endoutmsg(s), 0);
+            fdio_destroy(s);
+            EXPECT_GT(allocations_fail_each(0, MESSAGE_NOMEMORY,
+                                            [&] { return read_strings(file.fd, strings.a); }),
+                      3);
+        }
 }
 
 } // namespace vnt

@@ -13,6 +13,8 @@ namespace vnt {
 static constexpr size_t SMALL_BLOCK = 65536;
 static constexpr size_t SCRATCH = 262144;
 
+static constexpr size_t HEAD = 8; // bytes on the wire before those of a string
+
 void writer_init(fdio_writer *w, int32_t uselistener,
                  int (*transmit)(fdio_writer *, const void *, size_t))
 {
@@ -133,11 +135,51 @@ int fdio_writestring(stream *s, const char *, const message_string *value)
     return put_string(static_cast<fdio_writer *>(s), value);
 }
 
+namespace {
+// Strings laid out one behind the other.
+struct layout {
+    uint32_t strings;
+    size_t bytes;
+};
+} // namespace
+
+// Lays out as many of the strings as fit whole.
+static layout lay_strings(unsigned char *to, size_t room, const message_string *strings,
+                          uint32_t count)
+{
+    layout l = {0, 0};
+    for (; l.strings < count; l.strings++) {
+        const message_string &s = strings[l.strings];
+        const uint32_t length = s.present != 0 ? s.length : 0;
+        if (room - l.bytes < HEAD || room - l.bytes - HEAD < length) break;
+        wire_put(to + l.bytes, s.present);
+        wire_put(to + l.bytes + 4, length);
+        if (length > 0) memcpy(to + l.bytes + HEAD, s.data, length);
+        l.bytes += HEAD + length;
+    }
+    return l;
+}
+
+// Passes strings through the buffer, or, if they are many, in pieces of their own.
 static int put_strings(fdio_writer *w, const message_string *strings, uint32_t count)
 {
+    const bool many = count > SMALL_BLOCK / HEAD && have_scratch(w);
     int rc = 0;
-    for (uint32_t i = 0; rc == 0 && i < count; i++)
-        rc = put_string(w, &strings[i]);
+    while (rc == 0 && count > 0) {
+        unsigned char *to = many ? w->scratch : w->outbuf + w->outlen;
+        const size_t room = many ? SCRATCH : w->outcap - w->outlen;
+        layout l = lay_strings(to, room, strings, count);
+        if (l.strings == 0) {
+            rc = put_string(w, strings);
+            l.strings = 1;
+        } else if (many) {
+            rc = w->transmit(w, to, l.bytes);
+        } else {
+            w->outlen += static_cast<uint32_t>(l.bytes);
+        }
+        strings += l.strings;
+        count -= l.strings;
+    }
     return rc;
 }
 
