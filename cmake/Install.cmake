@@ -43,7 +43,8 @@ foreach(program vntworker vntsolve vnttop)
         install(TARGETS ${program} RUNTIME COMPONENT programs)
     endif()
 endforeach()
-install(PROGRAMS tools/vntremote-run tools/vntpool TYPE BIN COMPONENT programs)
+install(PROGRAMS ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vntremote-run
+    ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vntpool TYPE BIN COMPONENT programs)
 foreach(section 1 5)
     install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
         COMPONENT programs FILES_MATCHING PATTERN "*.${section}")

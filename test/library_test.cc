@@ -61,6 +61,15 @@ TEST(Library, NeedsOnlyTheLanguageAndTheSystem)
     EXPECT_EQ(words(needed + " | grep -vE '^\\s*(" + system + ")\\.'"), std::set<std::string>());
 }
 
+// A report of a fault begins with what is installed.
+TEST(Library, EveryProgramTellsTheVersion)
+{
+    const std::string version = run({built("vntworker"), "--version"}).out.substr(9);
+    EXPECT_EQ(std::count(version.begin(), version.end(), '.'), 2) << version;
+    for (const std::string program : {"vntsolve", "vnttop", "vntpool", "vntremote-run"})
+        EXPECT_EQ(run({built(program), "--version"}).out, program + version);
+}
+
 // A program that would solve in its own process after all is not run.
 TEST(Library, APreloadThatWouldDoNothingIsRefused)
 {
