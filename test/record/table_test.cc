@@ -8,9 +8,9 @@ namespace vnt {
 
 TEST(CallsTable, InTheDocumentsIsTheOneOfTheListsAndAllIsTested)
 {
-    const std::string table = run({build_path("test/calls_table")}).out;
+    const std::string table = run({build_path("docs/calls_table")}).out;
     EXPECT_TRUE(table == file_text(source_path("docs/calls.md")))
-        << "build/test/calls_table > docs/calls.md";
+        << "build/docs/calls_table > docs/calls.md";
     EXPECT_TRUE(std::regex_search(table, std::regex("\n(\\d+) requests, \\1 tested\\.")));
 }
 

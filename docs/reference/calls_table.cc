@@ -1,10 +1,12 @@
 // calls_table.cc: prints docs/calls.md.
+
+#include "remote/calls/solvercall.h"
 #include "remote/handler/handler.h"
-#include "test/folders.h"
-#include "test/record/listing.h"
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 using namespace vnt;
 
@@ -35,26 +37,31 @@ static const solver_call *find_call(uint32_t id)
     return nullptr;
 }
 
-// The text of the tests of requests that are not a call of the solver: they name the requests.
-static const std::string &handler_tests(void)
+static std::string text_of(const fs::path &path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+// What says that a request is tested: the list of the calls that are all tested, with their ids
+// between tabs, and the tests of the others, which name them.
+static const std::string &tests(void)
 {
     static const std::string text = [] {
-        std::string all;
-        for (const fs::directory_entry &e : fs::directory_iterator(source_path("remote/handler"))) {
-            if (e.path().string().find("_test.cc") == std::string::npos) continue;
-            all += file_text(e.path());
-        }
+        std::string all = text_of(VNT_SOURCE_DIR "/test/record/interface.txt");
+        for (const fs::directory_entry &e :
+             fs::directory_iterator(VNT_SOURCE_DIR "/remote/handler"))
+            if (e.path().string().find("_test.cc") != std::string::npos) all += text_of(e.path());
         return all;
     }();
     return text;
 }
 
-// The test of all calls takes them from the listing.
 static bool tested(const message_layout *m)
 {
-    for (const listed_function &f : listing())
-        if (f.id == static_cast<int>(m->id)) return true;
-    return handler_tests().find(m->name) != std::string::npos;
+    return tests().find("\t" + std::to_string(m->id) + "\t") != std::string::npos ||
+           tests().find(m->name) != std::string::npos;
 }
 
 static std::string row(const message_layout *m, bool *is_tested)
@@ -82,7 +89,7 @@ int main()
         tests += is_tested;
     }
     return printf("# What a worker serves\n\n"
-                  "Made of the lists by `build/test/calls_table > docs/calls.md`; a test holds it "
+                  "Made of the lists by `build/docs/calls_table > docs/calls.md`; a test holds it "
                   "against "
                   "them.\n\n"
                   "The run function of a request is `vnthandler_VNTMESSAGEID_<request>_run`.  "
