@@ -76,8 +76,7 @@ TEST_F(notes, ValuesStayWithTheirObjects)
               VNTERR_INDEX_RANGE);
     EXPECT_EQ(VNTLsetlongannotations(env, lp, 0, VNT_ANNOTATION_ROW, 1, places, nullptr),
               VNTERR_NULL_POINTER);
-    int status;
-    VNTLPptr clone = VNTLcloneprob(env, lp, &status);
+    VNTLPptr clone = VNTLcloneprob(env, lp, nullptr);
 
     ASSERT_EQ(VNTLdelcols(env, lp, 1, 2), 0);
     ASSERT_EQ(VNTLdelrows(env, lp, 0, 0), 0);

@@ -266,8 +266,7 @@ TEST_F(lazy, FilesHoldThem)
         EXPECT_EQ(text_of(lp, "mps").substr(14), std::string(mps).substr(14));
         EXPECT_EQ(text_of(lp, "lp"), lp_text);
     }
-    int status;
-    VNTLPptr clone = VNTLcloneprob(env, from_lp, &status);
+    VNTLPptr clone = VNTLcloneprob(env, from_lp, nullptr);
     ASSERT_EQ(VNTLdelcols(env, from_lp, 0, 0), 0);
     EXPECT_TRUE(
         has(text_of(from_lp, "lp"), " far: 0 y <= 5\nuser cuts\n near: 3 y >= 4\n same: - 1 y"));

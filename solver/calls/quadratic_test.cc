@@ -34,26 +34,17 @@ TEST_F(quadratic, PricesAndReducedCostsHaveTheSignsOfLinearProblems)
     VNTLPptr lp =
         problem_from("min\n - x - 2 y + 2.5 + [ x^2 + y^2 ]/2\nst\n c: x + y >= 4\nend\n");
     expect_optimum(VNTLqpopt, lp, 0.25);
-    double x[2], pi, dj[2], again[2], slack;
-    ASSERT_EQ(VNTLgetx(env, lp, x, 0, 1), 0);
-    EXPECT_NEAR(x[0], 1.5, 1e-6);
-    EXPECT_NEAR(x[1], 2.5, 1e-6);
-    ASSERT_EQ(VNTLgetpi(env, lp, &pi, 0, 0), 0);
-    EXPECT_NEAR(pi, 0.5, 1e-6);
-    ASSERT_EQ(VNTLgetdj(env, lp, dj, 0, 1), 0);
-    EXPECT_NEAR(dj[0], 0, 1e-6);
-    ASSERT_EQ(VNTLgetslack(env, lp, &slack, 0, 0), 0);
-    EXPECT_NEAR(slack, 0, 1e-6);
+    near(asked(VNTLgetx, lp, 2), {1.5, 2.5}, 1e-6);
+    near(asked(VNTLgetpi, lp, 1), {0.5}, 1e-6);
+    near(asked(VNTLgetdj, lp, 2), {0, 0}, 1e-6);
+    near(asked(VNTLgetslack, lp, 1), {0}, 1e-6);
     // With x at most 1 its reduced cost is what more room would bring: y = 3, pi = 1, dj = -1.
     int column = 0;
-    double one = 1;
+    double one = 1, there[] = {1, 3}, again[2];
     ASSERT_EQ(VNTLchgbds(env, lp, 1, &column, "U", &one), 0);
     expect_optimum(VNTLqpopt, lp, 0.5);
-    ASSERT_EQ(VNTLgetpi(env, lp, &pi, 0, 0), 0);
-    EXPECT_NEAR(pi, 1, 1e-5);
-    ASSERT_EQ(VNTLgetdj(env, lp, dj, 0, 1), 0);
-    EXPECT_NEAR(dj[0], -1, 1e-5);
-    double there[] = {1, 3};
+    near(asked(VNTLgetpi, lp, 1), {1}, 1e-5);
+    near(asked(VNTLgetdj, lp, 2), {-1, 0}, 1e-5);
     ASSERT_EQ(VNTLqpdjfrompi(env, lp, &one, there, again), 0);
     EXPECT_EQ(again[0], -1);
     EXPECT_EQ(again[1], 0);
@@ -61,10 +52,8 @@ TEST_F(quadratic, PricesAndReducedCostsHaveTheSignsOfLinearProblems)
     lp = problem_from("max\n x + 2 y - 2.5 + [ - x^2 - y^2 ]/2\nst\n c: x + y >= 4\n"
                       "bounds\n x <= 1\nend\n");
     expect_optimum(VNTLqpopt, lp, -0.5);
-    ASSERT_EQ(VNTLgetpi(env, lp, &pi, 0, 0), 0);
-    EXPECT_NEAR(pi, -1, 1e-5);
-    ASSERT_EQ(VNTLgetdj(env, lp, dj, 0, 1), 0);
-    EXPECT_NEAR(dj[0], 1, 1e-5);
+    near(asked(VNTLgetpi, lp, 1), {-1}, 1e-5);
+    near(asked(VNTLgetdj, lp, 2), {1, 0}, 1e-5);
 }
 
 TEST_F(quadratic, ProblemsWithoutASolutionSayWhy)

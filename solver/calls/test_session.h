@@ -75,6 +75,14 @@ struct session : testing::Test {
         EXPECT_EQ(VNTLgetstat(env, lp), VNT_STAT_OPTIMAL);
         EXPECT_NEAR(objective(lp), optimum, 1e-6 * std::max(1.0, std::fabs(optimum)));
     }
+    static void near(const std::vector<double> &found, const std::vector<double> &expected,
+                     double tolerance)
+    {
+        ASSERT_EQ(found.size(), expected.size());
+        for (size_t k = 0; k < expected.size(); k++)
+            EXPECT_NEAR(found[k], expected[k], tolerance * std::max(1.0, std::fabs(expected[k])))
+                << k;
+    }
     // What a query tells of columns or rows 0 to count - 1.
     std::vector<double> asked(decltype(VNTLgetx) *query, VNTLPptr lp, int count)
     {
