@@ -4,9 +4,7 @@
 #include "test/server.h"
 
 #include <atomic>
-#include <filesystem>
 #include <functional>
-#include <unistd.h>
 
 // A container could not return a failure: the library does without.
 static std::atomic<int> containers{0};
@@ -31,8 +29,7 @@ struct memory : testing::Test {
     server s;
     VNTENVptr env = nullptr;
     const std::string address = "-address=" + s.address();
-    const std::string copy =
-        std::filesystem::temp_directory_path() / ("memory" + std::to_string(getpid()) + ".lp");
+    const scratch copy{".lp"};
 
     int open(VNTENVptr *out) const
     {
@@ -60,13 +57,12 @@ struct memory : testing::Test {
         step(VNTLlpopt(env, lp));
         step(VNTLgetx(env, lp, x, 0, 1));
         step(VNTLgetcolname(env, lp, names, store, sizeof store, &surplus, 0, 1));
-        step(VNTLwriteprob(env, lp, copy.c_str(), "lp"));
-        step(VNTEreadcopyprob(env, lp, copy.c_str(), nullptr, 0, nullptr));
+        step(VNTLwriteprob(env, lp, copy.name.c_str(), "lp"));
+        step(VNTEreadcopyprob(env, lp, copy.name.c_str(), nullptr, 0, nullptr));
         step(vntclient_start(env));
         step(VNTLlpopt(env, lp));
         if (status == 0) step(vntclient_join(env));
         step(VNTLfreeprob(env, &lp));
-        unlink(copy.c_str());
         return status;
     }
     // Runs `action` on an open environment with its first allocation failing, then its second and

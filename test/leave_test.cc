@@ -8,10 +8,13 @@
 
 namespace vnt {
 
-TEST(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
-{
+struct Leave : testing::Test {
     server remote;
-    scratch file(".ticket");
+    const scratch file{".ticket"};
+};
+
+TEST_F(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
+{
     leave("p0201.mps", remote.address(), file.name);
     EXPECT_EQ(remote.workers().size(), 1u) << "the worker stays";
 
@@ -30,10 +33,8 @@ TEST(Leave, AnotherProcessInAnotherFolderTakesUpTheSolve)
     EXPECT_FALSE(std::filesystem::exists(file.name)) << "a used ticket goes";
 }
 
-TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
+TEST_F(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
 {
-    server remote;
-    scratch file(".ticket");
     leave("misc07.mps", remote.address(), file.name, {"--time-limit", "60"});
     auto watch = [&](process &back) {
         EXPECT_TRUE(eventually([&] { return has(back.err(), " nodes"); })) << back.err();
@@ -60,10 +61,8 @@ TEST(Leave, AnAttachedSolveShowsProgressOutlivesItsWatcherAndCanBeStopped)
     EXPECT_TRUE(has(stopping.out(), "stopped by the user"));
 }
 
-TEST(Leave, AStatusTouchesNothingAndAKillEndsAll)
+TEST_F(Leave, AStatusTouchesNothingAndAKillEndsAll)
 {
-    server remote;
-    scratch file(".ticket");
     scratch odd(" 100%\n\xff.mps", file_text(model("misc07.mps"))); // the ticket bears any name
     ASSERT_EQ(vntsolve({odd.name, "--server", remote.address(), "--detach", file.name}).status, 0);
     process_result look = vntsolve({"--status", file.name});
@@ -81,10 +80,8 @@ TEST(Leave, AStatusTouchesNothingAndAKillEndsAll)
 }
 
 // A ticket may be older than its worker.
-TEST(Leave, AWorkerThatIsGoneIsSaidSo)
+TEST_F(Leave, AWorkerThatIsGoneIsSaidSo)
 {
-    server remote;
-    scratch file(".ticket");
     leave("misc07.mps", remote.address(), file.name);
     for (pid_t worker : remote.workers())
         kill(worker, SIGKILL);
@@ -97,10 +94,8 @@ TEST(Leave, AWorkerThatIsGoneIsSaidSo)
 }
 
 // A result that cannot be reported stays in the worker, and its ticket is not overwritten.
-TEST(Leave, AResultThatCouldNotBeToldIsKept)
+TEST_F(Leave, AResultThatCouldNotBeToldIsKept)
 {
-    server remote;
-    scratch file(".ticket");
     std::vector<std::string> resilient = {model("stein27.mps"), "--server", remote.address(),
                                           "--resilient", file.name};
     EXPECT_EQ(vntsolve(joined(resilient, {"--write-solution", "/dev/full"})).status, 3);
@@ -114,10 +109,9 @@ TEST(Leave, AResultThatCouldNotBeToldIsKept)
 
 // The limit of a file's size brings a signal, which must not end the program.  Neither the result
 // nor the ticket can be written: the old ticket leads to the result.
-TEST(Leave, AFileAtItsLimitIsAFullDisk)
+TEST_F(Leave, AFileAtItsLimitIsAFullDisk)
 {
-    server remote;
-    scratch file(".ticket"), solution(".sol");
+    scratch solution(".sol");
     auto limited = [&](const std::vector<std::string> &arguments) {
         return run(joined({"sh", "-c", "ulimit -f 0 && exec \"$@\"", "sh"}, command(arguments)));
     };
@@ -132,7 +126,7 @@ TEST(Leave, AFileAtItsLimitIsAFullDisk)
     EXPECT_EQ(attach(file.name), "18.0");
 }
 
-TEST(Leave, WhatIsNoTicketIsRefused)
+TEST_F(Leave, WhatIsNoTicketIsRefused)
 {
     for (const char *file : {"/dev/zero", "/dev/full", "/dev/null"})
         for (const char *way : {"--status", "--attach", "--kill"})
@@ -140,12 +134,10 @@ TEST(Leave, WhatIsNoTicketIsRefused)
 }
 
 // Whenever the client is killed, the ticket leads to the solve, and no second one was started.
-class Outliving : public testing::TestWithParam<double> {};
+struct Outliving : Leave, testing::WithParamInterface<double> {};
 
 TEST_P(Outliving, AResilientSolveOutlivesItsClient)
 {
-    server remote;
-    scratch file(".ticket");
     process client(
         command({model("misc07.mps"), "--server", remote.address(), "--resilient", file.name}));
     ASSERT_TRUE(eventually([&] { return file.text() != ""; }));

@@ -17,14 +17,6 @@ static holdings holdings_of(const server &s)
             static_cast<long>(s.workers().size())};
 }
 
-static void expect_back_to(const holdings &before, const server &s)
-{
-    EXPECT_TRUE(eventually([&] {
-        const holdings now = holdings_of(s);
-        return now[0] <= before[0] && now[1] <= before[1] && now[2] == before[2];
-    })) << testing::PrintToString(holdings_of(s));
-}
-
 // The pages that the server has in memory.
 static long pages_of(const server &s)
 {
@@ -33,18 +25,26 @@ static long pages_of(const server &s)
     return resident;
 }
 
-class Many : public testing::Test {
+struct Many : testing::Test {
+    server s;
+    holdings before = holdings_of(s);
+
     // The sanitizer's allocator may be locked in a child when a process with threads forks.
     void SetUp() override
     {
         if (SANITIZED) GTEST_SKIP() << "a sanitizer and many forks do not go together";
     }
+    void expect_back_to(const holdings &then) const
+    {
+        EXPECT_TRUE(eventually([&] {
+            const holdings now = holdings_of(s);
+            return now[0] <= then[0] && now[1] <= then[1] && now[2] == then[2];
+        })) << testing::PrintToString(holdings_of(s));
+    }
 };
 
 TEST_F(Many, ThreeHundredWorkersServeTheirOwnClients)
 {
-    server s;
-    holdings before = holdings_of(s);
     std::vector<VNTENVptr> envs;
     for (int i = 0; i < 300; i++)
         envs.push_back(open_at(s));
@@ -63,16 +63,15 @@ TEST_F(Many, ThreeHundredWorkersServeTheirOwnClients)
     EXPECT_EQ(lost, 1) << "only the client of the killed worker";
     for (VNTENVptr &env : envs)
         VNTLcloseVANTO(&env);
-    expect_back_to(before, s);
+    expect_back_to(before);
 }
 
 TEST_F(Many, AThousandClientsComeAndGo)
 {
-    server s;
     VNTENVptr first = open_at(s);
     VNTLcloseVANTO(&first);
     EXPECT_TRUE(eventually([&] { return s.workers().empty(); }));
-    holdings before = holdings_of(s);
+    before = holdings_of(s);
     long pages = 0;
     for (int i = 0; i < 1000; i++) {
         VNTENVptr env = open_at(s);
@@ -80,14 +79,12 @@ TEST_F(Many, AThousandClientsComeAndGo)
         VNTLcloseVANTO(&env);
         if (i == 500) pages = pages_of(s);
     }
-    expect_back_to(before, s);
+    expect_back_to(before);
     EXPECT_LT(pages_of(s), pages + 64) << "pages more than after half of them";
 }
 
 TEST_F(Many, AWorkerIsLeftAndJoinedAThousandTimes)
 {
-    server s;
-    holdings before = holdings_of(s);
     VNTENVptr env = open_at(s);
     holdings one = holdings_of(s);
     for (int i = 0; i < 1000; i++) {
@@ -97,9 +94,9 @@ TEST_F(Many, AWorkerIsLeftAndJoinedAThousandTimes)
         if (i % 100 != 0) continue;
         EXPECT_EQ(solve_bounded(env, i), i);
     }
-    expect_back_to(one, s);
+    expect_back_to(one);
     VNTLcloseVANTO(&env);
-    expect_back_to(before, s);
+    expect_back_to(before);
 }
 
 } // namespace vnt

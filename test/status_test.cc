@@ -15,8 +15,7 @@ namespace {
 // A server with a served, a parked and a refused client, and one that says nothing.
 class Status : public testing::Test {
   protected:
-    Status()
-        : remote({"-status=" + socket.name, "-action-timeout=100"}), serving(port()), mute(port())
+    Status() : remote({"-status=" + socket, "-action-timeout=100"}), serving(port()), mute(port())
     {
     }
     void SetUp() override
@@ -29,7 +28,7 @@ class Status : public testing::Test {
     int port() const { return atoi(remote.port().c_str()); }
     process_result top(const std::vector<std::string> &arguments) const
     {
-        return run(joined({built("vnttop"), "--socket", socket.name}, arguments));
+        return run(joined({built("vnttop"), "--socket", socket}, arguments));
     }
     json look() const { return json::parse(top({"--json"}).out); }
     std::string state(pid_t id) const
@@ -46,9 +45,8 @@ class Status : public testing::Test {
         return -1;
     }
 
-    struct socket_file {
-        const std::string name = testing::TempDir() + "vnttop" + std::to_string(getpid());
-    } socket;
+    const scratch_folder folder;
+    const std::string socket = folder.file("status");
     scratch ticket{".ticket"};
     server remote;
     raw_client serving, mute;
@@ -129,7 +127,7 @@ static std::string http_get(int port, const std::string &path)
 
 TEST_F(Status, PrometheusAndBrowsersAreServed)
 {
-    process page({built("vnttop"), "--socket", socket.name, "--listen", "127.0.0.1:0"});
+    process page({built("vnttop"), "--socket", socket, "--listen", "127.0.0.1:0"});
     ASSERT_TRUE(eventually([&] { return page.out().find('\n') != std::string::npos; }));
     const int there = atoi(page.out().c_str() + page.out().rfind("127.0.0.1:") + 10);
     const std::string metrics = http_get(there, "/metrics");
@@ -167,8 +165,7 @@ TEST_F(Status, TheLiveTableFollowsItsWindow)
     const pid_t child = forkpty(&fd, nullptr, nullptr, &size);
     if (child == 0) {
         const std::string program = built("vnttop");
-        execl(program.c_str(), "vnttop", "--socket", socket.name.c_str(), "--interval", "0.1",
-              nullptr);
+        execl(program.c_str(), "vnttop", "--socket", socket.c_str(), "--interval", "0.1", nullptr);
         _exit(127);
     }
     // The widest line of the latest whole screen, which begins at the upper left corner.

@@ -1,7 +1,7 @@
 #include "remote/stream/writer.h"
 
-#include "remote/base/holders.h"
 #include "test/arrays.h"
+#include "test/folders.h"
 #include "test/streams.h"
 
 #include <cerrno>
@@ -63,12 +63,11 @@ TEST(Writer, AFileThatHasShrunkIsAnErrorAndNoSignal)
     } cases[] = {{100, 99}, {65536, 0}, {65537, 65536}, {300000, 270000}, {300000, 300000}};
     for (auto &c : cases) {
         stream_end s;
-        std::string got, path = testing::TempDir() + "shrinking";
-        descriptor_holder file(open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-        EXPECT_TRUE(give_to(file.fd, std::string(c.size, 'x')));
+        const scratch file(".shrinking", std::string(c.size, 'x'));
+        std::string got;
         message_file sent;
-        ASSERT_EQ(message_set_file(&sent, path.c_str()), 0);
-        EXPECT_EQ(ftruncate(file.fd, static_cast<off_t>(c.shrunk)), 0);
+        ASSERT_EQ(message_set_file(&sent, file.name.c_str()), 0);
+        EXPECT_EQ(truncate(file.name.c_str(), static_cast<off_t>(c.shrunk)), 0);
         std::thread peer([&] { got = s.take(SIZE_MAX); });
         int rc = begun(s)->ops.writefile(s.near, "f", &sent);
         s.near->ops.endoutmsg(s.near);
@@ -77,7 +76,6 @@ TEST(Writer, AFileThatHasShrunkIsAnErrorAndNoSignal)
         EXPECT_EQ(rc, c.shrunk == c.size ? 0 : MESSAGE_IO) << c.size;
         EXPECT_TRUE(rc != 0 || got.ends_with(std::string(c.size, 'x')));
         message_unset_file(&sent);
-        unlink(path.c_str());
     }
 }
 

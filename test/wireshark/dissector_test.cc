@@ -6,7 +6,6 @@
 #include "test/streams.h"
 #include "test/wireshark/capture.h"
 
-#include <filesystem>
 #include <functional>
 #include <regex>
 #include <unistd.h>
@@ -90,14 +89,13 @@ void greet(capture &c)
 
 class SlowDissector : public testing::Test {
   protected:
-    std::string path =
-        std::filesystem::temp_directory_path() / ("dissector" + std::to_string(getpid()));
+    const scratch file{".capture"};
+    const std::string &path = file.name;
 
     void SetUp() override
     {
         if (!tshark_there()) GTEST_SKIP() << "there is no tshark";
     }
-    void TearDown() override { std::filesystem::remove(path); }
 
     // What tshark finds in what `fill` captures, in one pass and in two.
     void expect_names(const std::function<void(capture &)> &fill, const std::string &names)
