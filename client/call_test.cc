@@ -158,10 +158,18 @@ TEST_F(Call, AFileThatTheSolverWroteLandsAtItsPathAlone)
     EXPECT_EQ(VNTLwriteprob(env, lp, "link", "LP"), 0);
     EXPECT_EQ(file_text("old"), "new");
     EXPECT_TRUE(fs::is_symlink("link"));
+    chmod("fresh", 0640);
+    fs::create_hard_link("old", "second");
+    EXPECT_EQ(VNTLwriteprob(env, lp, "fresh", "LP"), 0);
+    EXPECT_EQ(fs::status("fresh").permissions(), fs::perms(0640));
+    EXPECT_EQ(VNTLwriteprob(env, lp, "second", "LP"), 0);
+    EXPECT_TRUE(fs::equivalent("old", "second"));
+    EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/full", "LP"), VNTERR_FILE_IO);
+    EXPECT_STREQ(vntclient_errortext(), "/dev/full: No space left on device");
     EXPECT_EQ(VNTLwriteprob(env, lp, "/dev/null", "LP"), 0);
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
     EXPECT_EQ(VNTLwriteprob(env, lp, "no/such/folder", "LP"), VNTERR_FILE_CREATE);
-    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 3) << "nothing is left beside them";
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 4) << "nothing is left beside them";
     EXPECT_EQ(VNTEreadcopyprob(env, lp, "missing", nullptr, 0, "LP"), VNTERR_FILE_OPEN);
 }
 

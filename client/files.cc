@@ -96,11 +96,12 @@ void client_infile_unset(client_infile *f)
     *f = {};
 }
 
-static int write_contents(int fd, const message_array *contents)
+static int write_contents(int fd, const char *path, const message_array *contents)
 {
     for (uint32_t i = 0; i < contents->nchunks; i++) {
         const message_chunk &chunk = contents->chunks[i];
-        if (io_write_all(fd, chunk.data, chunk.count, -1, CLOCK_NEVER) != 0) return VNTERR_FILE_IO;
+        if (io_write_all(fd, chunk.data, chunk.count, -1, CLOCK_NEVER) != 0)
+            return client_fail(VNTERR_FILE_IO, "%s: %s", path, strerror(errno));
     }
     return 0;
 }
@@ -109,28 +110,46 @@ static int write_through(const char *path, const message_array *contents)
 {
     descriptor_holder d(open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
     if (d.fd < 0) return client_fail(VNTERR_FILE_CREATE, "%s: %s", path, strerror(errno));
-    return write_contents(d.fd, contents);
+    return write_contents(d.fd, path, contents);
 }
 
-// Makes a file of a new name beside the path, with the permissions that the process's mask leaves,
-// as a program that writes the file itself would.
-static int open_beside(const char *path, char *beside, size_t size)
+// Makes a file of a new name beside the path.  The process's mask applies, as to a program that
+// writes the file itself.
+static int open_beside(const char *path, char *beside, size_t size, mode_t mode)
 {
     for (int n = 0;; n++) {
         snprintf(beside, size, "%s.tmp%d.%d", path, static_cast<int>(getpid()), n);
-        int fd = open_file(beside, O_WRONLY | O_CREAT | O_EXCL, 0666);
+        int fd = open_file(beside, O_WRONLY | O_CREAT | O_EXCL, mode);
         if (fd >= 0 || errno != EEXIST) return fd;
     }
 }
 
-static int replace(const char *path, const message_array *contents)
+// Whether another file can take this one's place: it has no second name, and may be written to.
+static bool is_replaceable(const char *path, const struct stat &old)
+{
+    return S_ISREG(old.st_mode) && old.st_nlink == 1 &&
+           faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0;
+}
+
+// Gives the new file the mode of the old one; false when it would belong to somebody else.
+static bool inherit(int fd, const struct stat &old)
+{
+    struct stat now;
+    return fstat(fd, &now) == 0 && now.st_uid == old.st_uid && now.st_gid == old.st_gid &&
+           fchmod(fd, old.st_mode & 07777) == 0;
+}
+
+// VNTERR_FILE_CREATE, without a text, when no new file can take the place.
+static int replace(const char *path, const message_array *contents, const struct stat *old)
 {
     size_t size = strlen(path) + sizeof ".tmp." + 2 * 11; // the longest two numbers
     text beside(size);
     if (beside.data == nullptr) return VNTERR_NO_MEMORY;
-    descriptor_holder d(open_beside(path, beside.data, size));
+    descriptor_holder d(
+        open_beside(path, beside.data, size, old != nullptr ? old->st_mode & 0777 : 0666));
     if (d.fd < 0) return VNTERR_FILE_CREATE;
-    int rc = write_contents(d.fd, contents);
+    int rc = old == nullptr || inherit(d.fd, *old) ? 0 : VNTERR_FILE_CREATE;
+    if (rc == 0) rc = write_contents(d.fd, path, contents);
     if (rc == 0 && rename(beside.data, path) != 0) rc = VNTERR_FILE_CREATE;
     if (rc != 0) unlink(beside.data);
     return rc;
@@ -139,10 +158,10 @@ static int replace(const char *path, const message_array *contents)
 int client_outfile_store(const char *path, const message_file *f)
 {
     if (f->contents.type != TYPE_BYTE) return VNTERR_REMOTE;
-    struct stat about;
-    if (lstat(path, &about) == 0 && !S_ISREG(about.st_mode))
-        return write_through(path, &f->contents);
-    int rc = replace(path, &f->contents);
+    struct stat old;
+    const bool there = lstat(path, &old) == 0;
+    if (there && !is_replaceable(path, old)) return write_through(path, &f->contents);
+    int rc = replace(path, &f->contents, there ? &old : nullptr);
     // The directory may not allow a new file or so long a name.
     return rc == VNTERR_FILE_CREATE ? write_through(path, &f->contents) : rc;
 }

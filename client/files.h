@@ -24,8 +24,9 @@ struct client_infile {
 int client_infile_set(client_infile *f, const char *path, const char *contents, int64_t length);
 void client_infile_unset(client_infile *f);
 
-// Writes the contents to the file at `path`.  A regular file is replaced as a whole: a reader sees
-// the old one or the new one.  Anything else, such as a pipe, is opened and written to.
+// Writes the contents to the file at `path`.  A regular file is replaced as a whole, by one of the
+// same owner and mode: a reader sees the old one or the new one.  Where that is not possible, as
+// for a pipe, a link or a file with a second name, what is there is opened and written to.
 int client_outfile_store(const char *path, const message_file *f);
 
 } // namespace vnt
