@@ -103,16 +103,21 @@ static bool answers_in_time(const client_env *e)
     return limit < 0 || io_wait(e->io->infd, POLLIN, -1, clock_after_ms(limit)) != 0;
 }
 
-// Another client may have the worker, or the worker is slow: when it reads the greeting later, it
-// reads the farewell behind it and parks again.
+int client_give_up(client_env *e)
+{
+    client_depart(e);
+    return client_fail(VNTERR_REMOTE,
+                       "the worker at %s does not answer: it may be suspended, or another client "
+                       "has it",
+                       e->place);
+}
+
 static int retreat(client_env *e)
 {
     vntmsg_DISCONNECT_REQ farewell = {};
     farewell.messageid = VNTMESSAGEID_DISCONNECT_REQ;
     int rc = client_send(e, &farewell);
-    if (rc != 0) return rc;
-    client_depart(e);
-    return client_fail(VNTERR_REMOTE, "the worker does not answer: another client may have it");
+    return rc == 0 ? client_give_up(e) : rc;
 }
 
 int client_greet(client_env *e)

@@ -22,6 +22,10 @@ int client_rejoin(client_env *e); // arrives and greets
 int client_arrive(client_env *e);
 int client_greet(client_env *e);
 
+// Departs from a worker that does not answer, after DISCONNECT has been sent.  When the worker
+// reads on it finds that and parks again.  Returns VNTERR_REMOTE.
+int client_give_up(client_env *e);
+
 // What has become of the worker of a broken connection, as a text.  Asks the server, for two
 // seconds at most.
 const char *client_worker_fate(const client_env *e);

@@ -5,6 +5,7 @@
 #include "client/detach.h"
 #include "client/messages.h"
 #include "remote/base/clock.h"
+#include "remote/base/io.h"
 #include "remote/stream/writer.h"
 
 #include <algorithm>
@@ -23,6 +24,14 @@ static void complain_away(client_env *e)
     client_complain(e, text);
 }
 
+static int fail_away(client_env *e)
+{
+    char reason[400];
+    snprintf(reason, sizeof reason, "%s", vntclient_errortext());
+    e->state = CLIENT_LOST;
+    return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again: %s", reason);
+}
+
 // Tries until it succeeds, the worker is gone or the patience is over.
 template <class Step> static int persist(client_env *e, double patience, Step step)
 {
@@ -32,10 +41,8 @@ template <class Step> static int persist(client_env *e, double patience, Step st
         int rc = step();
         if (rc == 0 || e->state != CLIENT_AWAY) return rc;
         double gone = clock_elapsed(begin);
-        if (gone > (client_wants_end(e) ? std::min(patience, SHORT_PATIENCE) : patience)) {
-            e->state = CLIENT_LOST;
-            return client_fail(VNTERR_CONNECTION_LOST, "the worker could not be reached again");
-        }
+        if (gone > (client_wants_end(e) ? std::min(patience, SHORT_PATIENCE) : patience))
+            return fail_away(e);
         if (gone > SHORT_PATIENCE && !told) complain_away(e);
         told = gone > SHORT_PATIENCE;
         clock_sleep(0.25);
@@ -63,6 +70,39 @@ static void step_out(client_env *e)
     if (e->io != nullptr) client_depart(e);
 }
 
+static void complain_silent(client_env *e)
+{
+    char text[400];
+    snprintf(text, sizeof text,
+             "no answer yet from the worker at %s: it may be suspended, or another client has it\n",
+             e->place);
+    client_complain(e, text);
+}
+
+// How long a worker may be silent, in seconds.
+static double silence_limit(client_env *e)
+{
+    if (client_wants_end(e)) return SHORT_PATIENCE;
+    const int limit = client_connect_timeout;
+    return limit < 0 ? VNTCLIENT_NONE : std::max(e->patience, limit / 1000.0);
+}
+
+// Awaits the worker's first word, unless a read time-out does so.  A suspended worker gives none,
+// nor does one that another client has.
+static int word_await(client_env *e)
+{
+    if (e->readtimeout >= 0) return 0;
+    const int64_t begin = clock_now();
+    bool told = false;
+    while (io_wait(e->io->infd, POLLIN, -1, clock_after_ms(100)) == 0) {
+        const double gone = clock_elapsed(begin);
+        if (gone > silence_limit(e)) return client_give_up(e);
+        if (gone > SHORT_PATIENCE && !told) complain_silent(e);
+        told = gone > SHORT_PATIENCE;
+    }
+    return 0;
+}
+
 // Sends one or two requests between coming and leaving, and awaits the answer to the coming.
 static int speak(client_env *e, const void *first, const void *second)
 {
@@ -77,6 +117,7 @@ static int speak(client_env *e, const void *first, const void *second)
     if (rc != 0) return rc;
     writer_hold(e->io->io, false);
     rc = client_send(e, &farewell);
+    if (rc == 0) rc = word_await(e);
     const void *answer;
     return rc == 0 ? client_await(e, VNTMESSAGEID_RECONNECT_RES, &answer) : rc;
 }

@@ -131,8 +131,9 @@ int vntclient_disconnect(VNTENVptr env, void *info);
 // order, before the call returns.  In the process that left it, *env becomes the environment's old
 // handle; elsewhere a new one, which knows none of the worker's problems: see vntclient_attach().
 // After an error *env is as it was.
-// Errors: VNTERR_CONNECTION_LOST when the worker is gone, VNTERR_REMOTE when the server does not
-// answer or another client has the worker, after which a later try may succeed.
+// Errors: VNTERR_CONNECTION_LOST when the worker is gone, VNTERR_REMOTE when the server or, since
+// it is suspended, the worker does not answer, or another client has the worker, after which a
+// later try may succeed.
 int vntclient_reconnect(const void *info, VNTENVptr *env);
 
 // Packs into `record` what another process needs to take over the environment with its problems;
@@ -163,8 +164,11 @@ int vntclient_attach(const void *record, int64_t length, VNTENVptr *env);
 // The same, for networks that fail: the environment visits its worker.  A worker whose connection
 // breaks is ended with all that it holds; a visit connects, asks and disconnects in one piece, so
 // that the worker waits for the next one even when this process or the network ends in between.
-// Queries are visits, tried again for `patience` seconds.  From the first call on that changes
+// Queries are visits, tried again for `patience` seconds; an answer may take that long, or as long
+// as vntclient_connecttimeout() says if that is longer.  From the first call on that changes
 // something or computes, the environment stays connected.
+// Errors: those of vntclient_attach(); VNTERR_REMOTE also for a worker that does not answer because
+// it is suspended.
 int vntclient_attachresilient(const void *record, int64_t length, double patience, VNTENVptr *env);
 
 // The environment's problems and networks, oldest first: up to `space` handles at `lps` and

@@ -93,6 +93,27 @@ TEST_F(Leave, AWorkerThatIsGoneIsSaidSo)
     }
 }
 
+// As a batch system suspends it.  Each visitor hears of it, and none does harm.
+TEST(Leave, ASuspendedWorkerIsSaidSoAndWaitedFor)
+{
+    server remote;
+    scratch file(".ticket");
+    leave("p0033.mps", remote.address(), file.name);
+    ASSERT_EQ(remote.workers().size(), 1u);
+    const pid_t worker = remote.workers()[0];
+    kill(worker, SIGSTOP);
+    process waiting(command({"--attach", file.name}));
+    EXPECT_TRUE(eventually([&] { return has(waiting.err(), "no answer yet"); }));
+    for (const char *way : {"--status", "--kill"}) {
+        process_result result = vntsolve({way, file.name, "--connect-timeout", "0.3"});
+        EXPECT_EQ(result.status, 5) << result.out;
+        EXPECT_TRUE(has(result.err, "suspended")) << result.err;
+    }
+    kill(worker, SIGCONT);
+    EXPECT_EQ(waiting.wait(seconds(20)), 0) << waiting.err();
+    EXPECT_FALSE(std::filesystem::exists(file.name));
+}
+
 // A result that cannot be reported stays in the worker, and its ticket is not overwritten.
 TEST_F(Leave, AResultThatCouldNotBeToldIsKept)
 {

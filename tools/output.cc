@@ -3,9 +3,11 @@
 #include "tools/files.h"
 
 #include <cerrno>
+#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <mutex>
 #include <unistd.h>
 
 namespace vnt {
@@ -42,6 +44,20 @@ std::string output_harmless(std::string text)
 void output_complaint(const std::string &message)
 {
     output_note("vntsolve: " + message + "\n");
+}
+
+static void complain_late(const std::stop_token &stop, double seconds, const std::string &message)
+{
+    std::mutex lock;
+    std::condition_variable_any stopped;
+    std::unique_lock hold(lock);
+    stopped.wait_for(hold, stop, std::chrono::duration<double>(seconds), [] { return false; });
+    if (!stop.stop_requested()) output_complaint(message);
+}
+
+late_complaint::late_complaint(double seconds, std::string message)
+    : waiting(complain_late, seconds, std::move(message))
+{
 }
 
 } // namespace vnt

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <thread>
 
 namespace vnt {
 
@@ -27,5 +28,14 @@ std::string output_harmless(std::string text);
 
 // Prints a line that begins with the program's name to standard error; ignores failures.
 void output_complaint(const std::string &message);
+
+// Prints such a line if it lives for so many seconds.
+class late_complaint {
+  public:
+    late_complaint(double seconds, std::string message);
+
+  private:
+    std::jthread waiting;
+};
 
 } // namespace vnt

@@ -243,17 +243,30 @@ static void read_beginning(session &s)
     session_check(s, s.solver.VNTEreadcopymipstarts(s.env, s.lp, start.c_str(), nullptr, 0), start);
 }
 
+static constexpr double SILENCE = 2; // seconds until the user hears that there is no answer
+
+// Takes up the environment of a ticket.  A worker may be silent for as long as it is suspended.
+static int take_up(session &s, const ticket &t, const std::string &file, double patience,
+                   VNTENVptr *env)
+{
+    const late_complaint silent(
+        SILENCE, fmt::format("{}: no answer yet from the worker on {}: it may be suspended, or "
+                             "another client has it",
+                             file, t.server));
+    return s.solver.vntclient_attachresilient(t.record.data(),
+                                              static_cast<int64_t>(t.record.size()), patience, env);
+}
+
 // Refuses to overwrite a ticket whose worker may still be there, or a file that is not a ticket.
-static void check_ticketfile(const session &s, const std::string &file)
+static void check_ticketfile(session &s, const std::string &file)
 {
     struct stat there;
     if (stat(file.c_str(), &there) != 0) return;
     if (S_ISREG(there.st_mode) && there.st_size == 0) return;
     ticket t = ticket_read(file);
-    auto length = static_cast<int64_t>(t.record.size());
     char info[VNTCLIENT_INFO_LENGTH];
     VNTENVptr env = nullptr;
-    int status = s.solver.vntclient_attachresilient(t.record.data(), length, 0, &env);
+    int status = take_up(s, t, file, 0, &env);
     if (status == VNTERR_CONNECTION_LOST) return;
     if (status == 0 && s.solver.vntclient_disconnect(env, info) == 0) s.solver.VNTLcloseVANTO(&env);
     throw failure{EXIT_UNREADABLE,
@@ -283,8 +296,7 @@ void session_attach(session &s, double patience)
     s.model = t.model;
     s.started = t.started;
     s.shown.start(t.started);
-    int status = s.solver.vntclient_attachresilient(
-        t.record.data(), static_cast<int64_t>(t.record.size()), patience, &s.env);
+    int status = take_up(s, t, file, patience, &s.env);
     if (status == VNTERR_CONNECTION_LOST)
         throw failure{EXIT_CONNECTION,
                       fmt::format("{}: the worker on {} is gone; the file leads nowhere any more",

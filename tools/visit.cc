@@ -1,5 +1,6 @@
 #include "tools/visit.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -8,7 +9,11 @@
 
 namespace vnt {
 
-static constexpr double patience = 5; // seconds until a server that does not answer is out of reach
+// Seconds until a server that does not answer is out of reach.
+static double patience(const session &s)
+{
+    return std::min(5.0, s.options.connecttimeout.value_or(5));
+}
 
 static const char *state_word(int state)
 {
@@ -75,7 +80,7 @@ static std::string status_json(const session &s, int state, const progress_sampl
 
 std::string visit_status(session &s)
 {
-    session_attach(s, patience);
+    session_attach(s, patience(s));
     const int state = state_ask(s);
     const progress_sample last = last_sample(s);
     session_leave(s);
@@ -85,9 +90,9 @@ std::string visit_status(session &s)
 void visit_kill(session &s)
 {
     static int stop = 1;
-    session_attach(s, patience);
+    session_attach(s, patience(s));
     s.solver.VNTLEsetasyncterminate(s.env, &stop);
-    int status = s.solver.vntclient_joinresilient(s.env, 0, patience, nullptr, nullptr);
+    int status = s.solver.vntclient_joinresilient(s.env, 0, patience(s), nullptr, nullptr);
     if (status == VNTERR_CONNECTION_LOST) session_check(s, status, s.options.ticketfile);
     session_told(s); // the ticket goes when the worker has ended
 }

@@ -93,7 +93,8 @@ def attach(path: str | os.PathLike[str], *, log: logging.Logger | None = None,
     The run's model and environment are run.model and run.model.env.  The ticket stays until the
     result is there: result() removes it.
     Errors: ValueError for a file that is no ticket, Error with VNTERR_CONNECTION_LOST when the
-    worker is gone, with VNTERR_REMOTE when the server does not answer or another client has it.
+    worker is gone, with VNTERR_REMOTE when the server does not answer, or the worker does not as
+    it is suspended or another client has it.
     """
     from .model import Model
     from .run import _Remote

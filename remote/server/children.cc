@@ -7,6 +7,7 @@
 #include "remote/server/owned.h"
 #include "remote/server/process.h"
 #include "remote/server/pumps.h"
+#include "remote/server/relay.h"
 #include "remote/server/title.h"
 
 #include <algorithm>
@@ -196,10 +197,18 @@ void child_kill(server_child *c, worker_end reason)
     child_signal(c, SIGKILL);
 }
 
+// What a client has said is still to be served when it has closed its side, but the client of a
+// suspended worker has given up.
+static bool pending_may_stay(const server_child *c)
+{
+    if (!socket_alive(c->pending)) return false;
+    return !relay_is_over(c->pending, POLLRDHUP) || !process_is_stopped(c->id);
+}
+
 // Drops a waiting client that has gone.  Under the record's lock.
 static void pending_drop_dead(server_child *c)
 {
-    if (c->pending < 0 || socket_alive(c->pending)) return;
+    if (c->pending < 0 || pending_may_stay(c)) return;
     owned_close(c->pending);
     c->pending = PENDING_NONE;
 }

@@ -170,6 +170,10 @@ static std::unique_ptr<raw_client> visit(const letter_server &server, const raw_
     }));
     return c;
 }
+static bool stopped(pid_t process)
+{
+    return has(file_text("/proc/" + std::to_string(process) + "/stat"), ") T ");
+}
 static bool gone(const raw_client &c)
 {
     return eventually([&] { return !process_alive(process_of(c)); });
@@ -492,25 +496,28 @@ TEST(Server, AWorkerThatDoesNotReadIsNotKeptForAVanishedClient)
 // harm.
 TEST(Server, ASuspendedWorkerOutlivesItsVisitors)
 {
-    letter_server server({"-parked-limit=1"}, 20);
-    served_client parked(server), orphan(server), ended(server);
-    parked.park();
-    orphan.say("x").hear(1);
-    ended.say("x").hear(1);
-    const std::vector<pid_t> workers = {process_of(parked), process_of(orphan), process_of(ended)};
-    for (pid_t worker : workers)
+    letter_server server({"-parked-limit=1"}, 100);
+    served_client visited(server), lonely(server), orphan(server), ended(server);
+    visited.park();
+    lonely.park();
+    const std::vector<pid_t> workers = {process_of(visited), process_of(lonely), process_of(orphan),
+                                        process_of(ended)};
+    for (pid_t worker : workers) {
         kill(worker, SIGSTOP);
+        EXPECT_TRUE(eventually([&] { return stopped(worker); }));
+    }
     orphan.say("yd").leave(); // unread
     ended.say("e");
-    for (int i = 0; i < 2; i++) {
-        auto visitor = visit(server, parked);
-        visitor->say("v");
-        usleep(50000);
-    }
-    auto patient = visit(server, parked);
+    visit(server, visited)->say("v");
+    auto patient = visit(server, visited);
     patient->say("z");
-    usleep(
-        1200000); // several times the grace of unread bytes, and more than a worker may be parked
+    usleep(300000); // the worker is kept for it by now
+    for (int i = 0; i < 2; i++) {
+        raw_client hasty(server.port);
+        EXPECT_EQ(hasty.reconnect(visited.id), 0) << "the one before has given up";
+        hasty.say("v");
+    }
+    usleep(1200000); // more than the grace of unread bytes, and than a worker may be parked
     for (pid_t worker : workers)
         EXPECT_TRUE(process_alive(worker));
     for (pid_t worker : workers)
@@ -523,12 +530,12 @@ TEST(Server, ASuspendedWorkerOutlivesItsVisitors)
 // It does not look for its next client before a long call of the solver has ended.
 TEST(Server, AParkedWorkerThatComputesOutlivesItsVisitors)
 {
-    letter_server server({}, 20);
+    letter_server server({}, 100);
     served_client first(server);
     first.say("n");
     first.park();
     visit(server, first)->say("vd").leave();
-    usleep(600000); // several times the grace of unread bytes
+    usleep(900000); // more than the grace of unread bytes
     EXPECT_TRUE(process_alive(process_of(first)));
     kill(process_of(first), SIGUSR1);
     EXPECT_EQ(visit(server, first)->say("x").hear(1), "x");
