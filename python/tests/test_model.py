@@ -105,6 +105,7 @@ def test_files(env, models, tmp_path):
     (lambda e, m: m.add_rows([1, 2], 3, 2), ValueError),
     (lambda e, m: m.add_columns([1, 2], names=["one"]), ValueError),
     (lambda e, m: m.add_columns(1, integrality="X"), ValueError),
+    (lambda e, m: e.model([1, 2], columns=["a", "a"]).solve().values(), ValueError),
     (lambda e, m: m.add_sos(3, [0, 1]), ValueError),
     (lambda e, m: m.set_quadratic([[1, 2], [3, 4]]), ValueError),
     (lambda e, m: m.set_basis([1], [0]), ValueError),

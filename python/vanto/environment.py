@@ -376,7 +376,7 @@ def call(handle: _Handle, function: str, *arguments: Any) -> Any:
     """Calls a function on an environment that nothing else uses at the time."""
     if handle.process != os.getpid():
         raise Error(errors.NO_ENVIRONMENT,
-                    "this environment belongs to the process that was forked")
+                    "this environment belongs to the parent process")
     with handle.lock:
         if handle.c is None:
             raise Error(errors.NO_ENVIRONMENT, "this environment is closed")

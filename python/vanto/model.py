@@ -128,8 +128,8 @@ def _types(integrality: Any, count: int) -> np.ndarray | None:
     if isinstance(integrality, str):
         letters = integrality if len(integrality) != 1 else integrality * count
         if len(letters) != count or not set(letters) <= set("CBISN"):
-            raise ValueError(f"{len(letters)} letters of C, B, I, S, N are one for each of {count} "
-                             "columns")
+            raise ValueError(f"integrality: a letter C, B, I, S or N for each of {count} columns is "
+                             f"taken, not {integrality!r:.60}")
         return np.frombuffer(letters.encode(), np.int8)
     numbers = np.asarray(integrality)
     if numbers.shape not in ((), (1,), (count,)):

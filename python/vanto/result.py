@@ -12,7 +12,7 @@ import numpy as np
 from . import lib
 from .lib import Error, errors, ffi
 
-# There is none, or the problem has no such thing.
+# What was asked for does not exist, or not for this kind of problem.
 _absent = (errors.NOT_SUPPORTED, errors.NOT_MIP, errors.NO_SOLUTION, errors.NO_BASIS, errors.NOT_LP,
            errors.WRONG_TYPE)
 
@@ -103,7 +103,7 @@ class Result:
     @property
     def optimal(self) -> bool:
         """Whether the solution is proven to be the best, within the tolerances."""
-        return self.status in (1, 10)
+        return self.status in (Status.OPTIMAL, Status.OPTIMAL_TOLERANCE)
 
     def keep_names(self) -> Result:
         """Takes the names of the columns along, for when the model is closed."""
@@ -134,7 +134,10 @@ class Result:
             else self._model.column_names
         if names is None:
             raise ValueError("the names stayed with the model: keep_names() takes them along")
-        return dict(zip(names, self.x.tolist()))
+        values = dict(zip(names, self.x.tolist()))
+        if len(values) < self.columns:
+            raise ValueError("columns share a name: x has the values in the order of the columns")
+        return values
 
     def _rows(self) -> list[tuple[str, str]]:
         told = [("status", self.status.name.lower().replace("_", " "))]

@@ -236,9 +236,9 @@ class Run(Bound):
         return self.result()
 
     def _check_process(self) -> None:
-        """The thread of the solve is where it was started: after a fork, none ends a wait."""
+        """A fork leaves the thread of the solve behind: in the child a wait would never end."""
         if self._handle.process != os.getpid():
-            raise Error(errors.NO_ENVIRONMENT, "this run belongs to the process that was forked")
+            raise Error(errors.NO_ENVIRONMENT, "this run belongs to the parent process")
 
     def _order(self, what: str, value: Any) -> None:
         self._check_process()
