@@ -781,8 +781,8 @@ TEST(Status, TellsOfEveryWorkerAndOfThoseThatWereRefused)
     EXPECT_TRUE(path.tells(worker_line(back, "serving"))) << path.ask("");
     EXPECT_TRUE(back.say("t").closed());
     EXPECT_TRUE(gone(orphan) && gone(back));
-    EXPECT_TRUE(eventually([&] { return path.tells("ended regular 1\n"); }));
-    EXPECT_TRUE(path.tells("ended vanished 1\n")) << path.ask("");
+    EXPECT_TRUE(eventually([&] { return path.tells("ended regular 1\nended vanished 1\n"); }))
+        << path.ask("");
     EXPECT_TRUE(path.tells("in 10\nout 35\n")) << path.ask("") << "those of ended workers count";
 }
 
