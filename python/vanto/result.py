@@ -103,7 +103,7 @@ class Result:
     @property
     def optimal(self) -> bool:
         """Whether the solution is proven to be the best, within the tolerances."""
-        return self.status in (Status.OPTIMAL, Status.OPTIMAL_TOLERANCE)
+        return self.status.name in ("OPTIMAL", "OPTIMAL_TOLERANCE")
 
     def keep_names(self) -> Result:
         """Takes the names of the columns along, for when the model is closed."""
