@@ -94,10 +94,8 @@ TEST_F(Leave, AWorkerThatIsGoneIsSaidSo)
 }
 
 // As a batch system suspends it.  Each visitor hears of it, and none does harm.
-TEST(Leave, ASuspendedWorkerIsSaidSoAndWaitedFor)
+TEST_F(Leave, ASuspendedWorkerIsSaidSoAndWaitedFor)
 {
-    server remote;
-    scratch file(".ticket");
     leave("p0033.mps", remote.address(), file.name);
     ASSERT_EQ(remote.workers().size(), 1u);
     const pid_t worker = remote.workers()[0];
