@@ -39,14 +39,15 @@ static void watch_progress(session &s)
     session_check(s, s.solver.VNTEsetpausecallbackfunc(s.env, look, &s), "progress");
 }
 
-// The ticket is on disk before the solve begins.  vntclient_start() applies to the next solver
-// call, so method(), which makes one, comes first.
+// The ticket is written when the worker has taken the solve up, and before it is left: a process
+// that is killed earlier leaves no ticket of a worker that ends with it.  vntclient_start() applies
+// to the next solver call, so method(), which makes one, comes first.
 static void start(session &s, const std::string &ticketfile)
 {
     solve_call optimize = method(s);
     session_check(s, s.solver.vntclient_start(s.env), s.model);
-    session_writeticket(s, ticketfile);
     session_check(s, optimize(s.env, s.lp), s.model);
+    session_writeticket(s, ticketfile);
 }
 
 static void detach(session &s)
