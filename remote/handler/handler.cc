@@ -140,6 +140,8 @@ bool request_serve(transport *t, handler *h, void (*received)(uint32_t id))
 {
     void *message = nullptr;
     const int rc = t->ops.recvmsg(t, &message);
+    // A limit of memory is the administrator's to raise, so it is named.
+    if (rc == MESSAGE_NOMEMORY) log_line(LOG_ERROR, "Out of memory for a message\n");
     if (rc != 0) log_fatal("Failed to receive message: %d\n", rc);
     // Afterwards the message may be gone: the handler may have received others, or have woken the
     // thread that does.
