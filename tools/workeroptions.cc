@@ -135,7 +135,7 @@ static constexpr option_row options[] = {
     {"-address=", "ADDRESS", address_check,
      "HOST:PORT, both at once, or unix:PATH instead of them"},
     {"-socket-mode=", "OCTAL", mode_check, "mode of the file of unix:PATH (0600)"},
-    {"-logfile=", "FILE", file_check, "where to log (standard error)"},
+    {"-logfile=", "FILE", file_check, "where the server logs (standard error)"},
     {"-loglevel=", "NUMBER", level_check, "1 errors, 2 warnings, 3 information, 4 everything (2)"},
     {"-info", nullptr, nullptr, "the same as -loglevel=3"},
     {"-debug", nullptr, nullptr, "the same as -loglevel=4"},
