@@ -101,10 +101,9 @@ double engine_poll::seconds() const
 // As many digits as twelve characters hold, ten at most.
 static std::string short_number(double value)
 {
-    char text[64];
-    int length = 13;
-    for (int digits = 10; digits > 0 && length > 12; digits--)
-        length = snprintf(text, sizeof text, "%.*g", digits, value);
+    std::string text;
+    for (int digits = 10; digits > 0 && (text.empty() || text.size() > 12); digits--)
+        text = printed("%.*g", digits, value);
     return text;
 }
 
@@ -138,13 +137,12 @@ void engine_poll::write_line(clock::time_point now)
 void engine_poll::log(int level, int channel, const char *format, ...)
 {
     if (hooks.log == nullptr || params.log_level < level) return;
-    char text[256];
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
+    const std::string text = printed_list(format, args);
     va_end(args);
     guard_pause callers;
-    hooks.log(hooks.arg, channel, text);
+    hooks.log(hooks.arg, channel, text.c_str());
 }
 
 } // namespace vnt

@@ -7,6 +7,7 @@
 
 #include "vanto.h"
 
+#include <clocale>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -18,16 +19,40 @@ struct failure {
     std::string text; // for the error channel; empty if the status says everything
 };
 
+// While it lives the thread writes numbers with a point, whatever locale the caller has.
+class decimal_point {
+  public:
+    decimal_point() : callers(uselocale(plain())) {}
+    ~decimal_point() { uselocale(callers); }
+    decimal_point(const decimal_point &) = delete;
+    decimal_point &operator=(const decimal_point &) = delete;
+
+  private:
+    static locale_t plain()
+    {
+        static const locale_t locale = newlocale(LC_NUMERIC_MASK, "C", nullptr);
+        return locale;
+    }
+    const locale_t callers;
+};
+
 // Formats like printf, to any length.
+[[gnu::format(printf, 1, 0)]] inline std::string printed_list(const char *format, va_list args)
+{
+    const decimal_point point;
+    va_list again;
+    va_copy(again, args);
+    const int length = vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    std::string text(length > 0 ? length : 0, '\0');
+    if (length > 0) vsnprintf(text.data(), text.size() + 1, format, args);
+    return text;
+}
 [[gnu::format(printf, 1, 2)]] inline std::string printed(const char *format, ...)
 {
-    va_list args, again;
+    va_list args;
     va_start(args, format);
-    va_copy(again, args);
-    int length = vsnprintf(nullptr, 0, format, args);
-    std::string text(length > 0 ? length : 0, '\0');
-    if (length > 0) vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
+    std::string text = printed_list(format, args);
     va_end(args);
     return text;
 }
