@@ -173,6 +173,7 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
     scratch ray(".ray.mps", "NAME ray\nROWS\n N cost\n L row\nCOLUMNS\n x cost -1 row -1\n"
                             "RHS\n rhs row 1\nENDATA\n");
     scratch empty(".empty.mps"), untyped(".doc");
+    scratch_folder folder;
     const std::string afiro = model("afiro.mps");
     const struct {
         std::vector<std::string> arguments;
@@ -188,6 +189,9 @@ TEST_P(Ends, EachTroubleHasItsStatusAndIsTold)
         {{"/nowhere/model.mps"}, 3, "/nowhere/model.mps: No such file"},
         {{"/nowhere/mod\xffl.mps", "--json"}, 3, "\"status\": \"error\""},
         {{afiro, "--write-solution", "/dev/full"}, 3, "/dev/full: No space left"},
+        {{afiro, "--write-basis", "/dev/full"}, 3, "/dev/full: No space left"},
+        {{afiro, "--write-solution", "-"}, 2, "standard output is /dev/stdout"},
+        {{folder.path}, 3, folder.path + ": Is a directory"},
         {{afiro, "--write-model", untyped.name}, 4, "the type of the file is unknown"},
         {{untyped.name}, 4, "--format says"},
         {{garbage.name}, 4, garbage.name},

@@ -23,9 +23,17 @@ void file_write(const std::string &file, const std::string &text)
     if (fclose(out) != 0 || !written) file_fail(file);
 }
 
+static bool is_folder(const std::string &file)
+{
+    struct stat there;
+    return stat(file.c_str(), &there) == 0 && S_ISDIR(there.st_mode);
+}
+
 void file_check_readable(const std::string &file)
 {
     if (access(file.c_str(), R_OK) != 0) file_fail(file);
+    errno = EISDIR;
+    if (is_folder(file)) file_fail(file);
 }
 
 void file_check_writable(const std::string &file)

@@ -58,7 +58,11 @@ struct command_line {
     std::vector<std::string> params;
 };
 
-static const value_check file_name = value_nonempty("the name of a file");
+static std::string file_name(const std::string &text)
+{
+    if (text == "-") return "the name of a file is expected; standard output is /dev/stdout";
+    return value_nonempty("the name of a file")(text);
+}
 
 using option = CLI::Option;
 

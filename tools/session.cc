@@ -112,10 +112,12 @@ void session_check(const session &s, int status, const std::string &what)
 {
     if (status == 0) return;
     std::string more = s.server.empty() ? "" : s.solver.vntclient_errortext();
+    const bool named = more.starts_with(what + ": "); // the reason of a file's failure
     for (const status_row &row : statuses)
         if (row.status == status)
             throw failure{row.exit,
-                          fmt::format("{}: {}", what, row.text.empty() ? more : row.text)};
+                          named ? more
+                                : fmt::format("{}: {}", what, row.text.empty() ? more : row.text)};
     throw failure{EXIT_INTERNAL, fmt::format("{}: the solver says {}{}{}", what, status,
                                              more.empty() ? "" : ": ", more)};
 }

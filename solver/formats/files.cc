@@ -74,7 +74,8 @@ void file_write(const char *name, const std::string &text)
     require_there(name);
     bool written = std::string_view(name).ends_with(".gz") ? write_packed(name, text)
                                                            : write_plain(name, text);
-    if (!written) throw failure{VNTERR_FILE_IO, printed("cannot write %s", name)};
+    if (written) return;
+    throw failure{VNTERR_FILE_IO, printed("cannot write %s: %s", name, strerror(errno))};
 }
 
 std::string file_kind(const char *name, const char *filetype)
