@@ -52,6 +52,15 @@ def test_a_pool_stands_for_one_of_its_servers(local, server, models, tmp_path):
     assert [r.objective for r in results] == pytest.approx([3089] * 6)
 
 
+def test_an_address_that_is_none():
+    for server in ("", "127.0.0.1:99999", "a:b", "unix:", 3):
+        with pytest.raises(ValueError, match="host:port") as caught:
+            vanto.Environment(server)
+        assert repr(server) in str(caught.value)
+    with pytest.raises(vanto.Error, match="/nowhere: No such file"):
+        vanto.Environment("@/nowhere")
+
+
 def test_a_ticket_with_damage(server, models, tmp_path):
     ticket = tmp_path / "ticket"
     vanto.Environment(server.address).read(models / "p0033.mps").start().detach(ticket)

@@ -355,11 +355,17 @@ def connecting(timeout: float | None) -> Iterator[None]:
 def _open(server: str | None, timeout: float | None) -> _Handle:
     if server is None:
         return _Handle(lib.local, lib.local.VNTLopenVANTO(None))
+    wrong = (f"{server!r:.100} is no server: None or one of \"host:port\", \"host\", \"unix:path\", "
+             "\"@file\" is expected")
     if not isinstance(server, str) or not server:
-        raise ValueError("server is None or one of \"host:port\", \"host\", \"unix:path\", \"@file\"")
-    with connecting(timeout):
-        made = lib.remote.vntclient_open(1, ["-address=" + server], None)
-    return _Handle(lib.remote, made)
+        raise ValueError(wrong)
+    try:
+        with connecting(timeout):
+            return _Handle(lib.remote, lib.remote.vntclient_open(1, ["-address=" + server], None))
+    except Error as error:
+        if error.number != errors.BAD_ARGUMENT or server.startswith("@"):
+            raise
+        raise ValueError(wrong) from None
 
 
 def number_of(value: Any, name: str) -> float:
