@@ -41,7 +41,7 @@ static void require_finite(double value)
 template <class number> static void add(list<number> &all, const char *name, number defval)
 {
     require_there(name);
-    require(name[0] != '\0', VNTERR_BAD_ARGUMENT);
+    require(!one_line(name).empty(), VNTERR_BAD_ARGUMENT); // a file could not hold it
     require_finite(static_cast<double>(defval));
     for (const annotation<number> &a : all)
         require(a.name != name, VNTERR_DUPLICATE_ENTRY);

@@ -32,6 +32,7 @@ TEST_F(notes, AnnotationsAreFoundByIndexAndByName)
     EXPECT_EQ(VNTLnewdblannotation(env, lp, "weight", 1), VNTERR_DUPLICATE_ENTRY);
     EXPECT_EQ(VNTLnewdblannotation(env, lp, nullptr, 1), VNTERR_NULL_POINTER);
     EXPECT_EQ(VNTLnewdblannotation(env, lp, "", 1), VNTERR_BAD_ARGUMENT);
+    EXPECT_EQ(VNTLnewdblannotation(env, lp, " ", 1), VNTERR_BAD_ARGUMENT);
     EXPECT_EQ(VNTLnewdblannotation(env, lp, "n", 1 / 0.0), VNTERR_BAD_NUMBER);
     EXPECT_EQ(VNTLgetnumlongannotations(env, lp), 2);
     EXPECT_EQ(VNTLgetnumdblannotations(env, lp), 1);

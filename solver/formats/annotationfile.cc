@@ -81,7 +81,7 @@ static void read_annotation(list_reader &in, const model &m, std::vector<annotat
 {
     annotation<number> a = {};
     read_number(in, &a.defval);
-    a.name = in.rest();
+    a.name = one_line(std::string(in.rest()));
     if (a.name.empty()) in.fail("the annotation has no name");
     for (const auto &other : list)
         if (other.name == a.name) in.fail("the annotation stands there twice");
