@@ -26,8 +26,8 @@ bool process_is_stopped(pid_t id)
     char text[64]; // "ID (NAME) STATE ..."
     text_read(id, "stat", text);
     const char *name_end = strrchr(text, ')');
-    return name_end != nullptr && (strncmp(name_end, ") T", 3) == 0 || //
-                                   strncmp(name_end, ") t", 3) == 0);
+    const char state = name_end != nullptr && name_end[1] == ' ' ? name_end[2] : '\0';
+    return state == 'T' || state == 't';
 }
 
 unsigned long process_find_request(pid_t id)

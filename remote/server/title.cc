@@ -59,9 +59,9 @@ static bool arguments_copy(int argc, char **argv)
 
 // Fills the text up to its end, so that nothing of a longer title stays behind it.  Returns how
 // much of it goes into the line, whose last byte stays 0: else the system reads on behind it.
-static size_t title_make(char (&title)[256], const memory_range &line, const char *client)
+static size_t title_make(char (&title)[256], const char *client)
 {
-    const size_t size = std::min(sizeof title, line.size);
+    const size_t size = std::min(sizeof title, command_line.size);
     memset(title, 0, sizeof title);
     snprintf(title, size, "%s: %s", program_invocation_short_name, client);
     return size;
@@ -69,19 +69,17 @@ static size_t title_make(char (&title)[256], const memory_range &line, const cha
 
 void title_set(const char *client, int argc, char **argv)
 {
-    const memory_range &line = command_line;
-    if (line.size == 0 || !arguments_copy(argc, argv)) return;
+    if (command_line.size == 0 || !arguments_copy(argc, argv)) return;
     char title[256];
-    const size_t size = title_make(title, line, client);
-    memset(line.begin, 0, line.size);
-    memcpy(line.begin, title, size);
+    const size_t size = title_make(title, client);
+    memset(command_line.begin, 0, command_line.size);
+    memcpy(command_line.begin, title, size);
 }
 
 void title_change(pid_t worker, const char *client)
 {
-    const memory_range &line = command_line;
     char title[256];
-    const iovec mine = {title, title_make(title, line, client)}, its = {line.begin, mine.iov_len};
+    const iovec mine = {title, title_make(title, client)}, its = {command_line.begin, mine.iov_len};
     if (process_vm_writev(worker, &mine, 1, &its, 1, 0) < 0)
         log_line(LOG_DEBUG, "Child %d keeps its title: %s\n", worker, strerror(errno));
 }
