@@ -38,14 +38,14 @@ void file_check_readable(const std::string &file)
 
 void file_check_writable(const std::string &file)
 {
-    struct stat there;
-    if (stat(file.c_str(), &there) != 0) { // the folder is named with its slash
+    if (access(file.c_str(), F_OK) != 0) { // the folder is named with its slash
         const std::string folder = file.substr(0, file.rfind('/') + 1);
         if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) file_fail(file);
         return;
     }
+    if (access(file.c_str(), W_OK) != 0) file_fail(file);
     errno = EISDIR;
-    if (S_ISDIR(there.st_mode) || access(file.c_str(), W_OK) != 0) file_fail(file);
+    if (is_folder(file)) file_fail(file);
 }
 
 bool file_readall(int fd, std::string *text)
